@@ -1,0 +1,260 @@
+#include "app/settings.h"
+
+#include <array>
+
+#include "common/ansi.h"
+#include "common/file_io.h"
+#include "common/files.h"
+#include "common/pattern.h"
+#include "common/text.h"
+
+namespace ebf {
+namespace {
+
+enum Key {
+  kLastUsedImage,
+  kDefaultImagePath,
+  kDefaultOutputDir,
+  kDefaultOutDirOpt,
+  kDefaultCustDir,
+  kUseSourceDirAsCust,
+  kCompressLevel,
+  kShowCust,
+  kAutoTransfer,
+  kHideNameTags,
+  kDefGameId,
+  kImgResMode,
+  kImgResCentre,
+  kEbootTocExtract,
+  kAddIsoPadding,
+  kPreviewDelay,
+  kTheme,
+  kKeyCount
+};
+
+// Compared in this order against the line lower-cased with its blanks removed.
+constexpr std::array<const char*, kKeyCount> kPrefixes = {
+    "lastusedimage=",  "defaultimagepath=", "defaultoutputdir=",  "defaultoutdiropt=",
+    "defaultcustdir=", "usesourcedirascust=", "compresslevel=",   "showcust=",
+    "autotransfer=",   "hidenametags=",     "defgameid=",         "imgresmode=",
+    "imgrescentre=",   "eboot_toc_extract=", "addisopadding=",    "previewdelay=",
+    "theme="};
+
+bool OneChar(const std::string& v) { return CharCount(v) == 1; }
+
+}  // namespace
+
+SettingsFileContents ParseSettings(std::string_view text, const std::string& programFolder,
+                                   const Settings& base) {
+  SettingsFileContents out;
+  out.settings = base;
+  Settings& s = out.settings;
+  for (const std::string& line : SplitLines(text)) {
+    const std::string key = ToLowerAscii(RemoveBlanks(line));
+    int which = -1;
+    for (int k = 0; k < kKeyCount; ++k) {
+      if (key.rfind(kPrefixes[k], 0) == 0) {
+        which = k;
+        break;
+      }
+    }
+    if (which < 0) continue;
+    const std::string value = Trim(line.substr(line.find('=') + 1));
+    switch (which) {
+      case kLastUsedImage: out.lastUsedImage = value; break;
+      case kDefaultImagePath:
+        if (IsDirectory(value)) s.defaultImagePath = value;
+        break;
+      case kDefaultOutputDir:
+        if (IsDirectory(value)) s.defaultOutputDir = value;
+        break;
+      case kDefaultCustDir:
+        if (IsDirectory(value)) s.defaultCustDir = value;
+        break;
+      case kDefaultOutDirOpt: {
+        int v = ValInt(value);
+        s.defaultOutDirOpt = (v < 0 || v > 3) ? 0 : v;
+        break;
+      }
+      case kUseSourceDirAsCust:
+        if (OneChar(value)) s.useSourceDirAsCust = Val(value) != 0;
+        break;
+      case kShowCust:
+        if (OneChar(value)) s.showCust = Val(value) != 0;
+        break;
+      case kHideNameTags:
+        if (OneChar(value)) s.hideNameTags = Val(value) != 0;
+        break;
+      case kImgResCentre:
+        if (OneChar(value)) s.imgResCentre = Val(value) != 0;
+        break;
+      case kAddIsoPadding:
+        if (OneChar(value)) s.addIsoPadding = Val(value) != 0;
+        break;
+      case kCompressLevel:
+        if (OneChar(value)) s.compressLevel = std::to_string(ValInt(value));
+        break;
+      case kAutoTransfer:
+        if (OneChar(value)) s.autoTransfer = ValInt(value);
+        break;
+      case kImgResMode:
+        if (OneChar(value)) s.imgResMode = ValInt(value);
+        break;
+      case kEbootTocExtract:
+        if (OneChar(value)) s.ebootTocExtract = ValInt(value);
+        break;
+      case kDefGameId:
+        if (value.size() == 9 && Matches(value, "????#####")) s.defGameId = value;
+        break;
+      case kPreviewDelay: s.previewDelay = ValInt(value); break;
+      case kTheme: {
+        std::string style = WithTrailingSep(programFolder) + "Themes" + kSep + value + kSep +
+                            "style.ini";
+        if (!value.empty() && FileExists(ResolveCaseBlind(style))) s.theme = value;
+        break;
+      }
+      default: break;
+    }
+  }
+  return out;
+}
+
+std::string FormatSettings(const Settings& s, const std::string& lastUsedImage) {
+  const auto flag = [](bool b) { return std::string(b ? "1" : "0"); };
+  const std::vector<std::string> lines = {
+      ";erm, the last file used",
+      "LastUsedImage = " + lastUsedImage,
+      "",
+      ";the default path, which is shown when you click",
+      ";the Browse button for the PSX Image File",
+      ";leave this blank to use the above option",
+      "DefaultImagePath = " + s.defaultImagePath,
+      "",
+      ";the default output path",
+      "DefaultOutputDir = " + s.defaultOutputDir,
+      "",
+      ";the default folder creation action taken for the",
+      ";output folder after an input file is selected",
+      ";0 = do nothing",
+      ";1 = use original Image file name",
+      ";2 = use Game Title",
+      ";3 = use Game ID",
+      "DefaultOutDirOpt = " + std::to_string(s.defaultOutDirOpt),
+      "",
+      ";the default PNG/PMF/AT3 path",
+      "DefaultCustDir = " + s.defaultCustDir,
+      "",
+      ";1 = use the source directory (where ISO is)",
+      ";    and auto-load ICON0.PNG etc from there",
+      "UseSourceDirAsCust = " + flag(s.useSourceDirAsCust),
+      "",
+      ";last used compression level",
+      "CompressLevel = " + s.compressLevel,
+      "",
+      ";1 = Customisation shown",
+      ";0 = Customisation hidden",
+      "ShowCust = " + flag(s.showCust),
+      "",
+      ";0 = disable prompt to transfer files to the PSP",
+      ";    after conversion",
+      ";1 = transfer using Game Title",
+      ";2 = transfer using Game ID",
+      "AutoTransfer = " + std::to_string(s.autoTransfer),
+      "",
+      ";Shows/hides the [NTSC-*] and [PAL-*] tags in",
+      ";Game Titles",
+      "HideNameTags = " + flag(s.hideNameTags),
+      "",
+      ";default Game ID to use if none is found in",
+      ";the PSX Image or EBOOT",
+      "DefGameID = " + s.defGameId,
+      "",
+      ";Resize mode when converting images",
+      ";0 = No resizing (crop",
+      ";1 = Zoomed resize (fits one dimension, other",
+      ";    is cropped)",
+      ";2 = Stretch image (ignores aspect ratio)",
+      ";3 = Fits the image - aspect ratio maintained",
+      "; (Note, resizing may upscale the resolution)",
+      "ImgResMode = " + std::to_string(s.imgResMode),
+      "",
+      ";Causes the image to be centred - will also give a",
+      ";black background :/",
+      "ImgResCentre = " + flag(s.imgResCentre),
+      "",
+      ";0 = don't extract TOC from EBOOT",
+      ";1 = extract TOC as TOC file",
+      ";2 = extract TOC and convert to CCD",
+      ";NOTE: for batch conversions, the TOC will be lost",
+      ";if not set to 2",
+      "EBOOT_TOC_Extract = " + std::to_string(s.ebootTocExtract),
+      "",
+      ";Convert ISOs to BINs (add RAW padding)",
+      "AddISOPadding = " + flag(s.addIsoPadding),
+      "",
+      ";The time (in miliseconds) between transitions in",
+      ";the Preview window",
+      "PreviewDelay = " + std::to_string(s.previewDelay),
+      "",
+      ";The current theme",
+      "Theme = " + s.theme,
+      "",
+  };
+  std::string text;
+  for (const auto& line : lines) text += line + "\r\n";
+  return text;
+}
+
+std::vector<std::pair<std::string, std::string>> SettingsAsPairs(const Settings& s) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (const std::string& line : SplitLines(FormatSettings(s, ""))) {
+    if (line.empty() || line[0] == ';') continue;
+    auto eq = line.find(" = ");
+    std::string key = line.substr(0, eq);
+    if (key == "LastUsedImage") continue;
+    pairs.emplace_back(key, eq == std::string::npos ? "" : line.substr(eq + 3));
+  }
+  return pairs;
+}
+
+std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath) {
+  std::string stem = StemOf(executablePath);
+  if (stem.empty()) stem = "ebootforge";
+  return WithTrailingSep(programFolder) + stem + ".ini";
+}
+
+static std::optional<std::string> ReadText(const std::string& path) {
+  File f(path, File::Mode::Read);
+  if (!f) return std::nullopt;
+  uint64_t size = f.Size();
+  if (size > (16u << 20)) return std::nullopt;  // not a settings file
+  std::vector<uint8_t> bytes(static_cast<std::size_t>(size));
+  if (!f.ReadExact(bytes)) return std::nullopt;
+  return TextFileToUtf8(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+SettingsFileContents LoadSettingsFile(const std::string& path, const std::string& programFolder,
+                                      const Settings& base) {
+  auto text = ReadText(path);
+  if (!text) return SettingsFileContents{base, std::nullopt};
+  return ParseSettings(*text, programFolder, base);
+}
+
+std::string SaveSettingsFile(const std::string& path, const Settings& settings,
+                             const std::string& lastUsedImage) {
+  std::string text = FormatSettings(settings, lastUsedImage);
+  std::string ansi = Utf8ToAnsi(text);
+  if (AnsiToUtf8(ansi) != text) ansi = text;  // a character the code page lacks: keep UTF-8
+  File f(path, File::Mode::Write);
+  if (!f || !f.Write(ansi) || !f.Close())
+    return "The settings file could not be written: " + path + " (" + f.LastError() + ")";
+  return "";
+}
+
+std::string ReadLastUsedImage(const std::string& path) {
+  auto text = ReadText(path);
+  if (!text) return "";
+  return ParseSettings(*text, "").lastUsedImage.value_or("");
+}
+
+}  // namespace ebf

@@ -1,0 +1,69 @@
+#pragma once
+// The settings file beside the executable: a commented key = value text that users also
+// edit by hand. Parsing and formatting work on text; the file functions only move bytes.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ebf {
+
+// The compression level used when the file names none: the converter's best level.
+inline constexpr const char* kDefaultCompressLevel = "9";
+
+struct Settings {
+  std::string defaultImagePath;
+  std::string defaultOutputDir;
+  int defaultOutDirOpt = 0;
+  std::string defaultCustDir;
+  bool useSourceDirAsCust = false;
+  std::string compressLevel = kDefaultCompressLevel;
+  bool showCust = false;
+  int autoTransfer = 0;
+  bool hideNameTags = false;
+  std::string defGameId;
+  int imgResMode = 0;
+  bool imgResCentre = false;
+  int ebootTocExtract = 0;
+  bool addIsoPadding = false;
+  long previewDelay = 0;
+  std::string theme = "Default";
+
+  bool operator==(const Settings&) const = default;
+};
+
+struct SettingsFileContents {
+  Settings settings;
+  // The last "LastUsedImage" line's value, when any (whether the file exists is the
+  // caller's test, made at start-up).
+  std::optional<std::string> lastUsedImage;
+};
+
+// Reads settings text over `base`. Folder values and the theme are checked against the
+// file system (the theme under programFolder/Themes/<name>/style.ini).
+SettingsFileContents ParseSettings(std::string_view text, const std::string& programFolder,
+                                   const Settings& base = {});
+
+// The whole file as written, CR LF line ends, UTF-8 text.
+std::string FormatSettings(const Settings& settings, const std::string& lastUsedImage);
+
+// <program folder><executable name>.ini
+std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath);
+
+// A missing file leaves the defaults (and `base`) standing.
+SettingsFileContents LoadSettingsFile(const std::string& path, const std::string& programFolder,
+                                      const Settings& base = {});
+// Rewrites the file whole. Text that the single-byte code page can hold is stored in it;
+// otherwise UTF-8, so that no path is lost. Returns "" or an error text.
+std::string SaveSettingsFile(const std::string& path, const Settings& settings,
+                             const std::string& lastUsedImage);
+
+// The value of the file's "lastusedimage=" line, read so that rewriting the file from the
+// options keeps it.
+std::string ReadLastUsedImage(const std::string& path);
+
+// key = value pairs in the writer's order, for display.
+std::vector<std::pair<std::string, std::string>> SettingsAsPairs(const Settings& settings);
+
+}  // namespace ebf

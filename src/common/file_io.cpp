@@ -1,0 +1,138 @@
+#include "common/file_io.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace ebf {
+
+File::File(File&& other) noexcept
+    : fp_(std::exchange(other.fp_, nullptr)),
+      path_(std::move(other.path_)),
+      error_(std::move(other.error_)) {}
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    fp_ = std::exchange(other.fp_, nullptr);
+    path_ = std::move(other.path_);
+    error_ = std::move(other.error_);
+  }
+  return *this;
+}
+
+void File::Fail() { error_ = errno ? std::strerror(errno) : "input/output error"; }
+
+bool File::Open(const std::string& path, Mode mode) {
+  Close();
+  path_ = path;
+  error_.clear();
+  const char* m = mode == Mode::Read        ? "rb"
+                  : mode == Mode::Write     ? "wb"
+                  : mode == Mode::ReadWrite ? "r+b"
+                                            : "ab";
+  errno = 0;
+#ifdef _WIN32
+  int wlen = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
+  std::wstring wpath(static_cast<std::size_t>(wlen), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, wpath.data(), wlen);
+  std::wstring wm(m, m + std::strlen(m));
+  fp_ = _wfopen(wpath.c_str(), wm.c_str());
+#else
+  fp_ = std::fopen(path.c_str(), m);
+#endif
+  if (!fp_) {
+    Fail();
+    return false;
+  }
+  return true;
+}
+
+bool File::Close() {
+  if (!fp_) return true;
+  errno = 0;
+  bool ok = std::fclose(fp_) == 0;
+  fp_ = nullptr;
+  if (!ok) Fail();
+  return ok;
+}
+
+std::size_t File::Read(std::span<uint8_t> out) {
+  if (!fp_ || out.empty()) return 0;
+  errno = 0;
+  std::size_t n = std::fread(out.data(), 1, out.size(), fp_);
+  if (n < out.size() && std::ferror(fp_)) Fail();
+  return n;
+}
+
+bool File::ReadExact(std::span<uint8_t> out) {
+  if (Read(out) == out.size()) return true;
+  if (error_.empty()) error_ = "unexpected end of file";
+  return false;
+}
+
+bool File::Write(std::span<const uint8_t> data) {
+  if (!fp_) return false;
+  if (data.empty()) return true;
+  errno = 0;
+  if (std::fwrite(data.data(), 1, data.size(), fp_) != data.size()) {
+    Fail();
+    return false;
+  }
+  return true;
+}
+
+bool File::Write(std::string_view text) {
+  return Write(std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
+}
+
+bool File::Seek(uint64_t offset) {
+  if (!fp_) return false;
+  errno = 0;
+#ifdef _WIN32
+  bool ok = _fseeki64(fp_, static_cast<long long>(offset), SEEK_SET) == 0;
+#else
+  bool ok = fseeko(fp_, static_cast<off_t>(offset), SEEK_SET) == 0;
+#endif
+  if (!ok) Fail();
+  return ok;
+}
+
+uint64_t File::Tell() {
+  if (!fp_) return 0;
+#ifdef _WIN32
+  long long p = _ftelli64(fp_);
+#else
+  off_t p = ftello(fp_);
+#endif
+  return p < 0 ? 0 : static_cast<uint64_t>(p);
+}
+
+uint64_t File::Size() {
+  if (!fp_) return 0;
+  uint64_t here = Tell();
+#ifdef _WIN32
+  _fseeki64(fp_, 0, SEEK_END);
+#else
+  fseeko(fp_, 0, SEEK_END);
+#endif
+  uint64_t size = Tell();
+  Seek(here);
+  return size;
+}
+
+bool File::Flush() {
+  if (!fp_) return false;
+  errno = 0;
+  if (std::fflush(fp_) != 0) {
+    Fail();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace ebf

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include "app/settings.h"
+#include "app/startup.h"
+#include "common/files.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+TEST(SettingsReader, KeysAreCaseBlindAndValuesValidated) {
+  TempDir prog;
+  TempDir out;
+  const std::string text = "Default Output Dir = " + out.path() +
+                           "\r\n"
+                           "ShowCust = 10\r\n"
+                           "DefaultOutDirOpt = 7\r\n"
+                           "DefGameID = SCUS-94476\r\n"
+                           "DefGameID = SCUS94476\r\n";
+  Settings s = ParseSettings(text, prog.folder()).settings;
+  EXPECT_EQ(s.defaultOutputDir, out.path());
+  EXPECT_FALSE(s.showCust);
+  EXPECT_EQ(s.defaultOutDirOpt, 0);
+  EXPECT_EQ(s.defGameId, "SCUS94476");
+}
+
+TEST(SettingsReader, EveryRule) {
+  TempDir prog;
+  prog.MakeDir("Themes/Dark");
+  prog.MakeDir("Themes/Bare");
+  test::WriteFileText(prog / "Themes/Dark/style.ini", "");
+  Settings base;
+  base.compressLevel = "5";
+
+  auto parse = [&](const std::string& text) { return ParseSettings(text, prog.folder(), base); };
+
+  EXPECT_TRUE(parse("ShowCust = 2").settings.showCust);
+  EXPECT_FALSE(parse("ShowCust = 0").settings.showCust);
+  EXPECT_FALSE(parse("showcust=x").settings.showCust);  // Val("x") is 0
+  EXPECT_TRUE(parse("  H i d e N a m e T a g s=1").settings.hideNameTags);
+  EXPECT_EQ(parse("DefaultOutDirOpt = 3").settings.defaultOutDirOpt, 3);
+  EXPECT_EQ(parse("DefaultOutDirOpt = -1").settings.defaultOutDirOpt, 0);
+  EXPECT_EQ(parse("CompressLevel = 7").settings.compressLevel, "7");
+  EXPECT_EQ(parse("CompressLevel = 10").settings.compressLevel, "5");  // two characters
+  EXPECT_EQ(parse("AutoTransfer = 9").settings.autoTransfer, 9);       // not range-checked
+  EXPECT_EQ(parse("AutoTransfer = 12").settings.autoTransfer, 0);
+  EXPECT_EQ(parse("EBOOT_TOC_Extract = 2").settings.ebootTocExtract, 2);
+  EXPECT_EQ(parse("ImgResMode = 3").settings.imgResMode, 3);
+  EXPECT_EQ(parse("PreviewDelay = 1500").settings.previewDelay, 1500);
+  EXPECT_EQ(parse("Theme = Dark").settings.theme, "Dark");
+  EXPECT_EQ(parse("Theme = Bare").settings.theme, "Default");  // no style.ini
+  EXPECT_EQ(parse("Theme = Missing").settings.theme, "Default");
+  EXPECT_EQ(parse("DefaultImagePath = /no/such/folder").settings.defaultImagePath, "");
+  EXPECT_EQ(parse("DefGameID = SCUS9447").settings.defGameId, "");
+  EXPECT_EQ(parse(";ShowCust = 1\r\nUnknown = 1\r\n\r\n").settings, base);
+
+  // A later line for a key wins; the value keeps its case and loses its blanks at the ends.
+  auto both = parse("LastUsedImage = /a/One.bin\nlastusedimage=  /b/Two Words.BIN  ");
+  EXPECT_EQ(both.lastUsedImage.value_or(""), "/b/Two Words.BIN");
+  // A value may itself hold "=".
+  EXPECT_EQ(parse("LastUsedImage = /x/a=b.iso").lastUsedImage.value_or(""), "/x/a=b.iso");
+  EXPECT_FALSE(parse("").lastUsedImage.has_value());
+}
+
+TEST(SettingsWriter, ExactBytes) {
+  Settings s;
+  s.defaultImagePath = "/img";
+  s.defaultOutputDir = "/out";
+  s.defaultOutDirOpt = 2;
+  s.compressLevel = "9";
+  s.showCust = true;
+  s.autoTransfer = 1;
+  s.defGameId = "SLUS00594";
+  s.ebootTocExtract = 2;
+  s.previewDelay = 250;
+  const std::string expected =
+      ";erm, the last file used\r\nLastUsedImage = /in/game.cue\r\n\r\n"
+      ";the default path, which is shown when you click\r\n"
+      ";the Browse button for the PSX Image File\r\n"
+      ";leave this blank to use the above option\r\nDefaultImagePath = /img\r\n\r\n"
+      ";the default output path\r\nDefaultOutputDir = /out\r\n\r\n"
+      ";the default folder creation action taken for the\r\n"
+      ";output folder after an input file is selected\r\n"
+      ";0 = do nothing\r\n;1 = use original Image file name\r\n;2 = use Game Title\r\n"
+      ";3 = use Game ID\r\nDefaultOutDirOpt = 2\r\n\r\n"
+      ";the default PNG/PMF/AT3 path\r\nDefaultCustDir = \r\n\r\n"
+      ";1 = use the source directory (where ISO is)\r\n"
+      ";    and auto-load ICON0.PNG etc from there\r\nUseSourceDirAsCust = 0\r\n\r\n"
+      ";last used compression level\r\nCompressLevel = 9\r\n\r\n"
+      ";1 = Customisation shown\r\n;0 = Customisation hidden\r\nShowCust = 1\r\n\r\n"
+      ";0 = disable prompt to transfer files to the PSP\r\n;    after conversion\r\n"
+      ";1 = transfer using Game Title\r\n;2 = transfer using Game ID\r\nAutoTransfer = 1\r\n\r\n"
+      ";Shows/hides the [NTSC-*] and [PAL-*] tags in\r\n;Game Titles\r\nHideNameTags = 0\r\n\r\n"
+      ";default Game ID to use if none is found in\r\n;the PSX Image or EBOOT\r\n"
+      "DefGameID = SLUS00594\r\n\r\n"
+      ";Resize mode when converting images\r\n;0 = No resizing (crop\r\n"
+      ";1 = Zoomed resize (fits one dimension, other\r\n;    is cropped)\r\n"
+      ";2 = Stretch image (ignores aspect ratio)\r\n"
+      ";3 = Fits the image - aspect ratio maintained\r\n"
+      "; (Note, resizing may upscale the resolution)\r\nImgResMode = 0\r\n\r\n"
+      ";Causes the image to be centred - will also give a\r\n;black background :/\r\n"
+      "ImgResCentre = 0\r\n\r\n"
+      ";0 = don't extract TOC from EBOOT\r\n;1 = extract TOC as TOC file\r\n"
+      ";2 = extract TOC and convert to CCD\r\n"
+      ";NOTE: for batch conversions, the TOC will be lost\r\n;if not set to 2\r\n"
+      "EBOOT_TOC_Extract = 2\r\n\r\n"
+      ";Convert ISOs to BINs (add RAW padding)\r\nAddISOPadding = 0\r\n\r\n"
+      ";The time (in miliseconds) between transitions in\r\n;the Preview window\r\n"
+      "PreviewDelay = 250\r\n\r\n"
+      ";The current theme\r\nTheme = Default\r\n\r\n";
+  EXPECT_EQ(FormatSettings(s, "/in/game.cue"), expected);
+}
+
+TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
+  TempDir prog;
+  TempDir img, out, cust;
+  prog.MakeDir("Themes/Night");
+  test::WriteFileText(prog / "Themes/Night/style.ini", "");
+  Settings s;
+  s.defaultImagePath = img.path();
+  s.defaultOutputDir = out.path();
+  s.defaultOutDirOpt = 3;
+  s.defaultCustDir = cust.path();
+  s.useSourceDirAsCust = true;
+  s.compressLevel = "4";
+  s.showCust = true;
+  s.autoTransfer = 2;
+  s.hideNameTags = true;
+  s.defGameId = "SCES00344";
+  s.imgResMode = 3;
+  s.imgResCentre = true;
+  s.ebootTocExtract = 1;
+  s.addIsoPadding = true;
+  s.previewDelay = 1200;
+  s.theme = "Night";
+  const std::string ini = prog / "ebootforge.ini";
+  ASSERT_EQ(SaveSettingsFile(ini, s, "/games/Caf\xC3\xA9.cue"), "");
+  // Single-byte text on disk when the code page can hold it.
+  EXPECT_NE(test::ReadFileText(ini).find("Caf\xE9.cue"), std::string::npos);
+
+  auto back = LoadSettingsFile(ini, prog.folder());
+  EXPECT_EQ(back.settings, s);
+  EXPECT_EQ(back.lastUsedImage.value_or(""), "/games/Caf\xC3\xA9.cue");
+  EXPECT_EQ(ReadLastUsedImage(ini), "/games/Caf\xC3\xA9.cue");
+
+  // A path the code page cannot hold survives as UTF-8.
+  ASSERT_EQ(SaveSettingsFile(ini, s, "/games/\xE3\x81\x82.cue"), "");
+  EXPECT_EQ(ReadLastUsedImage(ini), "/games/\xE3\x81\x82.cue");
+
+  // A missing file keeps the defaults.
+  EXPECT_EQ(LoadSettingsFile(prog / "none.ini", prog.folder()).settings, Settings{});
+  EXPECT_NE(SaveSettingsFile(prog / "no/such/dir/x.ini", s, ""), "");
+}
+
+TEST(Startup, ConverterAndRequiredFiles) {
+  TempDir prog;
+  EXPECT_EQ(CheckConverterPresent(prog.folder()), "The file, tarnwick.exe is missing!!!");
+  EXPECT_EQ(CheckRequiredFiles(prog.folder()),
+            "It appears that you are missing necessary files!!!  These files are required to do "
+            "the conversion.");
+  prog.MakeDir("Data");
+  prog.MakeDir("PSXCust/Default");
+  test::WriteFileText(prog / "Data/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(prog.folder()), "");
+  for (const char* f : {"Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/Gameboot.png",
+                        "PSXCust/Default/ICON0.PNG", "PSXCust/Default/ICON1.PMF",
+                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"}) {
+    test::WriteFileText(prog / f, "");
+  }
+  EXPECT_NE(CheckRequiredFiles(prog.folder()), "");  // SND0.AT3 still missing
+  test::WriteFileText(prog / "PSXCust/Default/SND0.AT3", "");
+  EXPECT_EQ(CheckRequiredFiles(prog.folder()), "");
+
+  test::WriteFileText(prog / "My Game.cue", "");
+  EXPECT_EQ(CommandLineInput("\"" + (prog / "My Game.cue") + "\""), prog / "My Game.cue");
+  EXPECT_EQ(CommandLineInput(prog / "missing.cue"), "");
+  EXPECT_EQ(CommandLineInput(prog.path()), "");
+  EXPECT_EQ(CommandLineInput(""), "");
+}
+
+TEST(Settings, FilePathFollowsTheExecutableName) {
+  EXPECT_EQ(SettingsFilePath(std::string("/opt/ebf") + kSep, "/opt/ebf/ebootforge"),
+            std::string("/opt/ebf") + kSep + "ebootforge.ini");
+  EXPECT_EQ(SettingsFilePath("C", "x.exe"), std::string("C") + kSep + "x.ini");
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,24 @@
+#pragma once
+// Where the built runtime tree (executables, Data/, PSXCust/, Themes/) is, for tests that
+// need the real converter or the shipped files.
+
+#include <cstdlib>
+#include <string>
+
+#include "common/files.h"
+
+namespace ebf::test {
+
+// The runtime tree's folder, ending in the separator.
+inline std::string RuntimeFolder() {
+  const char* env = std::getenv("EBF_RUNTIME_DIR");
+  if (env && *env) return WithTrailingSep(env);
+  return WithTrailingSep(FolderOf(ExecutablePath()) + ".." + kSep + "bin");
+}
+
+inline std::string SourceFolder() {
+  const char* env = std::getenv("EBF_SOURCE_DIR");
+  return env ? WithTrailingSep(env) : std::string();
+}
+
+}  // namespace ebf::test
