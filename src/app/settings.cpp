@@ -34,13 +34,15 @@ enum Key {
 
 // Compared in this order against the line lower-cased with its blanks removed.
 constexpr std::array<const char*, kKeyCount> kPrefixes = {
-    "lastusedimage=",  "defaultimagepath=", "defaultoutputdir=",  "defaultoutdiropt=",
-    "defaultcustdir=", "usesourcedirascust=", "compresslevel=",   "showcust=",
-    "autotransfer=",   "hidenametags=",     "defgameid=",         "imgresmode=",
-    "imgrescentre=",   "eboot_toc_extract=", "addisopadding=",    "previewdelay=",
+    "lastusedimage=",  "defaultimagepath=",   "defaultoutputdir=", "defaultoutdiropt=",
+    "defaultcustdir=", "usesourcedirascust=", "compresslevel=",    "showcust=",
+    "autotransfer=",   "hidenametags=",       "defgameid=",        "imgresmode=",
+    "imgrescentre=",   "eboot_toc_extract=",  "addisopadding=",    "previewdelay=",
     "theme="};
 
-bool OneChar(const std::string& v) { return CharCount(v) == 1; }
+bool OneChar(const std::string& v) {
+  return CharCount(v) == 1;
+}
 
 }  // namespace
 
@@ -61,7 +63,9 @@ SettingsFileContents ParseSettings(std::string_view text, const std::string& pro
     if (which < 0) continue;
     const std::string value = Trim(line.substr(line.find('=') + 1));
     switch (which) {
-      case kLastUsedImage: out.lastUsedImage = value; break;
+      case kLastUsedImage:
+        out.lastUsedImage = value;
+        break;
       case kDefaultImagePath:
         if (IsDirectory(value)) s.defaultImagePath = value;
         break;
@@ -106,14 +110,17 @@ SettingsFileContents ParseSettings(std::string_view text, const std::string& pro
       case kDefGameId:
         if (value.size() == 9 && Matches(value, "????#####")) s.defGameId = value;
         break;
-      case kPreviewDelay: s.previewDelay = ValInt(value); break;
+      case kPreviewDelay:
+        s.previewDelay = ValInt(value);
+        break;
       case kTheme: {
-        std::string style = WithTrailingSep(programFolder) + "Themes" + kSep + value + kSep +
-                            "style.ini";
+        std::string style =
+            WithTrailingSep(programFolder) + "Themes" + kSep + value + kSep + "style.ini";
         if (!value.empty() && FileExists(ResolveCaseBlind(style))) s.theme = value;
         break;
       }
-      default: break;
+      default:
+        break;
     }
   }
   return out;
@@ -230,7 +237,8 @@ static std::optional<std::string> ReadText(const std::string& path) {
   if (size > (16u << 20)) return std::nullopt;  // not a settings file
   std::vector<uint8_t> bytes(static_cast<std::size_t>(size));
   if (!f.ReadExact(bytes)) return std::nullopt;
-  return TextFileToUtf8(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  return TextFileToUtf8(
+      std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 SettingsFileContents LoadSettingsFile(const std::string& path, const std::string& programFolder,

@@ -14,10 +14,14 @@ std::string CheckConverterPresent(const std::string& programFolder) {
 
 std::string CheckRequiredFiles(const std::string& programFolder) {
   const std::pair<const char*, const char*> required[] = {
-      {"Data", "BASE.PBP"},          {"PSXCust/Default", "Gameboot.png"},
-      {"PSXCust/Default", "ICON0.PNG"}, {"PSXCust/Default", "ICON1.PMF"},
-      {"PSXCust/Default", "PIC0.PNG"},  {"PSXCust/Default", "PIC1.PNG"},
-      {"PSXCust/Default", "SND0.AT3"},  {"Data", "DATA.PSP"},
+      {"Data", "BASE.PBP"},
+      {"PSXCust/Default", "Gameboot.png"},
+      {"PSXCust/Default", "ICON0.PNG"},
+      {"PSXCust/Default", "ICON1.PMF"},
+      {"PSXCust/Default", "PIC0.PNG"},
+      {"PSXCust/Default", "PIC1.PNG"},
+      {"PSXCust/Default", "SND0.AT3"},
+      {"Data", "DATA.PSP"},
   };
   for (auto [folder, name] : required) {
     std::string sub = folder;

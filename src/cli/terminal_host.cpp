@@ -43,7 +43,9 @@ void TerminalHost::Log(const std::string& line) {
   std::cerr << line << "\n";
 }
 
-void TerminalHost::PumpEvents() { Redraw(false); }
+void TerminalHost::PumpEvents() {
+  Redraw(false);
+}
 
 void TerminalHost::FinishLine() {
   if (lineOpen_) std::cerr << "\n";
@@ -64,14 +66,18 @@ void TerminalHost::Redraw(bool force) {
     line += " [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
             std::to_string(static_cast<int>(fraction_ * 100)) + "%";
   }
-  if (!bytes_.empty()) line += "  " + bytes_;
-  else if (!size_.empty()) line += "  " + size_;
+  if (!bytes_.empty())
+    line += "  " + bytes_;
+  else if (!size_.empty())
+    line += "  " + size_;
   line += "  " + std::to_string(secs / 60) + "m " + std::to_string(secs % 60) + "s";
   std::cerr << "\r" << line << "\033[K" << std::flush;
   lineOpen_ = true;
 }
 
-extern "C" void OnInterrupt(int) { CancelRequested = true; }
+extern "C" void OnInterrupt(int) {
+  CancelRequested = true;
+}
 
 void InstallInterruptHandler() {
   std::signal(SIGINT, OnInterrupt);

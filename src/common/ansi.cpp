@@ -38,18 +38,22 @@ static std::string Convert(std::string_view in, UINT from, UINT to) {
   return out;
 }
 
-std::string Utf8ToAnsi(std::string_view utf8) { return Convert(utf8, CP_UTF8, CP_ACP); }
-std::string AnsiToUtf8(std::string_view ansi) { return Convert(ansi, CP_ACP, CP_UTF8); }
+std::string Utf8ToAnsi(std::string_view utf8) {
+  return Convert(utf8, CP_UTF8, CP_ACP);
+}
+std::string AnsiToUtf8(std::string_view ansi) {
+  return Convert(ansi, CP_ACP, CP_UTF8);
+}
 
 #else
 
 namespace {
 
 // Windows-1252 bytes 0x80-0x9F; the five holes map to the C1 control of the same value.
-constexpr char16_t kHigh[32] = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+constexpr char16_t kHigh[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
+                                0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
 char32_t ByteToChar(unsigned char b) {
   if (b >= 0x80 && b < 0xA0) return kHigh[b - 0x80];

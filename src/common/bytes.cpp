@@ -13,7 +13,9 @@ void AppendLe32(Bytes& out, uint32_t v) {
   for (int i = 0; i < 4; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
 }
 
-void AppendBytes(Bytes& out, std::string_view text) { out.insert(out.end(), text.begin(), text.end()); }
+void AppendBytes(Bytes& out, std::string_view text) {
+  out.insert(out.end(), text.begin(), text.end());
+}
 
 bool ByteReader::Need(std::size_t n) {
   if (!ok_ || n > data_.size() - pos_) {

@@ -10,7 +10,9 @@ extern std::atomic<bool> CancelRequested;
 extern std::atomic<bool> CancelNeedsConfirm;
 
 // True when a cancel was requested; clears the request, since the caller honours it.
-inline bool TakeCancelRequest() { return CancelRequested.exchange(false); }
+inline bool TakeCancelRequest() {
+  return CancelRequested.exchange(false);
+}
 
 // Sets CancelNeedsConfirm for the lifetime of the guard.
 class CancelConfirmGuard {

@@ -25,7 +25,9 @@ File& File::operator=(File&& other) noexcept {
   return *this;
 }
 
-void File::Fail() { error_ = errno ? std::strerror(errno) : "input/output error"; }
+void File::Fail() {
+  error_ = errno ? std::strerror(errno) : "input/output error";
+}
 
 bool File::Open(const std::string& path, Mode mode) {
   Close();
@@ -87,7 +89,8 @@ bool File::Write(std::span<const uint8_t> data) {
 }
 
 bool File::Write(std::string_view text) {
-  return Write(std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
+  return Write(
+      std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
 }
 
 bool File::Seek(uint64_t offset) {

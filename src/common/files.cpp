@@ -55,7 +55,9 @@ std::string StemOf(const std::string& path) {
   return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
-std::string WithoutExtension(const std::string& path) { return FolderOf(path) + StemOf(path); }
+std::string WithoutExtension(const std::string& path) {
+  return FolderOf(path) + StemOf(path);
+}
 
 bool IsAbsolutePath(const std::string& path) {
 #ifdef _WIN32
@@ -244,7 +246,9 @@ bool ConfirmOverwrite(Host& host, const std::string& folder, const std::string& 
                         false, MsgIcon::Exclamation);
 }
 
-uint8_t ToBcd(uint16_t n) { return static_cast<uint8_t>((n / 10) * 16 + (n % 10)); }
+uint8_t ToBcd(uint16_t n) {
+  return static_cast<uint8_t>((n / 10) * 16 + (n % 10));
+}
 
 Msf AddMsf(const Msf& a, const Msf& b) {
   Msf r{0, 0, 0};
@@ -290,7 +294,9 @@ std::string ResolveCaseBlind(const std::string& path) {
   return resolvedFolder + name + path.substr(trimmed.size());
 }
 
-std::string ProgramFolder() { return WithTrailingSep(FolderOf(ExecutablePath())); }
+std::string ProgramFolder() {
+  return WithTrailingSep(FolderOf(ExecutablePath()));
+}
 
 std::string TempFolder(const std::string& programFolder) {
   std::string temp = WithTrailingSep(programFolder) + "Temp";

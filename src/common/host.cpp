@@ -3,8 +3,8 @@
 namespace ebf {
 
 std::string UnexpectedErrorText(const std::string& description, long code) {
-  return "The following unexpected error occurred!!!\r\n" + description + " (Code: " +
-         std::to_string(code) + ")\r\n\r\nContinue regardless?";
+  return "The following unexpected error occurred!!!\r\n" + description +
+         " (Code: " + std::to_string(code) + ")\r\n\r\nContinue regardless?";
 }
 
 bool AskContinueAfterError(Host& host, const std::string& description, long code) {

@@ -25,7 +25,8 @@ class Host {
   virtual void SetBytesText(const std::string& /*"Bytes written: ..."*/) {}
   virtual void ShowBar(bool /*visible*/) {}
   virtual void ShowBytes(bool /*visible*/) {}
-  virtual void Log(const std::string& /*line*/) {}
+  // Appends text to the log view as it stands (callers put in their own line breaks).
+  virtual void Log(const std::string& /*text*/) {}
   // Lets the user interface breathe at the routine's fixed points.
   virtual void PumpEvents() {}
 };

@@ -46,16 +46,20 @@ struct Item {
 
   bool Accepts(char32_t c) const {
     switch (kind) {
-      case Literal: return c == ch;
-      case Any: return true;
-      case Digit: return c >= U'0' && c <= U'9';
+      case Literal:
+        return c == ch;
+      case Any:
+        return true;
+      case Digit:
+        return c >= U'0' && c <= U'9';
       case Class: {
         bool in = false;
         for (auto [lo, hi] : ranges)
           if (c >= lo && c <= hi) in = true;
         return in != negated;
       }
-      case Star: return true;
+      case Star:
+        return true;
     }
     return false;
   }

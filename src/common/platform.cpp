@@ -34,10 +34,13 @@ void MarkHidden(const std::string& path) {
   std::wstring w(static_cast<std::size_t>(wlen), L'\0');
   MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, w.data(), wlen);
   DWORD attrs = GetFileAttributesW(w.c_str());
-  if (attrs != INVALID_FILE_ATTRIBUTES) SetFileAttributesW(w.c_str(), attrs | FILE_ATTRIBUTE_HIDDEN);
+  if (attrs != INVALID_FILE_ATTRIBUTES)
+    SetFileAttributesW(w.c_str(), attrs | FILE_ATTRIBUTE_HIDDEN);
 }
 
-bool IsProcessRunning(int64_t pid) { return GetProcessVersion(static_cast<DWORD>(pid)) != 0; }
+bool IsProcessRunning(int64_t pid) {
+  return GetProcessVersion(static_cast<DWORD>(pid)) != 0;
+}
 
 #else
 

@@ -24,7 +24,9 @@ bool EqualsCaseBlind(std::string_view a, std::string_view b) {
   return a.size() == b.size() && ToLowerAscii(a) == ToLowerAscii(b);
 }
 
-static bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+static bool IsBlank(char c) {
+  return c == ' ' || c == '\t';
+}
 
 std::string Trim(std::string_view text) {
   std::size_t b = 0, e = text.size();
@@ -72,8 +74,8 @@ std::string Extension4(std::string_view path) {
 double Val(std::string_view text) {
   std::size_t i = 0;
   auto skip = [&] {
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' ||
-                               text[i] == '\r'))
+    while (i < text.size() &&
+           (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r'))
       ++i;
   };
   skip();

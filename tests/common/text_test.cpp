@@ -12,8 +12,8 @@ TEST(Matches, WildcardsDigitsAndClasses) {
   EXPECT_TRUE(Matches("SLUS00594", "????#####"));
   EXPECT_FALSE(Matches("SLUS0059A", "????#####"));
   EXPECT_FALSE(Matches("SLUS005944", "????#####"));  // the pattern is anchored
-  EXPECT_TRUE(Matches("SLUS-00594;SLUS00594;x;y;NTSC;SLUS00594",
-                      "????-#####;????#####;*;*;*;????#####"));
+  EXPECT_TRUE(
+      Matches("SLUS-00594;SLUS00594;x;y;NTSC;SLUS00594", "????-#####;????#####;*;*;*;????#####"));
   EXPECT_TRUE(Matches("", "*"));
   EXPECT_TRUE(Matches("abc", "a*c"));
   EXPECT_TRUE(Matches("ac", "a*c"));
@@ -46,7 +46,7 @@ TEST(Ansi, Windows1252RoundTripAndReplacement) {
   EXPECT_EQ(ansi, std::string("Caf\xE9 \x80 \x97"));
   EXPECT_EQ(AnsiToUtf8(ansi), utf8);
   EXPECT_EQ(Utf8ToAnsi("\xE3\x81\x82x"), "?x");  // Japanese kana has no byte
-  EXPECT_EQ(AnsiToUtf8("\x81"), "\xC2\x81");      // holes map to C1 controls
+  EXPECT_EQ(AnsiToUtf8("\x81"), "\xC2\x81");     // holes map to C1 controls
   EXPECT_EQ(TextFileToUtf8("Caf\xE9"), "Caf\xC3\xA9");
   EXPECT_EQ(TextFileToUtf8("Caf\xC3\xA9"), "Caf\xC3\xA9");
 #endif

@@ -67,7 +67,9 @@ void Ecc(uint8_t* sector, bool zeroAddress) {
   std::memcpy(sector + 12, saved, 4);
 }
 
-uint8_t Bcd(uint32_t n) { return static_cast<uint8_t>((n / 10) * 16 + n % 10); }
+uint8_t Bcd(uint32_t n) {
+  return static_cast<uint8_t>((n / 10) * 16 + n % 10);
+}
 
 void PutBoth16(uint8_t* p, uint16_t v) {
   StoreLe16(p, v);
@@ -238,11 +240,14 @@ Bytes BuildDiscImage(const IsoOptions& options, SectorLayout layout) {
   return EncodeSectors(BuildIsoSectors(options), layout);
 }
 
-Bytes AudioSectors(uint32_t count, uint32_t seed) { return NoiseBytes(count * 2352u, seed); }
+Bytes AudioSectors(uint32_t count, uint32_t seed) {
+  return NoiseBytes(count * 2352u, seed);
+}
 
 IsoOptions GameDisc(const std::string& exeName, const Bytes& exeData) {
   IsoOptions o;
-  std::string cnf = "BOOT = cdrom:\\" + exeName + ";1\r\nTCB = 4\r\nEVENT = 10\r\nSTACK = 801FFFF0\r\n";
+  std::string cnf =
+      "BOOT = cdrom:\\" + exeName + ";1\r\nTCB = 4\r\nEVENT = 10\r\nSTACK = 801FFFF0\r\n";
   o.files.push_back({"SYSTEM.CNF;1", Bytes(cnf.begin(), cnf.end())});
   o.files.push_back({exeName + ";1", exeData});
   return o;

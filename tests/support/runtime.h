@@ -12,13 +12,12 @@ namespace ebf::test {
 // The runtime tree's folder, ending in the separator.
 inline std::string RuntimeFolder() {
   const char* env = std::getenv("EBF_RUNTIME_DIR");
-  if (env && *env) return WithTrailingSep(env);
-  return WithTrailingSep(FolderOf(ExecutablePath()) + ".." + kSep + "bin");
+  return WithTrailingSep(env && *env ? env : EBF_TEST_RUNTIME_DIR);
 }
 
 inline std::string SourceFolder() {
   const char* env = std::getenv("EBF_SOURCE_DIR");
-  return env ? WithTrailingSep(env) : std::string();
+  return WithTrailingSep(env && *env ? env : EBF_TEST_SOURCE_DIR);
 }
 
 }  // namespace ebf::test

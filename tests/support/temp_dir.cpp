@@ -32,7 +32,9 @@ TempDir::~TempDir() {
   fs::remove_all(path_, ec);
 }
 
-std::string TempDir::folder() const { return path_ + kSep; }
+std::string TempDir::folder() const {
+  return path_ + kSep;
+}
 
 std::string TempDir::operator/(const std::string& name) const {
   std::string n = name;

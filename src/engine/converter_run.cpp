@@ -1,0 +1,118 @@
+#include "engine/converter_run.h"
+
+#include <thread>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "engine/process.h"
+
+namespace ebf {
+
+std::string StageConverterFiles(const std::string& programFolder, const std::string& outputFolder,
+                                const AssetPaths& assets) {
+  const std::string data = WithTrailingSep(programFolder) + "Data" + kSep;
+  std::string err;
+  auto copy = [&](const std::string& from, const std::string& to) {
+    if (!err.empty()) return;
+    std::string why;
+    if (!CopyFileTo(from, to, &why))
+      err = "Could not copy " + from + " to " + to + " (" + why + ")";
+  };
+  copy(ResolveCaseBlind(data + kConverterName), outputFolder + kConverterName);
+  for (int i = 0; i < kAssetCount; ++i) {
+    const std::string staged = outputFolder + kStagedAssetNames[i];
+    if (assets[i] != staged) copy(assets[i], staged);
+  }
+  TempFolder(programFolder);
+  const std::string dataPsp = ResolveCaseBlind(data + "DATA.PSP");
+  if (FileExists(dataPsp)) copy(dataPsp, outputFolder + "DATA.PSP");
+  copy(ResolveCaseBlind(data + "BASE.PBP"), outputFolder + "BASE.PBP");
+  return err;
+}
+
+void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets) {
+  for (const char* name : {kConverterName, "BASE.PBP", "DATA.PSP"})
+    DeleteFileIfExists(outputFolder + name);
+  for (int i = 0; i < kAssetCount; ++i) {
+    const std::string staged = outputFolder + kStagedAssetNames[i];
+    if (assets[i] != staged) DeleteFileIfExists(staged);
+  }
+  DeleteFileIfExists(outputFolder + "ISO.TOC");
+}
+
+std::string ConverterCommandLine(const ConverterRunOptions& o) {
+  return "\"" + o.outputFolder + kConverterName + "\" \"" + o.title + "\" " + o.gameId + " " +
+         std::to_string(o.level) + " \"" + o.inputPath + "\"";
+}
+
+bool ConverterSucceeded(const std::string& output) {
+  std::string tail = output.size() > 10 ? output.substr(output.size() - 10) : output;
+  std::string kept;
+  for (char c : tail)
+    if (c != '\r' && c != '\n') kept.push_back(c);
+  return kept.size() >= 5 && kept.compare(kept.size() - 5, 5, "Done.") == 0;
+}
+
+std::string RunConverter(const ConverterRunOptions& o, Host& host) {
+  const std::string eboot = o.outputFolder + "EBOOT.PBP";
+  const bool compressed = o.level > 0;
+  if (o.logMode)
+    host.Log("\r\n  Converting to EBOOT... ");
+  else
+    host.SetCaption("Converting to EBOOT...");
+  // A compressed result has no foreseeable size: show the bytes written instead of a bar.
+  host.ShowBar(!compressed);
+  host.ShowBytes(compressed);
+  host.SetSizeText("Image Size: " + FormatSize(FileSize(o.inputPath).value_or(0)));
+
+  ChildProcess child;
+  switch (child.Start(ConverterCommandLine(o), o.outputFolder)) {
+    case ChildProcess::StartError::Pipe:
+      return kMsgPipeError;
+    case ChildProcess::StartError::Spawn:
+      return kMsgCouldNotStart;
+    case ChildProcess::StartError::None:
+      break;
+  }
+
+  int ticks = 0;
+  bool readable = true;
+  while (child.IsRunning()) {
+    host.PumpEvents();
+    if (TakeCancelRequest()) {
+      child.Terminate();
+      std::this_thread::sleep_for(o.pollInterval);
+      DeleteFileIfExists(eboot);
+      return "Cancelled.";
+    }
+    std::this_thread::sleep_for(o.pollInterval);
+    // Reading as we go keeps a talkative converter from ever filling the pipe.
+    readable = child.Drain() && readable;
+    if (++ticks == 5) {
+      uint64_t written = FileSize(eboot).value_or(0);
+      if (!compressed) {
+        host.SetFraction(o.expectedSize
+                             ? static_cast<double>(written) / static_cast<double>(o.expectedSize)
+                             : 0.0);
+      } else {
+        host.SetBytesText("Bytes written: " + FormatSize(written));
+      }
+      ticks = 0;
+    }
+  }
+  // An unreadable pipe leaves the output short; the verdict below then reports the run as
+  // failed with whatever was read, which is all the user can be told.
+  if (!child.DrainToEnd() || !readable) host.Log(kMsgPipeUnreadable);
+  if (o.logMode) {
+    host.ShowBar(true);
+    host.ShowBytes(false);
+    host.Log("Done");
+  }
+  std::this_thread::sleep_for(o.pollInterval);
+
+  if (!ConverterSucceeded(child.output()))
+    return std::string(kMsgConversionError) + "\r\n\r\n" + child.output();
+  return "Success.";
+}
+
+}  // namespace ebf

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "engine/image_prep.h"
+#include "support/disc_builder.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::RecordingHost;
+using test::TempDir;
+
+TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
+  TempDir dir;
+  const Bytes iso = test::BuildIsoSectors(test::GameDisc("SLUS_012.34"));
+  test::WriteFileBytes(dir / "plain.iso", iso);
+  EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", true), ImagePrep::IsoPadding);
+  EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", false), ImagePrep::AsIs);
+
+  Bytes notZero = iso;
+  notZero[0] = 1;
+  test::WriteFileBytes(dir / "nz.iso", notZero);
+  EXPECT_EQ(ChooseImagePrep(dir / "nz.iso", true), ImagePrep::AsIs);
+
+  test::WriteFileBytes(dir / "sub.img", test::EncodeSectors(iso, test::SectorLayout::Raw2448));
+  EXPECT_EQ(ChooseImagePrep(dir / "sub.img", true), ImagePrep::StripSubchannel);
+
+  // 2448-aligned, but the second sector does not start with a sync: left alone.
+  test::WriteFileBytes(dir / "odd.img", Bytes(2448 * 3, 0));
+  EXPECT_EQ(ChooseImagePrep(dir / "odd.img", true), ImagePrep::AsIs);
+
+  test::WriteFileBytes(dir / "raw.bin", test::EncodeSectors(iso, test::SectorLayout::Mode2Raw));
+  EXPECT_EQ(ChooseImagePrep(dir / "raw.bin", true), ImagePrep::AsIs);
+  EXPECT_EQ(ChooseImagePrep(dir / "missing.bin", true), ImagePrep::AsIs);
+}
+
+TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
+  TempDir dir;
+  test::IsoOptions opts = test::GameDisc("SLUS_012.34");
+  opts.minSectors = 1030;  // crosses two 512-sector service points
+  const Bytes iso = test::BuildIsoSectors(opts);
+  test::WriteFileBytes(dir / "game.iso", iso);
+  RecordingHost host;
+  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", {host, false}), "Success.");
+  const Bytes raw = test::ReadFileBytes(dir / "TempBIN.bin");
+  ASSERT_EQ(raw.size(), 1030u * 2352);
+  for (std::size_t i : {0u, 1u, 1029u}) {
+    const uint8_t* s = raw.data() + i * 2352;
+    EXPECT_EQ(s[0], 0);
+    for (int k = 1; k <= 10; ++k) EXPECT_EQ(s[k], 0xFF);
+    EXPECT_EQ(s[11], 0);
+    const std::size_t a = i + 150;
+    EXPECT_EQ(s[12], ToBcd(static_cast<uint16_t>(a / 4500)));
+    EXPECT_EQ(s[13], ToBcd(static_cast<uint16_t>(a / 75 % 60)));
+    EXPECT_EQ(s[14], ToBcd(static_cast<uint16_t>(a % 75)));
+    EXPECT_EQ(s[15], 0x02);
+    EXPECT_TRUE(std::equal(s + 16, s + 16 + 2048, iso.begin() + static_cast<long>(i * 2048)));
+    EXPECT_TRUE(std::all_of(s + 2064, s + 2352, [](uint8_t b) { return b == 0; }));
+  }
+  EXPECT_EQ(host.captions, std::vector<std::string>{"Adding RAW padding..."});
+  EXPECT_EQ(host.pumps, 3);  // at 512, 1024 and the end
+  ASSERT_FALSE(host.fractions.empty());
+  EXPECT_DOUBLE_EQ(host.fractions.back(), 1.0);
+
+  // Log mode writes to the log instead of the caption.
+  RecordingHost log;
+  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", {log, true}), "Success.");
+  EXPECT_TRUE(log.captions.empty());
+  EXPECT_EQ(log.logLines, (std::vector<std::string>{"\r\n  Adding RAW padding... ", "Done"}));
+}
+
+TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
+  TempDir dir;
+  // 2 sectors + half: rounds to 2; 3 + half: rounds to 4, the last read as zeros.
+  test::WriteFileBytes(dir / "a.iso", test::NoiseBytes(2048 * 2 + 1024, 1));
+  test::WriteFileBytes(dir / "b.iso", test::NoiseBytes(2048 * 3 + 1024, 2));
+  RecordingHost host;
+  ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", {host, false}), "Success.");
+  ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", {host, false}), "Success.");
+  EXPECT_EQ(FileSize(dir / "a.bin"), 2u * 2352);
+  const Bytes b = test::ReadFileBytes(dir / "b.bin");
+  ASSERT_EQ(b.size(), 4u * 2352);
+  const Bytes src = test::ReadFileBytes(dir / "b.iso");
+  EXPECT_TRUE(std::equal(src.begin() + 3 * 2048, src.end(), b.begin() + 3 * 2352 + 16));
+  EXPECT_TRUE(std::all_of(b.begin() + 3 * 2352 + 16 + 1024, b.begin() + 3 * 2352 + 2064,
+                          [](uint8_t v) { return v == 0; }));
+}
+
+TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
+  TempDir dir;
+  test::IsoOptions opts = test::GameDisc("SCES_003.44");
+  opts.minSectors = 600;
+  const Bytes user = test::BuildIsoSectors(opts);
+  test::WriteFileBytes(dir / "game.img", test::EncodeSectors(user, test::SectorLayout::Raw2448));
+  RecordingHost host;
+  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", {host, false}), "Success.");
+  EXPECT_EQ(test::ReadFileBytes(dir / "TempBIN.bin"),
+            test::EncodeSectors(user, test::SectorLayout::Mode2Raw));
+  EXPECT_EQ(host.captions, std::vector<std::string>{"Extracting RAW Image..."});
+
+  RecordingHost cancel;
+  cancel.onPump = [](int) { CancelRequested = true; };
+  EXPECT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", {cancel, false}), "Cancelled.");
+  EXPECT_FALSE(CancelRequested);
+  EXPECT_FALSE(FileExists(dir / "TempBIN.bin"));
+}
+
+TEST(FreeSpace, EstimateAndCheck) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "img", Bytes(1000));
+  test::WriteFileBytes(dir / "a", Bytes(10));
+  test::WriteFileBytes(dir / "base", Bytes(100));
+  test::WriteFileBytes(dir / "boot", Bytes(7));
+  const std::string assets[5] = {dir / "a", dir / "a", dir / "missing", dir / "a", dir / "a"};
+  const uint64_t expected = ExpectedEbootSize(dir / "img", assets, dir / "base", dir / "boot");
+  EXPECT_EQ(expected, 1000u + 40 + 100 + 7 + 28);
+
+  auto room = [](uint64_t n) {
+    return [n](const std::string&) { return std::optional<uint64_t>(n); };
+  };
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected)), "");
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected - 1)),
+            "It appears that you may not have enough disk space!");
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected,
+                           [](const std::string&) { return std::optional<uint64_t>(); }),
+            "");                                                   // unknown: not tested
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");  // the real volume has room
+}
+
+}  // namespace
+}  // namespace ebf

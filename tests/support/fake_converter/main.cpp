@@ -1,0 +1,63 @@
+// A stand-in for the converter that misbehaves on request, so the engine's every way out
+// can be reached. EBF_FAKE_MODE picks the behaviour; the arguments it was given are written
+// to fake_args.txt in its working folder, one per line.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <thread>
+
+static void Grow(int steps, int delayMs) {
+  std::ofstream out("EBOOT.PBP", std::ios::binary | std::ios::trunc);
+  std::string chunk(64 * 1024, 'E');
+  for (int i = 0; i < steps; ++i) {
+    out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));
+    out.flush();
+    std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
+  }
+}
+
+int main(int argc, char** argv) {
+  {
+    std::ofstream args("fake_args.txt", std::ios::binary | std::ios::trunc);
+    for (int i = 1; i < argc; ++i) args << argv[i] << "\n";
+  }
+  const char* env = std::getenv("EBF_FAKE_MODE");
+  const std::string mode = env ? env : "done";
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  if (mode == "done") {
+    std::printf("Converting %d arguments\r\n", argc - 1);
+    Grow(4, 20);
+    std::printf("Done.\r\n");
+  } else if (mode == "done-bare") {
+    Grow(1, 0);
+    std::printf("Done.");
+  } else if (mode == "done-lower") {
+    Grow(1, 0);
+    std::printf("Writing...\r\ndone.\r\n");
+  } else if (mode == "done-no-dot") {
+    Grow(1, 0);
+    std::printf("Done\r\n");
+  } else if (mode == "silent") {
+    Grow(1, 0);
+  } else if (mode == "huge") {
+    // Far more than any pipe buffer holds, then success.
+    std::string line(1023, 'x');
+    for (int i = 0; i < 1024; ++i) std::printf("%s\n", line.c_str());
+    Grow(1, 0);
+    std::printf("Done.\r\n");
+  } else if (mode == "error") {
+    std::fprintf(stderr, "Cannot read the image\n");
+    return 1;
+  } else if (mode == "crash") {
+    Grow(2, 50);
+    std::printf("about to crash\n");
+    std::abort();
+  } else if (mode == "slow") {
+    Grow(200, 50);  // ten seconds: long enough to be cancelled
+    std::printf("Done.\r\n");
+  }
+  return 0;
+}
