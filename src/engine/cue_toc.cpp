@@ -1,0 +1,129 @@
+#include "engine/cue_toc.h"
+
+#include <algorithm>
+#include <map>
+
+#include "common/ansi.h"
+#include "common/file_io.h"
+#include "common/files.h"
+#include "common/text.h"
+
+namespace ebf {
+namespace {
+
+uint8_t Bcd(unsigned n) {
+  return ToBcd(static_cast<uint16_t>(n));
+}
+
+int TwoDigits(const std::string& s, std::size_t at) {
+  return at + 2 <= s.size() ? std::max(0, ValInt(s.substr(at, 2))) : 0;
+}
+
+struct Track {
+  uint16_t control = 0;
+  bool indexSeen = false;
+  Msf start{0, 0, 0};
+};
+
+}  // namespace
+
+CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength) {
+  CueToc out;
+  std::map<int, Track> tracks;
+  int current = 0;
+  for (const std::string& raw : SplitLines(cueText)) {
+    const std::string line = ToUpperAscii(Trim(raw));
+    if (line.empty()) continue;
+    const std::size_t blank = line.find(' ');
+    const std::string keyword = line.substr(0, blank);
+    const std::string rest = blank == std::string::npos ? "" : Trim(line.substr(blank + 1));
+    if (keyword == "FILE") {
+      std::size_t q1 = line.find('"');
+      std::size_t q2 = q1 == std::string::npos ? q1 : line.find('"', q1 + 1);
+      // The first FILE line names the image, as the input resolver reads it too.
+      if (q2 != std::string::npos && out.imageName.empty())
+        out.imageName = line.substr(q1 + 1, q2 - q1 - 1);
+    } else if (keyword == "TRACK") {
+      current = ValInt(rest);
+      if (current < 1 || current > 99) {
+        current = 0;
+        continue;
+      }
+      out.lastTrack = std::max(out.lastTrack, current);
+      const std::string type = rest.substr(std::min(rest.size(), rest.find(' ') + 1));
+      tracks[current].control = type.rfind("AUDIO", 0) == 0 ? 0x01 : 0x41;
+    } else if (keyword == "INDEX" && current > 0 && !tracks[current].indexSeen) {
+      // INDEX nn mm:ss:ff: whatever the index number, the first one counts.
+      const std::size_t sp = rest.find(' ');
+      const std::string time = sp == std::string::npos ? "" : Trim(rest.substr(sp + 1));
+      Msf t{static_cast<uint8_t>(TwoDigits(time, 0)), static_cast<uint8_t>(TwoDigits(time, 3)),
+            static_cast<uint8_t>(TwoDigits(time, 6))};
+      tracks[current].start = AddMsf(t, Msf{0, 2, 0});
+      tracks[current].indexSeen = true;
+    }
+  }
+
+  out.toc.assign(static_cast<std::size_t>(out.lastTrack + 3) * kTocEntrySize, 0);
+  auto entry = [&](int i) { return out.toc.data() + static_cast<std::size_t>(i) * kTocEntrySize; };
+  for (auto& [number, t] : tracks) {
+    if (number > out.lastTrack) continue;
+    uint8_t* e = entry(number + 2);
+    StoreLe16(e, t.control);
+    e[2] = Bcd(static_cast<unsigned>(number));
+    for (int k = 0; k < 3; ++k) e[3 + k] = e[7 + k] = Bcd(t.start[k]);
+  }
+  if (out.lastTrack > 0) {
+    uint8_t* a0 = entry(0);
+    StoreLe16(a0, tracks[1].control);
+    a0[2] = 0xA0;
+    a0[7] = 0x01;
+    a0[8] = 0x20;
+    uint8_t* a1 = entry(1);
+    StoreLe16(a1, tracks[out.lastTrack].control);
+    a1[2] = 0xA1;
+    a1[7] = Bcd(static_cast<unsigned>(out.lastTrack));
+    uint8_t* a2 = entry(2);
+    StoreLe16(a2, 0x01);
+    a2[2] = 0xA2;
+    const uint64_t n = imageLength / 2352;
+    a2[7] = Bcd(static_cast<unsigned>(std::min<uint64_t>(n / 4500, 99)));
+    a2[8] = Bcd(static_cast<unsigned>(n / 75 % 60));
+    a2[9] = Bcd(static_cast<unsigned>(n % 75));
+  }
+  return out;
+}
+
+CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder) {
+  CuePreparation prep;
+  Bytes text;
+  if (!ReadWholeFile(cuePath, text, 1 << 20)) return {kMsgBinNotFound, ""};
+  const std::string sheet =
+      TextFileToUtf8(std::string_view(reinterpret_cast<const char*>(text.data()),
+                                      text.size() == 1 && text[0] == 0 ? 0 : text.size()));
+
+  // The image's length is needed for the lead-out, so find the image first.
+  CueToc first = BuildCueToc(sheet, 0);
+  std::string name = first.imageName;
+  for (char& c : name)
+    if (c == '\\' || c == '/') c = kSep;
+  std::string image = IsAbsolutePath(name) ? name : FolderOf(cuePath) + name;
+  image = ResolveCaseBlind(image);
+  if (first.imageName.empty() || !FileExists(image) || IsDirectory(image)) {
+    std::string fallback =
+        ResolveCaseBlind((image.size() >= 4 ? image.substr(0, image.size() - 4) : image) + ".bin");
+    if (first.imageName.empty() || !FileExists(fallback) || IsDirectory(fallback))
+      return {kMsgBinNotFound, ""};
+    image = fallback;
+  }
+  prep.imagePath = image;
+
+  CueToc toc = BuildCueToc(sheet, FileSize(image).value_or(0));
+  const std::string tocPath = outputFolder + "ISO.TOC";
+  DeleteFileIfExists(tocPath);
+  File out(tocPath, File::Mode::Write);
+  if (!out || !out.Write(toc.toc) || !out.Close())
+    prep.result = "The TOC could not be written: " + tocPath + " (" + out.LastError() + ")";
+  return prep;
+}
+
+}  // namespace ebf

@@ -1,0 +1,35 @@
+#pragma once
+// A CUE sheet turned into the table of contents the converter copies into the package
+// (ISO.TOC): three lead entries and one ten-byte entry per track.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "common/bytes.h"
+
+namespace ebf {
+
+inline constexpr const char* kMsgBinNotFound = "The BIN file could not be found!!!";
+inline constexpr std::size_t kTocEntrySize = 10;
+
+struct CueToc {
+  Bytes toc;              // (last track + 3) entries
+  std::string imageName;  // the sheet's FILE name, upper-cased as read ("" when none)
+  int lastTrack = 0;
+};
+
+// Builds the table from the sheet's text; imageLength (bytes) gives the lead-out.
+CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength);
+
+struct CuePreparation {
+  std::string result;     // "" when all went well, else the message
+  std::string imagePath;  // the data file the sheet names
+};
+
+// Reads the sheet, finds its image (the name beside the sheet unless absolute, found
+// case-blind, else the same name ending in ".bin") and writes ISO.TOC into the output
+// folder (ending in the separator).
+CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder);
+
+}  // namespace ebf

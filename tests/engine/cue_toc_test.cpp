@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "engine/cue_toc.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+Bytes Entry(std::initializer_list<uint8_t> b) {
+  return Bytes(b);
+}
+
+Bytes EntryAt(const Bytes& toc, int i) {
+  return Bytes(toc.begin() + i * 10, toc.begin() + i * 10 + 10);
+}
+
+TEST(CueToc, MultiTrackSheet) {
+  const std::string cue =
+      "FILE \"Game (Track 1).bin\" BINARY\r\n"
+      "  TRACK 01 MODE2/2352\r\n"
+      "    INDEX 01 00:00:00\r\n"
+      "\r\n"
+      "  track 02 audio\r\n"
+      "    INDEX 00 10:59:74\r\n"  // INDEX 00 comes first: its time counts
+      "    INDEX 01 11:01:00\r\n"
+      "  TRACK 03 AUDIO\r\n"
+      "    REM anything\r\n"
+      "    INDEX 01 20:58:70\r\n";
+  const uint64_t sectors = 100000;  // 22:13:25
+  CueToc t = BuildCueToc(cue, sectors * 2352);
+  EXPECT_EQ(t.imageName, "GAME (TRACK 1).BIN");
+  EXPECT_EQ(t.lastTrack, 3);
+  ASSERT_EQ(t.toc.size(), 60u);
+  EXPECT_EQ(EntryAt(t.toc, 0), Entry({0x41, 0, 0xA0, 0, 0, 0, 0, 0x01, 0x20, 0}));
+  EXPECT_EQ(EntryAt(t.toc, 1), Entry({0x01, 0, 0xA1, 0, 0, 0, 0, 0x03, 0, 0}));
+  EXPECT_EQ(EntryAt(t.toc, 2), Entry({0x01, 0, 0xA2, 0, 0, 0, 0, 0x22, 0x13, 0x25}));
+  EXPECT_EQ(EntryAt(t.toc, 3), Entry({0x41, 0, 0x01, 0x00, 0x02, 0x00, 0, 0x00, 0x02, 0x00}));
+  // 10:59:74 + 00:02:00 = 11:01:74; the frame carry is at 75.
+  EXPECT_EQ(EntryAt(t.toc, 4), Entry({0x01, 0, 0x02, 0x11, 0x01, 0x74, 0, 0x11, 0x01, 0x74}));
+  // 20:58:70 + 2 s carries into the minute.
+  EXPECT_EQ(EntryAt(t.toc, 5), Entry({0x01, 0, 0x03, 0x21, 0x00, 0x70, 0, 0x21, 0x00, 0x70}));
+}
+
+TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
+  TempDir dir;
+  dir.MakeDir("out");
+  const std::string out = WithTrailingSep(dir / "out");
+  test::WriteFileBytes(dir / "Game (Track 1).bin", Bytes(2352 * 75, 0));
+  test::WriteFileText(
+      dir / "game.cue",
+      "FILE \"Game (Track 1).bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
+  CuePreparation p = PrepareCue(dir / "game.cue", out);
+  EXPECT_EQ(p.result, "");
+  EXPECT_EQ(p.imagePath, dir / "Game (Track 1).bin");  // found case-blind
+  const Bytes toc = test::ReadFileBytes(out + "ISO.TOC");
+  ASSERT_EQ(toc.size(), 40u);
+  EXPECT_EQ(EntryAt(toc, 2), Entry({0x01, 0, 0xA2, 0, 0, 0, 0, 0x00, 0x01, 0x00}));
+
+  // A sheet naming a missing .IMG falls back to the .bin beside it.
+  test::WriteFileBytes(dir / "Other.bin", Bytes(2352, 0));
+  test::WriteFileText(dir / "other.cue", "FILE \"OTHER.IMG\" BINARY\nTRACK 01 MODE1/2352\n");
+  EXPECT_EQ(PrepareCue(dir / "other.cue", out).imagePath, dir / "Other.bin");
+
+  // Absolute names are used as they stand.
+  test::WriteFileText(dir / "abs.cue", "FILE \"" + (dir / "Other.bin") + "\" BINARY\n");
+  EXPECT_EQ(PrepareCue(dir / "abs.cue", out).imagePath, dir / "Other.bin");
+
+  // Nothing to find.
+  test::WriteFileText(dir / "gone.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE1/2352\n");
+  EXPECT_EQ(PrepareCue(dir / "gone.cue", out).result, "The BIN file could not be found!!!");
+  test::WriteFileText(dir / "nofile.cue", "TRACK 01 MODE1/2352\n");
+  EXPECT_EQ(PrepareCue(dir / "nofile.cue", out).result, "The BIN file could not be found!!!");
+  EXPECT_EQ(PrepareCue(dir / "missing.cue", out).result, "The BIN file could not be found!!!");
+}
+
+TEST(CueToc, JunkNeverBreaksIt) {
+  for (std::string junk : {std::string("TRACK"), std::string("TRACK 999 AUDIO\nINDEX 01 xx"),
+                           std::string("INDEX 01 00:00:00"), std::string("FILE \"unbalanced"),
+                           std::string("\0\xff\x01 TRACK 02", 12), std::string(5000, '"')}) {
+    CueToc t = BuildCueToc(junk, 12345);
+    EXPECT_EQ(t.toc.size(), static_cast<std::size_t>(t.lastTrack + 3) * 10);
+  }
+}
+
+}  // namespace
+}  // namespace ebf
