@@ -1,0 +1,120 @@
+#include "disc/resolver.h"
+
+#include <array>
+#include <string_view>
+
+#include "common/files.h"
+#include "common/text.h"
+#include "disc/cue_sheet.h"
+#include "disc/game_db.h"
+#include "disc/game_id.h"
+
+namespace ebf {
+namespace {
+
+// The path less its last four characters (an extension such as ".bin").
+std::string LessLastFour(const std::string& text) {
+  std::size_t n = CharCount(text);
+  return n >= 4 ? LeftChars(text, n - 4) : std::string();
+}
+
+bool IsScannedImage(const std::string& ext) {
+  constexpr std::array<std::string_view, 5> kImages = {".CUE", ".ISO", ".BIN", ".IMG", ".MDF"};
+  for (auto e : kImages)
+    if (ext == e) return true;
+  return false;
+}
+
+// The data file's folder without its trailing separator (a root folder keeps it).
+std::string FolderWithoutSep(const std::string& file) {
+  std::string folder = FolderOf(file);
+  if (folder.size() > 1 && IsSeparator(folder.back())) {
+    std::string trimmed = folder.substr(0, folder.size() - 1);
+    if (!trimmed.empty() && !(trimmed.size() == 2 && trimmed[1] == ':')) return trimmed;
+  }
+  return folder;
+}
+
+std::string OutputFolder(const ResolvedInput& r, const Settings& settings) {
+  std::string base =
+      settings.defaultOutputDir.empty() ? FolderWithoutSep(r.dataFile) : settings.defaultOutputDir;
+  int opt = settings.defaultOutDirOpt;
+  if (opt > 0 && !base.empty() && !IsSeparator(base.back())) base += kSep;
+  switch (opt) {
+    case 1: {
+      std::string name = FileNameOf(r.dataFile);
+      return base + name.substr(0, name.find('.'));
+    }
+    case 2:
+      return base + r.title;
+    case 3:
+      return base + r.gameId;
+    default:
+      return base;
+  }
+}
+
+}  // namespace
+
+ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& context, Host& host) {
+  ResolvedInput r;
+  r.gameId = context.currentGameId;
+  r.region = context.currentRegion;
+  r.outputFolder = context.currentOutput;
+  r.saveName = context.currentSaveName;
+
+  std::string path = chosen;
+  std::string ext = Extension4(path);
+  if (ext == ".CCD") {
+    path = ResolveCaseBlind(LessLastFour(path) + ".img");
+  } else if (ext == ".BIN") {
+    std::string cue = ResolveCaseBlind(LessLastFour(path) + ".cue");
+    if (FileSize(cue) && host.AskYesNo(kBinHasCueQuestion, false)) path = cue;
+  }
+  ext = Extension4(path);
+
+  r.input = path;
+  r.dataFile = path;
+  r.title = LessLastFour(FileNameOf(path));
+  r.saveName = r.title;
+
+  if (ext == ".CUE") {
+    auto data = FindCueDataFile(path);
+    if (!data) {
+      r.message = kCueInvalidMessage;
+      return r;
+    }
+    r.dataFile = *data;
+  }
+
+  if (IsScannedImage(ext)) {
+    r.gameId.clear();
+    auto size = FileSize(r.dataFile);
+    if (size && *size >= kMinScannedImageSize) {
+      std::string id = DetectGameId(r.dataFile);
+      if (id.empty()) id = context.settings.defGameId;
+      if (!id.empty()) {
+        auto entry =
+            LookupGame(GameDbPath(context.programFolder), id, context.settings.hideNameTags);
+        if (entry) {
+          r.region = entry->region;
+          if (!entry->title.empty()) r.title = entry->title;
+          r.saveName = entry->saveName.empty() ? r.title : entry->saveName;
+        }
+        r.gameId = id;
+        r.assetPasses.push_back({id, false});
+        if (entry && !entry->packageId.empty()) {
+          r.gameId = entry->packageId;
+          r.assetPasses.push_back({entry->packageId, true});
+        }
+      }
+    }
+    if (r.gameId.empty()) r.assetPasses.push_back({std::string(), false});
+  }
+
+  r.outputFolder = OutputFolder(r, context.settings);
+  r.runInspection = true;
+  return r;
+}
+
+}  // namespace ebf
