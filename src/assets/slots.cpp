@@ -1,0 +1,83 @@
+#include "assets/slots.h"
+
+#include <vector>
+
+#include "common/file_io.h"
+#include "common/files.h"
+#include "common/text.h"
+
+namespace ebf {
+
+std::string NullAssetFile(const std::string& programFolder) {
+  const std::string path = WithTrailingSep(programFolder) + "null";
+  if (!FileExists(path)) {
+    File created(path, File::Mode::Write);
+    created.Close();
+    MarkHidden(path);
+  }
+  return path;
+}
+
+std::string ResolveSlotFile(const std::string& programFolder, bool ticked, const std::string& text,
+                            const std::string& assetFileName, bool inputIsEboot) {
+  if (!ticked) return NullAssetFile(programFolder);
+  if (!text.empty() && FileExists(text) && !IsDirectory(text)) return text;
+  const std::string folder =
+      inputIsEboot ? std::string("Temp") : std::string("PSXCust") + kSep + "Default";
+  return ResolveCaseBlind(WithTrailingSep(programFolder) + folder + kSep + assetFileName);
+}
+
+std::string SlotFileMissingMessage(const std::string& text, const std::string& assetFileName) {
+  if (Trim(text).empty()) return "";
+  if (FileExists(text) && !IsDirectory(text)) return "";
+  return "The " + assetFileName + " file doesn't exist!";
+}
+
+int FillSlotsFromCustomFolder(std::array<std::string, kSlotCount>& texts,
+                              const CustomFolderSearch& search) {
+  // Candidate folders, most specific first: a sub-folder named after the input's base name
+  // wins over loose files, and the user's own custom folder wins over the source folder,
+  // which wins over the program's PSXCust folder. So "Game.bin" looks in, in order:
+  //   <custom>/Game/, <custom>/, <source>/Game/, <source>/ (when enabled),
+  //   <program>/PSXCust/Game/
+  // and within a folder for "<name>" then "Game_<name>" (e.g. "ICON0.PNG", "Game_ICON0.PNG").
+  // The loose PSXCust folder is left out: its Default sub-folder already serves as the
+  // fallback for every blank slot.
+  const std::string base = search.inputPath.empty() ? std::string() : StemOf(search.inputPath);
+  std::vector<std::string> folders;
+  auto addFolder = [&](const std::string& folder, bool withLoose) {
+    if (folder.empty() || !IsDirectory(folder)) return;
+    if (!base.empty()) folders.push_back(JoinPath(folder, base));
+    if (withLoose) folders.push_back(WithTrailingSep(folder));
+  };
+  addFolder(search.customFolder, true);
+  if (search.useSourceFolder && !search.inputPath.empty())
+    addFolder(FolderOf(search.inputPath), true);
+  addFolder(WithTrailingSep(search.programFolder) + "PSXCust", false);
+
+  int filled = 0;
+  for (int i = 0; i < kSlotCount; ++i) {
+    const std::string name = kSlots[i].assetFileName;
+    for (const std::string& folder : folders) {
+      std::string found;
+      for (const std::string& candidate :
+           {JoinPath(folder, name),
+            base.empty() ? std::string() : JoinPath(folder, base + "_" + name)}) {
+        if (candidate.empty()) continue;
+        const std::string resolved = ResolveCaseBlind(candidate);
+        if (FileExists(resolved) && !IsDirectory(resolved)) {
+          found = resolved;
+          break;
+        }
+      }
+      if (!found.empty()) {
+        texts[i] = found;
+        ++filled;
+        break;
+      }
+    }
+  }
+  return filled;
+}
+
+}  // namespace ebf

@@ -1,0 +1,66 @@
+#include "imaging/picture.h"
+
+#include <cstring>
+
+namespace ebf {
+
+bool AllocatePicture(Picture& picture, int64_t width, int64_t height) {
+  picture = Picture{};
+  if (width < 1 || height < 1 || width > kMaxPictureSide || height > kMaxPictureSide) return false;
+  picture.width = static_cast<int>(width);
+  picture.height = static_cast<int>(height);
+  picture.bgra.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, 0);
+  return true;
+}
+
+PictureFormat SniffPictureFormat(std::span<const uint8_t> data) {
+  auto starts = [&](std::initializer_list<uint8_t> sig) {
+    if (data.size() < sig.size()) return false;
+    return std::equal(sig.begin(), sig.end(), data.begin());
+  };
+  if (starts({0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A})) return PictureFormat::Png;
+  if (starts({0xFF, 0xD8, 0xFF})) return PictureFormat::Jpeg;
+  if (starts({'B', 'M'})) return PictureFormat::Bmp;
+  if (data.size() >= 6) {
+    char head[7] = {};
+    for (int i = 0; i < 6; ++i) {
+      char c = static_cast<char>(data[i]);
+      head[i] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    if (std::strcmp(head, "gif87a") == 0 || std::strcmp(head, "gif89a") == 0)
+      return PictureFormat::Gif;
+  }
+  // ICO (type 1) and CUR (type 2) share one layout; the image count must be non-zero.
+  if (starts({0, 0, 1, 0}) || starts({0, 0, 2, 0})) {
+    if (data.size() >= 6 && (data[4] | data[5]) != 0) return PictureFormat::Ico;
+  }
+  return PictureFormat::Unknown;
+}
+
+bool DecodePicture(std::span<const uint8_t> data, Picture& out) {
+  out = Picture{};
+  bool ok = false;
+  switch (SniffPictureFormat(data)) {
+    case PictureFormat::Png:
+      ok = DecodePng(data, out);
+      break;
+    case PictureFormat::Jpeg:
+      ok = DecodeJpeg(data, out);
+      break;
+    case PictureFormat::Bmp:
+      ok = DecodeBmp(data, out);
+      break;
+    case PictureFormat::Gif:
+      ok = DecodeGif(data, out);
+      break;
+    case PictureFormat::Ico:
+      ok = DecodeIco(data, out);
+      break;
+    case PictureFormat::Unknown:
+      break;
+  }
+  if (!ok) out = Picture{};
+  return ok;
+}
+
+}  // namespace ebf

@@ -1,0 +1,41 @@
+#pragma once
+// A decoded picture: top-down rows of blue, green, red, alpha bytes (straight alpha).
+// Every decoder fills one of these and refuses anything larger than kMaxPictureSide on a
+// side, so a hostile header can never ask for a huge allocation.
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace ebf {
+
+inline constexpr int64_t kMaxPictureSide = 16384;
+
+struct Picture {
+  int width = 0;
+  int height = 0;
+  std::vector<uint8_t> bgra;  // width * height * 4
+
+  bool empty() const { return width <= 0 || height <= 0; }
+  uint8_t* Row(int y) { return bgra.data() + static_cast<std::size_t>(y) * width * 4; }
+  const uint8_t* Row(int y) const { return bgra.data() + static_cast<std::size_t>(y) * width * 4; }
+};
+
+// Sizes the picture (transparent black) when both sides lie in 1..kMaxPictureSide.
+bool AllocatePicture(Picture& picture, int64_t width, int64_t height);
+
+enum class PictureFormat { Unknown, Png, Bmp, Gif, Jpeg, Ico };
+
+// The format is told by the first bytes of the file, never by its name.
+PictureFormat SniffPictureFormat(std::span<const uint8_t> data);
+
+// Each decoder leaves `out` empty and returns false on anything it cannot trust.
+bool DecodePng(std::span<const uint8_t> data, Picture& out);
+bool DecodeJpeg(std::span<const uint8_t> data, Picture& out);
+bool DecodeGif(std::span<const uint8_t> data, Picture& out);
+bool DecodeBmp(std::span<const uint8_t> data, Picture& out);
+bool DecodeIco(std::span<const uint8_t> data, Picture& out);  // ICO and CUR
+
+bool DecodePicture(std::span<const uint8_t> data, Picture& out);
+
+}  // namespace ebf
