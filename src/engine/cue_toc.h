@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "common/bytes.h"
+#include "pbp/psar.h"
 
 namespace ebf {
 
 inline constexpr const char* kMsgBinNotFound = "The BIN file could not be found!!!";
-inline constexpr std::size_t kTocEntrySize = 10;
 
 struct CueToc {
   Bytes toc;              // (last track + 3) entries

@@ -1,0 +1,381 @@
+#include "engine/conversion.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <optional>
+
+#include "app/startup.h"
+#include "assets/convert.h"
+#include "assets/slots.h"
+#include "assets/validate.h"
+#include "common/cancel.h"
+#include "common/files.h"
+#include "common/text.h"
+#include "disc/pal_fix.h"
+#include "engine/converter_run.h"
+#include "engine/cue_toc.h"
+#include "engine/go_checks.h"
+#include "imaging/dib.h"
+#include "pbp/container.h"
+#include "pbp/extract.h"
+#include "pbp/inspect.h"
+#include "pbp/patch.h"
+#include "pbp/psar.h"
+#include "pbp/rebuild.h"
+
+namespace ebf {
+namespace {
+
+constexpr const char* kPalJournal = "PALFIX.UNDO";
+
+// Every file a disc-image run may leave behind, and the PAL fix made on the user's image,
+// are undone here on every way out: success, failure, cancel, a converter that crashed.
+class RunCleanup {
+ public:
+  RunCleanup(std::string programFolder, std::string outputFolder)
+      : prog_(std::move(programFolder)), out_(std::move(outputFolder)) {}
+  ~RunCleanup() {
+    if (staged_) RemoveStagedFiles(out_, assets_);
+    DeleteFileIfExists(out_ + "ISO.TOC");
+    const std::string temp = TempFolder(prog_);
+    for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "ISO.TOC"})
+      DeleteFileIfExists(temp + name);
+    RevertPalFix();
+  }
+  RunCleanup(const RunCleanup&) = delete;
+  RunCleanup& operator=(const RunCleanup&) = delete;
+
+  void Staged(const AssetPaths& assets) {
+    staged_ = true;
+    assets_ = assets;
+  }
+  std::vector<PalPatch>& palUndo() { return palUndo_; }
+  void PalTarget(const std::string& path) { palTarget_ = path; }
+
+ private:
+  void RevertPalFix() {
+    if (palUndo_.empty() && palTarget_.empty()) return;
+    // The journal stays when the revert fails, so the next start tries again.
+    if (palUndo_.empty() || ReplayPalUndo(palTarget_, palUndo_).empty())
+      DeleteFileIfExists(TempFolder(prog_) + kPalJournal);
+    palUndo_.clear();
+  }
+  std::string prog_, out_;
+  bool staged_ = false;
+  AssetPaths assets_;
+  std::vector<PalPatch> palUndo_;
+  std::string palTarget_;
+};
+
+// The journal lets a fix left on the user's image by a crash of this program be undone
+// at the next start: the image's path, then one "offset w0 w1" line per change.
+class PalJournal {
+ public:
+  PalJournal(const std::string& programFolder, const std::string& image)
+      : path_(TempFolder(programFolder) + kPalJournal) {
+    file_.Open(path_, File::Mode::Write);
+    file_.Write(image + "\n");
+    file_.Flush();
+  }
+  void Add(const PalPatch& p) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%" PRIu64 " %08X %08X\n", p.offset, p.w0, p.w1);
+    file_.Write(std::string_view(line));
+    file_.Flush();
+  }
+
+ private:
+  std::string path_;
+  File file_;
+};
+
+std::string RunPalFix(const std::string& path, uint64_t start, const ConversionRequest& r,
+                      std::vector<PalPatch>* undo, PalJournal* journal, Host& host,
+                      uint64_t& patches) {
+  File f(path, File::Mode::ReadWrite);
+  if (!f) return "The PAL -> NTSC fix could not open " + path + " (" + f.LastError() + ")";
+  const uint64_t end = f.Size();
+  if (start > end || !f.Seek(start)) return "";
+  PalFixOptions options;
+  options.screenHeight = r.PalFixScreen;
+  options.graphics = r.PalFixGraphics;
+  options.batch = r.LogMode;
+  PalFixResult res = ApplyPalFix(f, end, options, undo, host, [&](const PalPatch& p) {
+    if (journal) journal->Add(p);
+  });
+  patches += res.patches;
+  if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  if (res.cancelled) {
+    CancelRequested = false;
+    return "Cancelled.";
+  }
+  if (!res.error.empty()) return "The PAL -> NTSC fix failed on " + path + ": " + res.error;
+  return "";
+}
+
+// ICON0, PIC1 and the gameboot become PNGs of the PSP's sizes when they are other pictures.
+void ConvertPictures(ConversionRequest& r, const ConversionContext& ctx) {
+  c32bppDIB image;
+  const int mode = ctx.settings.imgResMode;
+  const bool centre = ctx.settings.imgResCentre;
+  ConvertSlotPictureToPng(ctx.programFolder, r.Icon0Path, kIcon0Target.slotWord, image,
+                          kIcon0Target.width, kIcon0Target.height, mode, centre);
+  ConvertSlotPictureToPng(ctx.programFolder, r.Pic1Path, kPic1Target.slotWord, image,
+                          kPic1Target.width, kPic1Target.height, mode, centre);
+  ConvertSlotPictureToPng(ctx.programFolder, r.GamebootPath, kGamebootTarget.slotWord, image,
+                          kGamebootTarget.width, kGamebootTarget.height, mode, centre);
+}
+
+AssetPaths EffectiveAssets(const ConversionRequest& r) {
+  return {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path, r.Snd0Path, r.GamebootPath};
+}
+
+std::string ValidateAssets(const ConversionRequest& r, const ConversionContext& ctx) {
+  const AssetPaths paths = EffectiveAssets(r);
+  for (int i = 0; i < kSlotCount; ++i) {
+    std::string res = ValidateSlot(kSlots[static_cast<std::size_t>(i)], ctx.slots[i].ticked,
+                                   ctx.slots[i].text, paths[static_cast<std::size_t>(i)]);
+    if (res != kValidationSuccess) return res;
+  }
+  return "";
+}
+
+pbp::EbootJob JobFor(const ConversionRequest& r) {
+  pbp::EbootJob job;
+  job.title = r.Title;
+  job.gameId = r.GameID;
+  job.saveName = r.SaveName;
+  job.icon0 = r.Icon0Path;
+  job.icon1 = r.Icon1Path;
+  job.pic0 = r.Pic0Path;
+  job.pic1 = r.Pic1Path;
+  job.snd0 = r.Snd0Path;
+  job.gameboot = r.GamebootPath;
+  return job;
+}
+
+std::optional<pbp::TocArea> LoadToc(const std::string& path) {
+  Bytes bytes;
+  if (!FileExists(path) || !ReadWholeFile(path, bytes, pbp::kTocAreaSize)) return std::nullopt;
+  pbp::TocArea toc{};
+  if (bytes.size() > 1 || bytes[0] != 0) std::copy(bytes.begin(), bytes.end(), toc.begin());
+  return toc;
+}
+
+void DeleteNullFile(const std::string& programFolder) {
+  DeleteFileIfExists(WithTrailingSep(programFolder) + "null");
+}
+
+// A package given as input and not recompressed: patched in place, or rebuilt when the
+// new assets do not fit.
+std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
+                       ConversionOutcome& outcome) {
+  Host& host = *ctx.host;
+  const std::string temp = TempFolder(ctx.programFolder);
+  ConvertPictures(r, ctx);
+  const pbp::EbootJob job = JobFor(r);
+  pbp::Room room;
+  std::string res = pbp::MeasureRoom(r.InputPath, temp, job, room);
+  if (!res.empty()) return res;
+  if (!room.fits()) {
+    if (!host.AskYesNo(pbp::kRebuildQuestion, false, MsgIcon::Exclamation)) return "";
+    const std::string dest = ctx.chooseRebuildDestination ? ctx.chooseRebuildDestination() : "";
+    if (dest.empty()) return "";
+    if (dest == r.InputPath) return pbp::kSameFileMessage;
+    res = pbp::ReconstructEboot(r.InputPath, dest, temp, ctx.programFolder, job, host);
+    if (res == "Success.") outcome.rebuiltTo = dest;
+    return res;
+  }
+  res = ValidateAssets(r, ctx);
+  if (!res.empty()) return res;
+  res = pbp::PatchEbootInPlace(r.InputPath, temp, job, host);
+  DeleteNullFile(ctx.programFolder);
+  if (res != "Success.") return res;
+  if (r.PalFixScreen || r.PalFixGraphics) {
+    File f(r.InputPath, File::Mode::Read);
+    auto psar = pbp::ReadLe32At(f, pbp::kPsarOffsetPos);
+    f.Close();
+    res = RunPalFix(r.InputPath, psar.value_or(0) + pbp::kPsarBlockDataPos, r, nullptr, nullptr,
+                    host, outcome.palPatches);
+    if (!res.empty()) return res;
+  }
+  return "Success.";
+}
+
+}  // namespace
+
+std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
+                          ConversionOutcome* outcomeOut) {
+  ConversionOutcome local;
+  ConversionOutcome& outcome = outcomeOut ? *outcomeOut : local;
+  Host& host = *ctx.host;
+  const std::string prog = WithTrailingSep(ctx.programFolder);
+  const bool isPbp = Extension4(r.InputPath) == ".PBP";
+  const bool inPlace = isPbp && !r.RecompressEboot;
+
+  if (!FileExists(r.InputPath)) return kMsgInputMissing;
+  if (r.InputPath.size() < 4) return kMsgInputTooShort;
+  if (!inPlace) {
+    if (!MakeFolders(r.OutputFolder)) return kMsgOutputInvalid;
+    if (IsDataFolder(prog, r.OutputFolder)) return kMsgOutputIsData;
+  }
+  r.OutputFolder = WithTrailingSep(r.OutputFolder);
+  if (r.Title.empty()) return "No Game Title supplied.";
+  if (r.SaveName.empty()) return "No Game Save supplied.";
+  if (!IsKnownGameIdShape(r.GameID)) return "Invalid Game ID.";
+  const std::string temp = TempFolder(prog);
+
+  if (isPbp) {
+    std::string check = pbp::CheckEbootForJob(r.InputPath);
+    if (!check.empty()) return check;
+    if (inPlace) return PackageJob(r, ctx, outcome);
+  }
+
+  RunCleanup cleanup(prog, r.OutputFolder);
+  std::optional<pbp::TocArea> toc;
+  DeleteFileIfExists(r.OutputFolder + "ISO.TOC");
+
+  if (isPbp) {
+    // A package to recompress: its disc image comes out first, with its TOC, so that a
+    // multi-track disc keeps its tracks.
+    const std::string iso = temp + "TempISO.iso";
+    std::string res = pbp::ExtractDiscImage(r.InputPath, iso, true,
+                                            std::max(1, ctx.settings.ebootTocExtract), host);
+    if (res != "Success.") return res;
+    r.InputPath = iso;
+    toc = LoadToc(temp + "ISO.TOC");
+    if (toc) CopyFileTo(temp + "ISO.TOC", r.OutputFolder + "ISO.TOC");
+  } else if (Extension4(r.InputPath) == ".CUE") {
+    CuePreparation cue = PrepareCue(r.InputPath, r.OutputFolder);
+    if (!cue.result.empty()) return cue.result;
+    r.InputPath = cue.imagePath;
+    toc = LoadToc(r.OutputFolder + "ISO.TOC");
+  }
+
+  const std::string tempBin = temp + "TempBIN.bin";
+  switch (ChooseImagePrep(r.InputPath, ctx.settings.addIsoPadding)) {
+    case ImagePrep::IsoPadding: {
+      std::string res = PadIsoToRaw(r.InputPath, tempBin, {host, r.LogMode});
+      if (res != "Success.") return res;
+      r.InputPath = tempBin;
+      break;
+    }
+    case ImagePrep::StripSubchannel: {
+      std::string res = StripSubchannel(r.InputPath, tempBin, {host, r.LogMode});
+      if (res != "Success.") return res;
+      r.InputPath = tempBin;
+      break;
+    }
+    case ImagePrep::AsIs: break;
+  }
+
+  ConvertPictures(r, ctx);
+  if (std::string res = ValidateAssets(r, ctx); !res.empty()) return res;
+
+  const AssetPaths assets = EffectiveAssets(r);
+  if (std::string res = CheckConverterPresent(prog); !res.empty()) return res;
+  for (const char* name : {"BASE.PBP", "DATA.PSP"})
+    if (!FileExists(ResolveCaseBlind(prog + "Data" + kSep + name))) return kMsgMissingFiles;
+  for (const std::string& a : assets)
+    if (!FileExists(a)) return kMsgMissingFiles;
+
+  const std::string basePbp = ResolveCaseBlind(prog + "Data" + kSep + "BASE.PBP");
+  const std::string sizedAssets[5] = {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path,
+                                      r.Snd0Path};
+  const uint64_t expected = ExpectedEbootSize(r.InputPath, sizedAssets, basePbp, r.GamebootPath);
+  if (std::string res = CheckFreeSpace(r.OutputFolder, expected, ctx.freeSpace); !res.empty())
+    return res;
+
+  if (!r.LogMode) {
+    const std::pair<const char*, std::string> targets[] = {
+        {"tarnwick.exe", ""},          {"BASE.PBP", ""},           {"EBOOT.PBP", ""},
+        {"ICON0.PNG", r.Icon0Path},    {"PIC0.PNG", r.Pic0Path},   {"PIC1.PNG", r.Pic1Path},
+        {"ICON1.PMF", r.Icon1Path},    {"SND0.AT3", r.Snd0Path},   {"BOOT.PNG", r.GamebootPath}};
+    for (const auto& [name, source] : targets)
+      if (ConfirmOverwrite(host, r.OutputFolder, name, source)) return "";
+  }
+
+  const bool palFix = r.PalFixScreen || r.PalFixGraphics;
+  bool palDone = false;
+  if (palFix && r.CompressionLevel > 0) {
+    // A compressed image cannot be patched afterwards: the fix goes onto the source image,
+    // and the clean-up puts the original bytes back.
+    if (!r.LogMode && !host.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
+      return "";
+    const bool usersFile = r.InputPath != tempBin && r.InputPath != temp + "TempISO.iso";
+    std::optional<PalJournal> journal;
+    if (usersFile) {
+      journal.emplace(prog, r.InputPath);
+      cleanup.PalTarget(r.InputPath);
+    }
+    CancelConfirmGuard confirm;
+    std::string res = RunPalFix(r.InputPath, 0, r, usersFile ? &cleanup.palUndo() : nullptr,
+                                journal ? &*journal : nullptr, host, outcome.palPatches);
+    if (!res.empty()) return res;
+    palDone = true;
+  }
+
+  if (std::string res = StageConverterFiles(prog, r.OutputFolder, assets); !res.empty()) {
+    cleanup.Staged(assets);
+    return res;
+  }
+  cleanup.Staged(assets);
+
+  ConverterRunOptions run;
+  run.outputFolder = r.OutputFolder;
+  run.title = r.Title;
+  run.gameId = r.GameID;
+  run.level = r.CompressionLevel;
+  run.inputPath = r.InputPath;
+  run.expectedSize = expected;
+  run.logMode = r.LogMode;
+  run.pollInterval = ctx.pollInterval;
+  if (std::string res = RunConverter(run, host); res != "Success.") return res;
+
+  const std::string eboot = r.OutputFolder + "EBOOT.PBP";
+  pbp::EbootJob job = JobFor(r);
+  job.toc = toc;
+  std::string res = pbp::PatchConvertedEboot(eboot, temp, job, host);
+  DeleteNullFile(prog);
+  if (res != "Success.") return res;
+
+  if (palFix && !palDone) {
+    File f(eboot, File::Mode::Read);
+    auto psar = pbp::ReadLe32At(f, pbp::kPsarOffsetPos);
+    f.Close();
+    res = RunPalFix(eboot, psar.value_or(0) + pbp::kPsarBlockDataPos, r, nullptr, nullptr, host,
+                    outcome.palPatches);
+    if (!res.empty()) return res;
+  }
+  return "Success.";
+}
+
+std::string RecoverInterruptedPalFix(const std::string& programFolder) {
+  const std::string journal = TempFolder(programFolder) + kPalJournal;
+  if (!FileExists(journal)) return "";
+  Bytes bytes;
+  if (!ReadWholeFile(journal, bytes, 64ull << 20)) return "The PAL fix journal could not be read.";
+  std::vector<std::string> lines =
+      SplitLines(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  if (lines.empty() || lines[0].empty()) {
+    DeleteFileIfExists(journal);
+    return "";
+  }
+  std::vector<PalPatch> undo;
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    PalPatch p;
+    unsigned long long off = 0;
+    unsigned w0 = 0, w1 = 0;
+    if (std::sscanf(lines[i].c_str(), "%llu %x %x", &off, &w0, &w1) != 3) continue;
+    p.offset = off;
+    p.w0 = w0;
+    p.w1 = w1;
+    undo.push_back(p);
+  }
+  std::string err = undo.empty() ? "" : ReplayPalUndo(lines[0], undo);
+  if (!err.empty()) return "The PAL fix on " + lines[0] + " could not be undone: " + err;
+  DeleteFileIfExists(journal);
+  return "";
+}
+
+}  // namespace ebf
