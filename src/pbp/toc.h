@@ -34,8 +34,9 @@ std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
 std::string CcdFilePath(const std::string& outputPath);
 
 // Writes the TOC file and/or the CCD file as the setting and the conversion layout ask
-// (nothing at all when the setting is 0). Returns "" when done, or the result string the
-// extraction ends with (an empty result when the user stopped after an error).
+// (nothing at all when the setting is 0). A file that cannot be written asks through the
+// host; when the user stops there, `stop` is set and `result` is what the extraction
+// returns.
 struct TocWriteResult {
   bool stop = false;
   std::string result;
