@@ -1,0 +1,52 @@
+// tarnwick.exe "<title>" <GAMEID> <level 0-9> "<image>": writes EBOOT.PBP in the current
+// folder. The caller reads the output only after the program ends, through a pipe, and
+// takes a last line of "Done." as success; so the output is short and "Done." appears only
+// when EBOOT.PBP is complete.
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tarnwick/args.h"
+#include "tarnwick/eboot_writer.h"
+
+namespace {
+
+// Keeps the whole output well inside a pipe's buffer even with very long paths.
+constexpr size_t kMaxLine = 600;
+
+void Print(std::FILE* stream, std::string line) {
+  if (line.size() > kMaxLine) line = line.substr(0, kMaxLine - 3) + "...";
+  std::fputs(line.c_str(), stream);
+  std::fputs("\n", stream);
+  std::fflush(stream);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  std::string message;
+  auto parsed = ebf::tarnwick::ParseConverterArgs(args, message);
+  if (!parsed) {
+    Print(stderr, message);
+    return 2;
+  }
+  std::string error;
+  try {
+    std::string folder = std::filesystem::current_path().string();
+    ebf::tarnwick::WriteOptions options;
+    options.say = [](const std::string& line) { Print(stdout, line); };
+    error = ebf::tarnwick::WriteEboot(folder, *parsed, options);
+  } catch (const std::exception& e) {
+    error = std::string("Unexpected error: ") + e.what();
+  }
+  if (!error.empty()) {
+    Print(stderr, error);
+    return 1;
+  }
+  Print(stdout, "Done.");
+  return 0;
+}

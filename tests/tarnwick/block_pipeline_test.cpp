@@ -1,0 +1,94 @@
+#include "tarnwick/block_pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include "support/temp_dir.h"
+
+namespace ebf::tarnwick {
+namespace {
+
+// Blocks that differ from each other, some compressible and some not, and a tail that
+// ends part-way through a sector.
+Bytes MixedImage(uint32_t blocks, uint32_t tail) {
+  Bytes image;
+  for (uint32_t b = 0; b < blocks; ++b) {
+    Bytes block = b % 3 == 1 ? test::NoiseBytes(kBlockSize, b) : Bytes(kBlockSize, 0);
+    if (b % 3 != 1) std::fill(block.begin(), block.begin() + 64 + b, static_cast<uint8_t>(b));
+    image.insert(image.end(), block.begin(), block.end());
+  }
+  Bytes rest = test::NoiseBytes(tail, 99);
+  image.insert(image.end(), rest.begin(), rest.end());
+  return image;
+}
+
+TEST(BlockPipeline, HandsOverEveryBlockInOrderWithZeroFillPastTheEnd) {
+  test::TempDir dir;
+  const Bytes image = MixedImage(23, 1000);
+  test::WriteFileBytes(dir / "image.bin", image);
+  const uint32_t count = 25;  // 23 full blocks, the partial one, one wholly past the end
+
+  for (unsigned threads : {1u, 2u, 7u}) {
+    SCOPED_TRACE(threads);
+    BlockSource source{dir / "image.bin", image.size(), count};
+    Bytes rebuilt;
+    std::vector<uint32_t> order;
+    BlockEncoder reference(6);
+    EncodedBlock expected;
+    PipelineResult r =
+        EncodeBlocksInOrder(source, 6, threads, [&](uint32_t i, const EncodedBlock& b) {
+          order.push_back(i);
+          Bytes plain(kBlockSize, 0);
+          size_t from = size_t{i} * kBlockSize;
+          if (from < image.size())
+            std::copy(image.begin() + from,
+                      image.begin() + std::min(image.size(), from + kBlockSize), plain.begin());
+          reference.Encode(plain, expected);
+          EXPECT_EQ(b.data, expected.data) << "block " << i;
+          EXPECT_EQ(b.deflated, expected.deflated) << "block " << i;
+          EXPECT_EQ(b.digest, expected.digest) << "block " << i;
+          return true;
+        });
+    EXPECT_TRUE(r.ok);
+    EXPECT_EQ(r.error, "");
+    ASSERT_EQ(order.size(), count);
+    for (uint32_t i = 0; i < count; ++i) EXPECT_EQ(order[i], i);
+  }
+}
+
+TEST(BlockPipeline, StopsOnRequestAndOnReadFailure) {
+  test::TempDir dir;
+  const Bytes image = MixedImage(40, 0);
+  test::WriteFileBytes(dir / "image.bin", image);
+
+  // The sink says stop: nothing more is handed over, and that is no read error.
+  BlockSource source{dir / "image.bin", image.size(), 40};
+  uint32_t seen = 0;
+  PipelineResult stopped =
+      EncodeBlocksInOrder(source, 9, 2, [&](uint32_t, const EncodedBlock&) { return ++seen < 5; });
+  EXPECT_FALSE(stopped.ok);
+  EXPECT_EQ(stopped.error, "");
+  EXPECT_EQ(seen, 5u);
+
+  // The file is shorter than the caller was told: the blocks before the gap come through,
+  // then the run fails with a message naming the image.
+  BlockSource tooLong{dir / "image.bin", image.size() + 3 * kBlockSize, 43};
+  uint32_t delivered = 0;
+  PipelineResult failed = EncodeBlocksInOrder(tooLong, 1, 2, [&](uint32_t, const EncodedBlock&) {
+    ++delivered;
+    return true;
+  });
+  EXPECT_FALSE(failed.ok);
+  EXPECT_NE(failed.error.find("image.bin"), std::string::npos);
+  EXPECT_LE(delivered, 40u);
+
+  BlockSource missing{dir / "missing.bin", kBlockSize, 1};
+  PipelineResult none = EncodeBlocksInOrder(missing, 9, 2, [&](uint32_t, const EncodedBlock&) {
+    ADD_FAILURE() << "no block expected";
+    return true;
+  });
+  EXPECT_FALSE(none.ok);
+  EXPECT_NE(none.error.find("Cannot read the image"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ebf::tarnwick

@@ -1,0 +1,273 @@
+// Runs the built tarnwick.exe the way the program does: in a folder holding BASE.PBP and the
+// staged assets, with "<title>" <GAMEID> <level> "<image>".
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <filesystem>
+
+#include "common/files.h"
+#include "pbp/container.h"
+#include "pbp/sfo.h"
+#include "support/disc_builder.h"
+#include "support/process_run.h"
+#include "support/runtime.h"
+#include "support/temp_dir.h"
+#include "tarnwick/ps1_sfo.h"
+#include "tarnwick/psar_reader.h"  // tests/tarnwick
+
+namespace ebf::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Converter() {
+  return RuntimeFolder() + "Data" + kSep + "tarnwick.exe";
+}
+
+std::string LastLine(std::string out) {
+  while (!out.empty() && (out.back() == '\n' || out.back() == '\r')) out.pop_back();
+  return out.substr(out.rfind('\n') + 1);
+}
+
+int LineCount(const std::string& out) {
+  return static_cast<int>(std::count(out.begin(), out.end(), '\n'));
+}
+
+// A game disc in mode 2 sectors, then noise (incompressible, like XA audio), then zeros,
+// ending part-way through a sector.
+Bytes GameImage() {
+  Bytes image = BuildDiscImage(GameDisc("SLUS_012.34"), SectorLayout::Mode2Raw);
+  Bytes noise = AudioSectors(40, 5);
+  image.insert(image.end(), noise.begin(), noise.end());
+  image.resize(image.size() + 30 * 2352 + 1000, 0);
+  return image;
+}
+
+Bytes PaddedToBlocks(Bytes image) {
+  image.resize((image.size() + kTestBlock - 1) / kTestBlock * kTestBlock, 0);
+  return image;
+}
+
+class ConverterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(FileExists(Converter())) << Converter();
+    ASSERT_TRUE(CopyFileTo(RuntimeFolder() + "Data" + kSep + "BASE.PBP", dir_ / "BASE.PBP"));
+  }
+  ProcessResult Run(const std::vector<std::string>& args, ProcessOptions options = {}) {
+    options.workingFolder = dir_.path();
+    ProcessResult r = RunProcess(Converter(), args, options);
+    EXPECT_TRUE(r.started);
+    EXPECT_LT(r.output.size(), 4096u) << r.output;
+    return r;
+  }
+  // A failed run: non-zero exit, the last line says what is wrong, no "Done.", no
+  // EBOOT.PBP. A failure found before writing starts is the only line printed.
+  void ExpectFailure(const ProcessResult& r, const std::string& expected, bool onlyLine = true) {
+    EXPECT_NE(r.exitCode, 0) << r.output;
+    if (onlyLine) {
+      EXPECT_EQ(LineCount(r.output), 1) << r.output;
+    }
+    EXPECT_NE(LastLine(r.output).find(expected), std::string::npos) << r.output;
+    EXPECT_EQ(r.output.find("Done."), std::string::npos) << r.output;
+    EXPECT_FALSE(fs::exists(dir_ / "EBOOT.PBP"));
+  }
+  TempDir dir_;
+};
+
+TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
+  // A template like a PS1 classic's: a loader in DATA.PSP and a disc section whose STARTDAT
+  // holds a boot picture and a trailing blob.
+  tarnwick::Ps1SfoValues values;
+  values.title = "Template";
+  values.discId = "SCUS99999";
+  Bytes sfo = tarnwick::BuildPs1Sfo(values);
+  const Bytes loader = NoiseBytes(3000, 1);
+  Bytes psar(0x20, 0);
+  std::memcpy(psar.data(), "PSISOIMG0000", 12);
+  StoreLe32(&psar[12], 0x20);
+  Bytes startDat(0x50, 0);
+  std::memcpy(startDat.data(), "STARTDAT", 8);
+  StoreLe32(&startDat[0x14], 5);
+  psar.insert(psar.end(), startDat.begin(), startDat.end());
+  const std::string tail = "OLDPNtrailing blob of the template";
+  psar.insert(psar.end(), tail.begin(), tail.end());
+  {
+    File base(dir_ / "BASE.PBP", File::Mode::Write);
+    ASSERT_TRUE(pbp::WritePbpHeader(base, {sfo.size(), 0, 0, 0, 0, 0, loader.size()}));
+    ASSERT_TRUE(base.Write(sfo) && base.Write(loader) && base.Write(psar) && base.Close());
+  }
+  const Bytes icon0 = NoiseBytes(500, 2), pic0 = NoiseBytes(700, 3), pic1 = NoiseBytes(900, 4);
+  const Bytes boot = NoiseBytes(1234, 6);
+  WriteFileBytes(dir_ / "ICON0.PNG", icon0);
+  WriteFileBytes(dir_ / "PIC0.PNG", pic0);
+  WriteFileBytes(dir_ / "PIC1.PNG", pic1);
+  WriteFileBytes(dir_ / "SND0.AT3", {});  // empty: an empty section; ICON1.PMF is missing
+  WriteFileBytes(dir_ / "DATA.PSP", {});  // empty: the template's loader is used
+  WriteFileBytes(dir_ / "BOOT.PNG", boot);
+  const Bytes image = GameImage();
+  WriteFileBytes(dir_ / "game.bin", image);
+
+  ProcessResult r = Run({"My Game: \xE9t\xE9", "SLUS01234", "9", dir_ / "game.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(LastLine(r.output), "Done.");
+
+  PackageBytes pkg(dir_ / "EBOOT.PBP");
+  EXPECT_EQ(LoadLe32(&pkg.bytes()[0]), pbp::kPbpMagic);
+  EXPECT_EQ(pkg.SectionOffset(0), 40u);
+  pbp::SfoFields fields = pbp::ReadSfoFields(pkg.Section(0));
+  EXPECT_EQ(fields.title, "My Game: \xC3\xA9t\xC3\xA9");  // the ANSI bytes, read back
+  EXPECT_EQ(fields.discId, "SLUS01234");
+  EXPECT_EQ(pkg.Section(0).size(), sfo.size());
+  EXPECT_EQ(pkg.Section(1), icon0);
+  EXPECT_TRUE(pkg.Section(2).empty());
+  EXPECT_EQ(pkg.Section(3), pic0);
+  EXPECT_EQ(pkg.Section(4), pic1);
+  EXPECT_TRUE(pkg.Section(5).empty());
+  EXPECT_EQ(pkg.Section(6), loader);
+
+  EXPECT_EQ(pkg.PsarText(0, 12), "PSISOIMG0000");
+  EXPECT_EQ(pkg.PsarText(0x400, 16), "_SLUS_01234");
+  EXPECT_EQ(LoadLe32(pkg.PsarAt(0xBFC)), 0x100000u);
+  EXPECT_EQ(pkg.PsarText(0x122C, 128), "My Game: \xE9t\xE9");
+  // No ISO.TOC: the default table, lead-out at the image's sector count (rounded up).
+  const uint32_t sectors = static_cast<uint32_t>((image.size() + 2351) / 2352);
+  const uint8_t* a2 = pkg.PsarAt(0x800 + 20);
+  EXPECT_EQ(a2[2], 0xA2);
+  EXPECT_EQ((a2[7] >> 4) * 10 + (a2[7] & 15), static_cast<int>(sectors / 4500));
+  EXPECT_EQ((a2[8] >> 4) * 10 + (a2[8] & 15), static_cast<int>(sectors / 75 % 60));
+  EXPECT_EQ((a2[9] >> 4) * 10 + (a2[9] & 15), static_cast<int>(sectors % 75));
+
+  // STARTDAT right after the blocks: new boot picture, then the template's tail.
+  uint64_t s = uint64_t{pkg.Psar()} + LoadLe32(pkg.PsarAt(12));
+  const Bytes& all = pkg.bytes();
+  ASSERT_LE(s + 0x50, all.size());
+  EXPECT_EQ(std::string(all.begin() + s, all.begin() + s + 8), "STARTDAT");
+  EXPECT_EQ(LoadLe32(&all[s + 0x10]), 0x50u);
+  ASSERT_EQ(LoadLe32(&all[s + 0x14]), boot.size());
+  EXPECT_EQ(Bytes(all.begin() + s + 0x50, all.begin() + s + 0x50 + boot.size()), boot);
+  EXPECT_EQ(std::string(all.begin() + s + 0x50 + boot.size(), all.end()),
+            "trailing blob of the template");
+
+  // A non-empty DATA.PSP beats the template's loader.
+  const Bytes ownLoader = NoiseBytes(777, 9);
+  WriteFileBytes(dir_ / "DATA.PSP", ownLoader);
+  r = Run({"My Game", "SLUS01234", "1", dir_ / "game.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(PackageBytes(dir_ / "EBOOT.PBP").Section(6), ownLoader);
+}
+
+TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
+  const Bytes image = GameImage();
+  WriteFileBytes(dir_ / "game.bin", image);
+  Bytes expected = PaddedToBlocks(image);
+  const uint32_t blocks = static_cast<uint32_t>(expected.size() / kTestBlock);
+  expected.resize(expected.size() + kTestBlock, 0);  // the padding block
+
+  for (int level = 0; level <= 9; ++level) {
+    SCOPED_TRACE(level);
+    ProcessResult r = Run({"Round Trip", "SCES00001", std::to_string(level), dir_ / "game.bin"});
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    EXPECT_EQ(LastLine(r.output), "Done.");
+    PackageBytes pkg(dir_ / "EBOOT.PBP");
+    auto extracted = pkg.Extract();
+    ASSERT_TRUE(extracted.has_value());
+    EXPECT_TRUE(*extracted == expected);
+
+    // Blocks back to back; markers 1 on deflated blocks, 0 on stored ones and on the
+    // padding block; an all-zero terminator; the digest over the plain sectors.
+    uint32_t next = 0;
+    int stored = 0, deflated = 0;
+    for (uint32_t i = 0; i <= blocks; ++i) {
+      IndexEntry e = pkg.Entry(i);
+      ASSERT_EQ(e.offset, next) << i;
+      bool isStored = e.size == kTestBlock;
+      (isStored ? stored : deflated)++;
+      EXPECT_EQ(e.marker, isStored || i == blocks ? 0 : 1) << i;
+      auto plain = pkg.Block(e.offset, e.size);
+      ASSERT_TRUE(plain.has_value()) << i;
+      unsigned char md[EVP_MAX_MD_SIZE];
+      unsigned int len = 0;
+      EVP_Digest(plain->data(), plain->size(), md, &len, EVP_sha1(), nullptr);
+      EXPECT_EQ(std::memcmp(e.digest, md, 16), 0) << i;
+      next += e.size;
+    }
+    EXPECT_TRUE(pkg.EntryIsZero(blocks + 1));
+    EXPECT_EQ(LoadLe32(pkg.PsarAt(12)), 0x100000u + next);
+    if (level == 0) {
+      EXPECT_EQ(deflated, 0);
+    } else {
+      // The noise blocks cannot shrink and are stored; the rest deflate.
+      EXPECT_GE(stored, 2);
+      EXPECT_GE(deflated, 2);
+    }
+  }
+}
+
+TEST_F(ConverterTest, IsoTocIsCopiedByteForByte) {
+  // A three-track table (data, two audio tracks) as the program writes it beside the image.
+  const Bytes toc = {0x41, 0,    0xA0, 0,    2,    0,    0,    0x01, 0x20, 0,    0x01, 0,
+                     0xA1, 0,    2,    0,    0,    0x03, 0,    0,    0x01, 0,    0xA2, 0,
+                     2,    0,    0,    0x01, 0x02, 0x03, 0x41, 0,    0x01, 0,    2,    0,
+                     0,    0,    0x02, 0,    0x01, 0,    0x02, 0,    0x40, 0x10, 0,    0,
+                     0x40, 0x10, 0x01, 0,    0x03, 0,    0x50, 0x20, 0,    0,    0x50, 0x20};
+  ASSERT_EQ(toc.size(), 60u);
+  WriteFileBytes(dir_ / "ISO.TOC", toc);
+  WriteFileBytes(dir_ / "game.bin", GameImage());
+  ProcessResult r = Run({"Tracks", "SLPS00002", "5", dir_ / "game.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  PackageBytes pkg(dir_ / "EBOOT.PBP");
+  EXPECT_EQ(Bytes(pkg.PsarAt(0x800), pkg.PsarAt(0x800) + 60), toc);
+  EXPECT_EQ(Bytes(pkg.PsarAt(0x800 + 60), pkg.PsarAt(0xBFC)), Bytes(1020 - 60, 0));
+
+  WriteFileBytes(dir_ / "ISO.TOC", NoiseBytes(1021, 1));
+  fs::remove(dir_ / "EBOOT.PBP");
+  ExpectFailure(Run({"Tracks", "SLPS00002", "5", dir_ / "game.bin"}), "ISO.TOC is too large");
+}
+
+TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
+  WriteFileBytes(dir_ / "game.bin", GameImage());
+  const std::string image = dir_ / "game.bin";
+
+  ExpectFailure(Run({"T", "SLUS00001", "9", dir_ / "missing.bin"}), "Cannot read the image");
+  ExpectFailure(Run({"T", "SLUS00001", "9", dir_.MakeDir("folder.bin")}), "it is a folder");
+  WriteFileBytes(dir_ / "empty.bin", {});
+  ExpectFailure(Run({"T", "SLUS00001", "9", dir_ / "empty.bin"}), "is empty");
+  ExpectFailure(Run({"T", "SLUS00001", "10", image}), "compression level");
+  ExpectFailure(Run({"T", "SLUS0001", "9", image}), "game ID");
+  ProcessResult usage = Run({"T", "SLUS00001", "9"});
+  ExpectFailure(usage, "Usage: tarnwick.exe");
+
+  // A write that fails part-way (as on a full disk) removes what was written.
+  ProcessOptions small;
+  small.fileSizeLimit = 200000;
+  ExpectFailure(Run({"T", "SLUS00001", "0", image}, small), "Cannot write EBOOT.PBP", false);
+
+  // A folder the converter may not write to.
+  fs::permissions(dir_.path(),
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                  fs::perm_options::remove);
+  ProcessOptions locked;
+  locked.dropPrivileges = true;
+  ExpectFailure(Run({"T", "SLUS00001", "9", image}, locked), "Cannot write EBOOT.PBP in");
+  fs::permissions(dir_.path(), fs::perms::owner_write, fs::perm_options::add);
+
+  fs::remove(dir_ / "BASE.PBP");
+  ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is missing");
+  WriteFileBytes(dir_ / "BASE.PBP", Bytes(100, 0x11));
+  ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
+}
+
+TEST_F(ConverterTest, LongTitlesAreCutToWhatTheFieldsHold) {
+  WriteFileBytes(dir_ / "game.bin", GameImage());
+  const std::string title(150, 'x');
+  ProcessResult r = Run({title, "SLUS00001", "9", dir_ / "game.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  PackageBytes pkg(dir_ / "EBOOT.PBP");
+  EXPECT_EQ(pbp::ReadSfoFields(pkg.Section(0)).title, std::string(127, 'x'));
+  EXPECT_EQ(pkg.PsarText(0x122C, 128), std::string(127, 'x'));
+}
+
+}  // namespace
+}  // namespace ebf::test

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include "pbp/sfo.h"
+#include "support/temp_dir.h"
+#include "tarnwick/disc_toc.h"
+#include "tarnwick/ps1_sfo.h"
+
+namespace ebf::tarnwick {
+namespace {
+
+Bytes Entry(const TocArea& toc, int i) {
+  return Bytes(&toc[i * 10], &toc[i * 10 + 10]);
+}
+
+TEST(DefaultToc, OneDataTrackWithLeadOutAtTheImageLength) {
+  // 33:21:44 = 33*4500 + 21*75 + 44 sectors: every BCD digit pair differs.
+  const uint32_t n = 33 * 4500 + 21 * 75 + 44;
+  TocArea toc = DefaultToc(n);
+  EXPECT_EQ(Entry(toc, 0), (Bytes{0x41, 0, 0xA0, 0, 0, 0, 0, 0x01, 0x20, 0}));
+  EXPECT_EQ(Entry(toc, 1), (Bytes{0x41, 0, 0xA1, 0, 0, 0, 0, 0x01, 0, 0}));
+  EXPECT_EQ(Entry(toc, 2), (Bytes{0x41, 0, 0xA2, 0, 0, 0, 0, 0x33, 0x21, 0x44}));
+  EXPECT_EQ(Entry(toc, 3), (Bytes{0x41, 0, 0x01, 0, 0, 0, 0, 0x00, 0x02, 0x00}));
+  for (size_t i = 40; i < toc.size(); ++i) ASSERT_EQ(toc[i], 0) << i;
+
+  EXPECT_EQ(Entry(DefaultToc(74), 2), (Bytes{0x41, 0, 0xA2, 0, 0, 0, 0, 0, 0, 0x74}));
+  EXPECT_EQ(Entry(DefaultToc(4500 * 79 + 75 * 59 + 74), 2),
+            (Bytes{0x41, 0, 0xA2, 0, 0, 0, 0, 0x79, 0x59, 0x74}));
+}
+
+TEST(TocFile, CopiedByteForByteUpToTheAreaSize) {
+  test::TempDir dir;
+  Bytes bytes = test::NoiseBytes(60, 3);
+  test::WriteFileBytes(dir / "ISO.TOC", bytes);
+  TocArea toc;
+  toc.fill(0xEE);
+  std::string error;
+  ASSERT_TRUE(LoadTocFile(dir / "ISO.TOC", toc, error)) << error;
+  EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), toc.begin()));
+  for (size_t i = bytes.size(); i < toc.size(); ++i) ASSERT_EQ(toc[i], 0);
+
+  test::WriteFileBytes(dir / "FULL.TOC", test::NoiseBytes(kTocSize, 4));
+  EXPECT_TRUE(LoadTocFile(dir / "FULL.TOC", toc, error)) << error;
+
+  test::WriteFileBytes(dir / "BIG.TOC", test::NoiseBytes(kTocSize + 1, 4));
+  EXPECT_FALSE(LoadTocFile(dir / "BIG.TOC", toc, error));
+  EXPECT_NE(error.find("BIG.TOC is too large"), std::string::npos) << error;
+  EXPECT_FALSE(LoadTocFile(dir / "NONE.TOC", toc, error));
+  EXPECT_NE(error.find("Cannot read NONE.TOC"), std::string::npos) << error;
+}
+
+TEST(Ps1Sfo, NineKeyLayoutPutsTheFixedFieldsWhereThePackageCodeReadsThem) {
+  Ps1SfoValues v;
+  v.title = "Example Title";
+  v.discId = "SLUS00594";
+  v.license = std::string(53, 'L');  // 54 with its NUL, as in the reference dump
+  Bytes sfo = BuildPs1Sfo(v);
+  ASSERT_EQ(sfo.size(), kPs1SfoSize);
+
+  // The header, index and key table of the PS1-classic layout, byte for byte.
+  auto hex = [&](size_t from, size_t n) {
+    std::string s;
+    char buf[3];
+    for (size_t i = from; i < from + n; ++i) {
+      std::snprintf(buf, sizeof buf, "%02X", sfo[i]);
+      s += buf;
+    }
+    return s;
+  };
+  EXPECT_EQ(hex(0x00, 16),
+            "00505346010100"
+            "00A400000000010000");
+  EXPECT_EQ(hex(0x10, 16),
+            "09000000"
+            "00000404"
+            "04000000"
+            "04000000");
+  EXPECT_EQ(hex(0x30, 16),
+            "04000000"
+            "12000402"
+            "0A000000"
+            "10000000");
+  EXPECT_EQ(hex(0x50, 16),
+            "18000000"
+            "27000402"
+            "36000000"
+            "00020000");
+  EXPECT_EQ(hex(0x90, 16),
+            "2C020000"
+            "54000402"
+            "0E000000"
+            "80000000");
+  EXPECT_EQ(hex(0xA0, 4), "30020000");
+  const std::string keys(reinterpret_cast<const char*>(&sfo[0xA4]), 0x100 - 0xA4);
+  EXPECT_EQ(keys, std::string("BOOTABLE\0CATEGORY\0DISC_ID\0DISC_VERSION\0LICENSE\0"
+                              "PARENTAL_LEVEL\0PSP_SYSTEM_VER\0REGION\0TITLE\0\0\0",
+                              0x100 - 0xA4));
+  EXPECT_EQ(sfo[152], 14);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&sfo[260]), 2), "ME");
+  EXPECT_EQ(LoadLe32(&sfo[256]), 1u);
+  EXPECT_EQ(LoadLe32(&sfo[812]), 0x8000u);
+
+  // The package code reads it back, and patches it in place.
+  pbp::SfoFields f = pbp::ReadSfoFields(sfo);
+  EXPECT_EQ(f.title, "Example Title");
+  EXPECT_EQ(f.discId, "SLUS00594");
+  ASSERT_EQ(pbp::PatchSfo(sfo, "Another", "SCES12345"), "");
+  f = pbp::ReadSfoFields(sfo);
+  EXPECT_EQ(f.title, "Another");
+  EXPECT_EQ(f.discId, "SCES12345");
+  EXPECT_EQ(sfo.size(), kPs1SfoSize);
+
+  // Over-long values are cut to their slots, leaving a NUL.
+  v.title = std::string(200, 'T');
+  v.discId = std::string(20, 'D');
+  sfo = BuildPs1Sfo(v);
+  ASSERT_EQ(sfo.size(), kPs1SfoSize);
+  EXPECT_EQ(sfo[152], 128);
+  EXPECT_EQ(sfo[816 + 126], 'T');
+  EXPECT_EQ(sfo[816 + 127], 0);
+  EXPECT_EQ(sfo[264 + 15], 0);
+}
+
+}  // namespace
+}  // namespace ebf::tarnwick
