@@ -78,10 +78,11 @@ std::optional<GameDbEntry> ParseGameDbLine(std::string_view line) {
 }
 
 std::string RemoveNameTag(std::string_view name) {
+  // A tag is "[NTSC-" or "[PAL-" with a "]" somewhere after it.
   std::size_t start = std::string_view::npos;
-  if (Matches(name, "*[[]NTSC-*[]]*"))
+  if (Matches(name, "*[[]NTSC-*]*"))
     start = name.find("[NTSC-");
-  else if (Matches(name, "*[[]PAL-*[]]*"))
+  else if (Matches(name, "*[[]PAL-*]*"))
     start = name.find("[PAL-");
   if (start == std::string_view::npos) return std::string(name);
   std::size_t end = name.find(']', start);

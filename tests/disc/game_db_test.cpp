@@ -1,0 +1,222 @@
+// The game database: line shape, tags, lookup, the dialog's list, the shipped file and the
+// generator that writes it.
+#include "disc/game_db.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+
+#include "common/files.h"
+#include "common/pattern.h"
+#include "common/text.h"
+#include "support/runtime.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+namespace {
+
+const char* const kMetal = "SLUS-00594;SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594";
+
+TEST(GameDbLine, FieldsAndShape) {
+  auto e = ParseGameDbLine(kMetal);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->discId, "SLUS00594");
+  EXPECT_EQ(e->packageId, "SLUS00594");
+  EXPECT_EQ(e->saveName, "Metal Game");
+  EXPECT_EQ(e->title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(e->region, "NTSC");
+
+  // Disc 2 of a game carries disc 1's package ID; empty names are allowed by the shape.
+  e = ParseGameDbLine("SLES-12081;SLES02081;Save;Title [PAL-E];PAL;SLES12081");
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->packageId, "SLES02081");
+  EXPECT_EQ(e->discId, "SLES12081");
+  e = ParseGameDbLine("SLES-12081;SLES02081;;;;SLES12081");
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->saveName, "");
+  EXPECT_EQ(e->title, "");
+  EXPECT_EQ(e->region, "");
+  // A ";" too many: save name and title are cut from the front, the region from the back.
+  e = ParseGameDbLine("SLES-12081;SLES02081;A;B;C;PAL;SLES12081");
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->title, "B");
+  EXPECT_EQ(e->region, "PAL");
+  // Fixed fields count characters, not bytes.
+  e = ParseGameDbLine("SLÜS-00594;SLÜS00594;Sävé;Tïtle;NTSC;SLÜS00594");
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->packageId, "SLÜS00594");
+  EXPECT_EQ(e->saveName, "Sävé");
+
+  for (const char* bad :
+       {"SLUS00594;SLUS00594;A;B;NTSC;SLUS00594",  // no dash
+        "SLUS-0059;SLUS00594;A;B;NTSC;SLUS00594", "SLUS-00594;SLUS0059;A;B;NTSC;SLUS00594",
+        "SLUS-00594;SLUS00594;A;B;NTSC;SLUS0059",
+        "SLUS-00594;SLUS00594;A;B;SLUS00594",  // a field short
+        "SLUS-00594;SLUS00594;A;B;NTSC;SLUS00594 ", "", ";;;;;"})
+    EXPECT_FALSE(ParseGameDbLine(bad)) << bad;
+}
+
+TEST(GameDbLine, TagsAreRemovedOnce) {
+  EXPECT_EQ(RemoveNameTag("Metal Game [NTSC-U]"), "Metal Game");
+  EXPECT_EQ(RemoveNameTag("Game [PAL-E] Disc 2"), "Game Disc 2");
+  EXPECT_EQ(RemoveNameTag("  [NTSC-J]  Game  "), "Game");
+  EXPECT_EQ(RemoveNameTag("A [PAL-G] B [NTSC-U] C"), "A [PAL-G] B C");  // NTSC tags first
+  EXPECT_EQ(RemoveNameTag("A [NTSC-U] B [NTSC-J]"), "A B [NTSC-J]");
+  EXPECT_EQ(RemoveNameTag("Game [NTSC]"), "Game [NTSC]");
+  EXPECT_EQ(RemoveNameTag("Game [NTSC-U"), "Game [NTSC-U");
+  EXPECT_EQ(RemoveNameTag("Game (PAL-E)"), "Game (PAL-E)");
+  EXPECT_EQ(RemoveNameTag(""), "");
+}
+
+class GameDbFile : public ::testing::Test {
+ protected:
+  void Write(const std::string& text) { WriteFileText(path, text); }
+  TempDir dir;
+  std::string path = dir / "TarnwickPS1ID.db";
+};
+
+TEST_F(GameDbFile, LookupTakesTheFirstMatchingValidLine) {
+  Write(std::string("junk line\r\n") + "SLUS00594;SLUS00594;No Dash;No Dash;NTSC;SLUS00594\r\n" +
+        kMetal + "\r\n" + "SLUS-00594;SLUS00594;Second;Second;NTSC;SLUS00594\n" +
+        "SCES-12345;SCES02345;Euro Save [PAL-E];Euro [PAL-E];PAL;SCES12345\r" +
+        "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476");
+  auto e = LookupGame(path, "SLUS00594", false);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->title, "Metal Game [NTSC-U]");
+  e = LookupGame(path, "SLUS00594", true);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->title, "Metal Game");
+  e = LookupGame(path, "SCES12345", true);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->packageId, "SCES02345");
+  EXPECT_EQ(e->saveName, "Euro Save");
+  EXPECT_EQ(e->region, "PAL");
+  EXPECT_TRUE(LookupGame(path, "SCUS94476", false));   // last line, no line end
+  EXPECT_FALSE(LookupGame(path, "slus00594", false));  // exact case
+  EXPECT_FALSE(LookupGame(path, "SLUS00595", false));
+  EXPECT_FALSE(LookupGame(path, "", false));
+  // The key is the line's tail, as long as the ID: a shorter ID matches a tail.
+  e = LookupGame(path, "94476", false);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->saveName, "Golf");
+  EXPECT_FALSE(LookupGame(dir / "missing.db", "SLUS00594", false));
+}
+
+TEST_F(GameDbFile, ListSelectsTheCurrentIdOrTheFallback) {
+  Write(std::string(kMetal) + "\n" + "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476\n" +
+        "bad\n" + "SLUS-00594;SLUS00594;Metal Again;Metal Again [NTSC-U];NTSC;SLUS00594\n" +
+        "SCUS-94476;SCUS94476;Golf 2;Golf 2;NTSC;SCUS94476\n" +
+        "SLES-00001;SLES00001;Other;Other [PAL-E];PAL;SLES00001\n");
+  GameList list = LoadGameList(path, true, "SLUS00594");
+  ASSERT_EQ(list.entries.size(), 5u);
+  EXPECT_EQ(list.entries[0].title, "Metal Game");
+  EXPECT_EQ(list.entries[4].region, "PAL");
+  EXPECT_EQ(list.selected, 2);  // the last match wins
+  EXPECT_EQ(LoadGameList(path, false, "").selected, 3);
+  EXPECT_EQ(LoadGameList(path, false, "XXXX00000").selected, 3);
+  EXPECT_EQ(LoadGameList(path, false, "").entries[0].title, "Metal Game [NTSC-U]");
+
+  Write(std::string(kMetal) + "\n");
+  EXPECT_EQ(LoadGameList(path, false, "SLES00001").selected, -1);
+  Write("nothing valid\n");
+  EXPECT_TRUE(LoadGameList(path, false, "").entries.empty());
+  EXPECT_TRUE(LoadGameList(dir / "missing.db", false, "").entries.empty());
+}
+
+TEST_F(GameDbFile, LinesOfAnyShapeAreReadOrSkipped) {
+  std::string text;
+  for (int i = 0; i < 3000; ++i) {
+    Bytes junk = NoiseBytes(static_cast<std::size_t>(i % 97), static_cast<uint32_t>(i));
+    text.append(junk.begin(), junk.end());
+    text += (i % 3 == 0) ? "\r\n" : "\n";
+    if (i % 500 == 0) text += std::string(kMetal).substr(0, static_cast<std::size_t>(i % 60));
+  }
+  text += std::string(100000, 'x') + ";SLUS00594\n";  // one huge line
+  text += std::string(kMetal) + "\n";
+  Write(text);
+  auto e = LookupGame(path, "SLUS00594", true);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(e->title, "Metal Game");
+  GameList list = LoadGameList(path, true, "SLUS00594");
+  ASSERT_FALSE(list.entries.empty());
+  EXPECT_EQ(list.entries[static_cast<std::size_t>(list.selected)].saveName, "Metal Game");
+}
+
+TEST(ShippedGameDb, EveryLineIsReadAndKnownGamesAreFound) {
+  std::string db = GameDbPath(RuntimeFolder());
+  ASSERT_TRUE(FileExists(db)) << db;
+  GameList list = LoadGameList(db, false, "");
+  std::vector<Bytes::value_type> raw;
+  ASSERT_TRUE(ReadWholeFile(db, raw));
+  std::size_t lines = SplitLines(std::string(raw.begin(), raw.end())).size();
+  EXPECT_GT(list.entries.size(), 10000u);
+  EXPECT_GE(list.entries.size() + 1, lines);  // a final line end may add an empty line
+  ASSERT_GE(list.selected, 0);
+  EXPECT_EQ(list.entries[static_cast<std::size_t>(list.selected)].discId, "SCUS94476");
+  for (const auto& e : list.entries) {
+    ASSERT_TRUE(e.region == "NTSC" || e.region == "PAL") << e.discId;
+    ASSERT_TRUE(Matches(e.title, "*[[]" + e.region + "-*]")) << e.title;
+    ASSERT_EQ(RemoveNameTag(e.title), e.saveName) << e.title;
+  }
+  auto mgs = LookupGame(db, "SLUS00594", true);
+  ASSERT_TRUE(mgs);
+  EXPECT_EQ(mgs->title, "Metal Gear Solid");
+  EXPECT_EQ(mgs->region, "NTSC");
+  // A second disc shares its first disc's package ID.
+  auto disc2 = LookupGame(db, "SLUS00776", false);
+  ASSERT_TRUE(disc2);
+  EXPECT_EQ(disc2->packageId, "SLUS00594");
+}
+
+std::string Shell(const std::string& cmd) {
+  std::string out;
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(cmd.c_str(), "r"), pclose);
+  if (!pipe) return out;
+  std::array<char, 512> buf;
+  while (fgets(buf.data(), buf.size(), pipe.get())) out += buf.data();
+  return out;
+}
+
+TEST(GameDbGenerator, WritesGoodRowsAndCountsTheRest) {
+  TempDir dir;
+  std::string tsv = dir / "games.tsv";
+  std::string out = dir / "out.db";
+  WriteFileText(tsv,
+                "disc_serial\tpackage_serial\ttitle\tregion\tdisc\tsource_name\n"
+                "SLUS00594\tSLUS00594\tMetal Gear Solid\tNTSC\t1\tMetal Gear Solid (USA) (Disc 1)\n"
+                "SLES12081\tSLES02081\tGame, The\tPAL\t2\tGame, The (Germany) (Disc 2)\r\n"
+                "SLPS01548\tSLPS01548\tBattle (Grand Trial)\tNTSC\t1\tBattle (Grand Trial) "
+                "(Japan, Asia)\n"
+                "SCES00120\tSCES00120\tDemo\tPAL\t1\tDemo (Version 2) (Europe, Australia)\n"
+                "SLUS0059\tSLUS00594\tShort Code\tNTSC\t1\tShort Code (USA)\n"
+                "slus00595\tSLUS00595\tLower\tNTSC\t1\tLower (USA)\n"
+                "SLUS00596\tSLUS00596\tSemi;colon\tNTSC\t1\tSemi;colon (USA)\n"
+                "SLUS00597\tSLUS00597\tNo Area\tNTSC\t1\tNo Area (Demo)\n"
+                "SLUS00598\tSLUS00598\tOdd Region\tSECAM\t1\tOdd Region (USA)\n"
+                "only\ttwo\n"
+                "\n");
+  std::string report = Shell(std::string(EBF_GAMEDB_GEN) + " '" + tsv + "' '" + out + "'");
+  EXPECT_NE(report.find("4 games written, 6 lines skipped"), std::string::npos) << report;
+  std::vector<std::string> lines = SplitLines(ReadFileText(out));
+  while (!lines.empty() && lines.back().empty()) lines.pop_back();
+  EXPECT_EQ(lines, (std::vector<std::string>{
+                       "SLUS-00594;SLUS00594;Metal Gear Solid;Metal Gear Solid [NTSC-U];NTSC;"
+                       "SLUS00594",
+                       "SLES-12081;SLES02081;Game, The;Game, The [PAL-G];PAL;SLES12081",
+                       "SLPS-01548;SLPS01548;Battle (Grand Trial);Battle (Grand Trial) "
+                       "[NTSC-J];NTSC;SLPS01548",
+                       "SCES-00120;SCES00120;Demo;Demo [PAL-E];PAL;SCES00120"}));
+  for (const auto& line : lines) EXPECT_TRUE(ParseGameDbLine(line)) << line;
+
+  // An unreadable catalogue or one without a single good row writes nothing.
+  WriteFileText(tsv, "only\ttwo\n");
+  DeleteFileIfExists(out);
+  Shell(std::string(EBF_GAMEDB_GEN) + " '" + tsv + "' '" + out + "' 2>/dev/null");
+  EXPECT_FALSE(FileExists(out));
+  EXPECT_FALSE(FileExists(out + ".part"));
+}
+
+}  // namespace
+}  // namespace ebf::test

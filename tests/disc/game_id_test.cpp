@@ -1,0 +1,227 @@
+// Game ID detection on images of every layout, a real genisoimage image as a witness, and
+// the checks an ID must pass before a conversion.
+#include "disc/game_id.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+
+#include "common/file_io.h"
+#include "common/files.h"
+#include "support/disc_builder.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+namespace {
+
+std::string Shell(const std::string& cmd) {
+  std::string out;
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(cmd.c_str(), "r"), pclose);
+  if (!pipe) return out;
+  std::array<char, 512> buf;
+  while (fgets(buf.data(), buf.size(), pipe.get())) out += buf.data();
+  return out;
+}
+
+std::string IdOf(const TempDir& dir, const Bytes& image, GameIdProbe* probe = nullptr) {
+  static int n = 0;
+  std::string path = dir / ("image" + std::to_string(n++) + ".bin");
+  WriteFileBytes(path, image);
+  return DetectGameId(path, probe);
+}
+
+// Offset of the directory record that carries `name` in a plain image.
+std::size_t RecordOffset(const Bytes& plain, const std::string& name) {
+  auto it = std::search(plain.begin() + 20 * 2048, plain.end(), name.begin(), name.end());
+  return static_cast<std::size_t>(it - plain.begin()) - 33;
+}
+
+TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
+  TempDir dir;
+  const std::pair<SectorLayout, std::pair<uint32_t, uint32_t>> layouts[] = {
+      {SectorLayout::Plain2048, {2048, 0}},
+      {SectorLayout::Mode1Raw, {2352, 16}},
+      {SectorLayout::Mode2Raw, {2352, 24}},
+      {SectorLayout::Raw2448, {2448, 24}},
+  };
+  for (const auto& [layout, expect] : layouts) {
+    GameIdProbe probe;
+    EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
+    EXPECT_EQ(probe.sectorSize, expect.first);
+    EXPECT_EQ(probe.dataOffset, expect.second);
+    EXPECT_EQ(probe.directoryOffset, 20ull * expect.first + expect.second);
+  }
+  EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)),
+            "SCUS94476");
+  // An eight-character name is an ID to detection (validation refuses it later).
+  EXPECT_EQ(IdOf(dir, BuildIsoSectors(GameDisc("ABCD_123.4"))), "ABCD1234");
+}
+
+TEST(GameIdDetect, GenisoimageDiscIsRead) {
+  if (Shell("command -v genisoimage").empty()) GTEST_SKIP() << "genisoimage not installed";
+  TempDir dir;
+  std::string root = dir.MakeDir("disc");
+  WriteFileText(root + "/SYSTEM.CNF", "BOOT = cdrom:\\SLUS_012.34;1\r\n");
+  WriteFileBytes(root + "/SLUS_012.34", NoiseBytes(5000, 3));
+  WriteFileBytes(root + "/ABC.DAT", NoiseBytes(100, 4));
+  dir.MakeDir("disc/DATA");
+  for (const char* flags : {"", "-R -J"}) {
+    std::string iso = dir / "witness.iso";
+    DeleteFileIfExists(iso);
+    Shell(std::string("genisoimage -quiet ") + flags + " -o '" + iso + "' '" + root + "' 2>&1");
+    ASSERT_TRUE(FileExists(iso)) << flags;
+    EXPECT_EQ(DetectGameId(iso), "SLUS01234") << flags;
+  }
+}
+
+TEST(GameIdDetect, OnlyTheFirstDirectorySectorAndOnlyFilesCount) {
+  TempDir dir;
+  // Enough entries sorting before the boot file to push it into the second sector.
+  IsoOptions spill = GameDisc("SLUS_012.34");
+  for (int i = 0; i < 60; ++i)
+    spill.files.push_back({"FILE" + std::to_string(100 + i) + ".DAT;1", Bytes(10, 1)});
+  EXPECT_EQ(IdOf(dir, BuildIsoSectors(spill)), "");
+
+  // A folder named like an ID is passed over; the file after it is found.
+  IsoOptions folder = GameDisc("SLUS_012.34");
+  folder.files.push_back({"SCES_000.01", Bytes(10, 1)});
+  Bytes plain = BuildIsoSectors(folder);
+  EXPECT_EQ(IdOf(dir, plain), "SCES00001");
+  plain[RecordOffset(plain, "SCES_000.01") + 25] = 2;
+  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+
+  // Names that do not have the shape, or are too long, are not IDs.
+  IsoOptions noId;
+  noId.files = {{"SYSTEM.CNF;1", Bytes(10, 1)},
+                {"SLUS_0123.45;1", Bytes(10, 1)},
+                {"DATA_AB.123;1", Bytes(10, 1)}};
+  EXPECT_EQ(IdOf(dir, BuildIsoSectors(noId)), "");
+}
+
+TEST(GameIdDetect, ZeroNameLengthAndPaddedRecordsAreWalked) {
+  TempDir dir;
+  Bytes plain = BuildIsoSectors(GameDisc("SLUS_012.34"));
+  // The boot file's record gains system-use bytes: the walk must skip by the length.
+  std::size_t boot = RecordOffset(plain, "SLUS_012.34;1");
+  Bytes grown(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(boot));
+  std::size_t oldLen = plain[boot];
+  Bytes record(plain.begin() + static_cast<std::ptrdiff_t>(boot),
+               plain.begin() + static_cast<std::ptrdiff_t>(boot + oldLen));
+  record[0] = static_cast<uint8_t>(oldLen + 20);
+  record.resize(oldLen + 20, 'X');
+  Bytes next(plain.begin() + static_cast<std::ptrdiff_t>(boot + oldLen), plain.begin() + 21 * 2048);
+  // Put a zero-name-length record before it: the walk restarts 33 bytes in.
+  Bytes blank(33, 0);
+  blank[0] = 33;
+  Bytes dirSector(plain.begin() + 20 * 2048, plain.begin() + static_cast<std::ptrdiff_t>(boot));
+  dirSector.insert(dirSector.end(), blank.begin(), blank.end());
+  dirSector.insert(dirSector.end(), record.begin(), record.end());
+  dirSector.resize(2048, 0);
+  std::copy(dirSector.begin(), dirSector.end(), plain.begin() + 20 * 2048);
+  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+}
+
+TEST(GameIdDetect, BadImagesGiveNoIdAndNeverCrash) {
+  TempDir dir;
+  EXPECT_EQ(DetectGameId(dir / "missing.iso"), "");
+  EXPECT_EQ(IdOf(dir, Bytes()), "");
+  EXPECT_EQ(IdOf(dir, Bytes(3, 0)), "");
+  EXPECT_EQ(IdOf(dir, Bytes(40000, 0)), "");  // zero sectors all the way: walk runs out
+  Bytes good = BuildDiscImage(GameDisc("SLUS_012.34"), SectorLayout::Mode2Raw);
+  // Every truncation of a raw image: an ID only when the directory sector is whole enough.
+  for (std::size_t len : {4ul, 2352ul, 2356ul, 16 * 2352ul + 20, 20 * 2352ul + 30, 21 * 2352ul}) {
+    std::string id =
+        IdOf(dir, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(len)));
+    EXPECT_TRUE(id.empty() || id == "SLUS01234") << len;
+  }
+  // Raw, but the second sync is at neither 2352 nor 2448.
+  Bytes odd = good;
+  odd[2352] = 0x12;
+  EXPECT_EQ(IdOf(dir, odd), "");
+  // Raw without a volume descriptor within 129 words.
+  Bytes noDesc = good;
+  std::fill(noDesc.begin() + 16 * 2352 + 16, noDesc.begin() + 17 * 2352, 0xAA);
+  EXPECT_EQ(IdOf(dir, noDesc), "");
+  // Garbage of every fill: a made-up "directory" is walked within its sector only.
+  for (int seed = 0; seed < 200; ++seed) {
+    Bytes junk = NoiseBytes(40000 + seed * 37, seed);
+    if (seed % 3 == 0) StoreLe32(junk.data(), 0xFFFFFF00);
+    if (seed % 6 == 0) StoreLe32(junk.data() + 2352, 0xFFFFFF00);
+    std::string id = IdOf(dir, junk);
+    EXPECT_LT(id.size(), 10u);
+  }
+  Bytes ats(100000, 0x40);  // every byte looks like a 64-byte record
+  EXPECT_EQ(IdOf(dir, ats), "");
+}
+
+TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
+  TempDir dir;
+  std::string path = dir / "big.bin";
+  WriteFileBytes(path, BuildDiscImage(GameDisc("SLES_123.45"), SectorLayout::Mode2Raw));
+  {
+    File f(path, File::Mode::ReadWrite);
+    ASSERT_TRUE(f.Seek(300ull << 20));  // a sparse 300 MB tail
+    ASSERT_TRUE(f.Write(std::string_view("end")));
+  }
+  GameIdProbe probe;
+  EXPECT_EQ(DetectGameId(path, &probe), "SLES12345");
+  EXPECT_LT(probe.bytesRead, 4096u);
+  EXPECT_LT(probe.reads, 20u);
+}
+
+TEST(GameIdCheck, RefusalsComeInOrder) {
+  RecordingHost host;
+  auto check = [&](const std::string& id, const std::string& title, const std::string& save) {
+    return CheckGameIdForConversion(id, title, save, "", false, false, host);
+  };
+  EXPECT_EQ(check("", "", "").message, kNoTitleMessage);
+  EXPECT_EQ(check("", "T", "").message, kNoSaveNameMessage);
+  EXPECT_EQ(check("ABCD1234", "T", "S").message, kIdLengthMessage);
+  EXPECT_EQ(check("SLUS012345", "T", "S").message, kIdLengthMessage);
+  EXPECT_EQ(check("ABCD12345", "T", "S").message, kIdShapeMessage);
+  EXPECT_EQ(check("SLUS1234X", "T", "S").message, kIdShapeMessage);
+  EXPECT_EQ(check("SLUS-1234", "T", "S").message, kIdShapeMessage);
+  EXPECT_EQ(check("SLUS-1234", "T", "S").outcome, CheckOutcome::Refused);
+  for (const char* ok : {"SCUS94476", "scus94476", "SlEs12345", "ESPM00001", "SIPS99999"})
+    EXPECT_EQ(check(ok, "T", "S").outcome, CheckOutcome::Pass) << ok;
+  EXPECT_TRUE(host.questions.empty());
+}
+
+TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
+  struct Case {
+    std::string region;
+    bool screen, gfx;
+    const char* question;
+  };
+  const Case cases[] = {{"NTSC", true, false, kPalFixOnNtscQuestion},
+                        {"NTSC", false, true, kPalFixOnNtscQuestion},
+                        {"PAL", false, false, kPalWithoutFixQuestion},
+                        {"NTSC", false, false, nullptr},
+                        {"PAL", true, true, nullptr},
+                        {"", true, false, nullptr}};
+  for (const Case& c : cases) {
+    for (bool answer : {false, true}) {
+      RecordingHost host;
+      host.answers = {answer};
+      GameIdCheck r =
+          CheckGameIdForConversion("SLES12345", "T", "S", c.region, c.screen, c.gfx, host);
+      if (!c.question) {
+        EXPECT_TRUE(host.questions.empty());
+        EXPECT_EQ(r.outcome, CheckOutcome::Pass);
+        continue;
+      }
+      ASSERT_EQ(host.questions.size(), 1u);
+      EXPECT_EQ(host.questions[0].text, c.question);
+      EXPECT_TRUE(host.questions[0].defaultNo);
+      EXPECT_EQ(r.outcome, answer ? CheckOutcome::Pass : CheckOutcome::Declined);
+      EXPECT_TRUE(r.message.empty());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ebf::test

@@ -1,0 +1,195 @@
+// The PAL-to-NTSC patcher on files with planted instruction pairs: any alignment, across
+// chunk seams, only inside the stretch, and put back exactly by the undo list.
+#include "disc/pal_fix.h"
+
+#include <gtest/gtest.h>
+
+#include "common/bytes.h"
+#include "common/cancel.h"
+#include "common/file_io.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+namespace {
+
+void Plant(Bytes& data, std::size_t at, uint32_t w0, uint32_t w1) {
+  StoreLe32(&data[at], w0);
+  StoreLe32(&data[at + 4], w1);
+}
+
+// Noise with no byte that could start a match, so only planted pairs are found.
+Bytes QuietNoise(std::size_t n, uint32_t seed) {
+  Bytes b = NoiseBytes(n, seed);
+  for (auto& c : b)
+    if (c == 0x13 || c == 0x06 || c == 0x07) c = 0x55;
+  return b;
+}
+
+struct Scan {
+  PalFixResult result;
+  std::vector<PalPatch> undo;
+  std::vector<PalPatch> reported;
+};
+
+Scan RunFix(const std::string& path, PalFixOptions options, uint64_t start = 0,
+            uint64_t end = UINT64_MAX, Host* hostIn = nullptr) {
+  RecordingHost quiet;
+  Host& host = hostIn ? *hostIn : quiet;
+  Scan s;
+  File f(path, File::Mode::ReadWrite);
+  EXPECT_TRUE(f.Seek(start));
+  if (end == UINT64_MAX) end = f.Size();
+  s.result = ApplyPalFix(f, end, options, &s.undo, host,
+                         [&](const PalPatch& p) { s.reported.push_back(p); });
+  return s;
+}
+
+PalFixOptions Both() {
+  PalFixOptions o;
+  o.screenHeight = o.graphics = true;
+  return o;
+}
+
+TEST(PalFix, PatchesAtAnyOffsetAndAcrossChunkSeams) {
+  TempDir dir;
+  Bytes data = QuietNoise(200000, 1);
+  // Chunks start at 0, 32759, 65518, 98277, 131036 and overlap by 8 bytes: plant pairs
+  // that straddle a seam, and pairs in the one window two chunks share.
+  const std::vector<std::pair<std::size_t, int>> planted = {
+      {1, 0},     {1001, 1},  {2003, 2},  {3005, 3},   {32745, 1}, {32762, 3},
+      {65510, 2}, {65522, 0}, {98277, 1}, {131040, 2}, {199992, 3}};
+  const uint32_t w[4][2] = {{0x24910013, 0x24910010},
+                            {0x24900013, 0x24900010},
+                            {0x3C028006, 0x8C42DA30},
+                            {0x3C028007, 0x8C42F19C}};
+  for (auto [at, rule] : planted) Plant(data, at, w[rule][0], w[rule][1]);
+  Plant(data, 5000, 0x3C028006, 0x8C42F518);  // the second w1 of each graphics row
+  Plant(data, 6001, 0x3C028007, 0x8C42EC90);
+  std::string path = dir / "game.bin";
+  WriteFileBytes(path, data);
+
+  Scan s = RunFix(path, Both());
+  EXPECT_TRUE(s.result.error.empty());
+  ASSERT_EQ(s.result.patches, planted.size() + 2);
+  ASSERT_EQ(s.undo.size(), planted.size() + 2);
+  Bytes patched = ReadFileBytes(path);
+  for (auto [at, rule] : planted) {
+    bool screen = rule < 2;
+    EXPECT_EQ(LoadLe32(&patched[at]), screen ? (w[rule][0] & 0xFFFF0000) : 0x20020000u) << at;
+    EXPECT_EQ(LoadLe32(&patched[at + 4]), screen ? (w[rule][1] & 0xFFFF0000) : 0u) << at;
+    auto hit = std::find_if(s.undo.begin(), s.undo.end(),
+                            [&](const PalPatch& p) { return p.offset == at; });
+    ASSERT_NE(hit, s.undo.end()) << at;
+    EXPECT_EQ(hit->rule, rule);
+    EXPECT_EQ(hit->w0, w[rule][0]);
+    EXPECT_EQ(hit->w1, w[rule][1]);
+  }
+  // Nothing else changed.
+  std::size_t changed = 0;
+  for (std::size_t i = 0; i < data.size(); ++i) changed += data[i] != patched[i];
+  EXPECT_LE(changed, (planted.size() + 2) * 8);
+
+  // A second pass finds nothing: patched bytes no longer match.
+  EXPECT_EQ(RunFix(path, Both()).result.patches, 0u);
+
+  // Replaying the undo list gives back the original bytes exactly.
+  EXPECT_EQ(ReplayPalUndo(path, s.undo), "");
+  EXPECT_EQ(ReadFileBytes(path), data);
+}
+
+TEST(PalFix, OptionsChooseTheRows) {
+  TempDir dir;
+  Bytes data = QuietNoise(4000, 2);
+  Plant(data, 100, 0x24910013, 0x24910010);  // screen
+  Plant(data, 201, 0x3C028006, 0x8C42DA30);  // graphics
+  Plant(data, 300, 0x24910013, 0x24910011);  // w1 off by one: never
+  Plant(data, 400, 0x3C028006, 0x8C42EC90);  // w1 of the other graphics row: never
+  std::string path = dir / "g.bin";
+  auto patchedOffsets = [&](PalFixOptions o) {
+    WriteFileBytes(path, data);
+    std::vector<uint64_t> at;
+    for (const auto& p : RunFix(path, o).undo) at.push_back(p.offset);
+    return at;
+  };
+  PalFixOptions screen, gfx;
+  screen.screenHeight = true;
+  gfx.graphics = true;
+  EXPECT_EQ(patchedOffsets(screen), (std::vector<uint64_t>{100}));
+  EXPECT_EQ(patchedOffsets(gfx), (std::vector<uint64_t>{201}));
+  EXPECT_EQ(patchedOffsets(Both()), (std::vector<uint64_t>{100, 201}));
+  EXPECT_TRUE(patchedOffsets(PalFixOptions{}).empty());
+  EXPECT_EQ(ReadFileBytes(path), data);
+}
+
+TEST(PalFix, StretchListingCancelAndProgress) {
+  TempDir dir;
+  Bytes data = QuietNoise(3'000'000, 3);
+  for (std::size_t at : {10ul, 50'000ul, 1'000'001ul, 2'999'992ul})
+    Plant(data, at, 0x24900013, 0x24900010);
+  std::string path = dir / "g.bin";
+
+  // Only the stretch [start, end) is scanned; a window must fit inside it whole.
+  WriteFileBytes(path, data);
+  Scan part = RunFix(path, Both(), 40'000, 1'000'008);
+  ASSERT_EQ(part.undo.size(), 1u);
+  EXPECT_EQ(part.undo[0].offset, 50'000u);
+  Scan part2 = RunFix(path, Both(), 40'000, 1'000'009);
+  ASSERT_EQ(part2.undo.size(), 1u);
+  EXPECT_EQ(part2.undo[0].offset, 1'000'001u);
+
+  // Listing without writing reports each match once and leaves the file alone, even for a
+  // pair in the window that two chunks share.
+  Bytes seam = data;
+  Plant(seam, 32759, 0x24910013, 0x24910010);
+  WriteFileBytes(path, seam);
+  PalFixOptions list = Both();
+  list.write = false;
+  Scan listed = RunFix(path, list);
+  EXPECT_EQ(listed.reported.size(), 5u);
+  EXPECT_EQ(ReadFileBytes(path), seam);
+
+  // Progress: the caption, then a pump every 65 chunks; batch mode logs instead.
+  RecordingHost host;
+  RunFix(path, list, 0, UINT64_MAX, &host);
+  EXPECT_EQ(host.captions, std::vector<std::string>{kPalFixCaption});
+  std::size_t chunks = (seam.size() - 8) / (kPalChunkSize - 8) + 1;
+  EXPECT_EQ(host.pumps, static_cast<int>((chunks - 1) / kPalChunksPerPump));
+  ASSERT_FALSE(host.fractions.empty());
+  EXPECT_GT(host.fractions.back(), 0.5);
+  RecordingHost batchHost;
+  list.batch = true;
+  RunFix(path, list, 0, UINT64_MAX, &batchHost);
+  EXPECT_TRUE(batchHost.captions.empty());
+  EXPECT_EQ(batchHost.logLines, std::vector<std::string>{kPalFixLogLine});
+
+  // A cancel stops the scan; patches so far stay and can be undone; the flag stays set.
+  WriteFileBytes(path, data);
+  RecordingHost cancelling;
+  cancelling.onPump = [](int) { CancelRequested = true; };
+  Scan cut = RunFix(path, Both(), 0, UINT64_MAX, &cancelling);
+  EXPECT_TRUE(cut.result.cancelled);
+  EXPECT_TRUE(CancelRequested.load());
+  CancelRequested = false;
+  EXPECT_EQ(cut.undo.size(), 3u);  // all but the last lie before the first pump
+  EXPECT_EQ(ReplayPalUndo(path, cut.undo), "");
+  EXPECT_EQ(ReadFileBytes(path), data);
+}
+
+TEST(PalFix, OddFilesNeverCrash) {
+  TempDir dir;
+  std::string path = dir / "x.bin";
+  for (std::size_t size : {0ul, 1ul, 7ul, 8ul, 32767ul, 32768ul}) {
+    Bytes data(size, 0x13);
+    if (size >= 8) Plant(data, size - 8, 0x24910013, 0x24910010);
+    WriteFileBytes(path, data);
+    Scan s = RunFix(path, Both());
+    EXPECT_EQ(s.result.patches, size >= 8 ? 1u : 0u) << size;
+    // An end past the file's end stops at the end.
+    EXPECT_EQ(RunFix(path, Both(), 0, size + 100000).result.patches, 0u);
+  }
+  EXPECT_NE(ReplayPalUndo(dir / "missing.bin", {PalPatch{}}), "");
+}
+
+}  // namespace
+}  // namespace ebf::test

@@ -1,0 +1,330 @@
+// The input resolver, CUE sheets and drop classification on real files in a temporary
+// program folder with its own game database.
+#include "disc/resolver.h"
+
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "common/text.h"
+#include "disc/classify.h"
+#include "disc/cue_sheet.h"
+#include "support/disc_builder.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+namespace {
+
+class Resolver : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    context.programFolder = program.folder();
+    program.MakeDir("Data");
+    WriteFileText(program / "Data/TarnwickPS1ID.db",
+                  "SLUS-00594;SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594\r\n"
+                  "SLES-12081;SLES02081;Euro Save;Euro Game [PAL-E];PAL;SLES12081\r\n"
+                  "SCUS-94476;SCUS94476;;;NTSC;SCUS94476\r\n");
+    context.currentOutput = "old out";
+    context.currentGameId = "OLDX00000";
+    context.currentRegion = "old region";
+    context.currentSaveName = "old save";
+  }
+  std::string Image(const std::string& name, const std::string& exe,
+                    SectorLayout layout = SectorLayout::Plain2048) {
+    std::string path = images / name;
+    WriteFileBytes(path, BuildDiscImage(GameDisc(exe), layout));
+    return path;
+  }
+  ResolvedInput Resolve(const std::string& path) { return ResolveInput(path, context, host); }
+
+  TempDir program, images;
+  ResolveContext context;
+  RecordingHost host;
+};
+
+TEST_F(Resolver, ImageFoundInTheDatabase) {
+  std::string iso = Image("metal.iso", "SLUS_005.94");
+  ResolvedInput r = Resolve(iso);
+  EXPECT_EQ(r.message, "");
+  EXPECT_EQ(r.input, iso);
+  EXPECT_EQ(r.dataFile, iso);
+  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(r.saveName, "Metal Game");
+  EXPECT_EQ(r.region, "NTSC");
+  EXPECT_EQ(r.gameId, "SLUS00594");
+  ASSERT_EQ(r.assetPasses.size(), 2u);
+  EXPECT_EQ(r.assetPasses[0].gameId, "SLUS00594");
+  EXPECT_FALSE(r.assetPasses[0].second);
+  EXPECT_TRUE(r.assetPasses[1].second);
+  EXPECT_EQ(r.outputFolder, images.path());
+  EXPECT_TRUE(r.runInspection);
+  EXPECT_TRUE(host.questions.empty());
+
+  // A second disc: the package ID replaces the disc's own for the second pass.
+  context.settings.hideNameTags = true;
+  r = Resolve(Image("euro2.bin", "SLES_120.81", SectorLayout::Raw2448));
+  EXPECT_EQ(r.title, "Euro Game");
+  EXPECT_EQ(r.region, "PAL");
+  EXPECT_EQ(r.gameId, "SLES02081");
+  ASSERT_EQ(r.assetPasses.size(), 2u);
+  EXPECT_EQ(r.assetPasses[0].gameId, "SLES12081");
+  EXPECT_EQ(r.assetPasses[1].gameId, "SLES02081");
+
+  // Empty title and save name in the database: the file's name stays the title and
+  // becomes the save name.
+  r = Resolve(Image("golf.img", "SCUS_944.76", SectorLayout::Mode1Raw));
+  EXPECT_EQ(r.title, "golf");
+  EXPECT_EQ(r.saveName, "golf");
+  EXPECT_EQ(r.region, "NTSC");
+}
+
+TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
+  // An ID not in the database: no region change, one pass with the ID.
+  ResolvedInput r = Resolve(Image("other.iso", "SLPS_011.11"));
+  EXPECT_EQ(r.gameId, "SLPS01111");
+  EXPECT_EQ(r.title, "other");
+  EXPECT_EQ(r.saveName, "other");
+  EXPECT_EQ(r.region, "old region");
+  ASSERT_EQ(r.assetPasses.size(), 1u);
+  EXPECT_EQ(r.assetPasses[0].gameId, "SLPS01111");
+
+  // No ID on the disc: DefGameID stands in and is looked up.
+  std::string noId = images / "noid.iso";
+  IsoOptions opts;
+  opts.files = {{"README.TXT;1", Bytes(100, 'a')}};
+  opts.minSectors = 30;
+  WriteFileBytes(noId, BuildIsoSectors(opts));
+  r = Resolve(noId);
+  EXPECT_EQ(r.gameId, "");
+  ASSERT_EQ(r.assetPasses.size(), 1u);
+  EXPECT_EQ(r.assetPasses[0].gameId, "");
+  context.settings.defGameId = "SLUS00594";
+  r = Resolve(noId);
+  EXPECT_EQ(r.gameId, "SLUS00594");
+  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+
+  // A file shorter than 32,768 bytes is not scanned, and DefGameID is not used either.
+  std::string small = images / "small.iso";
+  Bytes disc = BuildIsoSectors(GameDisc("SLUS_005.94"));
+  disc.resize(32767);
+  WriteFileBytes(small, disc);
+  r = Resolve(small);
+  EXPECT_EQ(r.gameId, "");
+  EXPECT_EQ(r.region, "old region");
+  disc.resize(32768);
+  WriteFileBytes(small, disc);
+  EXPECT_EQ(Resolve(small).gameId, "SLUS00594");
+}
+
+TEST_F(Resolver, CueSheetsFindTheirDataFile) {
+  Image("Game (Track 1).bin", "SLUS_005.94", SectorLayout::Mode2Raw);
+  // Relative name, upper-cased by the reading, found case-blind beside the sheet.
+  std::string cue = images / "game.cue";
+  WriteFileText(cue,
+                "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
+                "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
+  ResolvedInput r = Resolve(cue);
+  EXPECT_EQ(r.message, "");
+  EXPECT_EQ(r.input, cue);
+  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
+  EXPECT_EQ(r.gameId, "SLUS00594");
+  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+
+  // Absolute name, wherever the sheet is.
+  TempDir elsewhere;
+  std::string abs = elsewhere / "abs.cue";
+  WriteFileText(abs, "FILE \"" + images / "Game (Track 1).bin" + "\" BINARY\n");
+  r = Resolve(abs);
+  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
+  EXPECT_EQ(r.outputFolder, images.path());
+
+  // A named file that is missing falls back to the same name with ".bin".
+  Image("GAME.bin", "SLES_120.81", SectorLayout::Mode2Raw);
+  WriteFileText(cue, "FILE \"GAME.IMG\" BINARY\n");
+  r = Resolve(cue);
+  EXPECT_EQ(r.dataFile, images / "GAME.bin");
+  EXPECT_EQ(r.gameId, "SLES02081");
+
+  // A sub-folder written the Windows way.
+  images.MakeDir("Sub");
+  Image("Sub/Track.bin", "SLUS_005.94");
+  WriteFileText(cue, "FILE \"sub\\track.bin\" BINARY\n");
+  EXPECT_EQ(Resolve(cue).dataFile, images / "Sub/Track.bin");
+
+  // No FILE line: the sheet stands for itself (too small to scan).
+  WriteFileText(cue, "REM nothing here\n");
+  r = Resolve(cue);
+  EXPECT_EQ(r.message, "");
+  EXPECT_EQ(r.dataFile, cue);
+  EXPECT_EQ(r.gameId, "");
+  EXPECT_TRUE(r.runInspection);
+}
+
+TEST_F(Resolver, BrokenSheetsStopTheResolver) {
+  std::string cue = images / "broken.cue";
+  const std::string sheets[] = {
+      "FILE \"MISSING.BIN\" BINARY\n",  // the fallback names the same file
+      "FILE \"MISSING.IMG\" BINARY\n",
+      "REM fine\nNOBLANK\nFILE \"X.BIN\" BINARY\n",
+      "FILE X.BIN BINARY\n",
+      "FILE \"X.BIN BINARY\n",
+      "FILE \"\" BINARY\n",
+      std::string(10000, 'A') + " x\nFILE \"X.BIN\" BINARY\n",
+  };
+  Image("X.BIN", "SLUS_005.94");
+  for (const auto& text : sheets) {
+    WriteFileText(cue, text);
+    ResolvedInput r = Resolve(cue);
+    EXPECT_EQ(r.message, kCueInvalidMessage) << text.substr(0, 40);
+    EXPECT_EQ(r.input, cue);
+    EXPECT_EQ(r.title, "broken");
+    EXPECT_EQ(r.saveName, "broken");
+    EXPECT_EQ(r.gameId, "OLDX00000");
+    EXPECT_EQ(r.region, "old region");
+    EXPECT_EQ(r.outputFolder, "old out");
+    EXPECT_TRUE(r.assetPasses.empty());
+    EXPECT_FALSE(r.runInspection);
+  }
+  // Binary junk of every kind: a message or a data file, never a crash.
+  for (uint32_t seed = 0; seed < 100; ++seed) {
+    Bytes junk = NoiseBytes(1 + seed * 113, seed);
+    if (seed % 4 == 0) {
+      std::string head = "FILE \"";
+      junk.insert(junk.begin(), head.begin(), head.end());
+    }
+    WriteFileBytes(cue, junk);
+    ResolvedInput r = Resolve(cue);
+    EXPECT_TRUE(r.message == kCueInvalidMessage || FileExists(r.dataFile));
+  }
+}
+
+TEST_F(Resolver, OutputFolderOptions) {
+  std::string bin = Image("My.Game.Disc.bin", "SLUS_005.94");
+  const std::string base = images.path();
+  const std::string expected[] = {base, base + kSep + "My", base + kSep + "Metal Game [NTSC-U]",
+                                  base + kSep + "SLUS00594"};
+  for (int opt = 0; opt < 4; ++opt) {
+    context.settings.defaultOutDirOpt = opt;
+    EXPECT_EQ(Resolve(bin).outputFolder, expected[opt]) << opt;
+  }
+  // With no ID, option 3 leaves the bare base with its separator.
+  std::string plain = images / "Plain";
+  WriteFileBytes(plain + ".iso", Bytes(40000, 0));
+  EXPECT_EQ(Resolve(plain + ".iso").outputFolder, base + kSep);
+  // A name without "." is taken whole.
+  context.settings.defaultOutDirOpt = 1;
+  std::string noDot = images / "NoDotName";
+  WriteFileBytes(noDot, Bytes(100, 0));
+  EXPECT_EQ(Resolve(noDot).outputFolder, base + kSep + "NoDotName");
+
+  // The DefaultOutputDir setting replaces the image's folder; a separator is added once.
+  context.settings.defaultOutputDir = "/out";
+  context.settings.defaultOutDirOpt = 2;
+  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
+  context.settings.defaultOutputDir = std::string("/out") + kSep;
+  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
+  context.settings.defaultOutDirOpt = 0;
+  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep);
+}
+
+TEST_F(Resolver, PackagesAndCompanionFiles) {
+  // A package: a title and an output folder, no ID scan; the inspection fills the rest.
+  std::string pbp = images / "EBOOT.PBP";
+  WriteFileBytes(pbp, BuildIsoSectors(GameDisc("SLUS_005.94")));
+  context.settings.defaultOutDirOpt = 3;
+  ResolvedInput r = Resolve(pbp);
+  EXPECT_EQ(r.title, "EBOOT");
+  EXPECT_EQ(r.saveName, "EBOOT");
+  EXPECT_EQ(r.gameId, "OLDX00000");
+  EXPECT_EQ(r.region, "old region");
+  EXPECT_TRUE(r.assetPasses.empty());
+  EXPECT_EQ(r.outputFolder, images.path() + kSep + "OLDX00000");
+  EXPECT_TRUE(r.runInspection);
+  context.settings.defaultOutDirOpt = 0;
+
+  // A BIN with a CUE beside it: the question, Yes takes the sheet, No keeps the BIN.
+  std::string bin = Image("pair.BIN", "SLUS_005.94", SectorLayout::Mode2Raw);
+  WriteFileText(images / "PAIR.cue", "FILE \"PAIR.BIN\" BINARY\n");
+  host.answers = {true, false};
+  r = Resolve(bin);
+  ASSERT_EQ(host.questions.size(), 1u);
+  EXPECT_EQ(host.questions[0].text, kBinHasCueQuestion);
+  EXPECT_EQ(r.input, images / "PAIR.cue");
+  EXPECT_EQ(r.dataFile, bin);
+  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  r = Resolve(bin);
+  EXPECT_EQ(host.questions.size(), 2u);
+  EXPECT_EQ(r.input, bin);
+  // No sheet, no question.
+  std::string lone = Image("lone.bin", "SLUS_005.94", SectorLayout::Mode2Raw);
+  Resolve(lone);
+  EXPECT_EQ(host.questions.size(), 2u);
+
+  // A CCD given to the resolver turns into its image, found case-blind.
+  std::string img = Image("clone.IMG", "SLUS_005.94", SectorLayout::Mode2Raw);
+  WriteFileText(images / "clone.ccd", "[CloneCD]\n");
+  r = Resolve(images / "clone.ccd");
+  EXPECT_EQ(r.input, img);
+  EXPECT_EQ(r.gameId, "SLUS00594");
+}
+
+TEST(CueSheet, LinesNamesAndAbsolutePaths) {
+  auto line = SplitCueLine("  file \"a b.bin\" binary ");
+  ASSERT_TRUE(line);
+  EXPECT_EQ(line->keyword, "FILE");
+  EXPECT_EQ(CueQuotedName(line->rest), "A B.BIN");
+  EXPECT_FALSE(SplitCueLine("   "));
+  EXPECT_FALSE(SplitCueLine("REM"));
+  EXPECT_EQ(SplitCueLine("FILE\t\"x y\"")->keyword, "FILE");
+  EXPECT_FALSE(CueQuotedName("X.BIN BINARY"));
+  EXPECT_FALSE(CueQuotedName("\"X.BIN BINARY"));
+  EXPECT_EQ(CueQuotedName("\"\" x"), "");
+  EXPECT_TRUE(IsCueNameAbsolute("D:\\RIPS\\X.BIN"));
+  EXPECT_FALSE(IsCueNameAbsolute("X.BIN"));
+  EXPECT_FALSE(IsCueNameAbsolute("D:X.BIN"));
+#ifndef _WIN32
+  EXPECT_TRUE(IsCueNameAbsolute("/RIPS/X.BIN"));
+#endif
+  TempDir dir;
+  EXPECT_TRUE(ReadCueFileEntry(dir / "missing.cue").invalid);
+}
+
+TEST(DropClassification, ExtensionsDecide) {
+  TempDir dir;
+  auto make = [&](const std::string& name) {
+    WriteFileText(dir / name, "x");
+    return dir / name;
+  };
+  for (const char* name : {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf"}) {
+    DropDecision d = ClassifyDrop({make(name)});
+    EXPECT_EQ(d.action, DropAction::Accept) << name;
+    EXPECT_EQ(d.path, dir / name);
+    EXPECT_FALSE(d.moreThanOne);
+  }
+  EXPECT_EQ(ClassifyDrop({make("a.mds")}).message, kMdsMessage);
+  for (const char* name : {"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"})
+    EXPECT_EQ(ClassifyDrop({make(name)}).message, kUnsupportedFormatMessage) << name;
+  for (const char* name : {"a.zip", "a.jpeg", "iso", "a.is"})
+    EXPECT_EQ(ClassifyDrop({make(name)}).message, kNotAnImageMessage) << name;
+  EXPECT_EQ(ClassifyDrop({make("a.zip")}).action, DropAction::Refuse);
+
+  // CCD: its IMG takes its place, or the ":(" message when there is none.
+  EXPECT_EQ(ClassifyDrop({make("game.ccd")}).message, kNoImgFileMessage);
+  std::string img = make("game.img");
+  DropDecision d = ClassifyDrop({dir / "game.ccd"});
+  EXPECT_EQ(d.action, DropAction::Accept);
+  EXPECT_EQ(d.path, img);
+
+  // Several files: one warning, then the first file as usual (which may be refused).
+  d = ClassifyDrop({make("x.nrg"), make("b.iso"), make("c.iso")});
+  EXPECT_TRUE(d.moreThanOne);
+  EXPECT_EQ(d.message, kUnsupportedFormatMessage);
+  // A vanished file, or nothing at all: silence.
+  d = ClassifyDrop({dir / "gone.iso"});
+  EXPECT_EQ(d.action, DropAction::Ignore);
+  EXPECT_TRUE(d.message.empty());
+  EXPECT_EQ(ClassifyDrop({}).action, DropAction::Ignore);
+}
+
+}  // namespace
+}  // namespace ebf::test
