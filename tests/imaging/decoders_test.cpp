@@ -1,0 +1,96 @@
+// Every decoder against pictures made and read back by ImageMagick.
+
+#include <gtest/gtest.h>
+
+#include "imaging/dib.h"
+#include "imaging/picture.h"
+#include "support/picture_tools.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::ReadWithImageMagick;
+using test::ShellQuote;
+using test::TempDir;
+
+class DecoderWitness : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
+    test::WritePam(source_, test::GradientPicture(37, 23, true));
+  }
+
+  // Makes `name` from the source with the given convert options and checks that our
+  // decoder reads the pixels ImageMagick reads from that same file.
+  void Check(const std::string& name, const std::string& options, int tolerance = 0,
+             int frame = 0) {
+    SCOPED_TRACE(name + " " + options);
+    const std::string path = dir_ / name.substr(name.find(':') + 1);
+    ASSERT_TRUE(test::RunQuiet("convert " + ShellQuote(source_) + " " + options + " " +
+                               ShellQuote(name.find(':') == std::string::npos
+                                              ? path
+                                              : name.substr(0, name.find(':') + 1) + path)));
+    const Picture witness = ReadWithImageMagick(path, frame);
+    ASSERT_FALSE(witness.empty());
+    c32bppDIB ours;
+    ASSERT_TRUE(ours.LoadPictureFile(path));
+    EXPECT_EQ(ours.Width(), witness.width);
+    EXPECT_EQ(ours.Height(), witness.height);
+    const int diff = test::MaxPixelDifference(ours.picture(), witness);
+    EXPECT_GE(diff, 0);
+    EXPECT_LE(diff, tolerance);
+  }
+
+  TempDir dir_;
+  std::string source_ = dir_ / "source.pam";
+};
+
+TEST_F(DecoderWitness, BitmapVariants) {
+  Check("bmp3:b24.bmp", "-alpha off -type truecolor");
+  Check("bmp:b32.bmp", "");  // version 5 header, bit fields with alpha
+  Check("bmp3:b8.bmp", "-alpha off -type palette -compress none");
+  Check("bmp3:rle8.bmp", "-alpha off -type palette -compress RLE");
+  Check("bmp3:b4.bmp", "-alpha off -colors 16 -compress none");
+  Check("bmp3:b1.bmp", "-alpha off -monochrome");
+  Check("bmp3:b565.bmp", "-alpha off -define bmp:subtype=RGB565");
+  Check("bmp3:b555.bmp", "-alpha off -define bmp:subtype=RGB555");
+  Check("bmp2:os2.bmp", "-alpha off -type palette");
+}
+
+TEST_F(DecoderWitness, GifVariants) {
+  Check("gif:plain.gif", "-alpha off");
+  Check("gif:interlaced.gif", "-alpha off -interlace GIF");
+  // The alpha ramp becomes one transparent colour.
+  Check("gif:transparent.gif", "-channel A -threshold 50% +channel");
+}
+
+TEST_F(DecoderWitness, PngVariants) {
+  Check("png:rgba.png", "");
+  Check("png32:rgba8.png", "");
+  Check("png8:palette.png", "-alpha off -colors 200");
+  Check("png8:paletteAlpha.png", "-channel A -threshold 50% +channel -colors 100");
+  Check("png:grey.png", "-alpha off -colorspace Gray");
+  Check("png48:deep.png", "-alpha off");
+  Check("png:interlaced.png", "-interlace PNG");
+}
+
+TEST_F(DecoderWitness, JpegVariants) {
+  // Both read with libjpeg; a different IDCT or upsampling would show as small differences.
+  Check("jpg:plain.jpg", "-alpha off -quality 90", 3);
+  Check("jpg:progressive.jpg", "-alpha off -interlace JPEG", 3);
+  Check("jpg:grey.jpg", "-alpha off -colorspace Gray", 3);
+  Check("jpg:noSubsampling.jpg", "-alpha off -sampling-factor 1x1", 3);
+}
+
+TEST_F(DecoderWitness, IconsTakeTheLargestImage) {
+  Check("ico:one.ico", "");
+  // Sizes 16, 48 and 32 in that order: the 48-pixel image is frame 1.
+  Check("ico:three.ico", "-define icon:auto-resize=16,48,32", 0, 1);
+  // A 256-pixel image is stored as PNG inside the icon.
+  Check("ico:png.ico", "-resize 256x256! -define icon:auto-resize=32,256", 0, 1);
+  Check("cur:arrow.cur", "");
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,96 @@
+#include "support/picture_tools.h"
+
+#include <cstdlib>
+#include <sstream>
+
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+
+bool RunQuiet(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+bool HaveTool(const std::string& name) {
+  return RunQuiet("command -v " + name);
+}
+
+std::string ShellQuote(const std::string& text) {
+  std::string out = "'";
+  for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+Picture ReadWithImageMagick(const std::string& path, int frame) {
+  TempDir dir;
+  const std::string pam = dir / "out.pam";
+  Picture out;
+  if (!RunQuiet("convert " + ShellQuote(path + "[" + std::to_string(frame) + "]") +
+                " -alpha on -depth 8 " + ShellQuote("pam:" + pam)))
+    return out;
+  const Bytes bytes = ReadFileBytes(pam);
+  const std::string text(bytes.begin(), bytes.end());
+  const std::size_t end = text.find("ENDHDR\n");
+  if (end == std::string::npos) return out;
+  std::istringstream header(text.substr(0, end));
+  std::string key;
+  int width = 0, height = 0, depth = 0;
+  while (header >> key) {
+    if (key == "WIDTH") header >> width;
+    if (key == "HEIGHT") header >> height;
+    if (key == "DEPTH") header >> depth;
+  }
+  const std::size_t start = end + 7;
+  if (depth != 4 || !AllocatePicture(out, width, height) || bytes.size() < start + out.bgra.size())
+    return Picture{};
+  for (std::size_t i = 0; i < out.bgra.size(); i += 4) {
+    out.bgra[i + 0] = bytes[start + i + 2];
+    out.bgra[i + 1] = bytes[start + i + 1];
+    out.bgra[i + 2] = bytes[start + i + 0];
+    out.bgra[i + 3] = bytes[start + i + 3];
+  }
+  return out;
+}
+
+int MaxPixelDifference(const Picture& a, const Picture& b) {
+  if (a.width != b.width || a.height != b.height || a.bgra.size() != b.bgra.size()) return -1;
+  int worst = 0;
+  for (std::size_t i = 0; i < a.bgra.size(); i += 4) {
+    const int first = (a.bgra[i + 3] == 0 && b.bgra[i + 3] == 0) ? 3 : 0;
+    for (std::size_t c = first; c < 4; ++c)
+      worst = std::max(worst, std::abs(int(a.bgra[i + c]) - int(b.bgra[i + c])));
+  }
+  return worst;
+}
+
+Picture GradientPicture(int width, int height, bool withAlpha) {
+  Picture p;
+  AllocatePicture(p, width, height);
+  for (int y = 0; y < height; ++y) {
+    uint8_t* row = p.Row(y);
+    for (int x = 0; x < width; ++x) {
+      row[x * 4 + 0] = static_cast<uint8_t>(255 * x / std::max(1, width - 1));
+      row[x * 4 + 1] = static_cast<uint8_t>(255 * y / std::max(1, height - 1));
+      row[x * 4 + 2] = static_cast<uint8_t>((x * 7 + y * 13) & 0xFF);
+      row[x * 4 + 3] =
+          withAlpha ? static_cast<uint8_t>(255 * (x + y) / std::max(1, width + height - 2)) : 255;
+    }
+  }
+  return p;
+}
+
+void WritePam(const std::string& path, const Picture& picture) {
+  std::string header = "P7\nWIDTH " + std::to_string(picture.width) + "\nHEIGHT " +
+                       std::to_string(picture.height) +
+                       "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
+  Bytes bytes(header.begin(), header.end());
+  for (std::size_t i = 0; i < picture.bgra.size(); i += 4) {
+    bytes.push_back(picture.bgra[i + 2]);
+    bytes.push_back(picture.bgra[i + 1]);
+    bytes.push_back(picture.bgra[i + 0]);
+    bytes.push_back(picture.bgra[i + 3]);
+  }
+  WriteFileBytes(path, bytes);
+}
+
+}  // namespace ebf::test
