@@ -13,7 +13,9 @@ namespace {
 
 std::optional<ThemeColour> SixDigitColour(const std::string& value) {
   if (CharCount(value) != 6) return std::nullopt;
-  return ParseThemeHex(value);
+  const ThemeColour c = ParseThemeHex(value);
+  if (c == kBadColour) return std::nullopt;
+  return c;
 }
 
 std::string FontOrBlank(const std::string& name) {

@@ -17,7 +17,7 @@ using ThemeColour = int64_t;
 inline constexpr ThemeColour kBadColour = -1;
 
 struct Theme {
-  // nullopt: the key was missing or not exactly six characters; the window then keeps the
+  // nullopt: the key was missing, not exactly six characters or not hex; the window keeps the
   // desktop's own colour (button face, button text, edit background, edit text, and for
   // the box colour a shade derived from the button face).
   std::optional<ThemeColour> mainBg, mainFg, mainEditBg, mainEditFg, mainBoxBg;

@@ -36,7 +36,7 @@ TEST(ThemeReader, KeysLinesAndFallbacks) {
       "  mainbgcol = 0000FF  \r\n"
       "MAINFGCOL = 12345\r\n"       // five digits: desktop colour
       "MainBgEditCol=00:000\r\n"    // six characters with the colon quirk
-      "MAINFGEDITCOL = 00000G\r\n"  // six characters, not hex: -1
+      "MAINFGEDITCOL = 00000G\r\n"  // six characters, not hex: desktop colour
       "mainfont=Tahoma\r\n"
       "MAINTITLE = My = Title\r\n"  // only the first "=" splits
       "a=\r\n"                      // short lines are skipped
@@ -53,8 +53,7 @@ TEST(ThemeReader, KeysLinesAndFallbacks) {
   EXPECT_FALSE(t.mainFg.has_value());
   ASSERT_TRUE(t.mainEditBg.has_value());
   EXPECT_EQ(*t.mainEditBg, 0xA000);
-  ASSERT_TRUE(t.mainEditFg.has_value());
-  EXPECT_EQ(*t.mainEditFg, kBadColour);
+  EXPECT_FALSE(t.mainEditFg.has_value());
   EXPECT_FALSE(t.mainBoxBg.has_value());
   EXPECT_EQ(t.mainFont, "Tahoma");
   EXPECT_EQ(t.mainTitle, "My = Title");
