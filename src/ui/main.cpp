@@ -1,0 +1,41 @@
+// ebootforge: the desktop program. One optional argument: an input file.
+
+#include <QApplication>
+#include <QStyleFactory>
+
+#include "app/settings.h"
+#include "common/files.h"
+#include "ui/file_dialogs.h"
+#include "ui/main_window.h"
+#include "ui/prompter.h"
+#include "ui/single_instance.h"
+#include "ui/startup_flow.h"
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("ebootforge"));
+  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+
+  const std::string programFolder = ebf::ProgramFolder();
+  ebf::ui::SingleInstance instance(ebf::ui::InstanceKey(programFolder));
+  if (instance.AskRunningCopy()) return 0;
+  instance.Listen();
+
+  ebf::ui::QtPrompter prompter;
+  ebf::ui::QtFileDialogs dialogs;
+  ebf::ui::MainWindow window(
+      {programFolder, ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()), &prompter,
+       &dialogs});
+  QObject::connect(&instance, &ebf::ui::SingleInstance::Activated, &window,
+                   &ebf::ui::MainWindow::BringToFront);
+
+  // The command line is one path; a path with blanks may arrive in several pieces.
+  std::string commandLine;
+  for (int i = 1; i < argc; ++i) {
+    if (i > 1) commandLine += ' ';
+    commandLine += argv[i];
+  }
+  if (!ebf::ui::RunStartup(window, commandLine)) return 1;
+  window.show();
+  return app.exec();
+}

@@ -1,0 +1,165 @@
+#pragma once
+// frmMain: the one main window. It owns the program-wide state of a session (the current
+// input, title, save name, game ID, region, settings and the asset slots) and leaves
+// hooks where the input resolver, the conversion and the other dialogs plug in.
+
+#include <QWidget>
+#include <array>
+#include <functional>
+#include <string>
+
+#include "app/settings.h"
+#include "ui/theme_apply.h"
+
+class QCheckBox;
+class QFrame;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPushButton;
+class QSpinBox;
+
+namespace ebf::ui {
+
+class FileDialogs;
+class Prompter;
+class ProgressWindow;
+
+// What the Go button hands to the conversion once the window has passed its checks.
+struct GoRequest {
+  struct Slot {
+    bool ticked = true;
+    std::string text;  // blank: the default, or the original asset of a package input
+  };
+  std::string input, outputFolder, title, saveName, gameId;
+  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot.
+  std::array<Slot, 6> assetSlots;
+  int compressionLevel = 0;
+  bool palFixScreen = false, palFixGraphics = false, recompressEboot = false;
+};
+
+class MainWindow : public QWidget {
+  Q_OBJECT
+ public:
+  // The pieces that other parts of the program provide. An empty hook leaves its control
+  // disabled, or does the least that makes sense (the input goes into txtIn as it is).
+  struct Hooks {
+    // A dropped, browsed, command-line or last-used input (classification and resolver).
+    std::function<void(MainWindow&, const std::string& path)> resolveInput;
+    // The conversion: returns "Success.", "Cancelled.", "" or an error text.
+    std::function<std::string(GoRequest&, ProgressWindow&)> runConversion;
+    std::function<bool(const std::string& folder)> isOnPspGameFolder;
+    std::function<void(MainWindow&, const std::string& outputFolder)> openTransfer;
+    std::function<void(MainWindow&)> selectGame, customGame, openDocMaker, openPreview;
+  };
+
+  struct Services {
+    std::string programFolder;  // ends in the separator
+    std::string settingsFile;
+    Prompter* prompter = nullptr;
+    FileDialogs* dialogs = nullptr;
+  };
+
+  enum SlotIndex { kIcon0, kIcon1, kPic0, kPic1, kSnd0, kGameboot, kSlotCount };
+
+  MainWindow(Services services, Hooks hooks = {}, QWidget* parent = nullptr);
+
+  // Program-wide state.
+  Settings& settings() { return settings_; }
+  const ThemeContext& theme() const { return theme_; }
+  const std::string& programFolder() const { return services_.programFolder; }
+  const std::string& settingsFile() const { return services_.settingsFile; }
+  Prompter& prompter() { return *services_.prompter; }
+  FileDialogs& dialogs() { return *services_.dialogs; }
+  void SetHooks(Hooks hooks);
+
+  // What the resolver and the game dialogs fill in.
+  void SetInputText(const std::string& path);
+  void SetTitleText(const std::string& title);
+  void SetOutputText(const std::string& folder);
+  void SetGameIdentity(const std::string& saveName, const std::string& gameId);
+  void SetRegion(const std::string& region);  // "NTSC", "PAL" or ""
+  const std::string& saveName() const { return saveName_; }
+  const std::string& gameId() const { return gameId_; }
+  // Package inputs enable the Extract buttons and the rebuild choice.
+  void SetPackageLoaded(bool loaded);
+  bool packageLoaded() const { return packageLoaded_; }
+  void SetSlot(int slot, bool ticked, const std::string& text);
+
+  // Hands a path to the resolver (or, until there is one, puts it into txtIn).
+  void ResolveInput(const std::string& path);
+
+  // Loads the named theme from the program folder and applies it here.
+  void LoadAndApplyTheme();
+  // Shows or hides the customisation panel and records it in ShowCust.
+  void ToggleCustomisation();
+  bool customisationShown() const;
+  // Puts settings-driven values into the controls (compression level, output folder).
+  void ShowSettings();
+  // The controls' values that the settings file keeps (CompressLevel, ShowCust).
+  void TakeSettingsFromControls();
+
+  // The handlers of the buttons, public so that the tests drive them as a click does.
+  void GoClicked();
+  void ShowClosingMessage(const std::string& result, const GoRequest& request);
+  void BrowseInput();
+  void BrowseOutput();
+  void BrowseSlot(int slot);
+  void ExtractSlot(int slot);
+  void OpenOptions();
+  void ShowAbout();
+  void NextBatchCaption();
+  // A list of dropped files on the window (index -1) or on a slot's controls.
+  void DropFiles(const QStringList& paths, int slot);
+  // Brings a minimised or hidden window to the front (a second copy asked for it).
+  void BringToFront();
+
+  static QStringList BatchCaptions();
+
+ protected:
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  struct SlotRow {
+    QCheckBox* check;
+    QLineEdit* text;
+    QPushButton* browse;
+    QPushButton* extract;
+    QLabel* info;
+  };
+  void BuildLayout();
+  QWidget* BuildInputBox();
+  QWidget* BuildOutputBox();
+  QWidget* BuildCustomisationPanel();
+  QWidget* BuildButtonBar();
+  void UpdateSlotRow(int slot);
+  void UpdateHookedButtons();
+  std::string ValidateForGo();
+
+  Services services_;
+  Hooks hooks_;
+  Settings settings_;
+  ThemeContext theme_;
+  std::string saveName_, gameId_;
+  bool packageLoaded_ = false;
+  int batchCaption_ = 0;
+
+  ThemedHeader* header_ = nullptr;
+  QLineEdit *txtIn_ = nullptr, *txtTitle_ = nullptr, *txtOut_ = nullptr;
+  QPushButton *cmdInBrowse_ = nullptr, *cmdInCD_ = nullptr, *cmdOutBrowse_ = nullptr;
+  QPushButton *cmdGame_ = nullptr, *cmdGameCust_ = nullptr;
+  QMenu* mnuCD_ = nullptr;
+  QLabel *lblRegion_ = nullptr, *lblGameId_ = nullptr;
+  QSpinBox* txtCompress_ = nullptr;
+  QCheckBox *chkPAL2NTSCScr_ = nullptr, *chkPAL2NTSCGFX_ = nullptr,
+            *chkRecompressEBOOT_ = nullptr;
+  QPushButton* cmdCustShowHide_ = nullptr;
+  QFrame* panelCust_ = nullptr;
+  std::array<SlotRow, kSlotCount> slots_{};
+  QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr,
+              *cmdPreview_ = nullptr, *cmdAbout_ = nullptr, *cmdBatch_ = nullptr;
+};
+
+}  // namespace ebf::ui

@@ -1,0 +1,204 @@
+#include "ui/progress_window.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <cmath>
+
+#include "common/cancel.h"
+#include "ui/prompter.h"
+
+namespace ebf::ui {
+
+inline constexpr const char* kMsgCancelWarning =
+    "WARNING: cancelling this process may cause problems, such as ending up with corrupt files "
+    "- are you sure you wish to do this?";
+
+ProgressBarFrame::ProgressBarFrame(const QString& fillName, QWidget* parent) : QWidget(parent) {
+  setObjectName(fillName == QLatin1String("imgTotal") ? QStringLiteral("shpTotal")
+                                                       : QStringLiteral("frame"));
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  fill_ = new QWidget(this);
+  fill_->setObjectName(fillName);
+  fill_->setAttribute(Qt::WA_TransparentForMouseEvents);
+  fill_->setAutoFillBackground(false);
+  fill_->resize(0, height());
+}
+
+void ProgressBarFrame::SetFraction(double fraction) {
+  fraction_ = std::clamp(fraction, 0.0, 1.0);
+  fill_->setGeometry(0, 0, fillWidth(), height());
+  update();
+}
+
+int ProgressBarFrame::fillWidth() const {
+  return static_cast<int>(std::lround(width() * fraction_));
+}
+
+void ProgressBarFrame::resizeEvent(QResizeEvent*) { SetFraction(fraction_); }
+
+void ProgressBarFrame::paintEvent(QPaintEvent*) {
+  QPainter p(this);
+  p.setRenderHint(QPainter::Antialiasing);
+  const QRectF r = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+  const double radius = r.height() / 2;
+  p.setPen(QPen(palette().color(QPalette::Mid), 1));
+  p.setBrush(palette().color(QPalette::Base));
+  p.drawRoundedRect(r, radius, radius);
+  if (fillWidth() > 0) {
+    const QColor accent = palette().color(QPalette::Highlight);
+    QLinearGradient g(r.topLeft(), r.bottomLeft());
+    g.setColorAt(0, accent.lighter(125));
+    g.setColorAt(1, accent);
+    p.setPen(Qt::NoPen);
+    p.setBrush(g);
+    p.setClipRect(QRectF(0, 0, fillWidth(), height()));
+    p.drawRoundedRect(r, radius, radius);
+  }
+}
+
+ProgressWindow::ProgressWindow(Kind kind, Prompter& prompter, const ThemeContext& theme,
+                               QWidget* parent)
+    : QDialog(parent), kind_(kind), prompter_(prompter) {
+  setObjectName(kind == Kind::Log ? QStringLiteral("frmLog") : QStringLiteral("frmProgress"));
+  setWindowTitle(QStringLiteral("Processing..."));
+  // No close button in the title bar; Alt+F4 and Escape are refused below.
+  setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
+
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(18, 16, 18, 16);
+  layout->setSpacing(10);
+
+  if (kind == Kind::Log) {
+    auto* lblErr = new QLabel(QStringLiteral("Errors:"), this);
+    lblErr->setObjectName(QStringLiteral("lblErr"));
+    txtLog_ = new QPlainTextEdit(this);
+    txtLog_->setObjectName(QStringLiteral("txtLog"));
+    txtLog_->setReadOnly(true);
+    txtLog_->setMinimumHeight(140);
+    layout->addWidget(lblErr);
+    layout->addWidget(txtLog_, 1);
+    auto* lblTotProg = new QLabel(QStringLiteral("Progress:"), this);
+    lblTotProg->setObjectName(QStringLiteral("lblTotProg"));
+    total_ = new ProgressBarFrame(QStringLiteral("imgTotal"), this);
+    layout->addWidget(lblTotProg);
+    layout->addWidget(total_);
+    auto* lblCurProg = new QLabel(QStringLiteral("Progress:"), this);
+    lblCurProg->setObjectName(QStringLiteral("lblCurProg"));
+    layout->addWidget(lblCurProg);
+  }
+
+  bar_ = new ProgressBarFrame(QStringLiteral("imgFill"), this);
+  layout->addWidget(bar_);
+
+  auto* grid = new QGridLayout;
+  grid->setHorizontalSpacing(16);
+  lblOrigSize_ = new QLabel(QStringLiteral("Size:"), this);
+  lblOrigSize_->setObjectName(QStringLiteral("lblOrigSize"));
+  lblBytes_ = new QLabel(QStringLiteral("bytes"), this);
+  lblBytes_->setObjectName(QStringLiteral("lblBytes"));
+  lblTime_ = new QLabel(QStringLiteral("0s"), this);
+  lblTime_->setObjectName(QStringLiteral("lblTime"));
+  lblTime_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  grid->addWidget(lblOrigSize_, 0, 0);
+  grid->addWidget(lblBytes_, 1, 0);
+  grid->addWidget(lblTime_, 0, 1);
+  grid->setColumnStretch(0, 1);
+  layout->addLayout(grid);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch(1);
+  cmdCancel_ = new QPushButton(QStringLiteral("Cancel"), this);
+  cmdCancel_->setObjectName(QStringLiteral("cmdCancel"));
+  cmdCancel_->setAutoDefault(false);
+  buttons->addWidget(cmdCancel_);
+  layout->addLayout(buttons);
+  connect(cmdCancel_, &QPushButton::clicked, this, &ProgressWindow::CancelClicked);
+
+  timer_.setInterval(1000);
+  connect(&timer_, &QTimer::timeout, this, &ProgressWindow::Tick);
+
+  setMinimumWidth(kind == Kind::Log ? 520 : 440);
+  ApplyTheme(this, theme, WindowKind::Dialog);
+  Reset();
+}
+
+QString ProgressWindow::ElapsedText(long seconds) {
+  return QStringLiteral("Time Elapsed: %1m %2s").arg(seconds / 60).arg(seconds % 60);
+}
+
+void ProgressWindow::Reset() {
+  bar_->SetFraction(0);
+  if (total_) total_->SetFraction(0);
+  elapsed_ = 0;
+  CancelNeedsConfirm = false;
+}
+
+void ProgressWindow::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  if (!timer_.isActive()) timer_.start();
+}
+
+void ProgressWindow::Tick() {
+  ++elapsed_;
+  lblTime_->setText(ElapsedText(elapsed_));
+}
+
+void ProgressWindow::CancelClicked() {
+  if (CancelNeedsConfirm) {
+    if (!prompter_.Ask(this, QString::fromLatin1(kMsgCancelWarning), true)) return;
+  }
+  CancelRequested = true;
+}
+
+void ProgressWindow::closeEvent(QCloseEvent* event) { event->ignore(); }
+
+void ProgressWindow::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape) {
+    event->ignore();
+    return;
+  }
+  QDialog::keyPressEvent(event);
+}
+
+void ProgressWindow::reject() {}
+
+bool ProgressWindow::AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) {
+  return prompter_.Ask(this, QString::fromStdString(text), defaultNo, icon);
+}
+
+void ProgressWindow::SetCaption(const std::string& caption) {
+  setWindowTitle(QString::fromStdString(caption));
+}
+
+void ProgressWindow::SetFraction(double fraction) { bar_->SetFraction(fraction); }
+
+void ProgressWindow::SetTotalFraction(double fraction) {
+  if (total_) total_->SetFraction(fraction);
+}
+
+void ProgressWindow::SetSizeText(const std::string& text) {
+  lblOrigSize_->setText(QString::fromStdString(text));
+}
+
+void ProgressWindow::SetBytesText(const std::string& text) {
+  lblBytes_->setText(QString::fromStdString(text));
+}
+
+void ProgressWindow::ShowBar(bool visible) { bar_->setVisible(visible); }
+
+void ProgressWindow::ShowBytes(bool visible) { lblBytes_->setVisible(visible); }
+
+void ProgressWindow::Log(const std::string& line) {
+  if (txtLog_) txtLog_->appendPlainText(QString::fromStdString(line));
+}
+
+void ProgressWindow::PumpEvents() { QCoreApplication::processEvents(); }
+
+}  // namespace ebf::ui

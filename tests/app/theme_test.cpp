@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include "app/theme.h"
+#include "common/files.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+TEST(ThemeHex, DigitsColonAndRejects) {
+  EXPECT_EQ(ParseThemeHex("0000FF"), 0xFF);
+  EXPECT_EQ(ParseThemeHex("ff8000"), 0xFF8000);
+  EXPECT_EQ(ParseThemeHex("1:"), 0x1A);  // ":" is ten
+  EXPECT_EQ(ParseThemeHex("C0"), 0xC0);
+  EXPECT_EQ(ParseThemeHex(""), 0);
+  EXPECT_EQ(ParseThemeHex("12G4"), kBadColour);
+  EXPECT_EQ(ParseThemeHex("#FFFFFF"), kBadColour);
+  EXPECT_EQ(ParseThemeHex("FFFFFFFF"), 0xFFFFFFFF);
+  EXPECT_EQ(ParseThemeHex("1FFFFFFFF"), kBadColour);
+  Rgb red = ThemeColourToRgb(ParseThemeHex("0000FF"));
+  EXPECT_EQ(red.r, 255);
+  EXPECT_EQ(red.g, 0);
+  EXPECT_EQ(red.b, 0);
+  Rgb mixed = ThemeColourToRgb(0x302010);
+  EXPECT_EQ(mixed.r, 0x10);
+  EXPECT_EQ(mixed.g, 0x20);
+  EXPECT_EQ(mixed.b, 0x30);
+}
+
+TEST(ThemeReader, KeysLinesAndFallbacks) {
+  const Theme t = ParseTheme(
+      "; a comment\r\n"
+      ";MAINFGCOL=000000\r\n"
+      "  mainbgcol = 0000FF  \r\n"
+      "MAINFGCOL = 12345\r\n"       // five digits: desktop colour
+      "MainBgEditCol=00:000\r\n"    // six characters with the colon quirk
+      "MAINFGEDITCOL = 00000G\r\n"  // six characters, not hex: desktop colour
+      "mainfont=Tahoma\r\n"
+      "MAINTITLE = My = Title\r\n"  // only the first "=" splits
+      "a=\r\n"                      // short lines are skipped
+      "NOEQUALSIGN\r\n"
+      "UNKNOWN = 1\r\n"
+      "DIALOGTILINECOL = FF\r\n"
+      "DIALOGTILINECOL = 80FF\r\n"  // a later line wins
+      "DIALOGTITEXTALPHA = zz\r\n"
+      "DIALOGTILINEALPHA = C0\r\n"
+      "DIALOGTILINEHEIGHT = 4\r\n"
+      "DIALOGFONT =\r\n");
+  ASSERT_TRUE(t.mainBg.has_value());
+  EXPECT_EQ(*t.mainBg, 0xFF);
+  EXPECT_FALSE(t.mainFg.has_value());
+  ASSERT_TRUE(t.mainEditBg.has_value());
+  EXPECT_EQ(*t.mainEditBg, 0xA000);
+  EXPECT_FALSE(t.mainEditFg.has_value());
+  EXPECT_FALSE(t.mainBoxBg.has_value());
+  EXPECT_EQ(t.mainFont, "Tahoma");
+  EXPECT_EQ(t.mainTitle, "My = Title");
+  EXPECT_EQ(t.dialogTitleLineCol, 0x80FF);
+  EXPECT_EQ(t.dialogTitleTextAlpha, kBadColour);
+  EXPECT_EQ(t.dialogTitleLineAlpha, 0xC0);
+  EXPECT_EQ(t.dialogTitleLineHeight, 4);
+  EXPECT_EQ(t.dialogFont, " ");  // empty names become one blank
+  EXPECT_EQ(t.dialogTitleFont, " ");
+  EXPECT_EQ(t.dialogTitleTextCol, 0);
+}
+
+TEST(ThemeReader, TitleTextColourSurvivesAReload) {
+  const Theme first = ParseTheme("DIALOGTITEXTCOL = FFFFFF\nDIALOGTILINECOL = 00FF00\n");
+  EXPECT_EQ(first.dialogTitleTextCol, 0xFFFFFF);
+  const Theme second = ParseTheme("MAINBGCOL = 000000\n", first);
+  EXPECT_EQ(second.dialogTitleTextCol, 0xFFFFFF);
+  EXPECT_EQ(second.dialogTitleLineCol, 0);
+  EXPECT_EQ(ParseTheme("DIALOGTITEXTCOL = 10\n", first).dialogTitleTextCol, 0x10);
+}
+
+TEST(ThemeFiles, LoadPicturesAndList) {
+  TempDir prog;
+  prog.MakeDir("Themes/Default");
+  prog.MakeDir("Themes/Night");
+  prog.MakeDir("Themes/NoIni");
+  test::WriteFileText(prog / "Themes/Default/style.ini", "MAINBGCOL = 000000\n");
+  test::WriteFileText(prog / "Themes/Night/style.ini", "MAINBGCOL = 0000FF\nMAINTITLE=Night\n");
+  test::WriteFileText(prog / "Themes/Default/Ti_Select.jpg", "d");
+  test::WriteFileText(prog / "Themes/Default/BG_SaveID.jpg", "d");
+  test::WriteFileText(prog / "Themes/Night/BG_SaveID.jpg", "n");
+  test::WriteFileText(prog / "Themes/NoIni/Ti_Select.jpg", "x");
+
+  const Theme night = LoadTheme(prog.folder(), "Night");
+  EXPECT_EQ(night.mainTitle, "Night");
+  ASSERT_TRUE(night.mainBg.has_value());
+  EXPECT_EQ(ThemeColourToRgb(*night.mainBg).r, 255);
+  // Theme names are matched case-blind like every derived path.
+  EXPECT_EQ(LoadTheme(prog.folder(), "night").mainTitle, "Night");
+  Theme prev;
+  prev.dialogTitleTextCol = 0x123456;
+  const Theme missing = LoadTheme(prog.folder(), "Gone", prev);
+  EXPECT_FALSE(missing.mainBg.has_value());
+  EXPECT_EQ(missing.dialogTitleTextCol, 0x123456);
+
+  EXPECT_EQ(FindThemePicture(prog.folder(), "Night", "BG_SaveID.jpg"),
+            prog / "Themes/Night/BG_SaveID.jpg");
+  EXPECT_EQ(FindThemePicture(prog.folder(), "Night", "Ti_Select.jpg"),
+            prog / "Themes/Default/Ti_Select.jpg");
+  EXPECT_EQ(FindThemePicture(prog.folder(), "Night", "ti_select.JPG"),
+            prog / "Themes/Default/Ti_Select.jpg");
+  EXPECT_EQ(FindThemePicture(prog.folder(), "Night", "Ti_Options.jpg"), "");
+
+  EXPECT_EQ(ListThemes(prog.folder()), (std::vector<std::string>{"Default", "Night"}));
+  TempDir empty;
+  EXPECT_TRUE(ListThemes(empty.folder()).empty());
+}
+
+}  // namespace
+}  // namespace ebf
