@@ -266,7 +266,8 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
       r.InputPath = tempBin;
       break;
     }
-    case ImagePrep::AsIs: break;
+    case ImagePrep::AsIs:
+      break;
   }
 
   ConvertPictures(r, ctx);
@@ -280,17 +281,16 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     if (!FileExists(a)) return kMsgMissingFiles;
 
   const std::string basePbp = ResolveCaseBlind(prog + "Data" + kSep + "BASE.PBP");
-  const std::string sizedAssets[5] = {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path,
-                                      r.Snd0Path};
+  const std::string sizedAssets[5] = {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path, r.Snd0Path};
   const uint64_t expected = ExpectedEbootSize(r.InputPath, sizedAssets, basePbp, r.GamebootPath);
   if (std::string res = CheckFreeSpace(r.OutputFolder, expected, ctx.freeSpace); !res.empty())
     return res;
 
   if (!r.LogMode) {
     const std::pair<const char*, std::string> targets[] = {
-        {"tarnwick.exe", ""},          {"BASE.PBP", ""},           {"EBOOT.PBP", ""},
-        {"ICON0.PNG", r.Icon0Path},    {"PIC0.PNG", r.Pic0Path},   {"PIC1.PNG", r.Pic1Path},
-        {"ICON1.PMF", r.Icon1Path},    {"SND0.AT3", r.Snd0Path},   {"BOOT.PNG", r.GamebootPath}};
+        {"tarnwick.exe", ""},       {"BASE.PBP", ""},         {"EBOOT.PBP", ""},
+        {"ICON0.PNG", r.Icon0Path}, {"PIC0.PNG", r.Pic0Path}, {"PIC1.PNG", r.Pic1Path},
+        {"ICON1.PMF", r.Icon1Path}, {"SND0.AT3", r.Snd0Path}, {"BOOT.PNG", r.GamebootPath}};
     for (const auto& [name, source] : targets)
       if (ConfirmOverwrite(host, r.OutputFolder, name, source)) return "";
   }

@@ -37,8 +37,8 @@ struct ConversionContext {
 
 // Filled as the run goes, for the caller's closing message.
 struct ConversionOutcome {
-  std::string rebuiltTo;     // set when a package was rebuilt into a new file
-  uint64_t palPatches = 0;   // PAL fix changes made to the package or the image
+  std::string rebuiltTo;    // set when a package was rebuilt into a new file
+  uint64_t palPatches = 0;  // PAL fix changes made to the package or the image
 };
 
 std::string RunConversion(ConversionRequest& request, const ConversionContext& context,

@@ -64,7 +64,9 @@ CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength) {
   }
 
   out.toc.assign(static_cast<std::size_t>(out.lastTrack + 3) * pbp::kTocEntrySize, 0);
-  auto entry = [&](int i) { return out.toc.data() + static_cast<std::size_t>(i) * pbp::kTocEntrySize; };
+  auto entry = [&](int i) {
+    return out.toc.data() + static_cast<std::size_t>(i) * pbp::kTocEntrySize;
+  };
   for (auto& [number, t] : tracks) {
     if (number > out.lastTrack) continue;
     uint8_t* e = entry(number + 2);

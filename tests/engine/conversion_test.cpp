@@ -1,0 +1,376 @@
+// RunConversion end to end: the real converter for the happy paths, the stand-in for every
+// way a converter can fail, and the promise that the user's image is never left changed.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "assets/slots.h"
+#include "common/cancel.h"
+#include "common/files.h"
+#include "engine/conversion.h"
+#include "pbp/extract.h"
+#include "pbp/inspect.h"
+#include "support/disc_builder.h"
+#include "support/fake_program.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::RecordingHost;
+using test::TempDir;
+
+// Two PAL screen-height patterns in the game's code, one at an odd offset.
+Bytes PalCode() {
+  Bytes exe = test::NoiseBytes(8192, 3);
+  const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+  std::copy(pattern, pattern + 8, exe.begin() + 1001);
+  std::copy(pattern, pattern + 8, exe.begin() + 5000);
+  return exe;
+}
+
+struct Job {
+  TempDir prog, work;
+  std::string progFolder;
+  RecordingHost host;
+  ConversionContext ctx;
+  ConversionRequest req;
+
+  explicit Job(bool fakeConverter = false) {
+    progFolder = fakeConverter ? test::MakeFakeProgramFolder(prog) : test::CopyRuntimeTree(prog);
+    ctx.programFolder = progFolder;
+    ctx.host = &host;
+    ctx.pollInterval = std::chrono::milliseconds(10);
+    req.OutputFolder = work / "out";
+    req.Title = "Test Game";
+    req.SaveName = "Test Game";
+    req.GameID = "SLUS01234";
+    req.CompressionLevel = 9;
+    req.LogMode = true;
+    const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
+    req.Icon0Path = def + "ICON0.PNG";
+    req.Icon1Path = def + "ICON1.PMF";
+    req.Pic0Path = def + "PIC0.PNG";
+    req.Pic1Path = def + "PIC1.PNG";
+    req.Snd0Path = def + "SND0.AT3";
+    req.GamebootPath = def + "Gameboot.png";
+  }
+  std::string Go() { return RunConversion(req, ctx); }
+  std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
+  // Nothing of the run may stay behind but the package.
+  void ExpectCleanedUp() const {
+    for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "ICON1.PMF",
+                             "PIC0.PNG", "PIC1.PNG", "SND0.AT3", "BOOT.PNG", "ISO.TOC"})
+      EXPECT_FALSE(FileExists(Out(name))) << name;
+    for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "PALFIX.UNDO"})
+      EXPECT_FALSE(FileExists(progFolder + "Temp" + kSep + name)) << name;
+  }
+};
+
+// Extracts a package with the CCD option and returns the image.
+Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
+  RecordingHost host;
+  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host), "Success.");
+  return test::ReadFileBytes(out);
+}
+
+TEST(Conversion, MultiTrackBinCueAtLevelsZeroAndNine) {
+  for (int level : {0, 9}) {
+    Job r;
+    const Bytes data =
+        test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
+    const uint32_t dataSectors = static_cast<uint32_t>(data.size() / 2352);
+    Bytes image = data;
+    const Bytes a1 = test::AudioSectors(300, 1), a2 = test::AudioSectors(200, 2);
+    image.insert(image.end(), a1.begin(), a1.end());
+    image.insert(image.end(), a2.begin(), a2.end());
+    test::WriteFileBytes(r.work / "Game (Track 1).bin", image);
+    auto msf = [](uint32_t s) {
+      char t[16];
+      std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
+      return std::string(t);
+    };
+    test::WriteFileText(r.work / "game.cue",
+                        "FILE \"Game (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+                        "    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n    INDEX 01 " +
+                            msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
+                            msf(dataSectors + 300) + "\r\n");
+    r.req.InputPath = r.work / "game.cue";
+    r.req.CompressionLevel = static_cast<int16_t>(level);
+    ASSERT_EQ(r.Go(), "Success.") << level;
+    r.ExpectCleanedUp();
+
+    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+    ASSERT_GE(back.size(), image.size());
+    EXPECT_TRUE(std::equal(image.begin(), image.end(), back.begin())) << level;
+    EXPECT_TRUE(std::all_of(back.begin() + static_cast<long>(image.size()), back.end(),
+                            [](uint8_t b) { return b == 0; }));
+    const std::string ccd = test::ReadFileText(r.work / "back.ccd");
+    EXPECT_NE(ccd.find("TocEntries=6"), std::string::npos) << ccd;
+    EXPECT_NE(ccd.find("[TRACK 2]\r\nMODE=0\r\nINDEX 1=" + std::to_string(dataSectors + 300)),
+              std::string::npos)
+        << ccd;
+
+    // The header area carries the job's identity.
+    RecordingHost h;
+    pbp::Inspection in = pbp::InspectEboot(r.Out("EBOOT.PBP"), r.progFolder + "Temp" + kSep, h);
+    EXPECT_EQ(in.message, "");
+    EXPECT_EQ(in.title, "Test Game");
+    EXPECT_EQ(in.gameId, "SLUS01234");
+    EXPECT_EQ(in.saveName, "Test Game");
+  }
+}
+
+TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
+  const Bytes user = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
+  {
+    Job r;
+    r.ctx.settings.addIsoPadding = true;
+    test::WriteFileBytes(r.work / "game.iso", user);
+    r.req.InputPath = r.work / "game.iso";
+    ASSERT_EQ(r.Go(), "Success.");
+    r.ExpectCleanedUp();
+    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+    for (std::size_t s = 0; s < user.size() / 2048; ++s)
+      ASSERT_TRUE(std::equal(user.begin() + static_cast<long>(s * 2048),
+                             user.begin() + static_cast<long>(s * 2048 + 2048),
+                             back.begin() + static_cast<long>(s * 2352 + 16)))
+          << s;
+  }
+  for (const char* name : {"game.img", "game.mdf"}) {
+    Job r;
+    test::WriteFileBytes(r.work / name, test::EncodeSectors(user, test::SectorLayout::Raw2448));
+    r.req.InputPath = r.work / name;
+    r.req.CompressionLevel = 0;
+    ASSERT_EQ(r.Go(), "Success.") << name;
+    r.ExpectCleanedUp();
+    const Bytes raw = test::EncodeSectors(user, test::SectorLayout::Mode2Raw);
+    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+    EXPECT_TRUE(std::equal(raw.begin(), raw.end(), back.begin())) << name;
+  }
+}
+
+TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
+  const Bytes image =
+      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
+  for (const char* mode : {"done", "done-lower", "silent", "crash", "huge", "slow"}) {
+    Job r(true);
+    test::FakeMode fake(mode);
+    test::WriteFileBytes(r.work / "game.bin", image);
+    r.req.InputPath = r.work / "game.bin";
+    r.req.PalFixScreen = true;
+    if (std::string(mode) == "slow")
+      r.host.onPump = [](int n) {
+        if (n == 3) CancelRequested = true;
+      };
+    const std::string result = r.Go();
+    if (std::string(mode) == "slow") {
+      EXPECT_EQ(result, "Cancelled.");
+    } else {
+      // The stand-in's package is no real one, so even "done" fails at the patch after it.
+      EXPECT_NE(result, "Success.") << mode;
+      EXPECT_FALSE(result.empty()) << mode;
+    }
+    EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
+    r.ExpectCleanedUp();
+    EXPECT_FALSE(CancelRequested);
+  }
+  // The real converter: the package carries the fix, the image does not.
+  Job r;
+  test::WriteFileBytes(r.work / "game.bin", image);
+  r.req.InputPath = r.work / "game.bin";
+  r.req.PalFixScreen = true;
+  ConversionOutcome outcome;
+  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
+  EXPECT_EQ(outcome.palPatches, 2u);
+  EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+  const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+  EXPECT_NE(Bytes(back.begin(), back.begin() + static_cast<long>(image.size())), image);
+}
+
+TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
+  Job r;
+  const Bytes image =
+      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
+  test::WriteFileBytes(r.work / "game.bin", image);
+  r.req.InputPath = r.work / "game.bin";
+  r.req.CompressionLevel = 0;
+  r.req.PalFixScreen = true;
+  ConversionOutcome outcome;
+  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
+  EXPECT_EQ(outcome.palPatches, 2u);
+  EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+}
+
+TEST(Conversion, RefusalsBeforeAnyWork) {
+  {
+    Job r;
+    test::WriteFileText(r.work / "game.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE2/2352\n");
+    r.req.InputPath = r.work / "game.cue";
+    EXPECT_EQ(r.Go(), "The BIN file could not be found!!!");
+    r.ExpectCleanedUp();
+  }
+  {
+    TempDir prog, work;
+    RecordingHost host;
+    ConversionContext ctx;
+    ctx.programFolder = test::CopyRuntimeTree(prog, false);
+    ctx.host = &host;
+    ConversionRequest req;
+    test::WriteFileBytes(work / "g.bin", Bytes(2352 * 20, 0));
+    req.InputPath = work / "g.bin";
+    req.OutputFolder = work.path();
+    req.Title = req.SaveName = "T";
+    req.GameID = "SLUS01234";
+    const std::string def = ctx.programFolder + "PSXCust" + kSep + "Default" + kSep;
+    req.Icon0Path = def + "ICON0.PNG";
+    req.Icon1Path = def + "ICON1.PMF";
+    req.Pic0Path = def + "PIC0.PNG";
+    req.Pic1Path = def + "PIC1.PNG";
+    req.Snd0Path = def + "SND0.AT3";
+    req.GamebootPath = def + "Gameboot.png";
+    EXPECT_EQ(RunConversion(req, ctx), "The file, tarnwick.exe is missing!!!");
+  }
+  {
+    Job r;
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.req.InputPath = r.work / "g.bin";
+    r.req.Pic1Path = r.work / "nothing.png";
+    EXPECT_EQ(r.Go(),
+              "It appears that you are missing necessary files!!!  These files are required to "
+              "do the conversion.");
+  }
+  {
+    Job r;
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.req.InputPath = r.work / "g.bin";
+    r.ctx.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
+    EXPECT_EQ(r.Go(), "It appears that you may not have enough disk space!");
+    r.ExpectCleanedUp();
+  }
+  {
+    Job r;
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.req.InputPath = r.work / "g.bin";
+    r.req.GameID = "SLUS0123";
+    EXPECT_EQ(r.Go(), "Invalid Game ID.");
+    r.req.GameID = "SLUS01234";
+    r.req.SaveName = "";
+    EXPECT_EQ(r.Go(), "No Game Save supplied.");
+  }
+#ifndef _WIN32
+  if (geteuid() != 0) {  // root writes anywhere
+    Job r;
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.req.InputPath = r.work / "g.bin";
+    std::filesystem::create_directories(r.work / "out");
+    std::filesystem::permissions(
+        r.work / "out", std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    EXPECT_NE(r.Go(), "Success.");
+  }
+#endif
+}
+
+TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
+  Job r;
+  r.req.LogMode = false;
+  test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+  r.req.InputPath = r.work / "g.bin";
+  std::filesystem::create_directories(r.work / "out");
+  test::WriteFileText(r.Out("EBOOT.PBP"), "old");
+  // The user's ICON0 already sits in the output folder: no question for it, and it stays.
+  std::filesystem::copy_file(r.req.Icon0Path, r.Out("ICON0.PNG"));
+  r.req.Icon0Path = r.Out("ICON0.PNG");
+  r.ctx.slots[0].text = r.Out("ICON0.PNG");
+  r.host.answers = {false};
+  EXPECT_EQ(r.Go(), "");  // declined: nothing more to say
+  ASSERT_EQ(r.host.questions.size(), 1u);
+  EXPECT_NE(r.host.questions[0].text.find("EBOOT.PBP"), std::string::npos);
+  EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "old");
+
+  r.host.answers = {true};
+  EXPECT_EQ(r.Go(), "Success.");
+  EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
+}
+
+TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
+  Job first;
+  const Bytes image =
+      test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
+  test::WriteFileBytes(first.work / "g.bin", image);
+  first.req.InputPath = first.work / "g.bin";
+  ASSERT_EQ(first.Go(), "Success.");
+  const std::string eboot = first.Out("EBOOT.PBP");
+
+  // Patch in place: inspection first leaves the package's parts in Temp.
+  Job r;
+  RecordingHost ih;
+  const std::string temp = r.progFolder + "Temp" + kSep;
+  ASSERT_EQ(pbp::InspectEboot(eboot, temp, ih).message, "");
+  for (std::string* p : {&r.req.Icon0Path, &r.req.Icon1Path, &r.req.Pic0Path, &r.req.Pic1Path,
+                         &r.req.Snd0Path, &r.req.GamebootPath})
+    *p = temp + FileNameOf(*p);
+  r.req.GamebootPath = temp + "Gameboot.png";
+  r.req.InputPath = eboot;
+  r.req.Title = "Renamed";
+  r.req.GameID = "SLUS05678";
+  r.req.SaveName = "New Save";
+  ASSERT_EQ(r.Go(), "Success.");
+  pbp::Inspection in = pbp::InspectEboot(eboot, temp, ih);
+  EXPECT_EQ(in.title, "Renamed");
+  EXPECT_EQ(in.gameId, "SLUS05678");
+  EXPECT_EQ(in.saveName, "New Save");
+  EXPECT_EQ(ExtractAgain(eboot, r.work / "a.bin"), ExtractAgain(eboot, r.work / "b.bin"));
+
+  // A bigger PIC1 does not fit: rebuilt into a new file chosen by the caller.
+  r.req.Pic1Path = r.work / "big.png";
+  std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG",
+                             r.req.Pic1Path);
+  {
+    Bytes big = test::ReadFileBytes(r.req.Pic1Path);
+    big.resize(big.size() + 200000, 0);  // trailing bytes after IEND: still a valid PNG header
+    test::WriteFileBytes(r.req.Pic1Path, big);
+  }
+  const Bytes before = test::ReadFileBytes(eboot);
+  r.ctx.chooseRebuildDestination = [&] { return r.work / "rebuilt.pbp"; };
+  ConversionOutcome outcome;
+  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
+  EXPECT_EQ(outcome.rebuiltTo, r.work / "rebuilt.pbp");
+  EXPECT_EQ(test::ReadFileBytes(eboot), before);  // the source is never altered
+  EXPECT_EQ(ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin"),
+            ExtractAgain(eboot, r.work / "d.bin"));
+
+  // Recompressed at level 0 through extraction and the converter.
+  Job re;
+  ASSERT_EQ(pbp::InspectEboot(eboot, re.progFolder + "Temp" + kSep, ih).message, "");
+  re.req.InputPath = eboot;
+  re.req.RecompressEboot = true;
+  re.req.CompressionLevel = 0;
+  ASSERT_EQ(re.Go(), "Success.");
+  re.ExpectCleanedUp();
+  const Bytes again = ExtractAgain(re.Out("EBOOT.PBP"), re.work / "e.bin");
+  EXPECT_TRUE(std::equal(image.begin(), image.end(), again.begin()));
+}
+
+TEST(Conversion, InterruptedPalFixIsUndoneAtTheNextStart) {
+  TempDir prog, work;
+  const Bytes original = test::NoiseBytes(4096, 9);
+  Bytes patched = original;
+  patched[100] = 0xAA;
+  test::WriteFileBytes(work / "game.bin", patched);
+  const std::string temp = TempFolder(prog.folder());
+  char line[128];
+  std::snprintf(line, sizeof line, "100 %02X%02X%02X%02X %02X%02X%02X%02X\n", original[103],
+                original[102], original[101], original[100], original[107], original[106],
+                original[105], original[104]);
+  test::WriteFileText(temp + "PALFIX.UNDO", (work / "game.bin") + "\n" + line);
+  EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");
+  EXPECT_EQ(test::ReadFileBytes(work / "game.bin"), original);
+  EXPECT_FALSE(FileExists(temp + "PALFIX.UNDO"));
+  EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");  // nothing pending
+}
+
+}  // namespace
+}  // namespace ebf
