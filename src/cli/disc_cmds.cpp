@@ -29,14 +29,6 @@ class AnsweringHost : public Host {
   bool answer_;
 };
 
-std::string Absolute(const std::string& path) {
-  std::error_code ec;
-  auto abs = std::filesystem::absolute(std::filesystem::u8path(path), ec);
-  if (ec) return path;
-  auto u8 = abs.u8string();
-  return std::string(u8.begin(), u8.end());
-}
-
 std::string Hex(uint64_t value, int width) {
   char text[32];
   std::snprintf(text, sizeof text, "0x%0*llX", width, static_cast<unsigned long long>(value));
@@ -96,7 +88,7 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     context.programFolder = ctx.programFolder;
     context.settings = ctx.settings;
     AnsweringHost host(args.yes);
-    ResolvedInput r = ResolveInput(Absolute(args.path), context, host);
+    ResolvedInput r = ResolveInput(AbsolutePath(args.path), context, host);
     if (!r.message.empty()) {
       std::cerr << r.message << "\n";
       ctx.exitCode = 1;

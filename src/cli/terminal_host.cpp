@@ -38,9 +38,14 @@ void TerminalHost::SetBytesText(const std::string& text) {
   Redraw(false);
 }
 
-void TerminalHost::Log(const std::string& line) {
+void TerminalHost::Log(const std::string& text) {
+  // Log text carries its own line breaks, often ahead of the words.
+  std::string plain = ReplaceAll(text, "\r\n", "\n");
+  while (!plain.empty() && plain.front() == '\n') plain.erase(0, 1);
+  if (plain.empty()) return;
   FinishLine();
-  std::cerr << line << "\n";
+  std::cerr << plain;
+  if (plain.back() != '\n') std::cerr << "\n";
 }
 
 void TerminalHost::PumpEvents() {

@@ -23,6 +23,7 @@ class TerminalHost : public Host {
 
   // The question that stopped the run when --yes was not given.
   const std::string& refusedQuestion() const { return refused_; }
+  void ClearRefusedQuestion() { refused_.clear(); }
   void FinishLine();
 
  private:

@@ -59,6 +59,18 @@ std::string WithoutExtension(const std::string& path) {
   return FolderOf(path) + StemOf(path);
 }
 
+std::string AbsolutePath(const std::string& path) {
+  if (path.empty() || IsAbsolutePath(path)) return path;
+  std::error_code ec;
+  auto abs = fs::absolute(P(path), ec);
+  if (ec) return path;
+  auto u8 = abs.u8string();
+  std::string out(u8.begin(), u8.end());
+  // Keep a trailing separator: folder strings rely on it.
+  if (IsSeparator(path.back()) && !IsSeparator(out.back())) out.push_back(kSep);
+  return out;
+}
+
 bool IsAbsolutePath(const std::string& path) {
 #ifdef _WIN32
   if (path.size() >= 3 && path[1] == ':' && IsSeparator(path[2])) return true;

@@ -32,6 +32,8 @@ std::string FolderOf(const std::string& path);
 std::string StemOf(const std::string& path);
 // The path without its last extension, folder kept.
 std::string WithoutExtension(const std::string& path);
+// The path made absolute against the current folder (as it is when that fails).
+std::string AbsolutePath(const std::string& path);
 // Absolute path: POSIX "/..."; Windows "X:\..." or "X:/..." or a UNC path.
 bool IsAbsolutePath(const std::string& path);
 

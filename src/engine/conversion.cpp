@@ -11,6 +11,7 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "engine/converter_run.h"
 #include "engine/cue_toc.h"
@@ -206,6 +207,9 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
 
 std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
                           ConversionOutcome* outcomeOut) {
+  // The converter runs in the output folder, so every path it is given must stand alone.
+  r.InputPath = AbsolutePath(r.InputPath);
+  if (!r.OutputFolder.empty()) r.OutputFolder = AbsolutePath(r.OutputFolder);
   ConversionOutcome local;
   ConversionOutcome& outcome = outcomeOut ? *outcomeOut : local;
   Host& host = *ctx.host;

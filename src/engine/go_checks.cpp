@@ -1,20 +1,10 @@
 #include "engine/go_checks.h"
 
 #include "common/files.h"
-#include "common/pattern.h"
+#include "disc/game_id.h"
 #include "common/text.h"
 
 namespace ebf {
-
-bool IsKnownGameIdShape(const std::string& id) {
-  static const char* const kPrefixes[] = {"SCUS", "SLUS", "SLES", "SCES", "SCED", "SLPS",
-                                          "SLPM", "SCPS", "SLED", "SIPS", "ESPM"};
-  if (id.size() != 9 || !Matches(id, "????#####")) return false;
-  const std::string prefix = ToUpperAscii(id.substr(0, 4));
-  for (const char* p : kPrefixes)
-    if (prefix == p) return true;
-  return false;
-}
 
 bool IsDataFolder(const std::string& programFolder, const std::string& output) {
   // Exact text only: a trailing separator passes, as it always has.
@@ -42,24 +32,11 @@ GoVerdict RunGoChecks(const GoInputs& in, Host& host) {
     if (!MakeFolders(in.output)) return refuse(kMsgOutputInvalid);
     if (IsDataFolder(in.programFolder, in.output)) return refuse(kMsgOutputIsData);
   }
-  if (in.title.empty()) return refuse("Please enter a title for the game!");
-  if (in.saveName.empty())
-    return refuse("No game save name selected!  Please use the Select button to choose a game!");
-  if (in.gameId.size() != 9) return refuse("Game ID is invalid (according to tarnwick)");
-  if (!IsKnownGameIdShape(in.gameId))
-    return refuse("Game ID is invalid (well tarnwick will at least say that)");
-
-  const bool anyFix = in.palFixScreen || in.palFixGraphics;
-  if (in.region == "NTSC" && anyFix &&
-      !ask("It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!  Well, there "
-           "isn't much purpose in this, so are you sure you wish to do this?",
-           true))
-    return {};
-  if (in.region == "PAL" && !anyFix &&
-      !ask("It seems that you're converting a PAL game, but haven't chosen to do a PAL -> NTSC "
-           "fix.  Are you sure you wish to do this?",
-           true))
-    return {};
+  // Title, save name, ID and the region questions.
+  GameIdCheck id = CheckGameIdForConversion(in.gameId, in.title, in.saveName, in.region,
+                                            in.palFixScreen, in.palFixGraphics, host);
+  if (id.outcome == CheckOutcome::Refused) return refuse(id.message);
+  if (id.outcome == CheckOutcome::Declined) return {};
 
   if (in.slotChecks) {
     std::string slot = in.slotChecks();

@@ -37,9 +37,6 @@ struct GoVerdict {
 
 GoVerdict RunGoChecks(const GoInputs& in, Host& host);
 
-// True for IDs with a known product prefix and the "????#####" shape.
-bool IsKnownGameIdShape(const std::string& id);
-
 // The output text that names the program's own Data folder exactly.
 bool IsDataFolder(const std::string& programFolder, const std::string& output);
 

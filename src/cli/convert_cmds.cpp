@@ -1,0 +1,216 @@
+// convert and batch: the Go button from the command line.
+#include <chrono>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <set>
+#include <sstream>
+
+#include "cli/job.h"
+#include "cli/terminal_host.h"
+#include "common/files.h"
+#include "common/text.h"
+#include "disc/cue_sheet.h"
+
+namespace ebf::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct JobResult {
+  std::string game, id, result, size;
+  double seconds = 0;
+  int exitCode = 1;
+};
+
+std::string Seconds(double s) {
+  std::ostringstream out;
+  out << static_cast<int>(s) / 60 << "m " << static_cast<int>(s) % 60 << "s";
+  return out.str();
+}
+
+// Runs one input through the whole job; prints the closing message.
+JobResult RunOne(const std::string& input, const JobOptions& options, CliContext& ctx) {
+  auto& host = *static_cast<TerminalHost*>(ctx.host);
+  const auto start = std::chrono::steady_clock::now();
+  JobResult out;
+  PreparedJob job = PrepareJob(input, options, ctx, host);
+  out.game = job.title.empty() ? StemOf(input) : job.title;
+  out.id = job.request.GameID;
+  std::string result;
+  ConversionOutcome outcome;
+  if (!job.refusal.empty()) {
+    result = job.refusal;
+  } else if (!job.declined) {
+    host.Log("Converting " + input + "\n");
+    result = RunConversion(job.request, job.context, &outcome);
+  }
+  host.FinishLine();
+  out.seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+  if (result == "Success.") {
+    out.exitCode = 0;
+    const bool inPlace = Extension4(job.request.InputPath) == ".PBP" && !options.recompress;
+    std::string eboot = outcome.rebuiltTo.empty()
+                            ? (inPlace ? job.request.InputPath : job.request.OutputFolder + "EBOOT.PBP")
+                            : outcome.rebuiltTo;
+    if (!outcome.rebuiltTo.empty()) {
+      std::cout << "Done :)\n";
+    } else if (inPlace) {
+      std::cout << "Patching Done!  Enjoy :)\n";
+    } else {
+      std::cout << "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  "
+                   "Enjoy!\n";
+    }
+    if (outcome.palPatches)
+      std::cout << "PAL -> NTSC fix: " << outcome.palPatches << " change(s)\n";
+    out.size = FormatSize(FileSize(eboot).value_or(0));
+    std::cout << eboot << " (" << out.size << ", " << Seconds(out.seconds) << ")\n";
+    out.result = "Success.";
+  } else if (result == "Cancelled.") {
+    std::cerr << "Cancelled.\n";
+    out.result = result;
+    out.exitCode = 2;
+  } else if (result.empty()) {
+    // A question stopped the run: say which, and how to answer it.
+    std::cerr << ReplaceAll(host.refusedQuestion(), "\r\n", "\n")
+              << "\n(not answered: run again with --yes to answer Yes)\n";
+    out.result = "Stopped at a question";
+  } else {
+    std::cerr << ReplaceAll(result, "\r\n", "\n") << "\n";
+    out.result = ReplaceAll(SplitLines(result).empty() ? result : SplitLines(result)[0], "\t", " ");
+  }
+  host.ClearRefusedQuestion();
+  return out;
+}
+
+bool IsDiscImage(const std::string& path) {
+  const std::string ext = Extension4(path);
+  return ext == ".CUE" || ext == ".ISO" || ext == ".BIN" || ext == ".IMG" || ext == ".MDF" ||
+         ext == ".CCD";
+}
+
+std::string Canonical(const std::string& path) {
+  std::error_code ec;
+  auto p = fs::weakly_canonical(fs::u8path(path), ec);
+  if (ec) return path;
+  auto u8 = p.u8string();
+  return std::string(u8.begin(), u8.end());
+}
+
+// Every disc image under the given files and folders, a CUE taking the place of the data
+// file it names, a CCD turned into its IMG, each once.
+std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
+  std::vector<std::string> found;
+  for (const std::string& p : paths) {
+    std::error_code ec;
+    if (fs::is_directory(fs::u8path(p), ec)) {
+      std::vector<std::string> inFolder;
+      for (auto it = fs::recursive_directory_iterator(fs::u8path(p), ec);
+           !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
+        if (!it->is_regular_file(ec)) continue;
+        auto u8 = it->path().u8string();
+        std::string file(u8.begin(), u8.end());
+        if (IsDiscImage(file)) inFolder.push_back(file);
+      }
+      std::sort(inFolder.begin(), inFolder.end());
+      found.insert(found.end(), inFolder.begin(), inFolder.end());
+    } else if (IsDiscImage(p)) {
+      found.push_back(p);
+    }
+  }
+  std::set<std::string> covered, seen;
+  for (std::string& f : found) {
+    if (Extension4(f) == ".CCD") f = ResolveCaseBlind(WithoutExtension(f) + ".img");
+    if (Extension4(f) == ".CUE")
+      if (auto data = FindCueDataFile(f)) covered.insert(Canonical(*data));
+  }
+  std::vector<std::string> images;
+  for (const std::string& f : found) {
+    const std::string key = Canonical(f);
+    if (!FileExists(f) || covered.count(key) || !seen.insert(key).second) continue;
+    images.push_back(f);
+  }
+  return images;
+}
+
+struct ConvertArgs {
+  std::string input;
+  std::vector<std::string> paths;
+  JobOptions options;
+};
+
+CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
+  static ConvertArgs convert, batch;
+
+  auto* c = app.add_subcommand("convert", "Convert a disc image to EBOOT.PBP, or patch a package");
+  c->add_option("INPUT", convert.input, "ISO, BIN, CUE, IMG, CCD, MDF or a PBP package")
+      ->required();
+  AddJobOptions(*c, convert.options);
+  c->callback([&ctx] {
+    LoadCliSettings(ctx);
+    ctx.exitCode = RunOne(convert.input, convert.options, ctx).exitCode;
+  });
+
+  auto* b = app.add_subcommand("batch", "Convert every disc image found, each into its own folder");
+  b->add_option("PATH", batch.paths, "Disc images and folders to search")->required();
+  AddJobOptions(*b, batch.options);
+  b->callback([&ctx] {
+    LoadCliSettings(ctx);
+    if (batch.options.output.empty()) {
+      std::cerr << "batch needs an output folder: -o FOLDER\n";
+      ctx.exitCode = 1;
+      return;
+    }
+    if (!MakeFolders(batch.options.output) || !IsDirectory(batch.options.output)) {
+      std::cerr << "The output folder is invalid!\n";
+      ctx.exitCode = 1;
+      return;
+    }
+    // Each game gets its own folder under the output, named as the settings say (by title
+    // when they would name none).
+    ctx.settings.defaultOutputDir = batch.options.output;
+    if (ctx.settings.defaultOutDirOpt == 0) ctx.settings.defaultOutDirOpt = 2;
+    JobOptions each = batch.options;
+    each.output.clear();
+    std::set<std::string> claimed;
+    each.claimedFolders = &claimed;
+
+    const std::vector<std::string> images = FindDiscImages(batch.paths);
+    if (images.empty()) {
+      std::cerr << "No disc images found.\n";
+      ctx.exitCode = 1;
+      return;
+    }
+    std::vector<JobResult> results;
+    for (std::size_t i = 0; i < images.size(); ++i) {
+      std::cout << "[" << i + 1 << "/" << images.size() << "] " << images[i] << "\n";
+      results.push_back(RunOne(images[i], each, ctx));
+      if (results.back().exitCode == 2) break;  // Ctrl+C stops the whole batch
+    }
+
+    std::size_t w = 4;
+    for (const auto& r : results) w = std::max(w, CharCount(r.game));
+    w = std::min<std::size_t>(w, 40);
+    std::cout << "\n" << std::left << std::setw(static_cast<int>(w)) << "Game" << "  "
+              << std::setw(9) << "ID" << "  " << std::setw(24) << "Result" << "  "
+              << std::setw(9) << "Size" << "  Time\n";
+    int worst = 0;
+    for (const auto& r : results) {
+      std::string game = CharCount(r.game) > w ? LeftChars(r.game, w - 1) + "~" : r.game;
+      game += std::string(w - CharCount(game), ' ');
+      std::cout << game << "  " << std::setw(9) << r.id << "  " << std::setw(24)
+                << LeftChars(r.result, 24) << "  " << std::setw(9) << r.size << "  "
+                << Seconds(r.seconds) << "\n";
+      worst = std::max(worst, r.exitCode == 2 ? 2 : r.exitCode);
+    }
+    std::size_t ok = 0;
+    for (const auto& r : results) ok += r.exitCode == 0;
+    std::cout << ok << " of " << images.size() << " converted.\n";
+    ctx.exitCode = worst;
+  });
+});
+
+}  // namespace
+}  // namespace ebf::cli

@@ -1,0 +1,43 @@
+#pragma once
+// What the command line does in place of the main window: resolve an input as a drop
+// would, apply the user's overrides, run the Go checks and fill a ConversionRequest.
+
+#include <array>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "cli/registry.h"
+#include "engine/conversion.h"
+
+namespace ebf::cli {
+
+// The options shared by `convert` and `batch`.
+struct JobOptions {
+  std::string output;  // -o
+  std::optional<std::string> title, gameId, saveName;
+  std::optional<int> level;
+  bool palScreen = false, palGfx = false, recompress = false;
+  std::array<std::string, 6> assets;        // --icon0 ... --boot (ICON0, ICON1, PIC0, PIC1, SND0, Gameboot)
+  std::array<bool, 6> removed{};            // --no-icon0 ...
+  // Batch runs: output folders already taken by an earlier game; a later game with the
+  // same folder gets "<folder> (2)" and so on instead of overwriting it.
+  std::set<std::string>* claimedFolders = nullptr;
+};
+
+void AddJobOptions(CLI::App& cmd, JobOptions& options);
+
+struct PreparedJob {
+  std::string refusal;  // shown and the job stops; "" when the job can run
+  bool declined = false;  // a question was answered No
+  ConversionRequest request;
+  ConversionContext context;
+  std::string title;
+};
+
+// Resolves `input`, inspects a package, fills the slots, applies the options and runs the
+// Go checks. `outputOverride` replaces the resolver's output folder when not empty.
+PreparedJob PrepareJob(const std::string& input, const JobOptions& options, CliContext& ctx,
+                       Host& host);
+
+}  // namespace ebf::cli

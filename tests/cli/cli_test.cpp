@@ -1,0 +1,111 @@
+// The command-line program as a user runs it: real processes, real files.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "common/files.h"
+#include "support/disc_builder.h"
+#include "support/runtime.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+struct Ran {
+  int exit = -1;
+  std::string out;
+};
+
+Ran Cli(const std::string& args) {
+  const std::string cmd = "'" + test::RuntimeFolder() + "ebootforge-cli' " + args + " 2>&1";
+  Ran r;
+  FILE* pipe = popen(cmd.c_str(), "r");
+  if (!pipe) return r;
+  std::array<char, 4096> buf;
+  std::size_t n;
+  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) r.out.append(buf.data(), n);
+  int status = pclose(pipe);
+  r.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return r;
+}
+
+std::string Q(const std::string& path) { return "'" + path + "'"; }
+
+TEST(Cli, SettingsShowsTheEffectiveValues) {
+  TempDir dir;
+  dir.MakeDir("out");
+  test::WriteFileText(dir / "t.ini", "Default Output Dir = " + (dir / "out") +
+                                         "\r\nShowCust = 10\r\nDefaultOutDirOpt = 7\r\n"
+                                         "DefGameID = SCUS-94476\r\nDefGameID = SCUS94476\r\n");
+  Ran r = Cli("settings --ini " + Q(dir / "t.ini"));
+  EXPECT_EQ(r.exit, 0);
+  EXPECT_NE(r.out.find("DefaultOutputDir = " + (dir / "out") + "\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("ShowCust = 0\n"), std::string::npos);
+  EXPECT_NE(r.out.find("DefaultOutDirOpt = 0\n"), std::string::npos);
+  EXPECT_NE(r.out.find("DefGameID = SCUS94476\n"), std::string::npos);
+  EXPECT_LT(r.out.find("DefaultImagePath"), r.out.find("Theme ="));  // the writer's order
+  EXPECT_EQ(Cli("--version").exit, 0);
+  EXPECT_NE(Cli("nonsense").exit, 0);
+}
+
+TEST(Cli, ConvertAnswersQuestionsOnlyWithYes) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
+  Ran asked = Cli("convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out"));
+  EXPECT_EQ(asked.exit, 1);
+  EXPECT_NE(asked.out.find("It appears that you're using an ISO."), std::string::npos) << asked.out;
+  EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
+
+  Ran done = Cli("--yes convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 0");
+  EXPECT_EQ(done.exit, 0) << done.out;
+  EXPECT_NE(done.out.find("Conversion Done :)"), std::string::npos);
+  EXPECT_TRUE(FileExists(dir / "out/EBOOT.PBP"));
+
+  Ran info = Cli("info " + Q(dir / "out/EBOOT.PBP"));
+  EXPECT_EQ(info.exit, 0) << info.out;
+  EXPECT_NE(info.out.find("SLUS00594"), std::string::npos) << info.out;
+
+  // A package given back is patched in place.
+  Ran patched = Cli("convert " + Q(dir / "out/EBOOT.PBP") + " --title Renamed");
+  EXPECT_EQ(patched.exit, 0) << patched.out;
+  EXPECT_NE(patched.out.find("Patching Done!  Enjoy :)"), std::string::npos);
+  EXPECT_NE(Cli("info " + Q(dir / "out/EBOOT.PBP")).out.find("Renamed"), std::string::npos);
+
+  Ran bad = Cli("--yes convert " + Q(dir / "missing.iso") + " -o " + Q(dir / "out"));
+  EXPECT_EQ(bad.exit, 1);
+}
+
+TEST(Cli, BatchConvertsEveryGameAndReports) {
+  TempDir dir;
+  dir.MakeDir("games/more");
+  const char* ids[] = {"SLUS_012.34", "SCES_003.44", "SLPS_001.11", "SLUS_005.94", "SCUS_944.76"};
+  for (int i = 0; i < 5; ++i) {
+    test::IsoOptions disc = test::GameDisc(ids[i], test::NoiseBytes(30000, i));
+    const Bytes raw = test::BuildDiscImage(disc, test::SectorLayout::Mode2Raw);
+    const std::string base = dir / (i < 3 ? "games/game" : "games/more/game") + std::to_string(i);
+    if (i == 0) {  // a CUE with its BIN: converted once, through the sheet
+      test::WriteFileBytes(base + ".bin", raw);
+      test::WriteFileText(base + ".cue", "FILE \"game0.bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                                         " INDEX 01 00:00:00\n");
+    } else {
+      test::WriteFileBytes(base + ".bin", raw);
+    }
+  }
+  Ran r = Cli("--yes batch " + Q(dir / "games") + " -o " + Q(dir / "out") + " --level 1");
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_NE(r.out.find("5 of 5 converted."), std::string::npos) << r.out;
+  int packages = 0;
+  for (auto& e : std::filesystem::recursive_directory_iterator(dir / "out"))
+    packages += e.path().filename() == "EBOOT.PBP";
+  EXPECT_EQ(packages, 5);
+  for (const char* id : {"SLUS01234", "SCES00344", "SLPS00111", "SLUS00594", "SCUS94476"})
+    EXPECT_NE(r.out.find(id), std::string::npos) << id;
+}
+
+}  // namespace
+}  // namespace ebf
