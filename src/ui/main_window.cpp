@@ -23,7 +23,9 @@
 namespace ebf::ui {
 namespace {
 
-QString Q(const std::string& s) { return QString::fromStdString(s); }
+QString Q(const std::string& s) {
+  return QString::fromStdString(s);
+}
 
 QPushButton* Button(const QString& text, const char* name, QWidget* parent) {
   auto* b = new QPushButton(text, parent);
@@ -231,9 +233,9 @@ QWidget* MainWindow::BuildCustomisationPanel() {
     row.info = new QLabel(QLatin1String(info.infoText), panelCust_);
     row.info->setObjectName(QStringLiteral("lblCust%1Info").arg(key));
     row.info->setProperty("role", QStringLiteral("info"));
-    row.info->setMinimumWidth(row.info->fontMetrics().horizontalAdvance(
-                                  QStringLiteral("Information, up to 480 x 272")) +
-                              4);
+    row.info->setMinimumWidth(
+        row.info->fontMetrics().horizontalAdvance(QStringLiteral("Information, up to 480 x 272")) +
+        4);
     for (QWidget* w : {static_cast<QWidget*>(row.check), static_cast<QWidget*>(row.text),
                        static_cast<QWidget*>(row.browse)}) {
       w->setAcceptDrops(true);
@@ -302,9 +304,15 @@ void MainWindow::UpdateHookedButtons() {
   gate(cmdPreview_, bool(hooks_.openPreview));
 }
 
-void MainWindow::SetInputText(const std::string& path) { txtIn_->setText(Q(path)); }
-void MainWindow::SetTitleText(const std::string& title) { txtTitle_->setText(Q(title)); }
-void MainWindow::SetOutputText(const std::string& folder) { txtOut_->setText(Q(folder)); }
+void MainWindow::SetInputText(const std::string& path) {
+  txtIn_->setText(Q(path));
+}
+void MainWindow::SetTitleText(const std::string& title) {
+  txtTitle_->setText(Q(title));
+}
+void MainWindow::SetOutputText(const std::string& folder) {
+  txtOut_->setText(Q(folder));
+}
 
 void MainWindow::SetGameIdentity(const std::string& saveName, const std::string& gameId) {
   saveName_ = saveName;
@@ -312,9 +320,9 @@ void MainWindow::SetGameIdentity(const std::string& saveName, const std::string&
   if (gameId.empty() && saveName.empty()) {
     lblGameId_->setText(QStringLiteral("No game chosen yet"));
   } else {
-    lblGameId_->setText(QStringLiteral("%1   \u2022   save name %2")
-                            .arg(Q(gameId.empty() ? "?" : gameId),
-                                 Q(saveName.empty() ? "?" : saveName)));
+    lblGameId_->setText(
+        QStringLiteral("%1   \u2022   save name %2")
+            .arg(Q(gameId.empty() ? "?" : gameId), Q(saveName.empty() ? "?" : saveName)));
   }
 }
 
@@ -361,7 +369,9 @@ void MainWindow::LoadAndApplyTheme() {
   ApplyTheme(this, theme_, WindowKind::Main);
 }
 
-bool MainWindow::customisationShown() const { return !panelCust_->isHidden(); }
+bool MainWindow::customisationShown() const {
+  return !panelCust_->isHidden();
+}
 
 void MainWindow::ToggleCustomisation() {
   const bool show = panelCust_->isHidden();

@@ -22,7 +22,7 @@ inline constexpr const char* kMsgCancelWarning =
 
 ProgressBarFrame::ProgressBarFrame(const QString& fillName, QWidget* parent) : QWidget(parent) {
   setObjectName(fillName == QLatin1String("imgTotal") ? QStringLiteral("shpTotal")
-                                                       : QStringLiteral("frame"));
+                                                      : QStringLiteral("frame"));
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   fill_ = new QWidget(this);
   fill_->setObjectName(fillName);
@@ -41,7 +41,9 @@ int ProgressBarFrame::fillWidth() const {
   return static_cast<int>(std::lround(width() * fraction_));
 }
 
-void ProgressBarFrame::resizeEvent(QResizeEvent*) { SetFraction(fraction_); }
+void ProgressBarFrame::resizeEvent(QResizeEvent*) {
+  SetFraction(fraction_);
+}
 
 void ProgressBarFrame::paintEvent(QPaintEvent*) {
   QPainter p(this);
@@ -157,7 +159,9 @@ void ProgressWindow::CancelClicked() {
   CancelRequested = true;
 }
 
-void ProgressWindow::closeEvent(QCloseEvent* event) { event->ignore(); }
+void ProgressWindow::closeEvent(QCloseEvent* event) {
+  event->ignore();
+}
 
 void ProgressWindow::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Escape) {
@@ -177,7 +181,9 @@ void ProgressWindow::SetCaption(const std::string& caption) {
   setWindowTitle(QString::fromStdString(caption));
 }
 
-void ProgressWindow::SetFraction(double fraction) { bar_->SetFraction(fraction); }
+void ProgressWindow::SetFraction(double fraction) {
+  bar_->SetFraction(fraction);
+}
 
 void ProgressWindow::SetTotalFraction(double fraction) {
   if (total_) total_->SetFraction(fraction);
@@ -191,14 +197,20 @@ void ProgressWindow::SetBytesText(const std::string& text) {
   lblBytes_->setText(QString::fromStdString(text));
 }
 
-void ProgressWindow::ShowBar(bool visible) { bar_->setVisible(visible); }
+void ProgressWindow::ShowBar(bool visible) {
+  bar_->setVisible(visible);
+}
 
-void ProgressWindow::ShowBytes(bool visible) { lblBytes_->setVisible(visible); }
+void ProgressWindow::ShowBytes(bool visible) {
+  lblBytes_->setVisible(visible);
+}
 
 void ProgressWindow::Log(const std::string& line) {
   if (txtLog_) txtLog_->appendPlainText(QString::fromStdString(line));
 }
 
-void ProgressWindow::PumpEvents() { QCoreApplication::processEvents(); }
+void ProgressWindow::PumpEvents() {
+  QCoreApplication::processEvents();
+}
 
 }  // namespace ebf::ui

@@ -13,11 +13,12 @@ namespace ebf::ui {
 namespace {
 
 QString Css(const QColor& c) {
-  return c.alpha() == 255 ? c.name() : QStringLiteral("rgba(%1,%2,%3,%4)")
-                                           .arg(c.red())
-                                           .arg(c.green())
-                                           .arg(c.blue())
-                                           .arg(c.alpha());
+  return c.alpha() == 255 ? c.name()
+                          : QStringLiteral("rgba(%1,%2,%3,%4)")
+                                .arg(c.red())
+                                .arg(c.green())
+                                .arg(c.blue())
+                                .arg(c.alpha());
 }
 
 QColor Blend(const QColor& a, const QColor& b, double t) {
@@ -26,10 +27,13 @@ QColor Blend(const QColor& a, const QColor& b, double t) {
                           a.blueF() + (b.blueF() - a.blueF()) * t);
 }
 
-int Alpha(int64_t value) { return static_cast<int>(std::clamp<int64_t>(value, 0, 255)); }
+int Alpha(int64_t value) {
+  return static_cast<int>(std::clamp<int64_t>(value, 0, 255));
+}
 
 QString Url(const std::string& path) {
-  return QStringLiteral("url(\"%1\")").arg(QDir::fromNativeSeparators(QString::fromStdString(path)));
+  return QStringLiteral("url(\"%1\")")
+      .arg(QDir::fromNativeSeparators(QString::fromStdString(path)));
 }
 
 // A themed button face, or plain colours when the theme has no picture for it.
@@ -135,14 +139,13 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
              "QPushButton { padding: 5px 14px; min-height: 20px; border-width: 6px; }\n"
              "QPushButton:disabled { color: %5; }\n"
              "QPushButton:focus { outline: none; }\n")
-             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim),
-                  Css(c.boxBg), Css(Blend(c.fg, c.accent, 0.35)), Css(Blend(c.boxBg, c.accent, 0.55)));
+             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim), Css(c.boxBg),
+                  Css(Blend(c.fg, c.accent, 0.35)), Css(Blend(c.boxBg, c.accent, 0.55)));
   css += QStringLiteral("QPushButton { color: %1; }\n").arg(Css(c.fg));
   css += ButtonRule(QStringLiteral("QPushButton"), theme, "Btn_Normal.png", c.boxBg, border);
-  css += ButtonRule(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme,
-                    "Btn_Hover.png", Blend(c.boxBg, c.accent, 0.2), hoverBorder);
-  css += ButtonRule(QStringLiteral("QPushButton:pressed"), theme, "Btn_Pressed.png",
-                    c.bg, border);
+  css += ButtonRule(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme, "Btn_Hover.png",
+                    Blend(c.boxBg, c.accent, 0.2), hoverBorder);
+  css += ButtonRule(QStringLiteral("QPushButton:pressed"), theme, "Btn_Pressed.png", c.bg, border);
   css += ButtonRule(QStringLiteral("QPushButton[accent=\"true\"]"), theme, "Btn_Accent.png",
                     c.accent, c.accent);
   css += QStringLiteral("QPushButton[accent=\"true\"] { color: white; font-weight: 700; }\n");
@@ -193,8 +196,8 @@ void ThemedHeader::paintEvent(QPaintEvent*) {
   QPainter p(this);
   p.setRenderHint(QPainter::SmoothPixmapTransform);
   // Cover the strip: scale to its height (or width if that is larger), anchored right.
-  const double scale = std::max(double(height()) / picture_.height(),
-                                double(width()) / picture_.width());
+  const double scale =
+      std::max(double(height()) / picture_.height(), double(width()) / picture_.width());
   const QSizeF drawn(picture_.width() * scale, picture_.height() * scale);
   p.drawPixmap(QRectF(QPointF(width() - drawn.width(), (height() - drawn.height()) / 2), drawn),
                picture_, picture_.rect());

@@ -79,10 +79,10 @@ inline void FillProgramFolder(const TempDir& dir) {
   dir.MakeDir("Data");
   dir.MakeDir("PSXCust/Default");
   dir.MakeDir("Themes/Default");
-  for (const char* f : {"Data/tarnwick.exe", "Data/BASE.PBP", "Data/DATA.PSP",
-                        "PSXCust/Default/ICON0.PNG", "PSXCust/Default/ICON1.PMF",
-                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG",
-                        "PSXCust/Default/SND0.AT3", "PSXCust/Default/Gameboot.png"})
+  for (const char* f :
+       {"Data/tarnwick.exe", "Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/ICON0.PNG",
+        "PSXCust/Default/ICON1.PMF", "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG",
+        "PSXCust/Default/SND0.AT3", "PSXCust/Default/Gameboot.png"})
     WriteFileText(dir / f, "x");
   WriteFileText(dir / "Themes/Default/style.ini", "MAINBGCOL = 202020\nMAINTITLE = Plain\n");
 }

@@ -39,8 +39,8 @@ class OptionsDialogTest : public QObject {
       theme.programFolder = prog.folder();
     }
     std::unique_ptr<ui::OptionsDialog> Open() {
-      return std::make_unique<ui::OptionsDialog>(settings, settingsFile, theme, dialogs,
-                                                 prompter, [this] { ++themeReloads; });
+      return std::make_unique<ui::OptionsDialog>(settings, settingsFile, theme, dialogs, prompter,
+                                                 [this] { ++themeReloads; });
     }
   };
 
