@@ -38,6 +38,8 @@ QLabel* FieldLabel(const QString& text, QWidget* buddy, QWidget* parent) {
   auto* l = new QLabel(text, parent);
   l->setBuddy(buddy);
   l->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  // One width for the labels of both boxes, so that their fields line up.
+  l->setMinimumWidth(l->fontMetrics().horizontalAdvance(QStringLiteral("Compression:")) + 6);
   return l;
 }
 
@@ -87,6 +89,7 @@ void MainWindow::BuildLayout() {
 QWidget* MainWindow::BuildInputBox() {
   auto* box = new QGroupBox(QStringLiteral("Game"), this);
   auto* grid = new QGridLayout(box);
+  grid->setContentsMargins(4, 0, 4, 2);
   grid->setHorizontalSpacing(8);
   grid->setVerticalSpacing(8);
 
@@ -96,7 +99,7 @@ QWidget* MainWindow::BuildInputBox() {
   txtIn_->setAcceptDrops(false);  // drops go to the window's own handler
   cmdInBrowse_ = Button(QStringLiteral("&Browse..."), "cmdInBrowse", box);
   cmdInBrowse_->setAcceptDrops(false);
-  cmdInCD_ = Button(QStringLiteral("CD"), "cmdInCD", box);
+  cmdInCD_ = Button(QStringLiteral("CD \u25BE"), "cmdInCD", box);
   cmdInCD_->setToolTip(QStringLiteral("Read from a disc drive"));
   mnuCD_ = new QMenu(cmdInCD_);
   mnuCD_->setObjectName(QStringLiteral("mnuCD"));
@@ -152,6 +155,7 @@ QWidget* MainWindow::BuildInputBox() {
 QWidget* MainWindow::BuildOutputBox() {
   auto* box = new QGroupBox(QStringLiteral("Package"), this);
   auto* grid = new QGridLayout(box);
+  grid->setContentsMargins(4, 0, 4, 2);
   grid->setHorizontalSpacing(8);
   grid->setVerticalSpacing(8);
   txtOut_ = new QLineEdit(box);

@@ -50,11 +50,13 @@ void ProgressBarFrame::paintEvent(QPaintEvent*) {
   p.setRenderHint(QPainter::Antialiasing);
   const QRectF r = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
   const double radius = r.height() / 2;
-  p.setPen(QPen(palette().color(QPalette::Mid), 1));
-  p.setBrush(palette().color(QPalette::Base));
+  // The window's own palette: the theme sets it there.
+  const QPalette& pal = window()->palette();
+  p.setPen(QPen(pal.color(QPalette::Mid), 1));
+  p.setBrush(pal.color(QPalette::Base));
   p.drawRoundedRect(r, radius, radius);
   if (fillWidth() > 0) {
-    const QColor accent = palette().color(QPalette::Highlight);
+    const QColor accent = pal.color(QPalette::Highlight);
     QLinearGradient g(r.topLeft(), r.bottomLeft());
     g.setColorAt(0, accent.lighter(125));
     g.setColorAt(1, accent);
@@ -73,9 +75,15 @@ ProgressWindow::ProgressWindow(Kind kind, Prompter& prompter, const ThemeContext
   // No close button in the title bar; Alt+F4 and Escape are refused below.
   setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
 
-  auto* layout = new QVBoxLayout(this);
+  auto* outer = new QVBoxLayout(this);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->setSpacing(0);
+  header_ = new ThemedHeader(QStringLiteral("Ti_Main.jpg"), windowTitle(), this);
+  outer->addWidget(header_);
+  auto* layout = new QVBoxLayout;
   layout->setContentsMargins(18, 16, 18, 16);
   layout->setSpacing(10);
+  outer->addLayout(layout);
 
   if (kind == Kind::Log) {
     auto* lblErr = new QLabel(QStringLiteral("Errors:"), this);
@@ -179,6 +187,7 @@ bool ProgressWindow::AskYesNo(const std::string& text, bool defaultNo, MsgIcon i
 
 void ProgressWindow::SetCaption(const std::string& caption) {
   setWindowTitle(QString::fromStdString(caption));
+  header_->SetTitle(windowTitle());
 }
 
 void ProgressWindow::SetFraction(double fraction) {

@@ -111,6 +111,8 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
     pal.setColor(QPalette::Disabled, role, dim);
   pal.setColor(QPalette::Disabled, QPalette::Base, Blend(c.editBg, c.bg, 0.5));
   window->setPalette(pal);
+  // A styled window does not always hand its palette down; give it to every control.
+  for (QWidget* child : window->findChildren<QWidget*>()) child->setPalette(pal);
 
   const std::string& fontName = kind == WindowKind::Main ? t.mainFont : t.dialogFont;
   QFont font = QApplication::font();
@@ -120,23 +122,27 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
   const QColor border = Blend(c.boxBg, c.fg, 0.18);
   const QColor hoverBorder = Blend(c.boxBg, c.accent, 0.7);
   QString css;
+  // Children of a styled window do not always take the window's palette; name the text
+  // colour for the plain controls outright.
+  css += QStringLiteral("QLabel, QCheckBox, QRadioButton { color: %1; }\n").arg(Css(c.fg));
   css += QStringLiteral(
-             "QLineEdit, QSpinBox, QComboBox, QPlainTextEdit { background: %1; color: %2;"
+             "QLineEdit, QComboBox, QPlainTextEdit { background: %1; color: %2;"
              " border: 1px solid %3; border-radius: 6px; padding: 3px 6px;"
              " selection-background-color: %4; }\n"
-             "QLineEdit:focus, QSpinBox:focus, QComboBox:focus, QPlainTextEdit:focus"
+             "QLineEdit:focus, QComboBox:focus, QPlainTextEdit:focus"
              " { border-color: %4; }\n"
              "QLineEdit:disabled, QSpinBox:disabled, QComboBox:disabled { color: %5; }\n"
              "QComboBox QAbstractItemView { background: %1; color: %2; }\n"
              "QGroupBox { background: %6; border: 1px solid %3; border-radius: 10px;"
-             " margin-top: 1.5em; padding: 10px 10px 8px 10px; }\n"
-             "QGroupBox::title { subcontrol-origin: margin; left: 12px; padding: 0 4px;"
-             " color: %7; font-weight: 600; }\n"
+             " margin-top: 0px; padding: 30px 12px 10px 12px; }\n"
+             "QGroupBox::title { subcontrol-origin: padding; subcontrol-position: top left;"
+             " left: 14px; top: 9px; color: %7; font-weight: 600; }\n"
              "QFrame#panelCust { background: %6; border: 1px solid %3; border-radius: 10px; }\n"
              "QLabel#lblHint, QLabel[role=\"info\"] { color: %5; }\n"
              "QLabel#lblRegion { background: %8; color: white; border-radius: 9px;"
              " padding: 1px 10px; font-weight: 600; }\n"
-             "QPushButton { padding: 5px 14px; min-height: 20px; border-width: 6px; }\n"
+             "QPushButton { padding: 1px 12px; min-height: 18px; border-width: 5px; }\n"
+             "QLabel:disabled, QCheckBox:disabled, QRadioButton:disabled { color: %5; }\n"
              "QPushButton:disabled { color: %5; }\n"
              "QPushButton:focus { outline: none; }\n")
              .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim), Css(c.boxBg),
@@ -155,6 +161,26 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
              "QPushButton#cmdCustShowHide:hover, QPushButton#cmdCustShowHide:focus"
              " { color: %2; }\n")
              .arg(Css(c.fg), Css(c.accent));
+  // Check marks from the theme's pictures, when it has them; else the desktop's own.
+  const std::pair<const char*, const char*> marks[] = {
+      {"QCheckBox::indicator:unchecked", "Chk_Off.png"},
+      {"QCheckBox::indicator:checked", "Chk_On.png"},
+      {"QRadioButton::indicator:unchecked", "Rad_Off.png"},
+      {"QRadioButton::indicator:checked", "Rad_On.png"}};
+  bool allMarks = true;
+  for (const auto& [selector, file] : marks)
+    allMarks &= !FindThemePicture(theme.programFolder, theme.name, file).empty();
+  if (allMarks) {
+    css += QStringLiteral(
+        "QCheckBox::indicator, QRadioButton::indicator { width: 16px;"
+        " height: 16px; }\n"
+        "QCheckBox::indicator:disabled, QRadioButton::indicator:disabled"
+        " { opacity: 0.5; }\n");
+    for (const auto& [selector, file] : marks)
+      css += QStringLiteral("%1 { image: %2; }\n")
+                 .arg(QLatin1String(selector),
+                      Url(FindThemePicture(theme.programFolder, theme.name, file)));
+  }
   window->setStyleSheet(css);
 
   for (ThemedHeader* header : window->findChildren<ThemedHeader*>()) header->ApplyTheme(theme);
