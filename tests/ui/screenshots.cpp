@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QSpinBox>
 #include <QStyleFactory>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include "app/settings.h"
@@ -39,8 +40,9 @@ int main(int argc, char** argv) {
   const QString out = QString::fromLocal8Bit(argv[2]);
   ui::QtPrompter prompter;
   ui::QtFileDialogs dialogs;
-  // Settings go to a scratch file so that the runtime tree's own file stays as it is.
-  const std::string scratch = TempFolder(runtime) + "screenshots.ini";
+  // Settings go to a scratch file so that the runtime tree stays as it is.
+  QTemporaryDir scratchDir;
+  const std::string scratch = scratchDir.filePath(QStringLiteral("screenshots.ini")).toStdString();
 
   ui::MainWindow w({runtime, scratch, &prompter, &dialogs});
   w.settings().theme = "Default";
@@ -79,6 +81,5 @@ int main(int argc, char** argv) {
   s.imgResMode = 3;
   ui::OptionsDialog options(s, scratch, w.theme(), dialogs, prompter, {});
   ok &= Save(options, out, "options.png");
-  DeleteFileIfExists(scratch);
   return ok ? 0 : 1;
 }
