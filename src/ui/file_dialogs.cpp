@@ -33,7 +33,8 @@ QString QtFileDialogs::SaveFile(QWidget* parent, const QString& title, const QSt
   dialog.setAcceptMode(QFileDialog::AcceptSave);
   dialog.setNameFilters(ToQtFilters(filters));
   dialog.setDefaultSuffix(defaultExtension);
-  if (!startAt.isEmpty()) dialog.setDirectory(QFileInfo(startAt).isDir() ? startAt : QFileInfo(startAt).path());
+  if (!startAt.isEmpty())
+    dialog.setDirectory(QFileInfo(startAt).isDir() ? startAt : QFileInfo(startAt).path());
   if (!proposedName.isEmpty()) dialog.selectFile(proposedName);
   if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return {};
   return QDir::toNativeSeparators(dialog.selectedFiles().first());

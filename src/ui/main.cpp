@@ -23,9 +23,9 @@ int main(int argc, char** argv) {
 
   ebf::ui::QtPrompter prompter;
   ebf::ui::QtFileDialogs dialogs;
-  ebf::ui::MainWindow window(
-      {programFolder, ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()), &prompter,
-       &dialogs});
+  ebf::ui::MainWindow window({programFolder,
+                              ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()),
+                              &prompter, &dialogs});
   QObject::connect(&instance, &ebf::ui::SingleInstance::Activated, &window,
                    &ebf::ui::MainWindow::BringToFront);
 

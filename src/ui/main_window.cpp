@@ -23,7 +23,9 @@
 namespace ebf::ui {
 namespace {
 
-QString Q(const std::string& s) { return QString::fromStdString(s); }
+QString Q(const std::string& s) {
+  return QString::fromStdString(s);
+}
 
 QPushButton* Button(const QString& text, const char* name, QWidget* parent) {
   auto* b = new QPushButton(text, parent);
@@ -36,6 +38,8 @@ QLabel* FieldLabel(const QString& text, QWidget* buddy, QWidget* parent) {
   auto* l = new QLabel(text, parent);
   l->setBuddy(buddy);
   l->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  // One width for the labels of both boxes, so that their fields line up.
+  l->setMinimumWidth(l->fontMetrics().horizontalAdvance(QStringLiteral("Compression:")) + 6);
   return l;
 }
 
@@ -85,6 +89,7 @@ void MainWindow::BuildLayout() {
 QWidget* MainWindow::BuildInputBox() {
   auto* box = new QGroupBox(QStringLiteral("Game"), this);
   auto* grid = new QGridLayout(box);
+  grid->setContentsMargins(4, 0, 4, 2);
   grid->setHorizontalSpacing(8);
   grid->setVerticalSpacing(8);
 
@@ -94,7 +99,7 @@ QWidget* MainWindow::BuildInputBox() {
   txtIn_->setAcceptDrops(false);  // drops go to the window's own handler
   cmdInBrowse_ = Button(QStringLiteral("&Browse..."), "cmdInBrowse", box);
   cmdInBrowse_->setAcceptDrops(false);
-  cmdInCD_ = Button(QStringLiteral("CD"), "cmdInCD", box);
+  cmdInCD_ = Button(QStringLiteral("CD \u25BE"), "cmdInCD", box);
   cmdInCD_->setToolTip(QStringLiteral("Read from a disc drive"));
   mnuCD_ = new QMenu(cmdInCD_);
   mnuCD_->setObjectName(QStringLiteral("mnuCD"));
@@ -150,6 +155,7 @@ QWidget* MainWindow::BuildInputBox() {
 QWidget* MainWindow::BuildOutputBox() {
   auto* box = new QGroupBox(QStringLiteral("Package"), this);
   auto* grid = new QGridLayout(box);
+  grid->setContentsMargins(4, 0, 4, 2);
   grid->setHorizontalSpacing(8);
   grid->setVerticalSpacing(8);
   txtOut_ = new QLineEdit(box);
@@ -231,9 +237,9 @@ QWidget* MainWindow::BuildCustomisationPanel() {
     row.info = new QLabel(QLatin1String(info.infoText), panelCust_);
     row.info->setObjectName(QStringLiteral("lblCust%1Info").arg(key));
     row.info->setProperty("role", QStringLiteral("info"));
-    row.info->setMinimumWidth(row.info->fontMetrics().horizontalAdvance(
-                                  QStringLiteral("Information, up to 480 x 272")) +
-                              4);
+    row.info->setMinimumWidth(
+        row.info->fontMetrics().horizontalAdvance(QStringLiteral("Information, up to 480 x 272")) +
+        4);
     for (QWidget* w : {static_cast<QWidget*>(row.check), static_cast<QWidget*>(row.text),
                        static_cast<QWidget*>(row.browse)}) {
       w->setAcceptDrops(true);
@@ -302,9 +308,15 @@ void MainWindow::UpdateHookedButtons() {
   gate(cmdPreview_, bool(hooks_.openPreview));
 }
 
-void MainWindow::SetInputText(const std::string& path) { txtIn_->setText(Q(path)); }
-void MainWindow::SetTitleText(const std::string& title) { txtTitle_->setText(Q(title)); }
-void MainWindow::SetOutputText(const std::string& folder) { txtOut_->setText(Q(folder)); }
+void MainWindow::SetInputText(const std::string& path) {
+  txtIn_->setText(Q(path));
+}
+void MainWindow::SetTitleText(const std::string& title) {
+  txtTitle_->setText(Q(title));
+}
+void MainWindow::SetOutputText(const std::string& folder) {
+  txtOut_->setText(Q(folder));
+}
 
 void MainWindow::SetGameIdentity(const std::string& saveName, const std::string& gameId) {
   saveName_ = saveName;
@@ -312,9 +324,9 @@ void MainWindow::SetGameIdentity(const std::string& saveName, const std::string&
   if (gameId.empty() && saveName.empty()) {
     lblGameId_->setText(QStringLiteral("No game chosen yet"));
   } else {
-    lblGameId_->setText(QStringLiteral("%1   \u2022   save name %2")
-                            .arg(Q(gameId.empty() ? "?" : gameId),
-                                 Q(saveName.empty() ? "?" : saveName)));
+    lblGameId_->setText(
+        QStringLiteral("%1   \u2022   save name %2")
+            .arg(Q(gameId.empty() ? "?" : gameId), Q(saveName.empty() ? "?" : saveName)));
   }
 }
 
@@ -361,7 +373,9 @@ void MainWindow::LoadAndApplyTheme() {
   ApplyTheme(this, theme_, WindowKind::Main);
 }
 
-bool MainWindow::customisationShown() const { return !panelCust_->isHidden(); }
+bool MainWindow::customisationShown() const {
+  return !panelCust_->isHidden();
+}
 
 void MainWindow::ToggleCustomisation() {
   const bool show = panelCust_->isHidden();

@@ -153,13 +153,12 @@ class MainWindow : public QWidget {
   QMenu* mnuCD_ = nullptr;
   QLabel *lblRegion_ = nullptr, *lblGameId_ = nullptr;
   QSpinBox* txtCompress_ = nullptr;
-  QCheckBox *chkPAL2NTSCScr_ = nullptr, *chkPAL2NTSCGFX_ = nullptr,
-            *chkRecompressEBOOT_ = nullptr;
+  QCheckBox *chkPAL2NTSCScr_ = nullptr, *chkPAL2NTSCGFX_ = nullptr, *chkRecompressEBOOT_ = nullptr;
   QPushButton* cmdCustShowHide_ = nullptr;
   QFrame* panelCust_ = nullptr;
   std::array<SlotRow, kSlotCount> slots_{};
-  QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr,
-              *cmdPreview_ = nullptr, *cmdAbout_ = nullptr, *cmdBatch_ = nullptr;
+  QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr, *cmdPreview_ = nullptr,
+              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr;
 };
 
 }  // namespace ebf::ui

@@ -21,8 +21,12 @@
 namespace ebf::ui {
 namespace {
 
-QString Q(const std::string& s) { return QString::fromStdString(s); }
-std::string S(const QString& s) { return s.toStdString(); }
+QString Q(const std::string& s) {
+  return QString::fromStdString(s);
+}
+std::string S(const QString& s) {
+  return s.toStdString();
+}
 
 constexpr const char* kMsgNoInput = "The input file doesn't exist!";
 constexpr const char* kMsgShortInput = "The input file can't possibly be valid! XD";
@@ -32,7 +36,8 @@ constexpr const char* kMsgIsoWarning =
     "to BIN/IMG - re-dump the game if possible.  Are you sure you wish to continue?";
 constexpr const char* kMsgNoOutput = "Please enter an output folder!";
 constexpr const char* kMsgBadOutput = "The output folder is invalid!";
-constexpr const char* kMsgDataOutput = "The output folder is cannot be the same as the Data folder!";
+constexpr const char* kMsgDataOutput =
+    "The output folder is cannot be the same as the Data folder!";
 constexpr const char* kMsgNoTitle = "Please enter a title for the game!";
 constexpr const char* kMsgNoSave =
     "No game save name selected!  Please use the Select button to choose a game!";
@@ -90,7 +95,8 @@ std::string MainWindow::ValidateForGo() {
   const std::string prefix = ToUpperAscii(gameId_.substr(0, 4));
   bool known = false;
   for (const char* k : kIdPrefixes) known |= prefix == k;
-  if (!known || !Matches(gameId_, "????#####")) return p.Warn(this, QLatin1String(kMsgIdPrefix)), "";
+  if (!known || !Matches(gameId_, "????#####"))
+    return p.Warn(this, QLatin1String(kMsgIdPrefix)), "";
   const std::string region = S(lblRegion_->text());
   const bool anyFix = chkPAL2NTSCScr_->isChecked() || chkPAL2NTSCGFX_->isChecked();
   if (region == "NTSC" && anyFix && !p.Ask(this, QLatin1String(kMsgPalOnNtsc), true)) return "";
@@ -173,8 +179,8 @@ void MainWindow::BrowseOutput() {
 
 void MainWindow::BrowseSlot(int slot) {
   const SlotInfo& info = SlotAt(slot);
-  const QString path = services_.dialogs->OpenFile(
-      this, QLatin1String(info.browseTitle), Q(settings_.defaultCustDir), info.browseFilters);
+  const QString path = services_.dialogs->OpenFile(this, QLatin1String(info.browseTitle),
+                                                   Q(settings_.defaultCustDir), info.browseFilters);
   if (!path.isEmpty()) slots_.at(slot).text->setText(path);
 }
 
@@ -204,20 +210,21 @@ void MainWindow::DropFiles(const QStringList& paths, int slot) {
 
 void MainWindow::OpenOptions() {
   TakeSettingsFromControls();
-  OptionsDialog dialog(settings_, services_.settingsFile, theme_, *services_.dialogs,
-                       *services_.prompter, [this] { LoadAndApplyTheme(); }, this);
+  OptionsDialog dialog(
+      settings_, services_.settingsFile, theme_, *services_.dialogs, *services_.prompter,
+      [this] { LoadAndApplyTheme(); }, this);
   dialog.exec();
 }
 
 void MainWindow::ShowAbout() {
   services_.prompter->Inform(
-      this, QStringLiteral(
-                "ebootforge %1\n\n"
-                "Turns PlayStation disc images into EBOOT.PBP packages for the PSP, and edits "
-                "such packages.\n\n"
-                "Built with Qt %2, zlib, libpng, libjpeg-turbo, giflib and CLI11. "
-                "All artwork is drawn by the program's own build.")
-                .arg(QStringLiteral(EBF_VERSION), QLatin1String(qVersion())));
+      this,
+      QStringLiteral("ebootforge %1\n\n"
+                     "Turns PlayStation disc images into EBOOT.PBP packages for the PSP, and edits "
+                     "such packages.\n\n"
+                     "Built with Qt %2, zlib, libpng, libjpeg-turbo, giflib and CLI11. "
+                     "All artwork is drawn by the program's own build.")
+          .arg(QStringLiteral(EBF_VERSION), QLatin1String(qVersion())));
 }
 
 }  // namespace ebf::ui

@@ -20,7 +20,9 @@
 namespace ebf::ui {
 namespace {
 
-QString Q(const std::string& s) { return QString::fromStdString(s); }
+QString Q(const std::string& s) {
+  return QString::fromStdString(s);
+}
 
 QPushButton* BrowseButton(const char* name, QWidget* parent) {
   auto* b = new QPushButton(QStringLiteral("Browse..."), parent);
@@ -32,10 +34,8 @@ QPushButton* BrowseButton(const char* name, QWidget* parent) {
 }  // namespace
 
 QStringList OptionsDialog::ResizeModeNames() {
-  return {QStringLiteral("No resizing (crop)"),
-          QStringLiteral("Zoom: fill, crop the overflow"),
-          QStringLiteral("Stretch: ignore aspect ratio"),
-          QStringLiteral("Fit: keep aspect ratio")};
+  return {QStringLiteral("No resizing (crop)"), QStringLiteral("Zoom: fill, crop the overflow"),
+          QStringLiteral("Stretch: ignore aspect ratio"), QStringLiteral("Fit: keep aspect ratio")};
 }
 
 OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
@@ -53,8 +53,8 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
   auto* outer = new QVBoxLayout(this);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->setSpacing(0);
-  outer->addWidget(new ThemedHeader(QStringLiteral("Ti_Options.jpg"), QStringLiteral("options"),
-                                    this));
+  outer->addWidget(
+      new ThemedHeader(QStringLiteral("Ti_Options.jpg"), QStringLiteral("options"), this));
   auto* body = new QVBoxLayout;
   body->setContentsMargins(16, 12, 16, 16);
   body->setSpacing(12);
@@ -94,8 +94,8 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
   // The two choices side by side.
   auto* choices = new QHBoxLayout;
   choices->setSpacing(12);
-  auto* outDir = new QGroupBox(QStringLiteral("After choosing an input, add to the output folder"),
-                               this);
+  auto* outDir =
+      new QGroupBox(QStringLiteral("After choosing an input, add to the output folder"), this);
   auto* outLayout = new QVBoxLayout(outDir);
   const QString outNames[] = {QStringLiteral("Nothing"), QStringLiteral("The image file name"),
                               QStringLiteral("The game title"), QStringLiteral("The game ID")};
@@ -132,8 +132,8 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
   cboImgRes_->addItems(ResizeModeNames());
   chkImgResCentre_ = new QCheckBox(QStringLiteral("Centre converted pictures on black"), look);
   chkImgResCentre_->setObjectName(QStringLiteral("chkImgResCentre"));
-  chkHideTags_ = new QCheckBox(QStringLiteral("Hide [NTSC-...] and [PAL-...] tags in game names"),
-                               look);
+  chkHideTags_ =
+      new QCheckBox(QStringLiteral("Hide [NTSC-...] and [PAL-...] tags in game names"), look);
   chkHideTags_->setObjectName(QStringLiteral("chkHideTags"));
   cboTheme_ = new QComboBox(look);
   cboTheme_->setObjectName(QStringLiteral("cboTheme"));

@@ -26,8 +26,8 @@ class OptionsDialog : public QDialog {
   // `settings` is the program's record, changed only on OK; `settingsFile` is rewritten then.
   // `onThemeChanged` runs when OK picks another theme (names compared case-blind).
   OptionsDialog(Settings& settings, std::string settingsFile, const ThemeContext& theme,
-                FileDialogs& dialogs, Prompter& prompter,
-                std::function<void()> onThemeChanged, QWidget* parent = nullptr);
+                FileDialogs& dialogs, Prompter& prompter, std::function<void()> onThemeChanged,
+                QWidget* parent = nullptr);
 
   // The four resize modes as the list shows them.
   static QStringList ResizeModeNames();

@@ -22,7 +22,7 @@ inline constexpr const char* kMsgCancelWarning =
 
 ProgressBarFrame::ProgressBarFrame(const QString& fillName, QWidget* parent) : QWidget(parent) {
   setObjectName(fillName == QLatin1String("imgTotal") ? QStringLiteral("shpTotal")
-                                                       : QStringLiteral("frame"));
+                                                      : QStringLiteral("frame"));
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   fill_ = new QWidget(this);
   fill_->setObjectName(fillName);
@@ -41,18 +41,22 @@ int ProgressBarFrame::fillWidth() const {
   return static_cast<int>(std::lround(width() * fraction_));
 }
 
-void ProgressBarFrame::resizeEvent(QResizeEvent*) { SetFraction(fraction_); }
+void ProgressBarFrame::resizeEvent(QResizeEvent*) {
+  SetFraction(fraction_);
+}
 
 void ProgressBarFrame::paintEvent(QPaintEvent*) {
   QPainter p(this);
   p.setRenderHint(QPainter::Antialiasing);
   const QRectF r = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
   const double radius = r.height() / 2;
-  p.setPen(QPen(palette().color(QPalette::Mid), 1));
-  p.setBrush(palette().color(QPalette::Base));
+  // The window's own palette: the theme sets it there.
+  const QPalette& pal = window()->palette();
+  p.setPen(QPen(pal.color(QPalette::Mid), 1));
+  p.setBrush(pal.color(QPalette::Base));
   p.drawRoundedRect(r, radius, radius);
   if (fillWidth() > 0) {
-    const QColor accent = palette().color(QPalette::Highlight);
+    const QColor accent = pal.color(QPalette::Highlight);
     QLinearGradient g(r.topLeft(), r.bottomLeft());
     g.setColorAt(0, accent.lighter(125));
     g.setColorAt(1, accent);
@@ -71,9 +75,15 @@ ProgressWindow::ProgressWindow(Kind kind, Prompter& prompter, const ThemeContext
   // No close button in the title bar; Alt+F4 and Escape are refused below.
   setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
 
-  auto* layout = new QVBoxLayout(this);
+  auto* outer = new QVBoxLayout(this);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->setSpacing(0);
+  header_ = new ThemedHeader(QStringLiteral("Ti_Main.jpg"), windowTitle(), this);
+  outer->addWidget(header_);
+  auto* layout = new QVBoxLayout;
   layout->setContentsMargins(18, 16, 18, 16);
   layout->setSpacing(10);
+  outer->addLayout(layout);
 
   if (kind == Kind::Log) {
     auto* lblErr = new QLabel(QStringLiteral("Errors:"), this);
@@ -157,7 +167,9 @@ void ProgressWindow::CancelClicked() {
   CancelRequested = true;
 }
 
-void ProgressWindow::closeEvent(QCloseEvent* event) { event->ignore(); }
+void ProgressWindow::closeEvent(QCloseEvent* event) {
+  event->ignore();
+}
 
 void ProgressWindow::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Escape) {
@@ -175,9 +187,12 @@ bool ProgressWindow::AskYesNo(const std::string& text, bool defaultNo, MsgIcon i
 
 void ProgressWindow::SetCaption(const std::string& caption) {
   setWindowTitle(QString::fromStdString(caption));
+  header_->SetTitle(windowTitle());
 }
 
-void ProgressWindow::SetFraction(double fraction) { bar_->SetFraction(fraction); }
+void ProgressWindow::SetFraction(double fraction) {
+  bar_->SetFraction(fraction);
+}
 
 void ProgressWindow::SetTotalFraction(double fraction) {
   if (total_) total_->SetFraction(fraction);
@@ -191,14 +206,20 @@ void ProgressWindow::SetBytesText(const std::string& text) {
   lblBytes_->setText(QString::fromStdString(text));
 }
 
-void ProgressWindow::ShowBar(bool visible) { bar_->setVisible(visible); }
+void ProgressWindow::ShowBar(bool visible) {
+  bar_->setVisible(visible);
+}
 
-void ProgressWindow::ShowBytes(bool visible) { lblBytes_->setVisible(visible); }
+void ProgressWindow::ShowBytes(bool visible) {
+  lblBytes_->setVisible(visible);
+}
 
 void ProgressWindow::Log(const std::string& line) {
   if (txtLog_) txtLog_->appendPlainText(QString::fromStdString(line));
 }
 
-void ProgressWindow::PumpEvents() { QCoreApplication::processEvents(); }
+void ProgressWindow::PumpEvents() {
+  QCoreApplication::processEvents();
+}
 
 }  // namespace ebf::ui

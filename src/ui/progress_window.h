@@ -82,6 +82,7 @@ class ProgressWindow : public QDialog, public Host {
   QLabel* lblOrigSize_;
   QLabel* lblBytes_;
   QLabel* lblTime_;
+  ThemedHeader* header_;
   ProgressBarFrame* bar_;
   QPushButton* cmdCancel_;
   QPlainTextEdit* txtLog_ = nullptr;

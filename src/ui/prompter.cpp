@@ -11,9 +11,15 @@ Answer QtPrompter::Show(QWidget* parent, MsgIcon icon, const QString& text, Butt
   box.setWindowTitle(QStringLiteral("ebootforge"));
   box.setText(text);
   switch (icon) {
-    case MsgIcon::Exclamation: box.setIcon(QMessageBox::Warning); break;
-    case MsgIcon::Critical: box.setIcon(QMessageBox::Critical); break;
-    case MsgIcon::Information: box.setIcon(QMessageBox::Information); break;
+    case MsgIcon::Exclamation:
+      box.setIcon(QMessageBox::Warning);
+      break;
+    case MsgIcon::Critical:
+      box.setIcon(QMessageBox::Critical);
+      break;
+    case MsgIcon::Information:
+      box.setIcon(QMessageBox::Information);
+      break;
   }
   if (buttons == Buttons::Ok) {
     box.setStandardButtons(QMessageBox::Ok);

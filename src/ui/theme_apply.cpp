@@ -13,11 +13,12 @@ namespace ebf::ui {
 namespace {
 
 QString Css(const QColor& c) {
-  return c.alpha() == 255 ? c.name() : QStringLiteral("rgba(%1,%2,%3,%4)")
-                                           .arg(c.red())
-                                           .arg(c.green())
-                                           .arg(c.blue())
-                                           .arg(c.alpha());
+  return c.alpha() == 255 ? c.name()
+                          : QStringLiteral("rgba(%1,%2,%3,%4)")
+                                .arg(c.red())
+                                .arg(c.green())
+                                .arg(c.blue())
+                                .arg(c.alpha());
 }
 
 QColor Blend(const QColor& a, const QColor& b, double t) {
@@ -26,10 +27,13 @@ QColor Blend(const QColor& a, const QColor& b, double t) {
                           a.blueF() + (b.blueF() - a.blueF()) * t);
 }
 
-int Alpha(int64_t value) { return static_cast<int>(std::clamp<int64_t>(value, 0, 255)); }
+int Alpha(int64_t value) {
+  return static_cast<int>(std::clamp<int64_t>(value, 0, 255));
+}
 
 QString Url(const std::string& path) {
-  return QStringLiteral("url(\"%1\")").arg(QDir::fromNativeSeparators(QString::fromStdString(path)));
+  return QStringLiteral("url(\"%1\")")
+      .arg(QDir::fromNativeSeparators(QString::fromStdString(path)));
 }
 
 // A themed button face, or plain colours when the theme has no picture for it.
@@ -107,6 +111,8 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
     pal.setColor(QPalette::Disabled, role, dim);
   pal.setColor(QPalette::Disabled, QPalette::Base, Blend(c.editBg, c.bg, 0.5));
   window->setPalette(pal);
+  // A styled window does not always hand its palette down; give it to every control.
+  for (QWidget* child : window->findChildren<QWidget*>()) child->setPalette(pal);
 
   const std::string& fontName = kind == WindowKind::Main ? t.mainFont : t.dialogFont;
   QFont font = QApplication::font();
@@ -116,33 +122,37 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
   const QColor border = Blend(c.boxBg, c.fg, 0.18);
   const QColor hoverBorder = Blend(c.boxBg, c.accent, 0.7);
   QString css;
+  // Children of a styled window do not always take the window's palette; name the text
+  // colour for the plain controls outright.
+  css += QStringLiteral("QLabel, QCheckBox, QRadioButton { color: %1; }\n").arg(Css(c.fg));
   css += QStringLiteral(
-             "QLineEdit, QSpinBox, QComboBox, QPlainTextEdit { background: %1; color: %2;"
+             "QLineEdit, QComboBox, QPlainTextEdit { background: %1; color: %2;"
              " border: 1px solid %3; border-radius: 6px; padding: 3px 6px;"
              " selection-background-color: %4; }\n"
-             "QLineEdit:focus, QSpinBox:focus, QComboBox:focus, QPlainTextEdit:focus"
+             "QLineEdit:focus, QComboBox:focus, QPlainTextEdit:focus"
              " { border-color: %4; }\n"
              "QLineEdit:disabled, QSpinBox:disabled, QComboBox:disabled { color: %5; }\n"
              "QComboBox QAbstractItemView { background: %1; color: %2; }\n"
              "QGroupBox { background: %6; border: 1px solid %3; border-radius: 10px;"
-             " margin-top: 1.5em; padding: 10px 10px 8px 10px; }\n"
-             "QGroupBox::title { subcontrol-origin: margin; left: 12px; padding: 0 4px;"
-             " color: %7; font-weight: 600; }\n"
+             " margin-top: 0px; padding: 30px 12px 10px 12px; }\n"
+             "QGroupBox::title { subcontrol-origin: padding; subcontrol-position: top left;"
+             " left: 14px; top: 9px; color: %7; font-weight: 600; }\n"
              "QFrame#panelCust { background: %6; border: 1px solid %3; border-radius: 10px; }\n"
              "QLabel#lblHint, QLabel[role=\"info\"] { color: %5; }\n"
-             "QLabel#lblRegion { background: %8; color: white; border-radius: 9px;"
+             "QLabel#lblRegion { background: %8; color: white; border: 1px solid %8; "
+             "border-radius: 9px;"
              " padding: 1px 10px; font-weight: 600; }\n"
-             "QPushButton { padding: 5px 14px; min-height: 20px; border-width: 6px; }\n"
+             "QPushButton { padding: 1px 12px; min-height: 18px; border-width: 5px; }\n"
+             "QLabel:disabled, QCheckBox:disabled, QRadioButton:disabled { color: %5; }\n"
              "QPushButton:disabled { color: %5; }\n"
              "QPushButton:focus { outline: none; }\n")
-             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim),
-                  Css(c.boxBg), Css(Blend(c.fg, c.accent, 0.35)), Css(Blend(c.boxBg, c.accent, 0.55)));
+             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim), Css(c.boxBg),
+                  Css(Blend(c.fg, c.accent, 0.35)), Css(Blend(c.boxBg, c.accent, 0.55)));
   css += QStringLiteral("QPushButton { color: %1; }\n").arg(Css(c.fg));
   css += ButtonRule(QStringLiteral("QPushButton"), theme, "Btn_Normal.png", c.boxBg, border);
-  css += ButtonRule(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme,
-                    "Btn_Hover.png", Blend(c.boxBg, c.accent, 0.2), hoverBorder);
-  css += ButtonRule(QStringLiteral("QPushButton:pressed"), theme, "Btn_Pressed.png",
-                    c.bg, border);
+  css += ButtonRule(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme, "Btn_Hover.png",
+                    Blend(c.boxBg, c.accent, 0.2), hoverBorder);
+  css += ButtonRule(QStringLiteral("QPushButton:pressed"), theme, "Btn_Pressed.png", c.bg, border);
   css += ButtonRule(QStringLiteral("QPushButton[accent=\"true\"]"), theme, "Btn_Accent.png",
                     c.accent, c.accent);
   css += QStringLiteral("QPushButton[accent=\"true\"] { color: white; font-weight: 700; }\n");
@@ -152,6 +162,26 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
              "QPushButton#cmdCustShowHide:hover, QPushButton#cmdCustShowHide:focus"
              " { color: %2; }\n")
              .arg(Css(c.fg), Css(c.accent));
+  // Check marks from the theme's pictures, when it has them; else the desktop's own.
+  const std::pair<const char*, const char*> marks[] = {
+      {"QCheckBox::indicator:unchecked", "Chk_Off.png"},
+      {"QCheckBox::indicator:checked", "Chk_On.png"},
+      {"QRadioButton::indicator:unchecked", "Rad_Off.png"},
+      {"QRadioButton::indicator:checked", "Rad_On.png"}};
+  bool allMarks = true;
+  for (const auto& [selector, file] : marks)
+    allMarks &= !FindThemePicture(theme.programFolder, theme.name, file).empty();
+  if (allMarks) {
+    css += QStringLiteral(
+        "QCheckBox::indicator, QRadioButton::indicator { width: 16px;"
+        " height: 16px; }\n"
+        "QCheckBox::indicator:disabled, QRadioButton::indicator:disabled"
+        " { opacity: 0.5; }\n");
+    for (const auto& [selector, file] : marks)
+      css += QStringLiteral("%1 { image: %2; }\n")
+                 .arg(QLatin1String(selector),
+                      Url(FindThemePicture(theme.programFolder, theme.name, file)));
+  }
   window->setStyleSheet(css);
 
   for (ThemedHeader* header : window->findChildren<ThemedHeader*>()) header->ApplyTheme(theme);
@@ -193,8 +223,8 @@ void ThemedHeader::paintEvent(QPaintEvent*) {
   QPainter p(this);
   p.setRenderHint(QPainter::SmoothPixmapTransform);
   // Cover the strip: scale to its height (or width if that is larger), anchored right.
-  const double scale = std::max(double(height()) / picture_.height(),
-                                double(width()) / picture_.width());
+  const double scale =
+      std::max(double(height()) / picture_.height(), double(width()) / picture_.width());
   const QSizeF drawn(picture_.width() * scale, picture_.height() * scale);
   p.drawPixmap(QRectF(QPointF(width() - drawn.width(), (height() - drawn.height()) / 2), drawn),
                picture_, picture_.rect());

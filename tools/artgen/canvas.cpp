@@ -172,6 +172,28 @@ void Canvas::Ring(float cx, float cy, float radius, float width, const Colour& c
     }
 }
 
+void Canvas::Line(float x0, float y0, float x1, float y1, float width, const Colour& c) {
+  const float dx = x1 - x0, dy = y1 - y0, len2 = dx * dx + dy * dy;
+  for (int y = std::max(0, int(std::min(y0, y1) - width) - 1);
+       y < std::min(h_, int(std::max(y0, y1) + width) + 2); ++y)
+    for (int x = std::max(0, int(std::min(x0, x1) - width) - 1);
+         x < std::min(w_, int(std::max(x0, x1) + width) + 2); ++x) {
+      const float px = x + 0.5f - x0, py = y + 0.5f - y0;
+      const float t = Clamp01((px * dx + py * dy) / len2);
+      const float d = std::hypot(px - t * dx, py - t * dy);
+      Over(x, y, c, Cov(d - width / 2));
+    }
+}
+
+void Canvas::Circle(float cx, float cy, float radius, const Colour& top, const Colour& bottom) {
+  for (int y = std::max(0, int(cy - radius) - 1); y < std::min(h_, int(cy + radius) + 2); ++y)
+    for (int x = std::max(0, int(cx - radius) - 1); x < std::min(w_, int(cx + radius) + 2); ++x) {
+      const float d = std::hypot(x + 0.5f - cx, y + 0.5f - cy);
+      Over(x, y, Mix(top, bottom, Clamp01((y + 0.5f - (cy - radius)) / (2 * radius))),
+           Cov(d - radius));
+    }
+}
+
 void Canvas::Shadow(float cx, float cy, float radius, float blur, float opacity) {
   for (int y = 0; y < h_; ++y)
     for (int x = 0; x < w_; ++x) {

@@ -49,6 +49,10 @@ class Canvas {
                         const Colour& c);
   // Clears everything outside a rounded rectangle (transparent corners).
   void ClipRoundRect(float x, float y, float w, float h, float radius);
+  // A straight stroke with round ends.
+  void Line(float x0, float y0, float x1, float y1, float width, const Colour& c);
+  // A filled circle, `top` to `bottom` gradient.
+  void Circle(float cx, float cy, float radius, const Colour& top, const Colour& bottom);
   // A ring (annulus) of light or paint.
   void Ring(float cx, float cy, float radius, float width, const Colour& c);
   // The disc emblem: a glossy optical disc with grooves, sheen and a clear hub.

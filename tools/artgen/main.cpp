@@ -158,6 +158,34 @@ Canvas Button(uint32_t top, uint32_t bottom, float border, float shine) {
   return c;
 }
 
+// Check box and option button marks, twice the size they are shown at.
+Canvas Check(bool on) {
+  Canvas c(32, 32);
+  if (on) {
+    c.RoundRect(2, 2, 28, 28, 7, Hex(0x55B6F4), Hex(0x2479C6));
+    c.RoundRectOutline(2, 2, 28, 28, 7, 1.5f, Hex(0xFFFFFF, 0.30f));
+    c.Line(9, 16.5f, 14, 21.5f, 3.4f, Hex(0xFFFFFF));
+    c.Line(14, 21.5f, 23.5f, 10.5f, 3.4f, Hex(0xFFFFFF));
+  } else {
+    c.RoundRect(2, 2, 28, 28, 7, Hex(0x2C3545), Hex(0x242B38));
+    c.RoundRectOutline(2, 2, 28, 28, 7, 2.0f, Hex(0xFFFFFF, 0.32f));
+  }
+  return c;
+}
+
+Canvas Radio(bool on) {
+  Canvas c(32, 32);
+  if (on) {
+    c.Circle(16, 16, 14, Hex(0x55B6F4), Hex(0x2479C6));
+    c.Ring(16, 16, 13.3f, 1.5f, Hex(0xFFFFFF, 0.30f));
+    c.Circle(16, 16, 5.5f, Hex(0xFFFFFF), Hex(0xEAF4FF));
+  } else {
+    c.Circle(16, 16, 14, Hex(0x2C3545), Hex(0x242B38));
+    c.Ring(16, 16, 13, 2.0f, Hex(0xFFFFFF, 0.32f));
+  }
+  return c;
+}
+
 }  // namespace
 }  // namespace artgen
 
@@ -205,6 +233,10 @@ int main(int argc, char** argv) {
   png("Themes/Default/Btn_Hover.png", Button(0x3D5270, 0x2E4058, 0.30f, 0.14f));
   png("Themes/Default/Btn_Pressed.png", Button(0x1E2A3A, 0x243246, 0.12f, 0.0f));
   png("Themes/Default/Btn_Accent.png", Button(0x49AEF0, 0x2479C6, 0.35f, 0.22f));
+  png("Themes/Default/Chk_On.png", Check(true));
+  png("Themes/Default/Chk_Off.png", Check(false));
+  png("Themes/Default/Rad_On.png", Radio(true));
+  png("Themes/Default/Rad_Off.png", Radio(false));
   if (!ok) {
     std::fprintf(stderr, "ebf_artgen: could not write the artwork under %s\n", argv[1]);
     return 1;

@@ -1,0 +1,90 @@
+#pragma once
+// Scripted stand-ins for message boxes and file pickers, and a program folder with the
+// files that start-up asks for, so that the windows run headless.
+
+#include <QString>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "common/files.h"
+#include "support/temp_dir.h"
+#include "ui/file_dialogs.h"
+#include "ui/prompter.h"
+
+namespace ebf::test {
+
+class ScriptedPrompter : public ui::Prompter {
+ public:
+  struct Shown {
+    MsgIcon icon;
+    QString text;
+    ui::Buttons buttons;
+    bool defaultNo;
+  };
+  std::vector<Shown> shown;
+  std::deque<bool> answers;  // for Yes/No boxes; Yes when they run out
+
+  ui::Answer Show(QWidget*, MsgIcon icon, const QString& text, ui::Buttons buttons,
+                  bool defaultNo) override {
+    shown.push_back({icon, text, buttons, defaultNo});
+    if (buttons == ui::Buttons::Ok) return ui::Answer::Ok;
+    bool yes = true;
+    if (!answers.empty()) {
+      yes = answers.front();
+      answers.pop_front();
+    }
+    return yes ? ui::Answer::Yes : ui::Answer::No;
+  }
+  QString last() const { return shown.empty() ? QString() : shown.back().text; }
+};
+
+class ScriptedDialogs : public ui::FileDialogs {
+ public:
+  struct Call {
+    QString kind, title, startAt, proposedName, extension;
+    ui::FileFilters filters;
+  };
+  std::vector<Call> calls;
+  std::deque<QString> results;  // "" when they run out (the user cancelled)
+
+  QString OpenFile(QWidget*, const QString& title, const QString& startAt,
+                   const ui::FileFilters& filters) override {
+    calls.push_back({"open", title, startAt, {}, {}, filters});
+    return Next();
+  }
+  QString SaveFile(QWidget*, const QString& title, const QString& startAt,
+                   const QString& proposedName, const QString& extension,
+                   const ui::FileFilters& filters) override {
+    calls.push_back({"save", title, startAt, proposedName, extension, filters});
+    return Next();
+  }
+  QString PickFolder(QWidget*, const QString& title, const QString& startAt) override {
+    calls.push_back({"folder", title, startAt, {}, {}, {}});
+    return Next();
+  }
+
+ private:
+  QString Next() {
+    if (results.empty()) return {};
+    QString r = results.front();
+    results.pop_front();
+    return r;
+  }
+};
+
+// A program folder with the converter, template, loader, default assets and the Default
+// theme in place (the files are stand-ins; the windows only test that they exist).
+inline void FillProgramFolder(const TempDir& dir) {
+  dir.MakeDir("Data");
+  dir.MakeDir("PSXCust/Default");
+  dir.MakeDir("Themes/Default");
+  for (const char* f :
+       {"Data/tarnwick.exe", "Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/ICON0.PNG",
+        "PSXCust/Default/ICON1.PMF", "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG",
+        "PSXCust/Default/SND0.AT3", "PSXCust/Default/Gameboot.png"})
+    WriteFileText(dir / f, "x");
+  WriteFileText(dir / "Themes/Default/style.ini", "MAINBGCOL = 202020\nMAINTITLE = Plain\n");
+}
+
+}  // namespace ebf::test

@@ -1,0 +1,59 @@
+#include <QLocalSocket>
+#include <QProcess>
+#include <QTest>
+#include <filesystem>
+
+#include "fakes.h"
+#include "ui/single_instance.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+// The real program, copied into a program folder of its own: a second start finds the
+// first through the local socket and ends at once, leaving the first running.
+class SingleCopyTest : public QObject {
+  Q_OBJECT
+ private slots:
+  void secondStartEndsAndLeavesTheFirst() {
+    const QString exe = qEnvironmentVariable("EBF_GUI_EXE");
+    if (exe.isEmpty()) QSKIP("EBF_GUI_EXE not set");
+    TempDir prog;
+    FillProgramFolder(prog);
+    namespace fs = std::filesystem;
+    const fs::path copy = fs::path(prog.path()) / "ebootforge";
+    fs::copy_file(exe.toStdString(), copy);
+    const std::string folder = WithTrailingSep(fs::canonical(prog.path()).string());
+
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    QProcess first;
+    first.setProcessEnvironment(env);
+    first.start(QString::fromStdString(copy.string()), {});
+    QVERIFY(first.waitForStarted(10000));
+    const QString key = ui::InstanceKey(folder);
+    bool listening = false;
+    for (int i = 0; i < 100 && !listening; ++i) {
+      QLocalSocket probe;
+      probe.connectToServer(key);
+      listening = probe.waitForConnected(100);
+      if (!listening) QTest::qWait(100);
+    }
+    QVERIFY2(listening, "the first copy never opened its socket");
+
+    QProcess second;
+    second.setProcessEnvironment(env);
+    second.start(QString::fromStdString(copy.string()), {});
+    QVERIFY(second.waitForFinished(10000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QCOMPARE(first.state(), QProcess::Running);
+    // Nothing was written beside the program by either copy.
+    QVERIFY(!FileExists(prog / "ebootforge.ini"));
+
+    first.kill();
+    QVERIFY(first.waitForFinished(10000));
+  }
+};
+
+QTEST_GUILESS_MAIN(SingleCopyTest)
+#include "single_copy_test.moc"
