@@ -11,6 +11,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "engine/go_checks.h"
 
 namespace ebf::cli {
 namespace {
@@ -46,22 +47,21 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
     result = RunConversion(job.request, job.context, &outcome);
   }
   host.FinishLine();
-  out.seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
   if (result == "Success.") {
     out.exitCode = 0;
     const bool inPlace = Extension4(job.request.InputPath) == ".PBP" && !options.recompress;
-    std::string eboot = outcome.rebuiltTo.empty()
-                            ? (inPlace ? job.request.InputPath : job.request.OutputFolder + "EBOOT.PBP")
-                            : outcome.rebuiltTo;
+    std::string eboot =
+        outcome.rebuiltTo.empty()
+            ? (inPlace ? job.request.InputPath : job.request.OutputFolder + "EBOOT.PBP")
+            : outcome.rebuiltTo;
     if (!outcome.rebuiltTo.empty()) {
       std::cout << "Done :)\n";
     } else if (inPlace) {
-      std::cout << "Patching Done!  Enjoy :)\n";
+      std::cout << kMsgPatchingDone << "\n";
     } else {
-      std::cout << "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  "
-                   "Enjoy!\n";
+      std::cout << kMsgConversionDone << "\n";
     }
     if (outcome.palPatches)
       std::cout << "PAL -> NTSC fix: " << outcome.palPatches << " change(s)\n";
@@ -193,9 +193,12 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     std::size_t w = 4;
     for (const auto& r : results) w = std::max(w, CharCount(r.game));
     w = std::min<std::size_t>(w, 40);
-    std::cout << "\n" << std::left << std::setw(static_cast<int>(w)) << "Game" << "  "
-              << std::setw(9) << "ID" << "  " << std::setw(24) << "Result" << "  "
-              << std::setw(9) << "Size" << "  Time\n";
+    std::cout << "\n"
+              << std::left << std::setw(static_cast<int>(w)) << "Game"
+              << "  " << std::setw(9) << "ID"
+              << "  " << std::setw(24) << "Result"
+              << "  " << std::setw(9) << "Size"
+              << "  Time\n";
     int worst = 0;
     for (const auto& r : results) {
       std::string game = CharCount(r.game) > w ? LeftChars(r.game, w - 1) + "~" : r.game;

@@ -14,12 +14,13 @@ constexpr std::array<const char*, 6> kOptionNames = {"icon0", "icon1", "pic0",
                                                      "pic1",  "snd0",  "boot"};
 
 // The Go button's slot check order and labels.
-constexpr std::array<std::pair<int, const char*>, 6> kCheckOrder = {{{kSlotIcon0, "ICON0.PNG"},
-                                                                     {kSlotPic0, "PIC0.PNG"},
-                                                                     {kSlotPic1, "PIC1.PNG"},
-                                                                     {kSlotIcon1, "ICON1.PMF"},
-                                                                     {kSlotSnd0, "SND0.AT3"},
-                                                                     {kSlotGameboot, "Gameboot PNG"}}};
+constexpr std::array<std::pair<int, const char*>, 6> kCheckOrder = {
+    {{kSlotIcon0, "ICON0.PNG"},
+     {kSlotPic0, "PIC0.PNG"},
+     {kSlotPic1, "PIC1.PNG"},
+     {kSlotIcon1, "ICON1.PMF"},
+     {kSlotSnd0, "SND0.AT3"},
+     {kSlotGameboot, "Gameboot PNG"}}};
 
 // The resolver's one question (BIN with a CUE beside it) only informs; --yes takes the CUE.
 class ResolverHost : public Host {
@@ -49,13 +50,12 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
   for (std::size_t i = 0; i < kOptionNames.size(); ++i) {
     const std::string name = kOptionNames[i];
     cmd.add_option("--" + name, o.assets[i], "Custom " + std::string(kSlots[i].assetFileName));
-    cmd.add_flag("--no-" + name, o.removed[i], "Leave " + std::string(kSlots[i].assetFileName) +
-                                                   " out of the package");
+    cmd.add_flag("--no-" + name, o.removed[i],
+                 "Leave " + std::string(kSlots[i].assetFileName) + " out of the package");
   }
 }
 
-PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext& ctx,
-                       Host& host) {
+PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext& ctx, Host& host) {
   PreparedJob job;
   const std::string prog = ctx.programFolder;
   ResolveContext rc;
@@ -90,7 +90,7 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   }
   for (int i = 0; i < 6; ++i) {
     if (!o.assets[i].empty()) texts[i] = o.assets[i];
-    job.context.slots[i] = {!o.removed[i], texts[i]};
+    job.context.slotChoices[i] = {!o.removed[i], texts[i]};
   }
 
   if (o.title) title = *o.title;
@@ -142,7 +142,8 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
                            &r.Pic1Path,  &r.Snd0Path,  &r.GamebootPath};
   for (int i = 0; i < 6; ++i)
     *paths[i] = ResolveSlotFile(prog, !o.removed[i], texts[i], kSlots[i].assetFileName, isPbp);
-  r.CompressionLevel = static_cast<int16_t>(o.level ? *o.level : ValInt(ctx.settings.compressLevel));
+  r.CompressionLevel =
+      static_cast<int16_t>(o.level ? *o.level : ValInt(ctx.settings.compressLevel));
   r.PalFixScreen = o.palScreen;
   r.PalFixGraphics = o.palGfx;
   r.RecompressEboot = o.recompress;

@@ -18,8 +18,9 @@ struct JobOptions {
   std::optional<std::string> title, gameId, saveName;
   std::optional<int> level;
   bool palScreen = false, palGfx = false, recompress = false;
-  std::array<std::string, 6> assets;        // --icon0 ... --boot (ICON0, ICON1, PIC0, PIC1, SND0, Gameboot)
-  std::array<bool, 6> removed{};            // --no-icon0 ...
+  std::array<std::string, 6>
+      assets;                     // --icon0 ... --boot (ICON0, ICON1, PIC0, PIC1, SND0, Gameboot)
+  std::array<bool, 6> removed{};  // --no-icon0 ...
   // Batch runs: output folders already taken by an earlier game; a later game with the
   // same folder gets "<folder> (2)" and so on instead of overwriting it.
   std::set<std::string>* claimedFolders = nullptr;
@@ -28,7 +29,7 @@ struct JobOptions {
 void AddJobOptions(CLI::App& cmd, JobOptions& options);
 
 struct PreparedJob {
-  std::string refusal;  // shown and the job stops; "" when the job can run
+  std::string refusal;    // shown and the job stops; "" when the job can run
   bool declined = false;  // a question was answered No
   ConversionRequest request;
   ConversionContext context;

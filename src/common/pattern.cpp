@@ -77,6 +77,10 @@ bool Compile(const std::u32string& p, std::vector<Item>& items) {
     } else if (c == U'[') {
       std::size_t close = p.find(U']', i + 1);
       if (close == std::u32string::npos) return false;
+      if (close == i + 1) {  // "[]" matches the empty run: nothing to consume
+        i = close;
+        continue;
+      }
       Item item(Item::Class);
       std::size_t j = i + 1;
       if (j < close && p[j] == U'!') {

@@ -6,6 +6,7 @@
 //   [abc]  one character of the class; ranges as in [A-Z]; a "-" first or last is literal
 //   [!abc] one character not in the class
 //   [[]    a literal "[" (so are "[*]", "[?]", "[#]")
+//   []     matches nothing at all, so "[]]" is a literal "]" after it
 // Matching is by character (UTF-8 code point) and case-sensitive. A malformed pattern
 // (an unclosed "[") matches nothing.
 

@@ -134,8 +134,8 @@ AssetPaths EffectiveAssets(const ConversionRequest& r) {
 std::string ValidateAssets(const ConversionRequest& r, const ConversionContext& ctx) {
   const AssetPaths paths = EffectiveAssets(r);
   for (int i = 0; i < kSlotCount; ++i) {
-    std::string res = ValidateSlot(kSlots[static_cast<std::size_t>(i)], ctx.slots[i].ticked,
-                                   ctx.slots[i].text, paths[static_cast<std::size_t>(i)]);
+    std::string res = ValidateSlot(kSlots[static_cast<std::size_t>(i)], ctx.slotChoices[i].ticked,
+                                   ctx.slotChoices[i].text, paths[static_cast<std::size_t>(i)]);
     if (res != kValidationSuccess) return res;
   }
   return "";

@@ -28,7 +28,7 @@ struct ConversionContext {
   Settings settings;
   Host* host = nullptr;
   // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot.
-  std::array<SlotChoice, 6> slots{};
+  std::array<SlotChoice, 6> slotChoices{};
   // Asked when a package must be rebuilt: the destination file, or "" to give up.
   std::function<std::string()> chooseRebuildDestination;
   FreeSpaceSource freeSpace;  // the real volume when empty

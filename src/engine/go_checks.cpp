@@ -1,8 +1,8 @@
 #include "engine/go_checks.h"
 
 #include "common/files.h"
-#include "disc/game_id.h"
 #include "common/text.h"
+#include "disc/game_id.h"
 
 namespace ebf {
 

@@ -16,6 +16,18 @@ inline constexpr const char* kMsgOutputInvalid = "The output folder is invalid!"
 inline constexpr const char* kMsgOutputIsData =
     "The output folder is cannot be the same as the Data folder!";
 
+// The closing messages of a run.
+inline constexpr const char* kMsgPatchingDone = "Patching Done!  Enjoy :)";
+inline constexpr const char* kMsgConversionDone =
+    "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  Enjoy!";
+inline constexpr const char* kMsgOnPspFolder =
+    "Conversion Done :)  The output folder you have selected appears to be the correct location "
+    "on the PSP drive (if not, you'll need to copy).  If this is so, just run the game from the "
+    "GAME menu.  Enjoy!";
+inline constexpr const char* kMsgOfferTransfer =
+    "Conversion Done :)  Do you want to transfer the game to the PSP now?\r\n(note, if you "
+    "wish, you can disable this feature by editing the INI file, if you find this annoying)";
+
 struct GoInputs {
   std::string programFolder;  // ends in the separator
   std::string input;

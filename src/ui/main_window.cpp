@@ -359,7 +359,7 @@ void MainWindow::ResolveInput(const std::string& path) {
   if (hooks_.resolveInput) {
     hooks_.resolveInput(*this, path);
   } else {
-    txtIn_->setText(Q(path));
+    ResolveWithCore(path);
   }
 }
 

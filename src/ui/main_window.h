@@ -137,6 +137,14 @@ class MainWindow : public QWidget {
   void UpdateSlotRow(int slot);
   void UpdateHookedButtons();
   std::string ValidateForGo();
+  // The input resolver and package inspection of the core (input_flow.cpp).
+  void ResolveWithCore(const std::string& path);
+  void InspectPackage(const std::string& path);
+  void LoadSlotsForGame(const std::string& dataFile, const std::string& gameId);
+  // Which controls a new input enables (package or disc image, existing or not).
+  void UpdateControlStates();
+  // The conversion of the core with this window's choices (input_flow.cpp).
+  std::string RunCoreConversion(GoRequest& request, ProgressWindow& progress);
 
   Services services_;
   Hooks hooks_;

@@ -8,9 +8,12 @@
 #include <QSpinBox>
 #include <cmath>
 
+#include "assets/slots.h"
 #include "common/files.h"
 #include "common/pattern.h"
 #include "common/text.h"
+#include "disc/classify.h"
+#include "engine/go_checks.h"
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
@@ -28,43 +31,6 @@ std::string S(const QString& s) {
   return s.toStdString();
 }
 
-constexpr const char* kMsgNoInput = "The input file doesn't exist!";
-constexpr const char* kMsgShortInput = "The input file can't possibly be valid! XD";
-constexpr const char* kMsgIsoWarning =
-    "It appears that you're using an ISO.  Some games will not work when using this format - "
-    "it is recommended that you use a BIN+CUE or IMG+CCD instead.  Note, do not convert the ISO "
-    "to BIN/IMG - re-dump the game if possible.  Are you sure you wish to continue?";
-constexpr const char* kMsgNoOutput = "Please enter an output folder!";
-constexpr const char* kMsgBadOutput = "The output folder is invalid!";
-constexpr const char* kMsgDataOutput =
-    "The output folder is cannot be the same as the Data folder!";
-constexpr const char* kMsgNoTitle = "Please enter a title for the game!";
-constexpr const char* kMsgNoSave =
-    "No game save name selected!  Please use the Select button to choose a game!";
-constexpr const char* kMsgIdLength = "Game ID is invalid (according to tarnwick)";
-constexpr const char* kMsgIdPrefix = "Game ID is invalid (well tarnwick will at least say that)";
-constexpr const char* kMsgPalOnNtsc =
-    "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!  Well, there isn't "
-    "much purpose in this, so are you sure you wish to do this?";
-constexpr const char* kMsgPalNoFix =
-    "It seems that you're converting a PAL game, but haven't chosen to do a PAL -> NTSC fix.  "
-    "Are you sure you wish to do this?";
-constexpr const char* kMsgPatched = "Patching Done!  Enjoy :)";
-constexpr const char* kMsgConverted =
-    "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  Enjoy!";
-constexpr const char* kMsgOnPsp =
-    "Conversion Done :)  The output folder you have selected appears to be the correct location "
-    "on the PSP drive (if not, you'll need to copy).  If this is so, just run the game from the "
-    "GAME menu.  Enjoy!";
-constexpr const char* kMsgOfferTransfer =
-    "Conversion Done :)  Do you want to transfer the game to the PSP now?\r\n(note, if you wish, "
-    "you can disable this feature by editing the INI file, if you find this annoying)";
-constexpr const char* kMsgManyFiles =
-    "More than one file was dropped - only the first file will be used.";
-
-constexpr const char* kIdPrefixes[] = {"SCUS", "SLUS", "SLES", "SCES", "SCED", "SLPS",
-                                       "SLPM", "SCPS", "SLED", "SIPS", "ESPM"};
-
 // Slot order of the "doesn't exist" checks, with the name each message uses.
 constexpr std::pair<int, const char*> kSlotChecks[] = {
     {MainWindow::kIcon0, "ICON0.PNG"}, {MainWindow::kPic0, "PIC0.PNG"},
@@ -76,39 +42,27 @@ constexpr std::pair<int, const char*> kSlotChecks[] = {
 // Runs the checks in their fixed order; each refusal shows its own message. Returns
 // "ok" to go on, or "" when a check stopped the run.
 std::string MainWindow::ValidateForGo() {
-  Prompter& p = *services_.prompter;
-  const std::string input = S(txtIn_->text());
-  if (!FileExists(input)) return p.Warn(this, QLatin1String(kMsgNoInput)), "";
-  if (CharCount(input) < 4) return p.Warn(this, QLatin1String(kMsgShortInput)), "";
-  const std::string ext = Extension4(input);
-  if (ext == ".ISO" && !p.Ask(this, QLatin1String(kMsgIsoWarning), false)) return "";
-  if (ext != ".PBP") {
-    const std::string out = S(txtOut_->text());
-    if (out.empty()) return p.Warn(this, QLatin1String(kMsgNoOutput)), "";
-    if (!MakeFolders(out)) return p.Warn(this, QLatin1String(kMsgBadOutput)), "";
-    if (out == services_.programFolder + "Data")
-      return p.Warn(this, QLatin1String(kMsgDataOutput)), "";
-  }
-  if (txtTitle_->text().isEmpty()) return p.Warn(this, QLatin1String(kMsgNoTitle)), "";
-  if (saveName_.empty()) return p.Warn(this, QLatin1String(kMsgNoSave)), "";
-  if (CharCount(gameId_) != 9) return p.Warn(this, QLatin1String(kMsgIdLength)), "";
-  const std::string prefix = ToUpperAscii(gameId_.substr(0, 4));
-  bool known = false;
-  for (const char* k : kIdPrefixes) known |= prefix == k;
-  if (!known || !Matches(gameId_, "????#####"))
-    return p.Warn(this, QLatin1String(kMsgIdPrefix)), "";
-  const std::string region = S(lblRegion_->text());
-  const bool anyFix = chkPAL2NTSCScr_->isChecked() || chkPAL2NTSCGFX_->isChecked();
-  if (region == "NTSC" && anyFix && !p.Ask(this, QLatin1String(kMsgPalOnNtsc), true)) return "";
-  if (region == "PAL" && !anyFix && !p.Ask(this, QLatin1String(kMsgPalNoFix), true)) return "";
-  for (auto [slot, label] : kSlotChecks) {
-    const std::string text = S(slots_[slot].text->text());
-    if (!text.empty() && !FileExists(text)) {
-      p.Warn(this, QStringLiteral("The %1 file doesn't exist!").arg(QLatin1String(label)));
-      return "";
+  GoInputs in;
+  in.programFolder = services_.programFolder;
+  in.input = S(txtIn_->text());
+  in.output = S(txtOut_->text());
+  in.title = S(txtTitle_->text());
+  in.saveName = saveName_;
+  in.gameId = gameId_;
+  in.region = S(lblRegion_->text());
+  in.palFixScreen = chkPAL2NTSCScr_->isChecked();
+  in.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
+  in.slotChecks = [this] {
+    for (auto [slot, label] : kSlotChecks) {
+      std::string msg = SlotFileMissingMessage(S(slots_[slot].text->text()), label);
+      if (!msg.empty()) return msg;
     }
-  }
-  return "ok";
+    return std::string();
+  };
+  PrompterHost host(*services_.prompter, this);
+  const GoVerdict verdict = RunGoChecks(in, host);
+  if (!verdict.warning.empty()) services_.prompter->Warn(this, Q(verdict.warning));
+  return verdict.proceed ? "ok" : "";
 }
 
 void MainWindow::GoClicked() {
@@ -129,13 +83,12 @@ void MainWindow::GoClicked() {
   TakeSettingsFromControls();
   const std::string error = SaveSettingsFile(services_.settingsFile, settings_, request.input);
   if (!error.empty()) services_.prompter->Warn(this, Q(error));
-  if (!hooks_.runConversion) return;
-
   // The progress window stands in for the main window while the run lasts.
   ProgressWindow progress(ProgressWindow::Kind::Progress, *services_.prompter, theme_, this);
   progress.show();
   hide();
-  const std::string result = hooks_.runConversion(request, progress);
+  const std::string result = hooks_.runConversion ? hooks_.runConversion(request, progress)
+                                                  : RunCoreConversion(request, progress);
   progress.hide();
   show();
   ShowClosingMessage(result, request);
@@ -148,11 +101,11 @@ void MainWindow::ShowClosingMessage(const std::string& result, const GoRequest& 
     return;
   }
   if (Extension4(request.input) == ".PBP" && !request.recompressEboot) {
-    p.Inform(this, QLatin1String(kMsgPatched));
+    p.Inform(this, QLatin1String(kMsgPatchingDone));
   } else if (settings_.autoTransfer < 1) {
-    p.Inform(this, QLatin1String(kMsgConverted));
+    p.Inform(this, QLatin1String(kMsgConversionDone));
   } else if (hooks_.isOnPspGameFolder && hooks_.isOnPspGameFolder(request.outputFolder)) {
-    p.Inform(this, QLatin1String(kMsgOnPsp));
+    p.Inform(this, QLatin1String(kMsgOnPspFolder));
   } else if (p.Ask(this, QLatin1String(kMsgOfferTransfer), false, MsgIcon::Information)) {
     show();
     if (hooks_.openTransfer) hooks_.openTransfer(*this, request.outputFolder);
@@ -198,7 +151,7 @@ void MainWindow::ExtractSlot(int slot) {
 
 void MainWindow::DropFiles(const QStringList& paths, int slot) {
   if (paths.isEmpty()) return;
-  if (paths.size() > 1) services_.prompter->Warn(this, QLatin1String(kMsgManyFiles));
+  if (paths.size() > 1) services_.prompter->Warn(this, QLatin1String(kMoreThanOneFileMessage));
   const std::string first = S(paths.front());
   if (slot >= 0) {
     slots_.at(slot).text->setText(paths.front());

@@ -35,6 +35,20 @@ class Prompter {
   }
 };
 
+// A Host whose questions are message boxes over `parent` (for core routines that ask
+// before any progress is shown, such as the input resolver and the Go checks).
+class PrompterHost : public Host {
+ public:
+  PrompterHost(Prompter& prompter, QWidget* parent) : prompter_(prompter), parent_(parent) {}
+  bool AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) override {
+    return prompter_.Ask(parent_, QString::fromStdString(text), defaultNo, icon);
+  }
+
+ private:
+  Prompter& prompter_;
+  QWidget* parent_;
+};
+
 // Real message boxes, titled with the program's name.
 class QtPrompter : public Prompter {
  public:

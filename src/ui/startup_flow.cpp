@@ -3,6 +3,7 @@
 #include "app/settings.h"
 #include "app/startup.h"
 #include "common/files.h"
+#include "engine/conversion.h"
 #include "ui/main_window.h"
 #include "ui/prompter.h"
 
@@ -16,6 +17,9 @@ bool RunStartup(MainWindow& window, const std::string& commandLine) {
       return false;
     }
   }
+  // A PAL fix that a crash left on a user's image is put back before anything else.
+  const std::string recovered = RecoverInterruptedPalFix(folder);
+  if (!recovered.empty()) window.prompter().Warn(nullptr, QString::fromStdString(recovered));
 
   const std::string fromCommandLine = CommandLineInput(commandLine);
   if (!fromCommandLine.empty()) window.ResolveInput(fromCommandLine);

@@ -34,7 +34,9 @@ Ran Cli(const std::string& args) {
   return r;
 }
 
-std::string Q(const std::string& path) { return "'" + path + "'"; }
+std::string Q(const std::string& path) {
+  return "'" + path + "'";
+}
 
 TEST(Cli, SettingsShowsTheEffectiveValues) {
   TempDir dir;
@@ -90,8 +92,9 @@ TEST(Cli, BatchConvertsEveryGameAndReports) {
     const std::string base = dir / (i < 3 ? "games/game" : "games/more/game") + std::to_string(i);
     if (i == 0) {  // a CUE with its BIN: converted once, through the sheet
       test::WriteFileBytes(base + ".bin", raw);
-      test::WriteFileText(base + ".cue", "FILE \"game0.bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                                         " INDEX 01 00:00:00\n");
+      test::WriteFileText(base + ".cue",
+                          "FILE \"game0.bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                          " INDEX 01 00:00:00\n");
     } else {
       test::WriteFileBytes(base + ".bin", raw);
     }

@@ -33,6 +33,10 @@ TEST(Matches, WildcardsDigitsAndClasses) {
   EXPECT_FALSE(Matches("axb", "a[*]b"));
   EXPECT_TRUE(Matches("#1", "[#]#"));
   EXPECT_FALSE(Matches("x", "[x"));  // malformed: no match
+  // "[]" is empty, which is how a literal "]" is written after it.
+  EXPECT_TRUE(Matches("Game [NTSC-U]", "*[[]NTSC-*[]]*"));
+  EXPECT_TRUE(Matches("ab", "a[]b"));
+  EXPECT_FALSE(Matches("Game (NTSC-U)", "*[[]NTSC-*[]]*"));
 
   // "?" is one character, not one byte.
   EXPECT_TRUE(Matches("\xC3\xA9t\xC3\xA9", "?t?"));

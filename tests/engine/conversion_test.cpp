@@ -283,7 +283,7 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   // The user's ICON0 already sits in the output folder: no question for it, and it stays.
   std::filesystem::copy_file(r.req.Icon0Path, r.Out("ICON0.PNG"));
   r.req.Icon0Path = r.Out("ICON0.PNG");
-  r.ctx.slots[0].text = r.Out("ICON0.PNG");
+  r.ctx.slotChoices[0].text = r.Out("ICON0.PNG");
   r.host.answers = {false};
   EXPECT_EQ(r.Go(), "");  // declined: nothing more to say
   ASSERT_EQ(r.host.questions.size(), 1u);

@@ -1,0 +1,144 @@
+// The main window with the real core behind it: the resolver fills the window from a
+// dropped image, Go runs the real converter, packages switch the window into package mode.
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+#include <QTimer>
+#include <filesystem>
+
+#include "common/cancel.h"
+#include "fakes.h"
+#include "support/disc_builder.h"
+#include "support/fake_program.h"
+#include "support/program_tree.h"
+#include "support/runtime.h"
+#include "ui/main_window.h"
+#include "ui/progress_window.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+class ConversionFlowTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog, work;
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    std::unique_ptr<ui::MainWindow> w;
+
+    explicit Fixture(bool fakeConverter = false) {
+      CopyRuntimeTree(prog);
+      std::filesystem::copy(RuntimeFolder() + "Themes", prog / "Themes",
+                            std::filesystem::copy_options::recursive);
+      if (fakeConverter)
+        std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
+                                   std::filesystem::copy_options::overwrite_existing);
+      w = std::make_unique<ui::MainWindow>(
+          ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
+      w->settings().defaultOutputDir = work / "out";
+      w->settings().defaultOutDirOpt = 3;  // a folder named by the game ID
+    }
+    template <class T>
+    T* Get(const char* name) {
+      T* c = w->findChild<T*>(name);
+      if (!c) qFatal("no control %s", name);
+      return c;
+    }
+    QString Text(const char* name) { return Get<QLineEdit>(name)->text(); }
+    std::string Disc(const std::string& name, const std::string& exe = "SLUS_005.94") {
+      const std::string path = work / name;
+      WriteFileBytes(path,
+                     BuildDiscImage(GameDisc(exe, NoiseBytes(60000, 4)), SectorLayout::Mode2Raw));
+      return path;
+    }
+    std::string OutFolder() const { return WithTrailingSep(work / "out") + "SLUS00594" + kSep; }
+  };
+
+ private slots:
+  void dropFillsTheWindowAndGoMakesAPackage() {
+    Fixture f;
+    const std::string bin = f.Disc("Metal Gear.bin");
+    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    QCOMPARE(f.Text("txtIn"), QString::fromStdString(bin));
+    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Metal Gear Solid [NTSC-U]"));
+    QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
+    QCOMPARE(f.w->saveName(), std::string("Metal Gear Solid"));
+    QCOMPARE(f.Get<QLabel>("lblRegion")->text(), QStringLiteral("NTSC"));
+    QCOMPARE(f.Text("txtOut"),
+             QString::fromStdString(WithTrailingSep(f.work / "out") + "SLUS00594"));
+    QVERIFY(f.Get<QCheckBox>("chkPAL2NTSCScr")->isEnabled());
+    QVERIFY(!f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
+
+    f.Get<QSpinBox>("txtCompress")->setValue(1);
+    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    QCOMPARE(f.prompter.last(),
+             QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
+                            "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
+    QVERIFY(FileExists(f.OutFolder() + "EBOOT.PBP"));
+    QVERIFY(!FileExists(f.OutFolder() + "tarnwick.exe"));
+    QVERIFY(!FileExists(f.OutFolder() + "BASE.PBP"));
+
+    // The package as input: package mode, identity from the package itself.
+    f.w->DropFiles({QString::fromStdString(f.OutFolder() + "EBOOT.PBP")}, -1);
+    QVERIFY(f.w->packageLoaded());
+    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Metal Gear Solid [NTSC-U]"));
+    QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
+    QVERIFY(f.Get<QPushButton>("cmdCustICON0Extract")->isEnabled());
+    QVERIFY(f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
+    QVERIFY(!f.Get<QCheckBox>("chkPAL2NTSCScr")->isEnabled());
+    QVERIFY(!f.Get<QLineEdit>("txtOut")->isEnabled());
+
+    // Patched in place with a new title.
+    f.Get<QLineEdit>("txtTitle")->setText(QStringLiteral("Solid Snake"));
+    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    QCOMPARE(f.prompter.last(), QStringLiteral("Patching Done!  Enjoy :)"));
+    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Solid Snake"));
+
+    // And back to a disc image.
+    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    QVERIFY(!f.w->packageLoaded());
+    QVERIFY(!f.Get<QPushButton>("cmdCustICON0Extract")->isEnabled());
+    QVERIFY(f.Get<QLineEdit>("txtOut")->isEnabled());
+  }
+
+  void refusedDropsAndBadPackages() {
+    Fixture f;
+    WriteFileText(f.work / "game.mds", "x");
+    f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
+    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
+    QVERIFY(f.Text("txtIn").isEmpty());
+
+    WriteFileBytes(f.work / "small.pbp", Bytes(100, 0));
+    f.w->DropFiles({QString::fromStdString(f.work / "small.pbp")}, -1);
+    QCOMPARE(f.prompter.last(), QStringLiteral("The selected EBOOT is WAY too small to be valid!"));
+    QVERIFY(!f.w->packageLoaded());
+  }
+
+  void cancelDuringARunLeavesNoStagedFiles() {
+    Fixture f(true);
+    FakeMode slow("slow");
+    const std::string bin = f.Disc("game.bin");
+    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    // Cancel from the progress window once the converter is running.
+    QTimer::singleShot(600, [&f] {
+      for (auto* p : f.w->findChildren<ui::ProgressWindow*>())
+        if (p->isVisible())
+          if (auto* b = p->findChild<QPushButton*>(QStringLiteral("cmdCancel"))) b->click();
+    });
+    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    QVERIFY(!CancelRequested);
+    QVERIFY(f.w->isVisible());
+    QVERIFY(f.prompter.shown.empty());  // a cancel says nothing more
+    for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "PIC1.PNG",
+                             "BOOT.PNG", "EBOOT.PBP", "ISO.TOC"})
+      QVERIFY2(!FileExists(f.OutFolder() + name), name);
+    QVERIFY(!FileExists(f.prog / "Temp/TempBIN.bin"));
+  }
+};
+
+QTEST_MAIN(ConversionFlowTest)
+#include "conversion_flow_test.moc"
