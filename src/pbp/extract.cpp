@@ -10,6 +10,7 @@
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
+#include "pbp/async_writer.h"
 #include "pbp/container.h"
 #include "pbp/toc.h"
 
@@ -24,6 +25,9 @@ constexpr std::size_t kFeedSize = 64 * 1024;
 // Blocks lie back to back, so reading ahead in one large piece saves a seek and a small
 // read per block.
 constexpr std::size_t kReadAheadSize = 1024 * 1024;
+// Output goes to the file in pieces of this many blocks, written while the next ones
+// inflate.
+constexpr uint64_t kWriteChunkBlocks = 16;
 
 // Serves byte ranges of a file from a read-ahead window.
 class WindowReader {
@@ -204,20 +208,29 @@ std::string ExtractDiscImage(const std::string& ebootPath, const std::string& ou
   if (!inflater.ok()) return kInflateFailed;
   WindowReader reader(in, layout.fileSize);
   const uint64_t dataStart = layout.psar + kPsarBlockDataPos;
-  for (uint64_t i = 0; i < n; ++i) {
-    if ((i + 1) % kProgressEvery == 0) {
-      host.SetFraction(static_cast<double>(i) / static_cast<double>(n));
-      host.PumpEvents();
-      if (TakeCancelRequest()) return "Cancelled.";
+  {
+    // Declared after `out`, so every way out writes what is pending before the file closes.
+    AsyncWriter writer(out, kWriteChunkBlocks * kBlockSize);
+    auto writeFailed = [&] {
+      return !AskContinueAfterError(host, writer.TakeError(), kErrDeviceIo);
+    };
+    for (uint64_t i = 0; i < n; ++i) {
+      if ((i + 1) % kProgressEvery == 0) {
+        host.SetFraction(static_cast<double>(i) / static_cast<double>(n));
+        host.PumpEvents();
+        if (TakeCancelRequest()) return "Cancelled.";
+      }
+      const BlockRef& b = layout.blocks[i];
+      const uint64_t pos = dataStart + b.offset;
+      BlockStatus st = b.stored() ? ReadStored(reader, pos, block)
+                                  : InflateBlock(reader, inflater, pos, b.length, block);
+      if (st == BlockStatus::InflateFailed) return kInflateFailed;
+      if (st == BlockStatus::ReadFailed &&
+          !AskContinueAfterError(host, in.LastError(), kErrDeviceIo))
+        return "";
+      if (!writer.Write(block) && writeFailed()) return "";
     }
-    const BlockRef& b = layout.blocks[i];
-    const uint64_t pos = dataStart + b.offset;
-    BlockStatus st = b.stored() ? ReadStored(reader, pos, block)
-                                : InflateBlock(reader, inflater, pos, b.length, block);
-    if (st == BlockStatus::InflateFailed) return kInflateFailed;
-    if (st == BlockStatus::ReadFailed && !AskContinueAfterError(host, in.LastError(), kErrDeviceIo))
-      return "";
-    if (!out.Write(block) && !AskContinueAfterError(host, out.LastError(), kErrDeviceIo)) return "";
+    if (!writer.Flush() && writeFailed()) return "";
   }
   if (!out.Close() && !AskContinueAfterError(host, out.LastError(), kErrDeviceIo)) return "";
   host.SetFraction(1.0);
