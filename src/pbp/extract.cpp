@@ -183,6 +183,13 @@ std::string OutOfSpaceText(uint64_t bytesRequired) {
          "replacing a file and getting this message, try deleting the file first]";
 }
 
+std::string CcdOverwriteQuestion(const std::string& outputPath) {
+  const std::string ccd = CcdFilePath(outputPath);
+  if (!FileExists(ccd)) return {};
+  return "The following file will be overwritten if you continue!\r\n" + ccd +
+         "\r\nDo you wish to continue?";
+}
+
 std::string ReadDiscImageLayout(File& package, const std::string& displayPath,
                                 DiscImageLayout& out) {
   out = DiscImageLayout{};

@@ -113,6 +113,11 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   RecordingHost host;
   host.onPump = [](int) { CancelRequested = true; };
   const std::string out = dir / "Game.iso";
+  EXPECT_EQ(CcdOverwriteQuestion(out), "");
+  test::WriteFileText(dir / "Game.ccd", "old");
+  EXPECT_EQ(CcdOverwriteQuestion(out),
+            "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
+                "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
   EXPECT_FALSE(CancelRequested);
