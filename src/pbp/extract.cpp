@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <span>
 
 #include "common/bytes.h"
@@ -236,6 +237,12 @@ std::string ExtractDiscImage(const std::string& ebootPath, const std::string& ou
 
   DiscImageLayout layout;
   if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return err;
+  // The output is deleted before it is written; it must never be the package itself.
+  std::error_code ec;
+  if (std::filesystem::equivalent(std::filesystem::u8path(ebootPath),
+                                  std::filesystem::u8path(outputPath), ec))
+    return "The disc image cannot be written over the EBOOT it comes from (\"" + outputPath +
+           "\").";
 
   TocWriteResult toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, host);
   if (toc.stop) return toc.result;

@@ -265,6 +265,13 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   WriteFileBytes(pbp, Bytes(30, 0));
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
 
+  // The package itself as the output is refused before anything is deleted.
+  w = test::WritePbp(pbp, spec);
+  const Bytes whole = ReadFileBytes(pbp);
+  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host);
+  EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
+  EXPECT_EQ(ReadFileBytes(pbp), whole);
+
   // Cut inside the index: a sentence naming the file; no output is started.
   w = test::WritePbp(pbp, spec);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
