@@ -113,6 +113,11 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   RecordingHost host;
   host.onPump = [](int) { CancelRequested = true; };
   const std::string out = dir / "Game.iso";
+  EXPECT_EQ(CcdOverwriteQuestion(out), "");
+  test::WriteFileText(dir / "Game.ccd", "old");
+  EXPECT_EQ(CcdOverwriteQuestion(out),
+            "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
+                "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
   EXPECT_FALSE(CancelRequested);
@@ -201,6 +206,19 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   std::copy(shortData.begin(), shortData.end(), expected.begin() + 6 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
 
+  // A stream that would give more than a block: the first 37,632 bytes are kept.
+  w = test::WritePbp(pbp, spec);
+  Bytes longData(kBlockSize + 3000, 'L');
+  for (std::size_t i = 20000; i < 21000; ++i) longData[i] = static_cast<uint8_t>(i % 7);
+  packed = RawDeflate(longData);
+  ASSERT_LT(packed.size(), w.blockLengths[6]);
+  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
+  PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  expected = Padded(image);
+  std::copy_n(longData.begin(), kBlockSize, expected.begin() + 6 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(out), expected);
+
   // The last block's length runs far past the end of the file: it is read as far as the
   // file goes and inflate stops at its stream's end.
   w = test::WritePbp(pbp, spec);
@@ -246,6 +264,13 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
   WriteFileBytes(pbp, Bytes(30, 0));
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+
+  // The package itself as the output is refused before anything is deleted.
+  w = test::WritePbp(pbp, spec);
+  const Bytes whole = ReadFileBytes(pbp);
+  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host);
+  EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
+  EXPECT_EQ(ReadFileBytes(pbp), whole);
 
   // Cut inside the index: a sentence naming the file; no output is started.
   w = test::WritePbp(pbp, spec);
