@@ -8,6 +8,7 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTextCursor>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -214,8 +215,16 @@ void ProgressWindow::ShowBytes(bool visible) {
   lblBytes_->setVisible(visible);
 }
 
-void ProgressWindow::Log(const std::string& line) {
-  if (txtLog_) txtLog_->appendPlainText(QString::fromStdString(line));
+void ProgressWindow::Log(const std::string& text) {
+  // Routines write their own line breaks ("\r\n  Extracting ISO... " then "Done"), so the
+  // text is added as it stands, not as a paragraph of its own.
+  if (!txtLog_) return;
+  QTextCursor end = txtLog_->textCursor();
+  end.movePosition(QTextCursor::End);
+  end.insertText(
+      QString::fromStdString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+  txtLog_->setTextCursor(end);
+  txtLog_->ensureCursorVisible();
 }
 
 void ProgressWindow::PumpEvents() {

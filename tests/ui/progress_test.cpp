@@ -147,10 +147,12 @@ class ProgressWindowTest : public QObject {
       QVERIFY2(w.findChild<QWidget*>(name), name);
     QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), QStringLiteral("Errors:"));
     ebf::Host& host = w;
+    // Text goes in as it stands: a stage's words and its "Done" share one line.
     host.Log("first line");
-    host.Log("second line");
+    host.Log("\r\n  Extracting ISO... ");
+    host.Log("Done");
     QCOMPARE(w.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
-             QStringLiteral("first line\nsecond line"));
+             QStringLiteral("first line\n  Extracting ISO... Done"));
     w.resize(600, 400);
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
