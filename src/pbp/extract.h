@@ -1,0 +1,53 @@
+#pragma once
+// Takes the disc image stored in a package's DATA.PSAR back out as raw 2,352-byte
+// sectors, 16 to a block, whatever extension the output has.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/file_io.h"
+#include "common/host.h"
+#include "pbp/psar.h"
+
+namespace ebf::pbp {
+
+// Result strings of the extraction (besides "Success.", "Cancelled." and the
+// out-of-space text).
+inline constexpr const char* kNoSuchFile = "File doesn't exist!";
+inline constexpr const char* kPsarHeaderNotFound =
+    "EBOOT doesn't appear to be valid!  (PSAR header not found)";
+inline constexpr const char* kInflateFailed = "zlib inflate failed!";
+
+std::string OutOfSpaceText(uint64_t bytesRequired);
+
+struct BlockRef {
+  uint32_t offset = 0;  // from DATA.PSAR + 0x100000
+  uint32_t length = 0;  // bytes stored; exactly 37,632 means stored raw
+  bool stored() const { return length == kBlockSize; }
+};
+
+// What the disc-image header of an open package says, checked against the file's size.
+struct DiscImageLayout {
+  uint64_t fileSize = 0;
+  uint64_t psar = 0;  // DATA.PSAR offset
+  TocArea toc{};
+  std::vector<BlockRef> blocks;  // every used index slot, in index order
+};
+
+// Reads the DATA.PSAR offset, checks the magic, and scans the whole block index (a slot
+// with offset and length both 0 is skipped, later slots are still read). Returns "" or a
+// message: kPsarHeaderNotFound, or a sentence naming `displayPath` and what is wrong
+// (index cut short, a block that starts past the end of the file).
+std::string ReadDiscImageLayout(File& package, const std::string& displayPath,
+                                DiscImageLayout& out);
+
+// Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
+// beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
+// Progress, questions and cancel go through the host (checked every 32 blocks). Returns
+// "Success.", "Cancelled." (the partial output stays), "" (the user stopped after an
+// error), the messages above, the out-of-space text or a message about a damaged package.
+std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
+                             bool conversionLayout, int tocSetting, Host& host);
+
+}  // namespace ebf::pbp

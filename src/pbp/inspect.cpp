@@ -1,0 +1,105 @@
+#include "pbp/inspect.h"
+
+#include <array>
+#include <cstring>
+
+#include "common/ansi.h"
+#include "common/bytes.h"
+#include "common/files.h"
+#include "pbp/psar.h"
+#include "pbp/sfo.h"
+
+namespace ebf::pbp {
+namespace {
+
+std::string Damaged(const std::string& path, const std::string& what) {
+  return "The EBOOT \"" + path + "\" is damaged: " + what;
+}
+
+std::string SizeText(uint64_t n) {
+  return std::to_string(n) + " bytes";
+}
+
+// Text of a zero-filled ANSI field, as far as the file holds it.
+std::string ReadTextField(File& f, uint64_t offset, std::size_t size) {
+  std::vector<uint8_t> buf(size);
+  std::size_t got = f.Seek(offset) ? f.Read(buf) : 0;
+  std::string raw(buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(got));
+  if (auto nul = raw.find('\0'); nul != std::string::npos) raw.resize(nul);
+  return AnsiToUtf8(raw);
+}
+
+}  // namespace
+
+Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host) {
+  Inspection r;
+  auto size = FileSize(ebootPath);
+  if (!size || *size < kMinInspectSize) {
+    r.message = kEbootTooSmall;
+    return r;
+  }
+  File in(ebootPath, File::Mode::Read);
+  auto header = in ? ReadPbpHeader(in) : std::nullopt;
+  if (!header) {
+    r.message = "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
+    return r;
+  }
+  r.header = *header;
+  r.fileSize = in.Size();
+  const uint64_t psar = r.header.psarOffset();
+  std::array<uint8_t, kPsarMagicSize> magic{};
+  if (!in.Seek(psar) || !in.ReadExact(magic) ||
+      std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) != 0) {
+    r.message = kEbootNotValid;
+    return r;
+  }
+
+  // Everything the copies below rely on is checked before Temp is touched.
+  for (int i = 0; i < kSectionCount; ++i) {
+    if (r.header.offsets[i] > r.fileSize) {
+      r.message = Damaged(ebootPath, std::string("the offset of ") + kSectionNames[i] + " (" +
+                                         std::to_string(r.header.offsets[i]) +
+                                         ") lies beyond the end of the file (" +
+                                         SizeText(r.fileSize) + ").");
+      return r;
+    }
+  }
+  auto start = FindStartData(in);
+  if (!start || *start + kStartDataAssumedHeaderSize > r.fileSize) {
+    r.message =
+        Damaged(ebootPath, "its start data block (at byte " +
+                               (start ? std::to_string(*start) : std::string("?")) +
+                               ") lies beyond the end of the file (" + SizeText(r.fileSize) + ").");
+    return r;
+  }
+  r.startData = *start;
+  r.bootPngSize = *ReadLe32At(in, r.startData + kStartDataPngLengthPos);
+  const uint64_t pngStart = r.startData + kStartDataAssumedHeaderSize;
+  if (!RangeFits(pngStart, r.bootPngSize, r.fileSize)) {
+    r.message =
+        Damaged(ebootPath, "its boot picture (" + SizeText(r.bootPngSize) + " at byte " +
+                               std::to_string(pngStart) + ") runs past the end of the file (" +
+                               SizeText(r.fileSize) + ").");
+    return r;
+  }
+
+  MakeFolders(tempFolder);
+  MarkHidden(tempFolder);
+  for (int i = 0; i < kLeadingSectionCount; ++i) {
+    ReadSectionToFile(r.header.SectionStart(i), r.header.offsets[i + 1],
+                      tempFolder + kSectionFileNames[i], in, host);
+  }
+
+  SfoFields sfo = ReadSfoFields(in, r.header.offsets[kParamSfo]);
+  r.title = sfo.title;
+  r.gameId = sfo.discId;
+  r.saveName = ReadTextField(in, psar + kPsarSaveNamePos, kPsarSaveNameSize);
+
+  const uint64_t pngEnd = pngStart + r.bootPngSize;
+  ReadSectionToFile(pngStart, pngEnd, tempFolder + kGamebootFile, in, host);
+  // The start data stops one byte short of the end of the file; kept as it always was.
+  ReadSectionToFile(pngEnd, r.fileSize - 1, tempFolder + kStartDatFile, in, host);
+  return r;
+}
+
+}  // namespace ebf::pbp

@@ -1,0 +1,42 @@
+#pragma once
+// Inspection of a package given as input: checks it, takes its sections, boot picture
+// and start data apart into the program's Temp folder, and reads title, game ID and save
+// name from it.
+
+#include <cstdint>
+#include <string>
+
+#include "common/host.h"
+#include "pbp/container.h"
+
+namespace ebf::pbp {
+
+inline constexpr uint64_t kMinInspectSize = 20496;
+inline constexpr const char* kEbootTooSmall = "The selected EBOOT is WAY too small to be valid!";
+inline constexpr const char* kEbootNotValid =
+    "The selected EBOOT doesn't appear to be valid!  (PSAR header not found)";
+
+// Names of what the inspection leaves in Temp besides the sections.
+inline constexpr const char* kGamebootFile = "Gameboot.png";
+inline constexpr const char* kStartDatFile = "START.DAT";
+
+struct Inspection {
+  // "" when the package was taken apart; else the message to show (exclamation icon).
+  std::string message;
+  std::string title;     // from PARAM.SFO, UTF-8
+  std::string gameId;    // the 9-byte disc ID of PARAM.SFO
+  std::string saveName;  // 128 bytes at DATA.PSAR + 0x122C
+  PbpHeader header;
+  uint64_t fileSize = 0;
+  uint64_t startData = 0;  // absolute offset of the start-data block
+  uint64_t bootPngSize = 0;
+};
+
+// tempFolder ends in the separator; it is created when missing and marked hidden. The
+// files written there: PARAM.SFO, ICON0.PNG, ICON1.PMF, PIC0.PNG, PIC1.PNG, SND0.AT3,
+// BASE.PSP, Gameboot.png and START.DAT (everything after the boot picture but the file's
+// last byte, as it has always been taken). Copies go through ReadSectionToFile, so a
+// length of exactly 32,767 bytes takes the byte after it.
+Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host);
+
+}  // namespace ebf::pbp

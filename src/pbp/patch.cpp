@@ -1,0 +1,249 @@
+#include "pbp/patch.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include "common/ansi.h"
+#include "common/files.h"
+#include "common/text.h"
+#include "pbp/container.h"
+#include "pbp/inspect.h"
+#include "pbp/sfo.h"
+
+namespace ebf::pbp {
+namespace {
+
+constexpr long kErrDeviceIo = 57;
+constexpr std::size_t kZeroChunk = 32768;
+// The header fields the patch writes lie within this much of DATA.PSAR's start.
+constexpr uint64_t kHeaderFieldsEnd = kPsarSaveNamePos + kPsarSaveNameSize;
+
+std::string CannotRead(const std::string& path) {
+  return "The file \"" + path + "\" could not be read.";
+}
+
+std::string Damaged(const std::string& path, const std::string& what) {
+  return "The EBOOT \"" + path + "\" is damaged: " + what;
+}
+
+// Sizes of files the job writes, in order; "" or the message for the first unreadable one.
+std::string Lengths(const std::vector<std::string>& paths, std::vector<uint64_t>& out) {
+  out.clear();
+  for (const std::string& p : paths) {
+    auto n = IsDirectory(p) ? std::nullopt : FileSize(p);
+    if (!n) return CannotRead(p);
+    out.push_back(*n);
+  }
+  return {};
+}
+
+bool HasPsarMagic(File& f, uint64_t psar) {
+  std::array<uint8_t, kPsarMagicSize> magic{};
+  return f.Seek(psar) && f.ReadExact(magic) &&
+         std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) == 0;
+}
+
+// Runs the writes of one patch; after a failure the user decides whether to go on.
+class Steps {
+ public:
+  Steps(File& f, Host& host) : f_(f), host_(host) {}
+  bool stopped() const { return stopped_; }
+  // False once the user chose to stop.
+  bool Check(bool ok) {
+    if (stopped_) return false;
+    if (!ok && !AskContinueAfterError(host_, f_.LastError(), kErrDeviceIo)) stopped_ = true;
+    return !stopped_;
+  }
+  bool WriteAt(uint64_t at, std::span<const uint8_t> bytes) {
+    return Check(f_.Seek(at) && f_.Write(bytes));
+  }
+  bool Append(const std::string& path) {
+    if (stopped_) return false;
+    if (AppendFileToOpenFile(path, f_)) return true;
+    if (!AskContinueAfterError(host_, "Cannot read " + path, kErrDeviceIo)) stopped_ = true;
+    return !stopped_;
+  }
+  bool Zeros(uint64_t count) {
+    static const std::array<uint8_t, kZeroChunk> zeros{};
+    while (count > 0) {
+      std::size_t n = static_cast<std::size_t>(std::min<uint64_t>(count, zeros.size()));
+      if (!Check(f_.Write(std::span<const uint8_t>(zeros.data(), n)))) return false;
+      count -= n;
+    }
+    return true;
+  }
+
+ private:
+  File& f_;
+  Host& host_;
+  bool stopped_ = false;
+};
+
+// Where the start-data block is and what the patch needs from it, checked against the file.
+struct StartData {
+  uint64_t s = 0;       // absolute offset
+  uint64_t h = 0;       // header size field
+  uint64_t oldPng = 0;  // boot picture length field
+};
+
+std::string LocateStartData(File& f, const std::string& path, uint64_t fileSize, StartData& sd) {
+  auto s = FindStartData(f);
+  if (!s || !RangeFits(*s, kStartDataPngLengthPos + 4, fileSize))
+    return Damaged(path, "its start data block lies beyond the end of the file.");
+  sd.s = *s;
+  sd.h = *ReadLe32At(f, sd.s + kStartDataHeaderSizePos);
+  sd.oldPng = *ReadLe32At(f, sd.s + kStartDataPngLengthPos);
+  if (!RangeFits(sd.s, sd.h, fileSize))
+    return Damaged(path, "its start data header size (" + std::to_string(sd.h) +
+                             ") runs past the end of the file.");
+  return {};
+}
+
+// Steps 5-7 of both patches: header fields, then gameboot and START.DAT at S + H.
+bool WriteHeaderArea(Steps& steps, File& f, uint64_t psar, const StartData& sd,
+                     uint64_t gamebootLength, const EbootJob& job, const std::string& startDat) {
+  if (!steps.WriteAt(psar + kPsarSaveNamePos, SaveNameField(job.saveName))) return false;
+  if (!steps.WriteAt(psar + kPsarDiscIdPos, UnderscoredIdField(job.gameId))) return false;
+  if (job.toc && !steps.WriteAt(psar + kPsarTocPos, *job.toc)) return false;
+  std::array<uint8_t, 4> len{};
+  StoreLe32(len.data(), static_cast<uint32_t>(gamebootLength));
+  if (!steps.WriteAt(sd.s + kStartDataPngLengthPos, len)) return false;
+  if (!steps.Check(f.Seek(sd.s + sd.h))) return false;
+  return steps.Append(job.gameboot) && steps.Append(startDat);
+}
+
+}  // namespace
+
+Bytes SaveNameField(const std::string& saveName) {
+  std::string ansi = Utf8ToAnsi(saveName);
+  Bytes out(kPsarSaveNameSize, 0);
+  std::copy_n(ansi.begin(), std::min<std::size_t>(ansi.size(), out.size()), out.begin());
+  return out;
+}
+
+Bytes UnderscoredIdField(const std::string& gameId) {
+  const std::string head = LeftChars(gameId, 4);
+  std::string id = head + "_" + gameId.substr(head.size());
+  std::string ansi = Utf8ToAnsi(id);
+  Bytes out(kPsarDiscIdSize, 0);
+  std::copy_n(ansi.begin(), std::min<std::size_t>(ansi.size(), out.size()), out.begin());
+  return out;
+}
+
+std::string CheckEbootForJob(const std::string& ebootPath) {
+  auto size = FileSize(ebootPath);
+  if (!size || *size < kPbpHeaderSize) return kEbootTooSmall;
+  File f(ebootPath, File::Mode::Read);
+  auto psar = f ? ReadLe32At(f, kPsarOffsetPos) : std::nullopt;
+  if (!psar || !HasPsarMagic(f, *psar)) return kEbootNotValid;
+  return {};
+}
+
+std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFolder,
+                        const EbootJob& job, Room& out) {
+  std::vector<uint64_t> len;
+  if (std::string e = Lengths(
+          {job.icon0, job.icon1, job.pic0, job.pic1, job.snd0,
+           tempFolder + kSectionFileNames[kParamSfo], tempFolder + kSectionFileNames[kDataPsp]},
+          len);
+      !e.empty())
+    return e;
+  File f(ebootPath, File::Mode::Read);
+  auto psar = f ? ReadLe32At(f, kPsarOffsetPos) : std::nullopt;
+  if (!psar) return CannotRead(ebootPath);
+  out.assets = static_cast<int64_t>(len[0] + len[1] + len[2] + len[3] + len[4]);
+  out.room = static_cast<int64_t>(*psar) - static_cast<int64_t>(kPbpHeaderSize) -
+             static_cast<int64_t>(len[5]) - static_cast<int64_t>(len[6]);
+  return {};
+}
+
+std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
+                              const EbootJob& job, Host& host) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+  const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
+  const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
+  const std::string startDat = tempFolder + kStartDatFile;
+  const std::vector<std::string> leading = {sfoPath,  job.icon0, job.icon1, job.pic0,
+                                            job.pic1, job.snd0,  basePsp};
+  std::vector<uint64_t> len;
+  if (std::string e = Lengths(leading, len); !e.empty()) return e;
+  std::vector<uint64_t> tailLen;
+  if (std::string e = Lengths({job.gameboot, startDat}, tailLen); !e.empty()) return e;
+
+  Bytes sfo;
+  if (!ReadWholeFile(sfoPath, sfo)) return CannotRead(sfoPath);
+  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return e;
+
+  File f(ebootPath, File::Mode::ReadWrite);
+  if (!f)
+    return "The EBOOT \"" + ebootPath + "\" could not be opened for writing: " + f.LastError();
+  const uint64_t fileSize = f.Size();
+  const uint64_t psar = *ReadLe32At(f, kPsarOffsetPos);
+  uint64_t leadingEnd = kPbpHeaderSize;
+  for (uint64_t n : len) leadingEnd += n;
+  if (leadingEnd > psar)
+    return "The custom files do not fit before the disc image of \"" + ebootPath +
+           "\"; the EBOOT has to be reconstructed.";
+  if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
+    return Damaged(ebootPath, "its disc image header is cut short.");
+  StartData sd;
+  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return e;
+  if (sd.s < psar + kHeaderFieldsEnd)
+    return Damaged(ebootPath, "its start data block lies inside the disc image header.");
+
+  Steps steps(f, host);
+  // The first seven offsets; DATA.PSAR's stays where it is.
+  std::array<uint8_t, 4 * kSectionCount> offsets{};
+  uint64_t running = kPbpHeaderSize;
+  for (int i = 0; i < kLeadingSectionCount; ++i) {
+    StoreLe32(offsets.data() + 4 * i, static_cast<uint32_t>(running));
+    running += len[i];
+  }
+  StoreLe32(offsets.data() + 4 * kDataPsar, static_cast<uint32_t>(psar));
+  if (!steps.WriteAt(kPbpOffsetsPos, offsets)) return "";
+  if (!steps.WriteAt(kPbpHeaderSize, sfo)) return "";
+  for (std::size_t i = 1; i < leading.size(); ++i)
+    if (!steps.Append(leading[i])) return "";
+  uint64_t pos = f.Tell();
+  if (pos < psar && !steps.Zeros(psar - pos)) return "";
+
+  if (!WriteHeaderArea(steps, f, psar, sd, tailLen[0], job, startDat)) return "";
+  pos = f.Tell();
+  const uint64_t length = f.Size();
+  // One byte more than the gap: the file grows by one byte, as packages patched so far did.
+  if (pos < length && !(steps.Check(f.Seek(pos)) && steps.Zeros(length - pos + 1))) return "";
+  if (!steps.Check(f.Close())) return "";
+  return "Success.";
+}
+
+std::string PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
+                                const EbootJob& job, Host& host) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+  const std::string startDat = tempFolder + kStartDatFile;
+  std::vector<uint64_t> len;
+  if (std::string e = Lengths({job.gameboot}, len); !e.empty()) return e;
+
+  File f(ebootPath, File::Mode::ReadWrite);
+  if (!f)
+    return "The EBOOT \"" + ebootPath + "\" could not be opened for writing: " + f.LastError();
+  const uint64_t fileSize = f.Size();
+  const uint64_t psar = *ReadLe32At(f, kPsarOffsetPos);
+  if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
+    return Damaged(ebootPath, "its disc image header is cut short.");
+  StartData sd;
+  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return e;
+  const uint64_t tailStart = sd.s + sd.h + sd.oldPng;
+  if (tailStart > fileSize)
+    return Damaged(ebootPath, "its boot picture runs past the end of the file.");
+
+  MakeFolders(tempFolder);
+  if (ReadSectionToFile(tailStart, fileSize, startDat, f, host) == CopyOutcome::Stopped) return "";
+  Steps steps(f, host);
+  if (!WriteHeaderArea(steps, f, psar, sd, len[0], job, startDat)) return "";
+  if (!steps.Check(f.Close())) return "";
+  return "Success.";
+}
+
+}  // namespace ebf::pbp

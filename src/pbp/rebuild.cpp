@@ -1,0 +1,167 @@
+#include "pbp/rebuild.h"
+
+#include <array>
+#include <filesystem>
+#include <vector>
+
+#include "common/bytes.h"
+#include "common/cancel.h"
+#include "common/files.h"
+#include "pbp/container.h"
+#include "pbp/inspect.h"
+#include "pbp/sfo.h"
+
+namespace ebf::pbp {
+namespace {
+
+constexpr long kErrDeviceIo = 57;
+constexpr std::size_t kCopyBufferSize = 32768;
+constexpr uint64_t kShrinkThreshold = kCopyBufferSize - 1;  // as in ReadSectionToFile
+constexpr int kProgressEvery = 32;
+
+// Deletes the "null" stand-in file and, unless kept, the unfinished destination.
+class RebuildCleanup {
+ public:
+  RebuildCleanup(std::string programFolder, std::string dest)
+      : nullFile_(WithTrailingSep(std::move(programFolder)) + "null"), dest_(std::move(dest)) {}
+  ~RebuildCleanup() {
+    if (!keep_) DeleteFileIfExists(dest_);
+    DeleteFileIfExists(nullFile_);
+  }
+  void Keep() { keep_ = true; }
+
+ private:
+  std::string nullFile_, dest_;
+  bool keep_ = false;
+};
+
+bool SameFile(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  return std::filesystem::equivalent(std::filesystem::u8path(a), std::filesystem::u8path(b), ec);
+}
+
+}  // namespace
+
+std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
+                             const std::string& tempFolder, const std::string& programFolder,
+                             const EbootJob& job, Host& host) {
+  // Nothing may happen to the source through the destination's name.
+  if (destPath == sourcePath || SameFile(sourcePath, destPath)) {
+    DeleteFileIfExists(WithTrailingSep(programFolder) + "null");
+    return kSameFileMessage;
+  }
+  RebuildCleanup cleanup(programFolder, destPath);
+  auto fail = [&](File& file) {
+    return AskContinueAfterError(host, file.LastError(), kErrDeviceIo);
+  };
+
+  // Check the source and every input before the destination is touched.
+  File src(sourcePath, File::Mode::Read);
+  if (!src) return "The EBOOT \"" + sourcePath + "\" could not be read: " + src.LastError();
+  const uint64_t srcSize = src.Size();
+  auto psar = ReadLe32At(src, kPsarOffsetPos);
+  auto start = FindStartData(src);
+  if (!psar || !start || !RangeFits(*start, kStartDataPngLengthPos + 4, srcSize))
+    return "The EBOOT \"" + sourcePath +
+           "\" is damaged: its start data block lies beyond the "
+           "end of the file.";
+  const uint64_t s = *start;
+  const uint64_t h = *ReadLe32At(src, s + kStartDataHeaderSizePos);
+  const uint64_t copyEnd = s + h;
+  if (copyEnd > srcSize || !RangeFits(*psar, kCopyBufferSize, copyEnd))
+    return "The EBOOT \"" + sourcePath + "\" is damaged: its disc image does not fit the file.";
+
+  const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
+  const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
+  const std::string startDat = tempFolder + kStartDatFile;
+  const std::vector<std::string> leading = {job.icon0, job.icon1, job.pic0,
+                                            job.pic1,  job.snd0,  basePsp};
+  std::array<uint64_t, kLeadingSectionCount> lengths{};
+  auto sfoSize = FileSize(sfoPath);
+  if (!sfoSize) return "The file \"" + sfoPath + "\" could not be read.";
+  lengths[0] = *sfoSize;
+  for (std::size_t i = 0; i < leading.size(); ++i) {
+    auto n = IsDirectory(leading[i]) ? std::nullopt : FileSize(leading[i]);
+    if (!n) return "The file \"" + leading[i] + "\" could not be read.";
+    lengths[i + 1] = *n;
+  }
+  auto gamebootSize = FileSize(job.gameboot);
+  if (!gamebootSize || !FileExists(startDat))
+    return "The file \"" + (gamebootSize ? startDat : job.gameboot) + "\" could not be read.";
+  Bytes sfo;
+  if (!ReadWholeFile(sfoPath, sfo)) return "The file \"" + sfoPath + "\" could not be read.";
+  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return e;
+
+  auto newHeader = HeaderForLengths(lengths);
+  if (!newHeader) return "The new EBOOT would be larger than a package can be.";
+
+  DeleteFileIfExists(destPath);
+  File dst(destPath, File::Mode::Write);
+  if (!dst) {
+    fail(dst);
+    return "";
+  }
+  if (!WritePbpHeader(dst, lengths) && !fail(dst)) return "";
+  if (!dst.Write(sfo) && !fail(dst)) return "";
+  for (const std::string& p : leading)
+    if (!AppendFileToOpenFile(p, dst) && !fail(dst)) return "";
+
+  host.Log("  Reconstructing EBOOT...");
+  host.SetCaption("Reconstructing EBOOT...");
+
+  // The disc-image header with the new save name and ID, then everything up to the boot
+  // picture.
+  std::vector<uint8_t> buf(kCopyBufferSize);
+  if (!(src.Seek(*psar) && src.ReadExact(buf)) && !fail(src)) return "";
+  Bytes saveName = SaveNameField(job.saveName);
+  std::copy(saveName.begin(), saveName.end(), buf.begin() + kPsarSaveNamePos);
+  Bytes id = UnderscoredIdField(job.gameId);
+  std::copy(id.begin(), id.end(), buf.begin() + kPsarDiscIdPos);
+  if (!dst.Write(buf) && !fail(dst)) return "";
+
+  uint64_t pos = *psar + kCopyBufferSize;
+  std::size_t want = buf.size();
+  int reads = 0;
+  while (pos < copyEnd) {
+    if (pos + kShrinkThreshold > copyEnd) want = static_cast<std::size_t>(copyEnd - pos);
+    std::size_t n = src.Seek(pos) ? src.Read(std::span<uint8_t>(buf.data(), want)) : 0;
+    if (n < want && pos + n < srcSize && !fail(src)) return "";
+    if (n > 0 && !dst.Write(std::span<const uint8_t>(buf.data(), n)) && !fail(dst)) return "";
+    pos += want;
+    if (++reads % kProgressEvery == 0) {
+      host.SetFraction(static_cast<double>(pos) / static_cast<double>(copyEnd));
+      host.PumpEvents();
+      if (TakeCancelRequest()) return "Cancelled.";
+    }
+  }
+  src.Close();
+
+  // The start-data block keeps its place relative to DATA.PSAR (the offset at DATA.PSAR +
+  // 12 was copied as it was), so it follows from the new header.
+  const uint64_t newStart = uint64_t{newHeader->psarOffset()} + (s - *psar);
+  std::array<uint8_t, 4> len{};
+  StoreLe32(len.data(), static_cast<uint32_t>(*gamebootSize));
+  if (!(dst.Seek(newStart + kStartDataPngLengthPos) && dst.Write(len)) && !fail(dst)) return "";
+  if (!dst.Seek(newStart + h) && !fail(dst)) return "";
+  if (!AppendFileToOpenFile(job.gameboot, dst) && !fail(dst)) return "";
+  if (!AppendFileToOpenFile(startDat, dst) && !fail(dst)) return "";
+  if (!dst.Close() && !fail(dst)) return "";
+  cleanup.Keep();
+  return "Success.";
+}
+
+std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
+                        const std::string& programFolder, const EbootJob& job, Host& host,
+                        const DestinationChooser& chooseDestination) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+  Room room;
+  if (std::string e = MeasureRoom(ebootPath, tempFolder, job, room); !e.empty()) return e;
+  if (room.fits()) return PatchEbootInPlace(ebootPath, tempFolder, job, host);
+  if (!host.AskYesNo(kRebuildQuestion, false, MsgIcon::Exclamation)) return "";
+  std::optional<std::string> dest = chooseDestination ? chooseDestination() : std::nullopt;
+  if (!dest || dest->empty()) return "";
+  if (*dest == ebootPath) return kSameFileMessage;
+  return ReconstructEboot(ebootPath, *dest, tempFolder, programFolder, job, host);
+}
+
+}  // namespace ebf::pbp

@@ -1,0 +1,42 @@
+#pragma once
+// Rebuilding a package into a new file when the new assets do not fit in the old one, and
+// the choice between that and the in-place patch.
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "common/host.h"
+#include "pbp/patch.h"
+
+namespace ebf::pbp {
+
+inline constexpr const char* kRebuildQuestion =
+    "It seems that the custom files you are using are larger than the previous ones used.  To "
+    "allow this, the EBOOT needs to be reconstructed.  If you continue, you'll be asked where "
+    "to save the destination EBOOT.  Are you sure you wish to continue?";
+inline constexpr const char* kRebuildDestinationTitle = "Select where to save the EBOOT.PBP";
+inline constexpr const char* kSameFileMessage =
+    "You cannot make the destination file the same as the source file!";
+inline constexpr const char* kRebuildDone = "Done :)";
+
+// Writes a new package at destPath: a fresh header and PARAM.SFO (patched), the five
+// assets and BASE.PSP from Temp, then the source's DATA.PSAR up to the boot picture with
+// the save name and underscored ID set in its first 32 KB, then the gameboot and
+// Temp/START.DAT. The source is only read. Progress and cancel (every 32 reads) go through
+// the host; a cancel or a failure deletes the destination. Returns "Success." (the caller
+// shows "Done :)"), "Cancelled.", "" (the user stopped after an error) or a message.
+// A file named "null" in programFolder is deleted on every way out.
+std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
+                             const std::string& tempFolder, const std::string& programFolder,
+                             const EbootJob& job, Host& host);
+
+// The whole package job without the converter: checks, room test, then the in-place patch
+// or, after the question (Yes/No, exclamation) and a destination from `chooseDestination`
+// (nullopt when the user cancels the dialog), the rebuild. Returns the result string.
+using DestinationChooser = std::function<std::optional<std::string>()>;
+std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
+                        const std::string& programFolder, const EbootJob& job, Host& host,
+                        const DestinationChooser& chooseDestination);
+
+}  // namespace ebf::pbp

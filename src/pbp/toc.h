@@ -1,0 +1,47 @@
+#pragma once
+// The disc's table of contents kept in the disc-image header, written out while a disc
+// image is extracted: raw as a .TOC file, or as a CloneCD control file (.ccd).
+
+#include <string>
+#include <vector>
+
+#include "common/host.h"
+#include "pbp/psar.h"
+
+namespace ebf::pbp {
+
+// What the eboot_toc_extract setting selects.
+enum TocExtract : int { kTocNone = 0, kTocFile = 1, kTocCcd = 2 };
+
+// High nibble x 10 + low nibble, without validation (0xFF gives 165).
+int BcdValue(uint8_t b);
+
+// The entries in use: A0, A1, A2 and the tracks, T + 3 in all, where T is the BCD value
+// of A1's PMin. Never more than the area holds.
+std::vector<TocEntry> UsedTocEntries(const TocArea& area);
+
+// Bytes 0-1 are 0x41, 0x00.
+bool IsDataEntry(const TocEntry& e);
+// (PMin x 60 + PSec - 2) x 75 + PFrame, BCD values; negative when PSec is below 2.
+int EntryPlba(const TocEntry& e);
+
+// The CloneCD text, CR LF line ends.
+std::string FormatCcd(const std::vector<TocEntry>& entries);
+
+// Where the files go: with the conversion layout, "ISO.TOC" in the output's folder;
+// otherwise the output path with ".TOC" / ".ccd" in place of its extension.
+std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
+std::string CcdFilePath(const std::string& outputPath);
+
+// Writes the TOC file and/or the CCD file as the setting and the conversion layout ask
+// (nothing at all when the setting is 0). A file that cannot be written asks through the
+// host; when the user stops there, `stop` is set and `result` is what the extraction
+// returns.
+struct TocWriteResult {
+  bool stop = false;
+  std::string result;
+};
+TocWriteResult WriteTocFiles(const TocArea& area, const std::string& outputPath,
+                             bool conversionLayout, int tocSetting, Host& host);
+
+}  // namespace ebf::pbp

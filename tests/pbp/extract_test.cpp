@@ -1,0 +1,270 @@
+#include "pbp/extract.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <filesystem>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "pbp/toc.h"
+#include "support/disc_builder.h"
+#include "support/pbp_writer.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::pbp {
+namespace {
+
+using test::PbpSpec;
+using test::PbpWritten;
+using test::ReadFileBytes;
+using test::RecordingHost;
+using test::TempDir;
+using test::WriteFileBytes;
+
+// 737 raw sectors: a game disc's file system and a short audio track; 46 whole blocks and
+// one partial block.
+Bytes SampleImage() {
+  auto iso = test::GameDisc("SLUS_012.34");
+  iso.minSectors = 700;
+  Bytes image = test::BuildDiscImage(iso, test::SectorLayout::Mode2Raw);
+  Bytes audio = test::AudioSectors(37, 5);
+  image.insert(image.end(), audio.begin(), audio.end());
+  return image;
+}
+
+Bytes Padded(Bytes image, uint64_t extraBlocks = 0) {
+  uint64_t blocks = (image.size() + kBlockSize - 1) / kBlockSize + extraBlocks;
+  image.resize(blocks * kBlockSize, 0);
+  return image;
+}
+
+void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
+  File f(path, File::Mode::ReadWrite);
+  ASSERT_TRUE(f);
+  uint8_t raw[4];
+  StoreLe32(raw, value);
+  ASSERT_TRUE(f.Seek(at) && f.Write(raw));
+}
+
+void PatchBytes(const std::string& path, uint64_t at, const Bytes& bytes) {
+  File f(path, File::Mode::ReadWrite);
+  ASSERT_TRUE(f);
+  ASSERT_TRUE(f.Seek(at) && f.Write(bytes));
+}
+
+Bytes RawDeflate(const Bytes& data) {
+  uLongf size = compressBound(data.size()) + 64;
+  Bytes out(size);
+  z_stream zs{};
+  deflateInit2(&zs, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+  zs.next_in = const_cast<Bytef*>(data.data());
+  zs.avail_in = static_cast<uInt>(data.size());
+  zs.next_out = out.data();
+  zs.avail_out = static_cast<uInt>(out.size());
+  deflate(&zs, Z_FINISH);
+  out.resize(zs.total_out);
+  deflateEnd(&zs);
+  return out;
+}
+
+TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
+  TempDir dir;
+  const Bytes image = SampleImage();
+  struct Variant {
+    int level;
+    bool withHoles;
+    bool padding;
+  };
+  for (Variant v : {Variant{9, true, false}, Variant{0, false, false}, Variant{1, false, true}}) {
+    PbpSpec spec;
+    spec.image = image;
+    spec.level = v.level;
+    spec.storeBlock = [](uint64_t i) { return i % 7 == 3; };
+    if (v.withHoles) spec.holeBeforeBlock = {0, 5, 46};
+    spec.paddingBlock = v.padding;
+    PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", spec);
+    if (v.level == 9) {
+      ASSERT_GT(w.compressedBlocks, 20u);
+      ASSERT_LT(w.compressedBlocks, w.blockLengths.size());
+    }
+
+    RecordingHost host;
+    const std::string out = dir / "out.bin";
+    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host), "Success.")
+        << "level " << v.level;
+    EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
+    EXPECT_EQ(host.captions, std::vector<std::string>{"Extracting ISO..."});
+    EXPECT_EQ(host.logLines, (std::vector<std::string>{"  Extracting ISO... ", "Done"}));
+    EXPECT_EQ(host.pumps, static_cast<int>(w.blockLengths.size() / 32));
+    EXPECT_TRUE(host.questions.empty());
+    EXPECT_FALSE(FileExists(dir / "out.TOC"));
+  }
+}
+
+TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
+  TempDir dir;
+  PbpSpec spec;
+  spec.image = SampleImage();
+  spec.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  test::WritePbp(dir / "EBOOT.PBP", spec);
+
+  RecordingHost host;
+  host.onPump = [](int) { CancelRequested = true; };
+  const std::string out = dir / "Game.iso";
+  WriteFileBytes(out, Bytes(5, 1));
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
+  EXPECT_FALSE(CancelRequested);
+  EXPECT_EQ(host.pumps, 1);
+  // The check comes before the 32nd block: 31 blocks stay written.
+  EXPECT_EQ(FileSize(out), 31 * kBlockSize);
+  ASSERT_EQ(host.fractions.size(), 1u);
+  EXPECT_DOUBLE_EQ(host.fractions[0], 31.0 / 47.0);
+  // The TOC goes out before the image.
+  TocArea area{};
+  std::copy(spec.toc->begin(), spec.toc->end(), area.begin());
+  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+
+  RecordingHost again;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again),
+            "Success.");
+  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), Bytes(spec.toc->begin(), spec.toc->begin() + 5 * 10));
+}
+
+TEST(ExtractDiscImage, IndexRules) {
+  TempDir dir;
+  const Bytes image = SampleImage();
+  const std::string pbp = dir / "EBOOT.PBP";
+  const std::string out = dir / "out.bin";
+  RecordingHost host;
+
+  // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
+  // of the length it is inflated, which fails.
+  PbpSpec spec;
+  spec.image = image;
+  spec.storeBlock = [](uint64_t i) { return i == 2; };
+  PbpWritten w = test::WritePbp(pbp, spec);
+  PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+
+  // Offset 0 with a length is a real block; only 0/0 is skipped. Point slot 10 at block 0.
+  w = test::WritePbp(pbp, spec);
+  PatchLe32(pbp, w.SlotPos(10), 0);
+  PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  Bytes expected = Padded(image);
+  std::copy_n(expected.begin(), kBlockSize, expected.begin() + 10 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(out), expected);
+
+  // A phantom entry (an offset with length 0) does not inflate.
+  w = test::WritePbp(pbp, spec);
+  PatchLe32(pbp, w.SlotPos(60), 1234);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+
+  // A deflated block that is not deflate data.
+  w = test::WritePbp(pbp, spec);
+  ASSERT_NE(w.blockLengths[4], kBlockSize);
+  File probe(pbp, File::Mode::Read);
+  uint8_t entry[4];
+  ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
+  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+  EXPECT_TRUE(host.questions.empty());
+}
+
+TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
+  TempDir dir;
+  const Bytes image = SampleImage();
+  const std::string pbp = dir / "EBOOT.PBP";
+  const std::string out = dir / "out.bin";
+  RecordingHost host;
+
+  // Block 6 replaced by a stream of 100 bytes: the rest of its 37,632 repeat block 5.
+  PbpSpec spec;
+  spec.image = image;
+  PbpWritten w = test::WritePbp(pbp, spec);
+  Bytes shortData(100, 'Q');
+  Bytes packed = RawDeflate(shortData);
+  ASSERT_LT(packed.size(), w.blockLengths[6]);
+  uint8_t entry[4];
+  {
+    File probe(pbp, File::Mode::Read);
+    ASSERT_TRUE(probe.Seek(w.SlotPos(6)) && probe.ReadExact(entry));
+  }
+  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
+  PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  Bytes expected = Padded(image);
+  std::copy(expected.begin() + 5 * kBlockSize, expected.begin() + 6 * kBlockSize,
+            expected.begin() + 6 * kBlockSize);
+  std::copy(shortData.begin(), shortData.end(), expected.begin() + 6 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(out), expected);
+
+  // The last block's length runs far past the end of the file: it is read as far as the
+  // file goes and inflate stops at its stream's end.
+  w = test::WritePbp(pbp, spec);
+  PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u);
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  EXPECT_EQ(ReadFileBytes(out), Padded(image));
+
+  // The same for a stored last block: what the file lacks is zero.
+  spec.storeBlock = [](uint64_t i) { return i == 46; };
+  spec.bootPng.clear();
+  spec.tail.clear();
+  w = test::WritePbp(pbp, spec);
+  std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  expected = Padded(image);
+  std::fill(expected.end() - 1000, expected.end(), 0);
+  EXPECT_EQ(ReadFileBytes(out), expected);
+}
+
+TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
+  TempDir dir;
+  const std::string pbp = dir / "EBOOT.PBP";
+  const std::string out = dir / "out.bin";
+  RecordingHost host;
+
+  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host), kNoSuchFile);
+  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host), kNoSuchFile);
+
+  PbpSpec spec;
+  spec.image = SampleImage();
+  spec.magic = 0x12345678;  // the container's magic is never looked at
+  PbpWritten w = test::WritePbp(pbp, spec);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+
+  PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+  // Only eight characters are compared.
+  PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+
+  // DATA.PSAR offset past the end, or a file shorter than a header.
+  PatchLe32(pbp, 36, 0xFFFFFFF0u);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+  WriteFileBytes(pbp, Bytes(30, 0));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+
+  // Cut inside the index: a sentence naming the file; no output is started.
+  w = test::WritePbp(pbp, spec);
+  std::filesystem::resize_file(pbp, w.psar + 0x8000);
+  DeleteFileIfExists(out);
+  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  EXPECT_NE(r.find(pbp), std::string::npos) << r;
+  EXPECT_NE(r.find("cut short"), std::string::npos) << r;
+  EXPECT_FALSE(FileExists(out));
+
+  // An index entry that points past the end of the file.
+  w = test::WritePbp(pbp, spec);
+  PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
+  r = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  EXPECT_NE(r.find(pbp), std::string::npos) << r;
+  EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
+  EXPECT_FALSE(FileExists(out));
+  EXPECT_TRUE(host.questions.empty());
+}
+
+}  // namespace
+}  // namespace ebf::pbp

@@ -1,0 +1,150 @@
+#include "pbp/inspect.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/files.h"
+#include "pbp/psar.h"
+#include "support/pbp_writer.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::pbp {
+namespace {
+
+using test::NoiseBytes;
+using test::PbpSpec;
+using test::ReadFileBytes;
+using test::RecordingHost;
+using test::TempDir;
+using test::WriteFileBytes;
+
+void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
+  File f(path, File::Mode::ReadWrite);
+  uint8_t raw[4];
+  StoreLe32(raw, value);
+  ASSERT_TRUE(f.Seek(at) && f.Write(raw));
+}
+
+TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
+  TempDir dir;
+  PbpSpec spec;
+  spec.title = "Caf\xE9 Racer";  // ANSI in the package
+  spec.discId = "SLES01234";
+  spec.saveName = "Caf\xE9 Save";
+  spec.icon0 = NoiseBytes(1234, 1);
+  spec.pic0 = NoiseBytes(32767, 2);  // exactly 32,767: the copy takes PIC1's first byte
+  spec.pic1 = NoiseBytes(100, 3);
+  spec.dataPsp = NoiseBytes(5000, 4);
+  spec.bootPng = NoiseBytes(3000, 5);
+  spec.tail = NoiseBytes(500, 6);
+  spec.image = NoiseBytes(kBlockSize * 2, 7);
+  test::WritePbp(dir / "EBOOT.PBP", spec);
+
+  RecordingHost host;
+  const std::string temp = dir.folder() + "Temp/";
+  Inspection r = InspectEboot(dir / "EBOOT.PBP", temp, host);
+  ASSERT_EQ(r.message, "");
+  EXPECT_EQ(r.title, "Caf\xC3\xA9 Racer");
+  EXPECT_EQ(r.gameId, "SLES01234");
+  EXPECT_EQ(r.saveName, "Caf\xC3\xA9 Save");
+
+  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), test::MakeSfo(spec.title, spec.discId));
+  EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), spec.icon0);
+  Bytes pic0 = spec.pic0;
+  pic0.push_back(spec.pic1[0]);
+  EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
+  EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), spec.pic1);
+  EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), spec.dataPsp);
+  for (const char* empty : {"ICON1.PMF", "SND0.AT3"}) {
+    EXPECT_TRUE(FileExists(temp + empty)) << empty;
+    EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
+  }
+  EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), spec.bootPng);
+  // START.DAT stops one byte before the end of the file.
+  EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(spec.tail.begin(), spec.tail.end() - 1));
+  EXPECT_TRUE(host.questions.empty());
+}
+
+// The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
+Bytes TinyPackage(uint64_t size) {
+  Bytes b(size, 0);
+  StoreLe32(b.data(), 0x50425000);
+  for (int i = 0; i < 8; ++i) StoreLe32(b.data() + 8 + 4 * i, 40);
+  std::string magic = "PSISOIMG0000";
+  std::copy(magic.begin(), magic.end(), b.begin() + 40);
+  StoreLe32(b.data() + 40 + 12, 0x4000);
+  StoreLe32(b.data() + 40 + 0x4000 + 16, 0x50);
+  StoreLe32(b.data() + 40 + 0x4000 + 20, 16);
+  return b;
+}
+
+TEST(InspectEboot, SizeAndMagicChecks) {
+  TempDir dir;
+  RecordingHost host;
+  const std::string pbp = dir / "EBOOT.PBP";
+  const std::string temp = dir.folder() + "Temp/";
+
+  WriteFileBytes(pbp, TinyPackage(20495));
+  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootTooSmall);
+  EXPECT_FALSE(FileExists(temp));
+  EXPECT_EQ(InspectEboot(dir / "missing.pbp", temp, host).message, kEbootTooSmall);
+
+  Bytes tiny = TinyPackage(20496);
+  tiny[1] = 'Q';  // the container's magic is not checked
+  WriteFileBytes(pbp, tiny);
+  Inspection r = InspectEboot(pbp, temp, host);
+  EXPECT_EQ(r.message, "");
+  EXPECT_EQ(r.title, "");
+  EXPECT_EQ(FileSize(temp + "Gameboot.png"), 16u);
+  EXPECT_EQ(FileSize(temp + "START.DAT"), 20496u - (40 + 0x4000 + 80 + 16) - 1);
+  EXPECT_EQ(FileSize(temp + "PARAM.SFO"), 0u);
+
+  tiny[40 + 7] = 'H';
+  WriteFileBytes(pbp, tiny);
+  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
+  StoreLe32(tiny.data() + 36, 20490);  // DATA.PSAR too close to the end for its magic
+  WriteFileBytes(pbp, tiny);
+  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
+}
+
+TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
+  TempDir dir;
+  RecordingHost host;
+  const std::string pbp = dir / "EBOOT.PBP";
+  const std::string temp = dir.folder() + "Temp/";
+  PbpSpec spec;
+  spec.image = NoiseBytes(1000, 1);
+  test::PbpWritten w = test::WritePbp(pbp, spec);
+  const Bytes good = ReadFileBytes(pbp);
+
+  struct Damage {
+    uint64_t at;
+    uint32_t value;
+    const char* mentions;
+  };
+  const Damage cases[] = {
+      {12, 0xFFFFFF00u, "ICON0.PNG"},                   // section offset past the end
+      {w.psar + 12, 0x7FFFFFF0u, "start data"},         // start data past the end
+      {w.startData + 20, 0xFFFFFFF0u, "boot picture"},  // a boot picture of 4 GB
+      {w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 79), "boot picture"},
+  };
+  for (const Damage& d : cases) {
+    WriteFileBytes(pbp, good);
+    PatchLe32(pbp, d.at, d.value);
+    std::filesystem::remove_all(temp);
+    Inspection r = InspectEboot(pbp, temp, host);
+    EXPECT_NE(r.message.find(d.mentions), std::string::npos) << r.message;
+    EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
+    EXPECT_FALSE(FileExists(temp)) << d.mentions;
+  }
+  // A boot picture that ends exactly at the end of the file is fine.
+  WriteFileBytes(pbp, good);
+  PatchLe32(pbp, w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 80));
+  EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
+  EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
+}
+
+}  // namespace
+}  // namespace ebf::pbp

@@ -1,0 +1,261 @@
+#include "pbp/patch.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "pbp/container.h"
+#include "pbp/extract.h"
+#include "pbp/inspect.h"
+#include "pbp/rebuild.h"
+#include "pbp/toc.h"
+#include "support/pbp_writer.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::pbp {
+namespace {
+
+using test::NoiseBytes;
+using test::PbpSpec;
+using test::ReadFileBytes;
+using test::RecordingHost;
+using test::TempDir;
+using test::WriteFileBytes;
+
+// A package on disk, inspected into Temp, and a job with new assets in `assets/`.
+struct Fixture {
+  TempDir dir;
+  std::string pbp = dir / "EBOOT.PBP";
+  std::string program = dir.folder();
+  std::string temp = dir.folder() + "Temp/";
+  PbpSpec spec;
+  test::PbpWritten written;
+  EbootJob job;
+  RecordingHost host;
+
+  Fixture() {
+    spec.icon0 = NoiseBytes(3000, 1);
+    spec.pic0 = NoiseBytes(2000, 2);
+    spec.snd0 = NoiseBytes(1000, 3);
+    spec.dataPsp = NoiseBytes(700, 4);
+    spec.bootPng = NoiseBytes(900, 5);
+    spec.tail = NoiseBytes(300, 6);
+    // Compressible sectors with some noise.
+    Bytes image(kBlockSize * 3 + 5000, 0x5A);
+    Bytes noise = NoiseBytes(20000, 8);
+    std::copy(noise.begin(), noise.end(), image.begin() + 40000);
+    spec.image = image;
+    written = test::WritePbp(pbp, spec);
+    Inspection r = InspectEboot(pbp, temp, host);
+    EXPECT_EQ(r.message, "");
+    job.title = "New Title";
+    job.gameId = "SCES98765";
+    job.saveName = "New Save";
+    job.icon0 = Asset("icon0.png", 2500, 11);
+    job.icon1 = Asset("icon1.pmf", 0, 12);
+    job.pic0 = Asset("pic0.png", 1500, 13);
+    job.pic1 = Asset("pic1.png", 1000, 14);
+    job.snd0 = Asset("snd0.at3", 1000, 15);
+    job.gameboot = Asset("boot.png", 600, 16);
+  }
+  std::string Asset(const std::string& name, std::size_t size, uint32_t seed) {
+    std::string p = dir.MakeDir("assets") + "/" + name;
+    WriteFileBytes(p, NoiseBytes(size, seed));
+    return p;
+  }
+  Bytes Image(const std::string& pbpPath) {
+    RecordingHost h;
+    std::string out = dir / "image.bin";
+    EXPECT_EQ(ExtractDiscImage(pbpPath, out, false, kTocNone, h), "Success.");
+    return ReadFileBytes(out);
+  }
+};
+
+TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
+  Fixture fx;
+  const Bytes image = fx.Image(fx.pbp);
+  TocArea toc{};
+  toc.fill(0x33);
+  fx.job.toc = toc;
+  // Room: the old icon0 + pic0 + snd0 took 6000 bytes; the new five take exactly 6000.
+  Room room;
+  ASSERT_EQ(MeasureRoom(fx.pbp, fx.temp, fx.job, room), "");
+  EXPECT_EQ(room.assets, 6000);
+  EXPECT_EQ(room.room, 6000);
+  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "Success.");
+  EXPECT_TRUE(fx.host.questions.empty());
+
+  const Bytes after = ReadFileBytes(fx.pbp);
+  // The tail came out shorter: the file grows by exactly one byte.
+  EXPECT_EQ(after.size(), fx.written.fileSize + 1);
+  EXPECT_EQ(after.back(), 0);
+  EXPECT_EQ(LoadLe32(after.data() + 36), fx.written.psar);
+  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kIcon0), 40u + 944);
+  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kPic0), 40u + 944 + 2500);
+  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kDataPsp), 40u + 944 + 6000);
+  EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x401,
+                        after.begin() + fx.written.psar + 0x401 + 10),
+            "SCES_98765");
+  EXPECT_EQ(Bytes(after.begin() + fx.written.psar + 0x800,
+                  after.begin() + fx.written.psar + 0x800 + 1020),
+            Bytes(1020, 0x33));
+
+  Inspection r = InspectEboot(fx.pbp, fx.temp, fx.host);
+  ASSERT_EQ(r.message, "");
+  EXPECT_EQ(r.title, "New Title");
+  EXPECT_EQ(r.gameId, "SCES98765");
+  EXPECT_EQ(r.saveName, "New Save");
+  EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.spec.dataPsp);
+  EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
+  EXPECT_EQ(fx.Image(fx.pbp), image);
+
+  // Smaller assets: the gap before DATA.PSAR is zero-filled; each patch adds one byte.
+  fx.job.icon0 = fx.Asset("small.png", 10, 21);
+  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "Success.");
+  const Bytes again = ReadFileBytes(fx.pbp);
+  EXPECT_EQ(again.size(), after.size() + 1);
+  const uint64_t baseEnd = 40 + 944 + 10 + 3500 + 700;
+  EXPECT_EQ(LoadLe32(again.data() + 36), fx.written.psar);
+  EXPECT_EQ(Bytes(again.begin() + baseEnd, again.begin() + fx.written.psar),
+            Bytes(fx.written.psar - baseEnd, 0));
+  EXPECT_EQ(fx.Image(fx.pbp), image);
+}
+
+TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
+  Fixture fx;
+  const Bytes image = fx.Image(fx.pbp);
+  const Bytes original = ReadFileBytes(fx.pbp);
+  fx.job.pic1 = fx.Asset("pic1.png", 1001, 14);  // one byte more than the room
+  WriteFileBytes(fx.program + "null", {});
+
+  // No ends the job; the package is untouched.
+  fx.host.answers = {false};
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "");
+  ASSERT_EQ(fx.host.questions.size(), 1u);
+  EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
+  EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
+  // Yes, then the dialog cancelled, or the source itself chosen.
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
+                        [] { return std::optional<std::string>(); }),
+            "");
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
+                        [&] { return std::optional<std::string>(fx.pbp); }),
+            kSameFileMessage);
+  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+
+  // The same file under another spelling of its path is refused too: nothing may
+  // delete the source.
+  const std::string other = fx.dir.path() + "/./EBOOT.PBP";
+  EXPECT_EQ(ReconstructEboot(fx.pbp, other, fx.temp, fx.program, fx.job, fx.host),
+            kSameFileMessage);
+  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+
+  const std::string dest = fx.dir / "rebuilt/EBOOT.PBP";
+  fx.dir.MakeDir("rebuilt");
+  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
+                        [&] { return std::optional<std::string>(dest); }),
+            "Success.");
+  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  EXPECT_FALSE(FileExists(fx.program + "null"));
+  EXPECT_EQ(fx.host.captions.back(), "Reconstructing EBOOT...");
+
+  const std::string temp2 = fx.dir.folder() + "Temp2/";
+  Inspection r = InspectEboot(dest, temp2, fx.host);
+  ASSERT_EQ(r.message, "");
+  EXPECT_EQ(r.title, "New Title");
+  EXPECT_EQ(r.gameId, "SCES98765");
+  EXPECT_EQ(r.saveName, "New Save");
+  EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
+  EXPECT_EQ(ReadFileBytes(temp2 + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
+  // The package ends with Temp's START.DAT, which a new inspection again takes one byte short.
+  const Bytes startDat = ReadFileBytes(fx.temp + "START.DAT");
+  const Bytes rebuilt = ReadFileBytes(dest);
+  EXPECT_EQ(Bytes(rebuilt.end() - static_cast<std::ptrdiff_t>(startDat.size()), rebuilt.end()),
+            startDat);
+  EXPECT_EQ(ReadFileBytes(temp2 + "START.DAT"), Bytes(startDat.begin(), startDat.end() - 1));
+  EXPECT_EQ(fx.Image(dest), image);
+  File in(dest, File::Mode::Read);
+  auto h = ReadPbpHeader(in);
+  ASSERT_TRUE(h);
+  EXPECT_EQ(h->magic, 0x50425000u);
+  EXPECT_EQ(h->offsets[kIcon1], h->offsets[kPic0]);  // the empty ICON1
+}
+
+TEST(ReconstructEboot, CancelDeletesTheDestination) {
+  Fixture fx;
+  const Bytes original = ReadFileBytes(fx.pbp);
+  const std::string dest = fx.dir / "new.pbp";
+  int pumps = 0;
+  fx.host.onPump = [&](int n) {
+    pumps = n;
+    CancelRequested = true;
+  };
+  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host), "Cancelled.");
+  EXPECT_EQ(pumps, 1);
+  EXPECT_FALSE(CancelRequested);
+  EXPECT_FALSE(FileExists(dest));
+  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+
+  // A missing asset is named before anything is written.
+  fx.job.snd0 = fx.dir / "assets/none.at3";
+  std::string r = ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host);
+  EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
+  EXPECT_FALSE(FileExists(dest));
+  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr);
+  EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
+  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+}
+
+TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
+  Fixture fx;
+  const Bytes image = fx.Image(fx.pbp);
+  const Bytes before = ReadFileBytes(fx.pbp);
+  std::filesystem::remove(fx.temp + "START.DAT");
+  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host), "Success.");
+  // The whole tail after the old picture, last byte included.
+  EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.spec.tail);
+  const Bytes after = ReadFileBytes(fx.pbp);
+  EXPECT_EQ(after.size(), before.size());  // nothing is cut or added here
+  const uint64_t s = fx.written.startData;
+  EXPECT_EQ(LoadLe32(after.data() + s + 20), 600u);
+  const Bytes boot = ReadFileBytes(fx.job.gameboot);
+  EXPECT_EQ(Bytes(after.begin() + s + 80, after.begin() + s + 680), boot);
+  EXPECT_EQ(Bytes(after.begin() + s + 680, after.begin() + s + 980), fx.spec.tail);
+  EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x122C,
+                        after.begin() + fx.written.psar + 0x122C + 9),
+            std::string("New Save") + '\0');
+  // No TOC in the job: the converter's stays.
+  EXPECT_EQ(Bytes(after.begin() + fx.written.psar + 0x800,
+                  after.begin() + fx.written.psar + 0x800 + 1020),
+            Bytes(before.begin() + fx.written.psar + 0x800,
+                  before.begin() + fx.written.psar + 0x800 + 1020));
+  EXPECT_EQ(fx.Image(fx.pbp), image);
+}
+
+TEST(EbootJobFields, PaddingCuttingAndChecks) {
+  EXPECT_EQ(UnderscoredIdField("SLUS00594"),
+            (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
+  EXPECT_EQ(UnderscoredIdField("AB"), (Bytes{'A', 'B', '_', 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(UnderscoredIdField("SLUS0059412"),
+            (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
+  Bytes save = SaveNameField("J\xC3\xA9");
+  ASSERT_EQ(save.size(), 128u);
+  EXPECT_EQ(save[1], 0xE9);
+  EXPECT_EQ(save[2], 0);
+  EXPECT_EQ(SaveNameField(std::string(200, 'z')), Bytes(128, 'z'));
+
+  TempDir dir;
+  WriteFileBytes(dir / "a.pbp", Bytes(39, 0));
+  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootTooSmall);
+  // 40 bytes pass the size test (not the inspection's 20,496), then the magic decides.
+  WriteFileBytes(dir / "a.pbp", Bytes(40, 0));
+  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
+}
+
+}  // namespace
+}  // namespace ebf::pbp

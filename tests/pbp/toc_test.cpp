@@ -1,0 +1,135 @@
+#include "pbp/toc.h"
+
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "support/pbp_writer.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf::pbp {
+namespace {
+
+using test::MakeToc;
+using test::ReadFileBytes;
+using test::ReadFileText;
+using test::RecordingHost;
+using test::TempDir;
+
+TocArea AreaOf(const test::TestTocArea& a) {
+  TocArea out{};
+  std::copy(a.begin(), a.end(), out.begin());
+  return out;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> out;
+  std::size_t at = 0;
+  for (std::size_t nl; (nl = text.find("\r\n", at)) != std::string::npos; at = nl + 2)
+    out.push_back(text.substr(at, nl - at));
+  EXPECT_EQ(at, text.size()) << "every line ends in CR LF";
+  return out;
+}
+
+TEST(Toc, SingleTrackCcd) {
+  // One data track over 1,000 sectors: A2 = 00:13:25.
+  TocArea area = AreaOf(MakeToc({{0x41, 0}}, 1000));
+  auto entries = UsedTocEntries(area);
+  ASSERT_EQ(entries.size(), 4u);
+  const std::vector<std::string> expected = {
+      "[CloneCD]", "Version=3", "[Disc]", "TocEntries=4", "Sessions=1", "DataTracksScrambled=0",
+      "CDTextLength=0", "[Session 1]", "PreGapMode=1", "PreGapSubC=0",
+      // A0: first track 01, disc type 0x20 read as BCD 20.
+      "[Entry 0]", "Session=1", "Point=0xA0", "ADR=0x01", "Control=0x04", "TrackNo=0", "AMin=0",
+      "ASec=0", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=1", "PSec=20", "PFrame=0", "PLBA=5850",
+      "[Entry 1]", "Session=1", "Point=0xA1", "ADR=0x01", "Control=0x04", "TrackNo=0", "AMin=0",
+      "ASec=0", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=1", "PSec=0", "PFrame=0", "PLBA=4350",
+      // A2's control is 0x01: not a data entry.
+      "[Entry 2]", "Session=1", "Point=0xA2", "ADR=0x01", "Control=0x00", "TrackNo=0", "AMin=0",
+      "ASec=0", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=0", "PSec=13", "PFrame=25", "PLBA=850",
+      "[Entry 3]", "Session=1", "Point=0x1", "ADR=0x01", "Control=0x04", "TrackNo=0", "AMin=0",
+      "ASec=2", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=0", "PSec=2", "PFrame=0", "PLBA=0",
+      "[TRACK 0]", "MODE=1", "INDEX 1=0"};
+  EXPECT_EQ(Lines(FormatCcd(entries)), expected);
+}
+
+TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
+  // Data track, then two audio tracks; the second audio track lies at 1 minute.
+  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 4350}}, 9000));
+  // A track entry whose PSec is below 2 gives a negative PLBA, printed with a sign.
+  area[4 * 10 + kTocPMin] = 0x00;
+  area[4 * 10 + kTocPSec] = 0x01;
+  area[4 * 10 + kTocPFrame] = 0x10;
+  // Zero byte printed as stored; a control of 0x41 with a track number is not data.
+  area[5 * 10 + kTocZero] = 0x12;
+  area[5 * 10 + kTocControl] = 0x41;
+  area[5 * 10 + kTocTrackNo] = 0x01;
+  area[5 * 10 + kTocPoint] = 0x0B;
+  auto entries = UsedTocEntries(area);
+  ASSERT_EQ(entries.size(), 6u);
+  auto lines = Lines(FormatCcd(entries));
+  auto at = [&](const std::string& key, int entry) {
+    // The line with this key within entry `entry` (15 lines each after 10 disc lines).
+    for (int i = 10 + 15 * entry; i < 10 + 15 * (entry + 1); ++i)
+      if (lines[i].rfind(key, 0) == 0) return lines[i];
+    return std::string("missing " + key);
+  };
+  EXPECT_EQ(at("PLBA=", 4), "PLBA=-65");  // (0 * 60 + 1 - 2) * 75 + 10
+  EXPECT_EQ(at("Control=", 4), "Control=0x00");
+  EXPECT_EQ(at("Zero=", 5), "Zero=18");
+  EXPECT_EQ(at("Control=", 5), "Control=0x00");
+  EXPECT_EQ(at("Point=", 5), "Point=0xB");
+  EXPECT_EQ(at("PLBA=", 5), "PLBA=4350");
+  const std::vector<std::string> tracks(lines.end() - 9, lines.end());
+  EXPECT_EQ(tracks,
+            (std::vector<std::string>{"[TRACK 0]", "MODE=1", "INDEX 1=0", "[TRACK 1]", "MODE=0",
+                                      "INDEX 1=-65", "[TRACK 2]", "MODE=0", "INDEX 1=4350"}));
+  EXPECT_EQ(lines.size(), 10u + 6 * 15 + 9);
+
+  // A corrupt track count never reads past the 102 entries.
+  area[1 * 10 + kTocPMin] = 0xFF;
+  EXPECT_EQ(UsedTocEntries(area).size(), kTocEntries);
+  area[1 * 10 + kTocPMin] = 0x00;
+  EXPECT_EQ(UsedTocEntries(area).size(), 3u);
+}
+
+TEST(Toc, FilesBySettingAndLayout) {
+  TempDir dir;
+  RecordingHost host;
+  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
+  const std::string out = dir / "Game.iso";
+  auto raw = [&](std::size_t entries) {
+    return Bytes(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(entries * 10));
+  };
+
+  EXPECT_FALSE(WriteTocFiles(area, out, true, kTocNone, host).stop);
+  EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
+  EXPECT_FALSE(FileExists(dir / "Game.TOC"));
+
+  EXPECT_FALSE(WriteTocFiles(area, out, false, kTocFile, host).stop);
+  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), raw(5));
+  EXPECT_FALSE(FileExists(dir / "Game.ccd"));
+
+  test::WriteFileText(dir / "Game.ccd", std::string(100000, 'x'));
+  EXPECT_FALSE(WriteTocFiles(area, out, false, kTocCcd, host).stop);
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+  EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
+
+  // The conversion layout always gives ISO.TOC beside the output, and the CCD too at 2.
+  const std::string temp = dir / "TempISO.iso";
+  EXPECT_FALSE(WriteTocFiles(area, temp, true, kTocCcd, host).stop);
+  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), raw(5));
+  EXPECT_TRUE(FileExists(dir / "TempISO.ccd"));
+  EXPECT_FALSE(FileExists(dir / "TempISO.TOC"));
+  EXPECT_TRUE(host.questions.empty());
+
+  // An unwritable place asks; No stops the extraction with an empty result.
+  host.answers = {false};
+  TocWriteResult r = WriteTocFiles(area, dir / "no/such/dir/x.iso", false, kTocFile, host);
+  EXPECT_TRUE(r.stop);
+  EXPECT_EQ(r.result, "");
+  EXPECT_EQ(host.questions.size(), 1u);
+}
+
+}  // namespace
+}  // namespace ebf::pbp

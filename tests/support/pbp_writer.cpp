@@ -1,0 +1,203 @@
+#include "support/pbp_writer.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/file_io.h"
+
+namespace ebf::test {
+namespace {
+
+constexpr uint64_t kHeaderArea = 0x100000;
+
+void Put(Bytes& b, std::size_t at, std::string_view s) {
+  std::copy(s.begin(), s.end(), b.begin() + at);
+}
+
+// Raw deflate of one block; empty when it does not come out shorter than the block.
+Bytes Deflate(const uint8_t* data, int level) {
+  z_stream zs{};
+  EXPECT_EQ(deflateInit2(&zs, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  Bytes out(deflateBound(&zs, kTestBlockSize));
+  zs.next_in = const_cast<Bytef*>(data);
+  zs.avail_in = kTestBlockSize;
+  zs.next_out = out.data();
+  zs.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
+  out.resize(zs.total_out);
+  deflateEnd(&zs);
+  if (out.size() >= kTestBlockSize) out.clear();
+  return out;
+}
+
+void MustWrite(File& f, const Bytes& b) {
+  ASSERT_TRUE(f.Write(b)) << f.LastError();
+}
+
+}  // namespace
+
+uint8_t TestBcd(unsigned n) {
+  return static_cast<uint8_t>((n / 10) * 16 + n % 10);
+}
+
+Bytes MakeSfo(const std::string& title, const std::string& discId) {
+  struct Key {
+    const char* name;
+    uint16_t fmt;
+    uint32_t max;
+  };
+  const Key keys[] = {
+      {"BOOTABLE", 0x0404, 4},       {"CATEGORY", 0x0204, 4},  {"DISC_ID", 0x0204, 16},
+      {"DISC_VERSION", 0x0204, 8},   {"LICENSE", 0x0204, 512}, {"PARENTAL_LEVEL", 0x0404, 4},
+      {"PSP_SYSTEM_VER", 0x0204, 8}, {"REGION", 0x0404, 4},    {"TITLE", 0x0204, 128}};
+  const std::string license = "Test license text";
+  const std::string values[] = {"", "ME", discId, "1.00", license, "", "3.01", "", title};
+  Bytes sfo(944, 0);
+  Put(sfo, 0, std::string_view("\0PSF", 4));
+  StoreLe32(sfo.data() + 4, 0x101);
+  StoreLe32(sfo.data() + 8, 0xA4);
+  StoreLe32(sfo.data() + 12, 0x100);
+  StoreLe32(sfo.data() + 16, 9);
+  uint32_t keyOff = 0, dataOff = 0;
+  for (int i = 0; i < 9; ++i) {
+    uint8_t* e = sfo.data() + 20 + 16 * i;
+    StoreLe16(e, static_cast<uint16_t>(keyOff));
+    StoreLe16(e + 2, keys[i].fmt);
+    uint32_t len = keys[i].fmt == 0x0404 ? 4 : static_cast<uint32_t>(values[i].size() + 1);
+    StoreLe32(e + 4, len);
+    StoreLe32(e + 8, keys[i].max);
+    StoreLe32(e + 12, dataOff);
+    Put(sfo, 0xA4 + keyOff, keys[i].name);
+    keyOff += static_cast<uint32_t>(std::strlen(keys[i].name) + 1);
+    if (keys[i].fmt == 0x0404)
+      StoreLe32(sfo.data() + 0x100 + dataOff, i == 0 ? 1 : (i == 5 ? 1 : 0x8000));
+    else
+      Put(sfo, 0x100 + dataOff, values[i].substr(0, keys[i].max - 1));
+    dataOff += keys[i].max;
+  }
+  return sfo;
+}
+
+TestTocEntry TocEntryAt(const TestTocArea& area, std::size_t i) {
+  TestTocEntry e{};
+  std::copy_n(area.begin() + i * 10, 10, e.begin());
+  return e;
+}
+
+TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uint64_t sectors) {
+  TestTocArea a{};
+  auto msf = [](uint64_t s, uint8_t* p) {
+    p[0] = TestBcd(static_cast<unsigned>(s / 4500));
+    p[1] = TestBcd(static_cast<unsigned>((s / 75) % 60));
+    p[2] = TestBcd(static_cast<unsigned>(s % 75));
+  };
+  auto entry = [&a](std::size_t i) { return a.data() + i * 10; };
+  uint8_t* a0 = entry(0);
+  a0[0] = tracks.front().first;
+  a0[2] = 0xA0;
+  a0[7] = 0x01;
+  a0[8] = 0x20;
+  uint8_t* a1 = entry(1);
+  a1[0] = tracks.back().first;
+  a1[2] = 0xA1;
+  a1[7] = TestBcd(static_cast<unsigned>(tracks.size()));
+  uint8_t* a2 = entry(2);
+  a2[0] = 0x01;
+  a2[2] = 0xA2;
+  msf(sectors, a2 + 7);
+  for (std::size_t t = 0; t < tracks.size(); ++t) {
+    uint8_t* e = entry(3 + t);
+    e[0] = tracks[t].first;
+    e[2] = TestBcd(static_cast<unsigned>(t + 1));
+    msf(tracks[t].second + 150, e + 3);
+    msf(tracks[t].second + 150, e + 7);
+  }
+  return a;
+}
+
+PbpWritten WritePbp(const std::string& path, const PbpSpec& spec) {
+  PbpWritten w;
+  File f(path, File::Mode::Write);
+  EXPECT_TRUE(f) << f.LastError();
+  if (!f) return w;
+
+  const Bytes sfo = spec.sfo ? *spec.sfo : MakeSfo(spec.title, spec.discId);
+  const Bytes* sections[] = {&sfo,       &spec.icon0, &spec.icon1,  &spec.pic0,
+                             &spec.pic1, &spec.snd0,  &spec.dataPsp};
+  Bytes header(40, 0);
+  StoreLe32(header.data(), spec.magic);
+  StoreLe32(header.data() + 4, 0x00010000);
+  uint64_t running = 40;
+  for (int i = 0; i < 8; ++i) {
+    w.offsets[i] = running;
+    StoreLe32(header.data() + 8 + 4 * i, static_cast<uint32_t>(running));
+    if (i < 7) running += sections[i]->size();
+  }
+  MustWrite(f, header);
+  for (const Bytes* s : sections) MustWrite(f, *s);
+  w.psar = running;
+
+  const uint64_t blocks = spec.blockCount > 0
+                              ? spec.blockCount
+                              : (spec.image.size() + kTestBlockSize - 1) / kTestBlockSize;
+  Bytes area(kHeaderArea, 0);
+  Put(area, 0, "PSISOIMG0000");
+  Put(area, 0x400, "_" + spec.discId.substr(0, 4) + "_" + spec.discId.substr(4));
+  TestTocArea toc = spec.toc ? *spec.toc : MakeToc({{0x41, 0}}, blocks * 16);
+  std::copy(toc.begin(), toc.end(), area.begin() + 0x800);
+  StoreLe32(area.data() + 0xBFC, 0x00100000);
+  Put(area, 0x122C, spec.saveName.substr(0, 127));
+  MustWrite(f, area);
+
+  Bytes block(kTestBlockSize);
+  uint64_t slot = 0, dataOffset = 0;
+  const uint64_t total = blocks + (spec.paddingBlock ? 1 : 0);
+  for (uint64_t i = 0; i < total; ++i) {
+    if (spec.holeBeforeBlock.count(i)) ++slot;
+    std::fill(block.begin(), block.end(), 0);
+    if (i < blocks) {
+      if (spec.blockCount > 0) {
+        spec.blockSource(i, block.data());
+      } else {
+        std::size_t from = static_cast<std::size_t>(i * kTestBlockSize);
+        std::size_t n = std::min<std::size_t>(kTestBlockSize, spec.image.size() - from);
+        std::copy_n(spec.image.begin() + from, n, block.begin());
+      }
+    }
+    bool store = spec.level == 0 || (spec.storeBlock && i < blocks && spec.storeBlock(i));
+    Bytes packed = store ? Bytes() : Deflate(block.data(), spec.level);
+    const Bytes& body = packed.empty() ? block : packed;
+    uint8_t* e = area.data() + 0x4000 + slot * 32;
+    StoreLe32(e, static_cast<uint32_t>(dataOffset));
+    StoreLe16(e + 4, static_cast<uint16_t>(body.size()));
+    StoreLe16(e + 6, (!packed.empty() && i < blocks) ? 1 : 0);
+    MustWrite(f, body);
+    w.blockSlots.push_back(slot);
+    w.blockLengths.push_back(static_cast<uint32_t>(body.size()));
+    if (!packed.empty()) ++w.compressedBlocks;
+    dataOffset += body.size();
+    ++slot;
+  }
+  StoreLe32(area.data() + 12, static_cast<uint32_t>(kHeaderArea + dataOffset));
+  w.startData = w.psar + kHeaderArea + dataOffset;
+
+  Bytes start(0x50, 0);
+  Put(start, 0, "STARTDAT");
+  StoreLe32(start.data() + 8, 1);
+  StoreLe32(start.data() + 12, 1);
+  StoreLe32(start.data() + 16, 0x50);
+  StoreLe32(start.data() + 20, static_cast<uint32_t>(spec.bootPng.size()));
+  MustWrite(f, start);
+  MustWrite(f, spec.bootPng);
+  MustWrite(f, spec.tail);
+  w.fileSize = f.Tell();
+  EXPECT_TRUE(f.Seek(w.psar));
+  MustWrite(f, area);
+  EXPECT_TRUE(f.Close()) << f.LastError();
+  return w;
+}
+
+}  // namespace ebf::test
