@@ -9,14 +9,15 @@
 #include <span>
 
 #include "common/bytes.h"
+#include "pbp/psar.h"
 
 struct libdeflate_compressor;
 
 namespace ebf::tarnwick {
 
-inline constexpr uint32_t kSectorSize = 2352;
-inline constexpr uint32_t kSectorsPerBlock = 16;
-inline constexpr uint32_t kBlockSize = kSectorSize * kSectorsPerBlock;  // 37,632 = 0x9300
+inline constexpr uint32_t kSectorSize = static_cast<uint32_t>(pbp::kSectorSize);
+inline constexpr uint32_t kSectorsPerBlock = static_cast<uint32_t>(pbp::kSectorsPerBlock);
+inline constexpr uint32_t kBlockSize = static_cast<uint32_t>(pbp::kBlockSize);  // 37,632
 
 struct EncodedBlock {
   Bytes data;  // what goes into the block data area
