@@ -36,7 +36,8 @@ int main(int argc, char** argv) {
   }
   std::string error;
   try {
-    std::string folder = std::filesystem::current_path().string();
+    std::u8string cwd = std::filesystem::current_path().u8string();  // paths are UTF-8
+    std::string folder(cwd.begin(), cwd.end());
     ebf::tarnwick::WriteOptions options;
     options.say = [](const std::string& line) { Print(stdout, line); };
     error = ebf::tarnwick::WriteEboot(folder, *parsed, options);

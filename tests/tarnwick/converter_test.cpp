@@ -9,6 +9,7 @@
 #include "common/files.h"
 #include "pbp/container.h"
 #include "pbp/extract.h"
+#include "pbp/inspect.h"
 #include "pbp/sfo.h"
 #include "support/disc_builder.h"
 #include "support/process_run.h"
@@ -151,6 +152,16 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   EXPECT_EQ(Bytes(all.begin() + s + 0x50, all.begin() + s + 0x50 + boot.size()), boot);
   EXPECT_EQ(std::string(all.begin() + s + 0x50 + boot.size(), all.end()),
             "trailing blob of the template");
+
+  // The package code takes it apart as the program does with a package given as input.
+  RecordingHost host;
+  pbp::Inspection seen = pbp::InspectEboot(dir_ / "EBOOT.PBP", dir_.folder() + "temp" + kSep, host);
+  EXPECT_EQ(seen.message, "");
+  EXPECT_EQ(seen.title, "My Game: \xC3\xA9t\xC3\xA9");
+  EXPECT_EQ(seen.gameId, "SLUS01234");
+  EXPECT_EQ(seen.bootPngSize, boot.size());
+  EXPECT_EQ(ReadFileBytes(dir_ / "temp/Gameboot.png"), boot);
+  EXPECT_TRUE(host.questions.empty());
 
   // A non-empty DATA.PSP beats the template's loader.
   const Bytes ownLoader = NoiseBytes(777, 9);
