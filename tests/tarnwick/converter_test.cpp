@@ -254,6 +254,16 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ProcessResult usage = Run({"T", "SLUS00001", "9"});
   ExpectFailure(usage, "Usage: tarnwick.exe");
 
+  // An image that is the package to be written is refused before anything is touched.
+  const Bytes older = NoiseBytes(50000, 8);
+  WriteFileBytes(dir_ / "EBOOT.PBP", older);
+  ProcessResult same = Run({"T", "SLUS00001", "9", dir_ / "EBOOT.PBP"});
+  EXPECT_NE(same.exitCode, 0);
+  EXPECT_NE(same.output.find("cannot be the package being written"), std::string::npos)
+      << same.output;
+  EXPECT_EQ(ReadFileBytes(dir_ / "EBOOT.PBP"), older);
+  fs::remove(dir_ / "EBOOT.PBP");
+
   // A write that fails part-way (as on a full disk) removes what was written.
   ProcessOptions small;
   small.fileSizeLimit = 200000;
