@@ -11,13 +11,13 @@
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/sfo.h"
+#include "psar_reader.h"
 #include "support/disc_builder.h"
 #include "support/process_run.h"
 #include "support/recording_host.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 #include "tarnwick/ps1_sfo.h"
-#include "tarnwick/psar_reader.h"  // tests/tarnwick
 
 namespace ebf::test {
 namespace {
@@ -292,6 +292,32 @@ TEST_F(ConverterTest, LongTitlesAreCutToWhatTheFieldsHold) {
   PackageBytes pkg(dir_ / "EBOOT.PBP");
   EXPECT_EQ(pbp::ReadSfoFields(pkg.Section(0)).title, std::string(127, 'x'));
   EXPECT_EQ(pkg.PsarText(0x122C, 128), std::string(127, 'x'));
+}
+
+}  // namespace
+}  // namespace ebf::test
+
+namespace ebf::test {
+namespace {
+
+TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
+  PackageBytes base(RuntimeFolder() + "Data" + kSep + "BASE.PBP");
+  ASSERT_GE(base.bytes().size(), 40u);
+  EXPECT_EQ(LoadLe32(&base.bytes()[0]), pbp::kPbpMagic);
+  Bytes sfo = base.Section(0);
+  ASSERT_EQ(sfo.size(), 944u);
+  EXPECT_EQ(std::string(sfo.begin(), sfo.begin() + 4), std::string("\0PSF", 4));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&sfo[260]), 3), std::string("ME\0", 3));
+  EXPECT_EQ(LoadLe32(&sfo[256]), 1u);  // BOOTABLE
+  pbp::SfoFields fields = pbp::ReadSfoFields(sfo);
+  EXPECT_EQ(fields.discId.size(), 9u);
+  EXPECT_FALSE(fields.title.empty());
+  for (int i = 1; i <= 6; ++i) EXPECT_TRUE(base.Section(i).empty()) << i;
+  Bytes psar = base.Section(7);
+  ASSERT_EQ(psar.size(), 0x50u);
+  EXPECT_EQ(std::string(psar.begin(), psar.begin() + 8), "STARTDAT");
+  EXPECT_EQ(LoadLe32(&psar[0x10]), 0x50u);
+  EXPECT_EQ(LoadLe32(&psar[0x14]), 0u);
 }
 
 }  // namespace
