@@ -18,7 +18,9 @@ namespace {
 constexpr size_t kMaxLine = 600;
 
 void Print(std::FILE* stream, std::string line) {
-  if (line.size() > kMaxLine) line = line.substr(0, kMaxLine - 3) + "...";
+  // The middle goes, usually part of a path; the start and the reason at the end stay.
+  if (line.size() > kMaxLine)
+    line = line.substr(0, kMaxLine / 2 - 3) + "..." + line.substr(line.size() - kMaxLine / 2);
   std::fputs(line.c_str(), stream);
   std::fputs("\n", stream);
   std::fflush(stream);

@@ -284,14 +284,23 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
 }
 
-TEST_F(ConverterTest, LongTitlesAreCutToWhatTheFieldsHold) {
-  WriteFileBytes(dir_ / "game.bin", GameImage());
+TEST_F(ConverterTest, LongTitlesAndPathsAreCutToWhatTheFieldsAndPipeHold) {
+  // An image path of about 3,000 characters: the whole output still fits the 4 KB the
+  // program reads back (checked by Run), on success and on failure.
+  std::string deep = "d";
+  for (int i = 0; i < 12; ++i) deep += "/" + std::string(240, static_cast<char>('a' + i));
+  const std::string image = dir_.MakeDir(deep) + kSep + "game.bin";
+  WriteFileBytes(image, GameImage());
   const std::string title(150, 'x');
-  ProcessResult r = Run({title, "SLUS00001", "9", dir_ / "game.bin"});
+  ProcessResult r = Run({title, "SLUS00001", "9", image});
   ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(LastLine(r.output), "Done.");
   PackageBytes pkg(dir_ / "EBOOT.PBP");
   EXPECT_EQ(pbp::ReadSfoFields(pkg.Section(0)).title, std::string(127, 'x'));
   EXPECT_EQ(pkg.PsarText(0x122C, 128), std::string(127, 'x'));
+
+  fs::remove(dir_ / "EBOOT.PBP");
+  ExpectFailure(Run({title, "SLUS00001", "9", image + ".missing"}), "No such file or directory");
 }
 
 }  // namespace
