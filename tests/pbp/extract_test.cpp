@@ -201,6 +201,19 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   std::copy(shortData.begin(), shortData.end(), expected.begin() + 6 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
 
+  // A stream that would give more than a block: the first 37,632 bytes are kept.
+  w = test::WritePbp(pbp, spec);
+  Bytes longData(kBlockSize + 3000, 'L');
+  for (std::size_t i = 20000; i < 21000; ++i) longData[i] = static_cast<uint8_t>(i % 7);
+  packed = RawDeflate(longData);
+  ASSERT_LT(packed.size(), w.blockLengths[6]);
+  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
+  PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  expected = Padded(image);
+  std::copy_n(longData.begin(), kBlockSize, expected.begin() + 6 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(out), expected);
+
   // The last block's length runs far past the end of the file: it is read as far as the
   // file goes and inflate stops at its stream's end.
   w = test::WritePbp(pbp, spec);
