@@ -30,6 +30,7 @@
 
 #ifndef _WIN32
 #include <sys/resource.h>
+#include <unistd.h>
 #endif
 
 namespace {
@@ -218,6 +219,12 @@ double CpuSeconds(bool children) {
 #endif
 }
 
+void FlushDirtyPages() {
+#ifndef _WIN32
+  sync();
+#endif
+}
+
 std::string Load() {
 #ifndef _WIN32
   double avg[1] = {0};
@@ -247,14 +254,22 @@ int main(int argc, char** argv) {
   const double mb = imageBytes / 1048576.0;
   std::printf("Image: %.0f MB (%u blocks), generated in %.1f s\n", mb, blocks, Seconds(t));
 
-  // cp of the same file.
+  // cp of the same file against level 0, in turns, each run starting with no dirty pages;
+  // the best of three of each, since other work on the machine only ever adds time.
   test::ProcessResult r;
-  double cpTime = TimedRun("/bin/cp", {image, dir / "copy.bin"}, dir.path(), r);
-  std::filesystem::remove(dir / "copy.bin");
-
-  double level0 = TimedRun(converter, {"Bench", "SLUS00001", "0", image}, dir.path(), r);
-  bool ok0 = r.exitCode == 0;
-  std::filesystem::remove(dir / "EBOOT.PBP");
+  double cpTime = 1e9, level0 = 1e9;
+  bool ok0 = true;
+  for (int round = 0; round < 3; ++round) {
+    FlushDirtyPages();
+    cpTime = std::min(cpTime, TimedRun("/bin/cp", {image, dir / "copy.bin"}, dir.path(), r));
+    std::filesystem::remove(dir / "copy.bin");
+    FlushDirtyPages();
+    level0 =
+        std::min(level0, TimedRun(converter, {"Bench", "SLUS00001", "0", image}, dir.path(), r));
+    ok0 = ok0 && r.exitCode == 0;
+    std::filesystem::remove(dir / "EBOOT.PBP");
+  }
+  FlushDirtyPages();
   std::string loadBefore = Load();
   double cpu = CpuSeconds(true);
   double level9 = TimedRun(converter, {"Bench", "SLUS00001", "9", image}, dir.path(), r);
@@ -277,9 +292,9 @@ int main(int argc, char** argv) {
               level9, mb / level9, zlib9.seconds / level9, ok9 ? "" : "  FAILED RUN");
   std::printf("%-44s CPU time: zlib %.2f s; converter %.2f s, %.2f cores busy on average\n", "",
               zlib9Cpu, level9Cpu, level9Cpu / level9);
-  std::printf("%-44s %10.2f %10.1f\n", "cp (reference)", cpTime, mb / cpTime);
-  std::printf("%-44s %10.2f %10.1f %9.2fx  (target <= 1.3x)%s\n", "tarnwick.exe level 0", level0,
-              mb / level0, level0 / cpTime, ok0 ? "" : "  FAILED RUN");
+  std::printf("%-44s %10.2f %10.1f\n", "cp (reference), best of 3", cpTime, mb / cpTime);
+  std::printf("%-44s %10.2f %10.1f %9.2fx  (target <= 1.3x)%s\n", "tarnwick.exe level 0, best of 3",
+              level0, mb / level0, level0 / cpTime, ok0 ? "" : "  FAILED RUN");
   std::printf("\n%-44s %14s\n", "block data at level 9", "bytes");
   std::printf("%-44s %14llu\n", "zlib", static_cast<unsigned long long>(zlib9.bytes));
   std::printf("%-44s %14llu  %.4f of zlib (target <= 1)\n", "tarnwick.exe",
