@@ -2,8 +2,9 @@
 // level 9, is written to a temporary folder, extracted, and compared with zlib's raw
 // inflate alone over the same blocks (reading excluded from the baseline's clock).
 //
-//   bench_extract_bench [--mb N] [--keep PATH] [--out-dir DIR]
+//   bench_extract_bench [--mb N] [--keep PATH] [--out-dir DIR] [--package PATH]
 //
+// --package measures an existing package instead of writing one (nothing is compared).
 // --keep writes the package to PATH and leaves it there (for trying the CLI by hand).
 // --out-dir puts the extracted image there instead of the temporary folder (a RAM disk
 // such as /dev/shm takes the disk's speed out of the figures).
@@ -184,19 +185,31 @@ Timing Baseline(const std::string& pbp, const ebf::pbp::DiscImageLayout& layout)
 
 int main(int argc, char** argv) {
   uint64_t mb = 700;
-  std::string keep, outDir;
+  std::string keep, outDir, given;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
-    if (a == "--mb" && i + 1 < argc)
+    const bool hasValue = i + 1 < argc;
+    if (a == "--mb" && hasValue) {
       mb = std::stoull(argv[++i]);
-    else if (a == "--keep" && i + 1 < argc)
+    } else if (a == "--keep" && hasValue) {
       keep = argv[++i];
+    } else if (a == "--out-dir" && hasValue) {
+      outDir = argv[++i];
+    } else if (a == "--package" && hasValue) {
+      given = argv[++i];
+    } else {
+      std::fprintf(stderr, "usage: %s [--mb N] [--keep PATH] [--out-dir DIR] [--package PATH]\n",
+                   argv[0]);
+      return 2;
+    }
   }
   namespace fs = std::filesystem;
   const fs::path dir =
       fs::temp_directory_path() / ("ebf_extract_bench_" + std::to_string(getpid()));
   fs::create_directories(dir);
-  const std::string pbp = keep.empty() ? (dir / "EBOOT.PBP").string() : keep;
+  const std::string pbp = !given.empty() ? given
+                          : keep.empty() ? (dir / "EBOOT.PBP").string()
+                                         : keep;
   const fs::path outFolder = outDir.empty() ? dir : fs::path(outDir) / dir.filename();
   fs::create_directories(outFolder);
   const std::string out = (outFolder / "image.bin").string();
@@ -210,14 +223,16 @@ int main(int argc, char** argv) {
     source.Fill(block, data);
     imageCrc = crc32(imageCrc, data, kBlock);
   };
-  std::printf("Writing a %llu-block package (%.0f MB of sectors, level 9)...\n",
-              static_cast<unsigned long long>(spec.blockCount), spec.blockCount * kBlock / 1e6);
-  std::fflush(stdout);
-  auto g0 = Clock::now();
-  ebf::test::PbpWritten w = ebf::test::WritePbp(pbp, spec);
-  std::printf("  written in %.1f s: %.1f MB, %llu of %zu blocks compressed\n",
-              Seconds(g0, Clock::now()), w.fileSize / 1e6,
-              static_cast<unsigned long long>(w.compressedBlocks), w.blockLengths.size());
+  if (given.empty()) {
+    std::printf("Writing a %llu-block package (%.0f MB of sectors, level 9)...\n",
+                static_cast<unsigned long long>(spec.blockCount), spec.blockCount * kBlock / 1e6);
+    std::fflush(stdout);
+    auto g0 = Clock::now();
+    ebf::test::PbpWritten w = ebf::test::WritePbp(pbp, spec);
+    std::printf("  written in %.1f s: %.1f MB, %llu of %zu blocks compressed\n",
+                Seconds(g0, Clock::now()), w.fileSize / 1e6,
+                static_cast<unsigned long long>(w.compressedBlocks), w.blockLengths.size());
+  }
 
   // Settle the disk and warm the page cache the same way for both measurements.
   sync();
@@ -232,16 +247,18 @@ int main(int argc, char** argv) {
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - cpu0;
   const long peak = PeakRssKb();
-  const double imageMb = static_cast<double>(spec.blockCount * kBlock) / 1e6;
-  const bool same = result == "Success." && FileCrc(out) == static_cast<uint32_t>(imageCrc);
-
   ebf::File in(pbp, ebf::File::Mode::Read);
   ebf::pbp::DiscImageLayout layout;
   ebf::pbp::ReadDiscImageLayout(in, pbp, layout);
+  const double imageMb = static_cast<double>(layout.blocks.size() * kBlock) / 1e6;
+  const bool same =
+      result == "Success." && (!given.empty() || FileCrc(out) == static_cast<uint32_t>(imageCrc));
   const Timing base = Baseline(pbp, layout);
 
   std::printf("Extraction: %s, output %s\n", result.c_str(),
-              same ? "identical to the image" : "DIFFERS from the image");
+              !given.empty() ? "not compared"
+              : same         ? "identical to the image"
+                             : "DIFFERS from the image");
   std::printf("  %.2f s, %.0f MB/s of image (%.2f s of processor time, both threads)\n", extractSec,
               imageMb / extractSec, extractCpu);
   std::printf("  peak resident memory %s%.1f MB (%.1f MB before the extraction)\n",

@@ -138,12 +138,9 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
     static const std::map<std::string, int> tocModes = {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
     int toc = args.toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args.toc);
-    std::string ccd = pbp::CcdFilePath(args.output);
-    if (FileExists(ccd) &&
-        !ctx.host->AskYesNo("The following file will be overwritten if you continue!\r\n" + ccd +
-                                "\r\nDo you wish to continue?",
-                            false, MsgIcon::Exclamation)) {
-      std::cerr << "Not overwriting " << ccd << " (use --yes).\n";
+    if (std::string question = pbp::CcdOverwriteQuestion(args.output);
+        !question.empty() && !ctx.host->AskYesNo(question, false, MsgIcon::Exclamation)) {
+      std::cerr << "Not overwriting " << pbp::CcdFilePath(args.output) << " (use --yes).\n";
       ctx.exitCode = 1;
       return;
     }
@@ -151,7 +148,7 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
     std::string result = pbp::ExtractDiscImage(args.path, args.output, false, toc, *ctx.host);
     if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
     if (result == "Success.") {
-      std::cout << "Done :)\n";
+      std::cout << pbp::kExtractDone << "\n";
     } else if (result == "Cancelled.") {
       std::cerr << "\nCancelled.\n";
       ctx.exitCode = kExitCancelled;

@@ -61,6 +61,9 @@ bool AsyncWriter::Flush() {
   HandOver();
   std::unique_lock<std::mutex> lock(m_);
   cv_.wait(lock, [this] { return !busy_; });
+  // The worker is idle, so the file's own buffer can be pushed out from here.
+  if (!out_.Flush() && error_.empty())
+    error_ = out_.LastError().empty() ? "Write failed" : out_.LastError();
   return error_.empty();
 }
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <span>
 
 #include "common/bytes.h"
@@ -183,6 +184,13 @@ std::string OutOfSpaceText(uint64_t bytesRequired) {
          "replacing a file and getting this message, try deleting the file first]";
 }
 
+std::string CcdOverwriteQuestion(const std::string& outputPath) {
+  const std::string ccd = CcdFilePath(outputPath);
+  if (!FileExists(ccd)) return {};
+  return "The following file will be overwritten if you continue!\r\n" + ccd +
+         "\r\nDo you wish to continue?";
+}
+
 std::string ReadDiscImageLayout(File& package, const std::string& displayPath,
                                 DiscImageLayout& out) {
   out = DiscImageLayout{};
@@ -229,6 +237,12 @@ std::string ExtractDiscImage(const std::string& ebootPath, const std::string& ou
 
   DiscImageLayout layout;
   if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return err;
+  // The output is deleted before it is written; it must never be the package itself.
+  std::error_code ec;
+  if (std::filesystem::equivalent(std::filesystem::u8path(ebootPath),
+                                  std::filesystem::u8path(outputPath), ec))
+    return "The disc image cannot be written over the EBOOT it comes from (\"" + outputPath +
+           "\").";
 
   TocWriteResult toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, host);
   if (toc.stop) return toc.result;

@@ -21,6 +21,16 @@ inline constexpr const char* kInflateFailed = "zlib inflate failed!";
 
 std::string OutOfSpaceText(uint64_t bytesRequired);
 
+// The EBOOT-to-ISO button's save dialog.
+inline constexpr const char* kIsoDialogTitle = "Select where to save the ISO";
+inline constexpr const char* kIsoDialogExtension = "iso";
+inline constexpr const char* kIsoDialogFilter = "ISO Files (*.iso)";
+inline constexpr const char* kExtractDone = "Done :)";
+
+// The question asked before an extraction when a CCD file named like the output exists
+// (Yes/No, exclamation); "" when there is none.
+std::string CcdOverwriteQuestion(const std::string& outputPath);
+
 struct BlockRef {
   uint32_t offset = 0;  // from DATA.PSAR + 0x100000
   uint32_t length = 0;  // bytes stored; exactly 37,632 means stored raw

@@ -31,6 +31,13 @@ std::string ReadTextField(File& f, uint64_t offset, std::size_t size) {
 
 }  // namespace
 
+bool SaveTempAsset(const std::string& tempFolder, const std::string& tempFile,
+                   const std::string& destPath) {
+  const std::string from = tempFolder + tempFile;
+  if (!FileExists(from) || IsDirectory(from)) return false;
+  return CopyFileTo(from, destPath);
+}
+
 Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host) {
   Inspection r;
   auto size = FileSize(ebootPath);

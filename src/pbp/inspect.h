@@ -20,6 +20,33 @@ inline constexpr const char* kEbootNotValid =
 inline constexpr const char* kGamebootFile = "Gameboot.png";
 inline constexpr const char* kStartDatFile = "START.DAT";
 
+// The six Extract buttons: each saves one file the inspection left in Temp.
+struct AssetExtractDialog {
+  const char* title;
+  const char* defaultExtension;
+  const char* defaultName;  // "" for none
+  const char* filterName;   // followed by "All Files (*.*)"
+  const char* filterPattern;
+  const char* tempFile;
+};
+inline constexpr AssetExtractDialog kAssetExtractDialogs[] = {
+    {"Select where to save the gameboot PNG", "png", "", "PNG Files (*.png)", "*.png",
+     kGamebootFile},
+    {"Select where to save ICON0.PNG", "png", "ICON0.PNG", "PNG Files (*.png)", "*.png",
+     "ICON0.PNG"},
+    {"Select where to save ICON1.PMF", "pmf", "ICON1.PMF", "PSMF Files (*.pmf)", "*.pmf",
+     "ICON1.PMF"},
+    {"Select where to save PIC0.PNG", "png", "PIC0.PNG", "PNG Files (*.png)", "*.png", "PIC0.PNG"},
+    {"Select where to save PIC1.PNG", "png", "PIC1.PNG", "PNG Files (*.png)", "*.png", "PIC1.PNG"},
+    {"Select where to save SND0.AT3", "at3", "SND0.AT3", "ATRAC3 Files (*.at3)", "*.at3",
+     "SND0.AT3"},
+};
+
+// Copies a file the inspection left in Temp to the chosen path. Nothing happens (false)
+// when the Temp file is missing.
+bool SaveTempAsset(const std::string& tempFolder, const std::string& tempFile,
+                   const std::string& destPath);
+
 struct Inspection {
   // "" when the package was taken apart; else the message to show (exclamation icon).
   std::string message;

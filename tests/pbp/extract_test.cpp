@@ -113,6 +113,11 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   RecordingHost host;
   host.onPump = [](int) { CancelRequested = true; };
   const std::string out = dir / "Game.iso";
+  EXPECT_EQ(CcdOverwriteQuestion(out), "");
+  test::WriteFileText(dir / "Game.ccd", "old");
+  EXPECT_EQ(CcdOverwriteQuestion(out),
+            "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
+                "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
   EXPECT_FALSE(CancelRequested);
@@ -259,6 +264,13 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
   WriteFileBytes(pbp, Bytes(30, 0));
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+
+  // The package itself as the output is refused before anything is deleted.
+  w = test::WritePbp(pbp, spec);
+  const Bytes whole = ReadFileBytes(pbp);
+  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host);
+  EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
+  EXPECT_EQ(ReadFileBytes(pbp), whole);
 
   // Cut inside the index: a sentence naming the file; no output is started.
   w = test::WritePbp(pbp, spec);

@@ -65,6 +65,14 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   // START.DAT stops one byte before the end of the file.
   EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(spec.tail.begin(), spec.tail.end() - 1));
   EXPECT_TRUE(host.questions.empty());
+
+  // The Extract buttons copy from Temp; a missing Temp file does nothing.
+  const std::string saved = dir / "saved.png";
+  ASSERT_TRUE(SaveTempAsset(temp, kAssetExtractDialogs[0].tempFile, saved));
+  EXPECT_EQ(ReadFileBytes(saved), spec.bootPng);
+  std::filesystem::remove(temp + "PIC1.PNG");
+  EXPECT_FALSE(SaveTempAsset(temp, kAssetExtractDialogs[4].tempFile, dir / "pic1.png"));
+  EXPECT_FALSE(FileExists(dir / "pic1.png"));
 }
 
 // The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
