@@ -269,7 +269,13 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   small.fileSizeLimit = 200000;
   ExpectFailure(Run({"T", "SLUS00001", "0", image}, small), "Cannot write EBOOT.PBP", false);
 
-  // A folder the converter may not write to.
+  // A folder the converter may not write to. Run as root, the converter runs as an
+  // unprivileged user, who must still be able to read what it needs.
+  const auto readable = fs::perms::group_read | fs::perms::others_read;
+  const auto enterable = fs::perms::group_exec | fs::perms::others_exec;
+  fs::permissions(dir_.path(), readable | enterable, fs::perm_options::add);
+  fs::permissions(dir_ / "BASE.PBP", readable, fs::perm_options::add);
+  fs::permissions(image, readable, fs::perm_options::add);
   fs::permissions(dir_.path(),
                   fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
