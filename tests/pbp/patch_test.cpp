@@ -36,13 +36,13 @@ struct Fixture {
   EbootJob job;
   RecordingHost host;
 
-  Fixture() {
+  explicit Fixture(std::size_t tailSize = 300) {
     spec.icon0 = NoiseBytes(3000, 1);
     spec.pic0 = NoiseBytes(2000, 2);
     spec.snd0 = NoiseBytes(1000, 3);
     spec.dataPsp = NoiseBytes(700, 4);
     spec.bootPng = NoiseBytes(900, 5);
-    spec.tail = NoiseBytes(300, 6);
+    spec.tail = NoiseBytes(tailSize, 6);
     // Compressible sectors with some noise.
     Bytes image(kBlockSize * 3 + 5000, 0x5A);
     Bytes noise = NoiseBytes(20000, 8);
@@ -255,6 +255,39 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   // 40 bytes pass the size test (not the inspection's 20,496), then the magic decides.
   WriteFileBytes(dir / "a.pbp", Bytes(40, 0));
   EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
+}
+
+}  // namespace
+}  // namespace ebf::pbp
+
+namespace ebf::pbp {
+namespace {
+
+// The copy up to the boot picture shrinks its last read by the section-copy rule, so when
+// exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
+// leave that byte visible at the end of the new package.
+TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
+  Fixture fx(40000);
+  const uint64_t s = fx.written.startData, p = fx.written.psar;
+  // A header size that makes S + H - P one byte short of a multiple of 32 KB.
+  uint64_t h = (32767 - (s - p) % 32768) % 32768;
+  if (h < 24) h += 32768;
+  ASSERT_LE(s + h + 1, fx.written.fileSize) << "the fixture's tail must reach past S + H";
+  {
+    File f(fx.pbp, File::Mode::ReadWrite);
+    ASSERT_TRUE(WriteLe32At(f, s + 16, static_cast<uint32_t>(h)));
+  }
+  const Bytes source = ReadFileBytes(fx.pbp);
+  fx.job.gameboot = fx.Asset("empty.png", 0, 1);
+  WriteFileBytes(fx.temp + "START.DAT", {});
+  const std::string dest = fx.dir / "new.pbp";
+  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host), "Success.");
+  const Bytes rebuilt = ReadFileBytes(dest);
+  File in(dest, File::Mode::Read);
+  const uint64_t newP = ReadPbpHeader(in)->psarOffset();
+  ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
+  EXPECT_EQ(rebuilt.back(), source[s + h]);
+  EXPECT_EQ(ReadFileBytes(fx.pbp), source);
 }
 
 }  // namespace
