@@ -9,9 +9,16 @@
 
 namespace ebf::tarnwick {
 
+int LibdeflateLevelFor(int level) {
+  // At 5 and 6 libdeflate's output is a little larger than zlib's at the same level; one
+  // step up it is smaller and still about twice as fast. Elsewhere the levels match.
+  static constexpr int kTable[10] = {0, 1, 2, 3, 4, 6, 7, 7, 8, 9};
+  return kTable[std::clamp(level, 0, 9)];
+}
+
 BlockEncoder::BlockEncoder(int level) : level_(std::clamp(level, 0, 9)) {
   if (level_ > 0) {
-    compressor_ = libdeflate_alloc_compressor(level_);
+    compressor_ = libdeflate_alloc_compressor(LibdeflateLevelFor(level_));
     if (!compressor_) throw std::bad_alloc();
   }
 }

@@ -1,21 +1,23 @@
 #pragma once
 // One 16-sector block of a disc image as the package stores it: raw deflate when that makes
 // it smaller, else the bytes as they are. Deflate is libdeflate's: on disc-image blocks it
-// is faster than zlib at every level and its output is no larger (see bench/tarnwick_bench).
+// is faster than zlib at every level, and with the level table below its output is never
+// larger than zlib's at the same level (see bench/tarnwick_bench).
 
 #include <array>
 #include <cstdint>
 #include <span>
 
 #include "common/bytes.h"
+#include "pbp/psar.h"
 
 struct libdeflate_compressor;
 
 namespace ebf::tarnwick {
 
-inline constexpr uint32_t kSectorSize = 2352;
-inline constexpr uint32_t kSectorsPerBlock = 16;
-inline constexpr uint32_t kBlockSize = kSectorSize * kSectorsPerBlock;  // 37,632 = 0x9300
+inline constexpr uint32_t kSectorSize = static_cast<uint32_t>(pbp::kSectorSize);
+inline constexpr uint32_t kSectorsPerBlock = static_cast<uint32_t>(pbp::kSectorsPerBlock);
+inline constexpr uint32_t kBlockSize = static_cast<uint32_t>(pbp::kBlockSize);  // 37,632
 
 struct EncodedBlock {
   Bytes data;  // what goes into the block data area
@@ -38,6 +40,9 @@ class BlockEncoder {
   int level_;
   libdeflate_compressor* compressor_ = nullptr;
 };
+
+// The libdeflate level used for a compression level 1-9.
+int LibdeflateLevelFor(int level);
 
 std::array<uint8_t, 16> BlockDigest(std::span<const uint8_t> plain);
 

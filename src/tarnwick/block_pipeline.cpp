@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -35,7 +36,14 @@ class Pipeline {
       }
       // The slot is ours until nextWrite_ moves past it: no worker may claim block
       // i + slots_.size() before that.
-      if (!sink(i, slot.block)) {
+      bool goOn = false;
+      try {
+        goOn = sink(i, slot.block);
+      } catch (...) {
+        StopAndJoin(workers);
+        throw;
+      }
+      if (!goOn) {
         sinkStopped = true;
         break;
       }
@@ -44,12 +52,7 @@ class Pipeline {
       ++nextWrite_;
       changed_.notify_all();
     }
-    {
-      std::lock_guard lock(mutex_);
-      stop_ = true;
-      changed_.notify_all();
-    }
-    for (auto& w : workers) w.join();
+    StopAndJoin(workers);
     PipelineResult result;
     result.error = error_;
     result.ok = !sinkStopped && error_.empty();
@@ -57,6 +60,15 @@ class Pipeline {
   }
 
  private:
+  void StopAndJoin(std::vector<std::thread>& workers) {
+    {
+      std::lock_guard lock(mutex_);
+      stop_ = true;
+      changed_.notify_all();
+    }
+    for (auto& w : workers) w.join();
+  }
+
   void Fail(const std::string& text) {
     std::lock_guard lock(mutex_);
     if (error_.empty()) error_ = text;
@@ -65,6 +77,14 @@ class Pipeline {
   }
 
   void Work() {
+    try {
+      WorkOn();
+    } catch (const std::exception& e) {
+      Fail(std::string("Cannot encode the image: ") + e.what());
+    }
+  }
+
+  void WorkOn() {
     File image;
     if (source_.imageSize > 0 && !image.Open(source_.imagePath, File::Mode::Read)) {
       Fail("Cannot read the image " + source_.imagePath + ": " + image.LastError());

@@ -8,24 +8,25 @@
 #include <string>
 
 #include "common/file_io.h"
+#include "pbp/psar.h"
 #include "tarnwick/disc_toc.h"
 
 namespace ebf::tarnwick {
 
-// Offsets within the section.
-inline constexpr uint32_t kSectionMagicSize = 12;
+// Offsets within the section; the rest of the layout is in pbp/psar.h.
+inline constexpr uint32_t kSectionMagicSize = 12;  // readers compare 8 to 12 of these
 inline constexpr char kSectionMagic[] = "PSISOIMG0000";
 inline constexpr uint32_t kStartDatField = 0x0C;  // u32: STARTDAT offset = section size
-inline constexpr uint32_t kDiscIdOffset = 0x400;
+inline constexpr uint32_t kDiscIdOffset = 0x400;  // "_SLUS_00594", NUL-filled
 inline constexpr uint32_t kDiscIdSize = 16;
-inline constexpr uint32_t kTocOffset = 0x800;
-inline constexpr uint32_t kDataStartField = 0xBFC;
-inline constexpr uint32_t kSaveNameOffset = 0x122C;
-inline constexpr uint32_t kSaveNameSize = 128;
-inline constexpr uint32_t kIndexOffset = 0x4000;
-inline constexpr uint32_t kIndexEntrySize = 32;
-inline constexpr uint32_t kDataOffset = 0x100000;
-inline constexpr uint32_t kIndexSlots = (kDataOffset - kIndexOffset) / kIndexEntrySize;
+inline constexpr uint32_t kDataStartField = 0xBFC;  // u32: where block data starts
+inline constexpr uint32_t kTocOffset = pbp::kPsarTocPos;
+inline constexpr uint32_t kSaveNameOffset = pbp::kPsarSaveNamePos;
+inline constexpr uint32_t kSaveNameSize = pbp::kPsarSaveNameSize;
+inline constexpr uint32_t kIndexOffset = pbp::kPsarIndexPos;
+inline constexpr uint32_t kIndexEntrySize = pbp::kIndexEntrySize;
+inline constexpr uint32_t kDataOffset = pbp::kPsarBlockDataPos;
+inline constexpr uint32_t kIndexSlots = pbp::kIndexSlots;
 // Every real block, the padding block and the all-zero terminator need a slot.
 inline constexpr uint32_t kMaxImageBlocks = kIndexSlots - 2;
 

@@ -5,11 +5,12 @@
 #include <cstdint>
 #include <string>
 
+#include "pbp/psar.h"
+
 namespace ebf::tarnwick {
 
-inline constexpr size_t kTocEntrySize = 10;
-inline constexpr size_t kTocSize = 102 * kTocEntrySize;  // 1,020
-using TocArea = std::array<uint8_t, kTocSize>;
+inline constexpr size_t kTocSize = pbp::kTocAreaSize;  // 1,020
+using TocArea = pbp::TocArea;
 
 // One data track covering `sectors` sectors: A0 first track 1 (CD-ROM XA), A1 last track 1,
 // A2 lead-out at MSF(sectors), track 1 at 00:02:00 with bytes 3-5 two seconds earlier.

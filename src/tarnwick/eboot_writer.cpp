@@ -1,6 +1,7 @@
 #include "tarnwick/eboot_writer.h"
 
 #include <array>
+#include <filesystem>
 #include <optional>
 
 #include "common/ansi.h"
@@ -43,6 +44,12 @@ class PartialOutput {
   bool kept_ = false;
 };
 
+// The image must not be one of the files this run writes or reads as a template.
+bool SameFile(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  return std::filesystem::equivalent(std::filesystem::u8path(a), std::filesystem::u8path(b), ec);
+}
+
 std::string CheckImage(const std::string& path) {
   if (IsDirectory(path)) return "Cannot read the image " + path + ": it is a folder";
   File image(path, File::Mode::Read);
@@ -57,35 +64,37 @@ std::string CheckImage(const std::string& path) {
   return {};
 }
 
-}  // namespace
+// Everything known before EBOOT.PBP is created.
+struct Plan {
+  std::string folder;
+  PackageTemplate tmpl;
+  DiscInput disc;
+  std::array<uint64_t, pbp::kLeadingSectionCount> lengths{};
+  uint64_t psarOffset = 0;
+  bool dataPspFromFile = false;
+  uint64_t bootSize = 0;
+};
 
-std::string WriteEboot(const std::string& folderIn, const ConverterArgs& args,
-                       const WriteOptions& options) {
-  const std::string folder = WithTrailingSep(folderIn);
-  auto say = [&](const std::string& line) {
-    if (options.say) options.say(line);
-  };
-
-  // Template.
+std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
+  const std::string& folder = plan.folder;
   const std::string basePath = folder + kTemplateName;
   if (!FileExists(basePath) || IsDirectory(basePath))
     return std::string(kTemplateName) + " is missing from " + folder;
-  File base(basePath, File::Mode::Read);
-  if (!base) return "Cannot read " + std::string(kTemplateName) + ": " + base.LastError();
-  PackageTemplate tmpl;
+  if (!base.Open(basePath, File::Mode::Read))
+    return "Cannot read " + std::string(kTemplateName) + ": " + base.LastError();
   std::string error;
-  if (!ReadPackageTemplate(base, tmpl, error)) return error;
-  std::string sfoError = pbp::PatchSfo(tmpl.sfo, args.title, args.gameId);
-  if (!sfoError.empty()) return std::string(kTemplateName) + ": " + sfoError;
+  if (!ReadPackageTemplate(base, plan.tmpl, error)) return error;
+  error = pbp::PatchSfo(plan.tmpl.sfo, args.title, args.gameId);
+  if (!error.empty()) return std::string(kTemplateName) + ": " + error;
 
-  // Image and table of contents.
+  if (SameFile(args.imagePath, folder + kOutputName) || SameFile(args.imagePath, basePath))
+    return "The image " + args.imagePath + " cannot be the package being written or its template";
   if (std::string e = CheckImage(args.imagePath); !e.empty()) return e;
-  DiscInput disc;
+  DiscInput& disc = plan.disc;
   disc.imagePath = args.imagePath;
   disc.discId = args.gameId;
   disc.title = Utf8ToAnsi(args.title);
   disc.level = args.level;
-  disc.threads = options.threads;
   const std::string tocPath = folder + kTocName;
   if (FileExists(tocPath)) {
     TocArea toc;
@@ -94,65 +103,92 @@ std::string WriteEboot(const std::string& folderIn, const ConverterArgs& args,
   }
 
   // Sections before DATA.PSAR. An asset that is missing or empty is an empty section.
-  std::array<uint64_t, pbp::kLeadingSectionCount> lengths{};
-  lengths[pbp::kParamSfo] = tmpl.sfo.size();
+  plan.lengths[pbp::kParamSfo] = plan.tmpl.sfo.size();
   for (size_t i = 0; i < kAssetNames.size(); ++i)
-    lengths[pbp::kIcon0 + i] = SizeOrZero(folder + kAssetNames[i]);
-  const std::string dataPspPath = folder + kDataPspName;
-  const uint64_t dataPspFileSize = SizeOrZero(dataPspPath);
-  const bool dataPspFromFile = dataPspFileSize > 0;
-  lengths[pbp::kDataPsp] = dataPspFromFile ? dataPspFileSize : tmpl.dataPspSize;
-  const std::string bootPath = folder + kBootName;
-  const uint64_t bootSize = SizeOrZero(bootPath);
-  if (bootSize > UINT32_MAX) return std::string(kBootName) + " is too large";
-  auto header = pbp::HeaderForLengths(lengths);
+    plan.lengths[pbp::kIcon0 + i] = SizeOrZero(folder + kAssetNames[i]);
+  const uint64_t dataPspFileSize = SizeOrZero(folder + kDataPspName);
+  plan.dataPspFromFile = dataPspFileSize > 0;
+  plan.lengths[pbp::kDataPsp] = plan.dataPspFromFile ? dataPspFileSize : plan.tmpl.dataPspSize;
+  plan.bootSize = SizeOrZero(folder + kBootName);
+  if (plan.bootSize > UINT32_MAX) return std::string(kBootName) + " is too large";
+  auto header = pbp::HeaderForLengths(plan.lengths);
   if (!header) return "The files to be packed are too large for one package";
+  plan.psarOffset = header->psarOffset();
+  return {};
+}
 
-  const std::string outPath = folder + kOutputName;
+std::string WriteSections(const Plan& plan, File& base, File& out) {
+  const std::string& folder = plan.folder;
+  std::string error;
+  if (!pbp::WritePbpHeader(out, plan.lengths) || !out.Write(plan.tmpl.sfo))
+    return "Cannot write " + std::string(kOutputName) + ": " + out.LastError();
+  for (size_t i = 0; i < kAssetNames.size(); ++i) {
+    if (!CopyFileExactly(folder + kAssetNames[i], plan.lengths[pbp::kIcon0 + i], out,
+                         kAssetNames[i], error))
+      return error;
+  }
+  bool copied = plan.dataPspFromFile
+                    ? CopyFileExactly(folder + kDataPspName, plan.lengths[pbp::kDataPsp], out,
+                                      kDataPspName, error)
+                    : CopyRange(base, plan.tmpl.dataPspStart, plan.tmpl.dataPspSize, out,
+                                std::string(kTemplateName) + "'s DATA.PSP", error);
+  if (!copied) return error;
+  if (out.Tell() != plan.psarOffset)
+    return "Cannot write " + std::string(kOutputName) +
+           ": the sections did not come out at their planned offsets";
+  return {};
+}
+
+std::string WriteStartDat(const Plan& plan, File& base, File& out) {
+  std::string error;
+  if (!out.Write(StartDatHeader(static_cast<uint32_t>(plan.bootSize))))
+    return "Cannot write " + std::string(kOutputName) + ": " + out.LastError();
+  if (!CopyFileExactly(plan.folder + kBootName, plan.bootSize, out, kBootName, error) ||
+      !CopyRange(base, plan.tmpl.tailStart, plan.tmpl.tailSize, out,
+                 std::string(kTemplateName) + "'s STARTDAT tail", error))
+    return error;
+  return {};
+}
+
+}  // namespace
+
+std::string WriteEboot(const std::string& folder, const ConverterArgs& args,
+                       const WriteOptions& options) {
+  auto say = [&](const std::string& line) {
+    if (options.say) options.say(line);
+  };
+  Plan plan;
+  plan.folder = WithTrailingSep(folder);
+  File base;
+  if (std::string e = Prepare(args, base, plan); !e.empty()) return e;
+  plan.disc.threads = options.threads;
+
+  const std::string outPath = plan.folder + kOutputName;
   PartialOutput output(outPath);
   File& out = output.file;
   if (!out.Open(outPath, File::Mode::Write))
-    return "Cannot write " + std::string(kOutputName) + " in " + folder + ": " + out.LastError();
+    return "Cannot write " + std::string(kOutputName) + " in " + plan.folder + ": " +
+           out.LastError();
 
-  uint64_t imageSize = FileSize(args.imagePath).value_or(0);
-  say("Image: " + args.imagePath + " (" + std::to_string(imageSize) + " bytes)");
+  say("Image: " + args.imagePath + " (" + std::to_string(FileSize(args.imagePath).value_or(0)) +
+      " bytes)");
   say("Writing " + std::string(kOutputName) + " for " + args.gameId + " at compression level " +
       std::to_string(args.level) + "...");
-
-  const std::string writeError = "Cannot write " + std::string(kOutputName) + ": ";
-  if (!pbp::WritePbpHeader(out, lengths) || !out.Write(tmpl.sfo))
-    return writeError + out.LastError();
-  for (size_t i = 0; i < kAssetNames.size(); ++i) {
-    if (!CopyFileExactly(folder + kAssetNames[i], lengths[pbp::kIcon0 + i], out, kAssetNames[i],
-                         error))
-      return error;
-  }
-  bool copied = dataPspFromFile
-                    ? CopyFileExactly(dataPspPath, dataPspFileSize, out, kDataPspName, error)
-                    : CopyRange(base, tmpl.dataPspStart, tmpl.dataPspSize, out,
-                                std::string(kTemplateName) + "'s DATA.PSP", error);
-  if (!copied) return error;
-  if (out.Tell() != header->psarOffset())
-    return writeError + "the sections did not come out at their planned offsets";
+  if (std::string e = WriteSections(plan, base, out); !e.empty()) return e;
 
   int shownQuarter = 0;
-  disc.progress = [&](uint32_t done, uint32_t total) {
+  plan.disc.progress = [&](uint32_t done, uint32_t total) {
     int quarter = static_cast<int>(uint64_t{done} * 4 / total);
     if (quarter > shownQuarter && quarter < 4) {
       shownQuarter = quarter;
       say(std::to_string(quarter * 25) + "% of the image written");
     }
   };
-  DiscSectionResult section = WriteDiscSection(out, disc);
+  DiscSectionResult section = WriteDiscSection(out, plan.disc);
   if (!section.ok) return section.error;
 
-  if (!out.Write(StartDatHeader(static_cast<uint32_t>(bootSize))))
-    return writeError + out.LastError();
-  if (!CopyFileExactly(bootPath, bootSize, out, kBootName, error)) return error;
-  if (!CopyRange(base, tmpl.tailStart, tmpl.tailSize, out,
-                 std::string(kTemplateName) + "'s STARTDAT tail", error))
-    return error;
-  if (!out.Close()) return writeError + out.LastError();
+  if (std::string e = WriteStartDat(plan, base, out); !e.empty()) return e;
+  if (!out.Close()) return "Cannot write " + std::string(kOutputName) + ": " + out.LastError();
   output.Keep();
   say(std::string(kOutputName) + ": " + std::to_string(FileSize(outPath).value_or(0)) + " bytes, " +
       std::to_string(section.imageBlocks) + " blocks");

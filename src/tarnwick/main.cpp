@@ -18,7 +18,9 @@ namespace {
 constexpr size_t kMaxLine = 600;
 
 void Print(std::FILE* stream, std::string line) {
-  if (line.size() > kMaxLine) line = line.substr(0, kMaxLine - 3) + "...";
+  // The middle goes, usually part of a path; the start and the reason at the end stay.
+  if (line.size() > kMaxLine)
+    line = line.substr(0, kMaxLine / 2 - 3) + "..." + line.substr(line.size() - kMaxLine / 2);
   std::fputs(line.c_str(), stream);
   std::fputs("\n", stream);
   std::fflush(stream);
@@ -36,7 +38,8 @@ int main(int argc, char** argv) {
   }
   std::string error;
   try {
-    std::string folder = std::filesystem::current_path().string();
+    std::u8string cwd = std::filesystem::current_path().u8string();  // paths are UTF-8
+    std::string folder(cwd.begin(), cwd.end());
     ebf::tarnwick::WriteOptions options;
     options.say = [](const std::string& line) { Print(stdout, line); };
     error = ebf::tarnwick::WriteEboot(folder, *parsed, options);

@@ -8,13 +8,16 @@
 
 #include "common/files.h"
 #include "pbp/container.h"
+#include "pbp/extract.h"
+#include "pbp/inspect.h"
 #include "pbp/sfo.h"
+#include "psar_reader.h"
 #include "support/disc_builder.h"
 #include "support/process_run.h"
+#include "support/recording_host.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 #include "tarnwick/ps1_sfo.h"
-#include "tarnwick/psar_reader.h"  // tests/tarnwick
 
 namespace ebf::test {
 namespace {
@@ -150,6 +153,16 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   EXPECT_EQ(std::string(all.begin() + s + 0x50 + boot.size(), all.end()),
             "trailing blob of the template");
 
+  // The package code takes it apart as the program does with a package given as input.
+  RecordingHost host;
+  pbp::Inspection seen = pbp::InspectEboot(dir_ / "EBOOT.PBP", dir_.folder() + "temp" + kSep, host);
+  EXPECT_EQ(seen.message, "");
+  EXPECT_EQ(seen.title, "My Game: \xC3\xA9t\xC3\xA9");
+  EXPECT_EQ(seen.gameId, "SLUS01234");
+  EXPECT_EQ(seen.bootPngSize, boot.size());
+  EXPECT_EQ(ReadFileBytes(dir_ / "temp/Gameboot.png"), boot);
+  EXPECT_TRUE(host.questions.empty());
+
   // A non-empty DATA.PSP beats the template's loader.
   const Bytes ownLoader = NoiseBytes(777, 9);
   WriteFileBytes(dir_ / "DATA.PSP", ownLoader);
@@ -170,11 +183,13 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
     ProcessResult r = Run({"Round Trip", "SCES00001", std::to_string(level), dir_ / "game.bin"});
     ASSERT_EQ(r.exitCode, 0) << r.output;
     EXPECT_EQ(LastLine(r.output), "Done.");
-    PackageBytes pkg(dir_ / "EBOOT.PBP");
-    auto extracted = pkg.Extract();
-    ASSERT_TRUE(extracted.has_value());
-    EXPECT_TRUE(*extracted == expected);
+    // The program's own extractor gives the image back.
+    RecordingHost host;
+    ASSERT_EQ(pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host),
+              "Success.");
+    EXPECT_TRUE(ReadFileBytes(dir_ / "back.bin") == expected);
 
+    PackageBytes pkg(dir_ / "EBOOT.PBP");
     // Blocks back to back; markers 1 on deflated blocks, 0 on stored ones and on the
     // padding block; an all-zero terminator; the digest over the plain sectors.
     uint32_t next = 0;
@@ -239,12 +254,28 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ProcessResult usage = Run({"T", "SLUS00001", "9"});
   ExpectFailure(usage, "Usage: tarnwick.exe");
 
+  // An image that is the package to be written is refused before anything is touched.
+  const Bytes older = NoiseBytes(50000, 8);
+  WriteFileBytes(dir_ / "EBOOT.PBP", older);
+  ProcessResult same = Run({"T", "SLUS00001", "9", dir_ / "EBOOT.PBP"});
+  EXPECT_NE(same.exitCode, 0);
+  EXPECT_NE(same.output.find("cannot be the package being written"), std::string::npos)
+      << same.output;
+  EXPECT_EQ(ReadFileBytes(dir_ / "EBOOT.PBP"), older);
+  fs::remove(dir_ / "EBOOT.PBP");
+
   // A write that fails part-way (as on a full disk) removes what was written.
   ProcessOptions small;
   small.fileSizeLimit = 200000;
   ExpectFailure(Run({"T", "SLUS00001", "0", image}, small), "Cannot write EBOOT.PBP", false);
 
-  // A folder the converter may not write to.
+  // A folder the converter may not write to. Run as root, the converter runs as an
+  // unprivileged user, who must still be able to read what it needs.
+  const auto readable = fs::perms::group_read | fs::perms::others_read;
+  const auto enterable = fs::perms::group_exec | fs::perms::others_exec;
+  fs::permissions(dir_.path(), readable | enterable, fs::perm_options::add);
+  fs::permissions(dir_ / "BASE.PBP", readable, fs::perm_options::add);
+  fs::permissions(image, readable, fs::perm_options::add);
   fs::permissions(dir_.path(),
                   fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
@@ -259,14 +290,49 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
 }
 
-TEST_F(ConverterTest, LongTitlesAreCutToWhatTheFieldsHold) {
-  WriteFileBytes(dir_ / "game.bin", GameImage());
+TEST_F(ConverterTest, LongTitlesAndPathsAreCutToWhatTheFieldsAndPipeHold) {
+  // An image path of about 3,000 characters: the whole output still fits the 4 KB the
+  // program reads back (checked by Run), on success and on failure.
+  std::string deep = "d";
+  for (int i = 0; i < 12; ++i) deep += "/" + std::string(240, static_cast<char>('a' + i));
+  const std::string image = dir_.MakeDir(deep) + kSep + "game.bin";
+  WriteFileBytes(image, GameImage());
   const std::string title(150, 'x');
-  ProcessResult r = Run({title, "SLUS00001", "9", dir_ / "game.bin"});
+  ProcessResult r = Run({title, "SLUS00001", "9", image});
   ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(LastLine(r.output), "Done.");
   PackageBytes pkg(dir_ / "EBOOT.PBP");
   EXPECT_EQ(pbp::ReadSfoFields(pkg.Section(0)).title, std::string(127, 'x'));
   EXPECT_EQ(pkg.PsarText(0x122C, 128), std::string(127, 'x'));
+
+  fs::remove(dir_ / "EBOOT.PBP");
+  ExpectFailure(Run({title, "SLUS00001", "9", image + ".missing"}), "No such file or directory");
+}
+
+}  // namespace
+}  // namespace ebf::test
+
+namespace ebf::test {
+namespace {
+
+TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
+  PackageBytes base(RuntimeFolder() + "Data" + kSep + "BASE.PBP");
+  ASSERT_GE(base.bytes().size(), 40u);
+  EXPECT_EQ(LoadLe32(&base.bytes()[0]), pbp::kPbpMagic);
+  Bytes sfo = base.Section(0);
+  ASSERT_EQ(sfo.size(), 944u);
+  EXPECT_EQ(std::string(sfo.begin(), sfo.begin() + 4), std::string("\0PSF", 4));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&sfo[260]), 3), std::string("ME\0", 3));
+  EXPECT_EQ(LoadLe32(&sfo[256]), 1u);  // BOOTABLE
+  pbp::SfoFields fields = pbp::ReadSfoFields(sfo);
+  EXPECT_EQ(fields.discId.size(), 9u);
+  EXPECT_FALSE(fields.title.empty());
+  for (int i = 1; i <= 6; ++i) EXPECT_TRUE(base.Section(i).empty()) << i;
+  Bytes psar = base.Section(7);
+  ASSERT_EQ(psar.size(), 0x50u);
+  EXPECT_EQ(std::string(psar.begin(), psar.begin() + 8), "STARTDAT");
+  EXPECT_EQ(LoadLe32(&psar[0x10]), 0x50u);
+  EXPECT_EQ(LoadLe32(&psar[0x14]), 0u);
 }
 
 }  // namespace

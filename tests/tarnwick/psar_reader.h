@@ -1,7 +1,7 @@
 #pragma once
-// A small, independent reader of the packages the converter writes, for the tests: it reads
-// the index the way the program's own extractor does (u32 offset, u32 length, the pair 0/0
-// skipped, length 37,632 = stored, anything else raw deflate).
+// A small, independent reader of the packages the converter writes, for the tests: section
+// bytes, the disc header, index entries (u16 size, u16 marker) and single blocks (37,632
+// bytes stored, anything else raw deflate).
 
 #include <zlib.h>
 
@@ -71,19 +71,6 @@ class PackageBytes {
     if (rc != Z_STREAM_END || produced != kTestBlock) return std::nullopt;
     out.resize(kTestBlock);
     return out;
-  }
-  // Every block the index lists, in order, as the program's extractor writes them.
-  std::optional<Bytes> Extract() const {
-    Bytes image;
-    for (uint32_t slot = 0; slot < 32256; ++slot) {
-      const uint8_t* e = PsarAt(0x4000 + 32 * slot);
-      uint32_t offset = LoadLe32(e), length = LoadLe32(e + 4);
-      if (offset == 0 && length == 0) continue;
-      auto block = Block(offset, length);
-      if (!block) return std::nullopt;
-      image.insert(image.end(), block->begin(), block->end());
-    }
-    return image;
   }
 
  private:
