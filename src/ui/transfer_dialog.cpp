@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "common/cancel.h"
+#include "common/text.h"
 #include "transfer/psp_copy.h"
 #include "transfer/volumes.h"
 #include "ui/progress_window.h"
@@ -26,8 +27,8 @@ TransferDialog::TransferDialog(const ThemeContext& theme, Prompter& prompter, Vo
   auto* intro = new QLabel(
       QStringLiteral("Connect the PSP in USB mode (or insert its memory stick), then choose "
                      "its drive. The game goes into PSP/GAME/%1.")
-          .arg(request_.autoTransfer == 1 ? QStringLiteral("<title>")
-                                          : QString::fromStdString(request_.gameId)),
+          .arg(QString::fromStdString(request_.autoTransfer == 1 ? LeftChars(request_.title, 31)
+                                                                 : request_.gameId)),
       this);
   intro->setWordWrap(true);
   intro->setTextFormat(Qt::PlainText);
