@@ -3,6 +3,7 @@
 #include <QCompleter>
 #include <QLabel>
 #include <QLineEdit>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
@@ -107,6 +108,11 @@ class SelectDialogTest : public QObject {
              QStringLiteral("Moonlit Harbour (Disc 2)"));
     QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("our (disc 1"));
     QCOMPARE(c->completionCount(), 1);
+    // Picking the match selects its entry, so that OK takes its IDs.
+    QSignalSpy picked(d.list(), &QComboBox::currentIndexChanged);
+    emit c->activated(c->completionModel()->index(0, 0));
+    QCOMPARE(d.selectedIndex(), 3);
+    QCOMPARE(picked.size(), 1);
   }
 
   // Through the main window's button: OK writes title, region, save name and IDs back,
