@@ -1,5 +1,7 @@
 #!/bin/sh
-# Takes the screenshots in docs/ under a virtual X display.
+# Takes the screenshots in docs/ under a virtual X display: the main window, progress,
+# options, game selection, save name, preview (menu and fade), documentation maker and
+# transfer dialogs.
 #   docs/screenshots.sh [build folder]
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)

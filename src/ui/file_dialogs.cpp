@@ -21,6 +21,11 @@ QStringList ToQtFilters(const FileFilters& filters) {
   return out;
 }
 
+QStringList QtFileDialogs::OpenFiles(QWidget* parent, const QString& title, const QString& startAt,
+                                     const FileFilters& filters) {
+  return QFileDialog::getOpenFileNames(parent, title, startAt, ToQtFilters(filters).join(";;"));
+}
+
 QString QtFileDialogs::OpenFile(QWidget* parent, const QString& title, const QString& startAt,
                                 const FileFilters& filters) {
   return QFileDialog::getOpenFileName(parent, title, startAt, ToQtFilters(filters).join(";;"));

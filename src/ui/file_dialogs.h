@@ -3,6 +3,7 @@
 // from a script. Filters are (description, patterns) pairs, patterns separated by ";".
 
 #include <QString>
+#include <QStringList>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,12 @@ class FileDialogs {
                            const QString& proposedName, const QString& defaultExtension,
                            const FileFilters& filters) = 0;
   virtual QString PickFolder(QWidget* parent, const QString& title, const QString& startAt) = 0;
+  // Several files at once; a picker that offers only one file answers with that one.
+  virtual QStringList OpenFiles(QWidget* parent, const QString& title, const QString& startAt,
+                                const FileFilters& filters) {
+    const QString one = OpenFile(parent, title, startAt, filters);
+    return one.isEmpty() ? QStringList() : QStringList{one};
+  }
 };
 
 class QtFileDialogs : public FileDialogs {
@@ -32,6 +39,8 @@ class QtFileDialogs : public FileDialogs {
                    const QString& proposedName, const QString& defaultExtension,
                    const FileFilters& filters) override;
   QString PickFolder(QWidget* parent, const QString& title, const QString& startAt) override;
+  QStringList OpenFiles(QWidget* parent, const QString& title, const QString& startAt,
+                        const FileFilters& filters) override;
 };
 
 // "Desc (*.a *.b)" filter strings in the form Qt's dialogs read.

@@ -5,6 +5,8 @@
 
 #include "app/settings.h"
 #include "common/files.h"
+#include "transfer/volumes.h"
+#include "ui/dialog_hooks.h"
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/prompter.h"
@@ -26,6 +28,9 @@ int main(int argc, char** argv) {
   ebf::ui::MainWindow window({programFolder,
                               ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()),
                               &prompter, &dialogs});
+  ebf::ui::MainWindow::Hooks hooks;
+  ebf::ui::InstallDialogHooks(hooks, {ebf::SystemVolumes(), {}});
+  window.SetHooks(std::move(hooks));
   QObject::connect(&instance, &ebf::ui::SingleInstance::Activated, &window,
                    &ebf::ui::MainWindow::BringToFront);
 

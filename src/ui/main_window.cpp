@@ -268,6 +268,7 @@ QWidget* MainWindow::BuildButtonBar() {
   cmdOptions_ = Button(QStringLiteral("O&ptions..."), "cmdOptions", bar);
   cmdDoc_ = Button(QStringLiteral("&Documentation..."), "cmdDoc", bar);
   cmdPreview_ = Button(QStringLiteral("Pre&view..."), "cmdPreview", bar);
+  cmdEBOOT2ISO_ = Button(QStringLiteral("EBOOT to &ISO..."), "cmdEBOOT2ISO", bar);
   cmdAbout_ = Button(QStringLiteral("&About"), "cmdAbout", bar);
   cmdBatch_ = Button(BatchCaptions().front(), "cmdBatch", bar);
   cmdGo_ = Button(QStringLiteral("&Go!"), "cmdGo", bar);
@@ -281,10 +282,13 @@ QWidget* MainWindow::BuildButtonBar() {
   connect(cmdPreview_, &QPushButton::clicked, this, [this] {
     if (hooks_.openPreview) hooks_.openPreview(*this);
   });
+  connect(cmdEBOOT2ISO_, &QPushButton::clicked, this, [this] {
+    if (hooks_.ebootToIso) hooks_.ebootToIso(*this);
+  });
   connect(cmdAbout_, &QPushButton::clicked, this, &MainWindow::ShowAbout);
   connect(cmdBatch_, &QPushButton::clicked, this, &MainWindow::NextBatchCaption);
   connect(cmdGo_, &QPushButton::clicked, this, &MainWindow::GoClicked);
-  for (QPushButton* b : {cmdOptions_, cmdDoc_, cmdPreview_, cmdAbout_, cmdBatch_})
+  for (QPushButton* b : {cmdOptions_, cmdDoc_, cmdPreview_, cmdEBOOT2ISO_, cmdAbout_, cmdBatch_})
     row->addWidget(b);
   row->addStretch(1);
   row->addWidget(cmdGo_);
@@ -306,6 +310,7 @@ void MainWindow::UpdateHookedButtons() {
   gate(cmdGameCust_, bool(hooks_.customGame));
   gate(cmdDoc_, bool(hooks_.openDocMaker));
   gate(cmdPreview_, bool(hooks_.openPreview));
+  cmdEBOOT2ISO_->setEnabled(packageLoaded_ && hooks_.ebootToIso);
 }
 
 void MainWindow::SetInputText(const std::string& path) {
@@ -339,6 +344,7 @@ void MainWindow::SetPackageLoaded(bool loaded) {
   packageLoaded_ = loaded;
   for (int i = 0; i < kSlotCount; ++i) slots_[i].extract->setEnabled(loaded);
   chkRecompressEBOOT_->setEnabled(loaded);
+  cmdEBOOT2ISO_->setEnabled(loaded && hooks_.ebootToIso);
 }
 
 void MainWindow::SetSlot(int slot, bool ticked, const std::string& text) {

@@ -51,6 +51,8 @@ class MainWindow : public QWidget {
     std::function<bool(const std::string& folder)> isOnPspGameFolder;
     std::function<void(MainWindow&, const std::string& outputFolder)> openTransfer;
     std::function<void(MainWindow&)> selectGame, customGame, openDocMaker, openPreview;
+    // Takes the disc image out of the loaded package (enabled for package inputs).
+    std::function<void(MainWindow&)> ebootToIso;
   };
 
   struct Services {
@@ -166,7 +168,7 @@ class MainWindow : public QWidget {
   QFrame* panelCust_ = nullptr;
   std::array<SlotRow, kSlotCount> slots_{};
   QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr, *cmdPreview_ = nullptr,
-              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr;
+              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr;
 };
 
 }  // namespace ebf::ui

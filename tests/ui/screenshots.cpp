@@ -1,22 +1,32 @@
-// Draws the main window (customisation folded and open), the progress window and the
-// options dialog with sample values into PNG files, for the documentation.
+// Draws the main window (customisation folded and open), the progress window, the options
+// dialog and the other dialogs with sample values into PNG files, for the documentation.
 //   ebf_ui_screenshots <runtime folder> <output folder>
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QSpinBox>
 #include <QStyleFactory>
 #include <QTemporaryDir>
 #include <QTimer>
 
 #include "app/settings.h"
+#include "assets/slots.h"
 #include "common/files.h"
+#include "disc/game_db.h"
+#include "transfer/volumes.h"
+#include "ui/dialog_hooks.h"
+#include "ui/doc_dialog.h"
 #include "ui/file_dialogs.h"
+#include "ui/fix_save_dialog.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
+#include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
+#include "ui/select_dialog.h"
+#include "ui/transfer_dialog.h"
 
 using namespace ebf;
 
@@ -45,6 +55,10 @@ int main(int argc, char** argv) {
   const std::string scratch = scratchDir.filePath(QStringLiteral("screenshots.ini")).toStdString();
 
   ui::MainWindow w({runtime, scratch, &prompter, &dialogs});
+  ui::MainWindow::Hooks hooks;
+  ui::InstallDialogHooks(hooks,
+                         {std::make_shared<FixedVolumes>(std::vector<RemovableVolume>{}), {}});
+  w.SetHooks(std::move(hooks));
   w.settings().theme = "Default";
   w.LoadAndApplyTheme();
   w.SetInputText("/home/mira/Games/Moonlit Harbour (Disc 1).cue");
@@ -81,5 +95,36 @@ int main(int argc, char** argv) {
   s.imgResMode = 3;
   ui::OptionsDialog options(s, scratch, w.theme(), dialogs, prompter, {});
   ok &= Save(options, out, "options.png");
+
+  ui::SelectDialog select(w.theme(), prompter);
+  select.Load(GameDbPath(runtime), true, "SCUS94476", "");
+  ok &= Save(select, out, "select.png");
+
+  ui::FixSaveDialog fixSave(w.theme(), prompter, "Moonlit Harbour", "SLUS01234");
+  ok &= Save(fixSave, out, "fixsave.png");
+
+  ui::PreviewInputs previewIn;
+  previewIn.programFolder = runtime;
+  for (int i = 0; i < kSlotCount; ++i)
+    previewIn.slotFiles[i] = ResolveSlotFile(runtime, true, "", kSlots[i].assetFileName, false);
+  ui::PreviewDialog preview(previewIn, w.theme());
+  preview.timer().stop();
+  ok &= Save(preview, out, "preview.png");
+  preview.Tick();
+  for (int i = 0; i < 3; ++i) preview.Tick();
+  ok &= Save(preview, out, "preview-fade.png");
+
+  ui::DocDialog doc(w.theme(), prompter, dialogs, "SLUS01234", "/home/mira/PSP/GAME/Harbour");
+  for (const char* page :
+       {"/home/mira/Scans/harbour-manual-01.png", "/home/mira/Scans/harbour-manual-02.png",
+        "/home/mira/Scans/harbour-manual-03.jpg", "/home/mira/Scans/harbour-manual-04.jpg"})
+    doc.AddPage(QString::fromLatin1(page), false);
+  doc.list()->item(2)->setSelected(true);
+  ok &= Save(doc, out, "doc.png");
+
+  FixedVolumes volumes({{"/media/mira/PSP", "PSP"}, {"/media/mira/CARD", "CARD 32GB"}});
+  ui::TransferDialog transfer(w.theme(), prompter, volumes,
+                              {"/home/mira/PSP/GAME/Harbour", "Moonlit Harbour", "SLUS01234", 1});
+  ok &= Save(transfer, out, "transfer.png");
   return ok ? 0 : 1;
 }

@@ -1,0 +1,47 @@
+#include "ui/eboot_to_iso.h"
+
+#include <filesystem>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "pbp/extract.h"
+#include "ui/file_dialogs.h"
+#include "ui/progress_window.h"
+#include "ui/prompter.h"
+
+namespace ebf::ui {
+
+std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
+                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
+  const QString chosen = dialogs.SaveFile(
+      parent, QStringLiteral("Select where to save the ISO"),
+      QString::fromStdString(std::filesystem::path(ebootPath).parent_path().string()), QString(),
+      QStringLiteral("iso"),
+      {{QStringLiteral("ISO Files (*.iso)"), QStringLiteral("*.iso")},
+       {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
+  if (chosen.isEmpty()) return "";
+  const std::string output = chosen.toStdString();
+  const std::string ccd = std::filesystem::path(output).replace_extension(".ccd").string();
+  if (FileExists(ccd) &&
+      !prompter.Ask(parent,
+                    QStringLiteral("The following file will be overwritten if you continue!\n%1\n"
+                                   "Do you wish to continue?")
+                        .arg(QString::fromStdString(ccd)),
+                    false))
+    return "";
+
+  ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
+  progress.SetCaption("Extracting ISO...");
+  progress.show();
+  const std::string result = pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, progress);
+  progress.hide();
+  TakeCancelRequest();
+  if (result == "Success.") {
+    prompter.Inform(parent, QLatin1String(kMsgIsoDone));
+  } else if (result != "Cancelled." && !result.empty()) {
+    prompter.Warn(parent, QString::fromStdString(result));
+  }
+  return result;
+}
+
+}  // namespace ebf::ui

@@ -1,0 +1,22 @@
+#pragma once
+// The EBOOT-to-ISO action: asks where the disc image goes, warns before a .ccd beside it
+// is replaced, takes the image out of the package with a progress window and says how it
+// went.
+
+#include <string>
+
+#include "ui/theme_apply.h"
+
+namespace ebf::ui {
+
+class FileDialogs;
+class Prompter;
+
+inline constexpr const char* kMsgIsoDone = "Done :)";
+
+// `tocSetting` is eboot_toc_extract. Returns the result string of the extraction, or ""
+// when the user stopped at a dialog.
+std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
+                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
+
+}  // namespace ebf::ui
