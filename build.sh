@@ -7,7 +7,7 @@ cd "$(dirname "$0")"
 # Debian packages the build and the tests need.
 PACKAGES=(
   cmake g++ make pkg-config
-  zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev
+  zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev libssl-dev
   qt6-base-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
   # independent witnesses used by the tests

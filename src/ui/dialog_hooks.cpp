@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <algorithm>
 
 #include "assets/slots.h"
 #include "common/files.h"
@@ -19,9 +20,6 @@
 
 namespace ebf::ui {
 namespace {
-
-// The hold phase of the preview when the settings file names none.
-constexpr long kDefaultPreviewHoldMs = 2000;
 
 void LoadAssets(MainWindow& window, const DialogServices& services, bool secondPass) {
   if (services.loadAssets) services.loadAssets(window, secondPass);
@@ -80,7 +78,7 @@ void OpenPreview(MainWindow& window) {
   const Settings& s = window.settings();
   in.resizeMode = s.imgResMode;
   in.centre = s.imgResCentre;
-  in.holdMs = static_cast<int>(s.previewDelay > 0 ? s.previewDelay : kDefaultPreviewHoldMs);
+  in.holdMs = static_cast<int>(std::clamp<long>(s.previewDelay, 0, 600000));
   PreviewDialog dialog(in, window.theme(), &window);
   dialog.exec();
 }

@@ -95,6 +95,11 @@ void MainWindow::LoadSlotsForGame(const std::string& dataFile, const std::string
     if (texts[i] != S(slots_[i].text->text())) SetSlot(i, slots_[i].check->isChecked(), texts[i]);
 }
 
+void MainWindow::ReloadGameAssets() {
+  const std::string input = S(txtIn_->text());
+  if (Extension4(input) != ".PBP") LoadSlotsForGame(input, gameId_);
+}
+
 void MainWindow::UpdateControlStates() {
   const std::string input = S(txtIn_->text());
   const bool exists = !input.empty() && FileExists(input);

@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
                               ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()),
                               &prompter, &dialogs});
   ebf::ui::MainWindow::Hooks hooks;
-  ebf::ui::InstallDialogHooks(hooks, {ebf::SystemVolumes(), {}});
+  ebf::ui::InstallDialogHooks(
+      hooks, {ebf::SystemVolumes(), [](ebf::ui::MainWindow& w, bool) { w.ReloadGameAssets(); }});
   window.SetHooks(std::move(hooks));
   QObject::connect(&instance, &ebf::ui::SingleInstance::Activated, &window,
                    &ebf::ui::MainWindow::BringToFront);

@@ -90,6 +90,8 @@ class MainWindow : public QWidget {
 
   // Hands a path to the resolver (or, until there is one, puts it into txtIn).
   void ResolveInput(const std::string& path);
+  // The per-game asset search for the current input and game ID (after a game was chosen).
+  void ReloadGameAssets();
 
   // Loads the named theme from the program folder and applies it here.
   void LoadAndApplyTheme();

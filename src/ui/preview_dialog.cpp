@@ -118,7 +118,8 @@ PreviewDialog::PreviewDialog(const PreviewInputs& in, const ThemeContext& theme,
   timAnim_.setObjectName(QStringLiteral("timAnim"));
   timAnim_.setInterval(holdMs_);
   connect(&timAnim_, &QTimer::timeout, this, &PreviewDialog::Tick);
-  timAnim_.start();
+  // A delay of 0 (the setting's default) keeps the menu still.
+  if (holdMs_ > 0) timAnim_.start();
 }
 
 void PreviewDialog::Tick() {
