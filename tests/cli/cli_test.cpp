@@ -1,13 +1,11 @@
 // The command-line program as a user runs it: real processes, real files.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 
 #include "common/files.h"
 #include "support/disc_builder.h"
+#include "support/process_run.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 
@@ -21,17 +19,27 @@ struct Ran {
   std::string out;
 };
 
+// Runs the built program with its arguments split on blanks, except inside '...'.
 Ran Cli(const std::string& args) {
-  const std::string cmd = "'" + test::RuntimeFolder() + "ebootforge-cli' " + args + " 2>&1";
-  Ran r;
-  FILE* pipe = popen(cmd.c_str(), "r");
-  if (!pipe) return r;
-  std::array<char, 4096> buf;
-  std::size_t n;
-  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) r.out.append(buf.data(), n);
-  int status = pclose(pipe);
-  r.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
+  std::vector<std::string> argv;
+  std::string cur;
+  bool quoted = false, any = false;
+  for (char c : args) {
+    if (c == '\'') {
+      quoted = !quoted;
+      any = true;
+    } else if (c == ' ' && !quoted) {
+      if (any) argv.push_back(cur);
+      cur.clear();
+      any = false;
+    } else {
+      cur.push_back(c);
+      any = true;
+    }
+  }
+  if (any) argv.push_back(cur);
+  test::ProcessResult r = test::RunProcess(test::RuntimeFolder() + "ebootforge-cli", argv, {});
+  return {r.exitCode, r.output};
 }
 
 std::string Q(const std::string& path) {

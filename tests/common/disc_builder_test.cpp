@@ -8,33 +8,24 @@
 
 #include "common/files.h"
 #include "support/disc_builder.h"
+#include "support/process_run.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
 
-std::string RunCommand(const std::string& cmd) {
-  std::string out;
-  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(cmd.c_str(), "r"), pclose);
-  if (!pipe) return out;
-  std::array<char, 512> buf;
-  while (fgets(buf.data(), buf.size(), pipe.get())) out += buf.data();
-  return out;
-}
-
 TEST(DiscBuilder, PlainImageReadsWithIsoinfo) {
-  if (RunCommand("command -v isoinfo").empty()) GTEST_SKIP() << "isoinfo not installed";
+  if (Shell("command -v isoinfo").empty()) GTEST_SKIP() << "isoinfo not installed";
   TempDir dir;
   IsoOptions opts = GameDisc("SLUS_012.34");
   for (int i = 0; i < 60; ++i)  // enough entries to spill the root over two sectors
     opts.files.push_back({"FILE" + std::to_string(100 + i) + ".DAT;1", NoiseBytes(100, i)});
   WriteFileBytes(dir / "game.iso", BuildIsoSectors(opts));
-  std::string listing = RunCommand("isoinfo -l -i '" + (dir / "game.iso") + "' 2>&1");
+  std::string listing = Shell("isoinfo -l -i '" + (dir / "game.iso") + "' 2>&1");
   EXPECT_NE(listing.find("SLUS_012.34;1"), std::string::npos) << listing;
   EXPECT_NE(listing.find("SYSTEM.CNF;1"), std::string::npos);
   EXPECT_NE(listing.find("FILE159.DAT;1"), std::string::npos);
-  std::string cnf =
-      RunCommand("isoinfo -i '" + (dir / "game.iso") + "' -x '/SYSTEM.CNF;1' 2>/dev/null");
+  std::string cnf = Shell("isoinfo -i '" + (dir / "game.iso") + "' -x '/SYSTEM.CNF;1' 2>/dev/null");
   EXPECT_EQ(cnf.rfind("BOOT = cdrom:\\SLUS_012.34;1", 0), 0u) << cnf;
 }
 

@@ -11,6 +11,7 @@
 #include "common/files.h"
 #include "common/pattern.h"
 #include "common/text.h"
+#include "support/process_run.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 
@@ -168,15 +169,6 @@ TEST(ShippedGameDb, EveryLineIsReadAndKnownGamesAreFound) {
   auto disc2 = LookupGame(db, "SLUS00776", false);
   ASSERT_TRUE(disc2);
   EXPECT_EQ(disc2->packageId, "SLUS00594");
-}
-
-std::string Shell(const std::string& cmd) {
-  std::string out;
-  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(cmd.c_str(), "r"), pclose);
-  if (!pipe) return out;
-  std::array<char, 512> buf;
-  while (fgets(buf.data(), buf.size(), pipe.get())) out += buf.data();
-  return out;
 }
 
 TEST(GameDbGenerator, WritesGoodRowsAndCountsTheRest) {

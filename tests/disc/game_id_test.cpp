@@ -12,20 +12,12 @@
 #include "common/file_io.h"
 #include "common/files.h"
 #include "support/disc_builder.h"
+#include "support/process_run.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
-
-std::string Shell(const std::string& cmd) {
-  std::string out;
-  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(cmd.c_str(), "r"), pclose);
-  if (!pipe) return out;
-  std::array<char, 512> buf;
-  while (fgets(buf.data(), buf.size(), pipe.get())) out += buf.data();
-  return out;
-}
 
 std::string IdOf(const TempDir& dir, const Bytes& image, GameIdProbe* probe = nullptr) {
   static int n = 0;

@@ -95,4 +95,23 @@ ProcessResult RunProcess(const std::string& program, const std::vector<std::stri
 
 #endif
 
+std::string Shell(const std::string& commandLine) {
+  std::string out;
+#ifdef _WIN32
+  FILE* pipe = _popen(commandLine.c_str(), "r");
+#else
+  FILE* pipe = popen(commandLine.c_str(), "r");
+#endif
+  if (!pipe) return out;
+  char buf[4096];
+  std::size_t n;
+  while ((n = fread(buf, 1, sizeof buf, pipe)) > 0) out.append(buf, n);
+#ifdef _WIN32
+  _pclose(pipe);
+#else
+  pclose(pipe);
+#endif
+  return out;
+}
+
 }  // namespace ebf::test

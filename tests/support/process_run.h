@@ -27,6 +27,10 @@ struct ProcessResult {
 ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args,
                          const ProcessOptions& options);
 
+// Runs a shell command line and returns what it printed on standard output (POSIX shells;
+// the tests that use it drive third-party tools such as genisoimage).
+std::string Shell(const std::string& commandLine);
+
 // True when folder permissions do not bind this process (root on POSIX).
 bool PermissionsIgnored();
 
