@@ -15,6 +15,10 @@ struct Picture {
   int width = 0;
   int height = 0;
   std::vector<uint8_t> bgra;  // width * height * 4
+  // The picture's own size. A JPEG that will only be drawn small is decoded at a fraction
+  // of it; the pixels then cover the whole picture at width x height.
+  int ownWidth = 0;
+  int ownHeight = 0;
 
   bool empty() const { return width <= 0 || height <= 0; }
   uint8_t* Row(int y) { return bgra.data() + static_cast<std::size_t>(y) * width * 4; }
@@ -31,11 +35,20 @@ PictureFormat SniffPictureFormat(std::span<const uint8_t> data);
 
 // Each decoder leaves `out` empty and returns false on anything it cannot trust.
 bool DecodePng(std::span<const uint8_t> data, Picture& out);
-bool DecodeJpeg(std::span<const uint8_t> data, Picture& out);
+// `minWidth` x `minHeight`: the largest size the picture will be drawn at; the decoder
+// may then keep fewer pixels, never fewer than that (0 = every pixel).
+bool DecodeJpeg(std::span<const uint8_t> data, Picture& out, int minWidth = 0, int minHeight = 0);
 bool DecodeGif(std::span<const uint8_t> data, Picture& out);
 bool DecodeBmp(std::span<const uint8_t> data, Picture& out);
 bool DecodeIco(std::span<const uint8_t> data, Picture& out);  // ICO and CUR
 
-bool DecodePicture(std::span<const uint8_t> data, Picture& out);
+bool ReadJpegSize(std::span<const uint8_t> data, int& width, int& height);
+
+bool DecodePicture(std::span<const uint8_t> data, Picture& out, int minWidth = 0,
+                   int minHeight = 0);
+
+// The picture's own size, from the headers where that is cheap (JPEG, PNG), else by
+// decoding it.
+bool ReadPictureSize(std::span<const uint8_t> data, int& width, int& height);
 
 }  // namespace ebf
