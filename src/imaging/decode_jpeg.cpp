@@ -82,8 +82,12 @@ bool DecodeJpeg(std::span<const uint8_t> data, Picture& out, int minWidth, int m
   jpeg_mem_src(&g.info, data.data(), static_cast<unsigned long>(data.size()));
   if (jpeg_read_header(&g.info, TRUE) != JPEG_HEADER_OK) return false;
   const int64_t ownWidth = g.info.image_width, ownHeight = g.info.image_height;
-  if (ownWidth < 1 || ownHeight < 1 || ownWidth > kMaxPictureSide || ownHeight > kMaxPictureSide)
+  // Even a flat baseline picture needs about two bits per 8 x 8 block and component;
+  // 4096 pixels per byte leaves room for progressive files' runs of empty blocks.
+  if (ownWidth < 1 || ownHeight < 1 || ownWidth > kMaxPictureSide || ownHeight > kMaxPictureSide ||
+      !FileCanHold(static_cast<uint64_t>(ownWidth * ownHeight), data.size(), 4096))
     return false;
+  g.info.mem->max_memory_to_use = 1536L << 20;
 
   const bool cmyk = g.info.jpeg_color_space == JCS_CMYK || g.info.jpeg_color_space == JCS_YCCK;
   g.info.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGRA;

@@ -60,6 +60,11 @@ bool DecodePng(std::span<const uint8_t> data, Picture& out) {
   int bitDepth = 0, colourType = 0, interlace = 0;
   png_get_IHDR(g.png, g.info, &width, &height, &bitDepth, &colourType, &interlace, nullptr,
                nullptr);
+  // Deflate never packs more than 1032 bytes into one; the raw rows (a filter byte each)
+  // must fit that ratio with the file's size.
+  const uint64_t rowBytes =
+      1 + (static_cast<uint64_t>(width) * png_get_channels(g.png, g.info) * bitDepth + 7) / 8;
+  if (!FileCanHold(rowBytes * height, data.size(), 1032)) return false;
   if (!AllocatePicture(out, width, height)) return false;
 
   if (colourType == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(g.png);

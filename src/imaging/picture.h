@@ -28,6 +28,13 @@ struct Picture {
 // Sizes the picture (transparent black) when both sides lie in 1..kMaxPictureSide.
 bool AllocatePicture(Picture& picture, int64_t width, int64_t height);
 
+// A file of `fileBytes` cannot hold more than `maxPerByte` units (pixels or raw bytes) per
+// byte in its format's best case; a header that claims more lies about the file's size
+// and is refused before anything is allocated. A small allowance covers tiny files.
+inline bool FileCanHold(uint64_t units, uint64_t fileBytes, uint64_t maxPerByte) {
+  return units <= fileBytes * maxPerByte + (1u << 20);
+}
+
 enum class PictureFormat { Unknown, Png, Bmp, Gif, Jpeg, Ico };
 
 // The format is told by the first bytes of the file, never by its name.
