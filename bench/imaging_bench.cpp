@@ -74,8 +74,8 @@ int main() {
     std::sort(times.begin(), times.end());
     const double median = times[times.size() / 2];
     allUnder = allUnder && median < 150.0;
-    std::printf("JPEG 4000x3000 -> PNG 480x272, mode %d: median %.1f ms (best %.1f ms) %s\n",
-                mode, median, times.front(), median < 150.0 ? "OK" : "OVER 150 ms");
+    std::printf("JPEG 4000x3000 -> PNG 480x272, mode %d: median %.1f ms (best %.1f ms) %s\n", mode,
+                median, times.front(), median < 150.0 ? "OK" : "OVER 150 ms");
   }
   return allUnder ? 0 : 1;
 }

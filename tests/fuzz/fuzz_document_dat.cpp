@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
-#include <unistd.h>
 
 #include "common/host.h"
 #include "docmaker/document_dat.h"
@@ -17,7 +17,7 @@ namespace {
 std::filesystem::path WorkFolder() {
   static const std::filesystem::path folder = [] {
     std::filesystem::path p = std::filesystem::temp_directory_path() /
-                              ("ebf-fuzz-doc-" + std::to_string(static_cast<long>(::getpid())));
+                              ("ebf-fuzz-doc-" + std::to_string(std::random_device{}()));
     std::filesystem::create_directories(p / "pages");
     return p;
   }();
