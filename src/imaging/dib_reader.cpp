@@ -28,7 +28,7 @@ MaskChannel MakeChannel(uint32_t mask) {
   c.shift = std::countr_zero(mask);
   c.bits = std::popcount(mask);
   // A mask with holes is not a colour field any writer makes.
-  if ((mask >> c.shift) != (1u << c.bits) - 1 && c.bits < 32) c.bits = 0;
+  if (c.bits < 32 && (mask >> c.shift) != (1u << c.bits) - 1) c.bits = 0;
   if (c.bits > 16) {
     // Keep only the top 16 bits so the arithmetic above cannot overflow.
     c.shift += c.bits - 16;
@@ -103,8 +103,8 @@ bool ReadDibHeader(std::span<const uint8_t> dib, DibHeader& h) {
   if (h.headerSize == 12) {
     h.coreHeader = true;
     h.width = r.Le16();
-    h.height = static_cast<int16_t>(r.Le16());
-    r.Le16();  // planes
+    h.height = r.Le16();  // unsigned here: OS/2 bitmaps are always bottom-up
+    r.Le16();             // planes
     h.bitCount = r.Le16();
   } else if (h.headerSize >= 40 && h.headerSize <= 1024) {
     h.width = static_cast<int32_t>(r.Le32());
