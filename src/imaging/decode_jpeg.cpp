@@ -103,7 +103,7 @@ bool DecodeJpeg(std::span<const uint8_t> data, Picture& out, int minWidth, int m
     }
   }
   jpeg_calc_output_dimensions(&g.info);
-  if (!AllocatePicture(out, g.info.output_width, g.info.output_height)) return false;
+  if (!StartPicture(out, g.info.output_width, g.info.output_height)) return false;
   out.ownWidth = static_cast<int>(ownWidth);
   out.ownHeight = static_cast<int>(ownHeight);
   jpeg_start_decompress(&g.info);
@@ -112,12 +112,11 @@ bool DecodeJpeg(std::span<const uint8_t> data, Picture& out, int minWidth, int m
     return false;
   if (cmyk) cmykRow.resize(static_cast<std::size_t>(out.width) * 4);
   while (g.info.output_scanline < g.info.output_height) {
-    const int y = static_cast<int>(g.info.output_scanline);
-    JSAMPROW row = cmyk ? cmykRow.data() : out.Row(y);
+    JSAMPROW row = cmyk ? cmykRow.data() : NextRow(out);
     if (jpeg_read_scanlines(&g.info, &row, 1) != 1) return false;
     if (cmyk) {
       // Adobe writes CMYK JPEGs inverted, which is what every reader assumes.
-      uint8_t* dst = out.Row(y);
+      uint8_t* dst = NextRow(out);
       for (int x = 0; x < out.width; ++x) {
         const uint8_t* s = &cmykRow[static_cast<std::size_t>(x) * 4];
         dst[x * 4 + 0] = static_cast<uint8_t>(s[2] * s[3] / 255);

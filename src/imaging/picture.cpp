@@ -15,6 +15,21 @@ bool AllocatePicture(Picture& picture, int64_t width, int64_t height) {
   return true;
 }
 
+bool StartPicture(Picture& picture, int64_t width, int64_t height) {
+  picture = Picture{};
+  if (width < 1 || height < 1 || width > kMaxPictureSide || height > kMaxPictureSide) return false;
+  picture.width = picture.ownWidth = static_cast<int>(width);
+  picture.height = picture.ownHeight = static_cast<int>(height);
+  picture.bgra.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  return true;
+}
+
+uint8_t* NextRow(Picture& picture) {
+  const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * 4;
+  picture.bgra.resize(picture.bgra.size() + rowBytes);
+  return picture.bgra.data() + picture.bgra.size() - rowBytes;
+}
+
 PictureFormat SniffPictureFormat(std::span<const uint8_t> data) {
   auto starts = [&](std::initializer_list<uint8_t> sig) {
     if (data.size() < sig.size()) return false;

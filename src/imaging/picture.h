@@ -28,6 +28,12 @@ struct Picture {
 // Sizes the picture (transparent black) when both sides lie in 1..kMaxPictureSide.
 bool AllocatePicture(Picture& picture, int64_t width, int64_t height);
 
+// For decoders that produce rows in order: sets the size and reserves the buffer without
+// touching it, so memory is only used as rows really arrive (a file that lies about its
+// size fails long before a huge picture is filled). Rows are then added with NextRow.
+bool StartPicture(Picture& picture, int64_t width, int64_t height);
+uint8_t* NextRow(Picture& picture);
+
 // A file of `fileBytes` cannot hold more than `maxPerByte` units (pixels or raw bytes) per
 // byte in its format's best case; a header that claims more lies about the file's size
 // and is refused before anything is allocated. A small allowance covers tiny files.

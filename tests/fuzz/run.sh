@@ -49,7 +49,14 @@ fi
 status=0
 for target in bmp ico document_dat; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
-  (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
-      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" 2>&1 | tail -n 12) || status=1
+  log="$BUILD/fuzz/$target.log"
+  if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
+      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" >"$target.log" 2>&1); then
+    grep -E '^(Done|stat::peak_rss_mb)' "$log" || true
+  else
+    tail -n 40 "$log"
+    echo "fuzz_$target found a crash: see $log and the crash-* file in $BUILD/fuzz/"
+    status=1
+  fi
 done
 exit $status
