@@ -22,7 +22,10 @@ int64_t Side(double value) {
 }  // namespace
 
 bool IsConvertiblePicturePath(const std::string& path) {
-  if (CharCount(path) < 6) return false;
+  return CharCount(path) >= 6 && HasConvertibleExtension(path);
+}
+
+bool HasConvertibleExtension(const std::string& path) {
   const std::string ext = Extension4(path);
   for (const char* e : {".JPG", "JPEG", ".BMP", ".GIF", ".WMF", ".EMF", ".ICO", ".CUR"})
     if (ext == e) return true;

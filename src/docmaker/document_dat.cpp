@@ -111,7 +111,7 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
       result.outcome = DocOutcome::Cancelled;
       return result;
     }
-    if (IsConvertiblePicturePath(page)) page = ConvertPage(programFolder, page);
+    if (HasConvertibleExtension(page)) page = ConvertPage(programFolder, page);
     uint64_t length = 0;
     if (!IsStorablePage(page, length)) continue;
     if (position + length > UINT32_MAX) return fail("DOCUMENT.DAT would exceed 4 GB.");

@@ -28,6 +28,8 @@ TEST(ConvertiblePaths, ByTheLastFourCharacters) {
     EXPECT_TRUE(IsConvertiblePicturePath(yes)) << yes;
   for (const char* no : {"a.bmp", "pic.png", "pic.PNG", "pic.tga", "pic.jpe", "jpeg", "pic.bmpx"})
     EXPECT_FALSE(IsConvertiblePicturePath(no)) << no;
+  EXPECT_TRUE(HasConvertibleExtension("a.bmp"));
+  EXPECT_FALSE(HasConvertibleExtension("a.png"));
 }
 
 TEST(DrawnSize, ModesWithHalfEvenRounding) {
