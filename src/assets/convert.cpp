@@ -22,7 +22,10 @@ int64_t Side(double value) {
 }  // namespace
 
 bool IsConvertiblePicturePath(const std::string& path) {
-  if (CharCount(path) < 6) return false;
+  return CharCount(path) >= 6 && HasConvertibleExtension(path);
+}
+
+bool HasConvertibleExtension(const std::string& path) {
   const std::string ext = Extension4(path);
   for (const char* e : {".JPG", "JPEG", ".BMP", ".GIF", ".WMF", ".EMF", ".ICO", ".CUR"})
     if (ext == e) return true;
@@ -53,7 +56,15 @@ DrawnSize ComputeDrawnSize(int pictureWidth, int pictureHeight, int16_t targetWi
 DrawnSize DrawScaledPicture(const std::string& path, Surface& surface, c32bppDIB& image,
                             int16_t targetWidth, int16_t targetHeight, int mode, bool centre,
                             int originX, int originY) {
-  image.LoadPictureFile(path);
+  // The drawn size depends only on the picture's own size, so it is known before the
+  // pixels are decoded, and a large photo drawn small need not be decoded in full.
+  int ownWidth = 0, ownHeight = 0;
+  c32bppDIB::ReadPictureFileSize(path, ownWidth, ownHeight);
+  const DrawnSize planned = ComputeDrawnSize(ownWidth, ownHeight, targetWidth, targetHeight, mode);
+  const bool small = planned.width > 0 && planned.height > 0 && planned.width < ownWidth &&
+                     planned.height < ownHeight;
+  image.LoadPictureFile(path, small ? static_cast<int>(planned.width) : 0,
+                        small ? static_cast<int>(planned.height) : 0);
   const DrawnSize drawn =
       ComputeDrawnSize(image.Width(), image.Height(), targetWidth, targetHeight, mode);
   int64_t x = originX, y = originY;

@@ -25,6 +25,8 @@ inline constexpr SlotTarget kGamebootTarget{"Gameboot", 480, 272};
 // True for a path of at least 6 characters ending (case-blind) in .JPG, JPEG, .BMP, .GIF,
 // .WMF, .EMF, .ICO or .CUR.
 bool IsConvertiblePicturePath(const std::string& path);
+// The same extension test without the length rule (documentation pages).
+bool HasConvertibleExtension(const std::string& path);
 
 struct DrawnSize {
   int64_t width = 0;

@@ -111,7 +111,7 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
       result.outcome = DocOutcome::Cancelled;
       return result;
     }
-    if (IsConvertiblePicturePath(page)) page = ConvertPage(programFolder, page);
+    if (HasConvertibleExtension(page)) page = ConvertPage(programFolder, page);
     uint64_t length = 0;
     if (!IsStorablePage(page, length)) continue;
     if (position + length > UINT32_MAX) return fail("DOCUMENT.DAT would exceed 4 GB.");
@@ -128,7 +128,9 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
 }
 
 std::string DocumentPageFileName(uint32_t index, uint32_t count) {
-  const std::size_t digits = std::to_string(count).size();
+  // Counted on the highest index, so that a 100-page file still gets three zeros
+  // (0000.png to 00099.png) as a 12-page one does (0000.png to 00011.png).
+  const std::size_t digits = std::to_string(count > 0 ? count - 1 : 0).size();
   const std::size_t zeros = digits < 5 ? 5 - digits : 0;
   return std::string(zeros, '0') + std::to_string(index) + ".png";
 }

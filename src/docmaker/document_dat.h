@@ -41,8 +41,9 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
                            const std::vector<std::string>& pagePaths, Host& host);
 
 // Writes each page to <folder>/<zeros><index>.png, the zeros being 5 minus the number of
-// digits of the page count. Records of skipped pages (size 0) give no file, and the table
-// ends where the file does. A cancel keeps the pages already written.
+// digits of the highest index (count - 1), the same for every page of a file. Records of skipped
+// pages (size 0) give no file, and the table ends where the file does. A cancel keeps the pages
+// already written.
 DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outputFolder,
                              Host& host);
 

@@ -43,7 +43,11 @@ bool DecodeGif(std::span<const uint8_t> data, Picture& out) {
   g.gif = DGifOpen(&input, ReadFromMemory, &error);
   if (!g.gif) return false;
   GifFileType* gif = g.gif;
-  if (!AllocatePicture(out, gif->SWidth, gif->SHeight)) return false;
+  if (gif->SWidth < 1 || gif->SHeight < 1 ||
+      !FileCanHold(static_cast<uint64_t>(gif->SWidth) * static_cast<uint64_t>(gif->SHeight),
+                   data.size(), 2731) ||
+      !AllocatePicture(out, gif->SWidth, gif->SHeight))
+    return false;
 
   int transparent = -1;
   GifRecordType record = UNDEFINED_RECORD_TYPE;

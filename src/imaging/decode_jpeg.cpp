@@ -41,7 +41,29 @@ struct DecompressGuard {
 
 }  // namespace
 
-bool DecodeJpeg(std::span<const uint8_t> data, Picture& out) {
+bool ReadJpegSize(std::span<const uint8_t> data, int& width, int& height) {
+  width = height = 0;
+  if (data.size() < 4) return false;
+  DecompressGuard g;
+  ErrorState err;
+  g.info.err = jpeg_std_error(&err.mgr);
+  err.mgr.error_exit = ErrorExit;
+  err.mgr.emit_message = EmitMessage;
+  err.mgr.output_message = OutputMessage;
+  if (setjmp(err.jump)) return false;
+  jpeg_create_decompress(&g.info);
+  g.created = true;
+  jpeg_mem_src(&g.info, data.data(), static_cast<unsigned long>(data.size()));
+  if (jpeg_read_header(&g.info, TRUE) != JPEG_HEADER_OK) return false;
+  if (g.info.image_width < 1 || g.info.image_height < 1 || g.info.image_width > kMaxPictureSide ||
+      g.info.image_height > kMaxPictureSide)
+    return false;
+  width = static_cast<int>(g.info.image_width);
+  height = static_cast<int>(g.info.image_height);
+  return true;
+}
+
+bool DecodeJpeg(std::span<const uint8_t> data, Picture& out, int minWidth, int minHeight) {
   out = Picture{};
   if (data.size() < 4) return false;
   DecompressGuard g;
@@ -59,22 +81,42 @@ bool DecodeJpeg(std::span<const uint8_t> data, Picture& out) {
   g.created = true;
   jpeg_mem_src(&g.info, data.data(), static_cast<unsigned long>(data.size()));
   if (jpeg_read_header(&g.info, TRUE) != JPEG_HEADER_OK) return false;
-  if (!AllocatePicture(out, g.info.image_width, g.info.image_height)) return false;
+  const int64_t ownWidth = g.info.image_width, ownHeight = g.info.image_height;
+  // Even a flat baseline picture needs about two bits per 8 x 8 block and component;
+  // 4096 pixels per byte leaves room for progressive files' runs of empty blocks.
+  if (ownWidth < 1 || ownHeight < 1 || ownWidth > kMaxPictureSide || ownHeight > kMaxPictureSide ||
+      !FileCanHold(static_cast<uint64_t>(ownWidth * ownHeight), data.size(), 4096))
+    return false;
+  g.info.mem->max_memory_to_use = 1536L << 20;
 
   const bool cmyk = g.info.jpeg_color_space == JCS_CMYK || g.info.jpeg_color_space == JCS_YCCK;
   g.info.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGRA;
+  // Drawn much smaller than it is: let the decoder shrink it (by 1/2, 1/4 or 1/8) while
+  // still keeping at least the drawn size, which is both faster and a clean reduction.
+  if (minWidth > 0 && minHeight > 0) {
+    for (unsigned denom : {8u, 4u, 2u}) {
+      if (ownWidth / denom >= minWidth && ownHeight / denom >= minHeight) {
+        g.info.scale_num = 1;
+        g.info.scale_denom = denom;
+        break;
+      }
+    }
+  }
+  jpeg_calc_output_dimensions(&g.info);
+  if (!StartPicture(out, g.info.output_width, g.info.output_height)) return false;
+  out.ownWidth = static_cast<int>(ownWidth);
+  out.ownHeight = static_cast<int>(ownHeight);
   jpeg_start_decompress(&g.info);
   if (static_cast<int>(g.info.output_width) != out.width ||
       static_cast<int>(g.info.output_height) != out.height || g.info.output_components != 4)
     return false;
   if (cmyk) cmykRow.resize(static_cast<std::size_t>(out.width) * 4);
   while (g.info.output_scanline < g.info.output_height) {
-    const int y = static_cast<int>(g.info.output_scanline);
-    JSAMPROW row = cmyk ? cmykRow.data() : out.Row(y);
+    JSAMPROW row = cmyk ? cmykRow.data() : NextRow(out);
     if (jpeg_read_scanlines(&g.info, &row, 1) != 1) return false;
     if (cmyk) {
       // Adobe writes CMYK JPEGs inverted, which is what every reader assumes.
-      uint8_t* dst = out.Row(y);
+      uint8_t* dst = NextRow(out);
       for (int x = 0; x < out.width; ++x) {
         const uint8_t* s = &cmykRow[static_cast<std::size_t>(x) * 4];
         dst[x * 4 + 0] = static_cast<uint8_t>(s[2] * s[3] / 255);

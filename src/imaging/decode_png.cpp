@@ -60,7 +60,14 @@ bool DecodePng(std::span<const uint8_t> data, Picture& out) {
   int bitDepth = 0, colourType = 0, interlace = 0;
   png_get_IHDR(g.png, g.info, &width, &height, &bitDepth, &colourType, &interlace, nullptr,
                nullptr);
-  if (!AllocatePicture(out, width, height)) return false;
+  // Deflate never packs more than 1032 bytes into one; the raw rows (a filter byte each)
+  // must fit that ratio with the file's size.
+  const uint64_t rowBytes =
+      1 + (static_cast<uint64_t>(width) * png_get_channels(g.png, g.info) * bitDepth + 7) / 8;
+  if (!FileCanHold(rowBytes * height, data.size(), 1032)) return false;
+  if (interlace == PNG_INTERLACE_NONE ? !StartPicture(out, width, height)
+                                      : !AllocatePicture(out, width, height))
+    return false;
 
   if (colourType == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(g.png);
   if (colourType == PNG_COLOR_TYPE_GRAY && bitDepth < 8) png_set_expand_gray_1_2_4_to_8(g.png);
@@ -74,9 +81,13 @@ bool DecodePng(std::span<const uint8_t> data, Picture& out) {
   png_read_update_info(g.png, g.info);
   if (png_get_rowbytes(g.png, g.info) != static_cast<png_size_t>(width) * 4) png_error(g.png, "");
 
-  rows.resize(height);
-  for (png_uint_32 y = 0; y < height; ++y) rows[y] = out.Row(static_cast<int>(y));
-  png_read_image(g.png, rows.data());
+  if (interlace == PNG_INTERLACE_NONE) {
+    for (png_uint_32 y = 0; y < height; ++y) png_read_row(g.png, NextRow(out), nullptr);
+  } else {
+    rows.resize(height);
+    for (png_uint_32 y = 0; y < height; ++y) rows[y] = out.Row(static_cast<int>(y));
+    png_read_image(g.png, rows.data());
+  }
   return true;
 }
 

@@ -17,14 +17,19 @@ inline constexpr uint64_t kMaxPictureFileBytes = 256ull << 20;
 
 class c32bppDIB {
  public:
-  // The size hints are accepted for callers that pass them; 0 means the picture's own size.
+  // The hints give the largest size the picture will be drawn at, so that a large photo
+  // need not be decoded in full; 0 keeps every pixel. Width() and Height() are always the
+  // picture's own size.
   bool LoadPictureFile(const std::string& path, int hintWidth = 0, int hintHeight = 0);
-  bool LoadPictureBytes(std::span<const uint8_t> bytes);
+  bool LoadPictureBytes(std::span<const uint8_t> bytes, int hintWidth = 0, int hintHeight = 0);
+
+  // The own size of the picture in a file, without keeping it.
+  static bool ReadPictureFileSize(const std::string& path, int& width, int& height);
   void Clear() { picture_ = Picture{}; }
 
   bool IsLoaded() const { return !picture_.empty(); }
-  int Width() const { return picture_.width; }
-  int Height() const { return picture_.height; }
+  int Width() const { return picture_.ownWidth; }
+  int Height() const { return picture_.ownHeight; }
   const Picture& picture() const { return picture_; }
 
   // Draws into (x, y, width, height); 0 for a side means the picture's own size.

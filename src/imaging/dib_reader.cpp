@@ -28,7 +28,7 @@ MaskChannel MakeChannel(uint32_t mask) {
   c.shift = std::countr_zero(mask);
   c.bits = std::popcount(mask);
   // A mask with holes is not a colour field any writer makes.
-  if ((mask >> c.shift) != (1u << c.bits) - 1 && c.bits < 32) c.bits = 0;
+  if (c.bits < 32 && (mask >> c.shift) != (1u << c.bits) - 1) c.bits = 0;
   if (c.bits > 16) {
     // Keep only the top 16 bits so the arithmetic above cannot overflow.
     c.shift += c.bits - 16;
@@ -103,8 +103,8 @@ bool ReadDibHeader(std::span<const uint8_t> dib, DibHeader& h) {
   if (h.headerSize == 12) {
     h.coreHeader = true;
     h.width = r.Le16();
-    h.height = static_cast<int16_t>(r.Le16());
-    r.Le16();  // planes
+    h.height = r.Le16();  // unsigned here: OS/2 bitmaps are always bottom-up
+    r.Le16();             // planes
     h.bitCount = r.Le16();
   } else if (h.headerSize >= 40 && h.headerSize <= 1024) {
     h.width = static_cast<int32_t>(r.Le32());
@@ -159,6 +159,17 @@ bool ReadDibHeader(std::span<const uint8_t> dib, DibHeader& h) {
 
 bool DecodeDibPixels(std::span<const uint8_t> dib, const DibHeader& h, int64_t height,
                      std::span<const uint8_t> pixels, bool useAlpha, Picture& out) {
+  out = Picture{};
+  if (h.width > kMaxPictureSide || height > kMaxPictureSide) return false;
+  const bool rle = h.compression == kBiRle8 || h.compression == kBiRle4;
+  const uint64_t stride = DibStride(h.width, h.bitCount);
+  const uint64_t lastRow = (static_cast<uint64_t>(h.width) * h.bitCount + 7) / 8;
+  if (rle) {
+    // A run record paints at most 255 pixels with two bytes.
+    if (!FileCanHold(static_cast<uint64_t>(h.width * height), pixels.size(), 128)) return false;
+  } else if (!RangeFits(0, stride * static_cast<uint64_t>(height - 1) + lastRow, pixels.size())) {
+    return false;
+  }
   if (!AllocatePicture(out, h.width, height)) return false;
   std::array<uint32_t, 256> palette{};
   if (h.bitCount <= 8) {
@@ -169,13 +180,7 @@ bool DecodeDibPixels(std::span<const uint8_t> dib, const DibHeader& h, int64_t h
       palette[i] = p[0] | (p[1] << 8) | (p[2] << 16);
     }
   }
-  if (h.compression == kBiRle8 || h.compression == kBiRle4)
-    return DecodeRle(pixels, h, height, palette, h.paletteCount, out);
-
-  const uint64_t stride = DibStride(h.width, h.bitCount);
-  const uint64_t lastRow = (static_cast<uint64_t>(h.width) * h.bitCount + 7) / 8;
-  if (!RangeFits(0, stride * static_cast<uint64_t>(height - 1) + lastRow, pixels.size()))
-    return false;
+  if (rle) return DecodeRle(pixels, h, height, palette, h.paletteCount, out);
   const MaskChannel red = MakeChannel(h.masks[0]), green = MakeChannel(h.masks[1]),
                     blue = MakeChannel(h.masks[2]), alpha = MakeChannel(h.masks[3]);
   const bool alphaFromData = (h.bitCount == 32 && useAlpha && h.compression == kBiRgb) ||

@@ -9,8 +9,25 @@ bool AllocatePicture(Picture& picture, int64_t width, int64_t height) {
   if (width < 1 || height < 1 || width > kMaxPictureSide || height > kMaxPictureSide) return false;
   picture.width = static_cast<int>(width);
   picture.height = static_cast<int>(height);
+  picture.ownWidth = picture.width;
+  picture.ownHeight = picture.height;
   picture.bgra.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, 0);
   return true;
+}
+
+bool StartPicture(Picture& picture, int64_t width, int64_t height) {
+  picture = Picture{};
+  if (width < 1 || height < 1 || width > kMaxPictureSide || height > kMaxPictureSide) return false;
+  picture.width = picture.ownWidth = static_cast<int>(width);
+  picture.height = picture.ownHeight = static_cast<int>(height);
+  picture.bgra.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+  return true;
+}
+
+uint8_t* NextRow(Picture& picture) {
+  const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * 4;
+  picture.bgra.resize(picture.bgra.size() + rowBytes);
+  return picture.bgra.data() + picture.bgra.size() - rowBytes;
 }
 
 PictureFormat SniffPictureFormat(std::span<const uint8_t> data) {
@@ -37,7 +54,7 @@ PictureFormat SniffPictureFormat(std::span<const uint8_t> data) {
   return PictureFormat::Unknown;
 }
 
-bool DecodePicture(std::span<const uint8_t> data, Picture& out) {
+bool DecodePicture(std::span<const uint8_t> data, Picture& out, int minWidth, int minHeight) {
   out = Picture{};
   bool ok = false;
   switch (SniffPictureFormat(data)) {
@@ -45,7 +62,7 @@ bool DecodePicture(std::span<const uint8_t> data, Picture& out) {
       ok = DecodePng(data, out);
       break;
     case PictureFormat::Jpeg:
-      ok = DecodeJpeg(data, out);
+      ok = DecodeJpeg(data, out, minWidth, minHeight);
       break;
     case PictureFormat::Bmp:
       ok = DecodeBmp(data, out);
@@ -61,6 +78,29 @@ bool DecodePicture(std::span<const uint8_t> data, Picture& out) {
   }
   if (!ok) out = Picture{};
   return ok;
+}
+
+bool ReadPictureSize(std::span<const uint8_t> data, int& width, int& height) {
+  width = height = 0;
+  const PictureFormat format = SniffPictureFormat(data);
+  if (format == PictureFormat::Png) {
+    if (data.size() < 24) return false;
+    const auto be32 = [&](std::size_t at) {
+      return (uint32_t{data[at]} << 24) | (uint32_t{data[at + 1]} << 16) |
+             (uint32_t{data[at + 2]} << 8) | data[at + 3];
+    };
+    const uint32_t w = be32(16), h = be32(20);
+    if (w < 1 || h < 1 || w > kMaxPictureSide || h > kMaxPictureSide) return false;
+    width = static_cast<int>(w);
+    height = static_cast<int>(h);
+    return true;
+  }
+  if (format == PictureFormat::Jpeg) return ReadJpegSize(data, width, height);
+  Picture picture;
+  if (!DecodePicture(data, picture)) return false;
+  width = picture.ownWidth;
+  height = picture.ownHeight;
+  return true;
 }
 
 }  // namespace ebf

@@ -43,6 +43,9 @@ bool Encode(const Surface& surface, File& file, int width, int height) {
   png_color_8 bits{};
   bits.red = bits.green = bits.blue = 8;
   png_set_sBIT(g.png, g.info, &bits);
+  // Level 3 writes a 480 x 272 photo in about half the time of the default level for a
+  // file a tenth larger; slot pictures are small either way.
+  png_set_compression_level(g.png, 3);
   png_write_info(g.png, g.info);
   // Rows go to the encoder as blue, green, red triplets; it swaps them back.
   png_set_bgr(g.png);

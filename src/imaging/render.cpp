@@ -58,19 +58,22 @@ bool RenderPicture(const Picture& picture, Surface& surface, int64_t x, int64_t 
 
   std::vector<Taps> colTaps(cols), rowTaps(rows);
   for (int i = 0; i < cols; ++i) colTaps[i] = TapsFor(cx0 - x + i, width, picture.width);
-  int firstRow = picture.height, lastRow = 0;
-  for (int i = 0; i < rows; ++i) {
-    rowTaps[i] = TapsFor(cy0 - y + i, height, picture.height);
-    firstRow = std::min(firstRow, rowTaps[i].first);
-    lastRow = std::max(lastRow, rowTaps[i].first + static_cast<int>(rowTaps[i].weights.size()));
-  }
+  for (int i = 0; i < rows; ++i) rowTaps[i] = TapsFor(cy0 - y + i, height, picture.height);
 
-  // Horizontal pass over the source rows that matter, premultiplied by alpha.
-  const int spanRows = lastRow - firstRow;
-  std::vector<float> across(static_cast<std::size_t>(spanRows) * cols * 4);
-  for (int sy = firstRow; sy < lastRow; ++sy) {
+  // Horizontally filtered source rows, premultiplied by alpha, kept in a small ring: the
+  // rows each destination row needs only move forward, so memory stays at a few rows
+  // however large the picture is.
+  std::size_t ringRows = 1;
+  for (const Taps& t : rowTaps) ringRows = std::max(ringRows, t.weights.size());
+  const std::size_t rowFloats = static_cast<std::size_t>(cols) * 4;
+  std::vector<float> ring(ringRows * rowFloats);
+  std::vector<int> ringHolds(ringRows, -1);
+  auto filteredRow = [&](int sy) -> const float* {
+    const std::size_t slot = static_cast<std::size_t>(sy) % ringRows;
+    float* out = &ring[slot * rowFloats];
+    if (ringHolds[slot] == sy) return out;
+    ringHolds[slot] = sy;
     const uint8_t* src = picture.Row(sy);
-    float* out = &across[static_cast<std::size_t>(sy - firstRow) * cols * 4];
     for (int i = 0; i < cols; ++i, out += 4) {
       const Taps& t = colTaps[i];
       const uint8_t* p = src + static_cast<std::size_t>(t.first) * 4;
@@ -85,17 +88,18 @@ bool RenderPicture(const Picture& picture, Surface& surface, int64_t x, int64_t 
       }
       out[0] = b, out[1] = g, out[2] = r, out[3] = a;
     }
-  }
+    return &ring[slot * rowFloats];
+  };
 
   // Vertical pass, then blend over the surface.
-  std::vector<float> line(static_cast<std::size_t>(cols) * 4);
+  std::vector<float> line(rowFloats);
   for (int j = 0; j < rows; ++j) {
     std::fill(line.begin(), line.end(), 0.0f);
     const Taps& t = rowTaps[j];
     for (std::size_t k = 0; k < t.weights.size(); ++k) {
       const float w = t.weights[k];
-      const float* in = &across[static_cast<std::size_t>(t.first + k - firstRow) * cols * 4];
-      for (int i = 0; i < cols * 4; ++i) line[i] += w * in[i];
+      const float* in = filteredRow(t.first + static_cast<int>(k));
+      for (std::size_t i = 0; i < rowFloats; ++i) line[i] += w * in[i];
     }
     uint8_t* dst = surface.Row(static_cast<int>(cy0 + j)) + cx0 * 4;
     for (int i = 0; i < cols; ++i, dst += 4) {

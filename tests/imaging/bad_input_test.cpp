@@ -104,6 +104,30 @@ TEST_F(BadInput, PngWithHugeHeaderIsRefused) {
   EXPECT_FALSE(dib.LoadPictureBytes(png));
 }
 
+TEST_F(BadInput, HeadersClaimingMoreThanTheFileCanHold) {
+  c32bppDIB dib;
+  // Sides within the limit, but a few hundred bytes cannot hold 16384 x 16384 pixels in
+  // any of these formats: refused before a gigabyte is allocated.
+  Bytes gif = Make("gif:a.gif", "-alpha off");
+  StoreLe16(&gif[6], 16384);
+  StoreLe16(&gif[8], 16384);
+  EXPECT_FALSE(dib.LoadPictureBytes(gif));
+  Bytes rle = Make("bmp3:rle.bmp", "-alpha off -colors 200 -type palette -compress RLE");
+  StoreLe32(&rle[18], 16384);
+  StoreLe32(&rle[22], 16384);
+  EXPECT_FALSE(dib.LoadPictureBytes(rle));
+
+  // Highly compressed but honest files still load.
+  const std::string flat = dir_ / "flat.png";
+  ASSERT_TRUE(test::RunQuiet("convert -size 4000x3000 xc:'#123456' png24:" + ShellQuote(flat)));
+  ASSERT_TRUE(dib.LoadPictureFile(flat));
+  EXPECT_EQ(dib.Width(), 4000);
+  const std::string flatGif = dir_ / "flat.gif";
+  ASSERT_TRUE(test::RunQuiet("convert -size 3000x3000 xc:'#123456' " + ShellQuote(flatGif)));
+  ASSERT_TRUE(dib.LoadPictureFile(flatGif));
+  EXPECT_EQ(dib.Height(), 3000);
+}
+
 TEST(BadInputPlain, NonsenseAndLiesInHeaders) {
   c32bppDIB dib;
   EXPECT_FALSE(dib.LoadPictureBytes({}));

@@ -94,3 +94,39 @@ TEST_F(DecoderWitness, IconsTakeTheLargestImage) {
 
 }  // namespace
 }  // namespace ebf
+
+namespace ebf {
+namespace {
+
+TEST(JpegDrawnSmall, DecodesFewerPixelsButKeepsItsSizeAndLook) {
+  if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
+  test::TempDir dir;
+  const std::string path = dir / "big.jpg";
+  ASSERT_TRUE(
+      test::RunQuiet("convert -size 1600x1200 gradient:yellow-navy -rotate 90 -resize "
+                     "1600x1200! -quality 95 " +
+                     test::ShellQuote(path)));
+  c32bppDIB full, reduced;
+  ASSERT_TRUE(full.LoadPictureFile(path));
+  ASSERT_TRUE(reduced.LoadPictureFile(path, 190, 140));
+  EXPECT_EQ(reduced.Width(), 1600);
+  EXPECT_EQ(reduced.Height(), 1200);
+  EXPECT_EQ(reduced.picture().width, 200);  // an eighth, still at least the drawn size
+  ASSERT_TRUE(reduced.LoadPictureFile(path, 300, 140));
+  EXPECT_EQ(reduced.picture().width, 400);  // a quarter: an eighth would be too narrow
+  int w = 0, h = 0;
+  ASSERT_TRUE(c32bppDIB::ReadPictureFileSize(path, w, h));
+  EXPECT_EQ(w, 1600);
+  EXPECT_EQ(h, 1200);
+
+  Surface a(300, 225), b(300, 225);
+  ASSERT_TRUE(full.Render(a, 0, 0, 300, 225));
+  ASSERT_TRUE(reduced.Render(b, 0, 0, 300, 225));
+  int worst = 0;
+  for (int y = 0; y < 225; ++y)
+    for (int x = 0; x < 300 * 4; ++x) worst = std::max(worst, std::abs(a.Row(y)[x] - b.Row(y)[x]));
+  EXPECT_LE(worst, 6);
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,91 @@
+// Resolving slots to files and filling them from the custom folders.
+
+#include <gtest/gtest.h>
+
+#include "assets/slots.h"
+#include "common/files.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+TEST(ResolveSlotFile, UntickedBlankAndUserFiles) {
+  TempDir dir;
+  const std::string program = dir.folder();
+  const std::string null = program + "null";
+  ASSERT_FALSE(FileExists(null));
+  // Unticked: the zero-length "null" file, created when missing, whatever the text says.
+  EXPECT_EQ(ResolveSlotFile(program, false, "", "ICON1.PMF", false), null);
+  EXPECT_TRUE(FileExists(null));
+  EXPECT_EQ(FileSize(null).value_or(99), 0u);
+  const std::string user = dir / "mine.png";
+  test::WriteFileText(user, "x");
+  EXPECT_EQ(ResolveSlotFile(program, false, user, "PIC1.PNG", true), null);
+
+  EXPECT_EQ(ResolveSlotFile(program, true, user, "PIC1.PNG", false), user);
+  const std::string def = program + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG";
+  const std::string temp = program + "Temp" + kSep + "PIC1.PNG";
+  EXPECT_EQ(ResolveSlotFile(program, true, "", "PIC1.PNG", false), def);
+  EXPECT_EQ(ResolveSlotFile(program, true, "", "PIC1.PNG", true), temp);
+  EXPECT_EQ(ResolveSlotFile(program, true, dir / "gone.png", "PIC1.PNG", true), temp);
+  // A default stored under another case is found.
+  dir.MakeDir("PSXCust/Default");
+  test::WriteFileText(dir / "PSXCust/Default/pic1.png", "d");
+  EXPECT_EQ(ResolveSlotFile(program, true, "", "PIC1.PNG", false),
+            dir / "PSXCust/Default/pic1.png");
+}
+
+TEST(SlotFileMissingMessage, OnlyForNamedFilesThatAreNotThere) {
+  TempDir dir;
+  EXPECT_EQ(SlotFileMissingMessage("", "ICON0.PNG"), "");
+  EXPECT_EQ(SlotFileMissingMessage("   ", "ICON0.PNG"), "");
+  EXPECT_EQ(SlotFileMissingMessage(dir / "none.png", "ICON0.PNG"),
+            "The ICON0.PNG file doesn't exist!");
+  EXPECT_EQ(SlotFileMissingMessage(dir.path(), "SND0.AT3"), "The SND0.AT3 file doesn't exist!");
+  test::WriteFileText(dir / "a.at3", "x");
+  EXPECT_EQ(SlotFileMissingMessage(dir / "a.at3", "SND0.AT3"), "");
+}
+
+TEST(FillSlotsFromCustomFolder, CandidateOrder) {
+  TempDir dir;
+  const std::string program = dir.MakeDir("prog");
+  const std::string custom = dir.MakeDir("custom");
+  const std::string source = dir.MakeDir("games");
+  const std::string input = dir / "games/Game.bin";
+  test::WriteFileText(input, "disc");
+  dir.MakeDir("custom/Game");
+  dir.MakeDir("prog/PSXCust/Game");
+  // ICON0: per-game sub-folder of the custom folder beats its loose file.
+  test::WriteFileText(dir / "custom/Game/icon0.png", "a");
+  test::WriteFileText(dir / "custom/ICON0.PNG", "b");
+  // PIC1: loose in the custom folder beats the source folder.
+  test::WriteFileText(dir / "custom/PIC1.PNG", "c");
+  test::WriteFileText(dir / "games/PIC1.PNG", "d");
+  // SND0: "<base>_" file in the source folder.
+  test::WriteFileText(dir / "games/Game_SND0.AT3", "e");
+  // Gameboot: only in the program's per-game folder.
+  test::WriteFileText(dir / "prog/PSXCust/Game/Gameboot.PNG", "f");
+
+  std::array<std::string, kSlotCount> texts;
+  texts[kSlotIcon1] = "kept";
+  CustomFolderSearch search{program, custom, true, input};
+  EXPECT_EQ(FillSlotsFromCustomFolder(texts, search), 4);
+  EXPECT_EQ(texts[kSlotIcon0], dir / "custom/Game/icon0.png");
+  EXPECT_EQ(texts[kSlotIcon1], "kept");
+  EXPECT_EQ(texts[kSlotPic0], "");
+  EXPECT_EQ(texts[kSlotPic1], dir / "custom/PIC1.PNG");
+  EXPECT_EQ(texts[kSlotSnd0], dir / "games/Game_SND0.AT3");
+  EXPECT_EQ(texts[kSlotGameboot], dir / "prog/PSXCust/Game/Gameboot.PNG");
+
+  // Without the source folder setting its files are not looked at.
+  std::array<std::string, kSlotCount> again;
+  search.useSourceFolder = false;
+  FillSlotsFromCustomFolder(again, search);
+  EXPECT_EQ(again[kSlotSnd0], "");
+  EXPECT_EQ(again[kSlotPic1], dir / "custom/PIC1.PNG");
+}
+
+}  // namespace
+}  // namespace ebf

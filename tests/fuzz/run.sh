@@ -1,0 +1,62 @@
+#!/bin/sh
+# Builds the fuzz targets with clang in build-fuzz/ and runs each for a short while
+# (FUZZ_SECONDS, default 20). Seeds come from ImageMagick when it is installed. Exits
+# non-zero when a target finds a crash; the crashing input is left in build-fuzz/fuzz/.
+set -eu
+cd "$(dirname "$0")/../.."
+if ! command -v clang++ >/dev/null 2>&1; then
+  echo "clang++ not found: fuzzing skipped"
+  exit 0
+fi
+SECONDS_EACH=${FUZZ_SECONDS:-20}
+BUILD=build-fuzz
+SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
+CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
+cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat >/dev/null
+
+CORPUS="$BUILD/fuzz/corpus"
+mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat"
+if command -v convert >/dev/null 2>&1 && [ ! -e "$CORPUS/bmp/seeded" ]; then
+  convert -size 7x5 gradient:red-blue "$CORPUS/src.png" || true
+  convert "$CORPUS/src.png" bmp3:"$CORPUS/bmp/b24.bmp" || true
+  convert "$CORPUS/src.png" -colors 16 -compress none bmp3:"$CORPUS/bmp/b4.bmp" || true
+  convert "$CORPUS/src.png" -type palette -compress RLE bmp3:"$CORPUS/bmp/rle8.bmp" || true
+  convert "$CORPUS/src.png" -monochrome bmp3:"$CORPUS/bmp/b1.bmp" || true
+  convert "$CORPUS/src.png" -define bmp:subtype=RGB565 bmp3:"$CORPUS/bmp/b16.bmp" || true
+  convert "$CORPUS/src.png" -alpha set bmp:"$CORPUS/bmp/b32.bmp" || true
+  convert "$CORPUS/src.png" bmp2:"$CORPUS/bmp/os2.bmp" || true
+  convert "$CORPUS/src.png" -define icon:auto-resize=32,16 ico:"$CORPUS/ico/a.ico" || true
+  convert "$CORPUS/src.png" cur:"$CORPUS/ico/a.cur" || true
+  convert "$CORPUS/src.png" -resize 256x256! ico:"$CORPUS/ico/png.ico" || true
+  touch "$CORPUS/bmp/seeded"
+  rm -f "$CORPUS/src.png"
+fi
+# A two-page DOCUMENT.DAT: header, count 2, two records, the gap, two tiny "pages".
+DOC="$CORPUS/document_dat/two.dat"
+if [ ! -e "$DOC" ]; then
+  {
+    printf 'DOC \000\000\001\000\000\000\001\000SLUS00001'
+    head -c 107 /dev/zero
+    printf '\002\000\000\000'
+    printf '\220\001\000\000'; head -c 8 /dev/zero; printf '\004\000\000\000'; head -c 112 /dev/zero
+    printf '\224\001\000\000'; head -c 8 /dev/zero; printf '\004\000\000\000'; head -c 112 /dev/zero
+    head -c 8 /dev/zero
+    printf '\211PNG\211PNG'
+  } > "$DOC"
+fi
+
+status=0
+for target in bmp ico document_dat; do
+  echo "== fuzz_$target for ${SECONDS_EACH}s"
+  log="$BUILD/fuzz/$target.log"
+  if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
+      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" >"$target.log" 2>&1); then
+    grep -E '^(Done|stat::peak_rss_mb)' "$log" || true
+  else
+    tail -n 40 "$log"
+    echo "fuzz_$target found a crash: see $log and the crash-* file in $BUILD/fuzz/"
+    status=1
+  fi
+done
+exit $status
