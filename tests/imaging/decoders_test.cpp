@@ -81,6 +81,7 @@ TEST_F(DecoderWitness, JpegVariants) {
   Check("jpg:progressive.jpg", "-alpha off -interlace JPEG", 3);
   Check("jpg:grey.jpg", "-alpha off -colorspace Gray", 3);
   Check("jpg:noSubsampling.jpg", "-alpha off -sampling-factor 1x1", 3);
+  Check("jpg:cmyk.jpg", "-alpha off -colorspace CMYK", 3);
 }
 
 TEST_F(DecoderWitness, IconsTakeTheLargestImage) {

@@ -26,7 +26,7 @@ Picture ReadWithImageMagick(const std::string& path, int frame) {
   const std::string pam = dir / "out.pam";
   Picture out;
   if (!RunQuiet("convert " + ShellQuote(path + "[" + std::to_string(frame) + "]") +
-                " -alpha on -depth 8 " + ShellQuote("pam:" + pam)))
+                " -colorspace sRGB -alpha on -depth 8 " + ShellQuote("pam:" + pam)))
     return out;
   const Bytes bytes = ReadFileBytes(pam);
   const std::string text(bytes.begin(), bytes.end());
