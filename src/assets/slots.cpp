@@ -33,6 +33,17 @@ std::string SlotFileMissingMessage(const std::string& text, const std::string& a
   return "The " + assetFileName + " file doesn't exist!";
 }
 
+std::string FirstMissingSlotMessage(const std::array<std::string, kSlotCount>& texts) {
+  constexpr std::pair<int, const char*> kOrder[] = {
+      {kSlotIcon0, "ICON0.PNG"}, {kSlotPic0, "PIC0.PNG"}, {kSlotPic1, "PIC1.PNG"},
+      {kSlotIcon1, "ICON1.PMF"}, {kSlotSnd0, "SND0.AT3"}, {kSlotGameboot, "Gameboot PNG"}};
+  for (auto [slot, label] : kOrder) {
+    std::string msg = SlotFileMissingMessage(texts[static_cast<std::size_t>(slot)], label);
+    if (!msg.empty()) return msg;
+  }
+  return "";
+}
+
 int FillSlotsFromCustomFolder(std::array<std::string, kSlotCount>& texts,
                               const CustomFolderSearch& search) {
   // Candidate folders, most specific first: a sub-folder named after the input's base name
@@ -40,13 +51,17 @@ int FillSlotsFromCustomFolder(std::array<std::string, kSlotCount>& texts,
   // which wins over the program's PSXCust folder. So "Game.bin" looks in, in order:
   //   <custom>/Game/, <custom>/, <source>/Game/, <source>/ (when enabled),
   //   <program>/PSXCust/Game/
+  // with <folder>/<game ID>/ first in each when an ID is known
   // and within a folder for "<name>" then "Game_<name>" (e.g. "ICON0.PNG", "Game_ICON0.PNG").
   // The loose PSXCust folder is left out: its Default sub-folder already serves as the
   // fallback for every blank slot.
+  // A folder named by the game ID comes before the one named after the input, so that
+  // artwork kept per game is found whatever the image file is called.
   const std::string base = search.inputPath.empty() ? std::string() : StemOf(search.inputPath);
   std::vector<std::string> folders;
   auto addFolder = [&](const std::string& folder, bool withLoose) {
     if (folder.empty() || !IsDirectory(folder)) return;
+    if (!search.gameId.empty()) folders.push_back(JoinPath(folder, search.gameId));
     if (!base.empty()) folders.push_back(JoinPath(folder, base));
     if (withLoose) folders.push_back(WithTrailingSep(folder));
   };

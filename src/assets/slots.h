@@ -47,11 +47,16 @@ std::string ResolveSlotFile(const std::string& programFolder, bool ticked, const
 // "The <asset> file doesn't exist!" for a non-blank text naming no file, else "".
 std::string SlotFileMissingMessage(const std::string& text, const std::string& assetFileName);
 
+// The run's check of every slot text before anything is resolved, in the Go button's
+// order (ICON0, PIC0, PIC1, ICON1, SND0, Gameboot): the first "doesn't exist" message, or "".
+std::string FirstMissingSlotMessage(const std::array<std::string, kSlotCount>& texts);
+
 struct CustomFolderSearch {
   std::string programFolder;
   std::string customFolder;      // the defaultcustdir setting ("" = none)
   bool useSourceFolder = false;  // the usesourcedirascust setting
   std::string inputPath;         // the disc image or package being converted
+  std::string gameId;            // the current game ID ("" = none): PSXCust/<ID>/ and the like
 };
 
 // Puts into each slot's text the first existing candidate (see slots.cpp for the order);

@@ -13,15 +13,6 @@ namespace {
 constexpr std::array<const char*, 6> kOptionNames = {"icon0", "icon1", "pic0",
                                                      "pic1",  "snd0",  "boot"};
 
-// The Go button's slot check order and labels.
-constexpr std::array<std::pair<int, const char*>, 6> kCheckOrder = {
-    {{kSlotIcon0, "ICON0.PNG"},
-     {kSlotPic0, "PIC0.PNG"},
-     {kSlotPic1, "PIC1.PNG"},
-     {kSlotIcon1, "ICON1.PMF"},
-     {kSlotSnd0, "SND0.AT3"},
-     {kSlotGameboot, "Gameboot PNG"}}};
-
 // The resolver's one question (BIN with a CUE beside it) only informs; --yes takes the CUE.
 class ResolverHost : public Host {
  public:
@@ -84,9 +75,11 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   // Slots: what the per-game search finds, then what the user named.
   std::array<std::string, 6> texts{};
   if (!isPbp) {
-    CustomFolderSearch search{prog, ctx.settings.defaultCustDir, ctx.settings.useSourceDirAsCust,
-                              res.dataFile};
-    FillSlotsFromCustomFolder(texts, search);
+    for (const AssetPass& pass : res.assetPasses) {
+      CustomFolderSearch search{prog, ctx.settings.defaultCustDir, ctx.settings.useSourceDirAsCust,
+                                res.dataFile, pass.gameId};
+      FillSlotsFromCustomFolder(texts, search);
+    }
   }
   for (int i = 0; i < 6; ++i) {
     if (!o.assets[i].empty()) texts[i] = o.assets[i];
@@ -118,13 +111,7 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   go.region = res.region;
   go.palFixScreen = o.palScreen;
   go.palFixGraphics = o.palGfx;
-  go.slotChecks = [&texts] {
-    for (auto [slot, label] : kCheckOrder) {
-      std::string msg = SlotFileMissingMessage(texts[slot], label);
-      if (!msg.empty()) return msg;
-    }
-    return std::string();
-  };
+  go.slotChecks = [&texts] { return FirstMissingSlotMessage(texts); };
   GoVerdict verdict = RunGoChecks(go, host);
   if (!verdict.proceed) {
     job.refusal = verdict.warning;

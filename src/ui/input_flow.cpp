@@ -85,11 +85,11 @@ void MainWindow::InspectPackage(const std::string& path) {
   UpdateControlStates();
 }
 
-void MainWindow::LoadSlotsForGame(const std::string& dataFile, const std::string& /*gameId*/) {
+void MainWindow::LoadSlotsForGame(const std::string& dataFile, const std::string& gameId) {
   std::array<std::string, kSlotCount> texts;
   for (int i = 0; i < kSlotCount; ++i) texts[i] = S(slots_[i].text->text());
   CustomFolderSearch search{services_.programFolder, settings_.defaultCustDir,
-                            settings_.useSourceDirAsCust, dataFile};
+                            settings_.useSourceDirAsCust, dataFile, gameId};
   FillSlotsFromCustomFolder(texts, search);
   for (int i = 0; i < kSlotCount; ++i)
     if (texts[i] != S(slots_[i].text->text())) SetSlot(i, slots_[i].check->isChecked(), texts[i]);

@@ -31,12 +31,6 @@ std::string S(const QString& s) {
   return s.toStdString();
 }
 
-// Slot order of the "doesn't exist" checks, with the name each message uses.
-constexpr std::pair<int, const char*> kSlotChecks[] = {
-    {MainWindow::kIcon0, "ICON0.PNG"}, {MainWindow::kPic0, "PIC0.PNG"},
-    {MainWindow::kPic1, "PIC1.PNG"},   {MainWindow::kIcon1, "ICON1.PMF"},
-    {MainWindow::kSnd0, "SND0.AT3"},   {MainWindow::kGameboot, "Gameboot PNG"}};
-
 }  // namespace
 
 // Runs the checks in their fixed order; each refusal shows its own message. Returns
@@ -53,11 +47,9 @@ std::string MainWindow::ValidateForGo() {
   in.palFixScreen = chkPAL2NTSCScr_->isChecked();
   in.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
   in.slotChecks = [this] {
-    for (auto [slot, label] : kSlotChecks) {
-      std::string msg = SlotFileMissingMessage(S(slots_[slot].text->text()), label);
-      if (!msg.empty()) return msg;
-    }
-    return std::string();
+    std::array<std::string, kSlotCount> texts;
+    for (int i = 0; i < kSlotCount; ++i) texts[i] = S(slots_[i].text->text());
+    return FirstMissingSlotMessage(texts);
   };
   PrompterHost host(*services_.prompter, this);
   const GoVerdict verdict = RunGoChecks(in, host);

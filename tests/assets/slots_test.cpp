@@ -70,7 +70,7 @@ TEST(FillSlotsFromCustomFolder, CandidateOrder) {
 
   std::array<std::string, kSlotCount> texts;
   texts[kSlotIcon1] = "kept";
-  CustomFolderSearch search{program, custom, true, input};
+  CustomFolderSearch search{program, custom, true, input, ""};
   EXPECT_EQ(FillSlotsFromCustomFolder(texts, search), 4);
   EXPECT_EQ(texts[kSlotIcon0], dir / "custom/Game/icon0.png");
   EXPECT_EQ(texts[kSlotIcon1], "kept");
@@ -85,6 +85,18 @@ TEST(FillSlotsFromCustomFolder, CandidateOrder) {
   FillSlotsFromCustomFolder(again, search);
   EXPECT_EQ(again[kSlotSnd0], "");
   EXPECT_EQ(again[kSlotPic1], dir / "custom/PIC1.PNG");
+
+  // A folder named by the game ID comes first, in the program's PSXCust too.
+  dir.MakeDir("prog/PSXCust/SLUS00594");
+  dir.MakeDir("custom/SLUS00594");
+  test::WriteFileText(dir / "prog/PSXCust/SLUS00594/PIC0.PNG", "g");
+  test::WriteFileText(dir / "custom/SLUS00594/ICON0.PNG", "h");
+  std::array<std::string, kSlotCount> byId;
+  search.gameId = "SLUS00594";
+  FillSlotsFromCustomFolder(byId, search);
+  EXPECT_EQ(byId[kSlotIcon0], dir / "custom/SLUS00594/ICON0.PNG");
+  EXPECT_EQ(byId[kSlotPic0], dir / "prog/PSXCust/SLUS00594/PIC0.PNG");
+  EXPECT_EQ(byId[kSlotGameboot], dir / "prog/PSXCust/Game/Gameboot.PNG");
 }
 
 }  // namespace
