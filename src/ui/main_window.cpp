@@ -83,7 +83,9 @@ void MainWindow::BuildLayout() {
   panelCust_->setVisible(false);
   body->addStretch(1);
   body->addWidget(BuildButtonBar());
-  setMinimumWidth(720);
+  // The layout's own minimum keeps every caption whole; start a little wider than that.
+  layout()->activate();
+  resize(std::max(760, minimumSizeHint().width()), minimumSizeHint().height());
 }
 
 QWidget* MainWindow::BuildInputBox() {
