@@ -23,20 +23,10 @@
 #include "ui/id_key_filter.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
 namespace {
-
-std::string S(const QString& s) {
-  return s.toStdString();
-}
-
-QPushButton* Button(const QString& text, const char* name, QWidget* parent) {
-  auto* b = new QPushButton(text, parent);
-  b->setObjectName(QLatin1String(name));
-  b->setAutoDefault(false);
-  return b;
-}
 
 const QString kPictureFilter =
     QStringLiteral("*.png;*.bmp;*.gif;*.wmf;*.emf;*.jpg;*.jpeg;*.ico;*.cur");
@@ -104,13 +94,7 @@ DocDialog::DocDialog(const ThemeContext& theme, Prompter& prompter, FileDialogs&
   auto* outBox = new QGroupBox(QStringLiteral("DOCUMENT.DAT"), this);
   auto* grid = new QGridLayout(outBox);
   grid->setHorizontalSpacing(8);
-  cboID_ = new QComboBox(outBox);
-  cboID_->setObjectName(QStringLiteral("cboID"));
-  cboID_->setEditable(true);
-  cboID_->setInsertPolicy(QComboBox::NoInsert);
-  cboID_->addItems(GameIdPrefixList());
-  cboID_->setCurrentIndex(-1);
-  cboID_->setMinimumWidth(90);
+  cboID_ = MakeIdPrefixCombo(outBox);
   txtID_ = new QLineEdit(outBox);
   txtID_->setObjectName(QStringLiteral("txtID"));
   txtID_->setPlaceholderText(QStringLiteral("12345"));
@@ -314,9 +298,7 @@ bool DocDialog::eventFilter(QObject* watched, QEvent* event) {
     }
     if (event->type() == QEvent::Drop) {
       auto* e = static_cast<QDropEvent*>(event);
-      QStringList paths;
-      for (const QUrl& url : e->mimeData()->urls())
-        if (url.isLocalFile()) paths << url.toLocalFile();
+      const QStringList paths = DroppedFiles(e->mimeData());
       if (!paths.isEmpty()) {
         e->acceptProposedAction();
         DropPaths(paths);

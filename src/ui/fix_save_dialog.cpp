@@ -11,6 +11,7 @@
 #include "common/text.h"
 #include "ui/id_key_filter.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
 
@@ -31,13 +32,7 @@ FixSaveDialog::FixSaveDialog(const ThemeContext& theme, Prompter& prompter,
   txtSave_ = new QLineEdit(QString::fromStdString(saveName), this);
   txtSave_->setObjectName(QStringLiteral("txtSave"));
   txtSave_->setMinimumWidth(220);
-  cboID_ = new QComboBox(this);
-  cboID_->setObjectName(QStringLiteral("cboID"));
-  cboID_->setEditable(true);
-  cboID_->setInsertPolicy(QComboBox::NoInsert);
-  cboID_->addItems(GameIdPrefixList());
-  cboID_->setCurrentIndex(-1);
-  cboID_->setMinimumWidth(90);
+  cboID_ = MakeIdPrefixCombo(this);
   txtID_ = new QLineEdit(this);
   txtID_->setObjectName(QStringLiteral("txtID"));
   txtID_->setPlaceholderText(QStringLiteral("12345"));
@@ -63,19 +58,9 @@ FixSaveDialog::FixSaveDialog(const ThemeContext& theme, Prompter& prompter,
   auto* hint = new QLabel(QStringLiteral("Four letters and five digits, e.g. SLUS 01234."), this);
   hint->setProperty("role", QStringLiteral("info"));
 
-  auto* ok = new QPushButton(QStringLiteral("OK"), this);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  ok->setProperty("accent", true);
-  auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
-  cancel->setAutoDefault(false);
-  connect(ok, &QPushButton::clicked, this, &FixSaveDialog::OkClicked);
-  connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch(1);
-  buttons->addWidget(ok);
-  buttons->addWidget(cancel);
+  const OkCancelRow okCancel = MakeOkCancelRow(this);
+  connect(okCancel.ok, &QPushButton::clicked, this, &FixSaveDialog::OkClicked);
+  QHBoxLayout* buttons = okCancel.row;
 
   auto* outer = new QVBoxLayout(this);
   outer->setContentsMargins(18, 16, 18, 14);

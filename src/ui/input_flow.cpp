@@ -20,18 +20,10 @@
 #include "ui/main_window.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
-namespace {
-
-QString Q(const std::string& s) {
-  return QString::fromStdString(s);
-}
-std::string S(const QString& s) {
-  return s.toStdString();
-}
-
-}  // namespace
+namespace {}  // namespace
 
 void MainWindow::ResolveWithCore(const std::string& chosen) {
   const DropDecision decision = ClassifyInputPath(chosen);

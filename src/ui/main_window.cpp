@@ -19,20 +19,10 @@
 #include "common/text.h"
 #include "ui/prompter.h"
 #include "ui/slot_table.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
 namespace {
-
-QString Q(const std::string& s) {
-  return QString::fromStdString(s);
-}
-
-QPushButton* Button(const QString& text, const char* name, QWidget* parent) {
-  auto* b = new QPushButton(text, parent);
-  b->setObjectName(QLatin1String(name));
-  b->setAutoDefault(false);
-  return b;
-}
 
 QLabel* FieldLabel(const QString& text, QWidget* buddy, QWidget* parent) {
   auto* l = new QLabel(text, parent);
@@ -83,9 +73,7 @@ void MainWindow::BuildLayout() {
   panelCust_->setVisible(false);
   body->addStretch(1);
   body->addWidget(BuildButtonBar());
-  // The layout's own minimum keeps every caption whole; start a little wider than that.
-  layout()->activate();
-  resize(std::max(760, minimumSizeHint().width()), minimumSizeHint().height());
+  // No fixed minimum width: the layout's own minimum keeps every caption whole.
 }
 
 QWidget* MainWindow::BuildInputBox() {
@@ -437,9 +425,7 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
 }
 
 void MainWindow::dropEvent(QDropEvent* event) {
-  QStringList paths;
-  for (const QUrl& url : event->mimeData()->urls())
-    if (url.isLocalFile()) paths << url.toLocalFile();
+  const QStringList paths = DroppedFiles(event->mimeData());
   if (paths.isEmpty()) return;
   event->acceptProposedAction();
   DropFiles(paths, -1);
@@ -459,9 +445,7 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     }
     if (event->type() == QEvent::Drop) {
       auto* e = static_cast<QDropEvent*>(event);
-      QStringList paths;
-      for (const QUrl& url : e->mimeData()->urls())
-        if (url.isLocalFile()) paths << url.toLocalFile();
+      const QStringList paths = DroppedFiles(e->mimeData());
       if (!paths.isEmpty()) {
         e->acceptProposedAction();
         DropFiles(paths, slot.toInt());

@@ -20,18 +20,10 @@
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 #include "ui/slot_table.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
-namespace {
-
-QString Q(const std::string& s) {
-  return QString::fromStdString(s);
-}
-std::string S(const QString& s) {
-  return s.toStdString();
-}
-
-}  // namespace
+namespace {}  // namespace
 
 // Runs the checks in their fixed order; each refusal shows its own message. Returns
 // "ok" to go on, or "" when a check stopped the run.

@@ -16,13 +16,10 @@
 #include "common/text.h"
 #include "ui/file_dialogs.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
 namespace {
-
-QString Q(const std::string& s) {
-  return QString::fromStdString(s);
-}
 
 QPushButton* BrowseButton(const char* name, QWidget* parent) {
   auto* b = new QPushButton(QStringLiteral("Browse..."), parent);

@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::ui {
 
@@ -48,20 +49,9 @@ SelectDialog::SelectDialog(const ThemeContext& theme, Prompter& prompter, QWidge
   body->addWidget(hint);
   body->addSpacing(6);
 
-  auto* ok = new QPushButton(QStringLiteral("OK"), this);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  ok->setProperty("accent", true);
-  auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
-  cancel->setAutoDefault(false);
-  connect(ok, &QPushButton::clicked, this, &SelectDialog::OkClicked);
-  connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch(1);
-  buttons->addWidget(ok);
-  buttons->addWidget(cancel);
-  body->addLayout(buttons);
+  const OkCancelRow okCancel = MakeOkCancelRow(this);
+  connect(okCancel.ok, &QPushButton::clicked, this, &SelectDialog::OkClicked);
+  body->addLayout(okCancel.row);
   ApplyTheme(this, theme, WindowKind::Dialog);
 }
 
