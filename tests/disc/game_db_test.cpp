@@ -68,6 +68,19 @@ TEST(GameDbLine, TagsAreRemovedOnce) {
   EXPECT_EQ(RemoveNameTag("Game [NTSC-U"), "Game [NTSC-U");
   EXPECT_EQ(RemoveNameTag("Game (PAL-E)"), "Game (PAL-E)");
   EXPECT_EQ(RemoveNameTag(""), "");
+
+  // Whether a tag is removed is exactly what matching the tag patterns decides.
+  const std::string alphabet = "[]NTSCPAL- x";
+  uint32_t x = 12345;
+  for (int n = 0; n < 20000; ++n) {
+    std::string name;
+    for (int len = n % 14; len > 0; --len) {
+      x = x * 1103515245u + 12345u;
+      name.push_back(alphabet[(x >> 16) % alphabet.size()]);
+    }
+    bool tagged = Matches(name, "*[[]NTSC-*]*") || Matches(name, "*[[]PAL-*]*");
+    EXPECT_EQ(RemoveNameTag(name) != name, tagged) << name;
+  }
 }
 
 class GameDbFile : public ::testing::Test {
