@@ -41,6 +41,8 @@ TEST(DiscCli, GameIdLookupAndResolve) {
   Output o = Cli("gameid " + Q(bin));
   EXPECT_EQ(o.text, "SLUS00594\n");
   EXPECT_EQ(o.code, 0);
+  WriteFileText(dir / "Metal.cue", "FILE \"METAL.BIN\" BINARY\n");
+  EXPECT_EQ(Cli("gameid " + Q(dir / "Metal.cue")).text, "SLUS00594\n");
   WriteFileBytes(dir / "junk.iso", NoiseBytes(50000, 1));
   o = Cli("gameid " + Q(dir / "junk.iso"));
   EXPECT_EQ(o.text, "");
@@ -55,7 +57,6 @@ TEST(DiscCli, GameIdLookupAndResolve) {
 
   std::string ini = dir / "test.ini";
   WriteFileText(ini, "DefaultOutDirOpt=3\r\n");
-  WriteFileText(dir / "Metal.cue", "FILE \"METAL.BIN\" BINARY\n");
   o = Cli("resolve " + Q(bin) + " --ini " + Q(ini));
   EXPECT_NE(o.text.find("input = " + bin + "\n"), std::string::npos) << o.text;
   EXPECT_NE(o.text.find("game ID = SLUS00594\n"), std::string::npos);
