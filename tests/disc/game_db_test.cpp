@@ -58,6 +58,26 @@ TEST(GameDbLine, FieldsAndShape) {
     EXPECT_FALSE(ParseGameDbLine(bad)) << bad;
 }
 
+TEST(GameDbLine, ShapeIsThePatternsShape) {
+  // Lines made of the pieces the pattern cares about, checked against the matcher itself.
+  const std::vector<std::string> pieces = {"S", "1",  "-",  ";",           "SLUS",      "00594",
+                                           "é", "x;", ";;", "SLUS-00594;", "SLUS00594", " "};
+  uint32_t x = 4242;
+  auto next = [&] { return x = x * 1664525u + 1013904223u; };
+  int valid = 0;
+  for (int n = 0; n < 50000; ++n) {
+    std::string line;
+    if (n % 2) line = "SLUS-00594;SLUS00594;";
+    for (int k = static_cast<int>(next() >> 28); k >= 0; --k)
+      line += pieces[(next() >> 8) % pieces.size()];
+    if (n % 3) line += ";SLUS00594";
+    bool matches = Matches(line, kGameDbLinePattern);
+    valid += matches;
+    ASSERT_EQ(ParseGameDbLine(line).has_value(), matches) << line;
+  }
+  EXPECT_GT(valid, 1000);
+}
+
 TEST(GameDbLine, TagsAreRemovedOnce) {
   EXPECT_EQ(RemoveNameTag("Metal Game [NTSC-U]"), "Metal Game");
   EXPECT_EQ(RemoveNameTag("Game [PAL-E] Disc 2"), "Game Disc 2");
