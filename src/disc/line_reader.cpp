@@ -1,5 +1,7 @@
 #include "disc/line_reader.h"
 
+#include <algorithm>
+
 namespace ebf {
 
 bool LineReader::Fill() {

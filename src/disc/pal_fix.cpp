@@ -1,5 +1,6 @@
 #include "disc/pal_fix.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdio>
