@@ -8,6 +8,8 @@
 #include "common/cancel.h"
 #include "common/file_io.h"
 #include "common/files.h"
+#include "common/text.h"
+#include "disc/cue_sheet.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
@@ -44,9 +46,19 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   static Args args;
 
   auto* gameid = app.add_subcommand("gameid", "Print the game ID found in a disc image");
-  gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG or MDF image")->required();
+  gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG or MDF image, or a CUE sheet")->required();
   gameid->callback([&ctx] {
-    std::string id = DetectGameId(args.image);
+    std::string image = args.image;
+    if (Extension4(image) == ".CUE") {
+      auto data = FindCueDataFile(image);
+      if (!data) {
+        std::cerr << kCueInvalidMessage << "\n";
+        ctx.exitCode = 1;
+        return;
+      }
+      image = *data;
+    }
+    std::string id = DetectGameId(image);
     if (id.empty()) {
       std::cerr << "No game ID found in " << args.image << "\n";
       ctx.exitCode = 1;

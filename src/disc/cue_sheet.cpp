@@ -44,7 +44,9 @@ CueFileEntry ReadCueFileEntry(const std::string& cuePath) {
   }
   LineReader reader(file, kMaxCueLine);
   std::string raw;
-  while (reader.Next(raw)) {
+  for (bool first = true; reader.Next(raw); first = false) {
+    // Sheets saved as UTF-8 by some editors start with a byte order mark.
+    if (first && raw.rfind("\xEF\xBB\xBF", 0) == 0) raw.erase(0, 3);
     if (reader.lastTooLong()) {
       entry.invalid = true;
       return entry;

@@ -1,5 +1,6 @@
 #include "disc/game_id.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string_view>

@@ -1,5 +1,7 @@
 #include "disc/line_reader.h"
 
+#include <algorithm>
+
 namespace ebf {
 
 bool LineReader::Fill() {
@@ -19,25 +21,23 @@ bool LineReader::Next(std::string& line) {
   bool any = false;
   for (;;) {
     if (pos_ == len_ && !Fill()) return any;
-    uint8_t c = buf_[pos_];
     if (skipLf_) {
       skipLf_ = false;
-      if (c == '\n') {
-        ++pos_;
-        continue;
-      }
+      if (buf_[pos_] == '\n' && ++pos_ == len_) continue;
     }
-    ++pos_;
     any = true;
-    if (c == '\n') return true;
-    if (c == '\r') {
-      skipLf_ = true;
-      return true;
-    }
-    if (line.size() < maxLine_)
-      line.push_back(static_cast<char>(c));
-    else
-      tooLong_ = true;
+    // Take the run up to the next line end in one go.
+    std::size_t end = pos_;
+    while (end < len_ && buf_[end] != '\n' && buf_[end] != '\r') ++end;
+    std::size_t room = maxLine_ - std::min(maxLine_, line.size());
+    std::size_t take = std::min(room, end - pos_);
+    line.append(buf_.begin() + pos_, buf_.begin() + pos_ + take);
+    if (take < end - pos_) tooLong_ = true;
+    pos_ = end;
+    if (pos_ == len_) continue;
+    skipLf_ = buf_[pos_] == '\r';
+    ++pos_;
+    return true;
   }
 }
 

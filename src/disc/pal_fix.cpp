@@ -1,7 +1,13 @@
 #include "disc/pal_fix.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define EBF_PAL_SSE2 1
+#endif
 
 #include "common/bytes.h"
 #include "common/cancel.h"
@@ -42,6 +48,42 @@ int MatchWindow(const uint8_t* p, const PalFixOptions& options) {
   return -1;
 }
 
+// Where a match can start at all: the first byte is a trigger and the fourth is the high
+// byte of w0 (0x24 for the screen rows, 0x3C for the graphics rows). Nearly every window
+// fails this test, so it is made sixteen windows at a time where the processor allows.
+class CandidateFinder {
+ public:
+  explicit CandidateFinder(const PalFixOptions& o) : screen_(o.screenHeight), gfx_(o.graphics) {}
+
+  // The first window start in [from, to) that may match, or `to`. Windows are 8 bytes long
+  // and lie within the buffer.
+  std::size_t Next(const uint8_t* p, std::size_t from, std::size_t to) const {
+#ifdef EBF_PAL_SSE2
+    const __m128i v13 = _mm_set1_epi8(0x13), v06 = _mm_set1_epi8(0x06), v07 = _mm_set1_epi8(0x07),
+                  v24 = _mm_set1_epi8(0x24), v3c = _mm_set1_epi8(0x3C);
+    const int screenMask = screen_ ? 0xFFFF : 0, gfxMask = gfx_ ? 0xFFFF : 0;
+    for (; from + 16 <= to; from += 16) {
+      __m128i b0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + from));
+      __m128i b3 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + from + 3));
+      __m128i screen = _mm_and_si128(_mm_cmpeq_epi8(b0, v13), _mm_cmpeq_epi8(b3, v24));
+      __m128i gfx = _mm_and_si128(_mm_or_si128(_mm_cmpeq_epi8(b0, v06), _mm_cmpeq_epi8(b0, v07)),
+                                  _mm_cmpeq_epi8(b3, v3c));
+      int m = (_mm_movemask_epi8(screen) & screenMask) | (_mm_movemask_epi8(gfx) & gfxMask);
+      if (m) return from + static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(m)));
+    }
+#endif
+    for (; from < to; ++from) {
+      uint8_t b0 = p[from], b3 = p[from + 3];
+      if (screen_ && b0 == kScreenTrigger && b3 == 0x24) return from;
+      if (gfx_ && (b0 == 0x06 || b0 == 0x07) && b3 == 0x3C) return from;
+    }
+    return to;
+  }
+
+ private:
+  bool screen_, gfx_;
+};
+
 }  // namespace
 
 std::string PalRuleName(int rule) {
@@ -62,42 +104,47 @@ PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
     host.SetCaption(kPalFixCaption);
   if (!options.screenHeight && !options.graphics) return result;
 
-  // Which first bytes can start a match at all; most windows fail on this one test.
-  std::array<bool, 256> trigger{};
-  if (options.screenHeight) trigger[kScreenTrigger] = true;
-  if (options.graphics) trigger[0x06] = trigger[0x07] = true;
-
+  CandidateFinder candidates(options);
   std::vector<uint8_t> buf(kPalChunkSize);
+  // A chunk after the first begins with the previous chunk's last window, carried over in
+  // memory (patched bytes included) so that the file is read strictly forwards.
   uint64_t pos = file.Tell();
-  uint64_t nextWindow = pos;  // windows before this were tested in the previous chunk
+  std::size_t carried = 0;
   uint32_t chunks = 0;
   while (pos < end) {
     std::size_t want = static_cast<std::size_t>(std::min<uint64_t>(kPalChunkSize, end - pos));
-    if (!file.Seek(pos)) {
-      result.error = file.LastError();
-      break;
-    }
-    std::size_t got = file.Read(std::span<uint8_t>(buf.data(), want));
+    std::size_t got = carried + file.Read(std::span<uint8_t>(buf.data() + carried, want - carried));
     bool last = got < want || pos + got >= end;
-    for (std::size_t i = pos < nextWindow ? nextWindow - pos : 0; i + kPalWindow <= got; ++i) {
-      if (!trigger[buf[i]]) continue;
+    bool wrote = false;
+    std::size_t windows = got >= kPalWindow ? got - kPalWindow + 1 : 0;
+    // The carried window was tested as the previous chunk's last one.
+    for (std::size_t i = carried ? 1 : 0; (i = candidates.Next(buf.data(), i, windows)) < windows;
+         ++i) {
       int rule = MatchWindow(&buf[i], options);
       if (rule < 0) continue;
       const PalRule& r = kRules[static_cast<std::size_t>(rule)];
       PalPatch patch{pos + i, LoadLe32(&buf[i]), LoadLe32(&buf[i + 4]), rule};
       StoreLe32(&buf[i], r.new0);
       StoreLe32(&buf[i + 4], r.new1);
-      if (options.write &&
-          (!file.Seek(patch.offset) || !file.Write(std::span<const uint8_t>(&buf[i], 8)))) {
-        result.error = file.LastError();
-        return result;
+      if (options.write) {
+        if (!file.Seek(patch.offset) || !file.Write(std::span<const uint8_t>(&buf[i], 8))) {
+          result.error = file.LastError();
+          return result;
+        }
+        wrote = true;
       }
       ++result.patches;
       if (undo) undo->push_back(patch);
       if (onPatch) onPatch(patch);
     }
-    if (got >= kPalWindow) nextWindow = pos + got - kPalWindow + 1;
     if (last) break;
+    if (wrote && !file.Seek(pos + got)) {  // back to just after the chunk
+      result.error = file.LastError();
+      break;
+    }
+    std::copy(buf.begin() + static_cast<std::ptrdiff_t>(got - kPalWindow),
+              buf.begin() + static_cast<std::ptrdiff_t>(got), buf.begin());
+    carried = kPalWindow;
     pos += got - kPalWindow;
     if (++chunks % kPalChunksPerPump == 0) {
       host.PumpEvents();

@@ -59,6 +59,26 @@ TEST(GameDbLine, FieldsAndShape) {
     EXPECT_FALSE(ParseGameDbLine(bad)) << bad;
 }
 
+TEST(GameDbLine, ShapeIsThePatternsShape) {
+  // Lines made of the pieces the pattern cares about, checked against the matcher itself.
+  const std::vector<std::string> pieces = {"S", "1",  "-",  ";",           "SLUS",      "00594",
+                                           "é", "x;", ";;", "SLUS-00594;", "SLUS00594", " "};
+  uint32_t x = 4242;
+  auto next = [&] { return x = x * 1664525u + 1013904223u; };
+  int valid = 0;
+  for (int n = 0; n < 50000; ++n) {
+    std::string line;
+    if (n % 2) line = "SLUS-00594;SLUS00594;";
+    for (int k = static_cast<int>(next() >> 28); k >= 0; --k)
+      line += pieces[(next() >> 8) % pieces.size()];
+    if (n % 3) line += ";SLUS00594";
+    bool matches = Matches(line, kGameDbLinePattern);
+    valid += matches;
+    ASSERT_EQ(ParseGameDbLine(line).has_value(), matches) << line;
+  }
+  EXPECT_GT(valid, 1000);
+}
+
 TEST(GameDbLine, TagsAreRemovedOnce) {
   EXPECT_EQ(RemoveNameTag("Metal Game [NTSC-U]"), "Metal Game");
   EXPECT_EQ(RemoveNameTag("Game [PAL-E] Disc 2"), "Game Disc 2");
@@ -69,6 +89,19 @@ TEST(GameDbLine, TagsAreRemovedOnce) {
   EXPECT_EQ(RemoveNameTag("Game [NTSC-U"), "Game [NTSC-U");
   EXPECT_EQ(RemoveNameTag("Game (PAL-E)"), "Game (PAL-E)");
   EXPECT_EQ(RemoveNameTag(""), "");
+
+  // Whether a tag is removed is exactly what matching the tag patterns decides.
+  const std::string alphabet = "[]NTSCPAL- x";
+  uint32_t x = 12345;
+  for (int n = 0; n < 20000; ++n) {
+    std::string name;
+    for (int len = n % 14; len > 0; --len) {
+      x = x * 1103515245u + 12345u;
+      name.push_back(alphabet[(x >> 16) % alphabet.size()]);
+    }
+    bool tagged = Matches(name, "*[[]NTSC-*]*") || Matches(name, "*[[]PAL-*]*");
+    EXPECT_EQ(RemoveNameTag(name) != name, tagged) << name;
+  }
 }
 
 class GameDbFile : public ::testing::Test {

@@ -98,6 +98,55 @@ TEST(PalFix, PatchesAtAnyOffsetAndAcrossChunkSeams) {
   EXPECT_EQ(ReadFileBytes(path), data);
 }
 
+// Every offset where the table matches, tested one window at a time.
+std::vector<uint64_t> Reference(const Bytes& d, bool screen, bool gfx) {
+  std::vector<uint64_t> at;
+  for (std::size_t i = 0; i + 8 <= d.size(); ++i) {
+    uint32_t w0 = LoadLe32(&d[i]), w1 = LoadLe32(&d[i + 4]);
+    bool s = screen && d[i] == 0x13 &&
+             ((w0 == 0x24910013 && w1 == 0x24910010) || (w0 == 0x24900013 && w1 == 0x24900010));
+    bool g = gfx && !(screen && d[i] == 0x13) &&
+             ((w0 == 0x3C028006 && (w1 == 0x8C42DA30 || w1 == 0x8C42F518)) ||
+              (w0 == 0x3C028007 && (w1 == 0x8C42EC90 || w1 == 0x8C42F19C)));
+    if (s || g) at.push_back(i);
+  }
+  return at;
+}
+
+TEST(PalFix, FindsWhatAWindowByWindowScanFinds) {
+  TempDir dir;
+  std::string path = dir / "dense.bin";
+  // Bytes drawn from the patterns' own, so near misses are everywhere.
+  const uint8_t pieces[] = {0x13, 0x06, 0x07, 0x24, 0x3C, 0x00, 0x10, 0x91, 0x90,
+                            0x80, 0x02, 0x8C, 0x42, 0xDA, 0x30, 0xF5, 0x18};
+  const uint32_t pairs[][2] = {{0x24910013, 0x24910010}, {0x24900013, 0x24900010},
+                               {0x3C028006, 0x8C42DA30}, {0x3C028006, 0x8C42F518},
+                               {0x3C028007, 0x8C42EC90}, {0x3C028007, 0x8C42F19C}};
+  uint32_t x = 99;
+  auto next = [&] { return x = x * 1664525u + 1013904223u; };
+  Bytes data(300000);
+  for (auto& b : data) b = pieces[(next() >> 8) % sizeof pieces];
+  for (int n = 0; n < 400; ++n) {
+    std::size_t at = (next() >> 4) % (data.size() - 8);
+    const auto& p = pairs[next() % 6];
+    Plant(data, at, p[0], p[1]);
+  }
+  for (int opt = 1; opt < 4; ++opt) {
+    PalFixOptions o;
+    o.screenHeight = opt & 1;
+    o.graphics = opt & 2;
+    WriteFileBytes(path, data);
+    Scan s = RunFix(path, o);
+    std::vector<uint64_t> found;
+    for (const auto& p : s.reported) found.push_back(p.offset);
+    std::vector<uint64_t> expected = Reference(data, o.screenHeight, o.graphics);
+    EXPECT_GT(expected.size(), 50u);
+    EXPECT_EQ(found, expected) << opt;
+    EXPECT_EQ(ReplayPalUndo(path, s.undo), "");
+    EXPECT_EQ(ReadFileBytes(path), data);
+  }
+}
+
 TEST(PalFix, OptionsChooseTheRows) {
   TempDir dir;
   Bytes data = QuietNoise(4000, 2);

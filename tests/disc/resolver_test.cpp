@@ -138,6 +138,12 @@ TEST_F(Resolver, CueSheetsFindTheirDataFile) {
   EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
   EXPECT_EQ(r.outputFolder, images.path());
 
+  // A byte order mark before the FILE line.
+  WriteFileText(cue,
+                "\xEF\xBB\xBF"
+                "FILE \"game (track 1).BIN\" BINARY\n");
+  EXPECT_EQ(Resolve(cue).dataFile, images / "Game (Track 1).bin");
+
   // A named file that is missing falls back to the same name with ".bin".
   Image("GAME.bin", "SLES_120.81", SectorLayout::Mode2Raw);
   WriteFileText(cue, "FILE \"GAME.IMG\" BINARY\n");
