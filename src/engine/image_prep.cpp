@@ -18,7 +18,7 @@ constexpr uint64_t kSubSector = 2448;
 constexpr uint64_t kPumpEvery = 512;
 
 // Sectors are copied in runs of this many; the interface is serviced every 512.
-constexpr uint64_t kBatch = 64;
+constexpr uint64_t kBatch = 512;
 
 std::string Failure(const std::string& what, const File& f) {
   return what + " " + f.path() + (f.LastError().empty() ? "" : " (" + f.LastError() + ")");
@@ -108,8 +108,10 @@ std::string PadIsoToRaw(const std::string& isoPath, const std::string& outPath, 
                      [](uint64_t i, const uint8_t* src, uint8_t* dst) {
                        // Deliberate layout: sync, BCD address, mode 2, the user data at
                        // offset 16, and no subheader, EDC or ECC.
-                       std::fill(dst, dst + kRawSector, 0);
+                       dst[0] = 0;
                        std::fill(dst + 1, dst + 11, 0xFF);
+                       dst[11] = 0;
+                       std::fill(dst + 16 + kIsoSector, dst + kRawSector, 0);
                        const uint64_t a = i + 150;
                        dst[12] = ToBcd(static_cast<uint16_t>(a / 4500));
                        dst[13] = ToBcd(static_cast<uint16_t>(a / 75 % 60));
