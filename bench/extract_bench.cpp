@@ -214,21 +214,22 @@ int main(int argc, char** argv) {
   fs::create_directories(outFolder);
   const std::string out = (outFolder / "image.bin").string();
 
-  ebf::test::PbpSpec spec;
-  spec.blockCount = mb * 1000000 / kBlock;
-  spec.level = 9;
+  ebf::test::PackageRecipe recipe;
+  recipe.blockCount = mb * 1000000 / kBlock;
+  recipe.level = 9;
   SectorSource source;
   uLong imageCrc = crc32(0, nullptr, 0);
-  spec.blockSource = [&](uint64_t block, uint8_t* data) {
+  recipe.blockSource = [&](uint64_t block, uint8_t* data) {
     source.Fill(block, data);
     imageCrc = crc32(imageCrc, data, kBlock);
   };
   if (given.empty()) {
     std::printf("Writing a %llu-block package (%.0f MB of sectors, level 9)...\n",
-                static_cast<unsigned long long>(spec.blockCount), spec.blockCount * kBlock / 1e6);
+                static_cast<unsigned long long>(recipe.blockCount),
+                recipe.blockCount * kBlock / 1e6);
     std::fflush(stdout);
     auto g0 = Clock::now();
-    ebf::test::PbpWritten w = ebf::test::WritePbp(pbp, spec);
+    ebf::test::PbpWritten w = ebf::test::WritePbp(pbp, recipe);
     std::printf("  written in %.1f s: %.1f MB, %llu of %zu blocks compressed\n",
                 Seconds(g0, Clock::now()), w.fileSize / 1e6,
                 static_cast<unsigned long long>(w.compressedBlocks), w.blockLengths.size());

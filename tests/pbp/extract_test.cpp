@@ -16,7 +16,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::PbpSpec;
+using test::PackageRecipe;
 using test::PbpWritten;
 using test::ReadFileBytes;
 using test::RecordingHost;
@@ -78,13 +78,13 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
     bool padding;
   };
   for (Variant v : {Variant{9, true, false}, Variant{0, false, false}, Variant{1, false, true}}) {
-    PbpSpec spec;
-    spec.image = image;
-    spec.level = v.level;
-    spec.storeBlock = [](uint64_t i) { return i % 7 == 3; };
-    if (v.withHoles) spec.holeBeforeBlock = {0, 5, 46};
-    spec.paddingBlock = v.padding;
-    PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", spec);
+    PackageRecipe recipe;
+    recipe.image = image;
+    recipe.level = v.level;
+    recipe.storeBlock = [](uint64_t i) { return i % 7 == 3; };
+    if (v.withHoles) recipe.holeBeforeBlock = {0, 5, 46};
+    recipe.paddingBlock = v.padding;
+    PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
     if (v.level == 9) {
       ASSERT_GT(w.compressedBlocks, 20u);
       ASSERT_LT(w.compressedBlocks, w.blockLengths.size());
@@ -105,10 +105,10 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
 
 TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   TempDir dir;
-  PbpSpec spec;
-  spec.image = SampleImage();
-  spec.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  test::WritePbp(dir / "EBOOT.PBP", spec);
+  PackageRecipe recipe;
+  recipe.image = SampleImage();
+  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
 
   RecordingHost host;
   host.onPump = [](int) { CancelRequested = true; };
@@ -128,13 +128,14 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   EXPECT_DOUBLE_EQ(host.fractions[0], 31.0 / 47.0);
   // The TOC goes out before the image.
   TocArea area{};
-  std::copy(spec.toc->begin(), spec.toc->end(), area.begin());
+  std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
 
   RecordingHost again;
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again),
             "Success.");
-  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), Bytes(spec.toc->begin(), spec.toc->begin() + 5 * 10));
+  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"),
+            Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
 }
 
 TEST(ExtractDiscImage, IndexRules) {
@@ -146,15 +147,15 @@ TEST(ExtractDiscImage, IndexRules) {
 
   // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
   // of the length it is inflated, which fails.
-  PbpSpec spec;
-  spec.image = image;
-  spec.storeBlock = [](uint64_t i) { return i == 2; };
-  PbpWritten w = test::WritePbp(pbp, spec);
+  PackageRecipe recipe;
+  recipe.image = image;
+  recipe.storeBlock = [](uint64_t i) { return i == 2; };
+  PbpWritten w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
 
   // Offset 0 with a length is a real block; only 0/0 is skipped. Point slot 10 at block 0.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(10), 0);
   PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
   ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
@@ -163,12 +164,12 @@ TEST(ExtractDiscImage, IndexRules) {
   EXPECT_EQ(ReadFileBytes(out), expected);
 
   // A phantom entry (an offset with length 0) does not inflate.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(60), 1234);
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
 
   // A deflated block that is not deflate data.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   ASSERT_NE(w.blockLengths[4], kBlockSize);
   File probe(pbp, File::Mode::Read);
   uint8_t entry[4];
@@ -186,9 +187,9 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   RecordingHost host;
 
   // Block 6 replaced by a stream of 100 bytes: the rest of its 37,632 repeat block 5.
-  PbpSpec spec;
-  spec.image = image;
-  PbpWritten w = test::WritePbp(pbp, spec);
+  PackageRecipe recipe;
+  recipe.image = image;
+  PbpWritten w = test::WritePbp(pbp, recipe);
   Bytes shortData(100, 'Q');
   Bytes packed = RawDeflate(shortData);
   ASSERT_LT(packed.size(), w.blockLengths[6]);
@@ -207,7 +208,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   EXPECT_EQ(ReadFileBytes(out), expected);
 
   // A stream that would give more than a block: the first 37,632 bytes are kept.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   Bytes longData(kBlockSize + 3000, 'L');
   for (std::size_t i = 20000; i < 21000; ++i) longData[i] = static_cast<uint8_t>(i % 7);
   packed = RawDeflate(longData);
@@ -221,16 +222,16 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
 
   // The last block's length runs far past the end of the file: it is read as far as the
   // file goes and inflate stops at its stream's end.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u);
   ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
   EXPECT_EQ(ReadFileBytes(out), Padded(image));
 
   // The same for a stored last block: what the file lacks is zero.
-  spec.storeBlock = [](uint64_t i) { return i == 46; };
-  spec.bootPng.clear();
-  spec.tail.clear();
-  w = test::WritePbp(pbp, spec);
+  recipe.storeBlock = [](uint64_t i) { return i == 46; };
+  recipe.bootPng.clear();
+  recipe.tail.clear();
+  w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
   ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
   expected = Padded(image);
@@ -247,10 +248,10 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host), kNoSuchFile);
   EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host), kNoSuchFile);
 
-  PbpSpec spec;
-  spec.image = SampleImage();
-  spec.magic = 0x12345678;  // the container's magic is never looked at
-  PbpWritten w = test::WritePbp(pbp, spec);
+  PackageRecipe recipe;
+  recipe.image = SampleImage();
+  recipe.magic = 0x12345678;  // the container's magic is never looked at
+  PbpWritten w = test::WritePbp(pbp, recipe);
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
@@ -266,14 +267,14 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
 
   // The package itself as the output is refused before anything is deleted.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
   const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host);
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
   // Cut inside the index: a sentence naming the file; no output is started.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
   std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host);
@@ -282,7 +283,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_FALSE(FileExists(out));
 
   // An index entry that points past the end of the file.
-  w = test::WritePbp(pbp, spec);
+  w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
   r = ExtractDiscImage(pbp, out, false, kTocNone, host);
   EXPECT_NE(r.find(pbp), std::string::npos) << r;

@@ -11,25 +11,25 @@ namespace ebf::pbp {
 namespace {
 
 using test::NoiseBytes;
-using test::PbpSpec;
+using test::PackageRecipe;
 using test::TempDir;
 
 TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   TempDir dir;
-  PbpSpec spec;
-  spec.title = "Info Game";
-  spec.discId = "SLPS01111";
-  spec.saveName = "Info Save";
-  spec.icon0 = NoiseBytes(321, 1);
-  spec.dataPsp = NoiseBytes(77, 2);
+  PackageRecipe recipe;
+  recipe.title = "Info Game";
+  recipe.discId = "SLPS01111";
+  recipe.saveName = "Info Save";
+  recipe.icon0 = NoiseBytes(321, 1);
+  recipe.dataPsp = NoiseBytes(77, 2);
   Bytes image(kBlockSize * 5, 0x11);
   Bytes noise = NoiseBytes(kBlockSize, 3);
   std::copy(noise.begin(), noise.end(), image.begin() + 2 * kBlockSize);  // stays stored
-  spec.image = image;
-  spec.holeBeforeBlock = {2};
+  recipe.image = image;
+  recipe.holeBeforeBlock = {2};
   // A data track and two audio tracks, the last at 01:02:03 absolute.
-  spec.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
-  test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", spec);
+  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
+  test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
@@ -45,7 +45,7 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   EXPECT_EQ(info.sectionSizes[kDataPsar], w.fileSize - w.psar);
   EXPECT_EQ(info.blocks, 5u);
   EXPECT_EQ(info.compressedBlocks, 4u);
-  EXPECT_EQ(info.bootPngSize, spec.bootPng.size());
+  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
   ASSERT_EQ(info.tracks.size(), 3u);
   EXPECT_EQ(info.tracks[0].number, 1);
   EXPECT_TRUE(info.tracks[0].data);

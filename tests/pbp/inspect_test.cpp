@@ -14,7 +14,7 @@ namespace ebf::pbp {
 namespace {
 
 using test::NoiseBytes;
-using test::PbpSpec;
+using test::PackageRecipe;
 using test::ReadFileBytes;
 using test::RecordingHost;
 using test::TempDir;
@@ -29,18 +29,18 @@ void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
 
 TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   TempDir dir;
-  PbpSpec spec;
-  spec.title = "Caf\xE9 Racer";  // ANSI in the package
-  spec.discId = "SLES01234";
-  spec.saveName = "Caf\xE9 Save";
-  spec.icon0 = NoiseBytes(1234, 1);
-  spec.pic0 = NoiseBytes(32767, 2);  // exactly 32,767: the copy takes PIC1's first byte
-  spec.pic1 = NoiseBytes(100, 3);
-  spec.dataPsp = NoiseBytes(5000, 4);
-  spec.bootPng = NoiseBytes(3000, 5);
-  spec.tail = NoiseBytes(500, 6);
-  spec.image = NoiseBytes(kBlockSize * 2, 7);
-  test::WritePbp(dir / "EBOOT.PBP", spec);
+  PackageRecipe recipe;
+  recipe.title = "Caf\xE9 Racer";  // ANSI in the package
+  recipe.discId = "SLES01234";
+  recipe.saveName = "Caf\xE9 Save";
+  recipe.icon0 = NoiseBytes(1234, 1);
+  recipe.pic0 = NoiseBytes(32767, 2);  // exactly 32,767: the copy takes PIC1's first byte
+  recipe.pic1 = NoiseBytes(100, 3);
+  recipe.dataPsp = NoiseBytes(5000, 4);
+  recipe.bootPng = NoiseBytes(3000, 5);
+  recipe.tail = NoiseBytes(500, 6);
+  recipe.image = NoiseBytes(kBlockSize * 2, 7);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
 
   RecordingHost host;
   const std::string temp = dir.folder() + "Temp/";
@@ -50,26 +50,26 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   EXPECT_EQ(r.gameId, "SLES01234");
   EXPECT_EQ(r.saveName, "Caf\xC3\xA9 Save");
 
-  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), test::MakeSfo(spec.title, spec.discId));
-  EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), spec.icon0);
-  Bytes pic0 = spec.pic0;
-  pic0.push_back(spec.pic1[0]);
+  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), test::MakeSfo(recipe.title, recipe.discId));
+  EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
+  Bytes pic0 = recipe.pic0;
+  pic0.push_back(recipe.pic1[0]);
   EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
-  EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), spec.pic1);
-  EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), spec.dataPsp);
+  EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), recipe.pic1);
+  EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), recipe.dataPsp);
   for (const char* empty : {"ICON1.PMF", "SND0.AT3"}) {
     EXPECT_TRUE(FileExists(temp + empty)) << empty;
     EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
   }
-  EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), spec.bootPng);
+  EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), recipe.bootPng);
   // START.DAT stops one byte before the end of the file.
-  EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(spec.tail.begin(), spec.tail.end() - 1));
+  EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(recipe.tail.begin(), recipe.tail.end() - 1));
   EXPECT_TRUE(host.questions.empty());
 
   // The Extract buttons copy from Temp; a missing Temp file does nothing.
   const std::string saved = dir / "saved.png";
   ASSERT_TRUE(SaveTempAsset(temp, kAssetExtractDialogs[0].tempFile, saved));
-  EXPECT_EQ(ReadFileBytes(saved), spec.bootPng);
+  EXPECT_EQ(ReadFileBytes(saved), recipe.bootPng);
   std::filesystem::remove(temp + "PIC1.PNG");
   EXPECT_FALSE(SaveTempAsset(temp, kAssetExtractDialogs[4].tempFile, dir / "pic1.png"));
   EXPECT_FALSE(FileExists(dir / "pic1.png"));
@@ -122,9 +122,9 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   RecordingHost host;
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
-  PbpSpec spec;
-  spec.image = NoiseBytes(1000, 1);
-  test::PbpWritten w = test::WritePbp(pbp, spec);
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(1000, 1);
+  test::PbpWritten w = test::WritePbp(pbp, recipe);
   const Bytes good = ReadFileBytes(pbp);
 
   struct Damage {

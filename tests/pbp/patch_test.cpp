@@ -19,7 +19,7 @@ namespace ebf::pbp {
 namespace {
 
 using test::NoiseBytes;
-using test::PbpSpec;
+using test::PackageRecipe;
 using test::ReadFileBytes;
 using test::RecordingHost;
 using test::TempDir;
@@ -31,24 +31,24 @@ struct Fixture {
   std::string pbp = dir / "EBOOT.PBP";
   std::string program = dir.folder();
   std::string temp = dir.folder() + "Temp/";
-  PbpSpec spec;
+  PackageRecipe recipe;
   test::PbpWritten written;
   EbootJob job;
   RecordingHost host;
 
   explicit Fixture(std::size_t tailSize = 300) {
-    spec.icon0 = NoiseBytes(3000, 1);
-    spec.pic0 = NoiseBytes(2000, 2);
-    spec.snd0 = NoiseBytes(1000, 3);
-    spec.dataPsp = NoiseBytes(700, 4);
-    spec.bootPng = NoiseBytes(900, 5);
-    spec.tail = NoiseBytes(tailSize, 6);
+    recipe.icon0 = NoiseBytes(3000, 1);
+    recipe.pic0 = NoiseBytes(2000, 2);
+    recipe.snd0 = NoiseBytes(1000, 3);
+    recipe.dataPsp = NoiseBytes(700, 4);
+    recipe.bootPng = NoiseBytes(900, 5);
+    recipe.tail = NoiseBytes(tailSize, 6);
     // Compressible sectors with some noise.
     Bytes image(kBlockSize * 3 + 5000, 0x5A);
     Bytes noise = NoiseBytes(20000, 8);
     std::copy(noise.begin(), noise.end(), image.begin() + 40000);
-    spec.image = image;
-    written = test::WritePbp(pbp, spec);
+    recipe.image = image;
+    written = test::WritePbp(pbp, recipe);
     Inspection r = InspectEboot(pbp, temp, host);
     EXPECT_EQ(r.message, "");
     job.title = "New Title";
@@ -110,7 +110,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   EXPECT_EQ(r.saveName, "New Save");
   EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
   EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
-  EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.spec.dataPsp);
+  EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
   EXPECT_EQ(fx.Image(fx.pbp), image);
 
@@ -218,14 +218,14 @@ TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
   std::filesystem::remove(fx.temp + "START.DAT");
   ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host), "Success.");
   // The whole tail after the old picture, last byte included.
-  EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.spec.tail);
+  EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipe.tail);
   const Bytes after = ReadFileBytes(fx.pbp);
   EXPECT_EQ(after.size(), before.size());  // nothing is cut or added here
   const uint64_t s = fx.written.startData;
   EXPECT_EQ(LoadLe32(after.data() + s + 20), 600u);
   const Bytes boot = ReadFileBytes(fx.job.gameboot);
   EXPECT_EQ(Bytes(after.begin() + s + 80, after.begin() + s + 680), boot);
-  EXPECT_EQ(Bytes(after.begin() + s + 680, after.begin() + s + 980), fx.spec.tail);
+  EXPECT_EQ(Bytes(after.begin() + s + 680, after.begin() + s + 980), fx.recipe.tail);
   EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x122C,
                         after.begin() + fx.written.psar + 0x122C + 9),
             std::string("New Save") + '\0');

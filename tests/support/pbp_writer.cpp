@@ -118,17 +118,17 @@ TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uin
   return a;
 }
 
-PbpWritten WritePbp(const std::string& path, const PbpSpec& spec) {
+PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
   PbpWritten w;
   File f(path, File::Mode::Write);
   EXPECT_TRUE(f) << f.LastError();
   if (!f) return w;
 
-  const Bytes sfo = spec.sfo ? *spec.sfo : MakeSfo(spec.title, spec.discId);
-  const Bytes* sections[] = {&sfo,       &spec.icon0, &spec.icon1,  &spec.pic0,
-                             &spec.pic1, &spec.snd0,  &spec.dataPsp};
+  const Bytes sfo = recipe.sfo ? *recipe.sfo : MakeSfo(recipe.title, recipe.discId);
+  const Bytes* sections[] = {&sfo,         &recipe.icon0, &recipe.icon1,  &recipe.pic0,
+                             &recipe.pic1, &recipe.snd0,  &recipe.dataPsp};
   Bytes header(40, 0);
-  StoreLe32(header.data(), spec.magic);
+  StoreLe32(header.data(), recipe.magic);
   StoreLe32(header.data() + 4, 0x00010000);
   uint64_t running = 40;
   for (int i = 0; i < 8; ++i) {
@@ -140,35 +140,35 @@ PbpWritten WritePbp(const std::string& path, const PbpSpec& spec) {
   for (const Bytes* s : sections) MustWrite(f, *s);
   w.psar = running;
 
-  const uint64_t blocks = spec.blockCount > 0
-                              ? spec.blockCount
-                              : (spec.image.size() + kTestBlockSize - 1) / kTestBlockSize;
+  const uint64_t blocks = recipe.blockCount > 0
+                              ? recipe.blockCount
+                              : (recipe.image.size() + kTestBlockSize - 1) / kTestBlockSize;
   Bytes area(kHeaderArea, 0);
   Put(area, 0, "PSISOIMG0000");
-  Put(area, 0x400, "_" + spec.discId.substr(0, 4) + "_" + spec.discId.substr(4));
-  TestTocArea toc = spec.toc ? *spec.toc : MakeToc({{0x41, 0}}, blocks * 16);
+  Put(area, 0x400, "_" + recipe.discId.substr(0, 4) + "_" + recipe.discId.substr(4));
+  TestTocArea toc = recipe.toc ? *recipe.toc : MakeToc({{0x41, 0}}, blocks * 16);
   std::copy(toc.begin(), toc.end(), area.begin() + 0x800);
   StoreLe32(area.data() + 0xBFC, 0x00100000);
-  Put(area, 0x122C, spec.saveName.substr(0, 127));
+  Put(area, 0x122C, recipe.saveName.substr(0, 127));
   MustWrite(f, area);
 
   Bytes block(kTestBlockSize);
   uint64_t slot = 0, dataOffset = 0;
-  const uint64_t total = blocks + (spec.paddingBlock ? 1 : 0);
+  const uint64_t total = blocks + (recipe.paddingBlock ? 1 : 0);
   for (uint64_t i = 0; i < total; ++i) {
-    if (spec.holeBeforeBlock.count(i)) ++slot;
+    if (recipe.holeBeforeBlock.count(i)) ++slot;
     std::fill(block.begin(), block.end(), 0);
     if (i < blocks) {
-      if (spec.blockCount > 0) {
-        spec.blockSource(i, block.data());
+      if (recipe.blockCount > 0) {
+        recipe.blockSource(i, block.data());
       } else {
         std::size_t from = static_cast<std::size_t>(i * kTestBlockSize);
-        std::size_t n = std::min<std::size_t>(kTestBlockSize, spec.image.size() - from);
-        std::copy_n(spec.image.begin() + from, n, block.begin());
+        std::size_t n = std::min<std::size_t>(kTestBlockSize, recipe.image.size() - from);
+        std::copy_n(recipe.image.begin() + from, n, block.begin());
       }
     }
-    bool store = spec.level == 0 || (spec.storeBlock && i < blocks && spec.storeBlock(i));
-    Bytes packed = store ? Bytes() : Deflate(block.data(), spec.level);
+    bool store = recipe.level == 0 || (recipe.storeBlock && i < blocks && recipe.storeBlock(i));
+    Bytes packed = store ? Bytes() : Deflate(block.data(), recipe.level);
     const Bytes& body = packed.empty() ? block : packed;
     uint8_t* e = area.data() + 0x4000 + slot * 32;
     StoreLe32(e, static_cast<uint32_t>(dataOffset));
@@ -189,10 +189,10 @@ PbpWritten WritePbp(const std::string& path, const PbpSpec& spec) {
   StoreLe32(start.data() + 8, 1);
   StoreLe32(start.data() + 12, 1);
   StoreLe32(start.data() + 16, 0x50);
-  StoreLe32(start.data() + 20, static_cast<uint32_t>(spec.bootPng.size()));
+  StoreLe32(start.data() + 20, static_cast<uint32_t>(recipe.bootPng.size()));
   MustWrite(f, start);
-  MustWrite(f, spec.bootPng);
-  MustWrite(f, spec.tail);
+  MustWrite(f, recipe.bootPng);
+  MustWrite(f, recipe.tail);
   w.fileSize = f.Tell();
   EXPECT_TRUE(f.Seek(w.psar));
   MustWrite(f, area);

@@ -20,7 +20,7 @@ inline constexpr uint64_t kTestBlockSize = 37632;
 using TestTocArea = std::array<uint8_t, 1020>;
 using TestTocEntry = std::array<uint8_t, 10>;
 
-struct PbpSpec {
+struct PackageRecipe {
   std::string title = "Test Game";  // SFO title, ASCII
   std::string discId = "SLUS01234";
   std::string saveName = "Test Save";  // at DATA.PSAR + 0x122C
@@ -57,7 +57,7 @@ struct PbpWritten {
 };
 
 // Writes the package; gtest assertion failures on I/O errors.
-PbpWritten WritePbp(const std::string& path, const PbpSpec& spec);
+PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe);
 
 // The nine-key, 944-byte PARAM.SFO of a PS1 package.
 Bytes MakeSfo(const std::string& title, const std::string& discId);

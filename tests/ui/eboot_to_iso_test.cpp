@@ -14,10 +14,10 @@ class EbootToIsoTest : public QObject {
  private slots:
   void asksForTheTargetAndTheCcd() {
     TempDir dir;
-    PbpSpec spec;
-    spec.image = Bytes(kTestBlockSize + 100, 0x5A);
+    PackageRecipe recipe;
+    recipe.image = Bytes(kTestBlockSize + 100, 0x5A);
     const std::string eboot = dir / "EBOOT.PBP";
-    WritePbp(eboot, spec);
+    WritePbp(eboot, recipe);
     ScriptedPrompter prompter;
     ScriptedDialogs dialogs;
     ui::ThemeContext theme;

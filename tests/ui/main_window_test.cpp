@@ -145,7 +145,9 @@ class MainWindowTest : public QObject {
     }
   }
 
-  void goChecksInOrder() {
+  // The checks themselves are the core's (engine/go_checks); here only that the window
+  // feeds them its controls and shows what they say.
+  void goChecksReachTheWindow() {
     Fixture f;
     auto go = [&] {
       f.prompter.shown.clear();
@@ -163,28 +165,10 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.prompter.shown.size(), size_t(1));  // No ends the handler silently
 
     f.FillValid();
-    f.Get<QLineEdit>("txtOut")->clear();
-    QCOMPARE(go(), QStringLiteral("Please enter an output folder!"));
-    WriteFileText(f.work / "afile", "x");
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "afile/sub/deeper"));
-    QCOMPARE(go(), QStringLiteral("The output folder is invalid!"));
     f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.prog.folder() + "Data"));
     QCOMPARE(go(), QStringLiteral("The output folder is cannot be the same as the Data folder!"));
-    // With a trailing separator the text differs and the check lets it through.
-    f.Get<QLineEdit>("txtOut")->setText(
-        QString::fromStdString(f.prog.folder() + "Data" + std::string(1, kSep)));
-    f.Get<QLineEdit>("txtTitle")->clear();
-    QCOMPARE(go(), QStringLiteral("Please enter a title for the game!"));
-    f.Get<QLineEdit>("txtTitle")->setText("T");
-    f.w->SetGameIdentity("", "SLUS00594");
-    QCOMPARE(go(),
-             QStringLiteral(
-                 "No game save name selected!  Please use the Select button to choose a game!"));
-    f.w->SetGameIdentity("SAVE", "SLU00594");
-    QCOMPARE(go(), QStringLiteral("Game ID is invalid (according to tarnwick)"));
+    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
     f.w->SetGameIdentity("SAVE", "SLUS0059A");
-    QCOMPARE(go(), QStringLiteral("Game ID is invalid (well tarnwick will at least say that)"));
-    f.w->SetGameIdentity("SAVE", "ABCD00594");
     QCOMPARE(go(), QStringLiteral("Game ID is invalid (well tarnwick will at least say that)"));
     QVERIFY(f.runs.empty());
   }
