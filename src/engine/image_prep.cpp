@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cmath>
+#include <optional>
 #include <vector>
 
+#include "common/async_writer.h"
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/file_io.h"
@@ -36,6 +38,8 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
   p.host.SetFraction(0);
   File out(outPath, File::Mode::Write);
   if (!out) return Failure("The prepared image could not be written:", out);
+  // Writing runs on a second thread, so the file system's copying overlaps our reading.
+  std::optional<AsyncWriter> writer(std::in_place, out, kBatch * kRawSector);
 
   std::vector<uint8_t> inBuf(kBatch * inUnit), outBuf(kBatch * kRawSector);
   uint64_t done = 0;
@@ -44,6 +48,7 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
     std::size_t got = in.Read(std::span<uint8_t>(inBuf.data(), n * inUnit));
     if (got < n * inUnit) {
       if (!in.LastError().empty()) {
+        writer.reset();
         out.Close();
         DeleteFileIfExists(outPath);
         return Failure("The image could not be read:", in);
@@ -52,8 +57,10 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
     }
     for (uint64_t i = 0; i < n; ++i)
       fill(done + i, inBuf.data() + i * inUnit, outBuf.data() + i * kRawSector);
-    if (!out.Write(std::span<const uint8_t>(outBuf.data(), n * kRawSector))) {
-      std::string err = Failure("The prepared image could not be written:", out);
+    if (!writer->Write(std::span<const uint8_t>(outBuf.data(), n * kRawSector))) {
+      std::string err =
+          "The prepared image could not be written: " + outPath + " (" + writer->TakeError() + ")";
+      writer.reset();
       out.Close();
       DeleteFileIfExists(outPath);
       return err;
@@ -63,6 +70,7 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
     if (done / kPumpEvery != before / kPumpEvery || done == count) {
       p.host.PumpEvents();
       if (TakeCancelRequest()) {
+        writer.reset();
         out.Close();
         DeleteFileIfExists(outPath);
         return "Cancelled.";
@@ -70,9 +78,13 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
       p.host.SetFraction(static_cast<double>(done) / static_cast<double>(count));
     }
   }
-  if (!out.Close()) {
+  const bool flushed = writer->Flush();
+  const std::string writeError = writer->TakeError();
+  writer.reset();
+  if (!flushed || !out.Close()) {
     DeleteFileIfExists(outPath);
-    return Failure("The prepared image could not be written:", out);
+    return "The prepared image could not be written: " + outPath + " (" +
+           (writeError.empty() ? out.LastError() : writeError) + ")";
   }
   if (p.logMode) p.host.Log("Done");
   return "Success.";

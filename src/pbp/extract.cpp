@@ -15,7 +15,7 @@
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
-#include "pbp/async_writer.h"
+#include "common/async_writer.h"
 #include "pbp/container.h"
 #include "pbp/toc.h"
 

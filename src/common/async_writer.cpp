@@ -1,6 +1,6 @@
-#include "pbp/async_writer.h"
+#include "common/async_writer.h"
 
-namespace ebf::pbp {
+namespace ebf {
 
 AsyncWriter::AsyncWriter(File& out, std::size_t chunkSize) : out_(out), chunk_(chunkSize) {
   filling_.reserve(chunk_);
@@ -74,4 +74,4 @@ std::string AsyncWriter::TakeError() {
   return e;
 }
 
-}  // namespace ebf::pbp
+}  // namespace ebf

@@ -1,11 +1,11 @@
-#include "pbp/async_writer.h"
+#include "common/async_writer.h"
 
 #include <gtest/gtest.h>
 
 #include "common/files.h"
 #include "support/temp_dir.h"
 
-namespace ebf::pbp {
+namespace ebf {
 namespace {
 
 using test::NoiseBytes;
@@ -44,4 +44,4 @@ TEST(AsyncWriter, KeepsOrderAcrossChunksAndReportsFailures) {
 }
 
 }  // namespace
-}  // namespace ebf::pbp
+}  // namespace ebf

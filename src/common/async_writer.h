@@ -14,7 +14,7 @@
 
 #include "common/file_io.h"
 
-namespace ebf::pbp {
+namespace ebf {
 
 class AsyncWriter {
  public:
@@ -45,4 +45,4 @@ class AsyncWriter {
   std::thread worker_;
 };
 
-}  // namespace ebf::pbp
+}  // namespace ebf
