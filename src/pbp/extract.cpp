@@ -12,10 +12,10 @@
 #include <filesystem>
 #include <span>
 
+#include "common/async_writer.h"
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
-#include "common/async_writer.h"
 #include "pbp/container.h"
 #include "pbp/toc.h"
 
