@@ -48,13 +48,6 @@ class DocDialogTest : public QObject {
     return s;
   }
 
-  template <class T>
-  static T* Child(QWidget* w, const char* name) {
-    T* c = w->findChild<T*>(name);
-    if (!c) qFatal("no control %s", name);
-    return c;
-  }
-
  private slots:
   void opensWithIdAndOutput() {
     Fixture f;

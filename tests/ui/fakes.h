@@ -3,6 +3,7 @@
 // files that start-up asks for, so that the windows run headless.
 
 #include <QString>
+#include <QWidget>
 #include <deque>
 #include <string>
 #include <vector>
@@ -72,6 +73,14 @@ class ScriptedDialogs : public ui::FileDialogs {
     return r;
   }
 };
+
+// The control of a window by its object name; a missing one ends the test run.
+template <class T>
+T* Child(QWidget* w, const char* name) {
+  T* c = w->findChild<T*>(name);
+  if (!c) qFatal("no control %s", name);
+  return c;
+}
 
 // A program folder with the converter, template, loader, default assets and the Default
 // theme in place (the files are stand-ins; the windows only test that they exist).

@@ -17,13 +17,6 @@ class FixSaveDialogTest : public QObject {
   ui::ThemeContext theme_;
   ScriptedPrompter prompter_;
 
-  template <class T>
-  static T* Child(QWidget* w, const char* name) {
-    T* c = w->findChild<T*>(name);
-    if (!c) qFatal("no control %s", name);
-    return c;
-  }
-
  private slots:
   void opensWithTheCurrentValues() {
     ui::FixSaveDialog d(theme_, prompter_, "MY SAVE", "SLUS01234");

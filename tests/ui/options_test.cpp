@@ -44,13 +44,6 @@ class OptionsDialogTest : public QObject {
     }
   };
 
-  template <class T>
-  static T* Child(QWidget* w, const char* name) {
-    T* c = w->findChild<T*>(name);
-    if (!c) qFatal("no control %s", name);
-    return c;
-  }
-
  private slots:
   void fillsFromSettingsAndListsThemes() {
     Fixture f;
