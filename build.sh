@@ -15,6 +15,8 @@ PACKAGES=(
   # GUI tests and screenshots without a display; fuzzers
   xvfb xauth clang libclang-rt-14-dev
 )
+# The converter's fast block hashing; the library exists for x86-64 only.
+if [ "$(dpkg --print-architecture 2>/dev/null)" = amd64 ]; then PACKAGES+=(libipsec-mb-dev); fi
 
 install_missing() {
   local missing=()

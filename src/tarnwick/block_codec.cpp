@@ -1,7 +1,6 @@
 #include "tarnwick/block_codec.h"
 
 #include <libdeflate.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <cstring>
@@ -27,32 +26,22 @@ BlockEncoder::~BlockEncoder() {
   if (compressor_) libdeflate_free_compressor(compressor_);
 }
 
-void BlockEncoder::Encode(std::span<const uint8_t> plain, EncodedBlock& out) {
+StoredForm BlockEncoder::Append(std::span<const uint8_t> plain, Bytes& out) {
   if (plain.size() != kBlockSize) throw std::invalid_argument("block size");
-  out.digest = BlockDigest(plain);
+  const size_t at = out.size();
+  out.resize(at + kBlockSize);
   if (compressor_) {
-    out.data.resize(kBlockSize);
     // A limit one short of the block keeps a deflated block from ever being 37,632 bytes
     // long, which readers would take for a stored one. 0 means it did not fit.
-    size_t n = libdeflate_deflate_compress(compressor_, plain.data(), plain.size(), out.data.data(),
+    size_t n = libdeflate_deflate_compress(compressor_, plain.data(), plain.size(), out.data() + at,
                                            kBlockSize - 1);
     if (n > 0) {
-      out.data.resize(n);
-      out.deflated = true;
-      return;
+      out.resize(at + n);
+      return {static_cast<uint32_t>(n), true};
     }
   }
-  out.data.assign(plain.begin(), plain.end());
-  out.deflated = false;
-}
-
-std::array<uint8_t, 16> BlockDigest(std::span<const uint8_t> plain) {
-  unsigned char md[EVP_MAX_MD_SIZE];
-  unsigned int len = 0;
-  std::array<uint8_t, 16> digest{};
-  if (EVP_Digest(plain.data(), plain.size(), md, &len, EVP_sha1(), nullptr) == 1 && len >= 16)
-    std::memcpy(digest.data(), md, 16);
-  return digest;
+  std::memcpy(out.data() + at, plain.data(), kBlockSize);
+  return {kBlockSize, false};
 }
 
 }  // namespace ebf::tarnwick

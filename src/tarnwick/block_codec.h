@@ -4,7 +4,6 @@
 // is faster than zlib at every level, and with the level table below its output is never
 // larger than zlib's at the same level (see bench/tarnwick_bench).
 
-#include <array>
 #include <cstdint>
 #include <span>
 
@@ -19,10 +18,10 @@ inline constexpr uint32_t kSectorSize = static_cast<uint32_t>(pbp::kSectorSize);
 inline constexpr uint32_t kSectorsPerBlock = static_cast<uint32_t>(pbp::kSectorsPerBlock);
 inline constexpr uint32_t kBlockSize = static_cast<uint32_t>(pbp::kBlockSize);  // 37,632
 
-struct EncodedBlock {
-  Bytes data;  // what goes into the block data area
+// How a block was stored.
+struct StoredForm {
+  uint32_t size = 0;  // bytes in the block data area
   bool deflated = false;
-  std::array<uint8_t, 16> digest{};  // first 16 bytes of SHA-1 over the 37,632 plain bytes
 };
 
 // Not thread-safe; each worker owns one.
@@ -33,8 +32,8 @@ class BlockEncoder {
   BlockEncoder(const BlockEncoder&) = delete;
   BlockEncoder& operator=(const BlockEncoder&) = delete;
 
-  // `plain` must be exactly kBlockSize bytes. Reuses out's storage.
-  void Encode(std::span<const uint8_t> plain, EncodedBlock& out);
+  // Appends the stored form of `plain`, which must be exactly kBlockSize bytes, to `out`.
+  StoredForm Append(std::span<const uint8_t> plain, Bytes& out);
 
  private:
   int level_;
@@ -43,7 +42,5 @@ class BlockEncoder {
 
 // The libdeflate level used for a compression level 1-9.
 int LibdeflateLevelFor(int level);
-
-std::array<uint8_t, 16> BlockDigest(std::span<const uint8_t> plain);
 
 }  // namespace ebf::tarnwick

@@ -9,36 +9,47 @@
 #include <vector>
 
 #include "common/file_io.h"
+#include "common/mapped_view.h"
 
 namespace ebf::tarnwick {
 namespace {
 
 struct Slot {
-  EncodedBlock block;
+  EncodedRun run;
   bool ready = false;
 };
+
+// Enough runs in flight to keep every thread busy while one waits for its turn, with a cap
+// so that many cores do not mean much memory (each run holds up to 600 KB).
+size_t SlotCount(unsigned threads) {
+  return std::min<size_t>(size_t{threads} * 3, 48);
+}
 
 class Pipeline {
  public:
   Pipeline(const BlockSource& source, int level, unsigned threads)
-      : source_(source), level_(level), threads_(threads), slots_(threads * 4) {}
+      : source_(source),
+        level_(level),
+        threads_(threads),
+        runCount_((source.blockCount + kRunBlocks - 1) / kRunBlocks),
+        slots_(SlotCount(threads)) {}
 
-  PipelineResult Run(const BlockSink& sink) {
+  PipelineResult Run(const RunSink& sink) {
     std::vector<std::thread> workers;
     for (unsigned t = 0; t < threads_; ++t) workers.emplace_back([this] { Work(); });
     bool sinkStopped = false;
-    for (uint32_t i = 0; i < source_.blockCount; ++i) {
+    for (uint32_t i = 0; i < runCount_; ++i) {
       Slot& slot = slots_[i % slots_.size()];
       {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return slot.ready || stop_; });
         if (stop_) break;
       }
-      // The slot is ours until nextWrite_ moves past it: no worker may claim block
+      // The slot is ours until nextWrite_ moves past it: no worker may claim run
       // i + slots_.size() before that.
       bool goOn = false;
       try {
-        goOn = sink(i, slot.block);
+        goOn = sink(slot.run);
       } catch (...) {
         StopAndJoin(workers);
         throw;
@@ -47,6 +58,7 @@ class Pipeline {
         sinkStopped = true;
         break;
       }
+      slot.run.view.Reset();
       std::lock_guard lock(mutex_);
       slot.ready = false;
       ++nextWrite_;
@@ -86,48 +98,74 @@ class Pipeline {
 
   void WorkOn() {
     File image;
-    if (source_.imageSize > 0 && !image.Open(source_.imagePath, File::Mode::Read)) {
-      Fail("Cannot read the image " + source_.imagePath + ": " + image.LastError());
-      return;
+    FileMapper mapper;
+    uint64_t mappable = 0;  // runs wholly before this offset are mapped instead of read
+    if (source_.imageSize > 0) {
+      if (!image.Open(source_.imagePath, File::Mode::Read)) {
+        Fail("Cannot read the image " + source_.imagePath + ": " + image.LastError());
+        return;
+      }
+      if (mapper.Open(source_.imagePath)) mappable = std::min(source_.imageSize, image.Size());
     }
     BlockEncoder encoder(level_);
-    Bytes plain(kBlockSize);
-    EncodedBlock encoded;
+    BlockHasher hasher;
+    Bytes plain;
+    std::vector<BlockDigestValue> digests;
+    EncodedRun encoded;
+    encoded.data.reserve(size_t{kRunBlocks} * kBlockSize);
     for (;;) {
-      uint32_t index;
+      uint32_t run;
       {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] {
-          return stop_ || nextClaim_ >= source_.blockCount ||
-                 nextClaim_ < nextWrite_ + slots_.size();
+          return stop_ || nextClaim_ >= runCount_ || nextClaim_ < nextWrite_ + slots_.size();
         });
-        if (stop_ || nextClaim_ >= source_.blockCount) return;
-        index = nextClaim_++;
+        if (stop_ || nextClaim_ >= runCount_) return;
+        run = nextClaim_++;
       }
-      if (!ReadBlock(image, index, plain)) return;
-      if (level_ == 0) {
-        // Stored as read: hand the buffer over instead of copying 37 KB per block.
-        encoded.digest = BlockDigest(plain);
-        encoded.deflated = false;
-        std::swap(encoded.data, plain);
-        plain.resize(kBlockSize);
+      encoded.first = run * kRunBlocks;
+      const uint32_t count = std::min(kRunBlocks, source_.blockCount - encoded.first);
+      const uint64_t offset = uint64_t{encoded.first} * kBlockSize;
+      const size_t bytes = size_t{count} * kBlockSize;
+      // A mapped run is hashed, and at level 0 written, without a copy. Stored blocks that
+      // must be read are read straight into place; others are read, then encoded into it.
+      encoded.view.Reset();
+      if (offset + bytes <= mappable) encoded.view = mapper.Map(offset, bytes);
+      std::span<const uint8_t> plainRun;
+      if (encoded.view) {
+        plainRun = encoded.view.bytes();
       } else {
-        encoder.Encode(plain, encoded);
+        Bytes& readInto = level_ == 0 ? encoded.data : plain;
+        if (!ReadBlocks(image, offset, bytes, readInto)) return;
+        plainRun = readInto;
       }
+      digests.resize(count);
+      hasher.Digest(plainRun, digests);
+      encoded.blocks.resize(count);
+      if (level_ > 0 || encoded.view) encoded.data.clear();
+      for (uint32_t k = 0; k < count; ++k) {
+        encoded.blocks[k].digest = digests[k];
+        encoded.blocks[k].form =
+            level_ > 0
+                ? encoder.Append(plainRun.subspan(size_t{k} * kBlockSize, kBlockSize), encoded.data)
+                : StoredForm{kBlockSize, false};
+      }
+      if (level_ > 0) encoded.view.Reset();
       std::lock_guard lock(mutex_);
-      Slot& slot = slots_[index % slots_.size()];
-      std::swap(slot.block, encoded);
+      Slot& slot = slots_[run % slots_.size()];
+      std::swap(slot.run, encoded);
       slot.ready = true;
       changed_.notify_all();
     }
   }
 
-  bool ReadBlock(File& image, uint32_t index, Bytes& plain) {
-    uint64_t offset = uint64_t{index} * kBlockSize;
-    uint64_t want =
-        offset < source_.imageSize ? std::min<uint64_t>(kBlockSize, source_.imageSize - offset) : 0;
+  // Reads `bytes` bytes of blocks from `offset` on into `out`, zeros past the image's end.
+  bool ReadBlocks(File& image, uint64_t offset, size_t bytes, Bytes& out) {
+    out.resize(bytes);
+    const uint64_t want =
+        offset < source_.imageSize ? std::min<uint64_t>(bytes, source_.imageSize - offset) : 0;
     if (want > 0) {
-      std::span<uint8_t> part(plain.data(), static_cast<size_t>(want));
+      std::span<uint8_t> part(out.data(), static_cast<size_t>(want));
       if (!image.Seek(offset) || !image.ReadExact(part)) {
         std::string why =
             image.LastError().empty() ? "the file is shorter than expected" : image.LastError();
@@ -135,13 +173,14 @@ class Pipeline {
         return false;
       }
     }
-    std::memset(plain.data() + want, 0, kBlockSize - want);
+    std::memset(out.data() + want, 0, bytes - want);
     return true;
   }
 
   const BlockSource& source_;
   int level_;
   unsigned threads_;
+  uint32_t runCount_;
   std::vector<Slot> slots_;
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -154,9 +193,9 @@ class Pipeline {
 }  // namespace
 
 PipelineResult EncodeBlocksInOrder(const BlockSource& source, int level, unsigned threads,
-                                   const BlockSink& sink) {
+                                   const RunSink& sink) {
   if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
-  Pipeline pipeline(source, level, threads);
+  Pipeline pipeline(source, std::clamp(level, 0, 9), threads);
   return pipeline.Run(sink);
 }
 

@@ -1,15 +1,21 @@
 #pragma once
 // Encodes the blocks of a disc image on several threads and hands them over strictly in
-// order. Memory stays bounded: at most a few blocks per thread are in flight, whatever the
-// image size.
+// order, a run of up to kRunBlocks blocks at a time. Memory stays bounded: a few runs per
+// thread are in flight, whatever the image size.
 
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
+#include "common/mapped_view.h"
 #include "tarnwick/block_codec.h"
+#include "tarnwick/block_digest.h"
 
 namespace ebf::tarnwick {
+
+// Blocks read, hashed and handed over together: as many as the hashing lanes take at once.
+inline constexpr uint32_t kRunBlocks = 16;
 
 struct BlockSource {
   std::string imagePath;
@@ -17,8 +23,24 @@ struct BlockSource {
   uint32_t blockCount = 0;  // blocks handed over; bytes past imageSize read as zeros
 };
 
-// Called on the calling thread for blocks 0, 1, 2 ... in turn. Returning false stops the run.
-using BlockSink = std::function<bool(uint32_t index, const EncodedBlock& block)>;
+struct EncodedBlockInfo {
+  StoredForm form;
+  BlockDigestValue digest{};  // of the plain block
+};
+
+struct EncodedRun {
+  uint32_t first = 0;  // index of the first block
+  Bytes data;          // the blocks' stored forms, one after another...
+  MappedView view;     // ...or, for stored blocks, the image itself where it is mapped
+  std::vector<EncodedBlockInfo> blocks;
+
+  std::span<const uint8_t> bytes() const {
+    return view ? view.bytes() : std::span<const uint8_t>(data);
+  }
+};
+
+// Called on the calling thread for the runs in order. Returning false stops the run.
+using RunSink = std::function<bool(const EncodedRun& run)>;
 
 struct PipelineResult {
   bool ok = false;
@@ -27,6 +49,6 @@ struct PipelineResult {
 
 // `threads` 0 means one per core.
 PipelineResult EncodeBlocksInOrder(const BlockSource& source, int level, unsigned threads,
-                                   const BlockSink& sink);
+                                   const RunSink& sink);
 
 }  // namespace ebf::tarnwick

@@ -13,11 +13,11 @@ namespace {
 constexpr uint16_t kMarkerDeflated = 1;
 constexpr uint16_t kMarkerStored = 0;
 
-void PutIndexEntry(Bytes& header, uint32_t slot, uint32_t offset, const EncodedBlock& block,
+void PutIndexEntry(Bytes& header, uint32_t slot, uint32_t offset, const EncodedBlockInfo& block,
                    uint16_t marker) {
   uint8_t* e = header.data() + kIndexOffset + size_t{slot} * kIndexEntrySize;
   StoreLe32(e, offset);
-  StoreLe16(e + 4, static_cast<uint16_t>(block.data.size()));
+  StoreLe16(e + 4, static_cast<uint16_t>(block.form.size));
   StoreLe16(e + 6, marker);
   std::memcpy(e + 8, block.digest.data(), block.digest.size());
 }
@@ -25,6 +25,10 @@ void PutIndexEntry(Bytes& header, uint32_t slot, uint32_t offset, const EncodedB
 void PutText(Bytes& header, uint32_t offset, uint32_t field, const std::string& text) {
   size_t n = std::min<size_t>(text.size(), field - 1);
   std::memcpy(header.data() + offset, text.data(), n);
+}
+
+std::string WriteFailure(File& out) {
+  return "Cannot write " + FileNameOf(out.path()) + ": " + out.LastError();
 }
 
 }  // namespace
@@ -39,7 +43,6 @@ std::string SectionDiscId(const std::string& discId) {
 
 DiscSectionResult WriteDiscSection(File& out, const DiscInput& input) {
   DiscSectionResult result;
-  std::string outName = FileNameOf(out.path());
   uint64_t imageSize = 0;
   {
     File image(input.imagePath, File::Mode::Read);
@@ -67,24 +70,29 @@ DiscSectionResult WriteDiscSection(File& out, const DiscInput& input) {
   Bytes header(kDataOffset, 0);
   uint64_t start = out.Tell();
   if (!out.Write(header)) {
-    result.error = "Cannot write " + outName + ": " + out.LastError();
+    result.error = WriteFailure(out);
     return result;
   }
 
   BlockSource source{input.imagePath, imageSize, imageBlocks + 1};  // + the padding block
   uint64_t dataBytes = 0;
   std::string writeError;
-  PipelineResult run = EncodeBlocksInOrder(
-      source, input.level, input.threads, [&](uint32_t index, const EncodedBlock& block) {
-        if (!out.Write(block.data)) {
-          writeError = "Cannot write " + outName + ": " + out.LastError();
+  PipelineResult run =
+      EncodeBlocksInOrder(source, input.level, input.threads, [&](const EncodedRun& run) {
+        if (!out.Write(run.bytes())) {
+          writeError = WriteFailure(out);
           return false;
         }
-        bool padding = index == imageBlocks;
-        uint16_t marker = block.deflated && !padding ? kMarkerDeflated : kMarkerStored;
-        PutIndexEntry(header, index, static_cast<uint32_t>(dataBytes), block, marker);
-        dataBytes += block.data.size();
-        if (!padding && input.progress) input.progress(index + 1, imageBlocks);
+        for (uint32_t k = 0; k < run.blocks.size(); ++k) {
+          const uint32_t index = run.first + k;
+          const EncodedBlockInfo& block = run.blocks[k];
+          bool padding = index == imageBlocks;
+          uint16_t marker = block.form.deflated && !padding ? kMarkerDeflated : kMarkerStored;
+          PutIndexEntry(header, index, static_cast<uint32_t>(dataBytes), block, marker);
+          dataBytes += block.form.size;
+        }
+        uint32_t done = std::min(run.first + static_cast<uint32_t>(run.blocks.size()), imageBlocks);
+        if (input.progress) input.progress(done, imageBlocks);
         return true;
       });
   if (!run.ok) {
@@ -103,7 +111,7 @@ DiscSectionResult WriteDiscSection(File& out, const DiscInput& input) {
 
   uint64_t end = start + kDataOffset + dataBytes;
   if (!out.Seek(start) || !out.Write(header) || !out.Seek(end)) {
-    result.error = "Cannot write " + outName + ": " + out.LastError();
+    result.error = WriteFailure(out);
     return result;
   }
   result.ok = true;

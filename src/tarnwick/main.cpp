@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "common/files.h"
 #include "tarnwick/args.h"
 #include "tarnwick/eboot_writer.h"
+#include "tarnwick/fault_guard.h"
 
 namespace {
 
@@ -40,6 +42,9 @@ int main(int argc, char** argv) {
   try {
     std::u8string cwd = std::filesystem::current_path().u8string();  // paths are UTF-8
     std::string folder(cwd.begin(), cwd.end());
+    ebf::tarnwick::InstallReadFaultGuard(
+        ebf::WithTrailingSep(folder) + ebf::tarnwick::kOutputName,
+        "Cannot read the image " + parsed->imagePath + ": the file changed while it was read");
     ebf::tarnwick::WriteOptions options;
     options.say = [](const std::string& line) { Print(stdout, line); };
     error = ebf::tarnwick::WriteEboot(folder, *parsed, options);

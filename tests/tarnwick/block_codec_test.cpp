@@ -1,9 +1,12 @@
 #include "tarnwick/block_codec.h"
+#include "tarnwick/block_digest.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include "support/temp_dir.h"
 
@@ -42,36 +45,55 @@ Bytes TextBlock() {
   return b;
 }
 
+// Encodes one block on its own and returns its stored bytes.
+Bytes Stored(BlockEncoder& encoder, const Bytes& plain, StoredForm& form) {
+  Bytes out;
+  form = encoder.Append(plain, out);
+  EXPECT_EQ(out.size(), form.size);
+  return out;
+}
+
 TEST(BlockEncoder, DeflatesWhatShrinksAndStoresTheRest) {
   const Bytes text = TextBlock();
   const Bytes noise = test::NoiseBytes(kBlockSize, 7);
+  StoredForm form;
   for (int level = 1; level <= 9; ++level) {
     SCOPED_TRACE(level);
     BlockEncoder encoder(level);
-    EncodedBlock out;
-    encoder.Encode(text, out);
-    EXPECT_TRUE(out.deflated);
-    EXPECT_LT(out.data.size(), kBlockSize / 10);
-    EXPECT_EQ(RawInflate(out.data), text);
+    Bytes out = Stored(encoder, text, form);
+    EXPECT_TRUE(form.deflated);
+    EXPECT_LT(out.size(), kBlockSize / 10);
+    EXPECT_EQ(RawInflate(out), text);
 
     // Noise cannot shrink: stored as it is, never a deflate stream of 37,632 bytes or more.
-    encoder.Encode(noise, out);
-    EXPECT_FALSE(out.deflated);
-    EXPECT_EQ(out.data, noise);
+    out = Stored(encoder, noise, form);
+    EXPECT_FALSE(form.deflated);
+    EXPECT_EQ(out, noise);
 
     // The same encoder goes on working after a stored block.
-    encoder.Encode(text, out);
-    EXPECT_TRUE(out.deflated);
-    EXPECT_EQ(RawInflate(out.data), text);
+    out = Stored(encoder, text, form);
+    EXPECT_TRUE(form.deflated);
+    EXPECT_EQ(RawInflate(out), text);
   }
   BlockEncoder store(0);
-  EncodedBlock out;
-  store.Encode(text, out);
-  EXPECT_FALSE(out.deflated);
-  EXPECT_EQ(out.data, text);
+  EXPECT_EQ(Stored(store, text, form), text);
+  EXPECT_FALSE(form.deflated);
 }
 
-TEST(BlockEncoder, DigestIsSha1OfThePlainBlockWhateverItsForm) {
+TEST(BlockEncoder, AppendsAfterWhatTheBufferHolds) {
+  BlockEncoder encoder(9);
+  const Bytes text = TextBlock();
+  const Bytes noise = test::NoiseBytes(kBlockSize, 3);
+  Bytes run = {0xAA, 0xBB};
+  StoredForm first = encoder.Append(noise, run);
+  StoredForm second = encoder.Append(text, run);
+  ASSERT_EQ(run.size(), 2 + first.size + second.size);
+  EXPECT_EQ(run[0], 0xAA);
+  EXPECT_TRUE(std::equal(noise.begin(), noise.end(), run.begin() + 2));
+  EXPECT_EQ(RawInflate(Bytes(run.begin() + 2 + first.size, run.end())), text);
+}
+
+TEST(BlockDigest, IsSha1OfEachPlainBlockWhetherHashedAloneOrInARun) {
   // Reference values from an independent SHA-1 implementation.
   Bytes zeros(kBlockSize, 0);
   Bytes counting(kBlockSize);
@@ -79,19 +101,33 @@ TEST(BlockEncoder, DigestIsSha1OfThePlainBlockWhateverItsForm) {
   EXPECT_EQ(Hex(BlockDigest(zeros)), "e06d30ef365c7f60378772288b4e580a");
   EXPECT_EQ(Hex(BlockDigest(counting)), "a72e10176a2496de552ba7e8bdff06c6");
 
-  EncodedBlock deflated, stored;
-  BlockEncoder(9).Encode(zeros, deflated);
-  BlockEncoder(0).Encode(zeros, stored);
-  EXPECT_TRUE(deflated.deflated);
-  EXPECT_EQ(Hex(deflated.digest), "e06d30ef365c7f60378772288b4e580a");
-  EXPECT_EQ(deflated.digest, stored.digest);
+  // Runs shorter than, as long as and longer than the hashing lanes, each block different,
+  // hashed twice by the same hasher.
+  BlockHasher hasher;
+  for (size_t count : {size_t{1}, size_t{3}, size_t{16}, size_t{21}}) {
+    SCOPED_TRACE(count);
+    Bytes run;
+    for (size_t i = 0; i < count; ++i) {
+      Bytes block = i % 4 == 0 ? zeros : test::NoiseBytes(kBlockSize, static_cast<uint32_t>(i));
+      run.insert(run.end(), block.begin(), block.end());
+    }
+    for (int pass = 0; pass < 2; ++pass) {
+      std::vector<BlockDigestValue> digests(count);
+      hasher.Digest(run, digests);
+      for (size_t i = 0; i < count; ++i)
+        EXPECT_EQ(digests[i], BlockDigest(std::span(run).subspan(i * kBlockSize, kBlockSize)))
+            << "block " << i;
+    }
+  }
+  std::vector<BlockDigestValue> one(1);
+  EXPECT_THROW(hasher.Digest(std::span(zeros).first(kBlockSize - 1), one), std::invalid_argument);
 }
 
 TEST(BlockEncoder, RejectsABlockOfTheWrongSize) {
   BlockEncoder encoder(9);
-  EncodedBlock out;
+  Bytes out;
   Bytes shortBlock(kBlockSize - 1);
-  EXPECT_THROW(encoder.Encode(shortBlock, out), std::invalid_argument);
+  EXPECT_THROW(encoder.Append(shortBlock, out), std::invalid_argument);
 }
 
 }  // namespace

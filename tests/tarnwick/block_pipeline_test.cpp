@@ -23,31 +23,40 @@ Bytes MixedImage(uint32_t blocks, uint32_t tail) {
 
 TEST(BlockPipeline, HandsOverEveryBlockInOrderWithZeroFillPastTheEnd) {
   test::TempDir dir;
-  const Bytes image = MixedImage(23, 1000);
+  const Bytes image = MixedImage(39, 1000);
   test::WriteFileBytes(dir / "image.bin", image);
-  const uint32_t count = 25;  // 23 full blocks, the partial one, one wholly past the end
+  const uint32_t count = 41;  // 39 full blocks, the partial one, one wholly past the end
 
-  for (unsigned threads : {1u, 2u, 7u}) {
-    SCOPED_TRACE(threads);
+  for (auto [level, threads] : {std::pair{6, 1u}, {6, 2u}, {6, 7u}, {0, 1u}, {0, 3u}}) {
+    SCOPED_TRACE(testing::Message() << "level " << level << ", " << threads << " threads");
     BlockSource source{dir / "image.bin", image.size(), count};
-    Bytes rebuilt;
     std::vector<uint32_t> order;
-    BlockEncoder reference(6);
-    EncodedBlock expected;
-    PipelineResult r =
-        EncodeBlocksInOrder(source, 6, threads, [&](uint32_t i, const EncodedBlock& b) {
-          order.push_back(i);
-          Bytes plain(kBlockSize, 0);
-          size_t from = size_t{i} * kBlockSize;
-          if (from < image.size())
-            std::copy(image.begin() + from,
-                      image.begin() + std::min(image.size(), from + kBlockSize), plain.begin());
-          reference.Encode(plain, expected);
-          EXPECT_EQ(b.data, expected.data) << "block " << i;
-          EXPECT_EQ(b.deflated, expected.deflated) << "block " << i;
-          EXPECT_EQ(b.digest, expected.digest) << "block " << i;
-          return true;
-        });
+    BlockEncoder reference(level);
+    PipelineResult r = EncodeBlocksInOrder(source, level, threads, [&](const EncodedRun& run) {
+      EXPECT_LE(run.blocks.size(), kRunBlocks);
+      size_t at = 0;
+      for (uint32_t k = 0; k < run.blocks.size(); ++k) {
+        const uint32_t i = run.first + k;
+        order.push_back(i);
+        Bytes plain(kBlockSize, 0);
+        size_t from = size_t{i} * kBlockSize;
+        if (from < image.size())
+          std::copy(image.begin() + from, image.begin() + std::min(image.size(), from + kBlockSize),
+                    plain.begin());
+        Bytes expected;
+        StoredForm form = reference.Append(plain, expected);
+        const EncodedBlockInfo& got = run.blocks[k];
+        EXPECT_EQ(got.form.size, form.size) << "block " << i;
+        EXPECT_EQ(got.form.deflated, form.deflated) << "block " << i;
+        EXPECT_EQ(got.digest, BlockDigest(plain)) << "block " << i;
+        EXPECT_TRUE(at + form.size <= run.bytes().size() &&
+                    std::equal(expected.begin(), expected.end(), run.bytes().begin() + at))
+            << "block " << i;
+        at += got.form.size;
+      }
+      EXPECT_EQ(at, run.bytes().size());
+      return true;
+    });
     EXPECT_TRUE(r.ok);
     EXPECT_EQ(r.error, "");
     ASSERT_EQ(order.size(), count);
@@ -64,25 +73,25 @@ TEST(BlockPipeline, StopsOnRequestAndOnReadFailure) {
   BlockSource source{dir / "image.bin", image.size(), 40};
   uint32_t seen = 0;
   PipelineResult stopped =
-      EncodeBlocksInOrder(source, 9, 2, [&](uint32_t, const EncodedBlock&) { return ++seen < 5; });
+      EncodeBlocksInOrder(source, 9, 2, [&](const EncodedRun&) { return ++seen < 2; });
   EXPECT_FALSE(stopped.ok);
   EXPECT_EQ(stopped.error, "");
-  EXPECT_EQ(seen, 5u);
+  EXPECT_EQ(seen, 2u);
 
   // The file is shorter than the caller was told: the blocks before the gap come through,
   // then the run fails with a message naming the image.
   BlockSource tooLong{dir / "image.bin", image.size() + 3 * kBlockSize, 43};
   uint32_t delivered = 0;
-  PipelineResult failed = EncodeBlocksInOrder(tooLong, 1, 2, [&](uint32_t, const EncodedBlock&) {
-    ++delivered;
+  PipelineResult failed = EncodeBlocksInOrder(tooLong, 1, 2, [&](const EncodedRun& run) {
+    delivered += static_cast<uint32_t>(run.blocks.size());
     return true;
   });
   EXPECT_FALSE(failed.ok);
   EXPECT_NE(failed.error.find("image.bin"), std::string::npos);
-  EXPECT_LE(delivered, 40u);
+  EXPECT_LE(delivered, 2 * kRunBlocks);
 
   BlockSource missing{dir / "missing.bin", kBlockSize, 1};
-  PipelineResult none = EncodeBlocksInOrder(missing, 9, 2, [&](uint32_t, const EncodedBlock&) {
+  PipelineResult none = EncodeBlocksInOrder(missing, 9, 2, [&](const EncodedRun&) {
     ADD_FAILURE() << "no block expected";
     return true;
   });
