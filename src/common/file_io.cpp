@@ -6,6 +6,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+
+#include <filesystem>
 #endif
 
 namespace ebf {
@@ -39,11 +41,8 @@ bool File::Open(const std::string& path, Mode mode) {
                                             : "ab";
   errno = 0;
 #ifdef _WIN32
-  int wlen = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
-  std::wstring wpath(static_cast<std::size_t>(wlen), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, wpath.data(), wlen);
   std::wstring wm(m, m + std::strlen(m));
-  fp_ = _wfopen(wpath.c_str(), wm.c_str());
+  fp_ = _wfopen(std::filesystem::u8path(path).c_str(), wm.c_str());
 #else
   fp_ = std::fopen(path.c_str(), m);
 #endif

@@ -5,6 +5,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+
+#include <filesystem>
 #else
 #include <signal.h>
 #include <unistd.h>
@@ -30,12 +32,10 @@ std::string ExecutablePath() {
 }
 
 void MarkHidden(const std::string& path) {
-  int wlen = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
-  std::wstring w(static_cast<std::size_t>(wlen), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, w.data(), wlen);
-  DWORD attrs = GetFileAttributesW(w.c_str());
+  const std::filesystem::path p = std::filesystem::u8path(path);
+  DWORD attrs = GetFileAttributesW(p.c_str());
   if (attrs != INVALID_FILE_ATTRIBUTES)
-    SetFileAttributesW(w.c_str(), attrs | FILE_ATTRIBUTE_HIDDEN);
+    SetFileAttributesW(p.c_str(), attrs | FILE_ATTRIBUTE_HIDDEN);
 }
 
 bool IsProcessRunning(int64_t pid) {
