@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 
@@ -49,6 +50,23 @@ bool IsDataEntry(const TocEntry& e) {
 
 int EntryPlba(const TocEntry& e) {
   return (BcdValue(e[kTocPMin]) * 60 + BcdValue(e[kTocPSec]) - 2) * 75 + BcdValue(e[kTocPFrame]);
+}
+
+TocArea PackageToc(const TocArea& area) {
+  auto valid = [](uint8_t b) { return (b >> 4) <= 9 && (b & 0x0F) <= 9; };
+  TocArea out = area;
+  for (std::size_t i = kLeadEntries; i < kTocEntries; ++i) {
+    uint8_t* e = out.data() + i * kTocEntrySize;
+    const uint8_t point = e[kTocPoint];
+    if (point == 0 || !valid(point) || !valid(e[kTocPMin]) || !valid(e[kTocPSec]) ||
+        !valid(e[kTocPFrame]))
+      continue;
+    const int frames = (BcdValue(e[kTocPMin]) * 60 + BcdValue(e[kTocPSec])) * 75 +
+                       BcdValue(e[kTocPFrame]) - static_cast<int>(kLeadInSectors);
+    const auto msf = BcdMsf(static_cast<uint32_t>(std::max(frames, 0)));
+    std::copy(msf.begin(), msf.end(), e + kTocAMin);
+  }
+  return out;
 }
 
 std::string FormatCcd(const std::vector<TocEntry>& entries) {
