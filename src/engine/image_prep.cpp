@@ -71,8 +71,7 @@ std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const ch
   while (done < count) {
     const uint32_t n = std::min(kBatch, count - done);
     const std::span<uint8_t> part(buf.data(), std::size_t{n} * kRawSectorSize);
-    if (std::string error = disc.Read(done, n, part); !error.empty())
-      return fail("The image could not be read: " + error);
+    if (std::string error = disc.Read(done, n, part); !error.empty()) return fail(error);
     if (!writer->Write(part))
       return fail("The prepared image could not be written: " + outPath + " (" +
                   writer->TakeError() + ")");

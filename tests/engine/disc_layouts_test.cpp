@@ -4,9 +4,11 @@
 // left behind.
 #include <gtest/gtest.h>
 
+#include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "engine/conversion.h"
+#include "engine/image_prep.h"
 #include "support/disc_sets.h"
 #include "support/inflating_reader.h"
 #include "support/program_tree.h"
@@ -170,6 +172,30 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       r.ExpectCleanedUp();
     }
   }
+}
+
+TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
+  // Cancel at the first service point (after 512 of 1,125 sectors).
+  Job r(9);
+  const DiscSet set = test::WriteRedumpSet(r.work.path());
+  r.req.InputPath = set.input;
+  r.host.onPump = [](int) { CancelRequested = true; };
+  EXPECT_EQ(RunConversion(r.req, r.ctx), "Cancelled.");
+  EXPECT_FALSE(CancelRequested);
+  EXPECT_EQ(r.host.pumps, 1);
+  EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
+  r.ExpectCleanedUp();
+
+  // A track file that vanishes between opening the sheet and reading it.
+  const std::string temp = r.work / "TempBIN.bin";
+  DiscOpenResult disc = OpenDiscImage(set.input);
+  ASSERT_TRUE(disc.disc) << disc.message;
+  DeleteFileIfExists(set.files[2]);
+  test::RecordingHost host;
+  EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", {host, false}),
+            "Cannot read " + set.files[2] + ": No such file or directory");
+  EXPECT_FALSE(FileExists(temp));
+  EXPECT_EQ(host.captions, std::vector<std::string>{"Joining tracks..."});
 }
 
 }  // namespace
