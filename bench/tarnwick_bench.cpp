@@ -8,7 +8,8 @@
 //   - the converter's peak memory (target: under 128 MB);
 //   - zlib against libdeflate per level on a 64 MB slice, the measurement behind the choice
 //     of libdeflate.
-// The image and every output live in a temporary folder that is removed at the end.
+// Arguments: the image's size in MB (700), and a converter to measure instead of the built
+// one. The image and every output live in a temporary folder that is removed at the end.
 
 #include <libdeflate.h>
 #include <zlib.h>
@@ -158,7 +159,9 @@ std::string Load() {
 int main(int argc, char** argv) {
   uint64_t imageBytes = 700ull << 20;
   if (argc > 1) imageBytes = std::strtoull(argv[1], nullptr, 10) << 20;  // size in MB
-  const std::string converter = test::RuntimeFolder() + "Data" + kSep + "tarnwick.exe";
+  // Another build of the converter may be measured in the same way (an older one, say).
+  const std::string converter =
+      argc > 2 ? std::string(argv[2]) : test::RuntimeFolder() + "Data" + kSep + "tarnwick.exe";
   const std::string templatePath = test::RuntimeFolder() + "Data" + kSep + "BASE.PBP";
   if (!FileExists(converter) || !FileExists(templatePath)) {
     std::fprintf(stderr, "Build tarnwick and the runtime tree first (%s)\n", converter.c_str());

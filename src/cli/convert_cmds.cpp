@@ -123,8 +123,9 @@ std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
   std::set<std::string> covered, seen;
   for (std::string& f : found) {
     if (Extension4(f) == ".CCD") f = ResolveCaseBlind(WithoutExtension(f) + ".img");
+    // A sheet stands for every file it names (a set has one per track).
     if (Extension4(f) == ".CUE")
-      if (auto data = FindCueDataFile(f)) covered.insert(Canonical(*data));
+      for (const std::string& data : FindCueDataFiles(f)) covered.insert(Canonical(data));
   }
   std::vector<std::string> images;
   for (const std::string& f : found) {

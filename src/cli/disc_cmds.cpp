@@ -2,14 +2,18 @@
 // ID, what the input resolver makes of a path, and the PAL-to-NTSC fix.
 #include <cstdio>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
 
 #include "cli/registry.h"
+#include "common/bytes.h"
 #include "common/cancel.h"
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_image.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
@@ -37,6 +41,34 @@ std::string Hex(uint64_t value, int width) {
   return text;
 }
 
+// The track list of a disc read from a sheet. False when the sheet cannot be converted.
+bool PrintTracks(const std::string& input, bool addIsoPadding) {
+  DiscOpenResult opened = OpenDiscImage(input, {addIsoPadding});
+  if (!opened.disc) {
+    if (Extension4(input) != ".CUE") return true;
+    std::cerr << ReplaceAll(opened.message, "\r\n", "\n") << "\n";
+    // A sheet of one file is read the first way whatever the full reading says.
+    Bytes text;
+    return ReadWholeFile(input, text, 1 << 20) &&
+           IsOneFileCueSheet(
+               std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
+  }
+  const DiscInfo& disc = opened.disc->info();
+  if (disc.sheet.empty()) return true;
+  for (const DiscTrack& t : disc.tracks) {
+    std::cout << "track " << (t.number < 10 ? "0" : "") << t.number << " = " << std::left
+              << std::setw(10) << TrackModeName(t.mode) << std::right << " at "
+              << MsfText(t.start).data() << " (sector " << t.start << ")";
+    if (t.index1 != t.start) std::cout << ", INDEX 01 at " << MsfText(t.index1).data();
+    if (t.pregap) std::cout << ", pregap " << MsfText(t.pregap).data();
+    if (t.postgap) std::cout << ", postgap " << MsfText(t.postgap).data();
+    std::cout << ", " << FileNameOf(t.file) << "\n";
+  }
+  std::cout << "disc = " << disc.sectorCount << " sectors (" << MsfText(disc.sectorCount).data()
+            << ")\n";
+  return true;
+}
+
 struct Args {
   std::string image, id, path, ini;
   bool yes = false, no = false, screen = false, gfx = false, apply = false;
@@ -48,17 +80,17 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   auto* gameid = app.add_subcommand("gameid", "Print the game ID found in a disc image");
   gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG or MDF image, or a CUE sheet")->required();
   gameid->callback([&ctx] {
-    std::string image = args.image;
-    if (Extension4(image) == ".CUE") {
-      auto data = FindCueDataFile(image);
-      if (!data) {
+    std::string data = args.image;
+    if (Extension4(data) == ".CUE") {
+      auto found = FindCueDataFile(data);
+      if (!found) {
         std::cerr << kCueInvalidMessage << "\n";
         ctx.exitCode = 1;
         return;
       }
-      image = *data;
+      data = *found;
     }
-    std::string id = DetectGameId(image);
+    std::string id = DetectInputGameId(args.image, data);
     if (id.empty()) {
       std::cerr << "No game ID found in " << args.image << "\n";
       ctx.exitCode = 1;
@@ -115,6 +147,7 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     for (const auto& pass : r.assetPasses)
       std::cout << (pass.second ? "asset pass 2 = " : "asset pass 1 = ") << pass.gameId << "\n";
     std::cout << "inspection = " << (r.runInspection ? "yes" : "no") << "\n";
+    if (r.message.empty() && !PrintTracks(r.input, ctx.settings.addIsoPadding)) ctx.exitCode = 1;
   });
 
   auto* palfix = app.add_subcommand("palfix", "List (or apply) the PAL -> NTSC fix in an image");

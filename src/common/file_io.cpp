@@ -1,5 +1,6 @@
 #include "common/file_io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -8,6 +9,12 @@
 #include <windows.h>
 
 #include <filesystem>
+#else
+#include <limits.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <vector>
 #endif
 
 namespace ebf {
@@ -90,6 +97,46 @@ bool File::Write(std::span<const uint8_t> data) {
 bool File::Write(std::string_view text) {
   return Write(
       std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
+}
+
+bool File::WriteGather(std::span<const std::span<const uint8_t>> pieces) {
+  if (!fp_) return false;
+#ifdef _WIN32
+  for (const auto& piece : pieces)
+    if (!Write(piece)) return false;
+  return true;
+#else
+  // Whatever the stream buffers goes first; then the pieces go straight to the descriptor,
+  // and the stream is told where that left the file.
+  if (!Flush()) return false;
+  const int fd = fileno(fp_);
+  std::vector<iovec> vec;
+  for (const auto& piece : pieces)
+    if (!piece.empty()) vec.push_back({const_cast<uint8_t*>(piece.data()), piece.size()});
+  std::size_t next = 0;
+  while (next < vec.size()) {
+    const int n = static_cast<int>(std::min<std::size_t>(vec.size() - next, IOV_MAX));
+    errno = 0;
+    ssize_t wrote = ::writev(fd, vec.data() + next, n);
+    if (wrote < 0 && errno == EINTR) continue;
+    if (wrote <= 0) {
+      Fail();
+      return false;
+    }
+    auto left = static_cast<std::size_t>(wrote);
+    while (next < vec.size() && left >= vec[next].iov_len) left -= vec[next++].iov_len;
+    if (left > 0) {
+      vec[next].iov_base = static_cast<uint8_t*>(vec[next].iov_base) + left;
+      vec[next].iov_len -= left;
+    }
+  }
+  const off_t here = ::lseek(fd, 0, SEEK_CUR);
+  if (here < 0 || fseeko(fp_, here, SEEK_SET) != 0) {
+    Fail();
+    return false;
+  }
+  return true;
+#endif
 }
 
 bool File::Seek(uint64_t offset) {

@@ -38,6 +38,8 @@ class File {
   bool ReadExact(std::span<uint8_t> out);
   bool Write(std::span<const uint8_t> data);
   bool Write(std::string_view text);
+  // Writes the pieces one after another, in one system call where the platform has one.
+  bool WriteGather(std::span<const std::span<const uint8_t>> pieces);
   bool Seek(uint64_t offset);
   uint64_t Tell();
   // Current length of the file (the position is kept).

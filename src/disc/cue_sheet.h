@@ -1,14 +1,19 @@
 #pragma once
 // CUE sheets as the program reads them: every line trimmed and upper-cased, the keyword is
-// the text before the first blank, and only the first FILE line matters here.
+// the text before the first blank. The input resolver looks at the first FILE line only; a
+// sheet of several files (or with gaps to insert) is parsed in full into a CueSheet.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ebf {
 
 inline constexpr const char* kCueInvalidMessage = "CUE Sheet is invalid!";
+// A file that a sheet names is missing (the conversion's wording).
+inline constexpr const char* kMsgBinNotFound = "The BIN file could not be found!!!";
 
 // One line of a sheet, already trimmed and upper-cased.
 struct CueLine {
@@ -38,5 +43,46 @@ bool IsCueNameAbsolute(const std::string& name);
 // with the ".bin" fallback. Nothing when neither exists (the sheet is invalid). A sheet
 // without any FILE line stands for itself.
 std::optional<std::string> FindCueDataFile(const std::string& cuePath);
+
+// The file a FILE name stands for, found as FindCueDataFile finds the first: absolute or
+// beside the sheet, case-blind, else the same name ending in ".bin". "" when neither exists.
+std::string LocateCueFile(const std::string& cuePath, const std::string& name);
+// Every FILE line's data file that exists, in order (for telling a set's track files apart).
+std::vector<std::string> FindCueDataFiles(const std::string& cuePath);
+
+// Whether a sheet keeps to the one-file reading: at most one FILE line, and no PREGAP or
+// POSTGAP (which insert sectors).
+bool IsOneFileCueSheet(std::string_view text);
+
+// A sheet read in full. Times are frames (1/75 s).
+struct CueFile {
+  std::string name;  // as written, upper-cased
+  std::string type;  // BINARY (also when none is written), MOTOROLA, WAVE ...
+};
+struct CueIndex {
+  int number = 0;
+  std::size_t file = 0;  // the FILE it lies in
+  uint32_t frames = 0;   // from that file's start
+};
+struct CueTrack {
+  int number = 0;
+  std::string mode;               // as written: AUDIO, MODE1/2352, MODE2/2352, MODE1/2048 ...
+  uint32_t pregap = 0;            // PREGAP: silence to insert before the track's first INDEX
+  uint32_t postgap = 0;           // POSTGAP: silence to insert after its data
+  std::vector<CueIndex> indexes;  // rising numbers; INDEX 01 among them
+};
+struct CueSheet {
+  std::vector<CueFile> files;
+  std::vector<CueTrack> tracks;  // numbered 1, 2, 3 ... in order
+};
+struct CueParse {
+  CueSheet sheet;
+  std::string error;  // names the sheet and the line; "" when the sheet was read
+};
+// Every non-empty line must be a CUE command; tracks run 1, 2, 3 ... up to 99; INDEX
+// numbers rise within a track and INDEX times rise within a file; each track has an
+// INDEX 01; PREGAP comes before a track's INDEX lines and POSTGAP after them. `sheetName`
+// is used in messages.
+CueParse ParseCueSheet(std::string_view text, const std::string& sheetName);
 
 }  // namespace ebf

@@ -7,6 +7,7 @@
 
 #include "common/ansi.h"
 #include "common/bytes.h"
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/pattern.h"
 #include "common/text.h"
@@ -19,7 +20,7 @@ constexpr uint32_t kDescriptorStart = 0x30444301;  // 01 'C' 'D' '0'
 constexpr uint32_t kMaxDescriptorWords = 129;
 constexpr uint32_t kMaxWalkSteps = 1024;
 constexpr uint32_t kFirstDescriptorSector = 16;
-constexpr std::size_t kUserDataSize = 2048;
+constexpr std::size_t kUserDataSize = kIsoSectorSize;
 
 // Directory record fields.
 constexpr std::size_t kRecordMinLength = 33;
@@ -33,12 +34,11 @@ constexpr std::array<std::string_view, 11> kKnownPrefixes = {
 
 class CountingReader {
  public:
-  CountingReader(File& file, GameIdProbe& probe) : file_(file), probe_(probe) {}
+  CountingReader(ByteSource& source, GameIdProbe& probe) : source_(source), probe_(probe) {}
 
   bool ReadAt(uint64_t offset, std::span<uint8_t> out) {
     ++probe_.reads;
-    if (!file_.Seek(offset)) return false;
-    std::size_t n = file_.Read(out);
+    std::size_t n = source_.ReadAt(offset, out);
     probe_.bytesRead += n;
     return n == out.size();
   }
@@ -50,7 +50,7 @@ class CountingReader {
   }
 
  private:
-  File& file_;
+  ByteSource& source_;
   GameIdProbe& probe_;
 };
 
@@ -94,66 +94,72 @@ std::string IdFromDirectory(std::span<const uint8_t> sector) {
 }  // namespace
 
 std::string DetectGameId(const std::string& imagePath, GameIdProbe* probeOut) {
+  FileByteSource file(imagePath);
+  if (!file.ok()) {
+    if (probeOut) *probeOut = GameIdProbe{};
+    return {};
+  }
+  return DetectGameId(file, probeOut);
+}
+
+std::string DetectGameId(ByteSource& source, GameIdProbe* probeOut) {
   GameIdProbe probe;
   std::string id;
-  File file(imagePath, File::Mode::Read);
-  if (file) {
-    CountingReader in(file, probe);
-    [&] {
-      uint64_t size = file.Size();
-      uint32_t word = 0;
-      if (!in.Le32At(0, word)) return;
-      uint32_t sectorSize = 2048;
-      bool raw = word == kSync;
-      if (raw) {
-        if (!in.Le32At(2352, word)) return;
-        if (word == kSync) {
-          sectorSize = 2352;
-        } else {
-          if (!in.Le32At(2448, word) || word != kSync) return;
-          sectorSize = 2448;
-        }
+  CountingReader in(source, probe);
+  [&] {
+    uint64_t size = source.Size();
+    uint32_t word = 0;
+    if (!in.Le32At(0, word)) return;
+    uint32_t sectorSize = kIsoSectorSize;
+    bool raw = word == kSync;
+    if (raw) {
+      if (!in.Le32At(kRawSectorSize, word)) return;
+      if (word == kSync) {
+        sectorSize = kRawSectorSize;
+      } else {
+        if (!in.Le32At(kRawSubSectorSize, word) || word != kSync) return;
+        sectorSize = kRawSubSectorSize;
       }
-      probe.sectorSize = sectorSize;
-      uint64_t dataOffset = 0;
-      if (raw) {
-        uint64_t pos = uint64_t{kFirstDescriptorSector} * sectorSize + 16;
-        uint32_t words = 0;
-        for (;;) {
-          if (words == kMaxDescriptorWords) return;
-          if (!in.Le32At(pos + 4ull * words, word)) return;
-          ++words;
-          if (word == kDescriptorStart) break;
-        }
-        dataOffset = 16 + 4ull * (words - 1);
+    }
+    probe.sectorSize = sectorSize;
+    uint64_t dataOffset = 0;
+    if (raw) {
+      uint64_t pos = uint64_t{kFirstDescriptorSector} * sectorSize + 16;
+      uint32_t words = 0;
+      for (;;) {
+        if (words == kMaxDescriptorWords) return;
+        if (!in.Le32At(pos + 4ull * words, word)) return;
+        ++words;
+        if (word == kDescriptorStart) break;
       }
-      probe.dataOffset = static_cast<uint32_t>(dataOffset);
+      dataOffset = 16 + 4ull * (words - 1);
+    }
+    probe.dataOffset = static_cast<uint32_t>(dataOffset);
 
-      uint64_t dirStart = 0;
-      bool found = false;
-      for (uint32_t step = 0; step < kMaxWalkSteps && !found; ++step) {
-        uint64_t sector = kFirstDescriptorSector + (step == 0 ? 0 : step - 1);
-        uint64_t pos = sector * sectorSize + dataOffset;
-        if (pos >= size) return;
-        uint8_t type = 0;
-        if (!in.ReadAt(pos, std::span<uint8_t>(&type, 1))) return;
-        if (type >= 4 && type <= 254) {
-          dirStart = pos;
-          found = true;
-        }
+    uint64_t dirStart = 0;
+    bool found = false;
+    for (uint32_t step = 0; step < kMaxWalkSteps && !found; ++step) {
+      uint64_t sector = kFirstDescriptorSector + (step == 0 ? 0 : step - 1);
+      uint64_t pos = sector * sectorSize + dataOffset;
+      if (pos >= size) return;
+      uint8_t type = 0;
+      if (!in.ReadAt(pos, std::span<uint8_t>(&type, 1))) return;
+      if (type >= 4 && type <= 254) {
+        dirStart = pos;
+        found = true;
       }
-      if (!found) return;
-      probe.directoryOffset = dirStart;
+    }
+    if (!found) return;
+    probe.directoryOffset = dirStart;
 
-      // Only the bytes of that one sector's user data are walked; a truncated sector ends
-      // where the file does.
-      std::array<uint8_t, kUserDataSize> sector{};
-      uint64_t available = std::min<uint64_t>(kUserDataSize, size - dirStart);
-      std::span<uint8_t> part(sector.data(), static_cast<std::size_t>(available));
-      if (!in.ReadAt(dirStart, part)) return;
-      id = IdFromDirectory(part);
-    }();
-  }
+    // Only the bytes of that one sector's user data are walked; a truncated sector ends
+    // where the file does.
+    std::array<uint8_t, kUserDataSize> sector{};
+    uint64_t available = std::min<uint64_t>(kUserDataSize, size - dirStart);
+    std::span<uint8_t> part(sector.data(), static_cast<std::size_t>(available));
+    if (!in.ReadAt(dirStart, part)) return;
+    id = IdFromDirectory(part);
+  }();
   if (probeOut) *probeOut = probe;
   return id;
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "common/host.h"
+#include "disc/byte_source.h"
 
 namespace ebf {
 
@@ -24,6 +25,8 @@ struct GameIdProbe {
 // The ID found in an ISO, BIN, IMG or MDF file, or "" when there is none or anything goes
 // wrong. Reads a few bytes at computed offsets and the one directory sector.
 std::string DetectGameId(const std::string& imagePath, GameIdProbe* probe = nullptr);
+// The same over any bytes that read like an image file (a disc's sectors in order).
+std::string DetectGameId(ByteSource& source, GameIdProbe* probe = nullptr);
 
 // Checks of the ID, title and save name before a conversion, in the program's order.
 enum class CheckOutcome {

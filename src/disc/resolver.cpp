@@ -6,6 +6,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_image.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 
@@ -56,6 +57,14 @@ std::string OutputFolder(const ResolvedInput& r, const Settings& settings) {
 
 }  // namespace
 
+std::string DetectInputGameId(const std::string& input, const std::string& dataFile) {
+  // Through the disc, so that the ID is found in whatever form the sectors are kept; a
+  // disc that cannot be opened is read as its data file is.
+  DiscOpenResult opened = OpenDiscImage(input);
+  if (!opened.disc) return DetectGameId(dataFile);
+  return DetectGameId(*DiscBytes(*opened.disc));
+}
+
 ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& context, Host& host) {
   ResolvedInput r;
   r.gameId = context.currentGameId;
@@ -91,7 +100,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
     r.gameId.clear();
     auto size = FileSize(r.dataFile);
     if (size && *size >= kMinScannedImageSize) {
-      std::string id = DetectGameId(r.dataFile);
+      std::string id = DetectInputGameId(path, r.dataFile);
       if (id.empty()) id = context.settings.defGameId;
       if (!id.empty()) {
         auto entry =

@@ -47,4 +47,8 @@ struct ResolvedInput {
 
 ResolvedInput ResolveInput(const std::string& path, const ResolveContext& context, Host& host);
 
+// The game ID of an input (an image or a sheet), read through its disc; when the disc
+// cannot be opened, from `dataFile` (the file a sheet names first) as it is. "" when none.
+std::string DetectInputGameId(const std::string& input, const std::string& dataFile);
+
 }  // namespace ebf

@@ -14,7 +14,6 @@
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "engine/converter_run.h"
-#include "engine/cue_toc.h"
 #include "engine/go_checks.h"
 #include "imaging/dib.h"
 #include "pbp/container.h"
@@ -249,30 +248,16 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     r.InputPath = iso;
     toc = LoadToc(temp + "ISO.TOC");
     if (toc) CopyFileTo(temp + "ISO.TOC", r.OutputFolder + "ISO.TOC");
-  } else if (Extension4(r.InputPath) == ".CUE") {
-    CuePreparation cue = PrepareCue(r.InputPath, r.OutputFolder);
-    if (!cue.result.empty()) return cue.result;
-    r.InputPath = cue.imagePath;
-    toc = LoadToc(r.OutputFolder + "ISO.TOC");
   }
 
+  // A sheet's TOC goes to ISO.TOC; an image that is not already raw sectors, or the files
+  // of a sheet to be joined, become Temp/TempBIN.bin.
   const std::string tempBin = temp + "TempBIN.bin";
-  switch (ChooseImagePrep(r.InputPath, ctx.settings.addIsoPadding)) {
-    case ImagePrep::IsoPadding: {
-      std::string res = PadIsoToRaw(r.InputPath, tempBin, {host, r.LogMode});
-      if (res != "Success.") return res;
-      r.InputPath = tempBin;
-      break;
-    }
-    case ImagePrep::StripSubchannel: {
-      std::string res = StripSubchannel(r.InputPath, tempBin, {host, r.LogMode});
-      if (res != "Success.") return res;
-      r.InputPath = tempBin;
-      break;
-    }
-    case ImagePrep::AsIs:
-      break;
-  }
+  DiscPreparation prep = PrepareDiscImage(r.InputPath, r.OutputFolder, tempBin,
+                                          ctx.settings.addIsoPadding, isPbp, {host, r.LogMode});
+  if (prep.result != "Success.") return prep.result;
+  r.InputPath = prep.imagePath;
+  if (!isPbp) toc = LoadToc(r.OutputFolder + "ISO.TOC");
 
   ConvertPictures(r, ctx);
   if (std::string res = ValidateAssets(r, ctx); !res.empty()) return res;

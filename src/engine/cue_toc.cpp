@@ -4,6 +4,7 @@
 #include <map>
 
 #include "common/ansi.h"
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
@@ -24,6 +25,38 @@ struct Track {
   bool indexSeen = false;
   Msf start{0, 0, 0};
 };
+
+// The table from tracks by number: each gets its control and start (already + 2 s) in
+// both time fields; the lead entries follow from the first and last tracks.
+Bytes TocBytes(std::map<int, Track>& tracks, int lastTrack, uint64_t leadOutSectors) {
+  Bytes toc(static_cast<std::size_t>(lastTrack + 3) * pbp::kTocEntrySize, 0);
+  auto entry = [&](int i) { return toc.data() + static_cast<std::size_t>(i) * pbp::kTocEntrySize; };
+  for (auto& [number, t] : tracks) {
+    if (number > lastTrack) continue;
+    uint8_t* e = entry(number + 2);
+    StoreLe16(e, t.control);
+    e[2] = Bcd(static_cast<unsigned>(number));
+    for (int k = 0; k < 3; ++k) e[3 + k] = e[7 + k] = Bcd(t.start[k]);
+  }
+  if (lastTrack > 0) {
+    uint8_t* a0 = entry(0);
+    StoreLe16(a0, tracks[1].control);
+    a0[2] = 0xA0;
+    a0[7] = 0x01;
+    a0[8] = 0x20;
+    uint8_t* a1 = entry(1);
+    StoreLe16(a1, tracks[lastTrack].control);
+    a1[2] = 0xA1;
+    a1[7] = Bcd(static_cast<unsigned>(lastTrack));
+    uint8_t* a2 = entry(2);
+    StoreLe16(a2, 0x01);
+    a2[2] = 0xA2;
+    const auto leadOut =
+        BcdMsf(static_cast<uint32_t>(std::min<uint64_t>(leadOutSectors, UINT32_MAX)));
+    std::copy(leadOut.begin(), leadOut.end(), a2 + 7);
+  }
+  return toc;
+}
 
 }  // namespace
 
@@ -62,37 +95,33 @@ CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength) {
       tracks[current].indexSeen = true;
     }
   }
-
-  out.toc.assign(static_cast<std::size_t>(out.lastTrack + 3) * pbp::kTocEntrySize, 0);
-  auto entry = [&](int i) {
-    return out.toc.data() + static_cast<std::size_t>(i) * pbp::kTocEntrySize;
-  };
-  for (auto& [number, t] : tracks) {
-    if (number > out.lastTrack) continue;
-    uint8_t* e = entry(number + 2);
-    StoreLe16(e, t.control);
-    e[2] = Bcd(static_cast<unsigned>(number));
-    for (int k = 0; k < 3; ++k) e[3 + k] = e[7 + k] = Bcd(t.start[k]);
-  }
-  if (out.lastTrack > 0) {
-    uint8_t* a0 = entry(0);
-    StoreLe16(a0, tracks[1].control);
-    a0[2] = 0xA0;
-    a0[7] = 0x01;
-    a0[8] = 0x20;
-    uint8_t* a1 = entry(1);
-    StoreLe16(a1, tracks[out.lastTrack].control);
-    a1[2] = 0xA1;
-    a1[7] = Bcd(static_cast<unsigned>(out.lastTrack));
-    uint8_t* a2 = entry(2);
-    StoreLe16(a2, 0x01);
-    a2[2] = 0xA2;
-    const uint64_t n = imageLength / 2352;
-    a2[7] = Bcd(static_cast<unsigned>(std::min<uint64_t>(n / 4500, 99)));
-    a2[8] = Bcd(static_cast<unsigned>(n / 75 % 60));
-    a2[9] = Bcd(static_cast<unsigned>(n % 75));
-  }
+  out.toc = TocBytes(tracks, out.lastTrack, imageLength / kRawSectorSize);
   return out;
+}
+
+Bytes BuildDiscToc(const DiscInfo& disc) {
+  std::map<int, Track> tracks;
+  int last = 0;
+  for (const DiscTrack& t : disc.tracks) {
+    if (t.number < 1 || t.number > 99) continue;
+    const uint32_t at = t.start + kLeadInSectors;
+    const uint32_t minutes = std::min<uint32_t>(at / kFramesPerMinute, 99);
+    tracks[t.number] = {static_cast<uint16_t>(t.audio() ? 0x01 : 0x41), true,
+                        Msf{static_cast<uint8_t>(minutes),
+                            static_cast<uint8_t>(at / kFramesPerSecond % kSecondsPerMinute),
+                            static_cast<uint8_t>(at % kFramesPerSecond)}};
+    last = std::max(last, t.number);
+  }
+  return TocBytes(tracks, last, disc.sectorCount);
+}
+
+std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder) {
+  const std::string tocPath = outputFolder + "ISO.TOC";
+  DeleteFileIfExists(tocPath);
+  File out(tocPath, File::Mode::Write);
+  if (!out || !out.Write(toc) || !out.Close())
+    return "The TOC could not be written: " + tocPath + " (" + out.LastError() + ")";
+  return {};
 }
 
 CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder) {
@@ -120,11 +149,7 @@ CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputF
   prep.imagePath = image;
 
   CueToc toc = BuildCueToc(sheet, FileSize(image).value_or(0));
-  const std::string tocPath = outputFolder + "ISO.TOC";
-  DeleteFileIfExists(tocPath);
-  File out(tocPath, File::Mode::Write);
-  if (!out || !out.Write(toc.toc) || !out.Close())
-    prep.result = "The TOC could not be written: " + tocPath + " (" + out.LastError() + ")";
+  prep.result = WriteIsoToc(toc.toc, outputFolder);
   return prep;
 }
 

@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "common/bytes.h"
+#include "disc/cue_sheet.h"
+#include "disc/disc_image.h"
 #include "pbp/psar.h"
 
 namespace ebf {
-
-inline constexpr const char* kMsgBinNotFound = "The BIN file could not be found!!!";
 
 struct CueToc {
   Bytes toc;              // (last track + 3) entries
@@ -21,6 +21,15 @@ struct CueToc {
 
 // Builds the table from the sheet's text; imageLength (bytes) gives the lead-out.
 CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength);
+
+// ISO.TOC for a disc whose tracks come from a sheet (a joined CUE sheet, CloneCD, MDS): the
+// table a one-file sheet gives, each track at its start + 00:02:00 in both time fields, the
+// lead-out at the disc's length.
+Bytes BuildDiscToc(const DiscInfo& disc);
+
+// Writes the table to ISO.TOC in the output folder (ending in the separator), replacing an
+// older one. Returns "" or the message.
+std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder);
 
 struct CuePreparation {
   std::string result;     // "" when all went well, else the message

@@ -1,35 +1,52 @@
 #include "engine/image_prep.h"
 
 #include <array>
-#include <cmath>
 #include <optional>
 #include <vector>
 
 #include "common/async_writer.h"
 #include "common/bytes.h"
 #include "common/cancel.h"
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
+#include "common/text.h"
+#include "disc/cue_sheet.h"
+#include "disc/disc_openers.h"
+#include "engine/cue_toc.h"
 
 namespace ebf {
 namespace {
 
-constexpr uint64_t kIsoSector = 2048;
-constexpr uint64_t kRawSector = 2352;
-constexpr uint64_t kSubSector = 2448;
-constexpr uint64_t kPumpEvery = 512;
-
+constexpr uint32_t kPumpEvery = 512;
 // Sectors are copied in runs of this many; the interface is serviced every 512.
-constexpr uint64_t kBatch = 512;
+constexpr uint32_t kBatch = 512;
+constexpr uint64_t kMaxOneFileSheet = 1 << 20;
 
-std::string Failure(const std::string& what, const File& f) {
-  return what + " " + f.path() + (f.LastError().empty() ? "" : " (" + f.LastError() + ")");
+constexpr const char* kCaptionPadding = "Adding RAW padding...";
+constexpr const char* kCaptionStrip = "Extracting RAW Image...";
+constexpr const char* kCaptionJoin = "Joining tracks...";
+
+bool IsOneFileSheet(const std::string& cuePath) {
+  Bytes bytes;
+  if (!ReadWholeFile(cuePath, bytes, kMaxOneFileSheet)) return true;  // read as it always was
+  return IsOneFileCueSheet(
+      std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
-// Shared loop of both preparations: `fill` turns sector i of the run into 2352 bytes.
-template <typename Fill>
-std::string CopySectors(File& in, const std::string& outPath, uint64_t count, const char* caption,
-                        PrepProgress p, std::size_t inUnit, Fill fill) {
+std::string PrepareAs(const std::string& path, SectorFormat format, const std::string& outPath,
+                      const char* caption, PrepProgress p) {
+  DeleteFileIfExists(outPath);
+  DiscOpenResult opened = OpenParts(PlainImagePartsAs(path, format));
+  if (!opened.disc) return opened.message;
+  return WriteDiscImage(*opened.disc, outPath, caption, p);
+}
+
+}  // namespace
+
+std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
+                           PrepProgress p) {
+  DeleteFileIfExists(outPath);
   if (p.logMode) {
     p.host.Log(std::string("\r\n  ") + caption + " ");
   } else {
@@ -37,44 +54,32 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
   }
   p.host.SetFraction(0);
   File out(outPath, File::Mode::Write);
-  if (!out) return Failure("The prepared image could not be written:", out);
+  if (!out)
+    return "The prepared image could not be written: " + outPath + " (" + out.LastError() + ")";
   // Writing runs on a second thread, so the file system's copying overlaps our reading.
-  std::optional<AsyncWriter> writer(std::in_place, out, kBatch * kRawSector);
+  std::optional<AsyncWriter> writer(std::in_place, out, std::size_t{kBatch} * kRawSectorSize);
+  auto fail = [&](std::string error) {
+    writer.reset();
+    out.Close();
+    DeleteFileIfExists(outPath);
+    return error;
+  };
 
-  std::vector<uint8_t> inBuf(kBatch * inUnit), outBuf(kBatch * kRawSector);
-  uint64_t done = 0;
+  const uint32_t count = disc.info().sectorCount;
+  std::vector<uint8_t> buf(std::size_t{kBatch} * kRawSectorSize);
+  uint32_t done = 0;
   while (done < count) {
-    uint64_t n = std::min<uint64_t>(kBatch, count - done);
-    std::size_t got = in.Read(std::span<uint8_t>(inBuf.data(), n * inUnit));
-    if (got < n * inUnit) {
-      if (!in.LastError().empty()) {
-        writer.reset();
-        out.Close();
-        DeleteFileIfExists(outPath);
-        return Failure("The image could not be read:", in);
-      }
-      std::fill(inBuf.begin() + static_cast<std::ptrdiff_t>(got), inBuf.end(), 0);
-    }
-    for (uint64_t i = 0; i < n; ++i)
-      fill(done + i, inBuf.data() + i * inUnit, outBuf.data() + i * kRawSector);
-    if (!writer->Write(std::span<const uint8_t>(outBuf.data(), n * kRawSector))) {
-      std::string err =
-          "The prepared image could not be written: " + outPath + " (" + writer->TakeError() + ")";
-      writer.reset();
-      out.Close();
-      DeleteFileIfExists(outPath);
-      return err;
-    }
-    uint64_t before = done;
+    const uint32_t n = std::min(kBatch, count - done);
+    const std::span<uint8_t> part(buf.data(), std::size_t{n} * kRawSectorSize);
+    if (std::string error = disc.Read(done, n, part); !error.empty()) return fail(error);
+    if (!writer->Write(part))
+      return fail("The prepared image could not be written: " + outPath + " (" +
+                  writer->TakeError() + ")");
+    const uint32_t before = done;
     done += n;
     if (done / kPumpEvery != before / kPumpEvery || done == count) {
       p.host.PumpEvents();
-      if (TakeCancelRequest()) {
-        writer.reset();
-        out.Close();
-        DeleteFileIfExists(outPath);
-        return "Cancelled.";
-      }
+      if (TakeCancelRequest()) return fail("Cancelled.");
       p.host.SetFraction(static_cast<double>(done) / static_cast<double>(count));
     }
   }
@@ -90,58 +95,63 @@ std::string CopySectors(File& in, const std::string& outPath, uint64_t count, co
   return "Success.";
 }
 
-}  // namespace
-
 ImagePrep ChooseImagePrep(const std::string& imagePath, bool addIsoPadding) {
-  File f(imagePath, File::Mode::Read);
-  if (!f) return ImagePrep::AsIs;
-  const uint64_t len = f.Size();
-  std::array<uint8_t, 4> head{};
-  if (len % kSubSector == 0 && len > kSubSector + 4) {
-    if (f.Seek(kSubSector) && f.ReadExact(head) && head[0] == 0x00 && head[1] == 0xFF &&
-        head[2] == 0xFF && head[3] == 0xFF)
-      return ImagePrep::StripSubchannel;
-  }
-  if (len % kSubSector != 0 && len % kIsoSector == 0 && addIsoPadding && len >= 4) {
-    if (f.Seek(0) && f.ReadExact(head) && head == std::array<uint8_t, 4>{0, 0, 0, 0})
+  switch (PlainImageFormat(imagePath, addIsoPadding)) {
+    case SectorFormat::Iso2048:
       return ImagePrep::IsoPadding;
+    case SectorFormat::Raw2448:
+      return ImagePrep::StripSubchannel;
+    default:
+      return ImagePrep::AsIs;
   }
-  return ImagePrep::AsIs;
 }
 
 std::string PadIsoToRaw(const std::string& isoPath, const std::string& outPath, PrepProgress p) {
-  DeleteFileIfExists(outPath);
-  File in(isoPath, File::Mode::Read);
-  if (!in) return Failure("The image could not be read:", in);
-  // Rounded to the nearest whole sector, ties to even; a short last sector reads as zeros.
-  const uint64_t count =
-      static_cast<uint64_t>(std::nearbyint(static_cast<double>(in.Size()) / kIsoSector));
-  return CopySectors(in, outPath, count, "Adding RAW padding...", p, kIsoSector,
-                     [](uint64_t i, const uint8_t* src, uint8_t* dst) {
-                       // Deliberate layout: sync, BCD address, mode 2, the user data at
-                       // offset 16, and no subheader, EDC or ECC.
-                       dst[0] = 0;
-                       std::fill(dst + 1, dst + 11, 0xFF);
-                       dst[11] = 0;
-                       std::fill(dst + 16 + kIsoSector, dst + kRawSector, 0);
-                       const uint64_t a = i + 150;
-                       dst[12] = ToBcd(static_cast<uint16_t>(a / 4500));
-                       dst[13] = ToBcd(static_cast<uint16_t>(a / 75 % 60));
-                       dst[14] = ToBcd(static_cast<uint16_t>(a % 75));
-                       dst[15] = 0x02;
-                       std::copy(src, src + kIsoSector, dst + 16);
-                     });
+  return PrepareAs(isoPath, SectorFormat::Iso2048, outPath, kCaptionPadding, p);
 }
 
 std::string StripSubchannel(const std::string& imagePath, const std::string& outPath,
                             PrepProgress p) {
-  DeleteFileIfExists(outPath);
-  File in(imagePath, File::Mode::Read);
-  if (!in) return Failure("The image could not be read:", in);
-  const uint64_t count = in.Size() / kSubSector;
-  return CopySectors(
-      in, outPath, count, "Extracting RAW Image...", p, kSubSector,
-      [](uint64_t, const uint8_t* src, uint8_t* dst) { std::copy(src, src + kRawSector, dst); });
+  return PrepareAs(imagePath, SectorFormat::Raw2448, outPath, kCaptionStrip, p);
+}
+
+DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
+                                 const std::string& tempBin, bool addIsoPadding, bool plainImage,
+                                 PrepProgress p) {
+  const DiscOpenOptions options{addIsoPadding};
+  DiscOpenResult opened;
+  if (plainImage) {
+    opened = OpenPlainDisc(inputPath, options);
+  } else if (Extension4(inputPath) == ".CUE" && IsOneFileSheet(inputPath)) {
+    // A sheet of one file keeps the program's first reading: the TOC as the sheet's text
+    // gives it, the file it names prepared like any image.
+    CuePreparation cue = PrepareCue(inputPath, outputFolder);
+    if (!cue.result.empty()) return {cue.result, {}};
+    opened = OpenPlainDisc(cue.imagePath, options);
+  } else {
+    opened = OpenDiscImage(inputPath, options);
+    if (opened.disc && !opened.disc->info().sheet.empty()) {
+      std::string error = WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder);
+      if (!error.empty()) return {error, {}};
+    }
+  }
+  if (!opened.disc) return {opened.message, {}};
+  DiscImage& disc = *opened.disc;
+  const char* caption = kCaptionJoin;
+  switch (disc.info().assembly) {
+    case DiscAssembly::File:
+      return {"Success.", disc.info().wholeFile};
+    case DiscAssembly::IsoPadding:
+      caption = kCaptionPadding;
+      break;
+    case DiscAssembly::StripSubchannel:
+      caption = kCaptionStrip;
+      break;
+    case DiscAssembly::Joined:
+      break;
+  }
+  std::string result = WriteDiscImage(disc, tempBin, caption, p);
+  return {result, result == "Success." ? tempBin : std::string()};
 }
 
 uint64_t ExpectedEbootSize(const std::string& imagePath, const std::string assetPaths[5],

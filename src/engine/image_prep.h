@@ -1,7 +1,7 @@
 #pragma once
-// Turning a disc image into what the converter wants: one raw image of 2352-byte sectors.
-// ISOs get raw padding, 2448-byte images lose their subchannel; the result goes to
-// Temp/TempBIN.bin.
+// Turning a disc into what the converter wants: one raw image of 2352-byte sectors, and
+// ISO.TOC for a disc of several tracks. ISOs get raw padding, 2448-byte images lose their
+// subchannel, the files of a CUE sheet are joined; the result goes to Temp/TempBIN.bin.
 
 #include <cstdint>
 #include <functional>
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "common/host.h"
+#include "disc/disc_image.h"
 
 namespace ebf {
 
@@ -25,11 +26,30 @@ struct PrepProgress {
   bool logMode = false;
 };
 
-// Both write `outPath` (deleted first, and again on cancel or failure) and return
+// The disc's sectors in order into `outPath` (deleted first, and again on cancel or
+// failure), through a fixed buffer; progress, events and cancel every 512 sectors. Returns
 // "Success.", "Cancelled." or an error text.
+std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
+                           PrepProgress p);
+
+// Both write `outPath` as WriteDiscImage does.
 std::string PadIsoToRaw(const std::string& isoPath, const std::string& outPath, PrepProgress p);
 std::string StripSubchannel(const std::string& imagePath, const std::string& outPath,
                             PrepProgress p);
+
+struct DiscPreparation {
+  std::string result;     // "Success.", "Cancelled." or the message
+  std::string imagePath;  // what the converter is given: the user's file or `tempBin`
+};
+// The whole preparation of a disc input. A CUE sheet of one file without gaps is read as it
+// always was (PrepareCue); a CUE sheet of several files, an IMG with a .ccd beside it and
+// an MDF with an .mds beside it get ISO.TOC from their sheet in the output folder (ending in
+// the separator). The image is the user's file when it already is the disc's raw sectors,
+// else it is written to `tempBin`. `plainImage` reads the input as a plain image whatever
+// lies beside it (a package's extracted image).
+DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
+                                 const std::string& tempBin, bool addIsoPadding, bool plainImage,
+                                 PrepProgress p);
 
 // The converter's output size estimate: image + ICON0, ICON1, PIC0, PIC1, SND0 +
 // BASE.PBP + Gameboot + 28. Missing files count as 0.

@@ -11,6 +11,7 @@
 #include "pbp/container.h"
 #include "pbp/inspect.h"
 #include "pbp/sfo.h"
+#include "pbp/toc.h"
 
 namespace ebf::pbp {
 namespace {
@@ -106,7 +107,7 @@ bool WriteHeaderArea(Steps& steps, File& f, uint64_t psar, const StartData& sd,
                      uint64_t gamebootLength, const EbootJob& job, const std::string& startDat) {
   if (!steps.WriteAt(psar + kPsarSaveNamePos, SaveNameField(job.saveName))) return false;
   if (!steps.WriteAt(psar + kPsarDiscIdPos, UnderscoredIdField(job.gameId))) return false;
-  if (job.toc && !steps.WriteAt(psar + kPsarTocPos, *job.toc)) return false;
+  if (job.toc && !steps.WriteAt(psar + kPsarTocPos, PackageToc(*job.toc))) return false;
   std::array<uint8_t, 4> len{};
   StoreLe32(len.data(), static_cast<uint32_t>(gamebootLength));
   if (!steps.WriteAt(sd.s + kStartDataPngLengthPos, len)) return false;

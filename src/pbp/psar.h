@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "common/cd_sector.h"
+
 namespace ebf::pbp {
 
 inline constexpr std::string_view kPsarMagic = "PSISOIMG";  // only these 8 bytes are compared
@@ -21,7 +23,7 @@ inline constexpr uint64_t kPsarBlockDataPos = 0x100000;  // also the end of the 
 inline constexpr uint64_t kIndexEntrySize = 32;
 inline constexpr uint64_t kIndexSlots = (kPsarBlockDataPos - kPsarIndexPos) / kIndexEntrySize;
 
-inline constexpr uint64_t kSectorSize = 2352;
+inline constexpr uint64_t kSectorSize = kRawSectorSize;
 inline constexpr uint64_t kSectorsPerBlock = 16;
 inline constexpr uint64_t kBlockSize = kSectorSize * kSectorsPerBlock;  // 37,632 = 0x9300
 

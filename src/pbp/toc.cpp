@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 
@@ -34,6 +35,17 @@ int BcdValue(uint8_t b) {
   return (b >> 4) * 10 + (b & 0x0F);
 }
 
+namespace {
+
+// Bytes 7-9 of an entry as frames from 00:00:00.
+int PointFrames(const uint8_t* e) {
+  return (BcdValue(e[kTocPMin]) * static_cast<int>(kSecondsPerMinute) + BcdValue(e[kTocPSec])) *
+             static_cast<int>(kFramesPerSecond) +
+         BcdValue(e[kTocPFrame]);
+}
+
+}  // namespace
+
 std::vector<TocEntry> UsedTocEntries(const TocArea& area) {
   std::size_t tracks = static_cast<std::size_t>(BcdValue(area[kA1 * kTocEntrySize + kTocPMin]));
   std::size_t count = std::min(tracks + kLeadEntries, kTocEntries);
@@ -48,7 +60,23 @@ bool IsDataEntry(const TocEntry& e) {
 }
 
 int EntryPlba(const TocEntry& e) {
-  return (BcdValue(e[kTocPMin]) * 60 + BcdValue(e[kTocPSec]) - 2) * 75 + BcdValue(e[kTocPFrame]);
+  return PointFrames(e.data()) - static_cast<int>(kLeadInSectors);
+}
+
+TocArea PackageToc(const TocArea& area) {
+  auto valid = [](uint8_t b) { return (b >> 4) <= 9 && (b & 0x0F) <= 9; };
+  TocArea out = area;
+  for (std::size_t i = kLeadEntries; i < kTocEntries; ++i) {
+    uint8_t* e = out.data() + i * kTocEntrySize;
+    const uint8_t point = e[kTocPoint];
+    if (point == 0 || !valid(point) || !valid(e[kTocPMin]) || !valid(e[kTocPSec]) ||
+        !valid(e[kTocPFrame]))
+      continue;
+    const int frames = PointFrames(e) - static_cast<int>(kLeadInSectors);
+    const auto msf = BcdMsf(static_cast<uint32_t>(std::max(frames, 0)));
+    std::copy(msf.begin(), msf.end(), e + kTocAMin);
+  }
+  return out;
 }
 
 std::string FormatCcd(const std::vector<TocEntry>& entries) {

@@ -25,6 +25,11 @@ bool IsDataEntry(const TocEntry& e);
 // (PMin x 60 + PSec - 2) x 75 + PFrame, BCD values; negative when PSec is below 2.
 int EntryPlba(const TocEntry& e);
 
+// The table as a package carries it: on every track entry (POINT 01-99) bytes 3-5 become
+// bytes 7-9 minus 00:02:00, the one value that every emulator reader takes right; the lead
+// entries and the rest stay as given. ISO.TOC itself keeps bytes 3-5 = bytes 7-9.
+TocArea PackageToc(const TocArea& area);
+
 // The CloneCD text, CR LF line ends.
 std::string FormatCcd(const std::vector<TocEntry>& entries);
 

@@ -26,22 +26,30 @@ BlockEncoder::~BlockEncoder() {
   if (compressor_) libdeflate_free_compressor(compressor_);
 }
 
+StoredForm AppendStoredStream(std::span<const uint8_t> plain, Bytes& out) {
+  if (plain.size() != kBlockSize) throw std::invalid_argument("block size");
+  out.insert(out.end(), kStoredHead.begin(), kStoredHead.end());
+  out.insert(out.end(), plain.begin(), plain.end());
+  return {kStoredStreamSize};
+}
+
 StoredForm BlockEncoder::Append(std::span<const uint8_t> plain, Bytes& out) {
   if (plain.size() != kBlockSize) throw std::invalid_argument("block size");
-  const size_t at = out.size();
-  out.resize(at + kBlockSize);
   if (compressor_) {
-    // A limit one short of the block keeps a deflated block from ever being 37,632 bytes
-    // long, which readers would take for a stored one. 0 means it did not fit.
+    const size_t at = out.size();
+    const size_t bound = libdeflate_deflate_compress_bound(compressor_, kBlockSize);
+    out.resize(at + bound);
     size_t n = libdeflate_deflate_compress(compressor_, plain.data(), plain.size(), out.data() + at,
-                                           kBlockSize - 1);
-    if (n > 0) {
+                                           bound);
+    // Readers take a block of exactly 37,632 bytes for a raw one; the index holds sizes up
+    // to 65,535.
+    if (n > 0 && n != kBlockSize && n <= UINT16_MAX) {
       out.resize(at + n);
-      return {static_cast<uint32_t>(n), true};
+      return {static_cast<uint32_t>(n)};
     }
+    out.resize(at);
   }
-  std::memcpy(out.data() + at, plain.data(), kBlockSize);
-  return {kBlockSize, false};
+  return AppendStoredStream(plain, out);
 }
 
 }  // namespace ebf::tarnwick

@@ -112,7 +112,7 @@ class Pipeline {
     Bytes plain;
     std::vector<BlockDigestValue> digests;
     EncodedRun encoded;
-    encoded.data.reserve(size_t{kRunBlocks} * kBlockSize);
+    encoded.data.reserve(size_t{kRunBlocks} * (kStoredStreamSize + 64));
     for (;;) {
       uint32_t run;
       {
@@ -127,30 +127,30 @@ class Pipeline {
       const uint32_t count = std::min(kRunBlocks, source_.blockCount - encoded.first);
       const uint64_t offset = uint64_t{encoded.first} * kBlockSize;
       const size_t bytes = size_t{count} * kBlockSize;
-      // A mapped run is hashed, and at level 0 written, without a copy. Stored blocks that
-      // must be read are read straight into place; others are read, then encoded into it.
+      // A mapped run is hashed, and at level 0 written, without a copy; a run that must be
+      // read is read, then encoded.
       encoded.view.Reset();
       if (offset + bytes <= mappable) encoded.view = mapper.Map(offset, bytes);
       std::span<const uint8_t> plainRun;
       if (encoded.view) {
         plainRun = encoded.view.bytes();
       } else {
-        Bytes& readInto = level_ == 0 ? encoded.data : plain;
-        if (!ReadBlocks(image, offset, bytes, readInto)) return;
-        plainRun = readInto;
+        if (!ReadBlocks(image, offset, bytes, plain)) return;
+        plainRun = plain;
       }
       digests.resize(count);
       hasher.Digest(plainRun, digests);
       encoded.blocks.resize(count);
-      if (level_ > 0 || encoded.view) encoded.data.clear();
+      encoded.data.clear();
+      const bool fromView = level_ == 0 && encoded.view;
       for (uint32_t k = 0; k < count; ++k) {
         encoded.blocks[k].digest = digests[k];
         encoded.blocks[k].form =
-            level_ > 0
-                ? encoder.Append(plainRun.subspan(size_t{k} * kBlockSize, kBlockSize), encoded.data)
-                : StoredForm{kBlockSize, false};
+            fromView ? StoredForm{kStoredStreamSize}
+                     : encoder.Append(plainRun.subspan(size_t{k} * kBlockSize, kBlockSize),
+                                      encoded.data);
       }
-      if (level_ > 0) encoded.view.Reset();
+      if (!fromView) encoded.view.Reset();
       std::lock_guard lock(mutex_);
       Slot& slot = slots_[run % slots_.size()];
       std::swap(slot.run, encoded);
@@ -191,6 +191,19 @@ class Pipeline {
 };
 
 }  // namespace
+
+void EncodedRun::Pieces(std::vector<std::span<const uint8_t>>& out) const {
+  out.clear();
+  if (!view) {
+    out.emplace_back(data);
+    return;
+  }
+  const std::span<const uint8_t> plain = view.bytes();
+  for (size_t k = 0; k < blocks.size(); ++k) {
+    out.emplace_back(kStoredHead);
+    out.push_back(plain.subspan(k * kBlockSize, kBlockSize));
+  }
+}
 
 PipelineResult EncodeBlocksInOrder(const BlockSource& source, int level, unsigned threads,
                                    const RunSink& sink) {

@@ -31,12 +31,12 @@ struct EncodedBlockInfo {
 struct EncodedRun {
   uint32_t first = 0;  // index of the first block
   Bytes data;          // the blocks' stored forms, one after another...
-  MappedView view;     // ...or, for stored blocks, the image itself where it is mapped
+  MappedView view;     // ...or, at level 0, the image itself where it is mapped: each block
+                       // then goes out as kStoredHead followed by its bytes in the view
   std::vector<EncodedBlockInfo> blocks;
 
-  std::span<const uint8_t> bytes() const {
-    return view ? view.bytes() : std::span<const uint8_t>(data);
-  }
+  // The stored forms in order, as pieces of one gathered write (`out` is refilled).
+  void Pieces(std::vector<std::span<const uint8_t>>& out) const;
 };
 
 // Called on the calling thread for the runs in order. Returning false stops the run.

@@ -5,13 +5,15 @@
 
 #include "common/bytes.h"
 #include "common/files.h"
+#include "pbp/toc.h"
 #include "tarnwick/block_pipeline.h"
 
 namespace ebf::tarnwick {
 namespace {
 
-constexpr uint16_t kMarkerDeflated = 1;
-constexpr uint16_t kMarkerStored = 0;
+// Every real block is a deflate stream; the padding block after them is marked apart.
+constexpr uint16_t kMarkerBlock = 1;
+constexpr uint16_t kMarkerPadding = 0;
 
 void PutIndexEntry(Bytes& header, uint32_t slot, uint32_t offset, const EncodedBlockInfo& block,
                    uint16_t marker) {
@@ -77,17 +79,18 @@ DiscSectionResult WriteDiscSection(File& out, const DiscInput& input) {
   BlockSource source{input.imagePath, imageSize, imageBlocks + 1};  // + the padding block
   uint64_t dataBytes = 0;
   std::string writeError;
+  std::vector<std::span<const uint8_t>> pieces;
   PipelineResult run =
       EncodeBlocksInOrder(source, input.level, input.threads, [&](const EncodedRun& run) {
-        if (!out.Write(run.bytes())) {
+        run.Pieces(pieces);
+        if (!out.WriteGather(pieces)) {
           writeError = WriteFailure(out);
           return false;
         }
         for (uint32_t k = 0; k < run.blocks.size(); ++k) {
           const uint32_t index = run.first + k;
           const EncodedBlockInfo& block = run.blocks[k];
-          bool padding = index == imageBlocks;
-          uint16_t marker = block.form.deflated && !padding ? kMarkerDeflated : kMarkerStored;
+          const uint16_t marker = index == imageBlocks ? kMarkerPadding : kMarkerBlock;
           PutIndexEntry(header, index, static_cast<uint32_t>(dataBytes), block, marker);
           dataBytes += block.form.size;
         }
@@ -104,7 +107,9 @@ DiscSectionResult WriteDiscSection(File& out, const DiscInput& input) {
   StoreLe32(header.data() + kStartDatField, static_cast<uint32_t>(kDataOffset + dataBytes));
   std::string id = SectionDiscId(input.discId);
   PutText(header, kDiscIdOffset, kDiscIdSize, id);
-  TocArea toc = input.toc ? *input.toc : DefaultToc(sectors);
+  // Bytes 3-5 of ISO.TOC follow the program's own file; the package carries what readers
+  // take right.
+  TocArea toc = input.toc ? pbp::PackageToc(*input.toc) : DefaultToc(sectors);
   std::memcpy(header.data() + kTocOffset, toc.data(), toc.size());
   StoreLe32(header.data() + kDataStartField, kDataOffset);
   PutText(header, kSaveNameOffset, kSaveNameSize, input.title);

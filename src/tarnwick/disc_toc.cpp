@@ -1,5 +1,8 @@
 #include "tarnwick/disc_toc.h"
 
+#include <algorithm>
+
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 
@@ -8,9 +11,8 @@ namespace {
 
 // Frames (1/75 s) as BCD minute, second, frame.
 void PutMsf(uint8_t* p, uint32_t frames) {
-  p[0] = ToBcd(static_cast<uint16_t>(frames / 4500));
-  p[1] = ToBcd(static_cast<uint16_t>((frames / 75) % 60));
-  p[2] = ToBcd(static_cast<uint16_t>(frames % 75));
+  const auto msf = BcdMsf(frames);
+  std::copy(msf.begin(), msf.end(), p);
 }
 
 }  // namespace
@@ -31,7 +33,7 @@ TocArea DefaultToc(uint32_t sectors) {
   PutMsf(a2 + 7, sectors);
   t1[2] = 0x01;
   PutMsf(t1 + 3, 0);
-  PutMsf(t1 + 7, 150);
+  PutMsf(t1 + 7, kLeadInSectors);
   return toc;
 }
 

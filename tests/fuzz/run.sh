@@ -13,10 +13,10 @@ BUILD=build-fuzz
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
-cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat >/dev/null
+cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat fuzz_disc_sheets >/dev/null
 
 CORPUS="$BUILD/fuzz/corpus"
-mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat"
+mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat" "$CORPUS/disc_sheets"
 if command -v convert >/dev/null 2>&1 && [ ! -e "$CORPUS/bmp/seeded" ]; then
   convert -size 7x5 gradient:red-blue "$CORPUS/src.png" || true
   convert "$CORPUS/src.png" bmp3:"$CORPUS/bmp/b24.bmp" || true
@@ -46,8 +46,30 @@ if [ ! -e "$DOC" ]; then
   } > "$DOC"
 fi
 
+# Sheets: the first byte picks the parser (0 CUE, 1 CloneCD, 2 MDS).
+SHEETS="$CORPUS/disc_sheets"
+if [ ! -e "$SHEETS/set.cue" ]; then
+  printf '\000FILE "a (Track 1).bin" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n'\
+'  POSTGAP 00:02:00\nFILE "b.bin" BINARY\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n'\
+'  INDEX 00 00:00:00\n  INDEX 01 00:02:00\n' > "$SHEETS/set.cue"
+  printf '\001[CloneCD]\nVersion=3\n[Disc]\nSessions=1\n[Entry 0]\nPoint=0xa0\nControl=0x04\n'\
+'PLBA=4350\n[Entry 1]\nPoint=0x01\nControl=0x04\nPLBA=0\n[TRACK 1]\nMODE=2\nINDEX 1=0\n' \
+    > "$SHEETS/game.ccd"
+  # Header (version 1.3, one session at 0x58), the session (one block at 0x70), one track
+  # block whose extra block lies at 0xC0.
+  {
+    printf '\002MEDIA DESCRIPTOR\001\003\000\000\001\000'; head -c 58 /dev/zero
+    printf '\130\000\000\000'; head -c 4 /dev/zero
+    printf '\152\377\377\377\000\020\000\000\001\000\001\000\001\000\001\000'
+    head -c 4 /dev/zero; printf '\160\000\000\000'
+    printf '\253\000\024\000\001\000\002\000\000\000\002\000\300\000\000\000\060\011'
+    head -c 18 /dev/zero; head -c 44 /dev/zero
+    printf '\000\000\000\000\000\020\000\000'
+  } > "$SHEETS/game.mds"
+fi
+
 status=0
-for target in bmp ico document_dat; do
+for target in bmp ico document_dat disc_sheets; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
   log="$BUILD/fuzz/$target.log"
   if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \

@@ -77,8 +77,14 @@ struct Fixture {
 TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   Fixture fx;
   const Bytes image = fx.Image(fx.pbp);
+  // A table as ISO.TOC holds it: lead entries, then two tracks with bytes 3-5 = bytes 7-9.
   TocArea toc{};
-  toc.fill(0x33);
+  const uint8_t entries[5][10] = {{0x41, 0, 0xA0, 0, 0, 0, 0, 0x01, 0x20, 0},
+                                  {0x01, 0, 0xA1, 0, 0, 0, 0, 0x02, 0, 0},
+                                  {0x01, 0, 0xA2, 0x07, 0x07, 0x07, 0, 0x30, 0x00, 0x00},
+                                  {0x41, 0, 0x01, 0x00, 0x02, 0x00, 0, 0x00, 0x02, 0x00},
+                                  {0x01, 0, 0x02, 0x12, 0x01, 0x05, 0, 0x12, 0x01, 0x05}};
+  for (int i = 0; i < 5; ++i) std::copy(entries[i], entries[i] + 10, toc.begin() + 10 * i);
   fx.job.toc = toc;
   // Room: the old icon0 + pic0 + snd0 took 6000 bytes; the new five take exactly 6000.
   Room room;
@@ -99,9 +105,14 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x401,
                         after.begin() + fx.written.psar + 0x401 + 10),
             "SCES_98765");
+  // The package carries the tracks' bytes 3-5 two seconds before bytes 7-9 (00:02:00 ->
+  // 00:00:00, 12:01:05 -> 11:59:05); the lead entries and the rest as the job gave them.
+  TocArea packed = toc;
+  const uint8_t audio[2][3] = {{0x00, 0x00, 0x00}, {0x11, 0x59, 0x05}};
+  for (int t = 0; t < 2; ++t) std::copy(audio[t], audio[t] + 3, packed.begin() + 30 + 10 * t + 3);
   EXPECT_EQ(Bytes(after.begin() + fx.written.psar + 0x800,
                   after.begin() + fx.written.psar + 0x800 + 1020),
-            Bytes(1020, 0x33));
+            Bytes(packed.begin(), packed.end()));
 
   Inspection r = InspectEboot(fx.pbp, fx.temp, fx.host);
   ASSERT_EQ(r.message, "");

@@ -1,0 +1,332 @@
+// The disc model: each layout opened through the one factory gives the track list its sheet
+// describes and reads back, sector for sector, the disc its files stand for.
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "common/text.h"
+#include "disc/ccd_sheet.h"
+#include "disc/cue_sheet.h"
+#include "disc/disc_image.h"
+#include "disc/game_id.h"
+#include "disc/mds_sheet.h"
+#include "support/disc_builder.h"
+#include "support/disc_sets.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+struct Expect {
+  int number;
+  TrackMode mode;
+  uint32_t start, index1, length, pregap, postgap;
+  std::string file;
+};
+
+void ExpectTracks(const DiscInfo& info, const std::vector<Expect>& want) {
+  ASSERT_EQ(info.tracks.size(), want.size());
+  for (std::size_t i = 0; i < want.size(); ++i) {
+    const DiscTrack& t = info.tracks[i];
+    const Expect& w = want[i];
+    SCOPED_TRACE(w.number);
+    EXPECT_EQ(t.number, w.number);
+    EXPECT_EQ(t.mode, w.mode);
+    EXPECT_EQ(t.start, w.start);
+    EXPECT_EQ(t.index1, w.index1);
+    EXPECT_EQ(t.length, w.length);
+    EXPECT_EQ(t.pregap, w.pregap);
+    EXPECT_EQ(t.postgap, w.postgap);
+    EXPECT_EQ(FileNameOf(t.file), w.file);
+  }
+}
+
+// Every sector in runs of an awkward size, so that reads cross extent and file boundaries.
+Bytes ReadAll(DiscImage& disc) {
+  Bytes all(std::size_t{disc.info().sectorCount} * 2352);
+  for (uint32_t s = 0; s < disc.info().sectorCount; s += 37) {
+    const uint32_t n = std::min<uint32_t>(37, disc.info().sectorCount - s);
+    EXPECT_EQ(disc.Read(s, n, std::span<uint8_t>(all.data() + std::size_t{s} * 2352, n * 2352u)),
+              "");
+  }
+  return all;
+}
+
+std::string GameIdOf(DiscImage& disc) {
+  return DetectGameId(*DiscBytes(disc));
+}
+
+TEST(DiscImage, RedumpSetJoinsItsFilesInOrder) {
+  TempDir dir;
+  const test::DiscSet set = test::WriteRedumpSet(dir.path());
+  DiscOpenResult r = OpenDiscImage(set.input);
+  ASSERT_TRUE(r.disc) << r.message;
+  const DiscInfo& info = r.disc->info();
+  EXPECT_EQ(info.sectorCount, 1125u);
+  EXPECT_EQ(info.assembly, DiscAssembly::Joined);
+  EXPECT_EQ(info.sheet, set.input);
+  EXPECT_EQ(info.wholeFile, "");
+  ExpectTracks(info, {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "Game (USA) (Track 1).bin"},
+                      {2, TrackMode::Audio, 300, 450, 375, 0, 0, "Game (USA) (Track 2).bin"},
+                      {3, TrackMode::Audio, 675, 825, 450, 0, 0, "Game (USA) (Track 3).bin"}});
+  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
+  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+
+  // Reads past the end are refused, an empty read is fine.
+  Bytes one(2352), two(4704);
+  EXPECT_NE(r.disc->Read(1125, 1, one), "");
+  EXPECT_NE(r.disc->Read(1124, 2, two), "");
+  EXPECT_EQ(r.disc->Read(1125, 0, one), "");
+}
+
+TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
+  TempDir dir;
+  const test::DiscSet set = test::WritePregapSheet(dir.path());
+  DiscOpenResult r = OpenDiscImage(set.input);
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(r.disc->info().sectorCount, 1200u);
+  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
+  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 525, 0, 75, "gap.bin"},
+                                {2, TrackMode::Audio, 525, 525, 375, 150, 0, "gap.bin"},
+                                {3, TrackMode::Audio, 900, 900, 300, 150, 0, "gap.bin"}});
+  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
+
+  // A POSTGAP on the last track comes after all data; a PREGAP on track 1 inserts nothing,
+  // since no image holds the two seconds before track 1.
+  test::WriteFileText(dir / "end.cue",
+                      "FILE \"gap.bin\" BINARY\nTRACK 01 MODE2/2352\nPREGAP 00:02:00\n"
+                      "INDEX 01 00:00:00\nPOSTGAP 00:00:10\n");
+  r = OpenDiscImage(dir / "end.cue");
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(r.disc->info().sectorCount, 835u);
+  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 835, 0, 10, "gap.bin"}});
+  Bytes tail(10 * 2352, 1);
+  EXPECT_EQ(r.disc->Read(825, 10, tail), "");
+  EXPECT_EQ(tail, Bytes(10 * 2352, 0));
+}
+
+TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
+  TempDir dir;
+  const test::DiscSet set = test::WriteOneFileSheet(dir.path());
+  DiscOpenResult r = OpenDiscImage(set.input);
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
+  EXPECT_EQ(r.disc->info().wholeFile, dir / "One File.bin");
+  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "One File.bin"},
+                                {2, TrackMode::Audio, 300, 450, 375, 0, 0, "One File.bin"},
+                                {3, TrackMode::Audio, 675, 825, 450, 0, 0, "One File.bin"}});
+  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
+
+  // An ISO named by a one-file sheet is padded as an ISO dropped on its own would be.
+  const Bytes iso = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
+  test::WriteFileBytes(dir / "iso.iso", iso);
+  test::WriteFileText(dir / "iso.cue",
+                      "FILE \"iso.iso\" BINARY\nTRACK 01 MODE1/2048\nINDEX 01 00:00:00\n");
+  r = OpenDiscImage(dir / "iso.cue");
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
+  EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);
+  EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
+}
+
+TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
+  TempDir dir;
+  const std::vector<Expect> indexed = {{1, TrackMode::Mode2, 0, 0, 450, 0, 0, "game.img"},
+                                       {2, TrackMode::Audio, 450, 450, 375, 0, 0, "game.img"},
+                                       {3, TrackMode::Audio, 825, 825, 300, 0, 0, "game.img"}};
+  const test::DiscSet ccd = test::WriteCloneCdSet(dir.path());
+  DiscOpenResult r = OpenDiscImage(ccd.input);  // GAME.CCD beside game.img, found case-blind
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(FileNameOf(r.disc->info().sheet), "GAME.CCD");
+  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
+  ExpectTracks(r.disc->info(), indexed);
+  EXPECT_TRUE(ReadAll(*r.disc) == ccd.disc);
+  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+
+  std::vector<Expect> mdf = indexed;
+  for (Expect& e : mdf) e.file = "game.mdf";
+  for (uint32_t size : {2352u, 2448u}) {
+    for (bool atPregap : {false, true}) {
+      SCOPED_TRACE(testing::Message() << size << (atPregap ? " offsets at the pregap" : ""));
+      TempDir d;
+      const test::DiscSet set = test::WriteAlcoholSet(d.path(), size, atPregap);
+      r = OpenDiscImage(set.input);
+      ASSERT_TRUE(r.disc) << r.message;
+      EXPECT_EQ(r.disc->info().assembly,
+                size == 2352 ? DiscAssembly::File : DiscAssembly::StripSubchannel);
+      ExpectTracks(r.disc->info(), mdf);
+      EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
+      EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+    }
+  }
+  // Without its sheet the image is a plain image of one track.
+  test::DiscSet plain = test::WriteAlcoholSet(dir.MakeDir("plain"), 2448, false);
+  DeleteFileIfExists(dir / "plain/Game.MDS");
+  r = OpenDiscImage(plain.input);
+  ASSERT_TRUE(r.disc) << r.message;
+  EXPECT_EQ(r.disc->info().sheet, "");
+  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 1125, 0, 0, "game.mdf"}});
+}
+
+TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
+  TempDir dir;
+  test::WriteRedumpSet(dir.path());
+  const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                                          "Game (USA) (Track 3).bin"};
+  auto refused = [&](const std::string& sheet, const std::string& message) {
+    test::WriteFileText(dir / "t.cue", sheet);
+    DiscOpenResult r = OpenDiscImage(dir / "t.cue");
+    EXPECT_FALSE(r.disc);
+    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+  };
+  refused(test::RedumpSheet({names[0], "Missing (Track 2).bin", names[2]}),
+          "The BIN file could not be found!!!\r\n(MISSING (TRACK 2).BIN, named by t.cue)");
+  test::WriteFileBytes(dir / "odd.bin", Bytes(2352 * 10 + 1, 0));
+  refused(test::RedumpSheet({names[0], "odd.bin", names[2]}),
+          "odd.bin (23521 bytes) is not a whole number of 2,352-byte sectors");
+  test::WriteFileBytes(dir / "empty.bin", {});
+  refused(test::RedumpSheet({names[0], "empty.bin", names[2]}),
+          "empty.bin, named by t.cue, is empty.");
+  std::string sheet = test::RedumpSheet(names);
+  refused(ReplaceAll(sheet, "MODE2/2352", "MODE1/2048"),
+          "Track 01 of t.cue is MODE1/2048, which cannot be joined");
+  refused(ReplaceAll(sheet, "TRACK 03 AUDIO", "TRACK 03 MODE2/2336"),
+          "Track 03 of t.cue is MODE2/2336");
+  refused(ReplaceAll(sheet, "Track 3).bin\" BINARY", "Track 3).bin\" WAVE"),
+          "Game (USA) (Track 3).bin is a WAVE file in t.cue; only BINARY files");
+  refused(
+      ReplaceAll(sheet, "INDEX 01 00:02:00\r\nFILE", "INDEX 01 00:05:00\r\nFILE"),
+      "INDEX 01 of track 02 (00:05:00) lies past the end of Game (USA) (Track 2).bin (00:05:00).");
+  refused(sheet + "junk\r\n", "t.cue, line 12: \"junk\" is not a CUE sheet command.");
+
+  // CloneCD sheets.
+  TempDir c;
+  test::WriteCloneCdSet(c.path());
+  const std::string ccd = test::ReadFileText(c / "GAME.CCD");
+  auto ccdRefused = [&](const std::string& text, const std::string& message) {
+    test::WriteFileText(c / "GAME.CCD", text);
+    DiscOpenResult r = OpenDiscImage(c / "game.img");
+    EXPECT_FALSE(r.disc);
+    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+  };
+  ccdRefused(
+      ReplaceAll(ccd, "PLBA=825", "PLBA=2000"),
+      "Track 3 of GAME.CCD starts at sector 2000, beyond the end of game.img (1125 sectors).");
+  ccdRefused(
+      ReplaceAll(ccd, "PLBA=825", "PLBA=400"),
+      "The entry for track 3 in GAME.CCD starts at sector 400, not after the track before it.");
+  ccdRefused(ReplaceAll(ccd, "Point=0x02", "Point=0x04"),
+             "The entry for track 4 in GAME.CCD is out of order");
+  ccdRefused(ReplaceAll(ccd, "Sessions=1", "Sessions=2"), "GAME.CCD describes 2 sessions");
+  ccdRefused(ReplaceAll(ccd, "PLBA=450", "PLBA=4x"),
+             "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number.");
+  ccdRefused("[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks.");
+}
+
+TEST(DiscImage, AlcoholSheetsThatDoNotFitTheirImageAreRefused) {
+  TempDir dir;
+  test::WriteAlcoholSet(dir.path(), 2352, false);
+  const Bytes mds = test::ReadFileBytes(dir / "Game.MDS");
+  auto refused = [&](Bytes bytes, const std::string& message) {
+    test::WriteFileBytes(dir / "Game.MDS", bytes);
+    DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
+    EXPECT_FALSE(r.disc);
+    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+  };
+  const std::size_t track2 = 0x58 + 24 + 4 * 80;
+  Bytes b = mds;
+  StoreLe16(&b[track2 + 16], 2048);
+  refused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
+  b = mds;
+  StoreLe32(&b[track2 + 40], 451 * 2352);
+  refused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
+  b = mds;
+  StoreLe32(&b[track2 + 36], 0);
+  refused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
+  refused(Bytes(mds.begin(), mds.begin() + 100),
+          "Game.MDS is cut short: its session blocks run past the end of the file.");
+  b = mds;
+  StoreLe32(&b[track2 + 12 + 80], 0);  // track 3 without its extra block: length unknown
+  StoreLe32(&b[track2 + 36 + 80], 1200);
+  StoreLe32(&b[track2 + 40 + 80], 1200 * 2352);
+  refused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
+  b = mds;
+  b[0x10] = 2;
+  refused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
+  b = mds;
+  StoreLe16(&b[0x12], 0x10);
+  refused(b, "Game.MDS describes a DVD, not a CD.");
+  // An MDF cut short of the last track's length.
+  test::WriteFileBytes(dir / "Game.MDS", mds);
+  Bytes mdf = test::ReadFileBytes(dir / "game.mdf");
+  mdf.resize(1100 * 2352);
+  test::WriteFileBytes(dir / "game.mdf", mdf);
+  DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
+  EXPECT_FALSE(r.disc);
+  EXPECT_EQ(r.message, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
+}
+
+TEST(MdsSheet, EveryTruncatedDescriptorIsRefusedWithinItsBytes) {
+  TempDir dir;
+  test::WriteAlcoholSet(dir.path(), 2448, false);
+  const Bytes mds = test::ReadFileBytes(dir / "Game.MDS");
+  // Header 0x58, one session block, six track blocks, three extra blocks: all that is read.
+  const std::size_t needed = 0x58 + 24 + 6 * 80 + 3 * 8;
+  for (std::size_t len = 0; len < mds.size(); ++len) {
+    MdsParse p = ParseMdsSheet(std::span<const uint8_t>(mds.data(), len), "m.mds");
+    EXPECT_EQ(p.error.empty(), len >= needed) << len << ": " << p.error;
+  }
+  MdsParse p = ParseMdsSheet(mds, "m.mds");
+  ASSERT_EQ(p.sheet.sessions.size(), 1u);
+  const MdsSession& s = p.sheet.sessions[0];
+  EXPECT_EQ(s.start, -150);
+  EXPECT_EQ(s.lastTrack, 3);
+  ASSERT_EQ(s.blocks.size(), 6u);
+  EXPECT_EQ(s.blocks[0].point, 0xA0);
+  EXPECT_FALSE(s.blocks[0].hasExtra);
+  const MdsTrackBlock& t2 = s.blocks[4];
+  EXPECT_EQ(t2.point, 2);
+  EXPECT_EQ(t2.mode, 0xA9);
+  EXPECT_EQ(t2.subchannel, 0x08);
+  EXPECT_EQ(t2.sectorSize, 2448);
+  EXPECT_EQ(t2.startSector, 450u);
+  EXPECT_EQ(t2.startOffset, 450u * 2448);
+  EXPECT_TRUE(t2.hasExtra);
+  EXPECT_EQ(t2.pregap, 150u);
+  EXPECT_EQ(t2.length, 225u);
+}
+
+TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
+  CcdParse p = ParseCcdSheet(
+      "[CloneCD]\nVersion=3\n[disc]\nsessions = 1\n[CDText]\nEntry 0=80 00 00\n"
+      "[Entry 0]\npoint=0xA0\nControl=0x4\nPLBA=-150\n[ENTRY 1]\nPoint=1\nPLBA=0x10\n"
+      "[TRACK 1]\nMODE=2\nINDEX 0=-2\nINDEX 1=16\n",
+      "x.ccd");
+  ASSERT_EQ(p.error, "");
+  ASSERT_EQ(p.sheet.entries.size(), 2u);
+  EXPECT_EQ(p.sheet.entries[0].point, 0xA0);
+  EXPECT_EQ(p.sheet.entries[0].control, 4);
+  EXPECT_EQ(p.sheet.entries[0].plba, -150);
+  EXPECT_EQ(p.sheet.entries[1].point, 1);
+  EXPECT_EQ(p.sheet.entries[1].control, -1);
+  EXPECT_EQ(p.sheet.entries[1].plba, 16);
+  ASSERT_EQ(p.sheet.tracks.size(), 1u);
+  EXPECT_EQ(p.sheet.tracks[0].mode, 2);
+  EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
+
+  EXPECT_EQ(ParseCcdSheet("Point=1\n", "x.ccd").error,
+            "x.ccd, line 1: \"Point=1\" is neither a [section] nor a Key=Value line.");
+  EXPECT_EQ(ParseCcdSheet("[Entry 0\n", "x.ccd").error,
+            "x.ccd, line 1: \"[Entry 0\" is not a section header.");
+  EXPECT_EQ(ParseCcdSheet("[TRACK 100]\n", "x.ccd").error,
+            "x.ccd, line 1: \"[TRACK 100]\" names no track 0-99.");
+  EXPECT_EQ(ParseCcdSheet("[Entry 0]\nPLBA=99999999999\n", "x.ccd").error,
+            "x.ccd, line 2: \"PLBA=99999999999\" does not hold a number.");
+  std::string many;
+  for (int i = 0; i <= 256; ++i) many += "[Entry " + std::to_string(i) + "]\n";
+  EXPECT_EQ(ParseCcdSheet(many, "x.ccd").error, "x.ccd, line 257: more than 256 TOC entries.");
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,202 @@
+// Real discs through RunConversion and the real converter, read back as the emulator readers
+// that inflate every block read them: the whole disc sector for sector, every track where
+// its file and INDEX put it, the disc's full length. Bad sheets stop before any work is
+// left behind.
+#include <gtest/gtest.h>
+
+#include "common/cancel.h"
+#include "common/files.h"
+#include "common/text.h"
+#include "engine/conversion.h"
+#include "engine/image_prep.h"
+#include "support/disc_sets.h"
+#include "support/inflating_reader.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::DiscSet;
+using test::TempDir;
+
+struct Job {
+  TempDir prog, work;
+  std::string progFolder;
+  test::RecordingHost host;
+  ConversionContext ctx;
+  ConversionRequest req;
+
+  explicit Job(int level) {
+    progFolder = test::CopyRuntimeTree(prog);
+    ctx.programFolder = progFolder;
+    ctx.host = &host;
+    ctx.pollInterval = std::chrono::milliseconds(10);
+    req.OutputFolder = work / "out";
+    req.Title = req.SaveName = "Disc";
+    req.GameID = "SLUS01234";
+    req.CompressionLevel = static_cast<int16_t>(level);
+    req.LogMode = true;
+    const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
+    req.Icon0Path = def + "ICON0.PNG";
+    req.Icon1Path = def + "ICON1.PMF";
+    req.Pic0Path = def + "PIC0.PNG";
+    req.Pic1Path = def + "PIC1.PNG";
+    req.Snd0Path = def + "SND0.AT3";
+    req.GamebootPath = def + "Gameboot.png";
+  }
+  std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
+  // Nothing of the run stays behind but the package (if any).
+  void ExpectCleanedUp() const {
+    for (const char* name : {"tarnwick.exe", "BASE.PBP", "ISO.TOC"})
+      EXPECT_FALSE(FileExists(Out(name))) << name;
+    EXPECT_FALSE(FileExists(progFolder + "Temp" + kSep + "TempBIN.bin"));
+  }
+};
+
+struct Track {
+  int number;
+  bool audio;
+  int64_t start;
+};
+
+// Converts the set and reads the package back as the inflating readers do.
+void ConvertAndReadBack(const DiscSet& set, int level, const std::vector<Track>& tracks,
+                        const std::string& caption) {
+  Job r(level);
+  std::vector<Bytes> before;
+  for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
+  r.req.InputPath = set.input;
+  ASSERT_EQ(RunConversion(r.req, r.ctx), "Success.");
+  r.ExpectCleanedUp();
+  for (std::size_t i = 0; i < set.files.size(); ++i)
+    EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
+  std::string log;
+  for (const std::string& line : r.host.logLines) log += line;
+  for (const char* step : {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
+    EXPECT_EQ(log.find(step) != std::string::npos, caption == step) << log;
+
+  test::InflatingReader reader(r.Out("EBOOT.PBP"));
+  ASSERT_EQ(reader.error(), "");
+  const uint32_t sectors = static_cast<uint32_t>(set.disc.size() / 2352);
+  EXPECT_EQ(reader.discSectors(), sectors);
+  ASSERT_EQ(reader.tracks().size(), tracks.size());
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    SCOPED_TRACE(tracks[i].number);
+    EXPECT_EQ(reader.tracks()[i].number, tracks[i].number);
+    EXPECT_EQ(reader.tracks()[i].audio, tracks[i].audio);
+    EXPECT_EQ(reader.tracks()[i].start, tracks[i].start);
+    EXPECT_EQ(reader.tracks()[i].audioPosition, tracks[i].start);
+  }
+  for (uint16_t size : reader.entrySizes()) EXPECT_NE(size, 0x9300);
+  Bytes disc;
+  ASSERT_EQ(reader.ReadSectors(0, sectors, disc), "");
+  EXPECT_TRUE(disc == set.disc);
+}
+
+TEST(DiscLayouts, RedumpSetReadsBackWholeAtLevelsNineAndZero) {
+  for (int level : {9, 0}) {
+    SCOPED_TRACE(level);
+    TempDir dir;
+    ConvertAndReadBack(test::WriteRedumpSet(dir.path()), level,
+                       {{1, false, 0}, {2, true, 300}, {3, true, 675}}, "Joining tracks...");
+  }
+}
+
+TEST(DiscLayouts, PregapAndPostgapSheetPlacesEveryTrackAfterItsSilence) {
+  TempDir dir;
+  ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9,
+                     {{1, false, 0}, {2, true, 525}, {3, true, 900}}, "Joining tracks...");
+}
+
+TEST(DiscLayouts, OneFileSheetKeepsItsFileAndGetsTheSameTracks) {
+  TempDir dir;
+  ConvertAndReadBack(test::WriteOneFileSheet(dir.path()), 9,
+                     {{1, false, 0}, {2, true, 300}, {3, true, 675}}, "");
+}
+
+TEST(DiscLayouts, CloneCdAndAlcoholImagesKeepTheirAudioTracks) {
+  const std::vector<Track> tracks = {{1, false, 0}, {2, true, 450}, {3, true, 825}};
+  {
+    TempDir dir;
+    ConvertAndReadBack(test::WriteCloneCdSet(dir.path()), 0, tracks, "");
+  }
+  {
+    TempDir dir;
+    ConvertAndReadBack(test::WriteAlcoholSet(dir.path(), 2352, true), 9, tracks, "");
+  }
+  {
+    TempDir dir;
+    ConvertAndReadBack(test::WriteAlcoholSet(dir.path(), 2448, false), 0, tracks,
+                       "Extracting RAW Image...");
+  }
+}
+
+TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
+  const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                                          "Game (USA) (Track 3).bin"};
+  const std::string good = test::RedumpSheet(names);
+  std::string hundred = test::RedumpSheet(names);
+  for (int t = 4; t <= 100; ++t)
+    hundred += "  TRACK " + std::to_string(t) + " AUDIO\r\n    INDEX 01 " + std::to_string(t) +
+               ":00:00\r\n";
+  struct Case {
+    std::string sheet, message;
+  };
+  const Case cases[] = {
+      {test::RedumpSheet({names[0], names[1], "Gone (Track 3).bin"}),
+       "The BIN file could not be found!!!"},
+      {test::RedumpSheet({names[0], "odd.bin", names[2]}),
+       "odd.bin (23521 bytes) is not a whole number of 2,352-byte sectors"},
+      {ReplaceAll(good, "TRACK 02 AUDIO", "TRACK 02 MODE2/2336"),
+       "Track 02 of game.cue is MODE2/2336, which cannot be joined"},
+      {good + "This is not a sheet\r\n",
+       "game.cue, line 12: \"This is not a sheet\" is not a CUE sheet command."},
+      {hundred, "a disc holds at most 99 tracks."},
+      {ReplaceAll(good, "INDEX 00 00:00:00\r\n    INDEX 01 00:02:00",
+                  "INDEX 01 00:02:00\r\n    INDEX 00 00:00:00"),
+       "INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
+  };
+  for (int level : {9, 0}) {
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.message);
+      Job r(level);
+      test::WriteRedumpSet(r.work.path());
+      test::WriteFileBytes(r.work / "odd.bin", Bytes(2352 * 10 + 1, 0));
+      test::WriteFileText(r.work / "game.cue", c.sheet);
+      r.req.InputPath = r.work / "game.cue";
+      const std::string result = RunConversion(r.req, r.ctx);
+      EXPECT_NE(result.find(c.message), std::string::npos) << result;
+      EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
+      r.ExpectCleanedUp();
+    }
+  }
+}
+
+TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
+  // Cancel at the first service point (after 512 of 1,125 sectors).
+  Job r(9);
+  const DiscSet set = test::WriteRedumpSet(r.work.path());
+  r.req.InputPath = set.input;
+  r.host.onPump = [](int) { CancelRequested = true; };
+  EXPECT_EQ(RunConversion(r.req, r.ctx), "Cancelled.");
+  EXPECT_FALSE(CancelRequested);
+  EXPECT_EQ(r.host.pumps, 1);
+  EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
+  r.ExpectCleanedUp();
+
+  // A track file that vanishes between opening the sheet and reading it.
+  const std::string temp = r.work / "TempBIN.bin";
+  DiscOpenResult disc = OpenDiscImage(set.input);
+  ASSERT_TRUE(disc.disc) << disc.message;
+  DeleteFileIfExists(set.files[2]);
+  test::RecordingHost host;
+  EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", {host, false}),
+            "Cannot read " + set.files[2] + ": No such file or directory");
+  EXPECT_FALSE(FileExists(temp));
+  EXPECT_EQ(host.captions, std::vector<std::string>{"Joining tracks..."});
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,215 @@
+#include "support/disc_sets.h"
+
+#include <cstring>
+
+#include "support/disc_builder.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+namespace {
+
+constexpr uint32_t kSector = 2352;
+
+Bytes DataTrack() {
+  IsoOptions disc = GameDisc("SLUS_012.34", NoiseBytes(20000, 77));
+  disc.minSectors = 300;
+  return BuildDiscImage(disc, SectorLayout::Mode2Raw);
+}
+
+void Append(Bytes& to, const Bytes& more) {
+  to.insert(to.end(), more.begin(), more.end());
+}
+
+Bytes Zeros(uint32_t sectors) {
+  return Bytes(size_t{sectors} * kSector, 0);
+}
+
+std::string Join(const std::string& folder, const std::string& name) {
+  return folder + "/" + name;
+}
+
+// A pregap of quiet noise, told apart from zeros and from the track's audio.
+Bytes Pregap(uint32_t seed) {
+  Bytes b = AudioSectors(150, seed);
+  for (uint8_t& v : b) v &= 0x03;
+  return b;
+}
+
+// The 1,125-sector disc of the CloneCD and Alcohol sets: data, then two audio tracks, each
+// with 150 sectors of pregap.
+Bytes IndexedDisc() {
+  Bytes disc = DataTrack();
+  Append(disc, Pregap(21));
+  Append(disc, AudioSectors(225, 2));
+  Append(disc, Pregap(31));
+  Append(disc, AudioSectors(300, 3));
+  return disc;
+}
+
+}  // namespace
+
+std::string RedumpSheet(const std::vector<std::string>& names) {
+  return "FILE \"" + names[0] + "\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n" +
+         "FILE \"" + names[1] + "\" BINARY\r\n  TRACK 02 AUDIO\r\n    INDEX 00 00:00:00\r\n" +
+         "    INDEX 01 00:02:00\r\n" + "FILE \"" + names[2] +
+         "\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n";
+}
+
+DiscSet WriteRedumpSet(const std::string& folder) {
+  DiscSet set;
+  const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                                          "Game (USA) (Track 3).bin"};
+  Bytes t1 = DataTrack(), t2 = Pregap(21), t3 = Pregap(31);
+  Append(t2, AudioSectors(225, 2));
+  Append(t3, AudioSectors(300, 3));
+  const Bytes* parts[] = {&t1, &t2, &t3};
+  for (int i = 0; i < 3; ++i) {
+    WriteFileBytes(Join(folder, names[i]), *parts[i]);
+    Append(set.disc, *parts[i]);
+    set.files.push_back(Join(folder, names[i]));
+  }
+  // The sheet names the files in another case than they have, as sheets made on Windows do.
+  std::vector<std::string> written = names;
+  written[2] = "GAME (USA) (TRACK 3).BIN";
+  set.input = Join(folder, "Game (USA).cue");
+  WriteFileText(set.input, RedumpSheet(written));
+  set.files.push_back(set.input);
+  return set;
+}
+
+DiscSet WritePregapSheet(const std::string& folder) {
+  DiscSet set;
+  Bytes file = DataTrack();
+  Append(file, AudioSectors(225, 4));
+  Append(file, AudioSectors(300, 5));
+  WriteFileBytes(Join(folder, "gap.bin"), file);
+  set.input = Join(folder, "gap.cue");
+  WriteFileText(set.input,
+                "FILE \"gap.bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+                "  POSTGAP 00:01:00\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:04:00\n"
+                " TRACK 03 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:07:00\n");
+  set.files = {Join(folder, "gap.bin"), set.input};
+  set.disc.assign(file.begin(), file.begin() + 300 * kSector);
+  Append(set.disc, Zeros(75 + 150));
+  set.disc.insert(set.disc.end(), file.begin() + 300 * kSector, file.begin() + 525 * kSector);
+  Append(set.disc, Zeros(150));
+  set.disc.insert(set.disc.end(), file.begin() + 525 * kSector, file.end());
+  return set;
+}
+
+DiscSet WriteOneFileSheet(const std::string& folder) {
+  DiscSet set;
+  set.disc = IndexedDisc();
+  WriteFileBytes(Join(folder, "One File.bin"), set.disc);
+  set.input = Join(folder, "One File.cue");
+  WriteFileText(set.input,
+                "FILE \"One File.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                "  TRACK 03 AUDIO\n    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n");
+  set.files = {Join(folder, "One File.bin"), set.input};
+  return set;
+}
+
+DiscSet WriteCloneCdSet(const std::string& folder) {
+  DiscSet set;
+  set.disc = IndexedDisc();
+  set.input = Join(folder, "game.img");
+  WriteFileBytes(set.input, set.disc);
+  // As CloneCD writes it: lead entries, the three tracks at PLBA = INDEX 01, then the
+  // track sections with both indexes.
+  std::string ccd =
+      "[CloneCD]\r\nVersion=3\r\n[Disc]\r\nTocEntries=6\r\nSessions=1\r\n"
+      "DataTracksScrambled=0\r\nCDTextLength=0\r\n[Session 1]\r\nPreGapMode=2\r\n"
+      "PreGapSubC=0\r\n";
+  struct E {
+    const char* point;
+    int control;
+    int pmin, psec, pframe, plba;
+  };
+  const E entries[] = {{"0xa0", 4, 1, 32, 0, 0},    {"0xa1", 0, 3, 0, 0, 0},
+                       {"0xa2", 0, 0, 17, 0, 1125}, {"0x01", 4, 0, 2, 0, 0},
+                       {"0x02", 0, 0, 8, 0, 450},   {"0x03", 0, 0, 13, 0, 825}};
+  for (int i = 0; i < 6; ++i) {
+    const E& e = entries[i];
+    ccd += "[Entry " + std::to_string(i) + "]\r\nSession=1\r\nPoint=" + e.point +
+           "\r\nADR=0x01\r\nControl=0x0" + std::to_string(e.control) +
+           "\r\nTrackNo=0\r\nAMin=0\r\nASec=0\r\nAFrame=0\r\nALBA=-150\r\nZero=0\r\nPMin=" +
+           std::to_string(e.pmin) + "\r\nPSec=" + std::to_string(e.psec) +
+           "\r\nPFrame=" + std::to_string(e.pframe) + "\r\nPLBA=" + std::to_string(e.plba) + "\r\n";
+  }
+  ccd +=
+      "[TRACK 1]\r\nMODE=2\r\nINDEX 1=0\r\n[TRACK 2]\r\nMODE=0\r\nINDEX 0=300\r\n"
+      "INDEX 1=450\r\n[TRACK 3]\r\nMODE=0\r\nINDEX 0=675\r\nINDEX 1=825\r\n";
+  WriteFileText(Join(folder, "GAME.CCD"), ccd);
+  set.files = {set.input, Join(folder, "GAME.CCD")};
+  return set;
+}
+
+DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool offsetAtPregap) {
+  DiscSet set;
+  set.disc = IndexedDisc();
+  set.input = Join(folder, "game.mdf");
+  const uint32_t sectors = static_cast<uint32_t>(set.disc.size() / kSector);
+  Bytes mdf;
+  for (uint32_t s = 0; s < sectors; ++s) {
+    mdf.insert(mdf.end(), set.disc.begin() + s * kSector, set.disc.begin() + (s + 1) * kSector);
+    if (sectorSize == 2448) Append(mdf, SubchannelFor(s));
+  }
+  WriteFileBytes(set.input, mdf);
+
+  // Header, one session, three lead-in blocks and three track blocks, the extra blocks,
+  // the footer and the file name.
+  constexpr uint32_t kSession = 0x58, kTracks = kSession + 24, kExtras = kTracks + 6 * 80,
+                     kFooter = kExtras + 3 * 8, kName = kFooter + 16;
+  Bytes mds(kName + 6, 0);
+  std::memcpy(mds.data(), "MEDIA DESCRIPTOR", 16);
+  mds[0x10] = 1;
+  mds[0x11] = 3;
+  StoreLe16(&mds[0x14], 1);
+  StoreLe32(&mds[0x50], kSession);
+  uint8_t* s = &mds[kSession];
+  StoreLe32(s, static_cast<uint32_t>(-150));
+  StoreLe32(s + 4, sectors);
+  StoreLe16(s + 8, 1);
+  s[10] = 6;
+  s[11] = 3;
+  StoreLe16(s + 12, 1);
+  StoreLe16(s + 14, 3);
+  StoreLe32(s + 20, kTracks);
+  struct T {
+    uint8_t mode, control, point;
+    uint32_t start, pregap, length;
+  };
+  const T blocks[] = {{0, 0x14, 0xA0, 0, 0, 0},       {0, 0x10, 0xA1, 0, 0, 0},
+                      {0, 0x10, 0xA2, 0, 0, 0},       {0xAB, 0x14, 1, 0, 150, 300},
+                      {0xA9, 0x10, 2, 450, 150, 225}, {0xA9, 0x10, 3, 825, 150, 300}};
+  for (int i = 0; i < 6; ++i) {
+    const T& b = blocks[i];
+    uint8_t* t = &mds[kTracks + i * 80];
+    t[0] = b.mode;
+    t[1] = sectorSize == 2448 ? 0x08 : 0x00;
+    t[2] = b.control;
+    t[4] = b.point;
+    if (b.point > 99) continue;
+    const uint32_t msf = b.start + 150;
+    t[9] = static_cast<uint8_t>(msf / 4500);
+    t[10] = static_cast<uint8_t>(msf / 75 % 60);
+    t[11] = static_cast<uint8_t>(msf % 75);
+    StoreLe32(t + 12, kExtras + (i - 3) * 8);
+    StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
+    StoreLe32(t + 36, b.start);
+    const uint32_t first = offsetAtPregap && b.point > 1 ? b.start - b.pregap : b.start;
+    StoreLe32(t + 40, first * sectorSize);
+    StoreLe32(t + 48, 1);
+    StoreLe32(t + 52, kFooter);
+    StoreLe32(&mds[kExtras + (i - 3) * 8], b.pregap);
+    StoreLe32(&mds[kExtras + (i - 3) * 8 + 4], b.length);
+  }
+  StoreLe32(&mds[kFooter], kName);
+  std::memcpy(&mds[kName], "*.mdf", 6);
+  WriteFileBytes(Join(folder, "Game.MDS"), mds);
+  set.files = {set.input, Join(folder, "Game.MDS")};
+  return set;
+}
+
+}  // namespace ebf::test
