@@ -1,7 +1,9 @@
 #!/bin/sh
-# Builds the fuzz targets with clang in build-fuzz/ and runs each for a short while
-# (FUZZ_SECONDS, default 20). Seeds come from ImageMagick when it is installed. Exits
-# non-zero when a target finds a crash; the crashing input is left in build-fuzz/fuzz/.
+# Builds the fuzz targets with clang in build-fuzz/, replays the kept inputs of
+# tests/fuzz/regressions/ through them, and runs each for a short while (FUZZ_SECONDS,
+# default 20). Seeds are the kept inputs and, when it is installed, pictures from
+# ImageMagick. Exits non-zero when a kept input fails or a target finds a crash; the
+# crashing input is left in build-fuzz/fuzz/ (add it to make_regressions.py once fixed).
 set -eu
 cd "$(dirname "$0")/../.."
 if ! command -v clang++ >/dev/null 2>&1; then
@@ -10,7 +12,8 @@ if ! command -v clang++ >/dev/null 2>&1; then
 fi
 SECONDS_EACH=${FUZZ_SECONDS:-20}
 BUILD=build-fuzz
-SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
+# Undefined behaviour stops the run like a crash, so the fuzzers and the replay report it.
+SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
 cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat >/dev/null
@@ -47,11 +50,16 @@ if [ ! -e "$DOC" ]; then
 fi
 
 status=0
+echo "== replaying tests/fuzz/regressions"
+ctest --test-dir "$BUILD" -R '^fuzz_regressions_' --output-on-failure || status=1
+
+REGRESSIONS="$(pwd)/tests/fuzz/regressions"
 for target in bmp ico document_dat; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
   log="$BUILD/fuzz/$target.log"
   if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
-      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" >"$target.log" 2>&1); then
+      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" "$REGRESSIONS/$target" \
+      >"$target.log" 2>&1); then
     grep -E '^(Done|stat::peak_rss_mb)' "$log" || true
   else
     tail -n 40 "$log"
