@@ -1,5 +1,6 @@
 #include "transfer/volumes.h"
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -60,6 +61,82 @@ std::vector<MountEntry> ParseMountTable(const std::string& text) {
 
 namespace {
 
+std::string ReadFirstLine(const fs::path& path) {
+  std::ifstream in(path);
+  std::string line;
+  std::getline(in, line);
+  return Trim(line);
+}
+
+// udev writes a blank in a label link's name as \x20.
+std::string UnescapeLabel(const std::string& s) {
+  std::string out;
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == '\\' && i + 3 < s.size() && s[i + 1] == 'x' &&
+        std::isxdigit(static_cast<unsigned char>(s[i + 2])) &&
+        std::isxdigit(static_cast<unsigned char>(s[i + 3]))) {
+      out.push_back(static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16)));
+      i += 3;
+    } else {
+      out.push_back(s[i]);
+    }
+  }
+  return out;
+}
+
+// The block device's folder (<sys>/class/block/sdb1 leads to .../block/sdb/sdb1): a partition's
+// own folder has no "removable", its disk is the folder above. False for anything that is
+// not a removable disk with a medium (size 0 means the slot is empty).
+bool IsRemovableWithMedium(const fs::path& sysFolder, const std::string& name) {
+  std::error_code ec;
+  const fs::path sys = fs::canonical(sysFolder, ec);
+  if (ec) return false;
+  const fs::path real = fs::canonical(sys / "class" / "block" / name, ec);
+  if (ec) return false;
+  if (ReadFirstLine(real / "size") == "0") return false;
+  for (fs::path p = real; p != sys && p.has_relative_path() && p != p.parent_path();
+       p = p.parent_path()) {
+    if (fs::exists(p / "removable", ec)) return ReadFirstLine(p / "removable") == "1";
+    if (p.filename() == "block") break;
+  }
+  return false;
+}
+
+std::string LabelOf(const fs::path& device, const std::string& mountPoint,
+                    const fs::path& labelFolder) {
+  std::error_code ec;
+  for (auto it = fs::directory_iterator(labelFolder, ec); !ec && it != fs::directory_iterator();
+       it.increment(ec)) {
+    // udev's links are relative ("../../sdb1"): the target's last name is the device.
+    std::error_code ec2;
+    const fs::path target = fs::read_symlink(it->path(), ec2);
+    if (!ec2 && target.filename() == device.filename())
+      return UnescapeLabel(it->path().filename().string());
+  }
+  return fs::path(mountPoint).filename().string();
+}
+
+}  // namespace
+
+std::vector<RemovableVolume> RemovableVolumesIn(const std::string& mountTable,
+                                                const std::string& sysFolder,
+                                                const std::string& labelFolder) {
+  std::vector<RemovableVolume> out;
+  for (const MountEntry& e : ParseMountTable(mountTable)) {
+    // Pseudo file systems name no device; /dev/disk/... links lead to the device itself.
+    if (e.device.rfind("/dev/", 0) != 0) continue;
+    std::error_code ec;
+    const fs::path dev = fs::weakly_canonical(e.device, ec);
+    if (ec || dev.parent_path() != "/dev") continue;
+    if (!IsRemovableWithMedium(sysFolder, dev.filename().string())) continue;
+    if (!fs::is_directory(e.mountPoint, ec)) continue;
+    out.push_back({e.mountPoint, LabelOf(dev, e.mountPoint, labelFolder)});
+  }
+  return out;
+}
+
+namespace {
+
 #ifdef _WIN32
 
 class WindowsVolumes : public VolumeSource {
@@ -83,55 +160,13 @@ class WindowsVolumes : public VolumeSource {
 
 #else
 
-std::string ReadFirstLine(const std::string& path) {
-  std::ifstream in(path);
-  std::string line;
-  std::getline(in, line);
-  return Trim(line);
-}
-
-// /dev/sdb1 -> removable flag of sdb; follows /dev/disk/... symlinks first.
-bool DeviceIsRemovable(const std::string& device) {
-  std::error_code ec;
-  fs::path dev = fs::weakly_canonical(device, ec);
-  if (ec || dev.parent_path() != "/dev") return false;
-  fs::path sys = fs::path("/sys/class/block") / dev.filename();
-  fs::path real = fs::canonical(sys, ec);
-  if (ec) return false;
-  // A partition's own folder has no "removable"; its disk is the parent folder.
-  for (fs::path p = real; p.has_relative_path() && p != p.parent_path(); p = p.parent_path()) {
-    if (fs::exists(p / "removable", ec)) return ReadFirstLine((p / "removable").string()) == "1";
-    if (p.filename() == "block") break;
-  }
-  return false;
-}
-
-std::string LabelOf(const std::string& device, const std::string& mountPoint) {
-  std::error_code ec;
-  fs::path dev = fs::weakly_canonical(device, ec);
-  for (auto it = fs::directory_iterator("/dev/disk/by-label", ec);
-       !ec && it != fs::directory_iterator(); it.increment(ec)) {
-    std::error_code ec2;
-    if (fs::weakly_canonical(it->path(), ec2) == dev)
-      return Unescape(it->path().filename().string());
-  }
-  return fs::path(mountPoint).filename().string();
-}
-
 class LinuxVolumes : public VolumeSource {
  public:
   std::vector<RemovableVolume> List() override {
     std::ifstream in("/proc/self/mounts");
     std::stringstream text;
     text << in.rdbuf();
-    std::vector<RemovableVolume> out;
-    for (const MountEntry& e : ParseMountTable(text.str())) {
-      if (e.device.rfind("/dev/", 0) != 0 || !DeviceIsRemovable(e.device)) continue;
-      std::error_code ec;
-      if (!fs::is_directory(e.mountPoint, ec)) continue;
-      out.push_back({e.mountPoint, LabelOf(e.device, e.mountPoint)});
-    }
-    return out;
+    return RemovableVolumesIn(text.str(), "/sys", "/dev/disk/by-label");
   }
 };
 

@@ -37,12 +37,18 @@ std::string VolumeEntryText(const RemovableVolume& v);
 // The root named by a list entry ("[E:] MEMSTICK" -> "E:"), "" when it is not one.
 std::string VolumeRootFromEntry(const std::string& entry);
 
-// Linux: the removable volumes described by a mount table (/proc/self/mounts text), with
-// `isRemovable(device)` deciding for each mounted device and `labelOf(device, mountPoint)`
-// naming it. Split out so that it can be tested with made-up tables.
+// A mount table (/proc/self/mounts text), one entry per line with octal escapes undone.
 struct MountEntry {
   std::string device, mountPoint, fsType;
 };
 std::vector<MountEntry> ParseMountTable(const std::string& text);
+
+// Elsewhere than Windows: the mounted volumes of `mountTable` that sit on a removable block
+// device with a medium in it, as the block-device tree under `sysFolder` (/sys) describes
+// them, named by the links in `labelFolder` (/dev/disk/by-label) or else by the mount
+// point's last name. SystemVolumes() passes the system's own; tests pass made-up ones.
+std::vector<RemovableVolume> RemovableVolumesIn(const std::string& mountTable,
+                                                const std::string& sysFolder,
+                                                const std::string& labelFolder);
 
 }  // namespace ebf

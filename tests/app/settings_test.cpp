@@ -3,6 +3,7 @@
 #include "app/settings.h"
 #include "app/startup.h"
 #include "common/files.h"
+#include "support/messages.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -156,10 +157,8 @@ TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
 
 TEST(Startup, ConverterAndRequiredFiles) {
   TempDir prog;
-  EXPECT_EQ(CheckConverterPresent(prog.folder()), "The file, tarnwick.exe is missing!!!");
-  EXPECT_EQ(CheckRequiredFiles(prog.folder()),
-            "It appears that you are missing necessary files!!!  These files are required to do "
-            "the conversion.");
+  EXPECT_EQ(CheckConverterPresent(prog.folder()), test::ConverterMissingMessage());
+  EXPECT_EQ(CheckRequiredFiles(prog.folder()), test::MissingFilesMessage());
   prog.MakeDir("Data");
   prog.MakeDir("PSXCust/Default");
   test::WriteFileText(prog / "Data/tarnwick.exe", "");
@@ -169,7 +168,8 @@ TEST(Startup, ConverterAndRequiredFiles) {
                         "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"}) {
     test::WriteFileText(prog / f, "");
   }
-  EXPECT_NE(CheckRequiredFiles(prog.folder()), "");  // SND0.AT3 still missing
+  EXPECT_EQ(CheckRequiredFiles(prog.folder()),
+            test::MissingFilesMessage());  // SND0.AT3 still missing
   test::WriteFileText(prog / "PSXCust/Default/SND0.AT3", "");
   EXPECT_EQ(CheckRequiredFiles(prog.folder()), "");
 

@@ -89,9 +89,7 @@ class SlotConversion : public ::testing::Test {
     EXPECT_TRUE(ConvertSlotPictureToPng(dir_.folder(), path, target.slotWord, image, target.width,
                                         target.height, mode, centre));
     EXPECT_EQ(path, dir_.folder() + "Temp" + kSep + "C_" + target.slotWord + ".png");
-    if (test::HaveTool("pngcheck")) {
-      EXPECT_TRUE(test::RunQuiet("pngcheck -q " + ShellQuote(path)));
-    }
+    EXPECT_TRUE(test::PngcheckAccepts(path));
     c32bppDIB back;
     EXPECT_TRUE(back.LoadPictureFile(path));
     return back.picture();

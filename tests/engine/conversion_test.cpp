@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "assets/slots.h"
+#include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
 #include "engine/conversion.h"
@@ -12,6 +13,7 @@
 #include "pbp/inspect.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
+#include "support/messages.h"
 #include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -29,6 +31,28 @@ Bytes PalCode() {
   std::copy(pattern, pattern + 8, exe.begin() + 1001);
   std::copy(pattern, pattern + 8, exe.begin() + 5000);
   return exe;
+}
+
+// Where the two patterns sit in the raw image: the executable (first in name order) starts
+// at sector 21, right after the root directory at 20, and a mode 2 form 1 sector's data
+// starts 24 bytes in. 1001 -> 21 * 2352 + 24 + 1001; 5000 = 2 * 2048 + 904 -> sector 23.
+constexpr std::size_t kPalAt[2] = {50417, 55024};
+
+// The image as the fix must leave it: both additions of 0x13 and 0x10 become additions of 0.
+Bytes PalFixedByHand(Bytes image) {
+  const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+  for (std::size_t at : kPalAt) std::copy(fixed, fixed + 8, image.begin() + at);
+  return image;
+}
+
+// The image as built, with the patterns where PalFixedByHand expects them.
+Bytes PalImage() {
+  const Bytes image =
+      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
+  const Bytes pattern = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+  for (std::size_t at : kPalAt)
+    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), pattern) << at;
+  return image;
 }
 
 struct Job {
@@ -153,9 +177,25 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
 }
 
 TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
-  const Bytes image =
-      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
-  for (const char* mode : {"done", "done-lower", "silent", "crash", "huge", "slow"}) {
+  const Bytes image = PalImage();
+  const std::string failed =
+      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
+  // The stand-in's package is no real one, so even a run that ends in "Done." fails at the
+  // patch after it.
+  const std::string notAPackage =
+      "The selected EBOOT doesn't appear to be valid!  (PSAR header not found)";
+  const std::pair<const char*, std::string> modes[] = {
+      {"done", notAPackage},
+      {"done-bare", notAPackage},
+      {"huge", notAPackage},
+      {"done-lower", failed + "Writing...\r\ndone.\r\n"},
+      {"done-no-dot", failed + "Done\r\n"},
+      {"silent", failed},
+      {"error", failed + "Cannot read the image\n"},
+      {"crash", failed + "about to crash\n"},
+      {"slow", "Cancelled."},
+  };
+  for (const auto& [mode, message] : modes) {
     Job r(true);
     test::FakeMode fake(mode);
     test::WriteFileBytes(r.work / "game.bin", image);
@@ -165,14 +205,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       r.host.onPump = [](int n) {
         if (n == 3) CancelRequested = true;
       };
-    const std::string result = r.Go();
-    if (std::string(mode) == "slow") {
-      EXPECT_EQ(result, "Cancelled.");
-    } else {
-      // The stand-in's package is no real one, so even "done" fails at the patch after it.
-      EXPECT_NE(result, "Success.") << mode;
-      EXPECT_FALSE(result.empty()) << mode;
-    }
+    EXPECT_EQ(r.Go(), message) << mode;
     EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
     r.ExpectCleanedUp();
     EXPECT_FALSE(CancelRequested);
@@ -187,13 +220,14 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   EXPECT_EQ(outcome.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
   const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-  EXPECT_NE(Bytes(back.begin(), back.begin() + static_cast<long>(image.size())), image);
+  ASSERT_GE(back.size(), image.size());
+  EXPECT_TRUE(Bytes(back.begin(), back.begin() + static_cast<long>(image.size())) ==
+              PalFixedByHand(image));
 }
 
 TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   Job r;
-  const Bytes image =
-      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
+  const Bytes image = PalImage();
   test::WriteFileBytes(r.work / "game.bin", image);
   r.req.InputPath = r.work / "game.bin";
   r.req.CompressionLevel = 0;
@@ -202,6 +236,16 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
   EXPECT_EQ(outcome.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+
+  // The package stores the image as it is, 0x100000 bytes into the PSAR, whose offset the
+  // header keeps at 36; the fix was made there.
+  const Bytes package = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+  ASSERT_GE(package.size(), 40u);
+  const std::size_t start = LoadLe32(&package[36]) + 0x100000u;
+  ASSERT_GE(package.size(), start + image.size());
+  EXPECT_TRUE(Bytes(package.begin() + static_cast<long>(start),
+                    package.begin() + static_cast<long>(start + image.size())) ==
+              PalFixedByHand(image));
 }
 
 TEST(Conversion, RefusalsBeforeAnyWork) {
@@ -231,16 +275,14 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     req.Pic1Path = def + "PIC1.PNG";
     req.Snd0Path = def + "SND0.AT3";
     req.GamebootPath = def + "Gameboot.png";
-    EXPECT_EQ(RunConversion(req, ctx), "The file, tarnwick.exe is missing!!!");
+    EXPECT_EQ(RunConversion(req, ctx), test::ConverterMissingMessage());
   }
   {
     Job r;
     test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
     r.req.InputPath = r.work / "g.bin";
     r.req.Pic1Path = r.work / "nothing.png";
-    EXPECT_EQ(r.Go(),
-              "It appears that you are missing necessary files!!!  These files are required to "
-              "do the conversion.");
+    EXPECT_EQ(r.Go(), test::MissingFilesMessage());
   }
   {
     Job r;
@@ -322,7 +364,10 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   EXPECT_EQ(in.title, "Renamed");
   EXPECT_EQ(in.gameId, "SLUS05678");
   EXPECT_EQ(in.saveName, "New Save");
-  EXPECT_EQ(ExtractAgain(eboot, r.work / "a.bin"), ExtractAgain(eboot, r.work / "b.bin"));
+  // Only the header area changed: the disc image is still the one converted.
+  const Bytes patched = ExtractAgain(eboot, r.work / "a.bin");
+  ASSERT_GE(patched.size(), image.size());
+  EXPECT_TRUE(std::equal(image.begin(), image.end(), patched.begin()));
 
   // A bigger PIC1 does not fit: rebuilt into a new file chosen by the caller.
   r.req.Pic1Path = r.work / "big.png";
@@ -339,8 +384,9 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
   EXPECT_EQ(outcome.rebuiltTo, r.work / "rebuilt.pbp");
   EXPECT_EQ(test::ReadFileBytes(eboot), before);  // the source is never altered
-  EXPECT_EQ(ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin"),
-            ExtractAgain(eboot, r.work / "d.bin"));
+  const Bytes rebuilt = ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin");
+  ASSERT_GE(rebuilt.size(), image.size());
+  EXPECT_TRUE(std::equal(image.begin(), image.end(), rebuilt.begin()));
 
   // Recompressed at level 0 through extraction and the converter.
   Job re;

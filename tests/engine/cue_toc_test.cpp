@@ -55,9 +55,12 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   CuePreparation p = PrepareCue(dir / "game.cue", out);
   EXPECT_EQ(p.result, "");
   EXPECT_EQ(p.imagePath, dir / "Game (Track 1).bin");  // found case-blind
-  const Bytes toc = test::ReadFileBytes(out + "ISO.TOC");
-  ASSERT_EQ(toc.size(), 40u);
-  EXPECT_EQ(EntryAt(toc, 2), Entry({0x01, 0, 0xA2, 0, 0, 0, 0, 0x00, 0x01, 0x00}));
+  // One data track; 75 sectors give the lead-out 00:01:00.
+  EXPECT_EQ(test::ReadFileBytes(out + "ISO.TOC"),
+            Bytes({0x41, 0, 0xA0, 0, 0,    0, 0, 0x01, 0x20, 0,     //
+                   0x41, 0, 0xA1, 0, 0,    0, 0, 0x01, 0,    0,     //
+                   0x01, 0, 0xA2, 0, 0,    0, 0, 0x00, 0x01, 0x00,  //
+                   0x41, 0, 0x01, 0, 0x02, 0, 0, 0,    0x02, 0}));
 
   // A sheet naming a missing .IMG falls back to the .bin beside it.
   test::WriteFileBytes(dir / "Other.bin", Bytes(2352, 0));
@@ -76,12 +79,52 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   EXPECT_EQ(PrepareCue(dir / "missing.cue", out).result, "The BIN file could not be found!!!");
 }
 
+TEST(CueToc, SingleFileSheets) {
+  struct Sheet {
+    std::string text;
+    uint64_t sectors;
+    Bytes toc;
+  };
+  const Sheet sheets[] = {
+      // An audio disc of one track, lower case, tabs, INDEX 00 first; 74 minutes of image.
+      {"file \"audio.bin\" binary\n\ttrack 01 audio\n\tindex 00 00:00:00\n\tindex 01 00:02:00\n",
+       333000,
+       {0x01, 0, 0xA0, 0, 0,    0, 0, 0x01, 0x20, 0,     //
+        0x01, 0, 0xA1, 0, 0,    0, 0, 0x01, 0,    0,     //
+        0x01, 0, 0xA2, 0, 0,    0, 0, 0x74, 0x00, 0x00,  //
+        0x01, 0, 0x01, 0, 0x02, 0, 0, 0,    0x02, 0}},
+      // A data track whose INDEX time is not a time counts from 00:00:00; 5 sectors.
+      {"FILE \"GAME.BIN\" BINARY\r\nTRACK 01 MODE1/2352\r\nINDEX 01 xx\r\n",
+       5,
+       {0x41, 0, 0xA0, 0, 0,    0, 0, 0x01, 0x20, 0,     //
+        0x41, 0, 0xA1, 0, 0,    0, 0, 0x01, 0,    0,     //
+        0x01, 0, 0xA2, 0, 0,    0, 0, 0x00, 0x00, 0x05,  //
+        0x41, 0, 0x01, 0, 0x02, 0, 0, 0,    0x02, 0}},
+      // A data track and two audio tracks in one file; 22:13:25 of image.
+      {"FILE \"GAME.BIN\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+       " TRACK 02 AUDIO\n  INDEX 01 03:20:10\n TRACK 03 AUDIO\n  INDEX 01 09:58:74\n",
+       100000,
+       {0x41, 0, 0xA0, 0,    0,    0,    0, 0x01, 0x20, 0,     //
+        0x01, 0, 0xA1, 0,    0,    0,    0, 0x03, 0,    0,     //
+        0x01, 0, 0xA2, 0,    0,    0,    0, 0x22, 0x13, 0x25,  //
+        0x41, 0, 0x01, 0,    0x02, 0,    0, 0,    0x02, 0,     //
+        0x01, 0, 0x02, 0x03, 0x22, 0x10, 0, 0x03, 0x22, 0x10,  //
+        0x01, 0, 0x03, 0x10, 0x00, 0x74, 0, 0x10, 0x00, 0x74}},
+  };
+  for (const Sheet& sheet : sheets) {
+    EXPECT_EQ(BuildCueToc(sheet.text, sheet.sectors * 2352).toc, sheet.toc) << sheet.text;
+  }
+}
+
 TEST(CueToc, JunkNeverBreaksIt) {
+  // No usable track: three empty lead entries.
+  const Bytes empty(30, 0);
   for (std::string junk : {std::string("TRACK"), std::string("TRACK 999 AUDIO\nINDEX 01 xx"),
                            std::string("INDEX 01 00:00:00"), std::string("FILE \"unbalanced"),
                            std::string("\0\xff\x01 TRACK 02", 12), std::string(5000, '"')}) {
     CueToc t = BuildCueToc(junk, 12345);
-    EXPECT_EQ(t.toc.size(), static_cast<std::size_t>(t.lastTrack + 3) * 10);
+    EXPECT_EQ(t.lastTrack, 0) << junk;
+    EXPECT_EQ(t.toc, empty) << junk;
   }
 }
 

@@ -1,7 +1,9 @@
 #!/bin/sh
-# Builds the fuzz targets with clang in build-fuzz/ and runs each for a short while
-# (FUZZ_SECONDS, default 20). Seeds come from ImageMagick when it is installed. Exits
-# non-zero when a target finds a crash; the crashing input is left in build-fuzz/fuzz/.
+# Builds the fuzz targets with clang in build-fuzz/, replays the kept inputs of
+# tests/fuzz/regressions/ through them, and runs each for a short while (FUZZ_SECONDS,
+# default 20). Seeds are the kept inputs and, when it is installed, pictures from
+# ImageMagick. Exits non-zero when a kept input fails or a target finds a crash; the
+# crashing input is left in build-fuzz/fuzz/ (add it to make_regressions.py once fixed).
 set -eu
 cd "$(dirname "$0")/../.."
 if ! command -v clang++ >/dev/null 2>&1; then
@@ -10,7 +12,8 @@ if ! command -v clang++ >/dev/null 2>&1; then
 fi
 SECONDS_EACH=${FUZZ_SECONDS:-20}
 BUILD=build-fuzz
-SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
+# Undefined behaviour stops the run like a crash, so the fuzzers and the replay report it.
+SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
 cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat fuzz_disc_sheets >/dev/null
@@ -46,34 +49,20 @@ if [ ! -e "$DOC" ]; then
   } > "$DOC"
 fi
 
-# Sheets: the first byte picks the parser (0 CUE, 1 CloneCD, 2 MDS).
-SHEETS="$CORPUS/disc_sheets"
-if [ ! -e "$SHEETS/set.cue" ]; then
-  printf '\000FILE "a (Track 1).bin" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n'\
-'  POSTGAP 00:02:00\nFILE "b.bin" BINARY\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n'\
-'  INDEX 00 00:00:00\n  INDEX 01 00:02:00\n' > "$SHEETS/set.cue"
-  printf '\001[CloneCD]\nVersion=3\n[Disc]\nSessions=1\n[Entry 0]\nPoint=0xa0\nControl=0x04\n'\
-'PLBA=4350\n[Entry 1]\nPoint=0x01\nControl=0x04\nPLBA=0\n[TRACK 1]\nMODE=2\nINDEX 1=0\n' \
-    > "$SHEETS/game.ccd"
-  # Header (version 1.3, one session at 0x58), the session (one block at 0x70), one track
-  # block whose extra block lies at 0xC0.
-  {
-    printf '\002MEDIA DESCRIPTOR\001\003\000\000\001\000'; head -c 58 /dev/zero
-    printf '\130\000\000\000'; head -c 4 /dev/zero
-    printf '\152\377\377\377\000\020\000\000\001\000\001\000\001\000\001\000'
-    head -c 4 /dev/zero; printf '\160\000\000\000'
-    printf '\253\000\024\000\001\000\002\000\000\000\002\000\300\000\000\000\060\011'
-    head -c 18 /dev/zero; head -c 44 /dev/zero
-    printf '\000\000\000\000\000\020\000\000'
-  } > "$SHEETS/game.mds"
-fi
+# Sheets (the first byte picks the parser: 0 CUE, 1 CloneCD, 2 MDS) are seeded from the
+# kept inputs of regressions/disc_sheets alone.
 
 status=0
+echo "== replaying tests/fuzz/regressions"
+ctest --test-dir "$BUILD" -R '^fuzz_regressions_' --output-on-failure || status=1
+
+REGRESSIONS="$(pwd)/tests/fuzz/regressions"
 for target in bmp ico document_dat disc_sheets; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
   log="$BUILD/fuzz/$target.log"
   if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
-      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" >"$target.log" 2>&1); then
+      -rss_limit_mb=1024 -print_final_stats=1 "corpus/$target" "$REGRESSIONS/$target" \
+      >"$target.log" 2>&1); then
     grep -E '^(Done|stat::peak_rss_mb)' "$log" || true
   else
     tail -n 40 "$log"

@@ -21,10 +21,9 @@ class BadInput : public ::testing::Test {
     test::WritePam(source_, test::GradientPicture(64, 48, true));
   }
   Bytes Make(const std::string& target, const std::string& options) {
-    const std::string path = dir_ / target.substr(target.find(':') + 1);
-    EXPECT_TRUE(test::RunQuiet("convert " + ShellQuote(source_) + " " + options + " " +
-                               ShellQuote(target.substr(0, target.find(':') + 1) + path)));
-    return test::ReadFileBytes(path);
+    const std::string path = test::MakeWithImageMagick(source_, target, options, dir_.folder());
+    EXPECT_FALSE(path.empty()) << target;
+    return path.empty() ? Bytes{} : test::ReadFileBytes(path);
   }
   TempDir dir_;
   std::string source_ = dir_ / "source.pam";

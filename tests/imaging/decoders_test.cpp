@@ -26,11 +26,8 @@ class DecoderWitness : public ::testing::Test {
   void Check(const std::string& name, const std::string& options, int tolerance = 0,
              int frame = 0) {
     SCOPED_TRACE(name + " " + options);
-    const std::string path = dir_ / name.substr(name.find(':') + 1);
-    ASSERT_TRUE(test::RunQuiet("convert " + ShellQuote(source_) + " " + options + " " +
-                               ShellQuote(name.find(':') == std::string::npos
-                                              ? path
-                                              : name.substr(0, name.find(':') + 1) + path)));
+    const std::string path = test::MakeWithImageMagick(source_, name, options, dir_.folder());
+    ASSERT_FALSE(path.empty());
     const Picture witness = ReadWithImageMagick(path, frame);
     ASSERT_FALSE(witness.empty());
     c32bppDIB ours;

@@ -33,9 +33,8 @@ TEST(Mutation, DamagedPicturesNeverBreakTheReaders) {
   std::mt19937 random(20240601);
   for (const auto& [target, options] : seeds) {
     SCOPED_TRACE(target);
-    const std::string path = dir / target.substr(target.find(':') + 1);
-    ASSERT_TRUE(test::RunQuiet("convert " + test::ShellQuote(source) + " " + options + " " +
-                               test::ShellQuote(target.substr(0, target.find(':') + 1) + path)));
+    const std::string path = test::MakeWithImageMagick(source, target, options, dir.folder());
+    ASSERT_FALSE(path.empty());
     const Bytes original = test::ReadFileBytes(path);
     Picture picture;
     ASSERT_TRUE(DecodePicture(original, picture));

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "common/files.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
@@ -15,18 +16,42 @@ bool HaveTool(const std::string& name) {
   return RunQuiet("command -v " + name);
 }
 
+::testing::AssertionResult Installed(const std::string& tool) {
+  if (HaveTool(tool)) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << tool << " is not installed (./build.sh installs it)";
+}
+
+::testing::AssertionResult PngcheckAccepts(const std::string& path) {
+  if (::testing::AssertionResult installed = Installed("pngcheck"); !installed) return installed;
+  if (RunQuiet("pngcheck -q " + ShellQuote(path))) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "pngcheck rejects " << path;
+}
+
 std::string ShellQuote(const std::string& text) {
   std::string out = "'";
   for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return out + "'";
 }
 
+bool ImageMagickConvert(const std::string& input, const std::string& options,
+                        const std::string& output) {
+  return RunQuiet("convert " + ShellQuote(input) + " " + options + " " + ShellQuote(output));
+}
+
+std::string MakeWithImageMagick(const std::string& source, const std::string& target,
+                                const std::string& options, const std::string& folder) {
+  const std::size_t colon = target.find(':');
+  const std::string format = colon == std::string::npos ? "" : target.substr(0, colon + 1);
+  const std::string path = JoinPath(folder, target.substr(format.size()));
+  return ImageMagickConvert(source, options, format + path) ? path : "";
+}
+
 Picture ReadWithImageMagick(const std::string& path, int frame) {
   TempDir dir;
   const std::string pam = dir / "out.pam";
   Picture out;
-  if (!RunQuiet("convert " + ShellQuote(path + "[" + std::to_string(frame) + "]") +
-                " -colorspace sRGB -alpha on -depth 8 " + ShellQuote("pam:" + pam)))
+  if (!ImageMagickConvert(path + "[" + std::to_string(frame) + "]",
+                          "-colorspace sRGB -alpha on -depth 8", "pam:" + pam))
     return out;
   const Bytes bytes = ReadFileBytes(pam);
   const std::string text(bytes.begin(), bytes.end());

@@ -1,6 +1,9 @@
 #pragma once
 // Independent witnesses for picture tests: ImageMagick's `convert` makes and reads
-// pictures, pngcheck judges PNG files. Tests skip when a tool is missing.
+// pictures, pngcheck judges PNG files. build.sh installs both; a test that needs one fails,
+// or skips saying so, when it is missing, and never passes without asking it.
+
+#include <gtest/gtest.h>
 
 #include <string>
 
@@ -9,10 +12,23 @@
 namespace ebf::test {
 
 bool HaveTool(const std::string& name);
+// Fails, naming the tool, when it is not installed.
+::testing::AssertionResult Installed(const std::string& tool);
+// pngcheck's verdict on a file; fails when pngcheck is not installed.
+::testing::AssertionResult PngcheckAccepts(const std::string& path);
 // Runs a shell command quietly; true when it exits with 0.
 bool RunQuiet(const std::string& command);
 // Single-quoted for the shell.
 std::string ShellQuote(const std::string& text);
+
+// ImageMagick: `convert <input> <options> <output>`, both file names quoted; `output` may
+// start with a format ("bmp3:a.bmp"). True when convert succeeded.
+bool ImageMagickConvert(const std::string& input, const std::string& options,
+                        const std::string& output);
+// Writes `source` into `folder` as `target`, a file name with an optional format in front
+// ("bmp3:a.bmp" -> <folder>/a.bmp written as bmp3); returns the path, "" when convert failed.
+std::string MakeWithImageMagick(const std::string& source, const std::string& target,
+                                const std::string& options, const std::string& folder);
 
 // The picture as ImageMagick reads it (frame `frame` of the file), as BGRA.
 Picture ReadWithImageMagick(const std::string& path, int frame = 0);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "common/cancel.h"
 #include "common/files.h"
 #include "support/recording_host.h"
@@ -53,6 +55,92 @@ TEST(VolumeList, EntriesAndMountTable) {
   // The real list never fails, whatever the machine has.
   EXPECT_NO_THROW(SystemVolumes()->List());
 }
+
+#ifndef _WIN32
+// A block-device tree as sysfs lays it out: <sys>/devices/.../block/<disk>[/<partition>] with
+// the disk's "removable" flag and each one's "size" in sectors, and <sys>/class/block/<name>
+// linking to each; label links as udev makes them.
+struct FakeSystem {
+  TempDir root;
+  std::string sys = root.MakeDir("sys");
+  std::string labels = root.MakeDir("by-label");
+  std::string media = root.MakeDir("media");
+
+  void Disk(const std::string& bus, const std::string& disk, const char* removable,
+            const char* size, const std::vector<std::string>& partitions = {}) {
+    const std::string folder = "devices/" + bus + "/block/" + disk;
+    root.MakeDir("sys/" + folder);
+    test::WriteFileText(sys + "/" + folder + "/removable", std::string(removable) + "\n");
+    test::WriteFileText(sys + "/" + folder + "/size", std::string(size) + "\n");
+    Link(disk, folder);
+    for (const std::string& part : partitions) {
+      root.MakeDir("sys/" + folder + "/" + part);
+      test::WriteFileText(sys + "/" + folder + "/" + part + "/size", "2048\n");
+      Link(part, folder + "/" + part);
+    }
+  }
+  void Link(const std::string& name, const std::string& folder) {
+    root.MakeDir("sys/class/block");
+    std::filesystem::create_directory_symlink("../../" + folder, sys + "/class/block/" + name);
+  }
+  void Label(const std::string& linkName, const std::string& device) {
+    std::filesystem::create_symlink("../../" + device, labels + "/" + linkName);
+  }
+  std::vector<std::pair<std::string, std::string>> List(const std::string& mountTable) const {
+    std::vector<std::pair<std::string, std::string>> out;
+    for (const RemovableVolume& v : RemovableVolumesIn(mountTable, sys, labels))
+      out.emplace_back(v.root, v.label);
+    return out;
+  }
+};
+
+TEST(VolumeList, RemovableVolumesWithAMediumFromTheMountTableAndSysfs) {
+  FakeSystem fs;
+  fs.Disk("pci0/ata1", "sda", "0", "976773168", {"sda1"});  // the fixed system disk
+  fs.Disk("pci0/usb1", "sdb", "1", "3911680", {"sdb1"});    // the PSP's memory stick
+  fs.Disk("pci0/usb2", "sdc", "1", "1953792");              // a stick without partitions
+  fs.Disk("pci0/usb3", "sdd", "1", "0");                    // a card reader, slot empty
+  fs.Disk("pci0/usb4", "sde", "1", "15663104", {"sde1"});
+  fs.Disk("virtual", "loop0", "0", "131072");  // a mounted image file
+  fs.Label("MEMORY\\x20STICK", "sdb1");
+  fs.Label("ROOT", "sda1");
+  for (const char* name : {"PSP Stick", "CARD", "EMPTY", "LOOP"})
+    fs.root.MakeDir(std::string("media/") + name);
+  const std::string m = fs.media + "/";
+  const std::string table =
+      "/dev/sda1 / ext4 rw,relatime 0 0\n"
+      "proc /proc proc rw,nosuid 0 0\n"
+      "sysfs /sys sysfs rw 0 0\n"
+      "tmpfs " +
+      m +
+      "CARD tmpfs rw 0 0\n"
+      "/dev/sdb1 " +
+      m +
+      "PSP\\040Stick vfat rw,nosuid 0 0\n"
+      "/dev/sdc " +
+      m +
+      "CARD vfat rw 0 0\n"
+      "/dev/sdd " +
+      m +
+      "EMPTY vfat rw 0 0\n"
+      "/dev/loop0 " +
+      m +
+      "LOOP squashfs ro 0 0\n"
+      "/dev/sde1 " +
+      m +
+      "GONE vfat rw 0 0\n"
+      "/dev/sdz1 " +
+      m + "CARD vfat rw 0 0\n";
+  // The stick by its label, the unpartitioned one by its mount point's name; not the fixed
+  // disk, the pseudo file systems, the empty slot, the loop device, the mount point that is
+  // gone or the device sysfs does not know.
+  EXPECT_EQ(fs.List(table), (std::vector<std::pair<std::string, std::string>>{
+                                {m + "PSP Stick", "MEMORY STICK"}, {m + "CARD", "CARD"}}));
+  // Nothing to read: nothing listed.
+  EXPECT_TRUE(fs.List("").empty());
+  EXPECT_TRUE(RemovableVolumesIn(table, fs.root / "nowhere", fs.labels).empty());
+}
+#endif
 
 TEST(CopyToPsp, CreatesFoldersAsksBeforeReplacingAndKeepsOldOnCancel) {
   TempDir out, psp;

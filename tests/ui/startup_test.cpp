@@ -7,8 +7,8 @@
 #include <QTest>
 #include <QUuid>
 
-#include "app/startup.h"
 #include "fakes.h"
+#include "support/messages.h"
 #include "ui/main_window.h"
 #include "ui/single_instance.h"
 #include "ui/startup_flow.h"
@@ -46,7 +46,7 @@ class StartupTest : public QObject {
     std::remove((f.prog / "Data/tarnwick.exe").c_str());
     QVERIFY(!ui::RunStartup(f.Make(), ""));
     QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(), QString::fromLatin1(kMsgConverterMissing));
+    QCOMPARE(f.prompter.last(), QString::fromStdString(ConverterMissingMessage()));
     QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
     QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
     QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
@@ -60,7 +60,7 @@ class StartupTest : public QObject {
       std::remove((f.prog / gone).c_str());
       QVERIFY2(!ui::RunStartup(f.Make(), ""), gone);
       QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QCOMPARE(f.prompter.last(), QString::fromLatin1(kMsgMissingFiles));
+      QCOMPARE(f.prompter.last(), QString::fromStdString(MissingFilesMessage()));
       QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
       QVERIFY(f.resolved.empty());
     }

@@ -1,0 +1,197 @@
+#!/usr/bin/env python3
+"""Writes the hand-made inputs that every clang build replays through the fuzz targets
+(tests/fuzz/regressions/<target>/): headers cut short, sizes and offsets that lie, counts
+that overflow, and the shapes that once broke a reader. The files are kept in the
+repository; run this again after changing it."""
+import os
+import struct
+import zlib
+
+HERE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "regressions")
+
+
+def le16(v):
+    return struct.pack("<H", v & 0xFFFF)
+
+
+def le32(v):
+    return struct.pack("<I", v & 0xFFFFFFFF)
+
+
+def write(target, name, data):
+    folder = os.path.join(HERE, target)
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, name), "wb") as f:
+        f.write(data)
+
+
+# ---- BMP: file header (14 bytes) + DIB header ------------------------------------------
+
+def info_header(width, height, bits, compression=0, colors=0, size=40):
+    h = le32(size) + le32(width) + le32(height) + le16(1) + le16(bits) + le32(compression)
+    h += le32(0) + le32(2835) + le32(2835) + le32(colors) + le32(0)
+    return h + bytes(size - 40)
+
+
+def bmp(dib, pixels, offset=None, extra=b""):
+    off = 14 + len(dib) + len(extra) if offset is None else offset
+    body = dib + extra + pixels
+    return b"BM" + le32(14 + len(body)) + le32(0) + le32(off) + body
+
+
+def bmp_cases():
+    good = bmp(info_header(2, 2, 24), bytes([0, 0, 255, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0]))
+    yield "good_2x2_24bit.bmp", good
+    yield "cut_in_file_header.bmp", good[:9]
+    yield "cut_in_dib_header.bmp", good[:30]
+    yield "cut_in_pixels.bmp", good[:-5]
+    yield "pixel_offset_past_end.bmp", bmp(info_header(2, 2, 24), bytes(16), offset=0x7FFFFFFF)
+    yield "pixel_offset_inside_header.bmp", bmp(info_header(2, 2, 24), bytes(16), offset=20)
+    yield "width_2g_no_pixels.bmp", bmp(info_header(0x7FFFFFFF, 1, 24), bytes(4))
+    yield "height_int_min.bmp", bmp(info_header(1, 0x80000000, 24), bytes(4))
+    yield "negative_width.bmp", bmp(info_header(0xFFFFFFFF, 1, 24), bytes(4))
+    yield "zero_size.bmp", bmp(info_header(0, 0, 24), bytes(4))
+    yield "side_16385.bmp", bmp(info_header(16385, 1, 8), bytes(16388))
+    yield "bits_zero.bmp", bmp(info_header(1, 1, 0), bytes(4))
+    yield "bits_64.bmp", bmp(info_header(1, 1, 64), bytes(8))
+    # Palette: more colours claimed than fit, and a palette cut by the end of the file.
+    yield "palette_colors_huge.bmp", bmp(info_header(4, 1, 8, colors=0xFFFFFFFF), bytes(4))
+    yield "palette_cut_short.bmp", bmp(info_header(4, 1, 8, colors=256), bytes(4), extra=bytes(12))
+    # Bit fields: masks with holes, all ones, overlapping; masks beyond a cut header.
+    masks = le32(0xF0F0F0F0) + le32(0xFFFFFFFF) + le32(0x00000001)
+    yield "bitfields_odd_masks.bmp", bmp(info_header(2, 1, 32, compression=3), bytes(8), extra=masks)
+    yield "bitfields_masks_cut.bmp", (b"BM" + le32(60) + le32(0) + le32(54)
+                                      + info_header(1, 1, 16, compression=3))
+    yield "bitfields_on_8bit.bmp", bmp(info_header(1, 1, 8, compression=3), bytes(4), extra=masks)
+    v5 = info_header(2, 1, 32, compression=6, size=124)
+    yield "alpha_bitfields_v5.bmp", bmp(v5, bytes(8))
+    # Run lengths: no end mark, a move past the picture, a literal run longer than the data,
+    # RLE on a top-down picture, RLE4 with an odd literal.
+    pal = bytes(4 * 256)
+    yield "rle8_no_end_mark.bmp", bmp(info_header(4, 4, 8, compression=1), bytes([4, 1, 4, 2]), extra=pal)
+    yield "rle8_delta_far.bmp", bmp(info_header(4, 4, 8, compression=1),
+                                    bytes([0, 2, 255, 255, 2, 7, 0, 1]), extra=pal)
+    yield "rle8_literal_too_long.bmp", bmp(info_header(4, 4, 8, compression=1),
+                                           bytes([0, 200, 1, 2, 3]), extra=pal)
+    yield "rle8_top_down.bmp", bmp(info_header(4, 0xFFFFFFFC, 8, compression=1),
+                                   bytes([4, 1, 0, 1]), extra=pal)
+    yield "rle4_odd_literal.bmp", bmp(info_header(5, 2, 4, compression=2),
+                                      bytes([0, 5, 0x12, 0x34, 0x50, 0, 0, 0, 0, 1]), extra=pal[:64])
+    yield "rle8_huge_picture.bmp", bmp(info_header(16384, 16384, 8, compression=1),
+                                       bytes([0, 1]), extra=pal)
+    # OS/2 core header with a three-byte palette, and one cut inside the palette.
+    core = le32(12) + le16(2) + le16(2) + le16(1) + le16(1)
+    yield "os2_1bit.bmp", bmp(core, bytes([0x80, 0, 0, 0, 0x40, 0, 0, 0]), extra=bytes(6))
+    core1 = le32(12) + le16(2) + le16(1) + le16(1) + le16(1)
+    yield "os2_palette_runs_past_end.bmp", (b"BM" + le32(30) + le32(0) + le32(26) + core1 + bytes(4))
+    yield "header_size_huge.bmp", (b"BM" + le32(30) + le32(0) + le32(26) + le32(0xFFFFFFF0)
+                                   + bytes(8))
+    yield "jpeg_inside.bmp", bmp(info_header(1, 1, 24, compression=4), bytes(4))
+
+
+# ---- ICO / CUR ----------------------------------------------------------------------------
+
+def ico(entries, images, kind=1, count=None):
+    """entries: (width, height, bits, size, offset) with None meaning the real value."""
+    n = len(entries) if count is None else count
+    out = le16(0) + le16(kind) + le16(n)
+    pos = 6 + 16 * len(entries)
+    offsets = []
+    for img in images:
+        offsets.append(pos)
+        pos += len(img)
+    for i, (w, h, bits, size, offset) in enumerate(entries):
+        real = images[i] if i < len(images) else b""
+        out += bytes([w & 0xFF, h & 0xFF, 0, 0]) + le16(1) + le16(bits)
+        out += le32(len(real) if size is None else size)
+        out += le32((offsets[i] if i < len(offsets) else 0) if offset is None else offset)
+    return out + b"".join(images)
+
+
+def icon_dib(width, height, bits, pixels=None, mask=True):
+    dib = info_header(width, height * 2, bits)
+    if bits <= 8:
+        dib += bytes(4 << bits)
+    stride = ((width * bits + 31) // 32) * 4
+    dib += pixels if pixels is not None else bytes(stride * height)
+    if mask:
+        dib += bytes(((width + 31) // 32) * 4 * height)
+    return dib
+
+
+def png(width, height, idat=None, cut=None):
+    def chunk(tag, body):
+        return le32be(len(body)) + tag + body + le32be(zlib.crc32(tag + body))
+    raw = b"".join(b"\x00" + bytes(4 * min(width, 64)) for _ in range(min(height, 4)))
+    data = (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0))
+            + chunk(b"IDAT", zlib.compress(raw) if idat is None else idat) + chunk(b"IEND", b""))
+    return data if cut is None else data[:cut]
+
+
+def le32be(v):
+    return struct.pack(">I", v & 0xFFFFFFFF)
+
+
+def ico_cases():
+    good = icon_dib(2, 2, 32)
+    yield "good_2x2_32bit.ico", ico([(2, 2, 32, None, None)], [good])
+    yield "cut_in_directory.ico", ico([(2, 2, 32, None, None)], [good])[:15]
+    yield "count_65535.ico", ico([(2, 2, 32, None, None)], [good], count=0xFFFF)
+    yield "count_zero.ico", ico([(2, 2, 32, None, None)], [good], count=0)
+    yield "type_three.ico", ico([(2, 2, 32, None, None)], [good], kind=3)
+    yield "size_lies_past_end.ico", ico([(2, 2, 32, 0x7FFFFFFF, None)], [good])
+    yield "offset_lies_past_end.ico", ico([(2, 2, 32, None, 0xFFFFFFF0)], [good])
+    yield "offset_plus_size_wraps.ico", ico([(2, 2, 32, 0x20, 0xFFFFFFF0)], [good])
+    yield "size_zero.ico", ico([(2, 2, 32, 0, None)], [good])
+    # Bitmaps: height 1 (no colour rows), the mask missing, a top-down bitmap, a header whose
+    # width times height overflows 32 bits, RLE inside an icon.
+    yield "height_one.ico", ico([(1, 1, 32, None, None)], [info_header(1, 1, 32) + bytes(4)])
+    yield "mask_missing.cur", ico([(2, 2, 24, None, None)], [icon_dib(2, 2, 24, mask=False)], kind=2)
+    yield "top_down.ico", ico([(2, 2, 32, None, None)], [info_header(2, 0xFFFFFFFC, 32) + bytes(16)])
+    yield "area_overflow.ico", ico([(0, 0, 32, None, None)],
+                                   [info_header(0x7FFFFFFF, 0x7FFFFFFE, 32) + bytes(8)])
+    yield "rle_inside.ico", ico([(2, 2, 8, None, None)],
+                                [info_header(2, 4, 8, compression=1) + bytes(1024) + bytes([0, 1])])
+    yield "palette_cut.ico", ico([(2, 2, 8, None, None)], [info_header(2, 4, 8, colors=200) + bytes(20)])
+    # PNG inside: cut before its size, claiming 2^32 - 1 on a side, a broken stream, and
+    # beside a bitmap that claims to be larger.
+    yield "png_cut_before_size.ico", ico([(0, 0, 32, None, None)], [png(2, 2, cut=20)])
+    yield "png_huge_header.ico", ico([(0, 0, 32, None, None)], [png(0xFFFFFFFF, 0xFFFFFFFF)])
+    yield "png_bad_stream.ico", ico([(0, 0, 32, None, None)], [png(2, 2, idat=b"\x78\x9c\xff\xff")])
+    yield "png_and_liar_bitmap.ico", ico([(2, 2, 32, None, None), (0, 0, 32, None, None)],
+                                         [info_header(16384, 32768, 32) + bytes(8), png(2, 2)])
+
+
+# ---- DOCUMENT.DAT: 136-byte header (page count at 132), 128-byte records ---------------
+
+def doc(count, records, tail=b""):
+    head = b"DOC " + bytes(8) + b"SLUS00001" + bytes(132 - 21) + le32(count)
+    table = b"".join(le32(off) + bytes(8) + le32(size) + bytes(112) for off, size in records)
+    return head + table + bytes(8) + tail
+
+
+def doc_cases():
+    page = b"\x89PNG" + bytes(28)
+    body = 136 + 2 * 128 + 8
+    yield "good_two_pages.dat", doc(2, [(body, 32), (body + 32, 32)], page + page)
+    # One page longer than the reader's 64 KiB copy buffer.
+    big = b"\x89PNG" + bytes(70000 - 4)
+    yield "page_longer_than_buffer.dat", doc(1, [(136 + 128 + 8, len(big))], big)
+    yield "cut_before_count.dat", doc(1, [(0, 0)])[:134]
+    yield "empty.dat", b""
+    yield "count_max_short_table.dat", doc(0xFFFFFFFF, [(body, 4)], b"\x89PNG")
+    yield "record_cut_in_half.dat", doc(1, [(200, 4)])[:136 + 64]
+    yield "offset_past_end.dat", doc(1, [(0xFFFFFFFF, 32)], page)
+    yield "size_past_end.dat", doc(1, [(136 + 128 + 8, 0xFFFFFFFF)], page)
+    yield "offset_at_end.dat", doc(1, [(136 + 128 + 8, 10)])
+    yield "records_overlap_header.dat", doc(3, [(0, 136), (4, 0xFFFFFFF0), (0, 0)])
+
+
+def main():
+    for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases())):
+        for name, data in cases:
+            write(target, name, data)
+
+
+if __name__ == "__main__":
+    main()
