@@ -5,6 +5,7 @@
 
 #include "app/settings.h"
 #include "common/files.h"
+#include "common/program_folders.h"
 #include "transfer/volumes.h"
 #include "ui/dialog_hooks.h"
 #include "ui/file_dialogs.h"
@@ -18,16 +19,14 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName(QStringLiteral("ebootforge"));
   QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
-  const std::string programFolder = ebf::ProgramFolder();
-  ebf::ui::SingleInstance instance(ebf::ui::InstanceKey(programFolder));
+  const ebf::ProgramFolders folders = ebf::LocateOwnFolders(ebf::StemOf(ebf::ExecutablePath()));
+  ebf::ui::SingleInstance instance(ebf::ui::InstanceKey(folders.tree));
   if (instance.AskRunningCopy()) return 0;
   instance.Listen();
 
   ebf::ui::QtPrompter prompter;
   ebf::ui::QtFileDialogs dialogs;
-  ebf::ui::MainWindow window({programFolder,
-                              ebf::SettingsFilePath(programFolder, ebf::ExecutablePath()),
-                              &prompter, &dialogs});
+  ebf::ui::MainWindow window({folders, folders.settingsFile, &prompter, &dialogs});
   ebf::ui::MainWindow::Hooks hooks;
   ebf::ui::InstallDialogHooks(
       hooks, {ebf::SystemVolumes(), [](ebf::ui::MainWindow& w, bool) { w.ReloadGameAssets(); }});

@@ -151,7 +151,10 @@ TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
 
   // A missing file keeps the defaults.
   EXPECT_EQ(LoadSettingsFile(prog / "none.ini", prog.folder()).settings, Settings{});
-  EXPECT_NE(SaveSettingsFile(prog / "no/such/dir/x.ini", s, ""), "");
+  // A fresh user's config folder is made on the first save; a file in its place fails.
+  EXPECT_EQ(SaveSettingsFile(prog / "config/ebootforge/x.ini", s, ""), "");
+  EXPECT_TRUE(FileExists(prog / "config/ebootforge/x.ini"));
+  EXPECT_NE(SaveSettingsFile(ini + "/x.ini", s, ""), "");
 }
 
 TEST(Startup, ConverterAndRequiredFiles) {
