@@ -189,5 +189,30 @@ TEST(Settings, FilePathFollowsTheExecutableName) {
   EXPECT_EQ(SettingsFilePath("C", "x.exe"), std::string("C") + kSep + "x.ini");
 }
 
+TEST(Startup, TheUsersFilesStandInAndTheConverterIsWhereTheFoldersSay) {
+  TempDir dir;
+  ProgramFolders f;
+  f.tree = dir.MakeDir("share") + "/";
+  f.user = dir.MakeDir("user") + "/";
+  f.converter = dir / "libexec/tarnwick.exe";
+  dir.MakeDir("share/PSXCust/Default");
+  for (const char* name :
+       {"Gameboot.png", "ICON0.PNG", "ICON1.PMF", "PIC0.PNG", "PIC1.PNG", "SND0.AT3"})
+    test::WriteFileText(dir / "share/PSXCust/Default/" + name, "");
+  dir.MakeDir("user/Data");
+  dir.MakeDir("share/Data");
+  test::WriteFileText(dir / "user/Data/BASE.PBP", "");
+  EXPECT_NE(CheckRequiredFiles(f), "");  // DATA.PSP in neither tree
+  test::WriteFileText(dir / "share/Data/DATA.PSP", "");
+  EXPECT_EQ(CheckRequiredFiles(f), "");  // BASE.PBP from the user's, DATA.PSP shipped
+
+  // A converter in the shipped Data/ does not count when the folders put it elsewhere.
+  test::WriteFileText(dir / "share/Data/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(f), "The file, tarnwick.exe is missing!!!");
+  dir.MakeDir("libexec");
+  test::WriteFileText(dir / "libexec/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(f), "");
+}
+
 }  // namespace
 }  // namespace ebf
