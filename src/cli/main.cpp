@@ -16,6 +16,7 @@ std::vector<std::pair<int, CommandSetup>>& Registry() {
 }
 
 constexpr const char* kFooter =
+    "Each command's own options: ebootforge-cli COMMAND --help.\n"
     "Global options (--yes, --quiet, --json) may stand anywhere on the line.\n"
     "Progress goes to standard error: a bar on a terminal, \"NN%\" lines otherwise.\n"
     "With --json, info, gameid, lookup, resolve and palfix print one JSON object;\n"

@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QStyleFactory>
+#include <cstdio>
+#include <cstring>
 
 #include "app/settings.h"
 #include "common/files.h"
@@ -14,9 +16,42 @@
 #include "ui/single_instance.h"
 #include "ui/startup_flow.h"
 
+namespace {
+
+constexpr const char* kHelp =
+    "Usage: ebootforge [FILE]\n"
+    "Turns PlayStation disc images (ISO, BIN+CUE, IMG+CCD, MDF) into EBOOT.PBP packages for a\n"
+    "PSP with custom firmware, and edits packages already made.\n"
+    "\n"
+    "  FILE       a disc image or EBOOT.PBP to load; without it, the last one used\n"
+    "  --help     show this help and end\n"
+    "  --version  show the version and end\n"
+    "\n"
+    "ebootforge-cli does the same from a terminal or a script.\n";
+
+// --help and --version answer without a window (for the manual page and for package
+// checks); a file of that name in the working folder is still taken as the input.
+bool AnsweredWithoutWindow(int argc, char** argv) {
+  if (argc != 2 || ebf::FileExists(argv[1])) return false;
+  if (std::strcmp(argv[1], "--help") == 0) {
+    std::fputs(kHelp, stdout);
+    return true;
+  }
+  if (std::strcmp(argv[1], "--version") == 0) {
+    std::printf("ebootforge %s\n", EBF_VERSION);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  if (AnsweredWithoutWindow(argc, argv)) return 0;
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("ebootforge"));
+  // Lets the desktop match the window to its installed entry and icon.
+  QGuiApplication::setDesktopFileName(QStringLiteral("io.github.ebootforge.ebootforge"));
   QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
   const ebf::ProgramFolders folders = ebf::LocateOwnFolders(ebf::StemOf(ebf::ExecutablePath()));
