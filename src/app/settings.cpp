@@ -223,12 +223,6 @@ std::vector<std::pair<std::string, std::string>> SettingsAsPairs(const Settings&
   return pairs;
 }
 
-std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath) {
-  std::string stem = StemOf(executablePath);
-  if (stem.empty()) stem = "ebootforge";
-  return WithTrailingSep(programFolder) + stem + ".ini";
-}
-
 static std::optional<std::string> ReadText(const std::string& path) {
   File f(path, File::Mode::Read);
   if (!f) return std::nullopt;

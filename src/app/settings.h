@@ -50,9 +50,6 @@ SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& 
 // The whole file as written, CR LF line ends, UTF-8 text.
 std::string FormatSettings(const Settings& settings, const std::string& lastUsedImage);
 
-// <program folder><executable name>.ini
-std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath);
-
 // A missing file leaves the defaults (and `base`) standing.
 SettingsFileContents LoadSettingsFile(const std::string& path, const ProgramFolders& folders,
                                       const Settings& base = {});

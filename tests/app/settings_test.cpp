@@ -183,12 +183,6 @@ TEST(Startup, ConverterAndRequiredFiles) {
   EXPECT_EQ(CommandLineInput(""), "");
 }
 
-TEST(Settings, FilePathFollowsTheExecutableName) {
-  EXPECT_EQ(SettingsFilePath(std::string("/opt/ebf") + kSep, "/opt/ebf/ebootforge"),
-            std::string("/opt/ebf") + kSep + "ebootforge.ini");
-  EXPECT_EQ(SettingsFilePath("C", "x.exe"), std::string("C") + kSep + "x.ini");
-}
-
 TEST(Startup, TheUsersFilesStandInAndTheConverterIsWhereTheFoldersSay) {
   TempDir dir;
   ProgramFolders f;

@@ -39,10 +39,11 @@ TEST(UserBaseFolders, XdgValuesOrTheirDefaultsUnderHome) {
 
 class Locate : public ::testing::Test {
  protected:
-  ProgramFolders Run(const std::string& exe, bool writable) {
+  ProgramFolders Run(const std::string& exe, bool writable,
+                     const std::string& settingsName = "ebootforge") {
     LocateInputs in;
     in.executablePath = exe;
-    in.settingsName = "ebootforge";
+    in.settingsName = settingsName;
     in.base = {"/u/config/", "/u/cache/", "/u/data/"};
     in.canWrite = [writable, this](const std::string& folder) {
       asked_ = folder;
@@ -64,6 +65,8 @@ TEST_F(Locate, PortableTreeKeepsEverythingBesideTheProgram) {
   EXPECT_EQ(f.work, bin);
   EXPECT_EQ(f.converter, bin + "Data/tarnwick.exe");
   EXPECT_EQ(f.settingsFile, bin + "ebootforge.ini");
+  // The desktop program's file follows its executable's name there.
+  EXPECT_EQ(Run(bin + "ebf-dev", true, "ebf-dev").settingsFile, bin + "ebf-dev.ini");
 
   // The same tree where the user may not write: read there, write in the user's folders.
   const ProgramFolders ro = Run(bin + "ebootforge", false);
@@ -84,6 +87,9 @@ TEST_F(Locate, InstalledLayoutReadsShareAndWritesForTheUserEvenWhenWritable) {
   EXPECT_EQ(f.user, "/u/data/ebootforge/");
   EXPECT_EQ(f.work, "/u/cache/ebootforge/");
   EXPECT_EQ(f.settingsFile, "/u/config/ebootforge/ebootforge.ini");
+  // Installed, both programs share one settings file whatever they are called.
+  EXPECT_EQ(Run(prefix + "bin/ebf-dev", true, "ebf-dev").settingsFile,
+            "/u/config/ebootforge/ebootforge.ini");
 
   // A layout of its own (a Debian multiarch libexec, say).
   LocateInputs in;
