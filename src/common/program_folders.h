@@ -4,10 +4,10 @@
 //
 // A portable tree (the build folder, a copy unpacked anywhere the user may write) keeps
 // everything beside the executables. An installed program (bin/ with share/ebootforge/
-// and libexec/ebootforge/ beside it) or a tree the user may not write to reads the shipped
-// files there and writes under the user's base folders: the settings file in the config
-// folder, Temp/ and "null" in the cache folder; the user's own Data/, PSXCust/ and Themes/
-// in the data folder are looked at before the shipped ones.
+// beside it, the converter under libexec/ebootforge/) or a tree the user may not write to
+// reads the shipped files there and writes under the user's base folders: the settings file
+// in the config folder, Temp/ and "null" in the cache folder; the user's own Data/,
+// PSXCust/ and Themes/ in the data folder are looked at before the shipped ones.
 
 #include <functional>
 #include <string>
@@ -17,10 +17,10 @@ namespace ebf {
 
 struct ProgramFolders {
   ProgramFolders() = default;
-  // One folder that holds everything and is written to, as the build tree is. A program
-  // folder given as a single path means exactly this.
-  ProgramFolders(const std::string& folder);  // NOLINT(google-explicit-constructor)
-  ProgramFolders(const char* folder) : ProgramFolders(std::string(folder)) {}  // NOLINT
+  // One folder that holds everything and is written to, as the build tree is. Implicit on
+  // purpose: a program folder given as a single path means exactly this.
+  ProgramFolders(const std::string& folder);
+  ProgramFolders(const char* folder) : ProgramFolders(std::string(folder)) {}
 
   std::string tree;          // shipped Data/, PSXCust/, Themes/; ends in the separator
   std::string user;          // the user's own tree, searched first; "" when there is none
