@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# ./build.sh run   install what is missing, build, start the program
-# ./build.sh test  install what is missing, build, run every test
+# ./build.sh run      install what is missing, build, start the program
+# ./build.sh test     install what is missing, build, run every test
+# ./build.sh package  install what is missing, build, make the Debian package in build/
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -8,10 +9,12 @@ cd "$(dirname "$0")"
 PACKAGES=(
   cmake g++ make pkg-config
   zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev libssl-dev
-  qt6-base-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
+  qt6-base-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
+  # the Debian package: manual pages, and the tools that check what it ships
+  dpkg-dev help2man desktop-file-utils appstream shared-mime-info man-db file
   # independent witnesses used by the tests
-  genisoimage xorriso pngcheck imagemagick
+  genisoimage xorriso pngcheck imagemagick python3
   # GUI tests and screenshots without a display; fuzzers
   xvfb xauth clang libclang-rt-14-dev
 )
@@ -61,8 +64,15 @@ case "${1:-}" in
     export QT_QPA_PLATFORM=offscreen
     ctest --test-dir build --output-on-failure -j2
     ;;
+  package)
+    install_missing
+    configure_and_build
+    (cd build && cpack -G DEB)
+    echo
+    echo "Install it with:  sudo apt install ./build/$(cd build && ls ebootforge_*.deb | tail -1)"
+    ;;
   *)
-    echo "usage: ./build.sh run|test" >&2
+    echo "usage: ./build.sh run|test|package" >&2
     exit 2
     ;;
 esac

@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   const std::string runtime = ebf::WithTrailingSep(argc > 1 ? argv[1] : EBF_BENCH_RUNTIME_DIR);
   const std::string db = ebf::GameDbPath(runtime);
   ebf::ui::ThemeContext theme;
-  theme.programFolder = runtime;
+  theme.folders = runtime;
   SilentPrompter prompter;
 
   std::vector<double> open, filter;

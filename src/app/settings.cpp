@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "app/theme.h"
 #include "common/ansi.h"
 #include "common/file_io.h"
 #include "common/files.h"
@@ -46,7 +47,7 @@ bool OneChar(const std::string& v) {
 
 }  // namespace
 
-SettingsFileContents ParseSettings(std::string_view text, const std::string& programFolder,
+SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& folders,
                                    const Settings& base) {
   SettingsFileContents out;
   out.settings = base;
@@ -114,9 +115,7 @@ SettingsFileContents ParseSettings(std::string_view text, const std::string& pro
         s.previewDelay = ValInt(value);
         break;
       case kTheme: {
-        std::string style =
-            WithTrailingSep(programFolder) + "Themes" + kSep + value + kSep + "style.ini";
-        if (!value.empty() && FileExists(ResolveCaseBlind(style))) s.theme = value;
+        if (!value.empty() && FileExists(ThemeFilePath(folders, value))) s.theme = value;
         break;
       }
       default:
@@ -224,12 +223,6 @@ std::vector<std::pair<std::string, std::string>> SettingsAsPairs(const Settings&
   return pairs;
 }
 
-std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath) {
-  std::string stem = StemOf(executablePath);
-  if (stem.empty()) stem = "ebootforge";
-  return WithTrailingSep(programFolder) + stem + ".ini";
-}
-
 static std::optional<std::string> ReadText(const std::string& path) {
   File f(path, File::Mode::Read);
   if (!f) return std::nullopt;
@@ -241,11 +234,11 @@ static std::optional<std::string> ReadText(const std::string& path) {
       std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
-SettingsFileContents LoadSettingsFile(const std::string& path, const std::string& programFolder,
+SettingsFileContents LoadSettingsFile(const std::string& path, const ProgramFolders& folders,
                                       const Settings& base) {
   auto text = ReadText(path);
   if (!text) return SettingsFileContents{base, std::nullopt};
-  return ParseSettings(*text, programFolder, base);
+  return ParseSettings(*text, folders, base);
 }
 
 std::string SaveSettingsFile(const std::string& path, const Settings& settings,
@@ -253,6 +246,8 @@ std::string SaveSettingsFile(const std::string& path, const Settings& settings,
   std::string text = FormatSettings(settings, lastUsedImage);
   std::string ansi = Utf8ToAnsi(text);
   if (AnsiToUtf8(ansi) != text) ansi = text;  // a character the code page lacks: keep UTF-8
+  if (const std::string folder = FolderOf(path); !folder.empty() && !IsDirectory(folder))
+    MakeFolders(folder);
   File f(path, File::Mode::Write);
   if (!f || !f.Write(ansi) || !f.Close())
     return "The settings file could not be written: " + path + " (" + f.LastError() + ")";

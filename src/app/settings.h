@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/program_folders.h"
+
 namespace ebf {
 
 // The compression level used when the file names none: the converter's best level.
@@ -41,21 +43,18 @@ struct SettingsFileContents {
 };
 
 // Reads settings text over `base`. Folder values and the theme are checked against the
-// file system (the theme under programFolder/Themes/<name>/style.ini).
-SettingsFileContents ParseSettings(std::string_view text, const std::string& programFolder,
+// file system (the theme's Themes/<name>/style.ini in either tree).
+SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& folders,
                                    const Settings& base = {});
 
 // The whole file as written, CR LF line ends, UTF-8 text.
 std::string FormatSettings(const Settings& settings, const std::string& lastUsedImage);
 
-// <program folder><executable name>.ini
-std::string SettingsFilePath(const std::string& programFolder, const std::string& executablePath);
-
 // A missing file leaves the defaults (and `base`) standing.
-SettingsFileContents LoadSettingsFile(const std::string& path, const std::string& programFolder,
+SettingsFileContents LoadSettingsFile(const std::string& path, const ProgramFolders& folders,
                                       const Settings& base = {});
-// Rewrites the file whole. Text that the single-byte code page can hold is stored in it;
-// otherwise UTF-8, so that no path is lost. Returns "" or an error text.
+// Rewrites the file whole, making its folder when missing. Text that the single-byte code page can
+// hold is stored in it; otherwise UTF-8, so that no path is lost. Returns "" or an error text.
 std::string SaveSettingsFile(const std::string& path, const Settings& settings,
                              const std::string& lastUsedImage);
 

@@ -4,30 +4,16 @@
 
 namespace ebf {
 
-static std::string Under(const std::string& programFolder, const char* folder, const char* name) {
-  return ResolveCaseBlind(WithTrailingSep(programFolder) + folder + kSep + name);
+std::string CheckConverterPresent(const ProgramFolders& folders) {
+  return FileExists(ResolveCaseBlind(folders.converter)) ? "" : kMsgConverterMissing;
 }
 
-std::string CheckConverterPresent(const std::string& programFolder) {
-  return FileExists(Under(programFolder, "Data", "tarnwick.exe")) ? "" : kMsgConverterMissing;
-}
-
-std::string CheckRequiredFiles(const std::string& programFolder) {
-  const std::pair<const char*, const char*> required[] = {
-      {"Data", "BASE.PBP"},
-      {"PSXCust/Default", "Gameboot.png"},
-      {"PSXCust/Default", "ICON0.PNG"},
-      {"PSXCust/Default", "ICON1.PMF"},
-      {"PSXCust/Default", "PIC0.PNG"},
-      {"PSXCust/Default", "PIC1.PNG"},
-      {"PSXCust/Default", "SND0.AT3"},
-      {"Data", "DATA.PSP"},
-  };
-  for (auto [folder, name] : required) {
-    std::string sub = folder;
-    for (char& c : sub)
-      if (c == '/') c = kSep;
-    if (!FileExists(Under(programFolder, sub.c_str(), name))) return kMsgMissingFiles;
+std::string CheckRequiredFiles(const ProgramFolders& folders) {
+  for (const char* file :
+       {"Data/BASE.PBP", "PSXCust/Default/Gameboot.png", "PSXCust/Default/ICON0.PNG",
+        "PSXCust/Default/ICON1.PMF", "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG",
+        "PSXCust/Default/SND0.AT3", "Data/DATA.PSP"}) {
+    if (!FileExists(FindRuntimeFile(folders, file))) return kMsgMissingFiles;
   }
   return "";
 }

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "common/program_folders.h"
+
 namespace ebf {
 
 inline constexpr const char* kMsgConverterMissing = "The file, tarnwick.exe is missing!!!";
@@ -11,8 +13,9 @@ inline constexpr const char* kMsgMissingFiles =
     "It appears that you are missing necessary files!!!  These files are required to do the "
     "conversion.";
 
-std::string CheckConverterPresent(const std::string& programFolder);
-std::string CheckRequiredFiles(const std::string& programFolder);
+std::string CheckConverterPresent(const ProgramFolders& folders);
+// A file of the user's tree stands in for the shipped one.
+std::string CheckRequiredFiles(const ProgramFolders& folders);
 
 // The input named on the command line: every double quote removed; "" unless the result
 // names an existing file.

@@ -89,15 +89,14 @@ Theme ParseTheme(std::string_view text, const Theme& previous) {
   return t;
 }
 
-std::string ThemeFilePath(const std::string& programFolder, const std::string& themeName) {
-  return ResolveCaseBlind(WithTrailingSep(programFolder) + "Themes" + kSep + themeName + kSep +
-                          "style.ini");
+std::string ThemeFilePath(const ProgramFolders& folders, const std::string& themeName) {
+  return FindRuntimeFile(folders, "Themes/" + themeName + "/style.ini");
 }
 
-Theme LoadTheme(const std::string& programFolder, const std::string& themeName,
+Theme LoadTheme(const ProgramFolders& folders, const std::string& themeName,
                 const Theme& previous) {
   std::vector<uint8_t> bytes;
-  const std::string path = ThemeFilePath(programFolder, themeName);
+  const std::string path = ThemeFilePath(folders, themeName);
   if (!FileExists(path) || IsDirectory(path) || !ReadWholeFile(path, bytes, 1 << 20)) {
     Theme t;
     t.dialogTitleTextCol = previous.dialogTitleTextCol;
@@ -110,30 +109,32 @@ Theme LoadTheme(const std::string& programFolder, const std::string& themeName,
   return ParseTheme(text, previous);
 }
 
-std::string FindThemePicture(const std::string& programFolder, const std::string& themeName,
+std::string FindThemePicture(const ProgramFolders& folders, const std::string& themeName,
                              const std::string& fileName) {
-  const std::string themes = WithTrailingSep(programFolder) + "Themes" + kSep;
   for (const std::string& theme : {themeName, std::string("Default")}) {
-    const std::string path = ResolveCaseBlind(themes + theme + kSep + fileName);
+    const std::string path = FindRuntimeFile(folders, "Themes/" + theme + "/" + fileName);
     if (FileExists(path) && !IsDirectory(path)) return path;
   }
   return "";
 }
 
-std::vector<std::string> ListThemes(const std::string& programFolder) {
+std::vector<std::string> ListThemes(const ProgramFolders& folders) {
   namespace fs = std::filesystem;
   std::vector<std::string> names;
-  std::error_code ec;
-  const std::string rootText = WithTrailingSep(programFolder) + "Themes";
-  const fs::path root(std::u8string(rootText.begin(), rootText.end()));
-  for (fs::directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
-    if (!it->is_directory(ec)) continue;
-    const std::u8string u8 = it->path().filename().u8string();
-    const std::string name(u8.begin(), u8.end());
-    const std::string ini = ThemeFilePath(programFolder, name);
-    if (FileExists(ini) && !IsDirectory(ini)) names.push_back(name);
+  for (const std::string& treeRoot : RuntimeRoots(folders)) {
+    std::error_code ec;
+    const std::string rootText = WithTrailingSep(treeRoot) + "Themes";
+    const fs::path root(std::u8string(rootText.begin(), rootText.end()));
+    for (fs::directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
+      if (!it->is_directory(ec)) continue;
+      const std::u8string u8 = it->path().filename().u8string();
+      const std::string name(u8.begin(), u8.end());
+      const std::string ini = ResolveCaseBlind(rootText + kSep + name + kSep + "style.ini");
+      if (FileExists(ini) && !IsDirectory(ini)) names.push_back(name);
+    }
   }
   std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
   return names;
 }
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/program_folders.h"
+
 namespace ebf {
 
 // A colour value as a theme stores it: lowest byte red, then green, then blue, the way
@@ -45,19 +47,19 @@ ThemeColour ParseThemeHex(std::string_view digits);
 // when the file does not name it; every other value starts from its fallback.
 Theme ParseTheme(std::string_view text, const Theme& previous = {});
 
-// Themes/<name>/style.ini under the program folder, found case-blind.
-std::string ThemeFilePath(const std::string& programFolder, const std::string& themeName);
+// Themes/<name>/style.ini, found case-blind, the user's tree before the shipped one.
+std::string ThemeFilePath(const ProgramFolders& folders, const std::string& themeName);
 // A missing or unreadable file gives the fallbacks (text colour kept from `previous`).
-Theme LoadTheme(const std::string& programFolder, const std::string& themeName,
+Theme LoadTheme(const ProgramFolders& folders, const std::string& themeName,
                 const Theme& previous = {});
 
 // The path of a theme picture: the theme's own, else the Default theme's, else "" (the
-// caller then draws its built-in placeholder).
-std::string FindThemePicture(const std::string& programFolder, const std::string& themeName,
+// caller then draws its built-in placeholder). In each, the user's tree comes first.
+std::string FindThemePicture(const ProgramFolders& folders, const std::string& themeName,
                              const std::string& fileName);
 
-// Folders under Themes/ that hold a style.ini, sorted by name.
-std::vector<std::string> ListThemes(const std::string& programFolder);
+// Folders under Themes/ (of either tree) that hold a style.ini, sorted by name, each once.
+std::vector<std::string> ListThemes(const ProgramFolders& folders);
 
 // Red, green and blue of a six-digit theme colour.
 struct Rgb {

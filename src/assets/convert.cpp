@@ -79,14 +79,14 @@ DrawnSize DrawScaledPicture(const std::string& path, Surface& surface, c32bppDIB
   return drawn;
 }
 
-bool ConvertSlotPictureToPng(const std::string& programFolder, std::string& path,
+bool ConvertSlotPictureToPng(const std::string& workFolder, std::string& path,
                              const std::string& slotWord, c32bppDIB& image, int16_t targetWidth,
                              int16_t targetHeight, int mode, bool centre) {
   if (!IsConvertiblePicturePath(path)) return false;
   Surface surface(targetWidth, targetHeight);
   const DrawnSize drawn =
       DrawScaledPicture(path, surface, image, targetWidth, targetHeight, mode, centre, 0, 0);
-  const std::string output = TempFolder(programFolder) + "C_" + slotWord + ".png";
+  const std::string output = TempFolder(workFolder) + "C_" + slotWord + ".png";
   DeleteFileIfExists(output);
   // Only the drawn size is kept, capped at the target: with centring and a smaller picture
   // the saved corner shows the black band on one side and loses as much on the other.

@@ -46,10 +46,10 @@ DrawnSize DrawScaledPicture(const std::string& path, Surface& surface, c32bppDIB
                             int originX, int originY);
 
 // When `path` is a convertible picture, draws it and writes
-// <program folder>/Temp/C_<slotWord>.png of the drawn size capped at the target, and
+// <work folder>/Temp/C_<slotWord>.png of the drawn size capped at the target, and
 // replaces `path` with that file. Other paths are left as they are. Returns true when
 // `path` was replaced.
-bool ConvertSlotPictureToPng(const std::string& programFolder, std::string& path,
+bool ConvertSlotPictureToPng(const std::string& workFolder, std::string& path,
                              const std::string& slotWord, c32bppDIB& image, int16_t targetWidth,
                              int16_t targetHeight, int mode, bool centre);
 

@@ -8,9 +8,10 @@
 
 namespace ebf {
 
-std::string NullAssetFile(const std::string& programFolder) {
-  const std::string path = WithTrailingSep(programFolder) + "null";
+std::string NullAssetFile(const std::string& workFolder) {
+  const std::string path = WithTrailingSep(workFolder) + "null";
   if (!FileExists(path)) {
+    MakeFolders(workFolder);
     File created(path, File::Mode::Write);
     created.Close();
     MarkHidden(path);
@@ -18,13 +19,12 @@ std::string NullAssetFile(const std::string& programFolder) {
   return path;
 }
 
-std::string ResolveSlotFile(const std::string& programFolder, bool ticked, const std::string& text,
+std::string ResolveSlotFile(const ProgramFolders& folders, bool ticked, const std::string& text,
                             const std::string& assetFileName, bool inputIsEboot) {
-  if (!ticked) return NullAssetFile(programFolder);
+  if (!ticked) return NullAssetFile(folders.work);
   if (!text.empty() && FileExists(text) && !IsDirectory(text)) return text;
-  const std::string folder =
-      inputIsEboot ? std::string("Temp") : std::string("PSXCust") + kSep + "Default";
-  return ResolveCaseBlind(WithTrailingSep(programFolder) + folder + kSep + assetFileName);
+  if (inputIsEboot) return ResolveCaseBlind(folders.work + "Temp" + kSep + assetFileName);
+  return FindRuntimeFile(folders, "PSXCust/Default/" + assetFileName);
 }
 
 std::string SlotFileMissingMessage(const std::string& text, const std::string& assetFileName) {
@@ -50,7 +50,7 @@ int FillSlotsFromCustomFolder(std::array<std::string, kSlotCount>& texts,
   // wins over loose files, and the user's own custom folder wins over the source folder,
   // which wins over the program's PSXCust folder. So "Game.bin" looks in, in order:
   //   <custom>/Game/, <custom>/, <source>/Game/, <source>/ (when enabled),
-  //   <program>/PSXCust/Game/
+  //   <user tree>/PSXCust/Game/, <shipped tree>/PSXCust/Game/
   // with <folder>/<game ID>/ first in each when an ID is known
   // and within a folder for "<name>" then "Game_<name>" (e.g. "ICON0.PNG", "Game_ICON0.PNG").
   // The loose PSXCust folder is left out: its Default sub-folder already serves as the
@@ -68,7 +68,8 @@ int FillSlotsFromCustomFolder(std::array<std::string, kSlotCount>& texts,
   addFolder(search.customFolder, true);
   if (search.useSourceFolder && !search.inputPath.empty())
     addFolder(FolderOf(search.inputPath), true);
-  addFolder(WithTrailingSep(search.programFolder) + "PSXCust", false);
+  for (const std::string& root : RuntimeRoots(search.folders))
+    addFolder(WithTrailingSep(root) + "PSXCust", false);
 
   int filled = 0;
   for (int i = 0; i < kSlotCount; ++i) {

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "common/program_folders.h"
+
 namespace ebf {
 
 struct SlotInfo {
@@ -35,13 +37,14 @@ inline constexpr std::array<SlotInfo, kSlotCount> kSlots = {{
     {"Gameboot.PNG", "Gameboot PNG", 24, kPngSignature4, 480, 272},
 }};
 
-// The zero-length "null" file in the program folder that stands for a removed asset;
-// created (hidden) when missing.
-std::string NullAssetFile(const std::string& programFolder);
+// The zero-length "null" file in the work folder that stands for a removed asset; created
+// (hidden) when missing.
+std::string NullAssetFile(const std::string& workFolder);
 
 // The path the conversion uses for one slot: "null" when unticked, the user's file when it
-// exists, else the original asset of a package input (Temp) or the shipped default.
-std::string ResolveSlotFile(const std::string& programFolder, bool ticked, const std::string& text,
+// exists, else the original asset of a package input (Temp) or the default (the user's
+// PSXCust/Default before the shipped one).
+std::string ResolveSlotFile(const ProgramFolders& folders, bool ticked, const std::string& text,
                             const std::string& assetFileName, bool inputIsEboot);
 
 // "The <asset> file doesn't exist!" for a non-blank text naming no file, else "".
@@ -52,7 +55,7 @@ std::string SlotFileMissingMessage(const std::string& text, const std::string& a
 std::string FirstMissingSlotMessage(const std::array<std::string, kSlotCount>& texts);
 
 struct CustomFolderSearch {
-  std::string programFolder;
+  ProgramFolders folders;        // PSXCust/ in the user's tree, then in the shipped one
   std::string customFolder;      // the defaultcustdir setting ("" = none)
   bool useSourceFolder = false;  // the usesourcedirascust setting
   std::string inputPath;         // the disc image or package being converted

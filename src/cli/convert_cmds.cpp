@@ -1,5 +1,6 @@
 // convert and batch: the Go button from the command line.
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
@@ -7,6 +8,7 @@
 #include <sstream>
 
 #include "cli/job.h"
+#include "cli/json_out.h"
 #include "cli/terminal_host.h"
 #include "common/files.h"
 #include "common/text.h"
@@ -21,8 +23,23 @@ namespace fs = std::filesystem;
 struct JobResult {
   std::string game, id, result, size;
   double seconds = 0;
-  int exitCode = 1;
+  int exitCode = kExitFailed;
 };
+
+// What --json prints for a finished job: one object on one line.
+void PrintJobJson(const std::string& input, const std::string& output, const char* outcome,
+                  const std::string& message, const JobResult& r, uint64_t inputBytes,
+                  uint64_t outputBytes) {
+  PrintJson({{"input", input},
+             {"output", output.empty() ? Json() : Json(output)},
+             {"outcome", outcome},
+             {"message", message},
+             {"title", r.game},
+             {"gameId", r.id},
+             {"seconds", std::round(r.seconds * 1000) / 1000},
+             {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}},
+            true);
+}
 
 std::string Seconds(double s) {
   std::ostringstream out;
@@ -38,6 +55,8 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
   PreparedJob job = PrepareJob(input, options, ctx, host);
   out.game = job.title.empty() ? StemOf(input) : job.title;
   out.id = job.request.GameID;
+  // Measured before the run: patching in place changes the input.
+  const uint64_t inputBytes = FileSize(job.dataFile.empty() ? input : job.dataFile).value_or(0);
   std::string result;
   ConversionOutcome outcome;
   if (!job.refusal.empty()) {
@@ -50,36 +69,43 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
   out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
   if (result == "Success.") {
-    out.exitCode = 0;
+    out.exitCode = kExitSuccess;
     const bool inPlace = Extension4(job.request.InputPath) == ".PBP" && !options.recompress;
     std::string eboot =
         outcome.rebuiltTo.empty()
             ? (inPlace ? job.request.InputPath : job.request.OutputFolder + "EBOOT.PBP")
             : outcome.rebuiltTo;
-    if (!outcome.rebuiltTo.empty()) {
-      std::cout << "Done :)\n";
-    } else if (inPlace) {
-      std::cout << kMsgPatchingDone << "\n";
-    } else {
-      std::cout << kMsgConversionDone << "\n";
-    }
-    if (outcome.palPatches)
-      std::cout << "PAL -> NTSC fix: " << outcome.palPatches << " change(s)\n";
-    out.size = FormatSize(FileSize(eboot).value_or(0));
-    std::cout << eboot << " (" << out.size << ", " << Seconds(out.seconds) << ")\n";
+    const std::string done = !outcome.rebuiltTo.empty() ? "Done :)"
+                             : inPlace                  ? kMsgPatchingDone
+                                                        : kMsgConversionDone;
+    const uint64_t outputBytes = FileSize(eboot).value_or(0);
+    out.size = FormatSize(outputBytes);
     out.result = "Success.";
+    if (ctx.json) {
+      PrintJobJson(input, eboot, "success", done, out, inputBytes, outputBytes);
+    } else {
+      std::cout << done << "\n";
+      if (outcome.palPatches)
+        std::cout << "PAL -> NTSC fix: " << outcome.palPatches << " change(s)\n";
+      std::cout << eboot << " (" << out.size << ", " << Seconds(out.seconds) << ")\n";
+    }
   } else if (result == "Cancelled.") {
     std::cerr << "Cancelled.\n";
     out.result = result;
-    out.exitCode = 2;
+    out.exitCode = kExitCancelled;
+    if (ctx.json) PrintJobJson(input, "", "cancelled", result, out, inputBytes, 0);
   } else if (result.empty()) {
     // A question stopped the run: say which, and how to answer it.
-    std::cerr << ReplaceAll(host.refusedQuestion(), "\r\n", "\n")
-              << "\n(not answered: run again with --yes to answer Yes)\n";
+    const std::string question = ReplaceAll(host.refusedQuestion(), "\r\n", "\n");
+    std::cerr << question << "\n(not answered: run again with --yes to answer Yes)\n";
     out.result = "Stopped at a question";
+    out.exitCode = kExitCancelled;
+    if (ctx.json) PrintJobJson(input, "", "declined", question, out, inputBytes, 0);
   } else {
-    std::cerr << ReplaceAll(result, "\r\n", "\n") << "\n";
+    const std::string text = ReplaceAll(result, "\r\n", "\n");
+    std::cerr << text << "\n";
     out.result = ReplaceAll(SplitLines(result).empty() ? result : SplitLines(result)[0], "\t", " ");
+    if (ctx.json) PrintJobJson(input, "", "failed", text, out, inputBytes, 0);
   }
   host.ClearRefusedQuestion();
   return out;
@@ -161,12 +187,12 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     LoadCliSettings(ctx);
     if (batch.options.output.empty()) {
       std::cerr << "batch needs an output folder: -o FOLDER\n";
-      ctx.exitCode = 1;
+      ctx.exitCode = kExitFailed;
       return;
     }
     if (!MakeFolders(batch.options.output) || !IsDirectory(batch.options.output)) {
       std::cerr << "The output folder is invalid!\n";
-      ctx.exitCode = 1;
+      ctx.exitCode = kExitFailed;
       return;
     }
     // Each game gets its own folder under the output, named as the settings say (by title
@@ -181,15 +207,20 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     const std::vector<std::string> images = FindDiscImages(batch.paths);
     if (images.empty()) {
       std::cerr << "No disc images found.\n";
-      ctx.exitCode = 1;
+      ctx.exitCode = kExitFailed;
       return;
     }
     std::vector<JobResult> results;
     for (std::size_t i = 0; i < images.size(); ++i) {
-      std::cout << "[" << i + 1 << "/" << images.size() << "] " << images[i] << "\n";
+      ctx.host->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) + "] " +
+                    images[i] + "\n");
       results.push_back(RunOne(images[i], each, ctx));
-      if (results.back().exitCode == 2) break;  // Ctrl+C stops the whole batch
+      if (results.back().result == "Cancelled.") break;  // Ctrl+C stops the whole batch
     }
+    int worst = kExitSuccess;
+    for (const auto& r : results) worst = std::max(worst, r.exitCode);
+    ctx.exitCode = worst;
+    if (ctx.json) return;
 
     std::size_t w = 4;
     for (const auto& r : results) w = std::max(w, CharCount(r.game));
@@ -200,19 +231,16 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
               << "  " << std::setw(24) << "Result"
               << "  " << std::setw(9) << "Size"
               << "  Time\n";
-    int worst = 0;
     for (const auto& r : results) {
       std::string game = CharCount(r.game) > w ? LeftChars(r.game, w - 1) + "~" : r.game;
       game += std::string(w - CharCount(game), ' ');
       std::cout << game << "  " << std::setw(9) << r.id << "  " << std::setw(24)
                 << LeftChars(r.result, 24) << "  " << std::setw(9) << r.size << "  "
                 << Seconds(r.seconds) << "\n";
-      worst = std::max(worst, r.exitCode == 2 ? 2 : r.exitCode);
     }
     std::size_t ok = 0;
     for (const auto& r : results) ok += r.exitCode == 0;
     std::cout << ok << " of " << images.size() << " converted.\n";
-    ctx.exitCode = worst;
   });
 });
 

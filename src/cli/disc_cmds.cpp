@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <iostream>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "common/bytes.h"
 #include "common/cancel.h"
@@ -71,7 +72,7 @@ bool PrintTracks(const std::string& input, bool addIsoPadding) {
 
 struct Args {
   std::string image, id, path, ini;
-  bool yes = false, no = false, screen = false, gfx = false, apply = false;
+  bool no = false, screen = false, gfx = false, apply = false;
 };
 
 CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
@@ -96,7 +97,10 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = 1;
       return;
     }
-    std::cout << id << "\n";
+    if (ctx.json)
+      PrintJson({{"image", args.image}, {"gameId", id}});
+    else
+      std::cout << id << "\n";
   });
 
   auto* lookup = app.add_subcommand("lookup", "Look a game ID up in the game database");
@@ -104,10 +108,18 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   lookup->add_option("--ini", ctx.iniPath, "Settings file to read (HideNameTags)");
   lookup->callback([&ctx] {
     LoadCliSettings(ctx);
-    auto entry = LookupGame(GameDbPath(ctx.programFolder), args.id, ctx.settings.hideNameTags);
+    auto entry = LookupGame(GameDbPath(ctx.folders.tree), args.id, ctx.settings.hideNameTags);
     if (!entry) {
-      std::cerr << args.id << " is not in " << GameDbPath(ctx.programFolder) << "\n";
+      std::cerr << args.id << " is not in " << GameDbPath(ctx.folders.tree) << "\n";
       ctx.exitCode = 1;
+      return;
+    }
+    if (ctx.json) {
+      PrintJson({{"id", args.id},
+                 {"title", entry->title},
+                 {"saveName", entry->saveName},
+                 {"region", entry->region},
+                 {"packageId", entry->packageId}});
       return;
     }
     std::cout << "title = " << entry->title << "\n"
@@ -119,8 +131,8 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   auto* resolve = app.add_subcommand("resolve", "Show what the main window would make of a path");
   resolve->add_option("PATH", args.path, "Input file")->required();
   resolve->add_option("--ini", ctx.iniPath, "Settings file to read");
-  auto* yes = resolve->add_flag("--yes", args.yes, "Answer Yes to the BIN/CUE question");
-  resolve->add_flag("--no", args.no, "Answer No to the BIN/CUE question (default)")->excludes(yes);
+  resolve->add_flag("--no", args.no,
+                    "Answer No to the BIN/CUE question (the default without --yes)");
   resolve->callback([&ctx] {
     if (!FileExists(args.path)) {
       std::cerr << args.path << " does not exist\n";
@@ -129,13 +141,29 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     }
     LoadCliSettings(ctx);
     ResolveContext context;
-    context.programFolder = ctx.programFolder;
+    context.programFolder = ctx.folders.tree;
     context.settings = ctx.settings;
-    AnsweringHost host(args.yes);
+    AnsweringHost host(ctx.assumeYes && !args.no);
     ResolvedInput r = ResolveInput(AbsolutePath(args.path), context, host);
     if (!r.message.empty()) {
       std::cerr << r.message << "\n";
       ctx.exitCode = 1;
+    }
+    if (ctx.json) {
+      Json passes = Json::array();
+      for (const auto& pass : r.assetPasses)
+        passes.push_back({{"gameId", pass.gameId}, {"second", pass.second}});
+      PrintJson({{"input", r.input},
+                 {"dataFile", r.dataFile},
+                 {"title", r.title},
+                 {"saveName", r.saveName},
+                 {"gameId", r.gameId},
+                 {"region", r.region},
+                 {"outputFolder", r.outputFolder},
+                 {"assetPasses", passes},
+                 {"inspection", r.runInspection},
+                 {"message", r.message}});
+      return;
     }
     std::cout << "input = " << r.input << "\n"
               << "data file = " << r.dataFile << "\n"
@@ -158,7 +186,7 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   palfix->callback([&ctx] {
     if (!args.screen && !args.gfx) {
       std::cerr << "Choose --screen, --gfx or both\n";
-      ctx.exitCode = 2;
+      ctx.exitCode = kExitFailed;
       return;
     }
     File file(args.image, args.apply ? File::Mode::ReadWrite : File::Mode::Read);
@@ -172,9 +200,13 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     options.graphics = args.gfx;
     options.write = args.apply;
     uint64_t end = file.Size();
+    Json patches = Json::array();
     PalFixResult result =
-        ApplyPalFix(file, end, options, nullptr, *ctx.host, [](const PalPatch& p) {
-          std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
+        ApplyPalFix(file, end, options, nullptr, *ctx.host, [&](const PalPatch& p) {
+          if (ctx.json)
+            patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+          else
+            std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
         });
     if (!file.Close() && result.error.empty()) result.error = file.LastError();
     if (!result.error.empty()) {
@@ -183,9 +215,19 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     } else if (result.cancelled) {
       TakeCancelRequest();
       std::cerr << "Cancelled.\n";
-      ctx.exitCode = 1;
+      ctx.exitCode = kExitCancelled;
     }
-    std::cerr << result.patches << (args.apply ? " patched" : " found (file unchanged)") << "\n";
+    if (ctx.json && ctx.exitCode == kExitSuccess) {
+      PrintJson({{"image", args.image},
+                 {"screen", args.screen},
+                 {"graphics", args.gfx},
+                 {"applied", args.apply},
+                 {"count", result.patches},
+                 {"patches", patches}});
+      return;
+    }
+    if (!ctx.quiet)
+      std::cerr << result.patches << (args.apply ? " patched" : " found (file unchanged)") << "\n";
   });
 });
 

@@ -48,9 +48,9 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
 
 PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext& ctx, Host& host) {
   PreparedJob job;
-  const std::string prog = ctx.programFolder;
+  const ProgramFolders& folders = ctx.folders;
   ResolveContext rc;
-  rc.programFolder = prog;
+  rc.programFolder = folders.tree;
   rc.settings = ctx.settings;
   ResolverHost resolverHost(host, ctx.assumeYes);
   ResolvedInput res = ResolveInput(input, rc, resolverHost);
@@ -58,10 +58,11 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
     job.refusal = res.message;
     return job;
   }
+  job.dataFile = res.dataFile;
   const bool isPbp = Extension4(res.input) == ".PBP";
   std::string title = res.title, saveName = res.saveName, gameId = res.gameId;
   if (res.runInspection && isPbp) {
-    pbp::Inspection in = pbp::InspectEboot(res.input, TempFolder(prog), host);
+    pbp::Inspection in = pbp::InspectEboot(res.input, TempFolder(folders.work), host);
     if (!in.message.empty()) {
       job.refusal = in.message;
       return job;
@@ -76,8 +77,8 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   std::array<std::string, 6> texts{};
   if (!isPbp) {
     for (const AssetPass& pass : res.assetPasses) {
-      CustomFolderSearch search{prog, ctx.settings.defaultCustDir, ctx.settings.useSourceDirAsCust,
-                                res.dataFile, pass.gameId};
+      CustomFolderSearch search{folders, ctx.settings.defaultCustDir,
+                                ctx.settings.useSourceDirAsCust, res.dataFile, pass.gameId};
       FillSlotsFromCustomFolder(texts, search);
     }
   }
@@ -102,7 +103,7 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   job.title = title;
 
   GoInputs go;
-  go.programFolder = prog;
+  go.programFolder = folders.tree;
   go.input = res.input;
   go.output = output;
   go.title = title;
@@ -128,7 +129,7 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   std::string* paths[6] = {&r.Icon0Path, &r.Icon1Path, &r.Pic0Path,
                            &r.Pic1Path,  &r.Snd0Path,  &r.GamebootPath};
   for (int i = 0; i < 6; ++i)
-    *paths[i] = ResolveSlotFile(prog, !o.removed[i], texts[i], kSlots[i].assetFileName, isPbp);
+    *paths[i] = ResolveSlotFile(folders, !o.removed[i], texts[i], kSlots[i].assetFileName, isPbp);
   r.CompressionLevel =
       static_cast<int16_t>(o.level ? *o.level : ValInt(ctx.settings.compressLevel));
   r.PalFixScreen = o.palScreen;
@@ -136,7 +137,7 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   r.RecompressEboot = o.recompress;
   r.LogMode = true;
 
-  job.context.programFolder = prog;
+  job.context.folders = folders;
   job.context.settings = ctx.settings;
   job.context.host = &host;
   if (isPbp && !o.recompress && !o.output.empty()) {

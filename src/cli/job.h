@@ -34,6 +34,7 @@ struct PreparedJob {
   ConversionRequest request;
   ConversionContext context;
   std::string title;
+  std::string dataFile;  // the disc image behind the input (a CUE's BIN), when known
 };
 
 // Resolves `input`, inspects a package, fills the slots, applies the options and runs the

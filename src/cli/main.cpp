@@ -15,6 +15,24 @@ std::vector<std::pair<int, CommandSetup>>& Registry() {
   return commands;
 }
 
+constexpr const char* kFooter =
+    "Each command's own options: ebootforge-cli COMMAND --help.\n"
+    "Global options (--yes, --quiet, --json) may stand anywhere on the line.\n"
+    "Progress goes to standard error: a bar on a terminal, \"NN%\" lines otherwise.\n"
+    "With --json, info, gameid, lookup, resolve and palfix print one JSON object;\n"
+    "convert and batch print one per finished job, each on its own line.\n"
+    "\n"
+    "Exit status:\n"
+    "  0  success\n"
+    "  1  failed (bad input, a refused run, a bad command line)\n"
+    "  2  cancelled (Ctrl+C), or stopped at a question that --yes would answer\n";
+
+void AddGlobalFlags(CLI::App& app, CliContext& ctx) {
+  app.add_flag("-y,--yes", ctx.assumeYes, "Answer Yes to every question");
+  app.add_flag("-q,--quiet", ctx.quiet, "No progress and no log lines; results and errors only");
+  app.add_flag("--json", ctx.json, "Print results as JSON on standard output");
+}
+
 }  // namespace
 
 CommandRegistrar::CommandRegistrar(int order, CommandSetup setup) {
@@ -29,7 +47,7 @@ void AddRegisteredCommands(CLI::App& app, CliContext& ctx) {
 }
 
 void LoadCliSettings(CliContext& ctx) {
-  ctx.settings = LoadSettingsFile(ctx.iniPath, ctx.programFolder).settings;
+  ctx.settings = LoadSettingsFile(ctx.iniPath, ctx.folders).settings;
 }
 
 }  // namespace ebf::cli
@@ -39,20 +57,25 @@ int main(int argc, char** argv) {
   CLI::App app{"ebootforge-cli: PlayStation disc images to EBOOT.PBP packages and back"};
   app.set_version_flag("--version", std::string("ebootforge-cli ") + EBF_VERSION);
   app.require_subcommand(1);
+  // A subcommand hands the options it does not know to the top level, so the global flags
+  // work after the subcommand too (subcommands copy this setting when they are added).
+  app.fallthrough();
+  app.footer(kFooter);
 
   CliContext ctx;
-  ctx.programFolder = ebf::ProgramFolder();
-  ctx.iniPath = ebf::SettingsFilePath(ctx.programFolder, "ebootforge");
-  app.add_flag("-y,--yes", ctx.assumeYes, "Answer Yes to every question");
+  ctx.folders = ebf::LocateOwnFolders("ebootforge");
+  ctx.iniPath = ctx.folders.settingsFile;
+  AddGlobalFlags(app, ctx);
   AddRegisteredCommands(app, ctx);
 
-  TerminalHost host(ctx.assumeYes);
+  TerminalHost host(ctx.assumeYes, ctx.quiet, {StderrIsTerminal(), nullptr, {}});
   ctx.host = &host;
   InstallInterruptHandler();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
-    return app.exit(e);
+    // --help and --version end here with 0; every mistake on the line is a failure.
+    return app.exit(e) == 0 ? kExitSuccess : kExitFailed;
   }
   host.FinishLine();
   return ctx.exitCode;

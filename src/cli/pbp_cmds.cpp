@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <iostream>
 #include <map>
-#include <sstream>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "cli/terminal_host.h"
 #include "common/cancel.h"
@@ -16,62 +16,26 @@
 namespace ebf::cli {
 namespace {
 
-constexpr int kExitCancelled = 130;
-
-std::string JsonString(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (c < 0x20) {
-          char buf[8];
-          std::snprintf(buf, sizeof buf, "\\u%04x", c);
-          out += buf;
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
-  }
-  return out + "\"";
-}
-
-void PrintJson(const pbp::EbootInfo& info) {
-  std::ostringstream o;
-  o << "{\n  \"title\": " << JsonString(info.title)
-    << ",\n  \"gameId\": " << JsonString(info.gameId)
-    << ",\n  \"saveName\": " << JsonString(info.saveName) << ",\n  \"fileSize\": " << info.fileSize
-    << ",\n  \"sections\": [\n";
-  for (int i = 0; i < pbp::kSectionCount; ++i) {
-    o << "    {\"name\": " << JsonString(pbp::kSectionNames[i])
-      << ", \"offset\": " << info.header.offsets[i] << ", \"size\": " << info.sectionSizes[i] << "}"
-      << (i + 1 < pbp::kSectionCount ? "," : "") << "\n";
-  }
-  o << "  ],\n  \"blocks\": " << info.blocks
-    << ",\n  \"compressedBlocks\": " << info.compressedBlocks
-    << ",\n  \"bootPictureSize\": " << info.bootPngSize << ",\n  \"tracks\": [\n";
-  for (std::size_t i = 0; i < info.tracks.size(); ++i) {
-    const auto& t = info.tracks[i];
-    o << "    {\"number\": " << t.number << ", \"type\": \"" << (t.data ? "data" : "audio")
-      << "\", \"start\": \"" << pbp::FormatMsf(t.minute, t.second, t.frame) << "\"}"
-      << (i + 1 < info.tracks.size() ? "," : "") << "\n";
-  }
-  o << "  ]\n}\n";
-  std::cout << o.str();
+void PrintInfoJson(const pbp::EbootInfo& info) {
+  Json sections = Json::array();
+  for (int i = 0; i < pbp::kSectionCount; ++i)
+    sections.push_back({{"name", pbp::kSectionNames[i]},
+                        {"offset", info.header.offsets[i]},
+                        {"size", info.sectionSizes[i]}});
+  Json tracks = Json::array();
+  for (const auto& t : info.tracks)
+    tracks.push_back({{"number", t.number},
+                      {"type", t.data ? "data" : "audio"},
+                      {"start", pbp::FormatMsf(t.minute, t.second, t.frame)}});
+  PrintJson({{"title", info.title},
+             {"gameId", info.gameId},
+             {"saveName", info.saveName},
+             {"fileSize", info.fileSize},
+             {"sections", sections},
+             {"blocks", info.blocks},
+             {"compressedBlocks", info.compressedBlocks},
+             {"bootPictureSize", info.bootPngSize},
+             {"tracks", tracks}});
 }
 
 void PrintText(const pbp::EbootInfo& info) {
@@ -98,7 +62,6 @@ void PrintText(const pbp::EbootInfo& info) {
 
 struct InfoArgs {
   std::string path;
-  bool json = false;
 };
 
 struct ExtractArgs {
@@ -109,7 +72,6 @@ CommandRegistrar infoCommand(40, [](CLI::App& app, CliContext& ctx) {
   static InfoArgs args;
   auto* cmd = app.add_subcommand("info", "Show what an EBOOT.PBP holds");
   cmd->add_option("EBOOT", args.path, "The package")->required();
-  cmd->add_flag("--json", args.json, "Print JSON");
   cmd->callback([&ctx] {
     pbp::EbootInfo info;
     std::string err = pbp::ReadEbootInfo(args.path, info);
@@ -118,8 +80,8 @@ CommandRegistrar infoCommand(40, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = 1;
       return;
     }
-    if (args.json)
-      PrintJson(info);
+    if (ctx.json)
+      PrintInfoJson(info);
     else
       PrintText(info);
   });

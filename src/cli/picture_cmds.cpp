@@ -79,10 +79,10 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
   make->callback([opts, &ctx] {
     if (opts->id.size() != 9) {
       std::cerr << "Please enter a valid Game ID (must be 9 characters according to tarnwick)!\n";
-      ctx.exitCode = 2;
+      ctx.exitCode = kExitFailed;
       return;
     }
-    DocResult r = WriteDocumentDat(ctx.programFolder, opts->output, opts->id.substr(0, 4),
+    DocResult r = WriteDocumentDat(ctx.folders, opts->output, opts->id.substr(0, 4),
                                    opts->id.substr(4), opts->pages, *ctx.host);
     if (r.outcome != DocOutcome::Done) {
       std::cerr << (r.message.empty() ? "Cancelled." : r.message) << "\n";

@@ -8,18 +8,27 @@
 
 #include "app/settings.h"
 #include "common/host.h"
+#include "common/program_folders.h"
 
 namespace ebf::cli {
 
 // What every subcommand may use, filled by main() before the command runs.
 struct CliContext {
-  std::string programFolder;
+  ProgramFolders folders;
   std::string iniPath;  // --ini, else the program's own settings file
   Settings settings;    // read from iniPath when the command runs
   Host* host = nullptr;
+  // The global flags, accepted anywhere on the line.
   bool assumeYes = false;
+  bool quiet = false;  // no progress and no log lines; results and errors still
+  bool json = false;   // results on standard output as JSON
   int exitCode = 0;
 };
+
+// The exit codes, as --help lists them.
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitCancelled = 2;  // cancelled, or a question not answered Yes
 
 using CommandSetup = std::function<void(CLI::App& app, CliContext& ctx)>;
 

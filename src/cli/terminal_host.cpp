@@ -4,10 +4,38 @@
 #include <cstdio>
 #include <iostream>
 
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 #include "common/cancel.h"
 #include "common/text.h"
 
 namespace ebf::cli {
+namespace {
+
+constexpr auto kLiveLineEvery = std::chrono::milliseconds(200);
+constexpr auto kPlainLineEvery = std::chrono::seconds(1);
+
+int Percent(double fraction) {
+  if (fraction < 0) return 0;
+  if (fraction > 1) return 100;
+  return static_cast<int>(fraction * 100);
+}
+
+}  // namespace
+
+TerminalHost::TerminalHost(const bool& assumeYes, const bool& quiet, View view)
+    : assumeYes_(assumeYes), quiet_(quiet), view_(std::move(view)) {
+  if (!view_.now) view_.now = [] { return Clock::now(); };
+  start_ = view_.now();
+}
+
+std::ostream& TerminalHost::out() {
+  return view_.out ? *view_.out : std::cerr;
+}
 
 bool TerminalHost::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon /*icon*/) {
   FinishLine();
@@ -38,14 +66,25 @@ void TerminalHost::SetBytesText(const std::string& text) {
   Redraw(false);
 }
 
+void TerminalHost::ShowBar(bool visible) {
+  showBar_ = visible;
+}
+
+void TerminalHost::ShowBytes(bool visible) {
+  showBytes_ = visible;
+}
+
 void TerminalHost::Log(const std::string& text) {
+  if (quiet_) return;
   // Log text carries its own line breaks, often ahead of the words.
   std::string plain = ReplaceAll(text, "\r\n", "\n");
   while (!plain.empty() && plain.front() == '\n') plain.erase(0, 1);
+  plain = ReplaceAll(plain, "\r", "");
   if (plain.empty()) return;
   FinishLine();
-  std::cerr << plain;
-  if (plain.back() != '\n') std::cerr << "\n";
+  out() << plain;
+  if (plain.back() != '\n') out() << "\n";
+  out().flush();
 }
 
 void TerminalHost::PumpEvents() {
@@ -53,14 +92,42 @@ void TerminalHost::PumpEvents() {
 }
 
 void TerminalHost::FinishLine() {
-  if (lineOpen_) std::cerr << "\n";
+  if (lineOpen_) out() << "\n" << std::flush;
   lineOpen_ = false;
 }
 
 void TerminalHost::Redraw(bool force) {
-  auto now = std::chrono::steady_clock::now();
-  if (!force && now - lastDraw_ < std::chrono::milliseconds(200)) return;
+  if (quiet_) return;
+  const auto now = view_.now();
+  if (!view_.terminal) {
+    WritePlainLines(now);
+    return;
+  }
+  if (!force && now - lastDraw_ < kLiveLineEvery) return;
   lastDraw_ = now;
+  DrawLiveLine(now);
+}
+
+void TerminalHost::WritePlainLines(Clock::time_point now) {
+  // A new caption is always worth a line; a number waits for its second.
+  if (!caption_.empty() && caption_ != captionWritten_) {
+    captionWritten_ = caption_;
+    numberWritten_.clear();
+    out() << caption_ << "\n" << std::flush;
+  }
+  std::string number;
+  if (showBar_ && fraction_ >= 0)
+    number = std::to_string(Percent(fraction_)) + "%";
+  else if (showBytes_ && !bytes_.empty())
+    number = bytes_;
+  if (number.empty() || number == numberWritten_) return;
+  if (lastNumberAt_ && now - *lastNumberAt_ < kPlainLineEvery) return;
+  numberWritten_ = number;
+  lastNumberAt_ = now;
+  out() << number << "\n" << std::flush;
+}
+
+void TerminalHost::DrawLiveLine(Clock::time_point now) {
   auto secs = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
   std::string line = caption_;
   if (fraction_ >= 0) {
@@ -69,15 +136,23 @@ void TerminalHost::Redraw(bool force) {
     if (filled > width) filled = width;
     if (filled < 0) filled = 0;
     line += " [" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
-            std::to_string(static_cast<int>(fraction_ * 100)) + "%";
+            std::to_string(Percent(fraction_)) + "%";
   }
   if (!bytes_.empty())
     line += "  " + bytes_;
   else if (!size_.empty())
     line += "  " + size_;
   line += "  " + std::to_string(secs / 60) + "m " + std::to_string(secs % 60) + "s";
-  std::cerr << "\r" << line << "\033[K" << std::flush;
+  out() << "\r" << line << "\033[K" << std::flush;
   lineOpen_ = true;
+}
+
+bool StderrIsTerminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stderr)) != 0;
+#else
+  return isatty(STDERR_FILENO) != 0;
+#endif
 }
 
 extern "C" void OnInterrupt(int) {

@@ -310,8 +310,8 @@ std::string ProgramFolder() {
   return WithTrailingSep(FolderOf(ExecutablePath()));
 }
 
-std::string TempFolder(const std::string& programFolder) {
-  std::string temp = WithTrailingSep(programFolder) + "Temp";
+std::string TempFolder(const std::string& workFolder) {
+  std::string temp = WithTrailingSep(workFolder) + "Temp";
   std::error_code ec;
   if (!fs::is_directory(P(temp), ec)) {
     fs::create_directories(P(temp), ec);

@@ -73,6 +73,9 @@ bool ConfirmOverwrite(Host& host, const std::string& folder, const std::string& 
 
 bool IsProcessRunning(int64_t pid);
 
+// True when this process may create files in `folder` (permissions, read-only mounts).
+bool CanWriteFolder(const std::string& folder);
+
 uint8_t ToBcd(uint16_t n);
 using Msf = std::array<uint8_t, 3>;  // minute, second, frame
 Msf AddMsf(const Msf& a, const Msf& b);
@@ -85,7 +88,8 @@ std::string ResolveCaseBlind(const std::string& path);
 // The executable's own path, and its folder ending in the separator.
 std::string ExecutablePath();
 std::string ProgramFolder();
-// The program folder's Temp folder, created (and marked hidden) when missing.
-std::string TempFolder(const std::string& programFolder);
+// The Temp folder under the work folder (see ProgramFolders), created (and marked hidden)
+// when missing.
+std::string TempFolder(const std::string& workFolder);
 
 }  // namespace ebf

@@ -42,6 +42,17 @@ bool IsProcessRunning(int64_t pid) {
   return GetProcessVersion(static_cast<DWORD>(pid)) != 0;
 }
 
+bool CanWriteFolder(const std::string& folder) {
+  // Access rights on Windows are ACLs; creating a file is the only reliable test.
+  const std::filesystem::path probe =
+      std::filesystem::u8path(WithTrailingSep(folder) + "ebootforge-write-test.tmp");
+  HANDLE h = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(h);
+  return true;
+}
+
 #else
 
 std::string ExecutablePath() {
@@ -65,6 +76,10 @@ bool IsProcessRunning(int64_t pid) {
     if (close != std::string::npos && close + 2 < line.size()) return line[close + 2] != 'Z';
   }
   return true;
+}
+
+bool CanWriteFolder(const std::string& folder) {
+  return !folder.empty() && access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
 #endif

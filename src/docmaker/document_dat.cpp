@@ -33,8 +33,8 @@ Bytes EncodeTable(const std::vector<PageRecord>& records) {
 }
 
 // Draws a picture at its own size and saves it as the PNG used for the page.
-std::string ConvertPage(const std::string& programFolder, const std::string& path) {
-  const std::string output = TempFolder(programFolder) + "TempConv.png";
+std::string ConvertPage(const std::string& workFolder, const std::string& path) {
+  const std::string output = TempFolder(workFolder) + "TempConv.png";
   c32bppDIB image;
   image.LoadPictureFile(path);
   Surface surface(image.Width(), image.Height());
@@ -64,14 +64,14 @@ DocResult Failure(const std::string& message) {
 
 }  // namespace
 
-std::string DocumentTemplatePath(const std::string& programFolder) {
-  return ResolveCaseBlind(WithTrailingSep(programFolder) + "Data" + kSep + "DOCHead.dat");
+std::string DocumentTemplatePath(const ProgramFolders& folders) {
+  return FindRuntimeFile(folders, "Data/DOCHead.dat");
 }
 
-DocResult WriteDocumentDat(const std::string& programFolder, const std::string& outputPath,
+DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& outputPath,
                            const std::string& gameIdPrefix, const std::string& gameIdNumber,
                            const std::vector<std::string>& pagePaths, Host& host) {
-  const std::string templatePath = DocumentTemplatePath(programFolder);
+  const std::string templatePath = DocumentTemplatePath(folders);
   if (!FileExists(templatePath) || IsDirectory(templatePath))
     return Failure("DOCHead.dat file missing!");
   std::string error;
@@ -97,7 +97,7 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
       !out.Write(EncodeTable(records)) || !out.Write(gap))
     return fail(out.LastError());
   uint64_t position = kDocTableOffset + kDocRecordSize * count + kDocGapSize;
-  TempFolder(programFolder);
+  TempFolder(folders.work);
 
   DocResult result;
   for (uint32_t i = 0; i < count; ++i) {
@@ -111,7 +111,7 @@ DocResult WriteDocumentDat(const std::string& programFolder, const std::string& 
       result.outcome = DocOutcome::Cancelled;
       return result;
     }
-    if (HasConvertibleExtension(page)) page = ConvertPage(programFolder, page);
+    if (HasConvertibleExtension(page)) page = ConvertPage(folders.work, page);
     uint64_t length = 0;
     if (!IsStorablePage(page, length)) continue;
     if (position + length > UINT32_MAX) return fail("DOCUMENT.DAT would exceed 4 GB.");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/host.h"
+#include "common/program_folders.h"
 
 namespace ebf {
 
@@ -22,8 +23,8 @@ inline constexpr uint64_t kDocGapSize = 8;
 inline constexpr uint32_t kDocMaxPageWidth = 480;
 inline constexpr uint64_t kDocMinPageBytes = 31;
 
-// <program folder>/Data/DOCHead.dat
-std::string DocumentTemplatePath(const std::string& programFolder);
+// Data/DOCHead.dat, the user's before the shipped one.
+std::string DocumentTemplatePath(const ProgramFolders& folders);
 
 enum class DocOutcome { Done, Cancelled, Failed };
 
@@ -34,9 +35,9 @@ struct DocResult {
 };
 
 // Pages that are missing, not PNG after conversion, or wider than 480 keep an all-zero
-// record. Non-PNG pictures are converted through <program folder>/Temp/TempConv.png. A
+// record. Non-PNG pictures are converted through <work folder>/Temp/TempConv.png. A
 // cancel (CancelRequested) removes the partial output.
-DocResult WriteDocumentDat(const std::string& programFolder, const std::string& outputPath,
+DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& outputPath,
                            const std::string& gameIdPrefix, const std::string& gameIdNumber,
                            const std::vector<std::string>& pagePaths, Host& host);
 

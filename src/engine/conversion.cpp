@@ -32,12 +32,12 @@ constexpr const char* kPalJournal = "PALFIX.UNDO";
 // are undone here on every way out: success, failure, cancel, a converter that crashed.
 class RunCleanup {
  public:
-  RunCleanup(std::string programFolder, std::string outputFolder)
-      : prog_(std::move(programFolder)), out_(std::move(outputFolder)) {}
+  RunCleanup(std::string workFolder, std::string outputFolder)
+      : work_(std::move(workFolder)), out_(std::move(outputFolder)) {}
   ~RunCleanup() {
     if (staged_) RemoveStagedFiles(out_, assets_);
     DeleteFileIfExists(out_ + "ISO.TOC");
-    const std::string temp = TempFolder(prog_);
+    const std::string temp = TempFolder(work_);
     for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "ISO.TOC"})
       DeleteFileIfExists(temp + name);
     RevertPalFix();
@@ -57,10 +57,10 @@ class RunCleanup {
     if (palUndo_.empty() && palTarget_.empty()) return;
     // The journal stays when the revert fails, so the next start tries again.
     if (palUndo_.empty() || ReplayPalUndo(palTarget_, palUndo_).empty())
-      DeleteFileIfExists(TempFolder(prog_) + kPalJournal);
+      DeleteFileIfExists(TempFolder(work_) + kPalJournal);
     palUndo_.clear();
   }
-  std::string prog_, out_;
+  std::string work_, out_;
   bool staged_ = false;
   AssetPaths assets_;
   std::vector<PalPatch> palUndo_;
@@ -71,8 +71,8 @@ class RunCleanup {
 // at the next start: the image's path, then one "offset w0 w1" line per change.
 class PalJournal {
  public:
-  PalJournal(const std::string& programFolder, const std::string& image)
-      : path_(TempFolder(programFolder) + kPalJournal) {
+  PalJournal(const std::string& workFolder, const std::string& image)
+      : path_(TempFolder(workFolder) + kPalJournal) {
     file_.Open(path_, File::Mode::Write);
     file_.Write(image + "\n");
     file_.Flush();
@@ -118,11 +118,11 @@ void ConvertPictures(ConversionRequest& r, const ConversionContext& ctx) {
   c32bppDIB image;
   const int mode = ctx.settings.imgResMode;
   const bool centre = ctx.settings.imgResCentre;
-  ConvertSlotPictureToPng(ctx.programFolder, r.Icon0Path, kIcon0Target.slotWord, image,
+  ConvertSlotPictureToPng(ctx.folders.work, r.Icon0Path, kIcon0Target.slotWord, image,
                           kIcon0Target.width, kIcon0Target.height, mode, centre);
-  ConvertSlotPictureToPng(ctx.programFolder, r.Pic1Path, kPic1Target.slotWord, image,
+  ConvertSlotPictureToPng(ctx.folders.work, r.Pic1Path, kPic1Target.slotWord, image,
                           kPic1Target.width, kPic1Target.height, mode, centre);
-  ConvertSlotPictureToPng(ctx.programFolder, r.GamebootPath, kGamebootTarget.slotWord, image,
+  ConvertSlotPictureToPng(ctx.folders.work, r.GamebootPath, kGamebootTarget.slotWord, image,
                           kGamebootTarget.width, kGamebootTarget.height, mode, centre);
 }
 
@@ -162,8 +162,8 @@ std::optional<pbp::TocArea> LoadToc(const std::string& path) {
   return toc;
 }
 
-void DeleteNullFile(const std::string& programFolder) {
-  DeleteFileIfExists(WithTrailingSep(programFolder) + "null");
+void DeleteNullFile(const std::string& workFolder) {
+  DeleteFileIfExists(WithTrailingSep(workFolder) + "null");
 }
 
 // A package given as input and not recompressed: patched in place, or rebuilt when the
@@ -171,7 +171,7 @@ void DeleteNullFile(const std::string& programFolder) {
 std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
                        ConversionOutcome& outcome) {
   Host& host = *ctx.host;
-  const std::string temp = TempFolder(ctx.programFolder);
+  const std::string temp = TempFolder(ctx.folders.work);
   ConvertPictures(r, ctx);
   const pbp::EbootJob job = JobFor(r);
   pbp::Room room;
@@ -182,14 +182,14 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
     const std::string dest = ctx.chooseRebuildDestination ? ctx.chooseRebuildDestination() : "";
     if (dest.empty()) return "";
     if (dest == r.InputPath) return pbp::kSameFileMessage;
-    res = pbp::ReconstructEboot(r.InputPath, dest, temp, ctx.programFolder, job, host);
+    res = pbp::ReconstructEboot(r.InputPath, dest, temp, ctx.folders.work, job, host);
     if (res == "Success.") outcome.rebuiltTo = dest;
     return res;
   }
   res = ValidateAssets(r, ctx);
   if (!res.empty()) return res;
   res = pbp::PatchEbootInPlace(r.InputPath, temp, job, host);
-  DeleteNullFile(ctx.programFolder);
+  DeleteNullFile(ctx.folders.work);
   if (res != "Success.") return res;
   if (r.PalFixScreen || r.PalFixGraphics) {
     File f(r.InputPath, File::Mode::Read);
@@ -212,7 +212,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   ConversionOutcome local;
   ConversionOutcome& outcome = outcomeOut ? *outcomeOut : local;
   Host& host = *ctx.host;
-  const std::string prog = WithTrailingSep(ctx.programFolder);
+  const std::string work = WithTrailingSep(ctx.folders.work);
   const bool isPbp = Extension4(r.InputPath) == ".PBP";
   const bool inPlace = isPbp && !r.RecompressEboot;
 
@@ -220,13 +220,13 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   if (r.InputPath.size() < 4) return kMsgInputTooShort;
   if (!inPlace) {
     if (!MakeFolders(r.OutputFolder)) return kMsgOutputInvalid;
-    if (IsDataFolder(prog, r.OutputFolder)) return kMsgOutputIsData;
+    if (IsDataFolder(ctx.folders.tree, r.OutputFolder)) return kMsgOutputIsData;
   }
   r.OutputFolder = WithTrailingSep(r.OutputFolder);
   if (r.Title.empty()) return "No Game Title supplied.";
   if (r.SaveName.empty()) return "No Game Save supplied.";
   if (!IsKnownGameIdShape(r.GameID)) return "Invalid Game ID.";
-  const std::string temp = TempFolder(prog);
+  const std::string temp = TempFolder(work);
 
   if (isPbp) {
     std::string check = pbp::CheckEbootForJob(r.InputPath);
@@ -234,7 +234,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     if (inPlace) return PackageJob(r, ctx, outcome);
   }
 
-  RunCleanup cleanup(prog, r.OutputFolder);
+  RunCleanup cleanup(work, r.OutputFolder);
   std::optional<pbp::TocArea> toc;
   DeleteFileIfExists(r.OutputFolder + "ISO.TOC");
 
@@ -263,13 +263,13 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   if (std::string res = ValidateAssets(r, ctx); !res.empty()) return res;
 
   const AssetPaths assets = EffectiveAssets(r);
-  if (std::string res = CheckConverterPresent(prog); !res.empty()) return res;
-  for (const char* name : {"BASE.PBP", "DATA.PSP"})
-    if (!FileExists(ResolveCaseBlind(prog + "Data" + kSep + name))) return kMsgMissingFiles;
+  if (std::string res = CheckConverterPresent(ctx.folders); !res.empty()) return res;
+  for (const char* name : {"Data/BASE.PBP", "Data/DATA.PSP"})
+    if (!FileExists(FindRuntimeFile(ctx.folders, name))) return kMsgMissingFiles;
   for (const std::string& a : assets)
     if (!FileExists(a)) return kMsgMissingFiles;
 
-  const std::string basePbp = ResolveCaseBlind(prog + "Data" + kSep + "BASE.PBP");
+  const std::string basePbp = FindRuntimeFile(ctx.folders, "Data/BASE.PBP");
   const std::string sizedAssets[5] = {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path, r.Snd0Path};
   const uint64_t expected = ExpectedEbootSize(r.InputPath, sizedAssets, basePbp, r.GamebootPath);
   if (std::string res = CheckFreeSpace(r.OutputFolder, expected, ctx.freeSpace); !res.empty())
@@ -294,7 +294,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     const bool usersFile = r.InputPath != tempBin && r.InputPath != temp + "TempISO.iso";
     std::optional<PalJournal> journal;
     if (usersFile) {
-      journal.emplace(prog, r.InputPath);
+      journal.emplace(work, r.InputPath);
       cleanup.PalTarget(r.InputPath);
     }
     CancelConfirmGuard confirm;
@@ -304,7 +304,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     palDone = true;
   }
 
-  if (std::string res = StageConverterFiles(prog, r.OutputFolder, assets); !res.empty()) {
+  if (std::string res = StageConverterFiles(ctx.folders, r.OutputFolder, assets); !res.empty()) {
     cleanup.Staged(assets);
     return res;
   }
@@ -325,7 +325,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   pbp::EbootJob job = JobFor(r);
   job.toc = toc;
   std::string res = pbp::PatchConvertedEboot(eboot, temp, job, host);
-  DeleteNullFile(prog);
+  DeleteNullFile(work);
   if (res != "Success.") return res;
 
   if (palFix && !palDone) {
@@ -339,8 +339,8 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   return "Success.";
 }
 
-std::string RecoverInterruptedPalFix(const std::string& programFolder) {
-  const std::string journal = TempFolder(programFolder) + kPalJournal;
+std::string RecoverInterruptedPalFix(const std::string& workFolder) {
+  const std::string journal = TempFolder(workFolder) + kPalJournal;
   if (!FileExists(journal)) return "";
   Bytes bytes;
   if (!ReadWholeFile(journal, bytes, 64ull << 20)) return "The PAL fix journal could not be read.";

@@ -11,6 +11,7 @@
 
 #include "app/settings.h"
 #include "common/host.h"
+#include "common/program_folders.h"
 #include "engine/conversion_request.h"
 #include "engine/image_prep.h"
 
@@ -24,7 +25,7 @@ struct SlotChoice {
 };
 
 struct ConversionContext {
-  std::string programFolder;  // ends in the separator
+  ProgramFolders folders;
   Settings settings;
   Host* host = nullptr;
   // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot.
@@ -44,8 +45,8 @@ struct ConversionOutcome {
 std::string RunConversion(ConversionRequest& request, const ConversionContext& context,
                           ConversionOutcome* outcome = nullptr);
 
-// Puts back a PAL fix that a run interrupted by a crash left on a user's image. Called at
-// start; returns "" or what went wrong.
-std::string RecoverInterruptedPalFix(const std::string& programFolder);
+// Puts back a PAL fix that a run interrupted by a crash left on a user's image (its journal
+// is in the work folder's Temp). Called at start; returns "" or what went wrong.
+std::string RecoverInterruptedPalFix(const std::string& workFolder);
 
 }  // namespace ebf

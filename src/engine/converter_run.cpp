@@ -8,9 +8,8 @@
 
 namespace ebf {
 
-std::string StageConverterFiles(const std::string& programFolder, const std::string& outputFolder,
+std::string StageConverterFiles(const ProgramFolders& folders, const std::string& outputFolder,
                                 const AssetPaths& assets) {
-  const std::string data = WithTrailingSep(programFolder) + "Data" + kSep;
   std::string err;
   auto copy = [&](const std::string& from, const std::string& to) {
     if (!err.empty()) return;
@@ -18,15 +17,15 @@ std::string StageConverterFiles(const std::string& programFolder, const std::str
     if (!CopyFileTo(from, to, &why))
       err = "Could not copy " + from + " to " + to + " (" + why + ")";
   };
-  copy(ResolveCaseBlind(data + kConverterName), outputFolder + kConverterName);
+  copy(ResolveCaseBlind(folders.converter), outputFolder + kConverterName);
   for (int i = 0; i < kAssetCount; ++i) {
     const std::string staged = outputFolder + kStagedAssetNames[i];
     if (assets[i] != staged) copy(assets[i], staged);
   }
-  TempFolder(programFolder);
-  const std::string dataPsp = ResolveCaseBlind(data + "DATA.PSP");
+  TempFolder(folders.work);
+  const std::string dataPsp = FindRuntimeFile(folders, "Data/DATA.PSP");
   if (FileExists(dataPsp)) copy(dataPsp, outputFolder + "DATA.PSP");
-  copy(ResolveCaseBlind(data + "BASE.PBP"), outputFolder + "BASE.PBP");
+  copy(FindRuntimeFile(folders, "Data/BASE.PBP"), outputFolder + "BASE.PBP");
   return err;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "common/host.h"
+#include "common/program_folders.h"
 
 namespace ebf {
 
@@ -25,10 +26,10 @@ inline constexpr std::array<const char*, kAssetCount> kStagedAssetNames = {
     "ICON0.PNG", "ICON1.PMF", "PIC0.PNG", "PIC1.PNG", "SND0.AT3", "BOOT.PNG"};
 using AssetPaths = std::array<std::string, kAssetCount>;
 
-// Copies the converter, BASE.PBP, DATA.PSP (when present) and each asset that is not
-// already its staged file into the output folder (ending in the separator). Returns "" or
-// an error text.
-std::string StageConverterFiles(const std::string& programFolder, const std::string& outputFolder,
+// Copies the converter, BASE.PBP, DATA.PSP (when present; the user's own before the shipped
+// ones) and each asset that is not already its staged file into the output folder (ending
+// in the separator). Returns "" or an error text.
+std::string StageConverterFiles(const ProgramFolders& folders, const std::string& outputFolder,
                                 const AssetPaths& assets);
 
 // Removes what staging put in the output folder (never a user's own asset file) and ISO.TOC.

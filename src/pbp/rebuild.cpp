@@ -22,8 +22,8 @@ constexpr int kProgressEvery = 32;
 // Deletes the "null" stand-in file and, unless kept, the unfinished destination.
 class RebuildCleanup {
  public:
-  RebuildCleanup(std::string programFolder, std::string dest)
-      : nullFile_(WithTrailingSep(std::move(programFolder)) + "null"), dest_(std::move(dest)) {}
+  RebuildCleanup(std::string workFolder, std::string dest)
+      : nullFile_(WithTrailingSep(std::move(workFolder)) + "null"), dest_(std::move(dest)) {}
   ~RebuildCleanup() {
     if (!keep_) DeleteFileIfExists(dest_);
     DeleteFileIfExists(nullFile_);
@@ -43,14 +43,14 @@ bool SameFile(const std::string& a, const std::string& b) {
 }  // namespace
 
 std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
-                             const std::string& tempFolder, const std::string& programFolder,
+                             const std::string& tempFolder, const std::string& workFolder,
                              const EbootJob& job, Host& host) {
   // Nothing may happen to the source through the destination's name.
   if (destPath == sourcePath || SameFile(sourcePath, destPath)) {
-    DeleteFileIfExists(WithTrailingSep(programFolder) + "null");
+    DeleteFileIfExists(WithTrailingSep(workFolder) + "null");
     return kSameFileMessage;
   }
-  RebuildCleanup cleanup(programFolder, destPath);
+  RebuildCleanup cleanup(workFolder, destPath);
   auto fail = [&](File& file) {
     return AskContinueAfterError(host, file.LastError(), kErrDeviceIo);
   };
@@ -151,7 +151,7 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
 }
 
 std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                        const std::string& programFolder, const EbootJob& job, Host& host,
+                        const std::string& workFolder, const EbootJob& job, Host& host,
                         const DestinationChooser& chooseDestination) {
   if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
   Room room;
@@ -161,7 +161,7 @@ std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFol
   std::optional<std::string> dest = chooseDestination ? chooseDestination() : std::nullopt;
   if (!dest || dest->empty()) return "";
   if (*dest == ebootPath) return kSameFileMessage;
-  return ReconstructEboot(ebootPath, *dest, tempFolder, programFolder, job, host);
+  return ReconstructEboot(ebootPath, *dest, tempFolder, workFolder, job, host);
 }
 
 }  // namespace ebf::pbp

@@ -26,9 +26,9 @@ inline constexpr const char* kRebuildDone = "Done :)";
 // Temp/START.DAT. The source is only read. Progress and cancel (every 32 reads) go through
 // the host; a cancel or a failure deletes the destination. Returns "Success." (the caller
 // shows "Done :)"), "Cancelled.", "" (the user stopped after an error) or a message.
-// A file named "null" in programFolder is deleted on every way out.
+// A file named "null" in workFolder (where the slots put it) is deleted on every way out.
 std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
-                             const std::string& tempFolder, const std::string& programFolder,
+                             const std::string& tempFolder, const std::string& workFolder,
                              const EbootJob& job, Host& host);
 
 // The whole package job without the converter: checks, room test, then the in-place patch
@@ -36,7 +36,7 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
 // (nullopt when the user cancels the dialog), the rebuild. Returns the result string.
 using DestinationChooser = std::function<std::optional<std::string>()>;
 std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                        const std::string& programFolder, const EbootJob& job, Host& host,
+                        const std::string& workFolder, const EbootJob& job, Host& host,
                         const DestinationChooser& chooseDestination);
 
 }  // namespace ebf::pbp

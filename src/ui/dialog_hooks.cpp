@@ -36,7 +36,7 @@ std::string MainWindowText(MainWindow& window, const char* controlName) {
 
 void SelectGame(MainWindow& window, const DialogServices& services) {
   SelectDialog dialog(window.theme(), window.prompter(), &window);
-  if (!dialog.Load(GameDbPath(window.programFolder()), window.settings().hideNameTags,
+  if (!dialog.Load(GameDbPath(window.folders().tree), window.settings().hideNameTags,
                    window.gameId(), MainWindowText(window, "txtTitle")))
     return;
   if (dialog.exec() != QDialog::Accepted) return;
@@ -65,14 +65,14 @@ void OpenDocMaker(MainWindow& window) {
 
 void OpenPreview(MainWindow& window) {
   PreviewInputs in;
-  in.programFolder = window.programFolder();
+  in.programFolder = window.folders().tree;
   const bool eboot = window.packageLoaded();
   for (int i = 0; i < kSlotCount; ++i) {
     const QString key = QLatin1String(ui::SlotAt(i).key);
     auto* check = window.findChild<QCheckBox*>(QStringLiteral("chkCust") + key);
     auto* text = window.findChild<QLineEdit*>(QStringLiteral("txtCust") + key);
     in.slotFiles[static_cast<std::size_t>(i)] = ResolveSlotFile(
-        in.programFolder, check ? check->isChecked() : true,
+        window.folders(), check ? check->isChecked() : true,
         text ? text->text().toStdString() : std::string(), kSlots[i].assetFileName, eboot);
   }
   const Settings& s = window.settings();

@@ -227,7 +227,7 @@ void DocDialog::BrowseOutput() {
 void DocDialog::OkClicked() {
   if (lst_->count() == 0) return prompter_.Warn(this, QLatin1String(kMsgNothingToConvert));
   if (lst_->count() > 100 && !prompter_.Ask(this, QLatin1String(kMsgTooManyPages), true)) return;
-  if (!FileExists(DocumentTemplatePath(theme_.programFolder)))
+  if (!FileExists(DocumentTemplatePath(theme_.folders)))
     return prompter_.Warn(this, QLatin1String(kMsgDocHeadMissing));
   if (txtID_->text().size() != 5 || cboID_->currentText().size() != 4)
     return prompter_.Warn(this, QLatin1String(kMsgEnterValidId));
@@ -238,7 +238,7 @@ void DocDialog::OkClicked() {
   progress.SetCaption("Creating Documentation...");
   progress.show();
   const DocResult result =
-      WriteDocumentDat(theme_.programFolder, S(txtOut_->text()), S(cboID_->currentText()),
+      WriteDocumentDat(theme_.folders, S(txtOut_->text()), S(cboID_->currentText()),
                        S(txtID_->text()), pagePaths, progress);
   progress.hide();
   TakeCancelRequest();

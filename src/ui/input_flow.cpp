@@ -34,7 +34,7 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   if (decision.action == DropAction::Ignore) return;
 
   ResolveContext context;
-  context.programFolder = services_.programFolder;
+  context.programFolder = services_.folders.tree;
   context.settings = settings_;
   context.currentOutput = S(txtOut_->text());
   context.currentGameId = gameId_;
@@ -62,7 +62,7 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
 
 void MainWindow::InspectPackage(const std::string& path) {
   PrompterHost host(*services_.prompter, this);
-  const pbp::Inspection in = pbp::InspectEboot(path, TempFolder(services_.programFolder), host);
+  const pbp::Inspection in = pbp::InspectEboot(path, TempFolder(services_.folders.work), host);
   if (!in.message.empty()) {
     services_.prompter->Warn(this, Q(in.message));
     return;
@@ -71,7 +71,7 @@ void MainWindow::InspectPackage(const std::string& path) {
   SetGameIdentity(in.saveName, in.gameId);
   // The package says nothing of its region; the game list does.
   const auto entry =
-      LookupGame(GameDbPath(services_.programFolder), in.gameId, settings_.hideNameTags);
+      LookupGame(GameDbPath(services_.folders.tree), in.gameId, settings_.hideNameTags);
   SetRegion(entry ? entry->region : "");
   SetPackageLoaded(true);
   UpdateControlStates();
@@ -80,7 +80,7 @@ void MainWindow::InspectPackage(const std::string& path) {
 void MainWindow::LoadSlotsForGame(const std::string& dataFile, const std::string& gameId) {
   std::array<std::string, kSlotCount> texts;
   for (int i = 0; i < kSlotCount; ++i) texts[i] = S(slots_[i].text->text());
-  CustomFolderSearch search{services_.programFolder, settings_.defaultCustDir,
+  CustomFolderSearch search{services_.folders, settings_.defaultCustDir,
                             settings_.useSourceDirAsCust, dataFile, gameId};
   FillSlotsFromCustomFolder(texts, search);
   for (int i = 0; i < kSlotCount; ++i)
@@ -124,9 +124,8 @@ std::string MainWindow::RunCoreConversion(GoRequest& g, ProgressWindow& progress
                                     &r.Pic1Path,  &r.Snd0Path,  &r.GamebootPath};
   ConversionContext ctx;
   for (int i = 0; i < kSlotCount; ++i) {
-    *paths[i] =
-        ResolveSlotFile(services_.programFolder, g.assetSlots[i].ticked, g.assetSlots[i].text,
-                        kSlots[i].assetFileName, isPbp && packageLoaded_);
+    *paths[i] = ResolveSlotFile(services_.folders, g.assetSlots[i].ticked, g.assetSlots[i].text,
+                                kSlots[i].assetFileName, isPbp && packageLoaded_);
     ctx.slotChoices[i] = {g.assetSlots[i].ticked, g.assetSlots[i].text};
   }
   r.CompressionLevel = static_cast<int16_t>(g.compressionLevel);
@@ -135,7 +134,7 @@ std::string MainWindow::RunCoreConversion(GoRequest& g, ProgressWindow& progress
   r.RecompressEboot = g.recompressEboot;
   r.LogMode = false;
 
-  ctx.programFolder = services_.programFolder;
+  ctx.folders = services_.folders;
   ctx.settings = settings_;
   ctx.host = &progress;
   ctx.chooseRebuildDestination = [this, &g] {

@@ -43,7 +43,7 @@ MainWindow::MainWindow(Services services, Hooks hooks, QWidget* parent)
   setObjectName(QStringLiteral("frmMain"));
   setWindowTitle(QStringLiteral("ebootforge"));
   setAcceptDrops(true);
-  theme_.programFolder = services_.programFolder;
+  theme_.folders = services_.folders;
   BuildLayout();
   UpdateHookedButtons();
   SetPackageLoaded(false);
@@ -361,7 +361,7 @@ void MainWindow::ResolveInput(const std::string& path) {
 
 void MainWindow::LoadAndApplyTheme() {
   theme_.name = settings_.theme;
-  theme_.values = LoadTheme(services_.programFolder, theme_.name, theme_.values);
+  theme_.values = LoadTheme(services_.folders, theme_.name, theme_.values);
   const QString title =
       theme_.values.mainTitle.empty() ? QStringLiteral("ebootforge") : Q(theme_.values.mainTitle);
   setWindowTitle(title);

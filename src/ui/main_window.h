@@ -56,7 +56,7 @@ class MainWindow : public QWidget {
   };
 
   struct Services {
-    std::string programFolder;  // ends in the separator
+    ProgramFolders folders;
     std::string settingsFile;
     Prompter* prompter = nullptr;
     FileDialogs* dialogs = nullptr;
@@ -69,7 +69,7 @@ class MainWindow : public QWidget {
   // Program-wide state.
   Settings& settings() { return settings_; }
   const ThemeContext& theme() const { return theme_; }
-  const std::string& programFolder() const { return services_.programFolder; }
+  const ProgramFolders& folders() const { return services_.folders; }
   const std::string& settingsFile() const { return services_.settingsFile; }
   Prompter& prompter() { return *services_.prompter; }
   FileDialogs& dialogs() { return *services_.dialogs; }

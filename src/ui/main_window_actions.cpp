@@ -29,7 +29,7 @@ namespace {}  // namespace
 // "ok" to go on, or "" when a check stopped the run.
 std::string MainWindow::ValidateForGo() {
   GoInputs in;
-  in.programFolder = services_.programFolder;
+  in.programFolder = services_.folders.tree;
   in.input = S(txtIn_->text());
   in.output = S(txtOut_->text());
   in.title = S(txtTitle_->text());
@@ -127,8 +127,7 @@ void MainWindow::ExtractSlot(int slot) {
       this, QLatin1String(info.extractTitle), txtOut_->text(), QLatin1String(info.extractName),
       QLatin1String(info.extractExtension), info.extractFilters);
   if (target.isEmpty()) return;
-  const std::string from =
-      ResolveCaseBlind(services_.programFolder + "Temp" + kSep + info.assetFile);
+  const std::string from = ResolveCaseBlind(TempFolder(services_.folders.work) + info.assetFile);
   std::string error;
   if (!CopyFileTo(from, S(target), &error)) services_.prompter->Warn(this, Q(error));
 }

@@ -41,7 +41,7 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
     : QDialog(parent),
       settings_(settings),
       settingsFile_(std::move(settingsFile)),
-      programFolder_(theme.programFolder),
+      folders_(theme.folders),
       dialogs_(dialogs),
       prompter_(prompter),
       onThemeChanged_(std::move(onThemeChanged)) {
@@ -170,7 +170,7 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
     optOutDirAct_[settings_.defaultOutDirOpt]->setChecked(true);
   if (settings_.autoTransfer >= 0 && settings_.autoTransfer < 3)
     optAutoTransAct_[settings_.autoTransfer]->setChecked(true);
-  for (const std::string& name : ListThemes(programFolder_)) {
+  for (const std::string& name : ListThemes(folders_)) {
     cboTheme_->addItem(Q(name));
     if (EqualsCaseBlind(name, settings_.theme)) cboTheme_->setCurrentIndex(cboTheme_->count() - 1);
   }

@@ -40,7 +40,7 @@ class OptionsDialog : public QDialog {
 
   Settings& settings_;
   std::string settingsFile_;
-  std::string programFolder_;
+  ProgramFolders folders_;
   FileDialogs& dialogs_;
   Prompter& prompter_;
   std::function<void()> onThemeChanged_;

@@ -10,15 +10,15 @@
 namespace ebf::ui {
 
 bool RunStartup(MainWindow& window, const std::string& commandLine) {
-  const std::string& folder = window.programFolder();
-  for (const std::string& message : {CheckConverterPresent(folder), CheckRequiredFiles(folder)}) {
+  const ProgramFolders& folders = window.folders();
+  for (const std::string& message : {CheckConverterPresent(folders), CheckRequiredFiles(folders)}) {
     if (!message.empty()) {
       window.prompter().Critical(nullptr, QString::fromStdString(message));
       return false;
     }
   }
   // A PAL fix that a crash left on a user's image is put back before anything else.
-  const std::string recovered = RecoverInterruptedPalFix(folder);
+  const std::string recovered = RecoverInterruptedPalFix(folders.work);
   if (!recovered.empty()) window.prompter().Warn(nullptr, QString::fromStdString(recovered));
 
   const std::string fromCommandLine = CommandLineInput(commandLine);
@@ -26,7 +26,7 @@ bool RunStartup(MainWindow& window, const std::string& commandLine) {
 
   Settings defaults;
   defaults.theme = "Default";
-  SettingsFileContents loaded = LoadSettingsFile(window.settingsFile(), folder, defaults);
+  SettingsFileContents loaded = LoadSettingsFile(window.settingsFile(), folders, defaults);
   window.settings() = loaded.settings;
   window.ShowSettings();
   // The last input comes back only when the command line named none.

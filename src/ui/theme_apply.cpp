@@ -39,7 +39,7 @@ QString Url(const std::string& path) {
 // A themed button face, or plain colours when the theme has no picture for it.
 QString ButtonRule(const QString& selector, const ThemeContext& theme, const char* picture,
                    const QColor& fallback, const QColor& border) {
-  const std::string path = FindThemePicture(theme.programFolder, theme.name, picture);
+  const std::string path = FindThemePicture(theme.folders, theme.name, picture);
   if (!path.empty())
     return QStringLiteral("%1 { border-image: %2 12 12 12 12 stretch stretch; }\n")
         .arg(selector, Url(path));
@@ -85,7 +85,7 @@ QPixmap PlaceholderPicture() {
 }
 
 QPixmap ThemePicture(const ThemeContext& theme, const std::string& fileName) {
-  const std::string path = FindThemePicture(theme.programFolder, theme.name, fileName);
+  const std::string path = FindThemePicture(theme.folders, theme.name, fileName);
   QPixmap pixmap;
   if (path.empty() || !pixmap.load(QString::fromStdString(path))) return PlaceholderPicture();
   return pixmap;
@@ -170,7 +170,7 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
       {"QRadioButton::indicator:checked", "Rad_On.png"}};
   bool allMarks = true;
   for (const auto& [selector, file] : marks)
-    allMarks &= !FindThemePicture(theme.programFolder, theme.name, file).empty();
+    allMarks &= !FindThemePicture(theme.folders, theme.name, file).empty();
   if (allMarks) {
     css += QStringLiteral(
         "QCheckBox::indicator, QRadioButton::indicator { width: 16px;"
@@ -178,9 +178,9 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
         "QCheckBox::indicator:disabled, QRadioButton::indicator:disabled"
         " { opacity: 0.5; }\n");
     for (const auto& [selector, file] : marks)
-      css += QStringLiteral("%1 { image: %2; }\n")
-                 .arg(QLatin1String(selector),
-                      Url(FindThemePicture(theme.programFolder, theme.name, file)));
+      css +=
+          QStringLiteral("%1 { image: %2; }\n")
+              .arg(QLatin1String(selector), Url(FindThemePicture(theme.folders, theme.name, file)));
   }
   window->setStyleSheet(css);
 

@@ -15,7 +15,7 @@ namespace ebf::ui {
 // The active theme: its values and where its pictures are.
 struct ThemeContext {
   Theme values;
-  std::string programFolder;
+  ProgramFolders folders;
   std::string name = "Default";
 };
 

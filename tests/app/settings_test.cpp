@@ -152,7 +152,10 @@ TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
 
   // A missing file keeps the defaults.
   EXPECT_EQ(LoadSettingsFile(prog / "none.ini", prog.folder()).settings, Settings{});
-  EXPECT_NE(SaveSettingsFile(prog / "no/such/dir/x.ini", s, ""), "");
+  // A fresh user's config folder is made on the first save; a file in its place fails.
+  EXPECT_EQ(SaveSettingsFile(prog / "config/ebootforge/x.ini", s, ""), "");
+  EXPECT_TRUE(FileExists(prog / "config/ebootforge/x.ini"));
+  EXPECT_NE(SaveSettingsFile(ini + "/x.ini", s, ""), "");
 }
 
 TEST(Startup, ConverterAndRequiredFiles) {
@@ -180,10 +183,29 @@ TEST(Startup, ConverterAndRequiredFiles) {
   EXPECT_EQ(CommandLineInput(""), "");
 }
 
-TEST(Settings, FilePathFollowsTheExecutableName) {
-  EXPECT_EQ(SettingsFilePath(std::string("/opt/ebf") + kSep, "/opt/ebf/ebootforge"),
-            std::string("/opt/ebf") + kSep + "ebootforge.ini");
-  EXPECT_EQ(SettingsFilePath("C", "x.exe"), std::string("C") + kSep + "x.ini");
+TEST(Startup, TheUsersFilesStandInAndTheConverterIsWhereTheFoldersSay) {
+  TempDir dir;
+  ProgramFolders f;
+  f.tree = dir.MakeDir("share") + "/";
+  f.user = dir.MakeDir("user") + "/";
+  f.converter = dir / "libexec/tarnwick.exe";
+  dir.MakeDir("share/PSXCust/Default");
+  for (const char* name :
+       {"Gameboot.png", "ICON0.PNG", "ICON1.PMF", "PIC0.PNG", "PIC1.PNG", "SND0.AT3"})
+    test::WriteFileText(dir / "share/PSXCust/Default/" + name, "");
+  dir.MakeDir("user/Data");
+  dir.MakeDir("share/Data");
+  test::WriteFileText(dir / "user/Data/BASE.PBP", "");
+  EXPECT_NE(CheckRequiredFiles(f), "");  // DATA.PSP in neither tree
+  test::WriteFileText(dir / "share/Data/DATA.PSP", "");
+  EXPECT_EQ(CheckRequiredFiles(f), "");  // BASE.PBP from the user's, DATA.PSP shipped
+
+  // A converter in the shipped Data/ does not count when the folders put it elsewhere.
+  test::WriteFileText(dir / "share/Data/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(f), "The file, tarnwick.exe is missing!!!");
+  dir.MakeDir("libexec");
+  test::WriteFileText(dir / "libexec/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(f), "");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "app/settings.h"
 #include "app/theme.h"
 #include "common/files.h"
 #include "support/temp_dir.h"
@@ -110,6 +111,38 @@ TEST(ThemeFiles, LoadPicturesAndList) {
   EXPECT_EQ(ListThemes(prog.folder()), (std::vector<std::string>{"Default", "Night"}));
   TempDir empty;
   EXPECT_TRUE(ListThemes(empty.folder()).empty());
+}
+
+TEST(ThemeFiles, TheUsersThemesComeFirst) {
+  TempDir dir;
+  ProgramFolders f;
+  f.tree = dir.MakeDir("share") + "/";
+  f.user = dir.MakeDir("user") + "/";
+  dir.MakeDir("share/Themes/Default");
+  dir.MakeDir("share/Themes/Night");
+  dir.MakeDir("user/Themes/Night");
+  dir.MakeDir("user/Themes/Amber");
+  test::WriteFileText(dir / "share/Themes/Default/style.ini", "MAINTITLE=Shipped\n");
+  test::WriteFileText(dir / "share/Themes/Night/style.ini", "MAINTITLE=Shipped night\n");
+  test::WriteFileText(dir / "share/Themes/Default/Ti_Main.jpg", "d");
+  test::WriteFileText(dir / "share/Themes/Night/BG_SaveID.jpg", "n");
+  test::WriteFileText(dir / "user/Themes/Night/style.ini", "MAINTITLE=My night\n");
+  test::WriteFileText(dir / "user/Themes/Amber/style.ini", "MAINTITLE=Amber\n");
+  test::WriteFileText(dir / "user/Themes/Amber/Ti_Main.jpg", "a");
+
+  EXPECT_EQ(LoadTheme(f, "Night").mainTitle, "My night");
+  EXPECT_EQ(LoadTheme(f, "amber").mainTitle, "Amber");
+  EXPECT_EQ(LoadTheme(f, "Default").mainTitle, "Shipped");
+  // A picture the user's theme lacks: the shipped copy of the same theme, then Default.
+  EXPECT_EQ(FindThemePicture(f, "Night", "BG_SaveID.jpg"),
+            dir / "share/Themes/Night/BG_SaveID.jpg");
+  EXPECT_EQ(FindThemePicture(f, "Night", "Ti_Main.jpg"), dir / "share/Themes/Default/Ti_Main.jpg");
+  EXPECT_EQ(FindThemePicture(f, "Amber", "Ti_Main.jpg"), dir / "user/Themes/Amber/Ti_Main.jpg");
+  EXPECT_EQ(ListThemes(f), (std::vector<std::string>{"Amber", "Default", "Night"}));
+  // The settings file may name a theme that only the user has.
+  EXPECT_EQ(ParseSettings("Theme = Amber\r\n", f).settings.theme, "Amber");
+  EXPECT_EQ(ParseSettings("Theme = Amber\r\n", ProgramFolders(f.tree)).settings.theme,
+            Settings{}.theme);
 }
 
 }  // namespace

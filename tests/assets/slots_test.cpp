@@ -99,5 +99,37 @@ TEST(FillSlotsFromCustomFolder, CandidateOrder) {
   EXPECT_EQ(byId[kSlotGameboot], dir / "prog/PSXCust/Game/Gameboot.PNG");
 }
 
+TEST(SlotsWithUserFolders, DefaultsAndPerGameArtFromTheUserFirstNullInTheWorkFolder) {
+  TempDir dir;
+  ProgramFolders f;
+  f.tree = dir.MakeDir("share") + "/";
+  f.user = dir.MakeDir("user") + "/";
+  f.work = dir / "cache/ebootforge/";  // not made yet
+  dir.MakeDir("share/PSXCust/Default");
+  dir.MakeDir("share/PSXCust/SLUS00594");
+  dir.MakeDir("user/PSXCust/Default");
+  dir.MakeDir("user/PSXCust/SLUS00594");
+  test::WriteFileText(dir / "share/PSXCust/Default/PIC1.PNG", "s");
+  test::WriteFileText(dir / "share/PSXCust/Default/ICON0.PNG", "s");
+  test::WriteFileText(dir / "user/PSXCust/Default/PIC1.PNG", "u");
+  test::WriteFileText(dir / "share/PSXCust/SLUS00594/PIC0.PNG", "s");
+  test::WriteFileText(dir / "share/PSXCust/SLUS00594/ICON0.PNG", "s");
+  test::WriteFileText(dir / "user/PSXCust/SLUS00594/ICON0.PNG", "u");
+
+  EXPECT_EQ(ResolveSlotFile(f, true, "", "PIC1.PNG", false), dir / "user/PSXCust/Default/PIC1.PNG");
+  EXPECT_EQ(ResolveSlotFile(f, true, "", "ICON0.PNG", false),
+            dir / "share/PSXCust/Default/ICON0.PNG");
+  EXPECT_EQ(ResolveSlotFile(f, true, "", "PIC1.PNG", true), dir / "cache/ebootforge/Temp/PIC1.PNG");
+  EXPECT_EQ(ResolveSlotFile(f, false, "", "PIC1.PNG", false), dir / "cache/ebootforge/null");
+  EXPECT_TRUE(FileExists(dir / "cache/ebootforge/null"));
+  EXPECT_FALSE(FileExists(dir / "share/null"));
+
+  std::array<std::string, kSlotCount> texts;
+  CustomFolderSearch search{f, "", false, dir / "games/Game.bin", "SLUS00594"};
+  EXPECT_EQ(FillSlotsFromCustomFolder(texts, search), 2);
+  EXPECT_EQ(texts[kSlotIcon0], dir / "user/PSXCust/SLUS00594/ICON0.PNG");
+  EXPECT_EQ(texts[kSlotPic0], dir / "share/PSXCust/SLUS00594/PIC0.PNG");
+}
+
 }  // namespace
 }  // namespace ebf

@@ -67,7 +67,7 @@ TEST(Cli, ConvertAnswersQuestionsOnlyWithYes) {
   TempDir dir;
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
   Ran asked = Cli("convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out"));
-  EXPECT_EQ(asked.exit, 1);
+  EXPECT_EQ(asked.exit, 2);  // declined
   EXPECT_NE(asked.out.find("It appears that you're using an ISO."), std::string::npos) << asked.out;
   EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
 

@@ -94,7 +94,7 @@ TEST(PictureCommands, DocMakeAndExtract) {
 
   CliRun badId =
       RunCli("doc make " + ShellQuote(dir / "x.dat") + " --id SLUS1 " + ShellQuote(page));
-  EXPECT_EQ(badId.exit, 2);
+  EXPECT_EQ(badId.exit, 1);
   EXPECT_NE(
       badId.out.find("Please enter a valid Game ID (must be 9 characters according to tarnwick)!"),
       std::string::npos);

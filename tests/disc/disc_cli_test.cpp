@@ -81,7 +81,7 @@ TEST(DiscCli, PalFixListsThenApplies) {
   StoreLe32(&data[70005], 0x8C42EC90);
   WriteFileBytes(image, data);
 
-  EXPECT_EQ(Cli("palfix " + Q(image)).code, 2);  // neither fix chosen
+  EXPECT_EQ(Cli("palfix " + Q(image)).code, 1);  // neither fix chosen
   Output o = Cli("palfix " + Q(image) + " --screen --gfx");
   EXPECT_EQ(o.text, "0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n");
   EXPECT_EQ(ReadFileBytes(image), data);

@@ -64,7 +64,7 @@ struct Job {
 
   explicit Job(bool fakeConverter = false) {
     progFolder = fakeConverter ? test::MakeFakeProgramFolder(prog) : test::CopyRuntimeTree(prog);
-    ctx.programFolder = progFolder;
+    ctx.folders = progFolder;
     ctx.host = &host;
     ctx.pollInterval = std::chrono::milliseconds(10);
     req.OutputFolder = work / "out";
@@ -260,7 +260,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     TempDir prog, work;
     RecordingHost host;
     ConversionContext ctx;
-    ctx.programFolder = test::CopyRuntimeTree(prog, false);
+    ctx.folders = test::CopyRuntimeTree(prog, false);
     ctx.host = &host;
     ConversionRequest req;
     test::WriteFileBytes(work / "g.bin", Bytes(2352 * 20, 0));
@@ -268,7 +268,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     req.OutputFolder = work.path();
     req.Title = req.SaveName = "T";
     req.GameID = "SLUS01234";
-    const std::string def = ctx.programFolder + "PSXCust" + kSep + "Default" + kSep;
+    const std::string def = ctx.folders.tree + "PSXCust" + kSep + "Default" + kSep;
     req.Icon0Path = def + "ICON0.PNG";
     req.Icon1Path = def + "ICON1.PMF";
     req.Pic0Path = def + "PIC0.PNG";

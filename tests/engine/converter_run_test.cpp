@@ -158,5 +158,29 @@ TEST(RunConverter, MissingConverterCannotStart) {
   EXPECT_EQ(RunConverter(s.Options(), host), "Could not start tarnwick!");
 }
 
+TEST(Staging, TheUsersTemplateAndLoaderBeforeTheShippedOnes) {
+  Staged s;
+  TempDir user;
+  ProgramFolders f;
+  f.tree = s.progFolder;
+  f.work = s.progFolder;
+  f.user = user.folder();
+  f.converter = s.progFolder + "Data" + kSep + "tarnwick.exe";
+  user.MakeDir("Data");
+  test::WriteFileText(user / "Data/BASE.PBP", "my own template");
+  ASSERT_EQ(StageConverterFiles(f, s.outFolder, s.assets), "");
+  EXPECT_EQ(test::ReadFileText(s.out / "BASE.PBP"), "my own template");
+  EXPECT_EQ(test::ReadFileBytes(s.out / "DATA.PSP"),
+            test::ReadFileBytes(s.progFolder + "Data/DATA.PSP"));
+  EXPECT_EQ(test::ReadFileBytes(s.out / "tarnwick.exe"), test::ReadFileBytes(f.converter));
+  RemoveStagedFiles(s.outFolder, s.assets);
+
+  // The converter comes from where the folders name it, not from Data/.
+  f.converter = user / "elsewhere.exe";
+  test::WriteFileText(f.converter, "the installed converter");
+  ASSERT_EQ(StageConverterFiles(f, s.outFolder, s.assets), "");
+  EXPECT_EQ(test::ReadFileText(s.out / "tarnwick.exe"), "the installed converter");
+}
+
 }  // namespace
 }  // namespace ebf

@@ -34,7 +34,7 @@ class DocDialogTest : public QObject {
     ScriptedDialogs dialogs;
     Fixture() {
       FillProgramFolder(prog);
-      theme.programFolder = prog.folder();
+      theme.folders = prog.folder();
     }
     std::unique_ptr<ui::DocDialog> Open(const std::string& gameId = "SLUS01234") {
       return std::make_unique<ui::DocDialog>(theme, prompter, dialogs, gameId, out.folder());

@@ -36,7 +36,7 @@ class OptionsDialogTest : public QObject {
                     "DefGameID = SCUS94476\r\nPreviewDelay = 2500\r\nAddISOPadding = 1\r\n"
                     "EBOOT_TOC_Extract = 2\r\nTheme = Night\r\nCompressLevel = 5\r\n");
       settings = LoadSettingsFile(settingsFile, prog.folder()).settings;
-      theme.programFolder = prog.folder();
+      theme.folders = prog.folder();
     }
     std::unique_ptr<ui::OptionsDialog> Open() {
       return std::make_unique<ui::OptionsDialog>(settings, settingsFile, theme, dialogs, prompter,

@@ -39,7 +39,7 @@ class SelectDialogTest : public QObject {
       FillProgramFolder(prog);
       db = prog / "Data/TarnwickPS1ID.db";
       WriteFileText(db, text);
-      theme.programFolder = prog.folder();
+      theme.folders = prog.folder();
     }
   };
 

@@ -107,7 +107,7 @@ class ThemeApplyTest : public QObject {
     for (const char* name : {"Ti_Main.jpg", "Ti_Options.jpg", "Ti_Select.jpg", "Ti_DocMaker.jpg",
                              "BG_SaveID.jpg", "BG_Transfer.jpg", "Btn_Normal.png", "Btn_Hover.png",
                              "Btn_Pressed.png", "Btn_Accent.png"})
-      QVERIFY2(!FindThemePicture(shipped.programFolder, "Default", name).empty(), name);
+      QVERIFY2(!FindThemePicture(shipped.folders, "Default", name).empty(), name);
     QCOMPARE(ui::ThemePicture(shipped, "Ti_Options.jpg").size(), QSize(1200, 128));
     QVERIFY(shipped.values.mainBg.has_value());
     QVERIFY(shipped.values.dialogTitleLineHeight > 0);

@@ -1,6 +1,8 @@
 // Draws the program's own artwork into the runtime tree: default menu assets, the preview's
-// stock pictures and the Default theme's headers, backgrounds and buttons.
+// stock pictures and the Default theme's headers, backgrounds and buttons; or the
+// desktop icon in the sizes of the hicolor icon theme.
 //   ebf_artgen <runtime folder>
+//   ebf_artgen --icons <folder> <name>   writes <folder>/<N>x<N>/apps/<name>.png
 
 #include <cstdio>
 #include <filesystem>
@@ -186,13 +188,40 @@ Canvas Radio(bool on) {
   return c;
 }
 
+// The desktop icon: the disc emblem on the night backdrop, in a rounded square with the
+// margin that icon themes leave around a square icon.
+Canvas AppIcon(int size) {
+  Canvas c(size, size);
+  const float s = static_cast<float>(size);
+  Backdrop(c, 0.6f, 1.3f);
+  DiscEmblem(c, s * 0.5f, s * 0.5f, s * 0.33f);
+  const float m = s * 0.06f, r = s * 0.2f;
+  if (size >= 32)
+    c.RoundRectOutline(m, m, s - 2 * m, s - 2 * m, r, s / 96.0f, Hex(0xFFFFFF, 0.25f));
+  c.ClipRoundRect(m, m, s - 2 * m, s - 2 * m, r);
+  return c;
+}
+
+int WriteIcons(const std::filesystem::path& root, const std::string& name) {
+  bool ok = true;
+  for (int size : {16, 22, 24, 32, 48, 64, 128, 256, 512}) {
+    const std::string dim = std::to_string(size) + "x" + std::to_string(size);
+    const std::filesystem::path folder = root / dim / "apps";
+    std::filesystem::create_directories(folder);
+    ok &= WritePng((folder / (name + ".png")).string(), AppIcon(size));
+  }
+  if (!ok) std::fprintf(stderr, "ebf_artgen: could not write the icons under %s\n", root.c_str());
+  return ok ? 0 : 1;
+}
+
 }  // namespace
 }  // namespace artgen
 
 int main(int argc, char** argv) {
   using namespace artgen;
+  if (argc == 4 && std::string(argv[1]) == "--icons") return WriteIcons(argv[2], argv[3]);
   if (argc != 2) {
-    std::fprintf(stderr, "usage: ebf_artgen <runtime folder>\n");
+    std::fprintf(stderr, "usage: ebf_artgen <runtime folder> | --icons <folder> <name>\n");
     return 2;
   }
   namespace fs = std::filesystem;

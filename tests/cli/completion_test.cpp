@@ -1,0 +1,55 @@
+// The bash completion script that the program writes from its own command tree, loaded
+// into a real bash and asked what it would offer.
+#include <gtest/gtest.h>
+
+#include "support/picture_tools.h"
+#include "support/process_run.h"
+#include "support/runtime.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::ShellQuote;
+
+class Completion : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    script_ = dir_ / "ebootforge-cli.bash";
+    test::Shell(ShellQuote(test::RuntimeFolder() + "ebootforge-cli") + " completion bash >" +
+                ShellQuote(script_));
+  }
+
+  // What bash offers for the words typed, the last one being completed; one per line.
+  std::string Offer(const std::string& words) {
+    const std::string program = "source " + ShellQuote(script_) + "\nCOMP_WORDS=(" + words +
+                                ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                                "_ebootforge_cli\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
+    return test::Shell("cd " + ShellQuote(dir_.path()) + " && bash -c " + ShellQuote(program) +
+                       " 2>&1");
+  }
+
+  test::TempDir dir_;
+  std::string script_;
+};
+
+TEST_F(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
+  EXPECT_EQ(Offer("ebootforge-cli conv"), "convert\n");
+  EXPECT_EQ(Offer("ebootforge-cli doc ''"), "make\nextract\n");
+  EXPECT_EQ(Offer("ebootforge-cli convert game.cue --le"), "--level\n");
+  EXPECT_EQ(Offer("ebootforge-cli convert game.cue --level ''"), "0\n1\n2\n3\n4\n5\n6\n7\n8\n9\n");
+  EXPECT_EQ(Offer("ebootforge-cli extract a.pbp b.bin --toc c"), "ccd\n");
+  // The global flags are offered after a subcommand too, nested ones included.
+  EXPECT_EQ(Offer("ebootforge-cli info --j"), "--json\n");
+  EXPECT_EQ(Offer("ebootforge-cli doc make --i"), "--id\n");
+  EXPECT_EQ(Offer("ebootforge-cli doc make --q"), "--quiet\n");
+  // Positionals are files.
+  test::WriteFileText(dir_ / "Game One.cue", "");
+  EXPECT_EQ(Offer("ebootforge-cli convert Ga"), "Game One.cue\n");
+  EXPECT_EQ(test::Shell("bash -c " + ShellQuote("source " + ShellQuote(script_) +
+                                                "\ncomplete -p ebootforge-cli")),
+            "complete -o bashdefault -o filenames -F _ebootforge_cli ebootforge-cli\n");
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,150 @@
+#!/usr/bin/env bash
+# The Debian package as a user gets it, unpacked into a scratch root (dpkg-deb -x).
+#   deb_test.sh metadata PACKAGE_FOLDER   what the package declares and ships validates
+#   deb_test.sh run PACKAGE_FOLDER        the unpacked programs convert a disc with a fresh
+#                                         HOME and a read-only share folder, writing only
+#                                         under HOME's XDG folders and the output folder
+set -euo pipefail
+
+mode=$1
+deb=$(ls "$2"/ebootforge_*.deb)
+scratch=$(mktemp -d /tmp/ebf-deb-test.XXXXXX)
+cleanup() { chmod -R u+w "$scratch" 2>/dev/null || true; rm -rf "$scratch"; }
+trap cleanup EXIT
+fail() { echo "FAIL: $*" >&2; exit 1; }
+root=$scratch/root
+dpkg-deb -x "$deb" "$root"
+
+metadata() {
+  local id=io.github.ebootforge.ebootforge
+  # Dependencies come from the linked libraries.
+  local depends
+  depends=$(dpkg-deb -f "$deb" Depends)
+  for lib in libc6 libstdc++6 zlib1g libpng16-16 libjpeg62-turbo libqt6widgets6; do
+    [[ $depends == *"$lib "* ]] || fail "Depends lacks $lib: $depends"
+  done
+
+  desktop-file-validate "$root/usr/share/applications/$id.desktop"
+  appstreamcli validate --no-net "$root/usr/share/metainfo/$id.metainfo.xml"
+  grep -q "<image>.*/docs/main.png</image>" "$root/usr/share/metainfo/$id.metainfo.xml" ||
+    fail "no screenshot in the AppStream file"
+
+  # Every type the desktop entry names is known: to the system, or by our own package.
+  mkdir -p "$scratch/mime/packages"
+  cp "$root/usr/share/mime/packages/ebootforge.xml" "$scratch/mime/packages/"
+  update-mime-database "$scratch/mime"
+  grep -qx "50:application/x-pbp:\*.pbp" "$scratch/mime/globs2" ||
+    fail "*.pbp is not application/x-pbp: $(cat "$scratch/mime/globs2")"
+  local types
+  types=$(sed -n 's/^MimeType=//p' "$root/usr/share/applications/$id.desktop")
+  [[ $types == *"application/x-pbp;"* ]] || fail "the desktop entry does not open packages"
+  IFS=';' read -ra list <<<"$types"
+  for t in "${list[@]}"; do
+    [[ $t == application/x-pbp ]] && continue
+    grep -q "type=\"$t\"" /usr/share/mime/packages/freedesktop.org.xml ||
+      fail "the system does not know $t"
+  done
+
+  for size in 16 22 24 32 48 64 128 256 512; do
+    local icon=$root/usr/share/icons/hicolor/${size}x${size}/apps/$id.png
+    file "$icon" | grep -q "PNG image data, $size x $size, 8-bit/color RGBA" ||
+      fail "icon $size: $(file "$icon")"
+  done
+
+  # The manual pages read as manual pages and carry the help's exit codes and the files.
+  local page
+  page=$(MANWIDTH=100 man -l "$root/usr/share/man/man1/ebootforge-cli.1.gz" 2>&1)
+  [[ $page == *"ebootforge-cli - PlayStation disc images"* ]] || fail "man ebootforge-cli: $page"
+  [[ $page == *"2      cancelled (Ctrl+C)"* ]] || fail "no exit codes in the manual page"
+  [[ $page == *'$XDG_CONFIG_HOME/ebootforge/ebootforge.ini'* ]] || fail "no FILES section"
+  page=$(MANWIDTH=100 man -l "$root/usr/share/man/man1/ebootforge.1.gz" 2>&1)
+  [[ $page == *"Usage: ebootforge [FILE]"* || $page == *"ebootforge [FILE]"* ]] ||
+    fail "man ebootforge: $page"
+
+  local offer
+  offer=$(bash -c "source '$root/usr/share/bash-completion/completions/ebootforge-cli'
+    COMP_WORDS=(ebootforge-cli ba); COMP_CWORD=1; _ebootforge_cli; echo \"\${COMPREPLY[*]}\"")
+  [[ $offer == batch ]] || fail "completion offers '$offer' for 'ba'"
+}
+
+# A file list with sizes and times of everything under a folder.
+snapshot() { (cd "$1" && find . -printf '%p %s %T@ %m\n' | sort); }
+
+run() {
+  local home=$scratch/home games=$scratch/games out=$scratch/out
+  mkdir -p "$home" "$games/disc" "$out"
+  # A game disc: SYSTEM.CNF naming the boot file, and the boot file.
+  printf 'BOOT = cdrom:\\SLUS_005.94;1\r\nTCB = 4\r\nEVENT = 10\r\n' >"$games/disc/SYSTEM.CNF"
+  head -c 65536 /dev/zero | tr '\0' 'x' >"$games/disc/SLUS_005.94"
+  genisoimage -quiet -V GAME -o "$games/Game.iso" "$games/disc"
+  rm -rf "$games/disc"
+  chmod -R a-w "$root/usr/share/ebootforge" "$games"
+  chmod a+rx "$scratch"
+
+  # As root, folder permissions bind nobody: run the programs as an unprivileged user.
+  local as=()
+  if [ "$(id -u)" -eq 0 ]; then
+    chown -R nobody:nogroup "$home" "$out"
+    as=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
+  fi
+  local before_root before_games
+  before_root=$(snapshot "$root")
+  before_games=$(snapshot "$games")
+
+  local cli=$root/usr/bin/ebootforge-cli
+  local clean_env=(env -i "HOME=$home" "PATH=/usr/bin:/bin" "LANG=C.UTF-8")
+  local version
+  version=$("${as[@]}" "${clean_env[@]}" "$cli" --version)
+  [[ $version == "ebootforge-cli "[0-9]* ]] || fail "--version printed '$version'"
+  if [ -x "$root/usr/bin/ebootforge" ]; then
+    version=$("${as[@]}" "${clean_env[@]}" "$root/usr/bin/ebootforge" --version)
+    [[ $version == "ebootforge "[0-9]* ]] || fail "ebootforge --version printed '$version'"
+  fi
+
+  local result
+  result=$(cd "$home" && "${as[@]}" "${clean_env[@]}" "$cli" convert "$games/Game.iso" \
+    -o "$out/Game" --level 1 --title "Scratch Game" --yes --json)
+  python3 - "$result" "$out/Game/EBOOT.PBP" <<'EOF' || fail "convert said: $result"
+import json, sys
+job = json.loads(sys.argv[1])
+assert job["outcome"] == "success", job
+assert job["output"] == sys.argv[2], job
+assert job["gameId"] == "SLUS00594", job
+EOF
+  result=$("${as[@]}" "${clean_env[@]}" "$cli" info "$out/Game/EBOOT.PBP" --json)
+  python3 -c 'import json, sys; d = json.loads(sys.argv[1]); assert d["title"] == "Scratch Game", d' \
+    "$result" || fail "info said: $result"
+
+  [ "$(snapshot "$root")" == "$before_root" ] || fail "the unpacked tree changed"
+  [ "$(snapshot "$games")" == "$before_games" ] || fail "the games folder changed"
+  # In HOME only the program's own XDG folders; the work files went to the cache one.
+  local stray
+  stray=$(cd "$home" && find . -mindepth 1 -not -path ./.cache -not -path ./.config \
+    -not -path ./.local -not -path ./.local/share -not -path './.cache/ebootforge*' \
+    -not -path './.config/ebootforge*' -not -path './.local/share/ebootforge*')
+  [ -z "$stray" ] || fail "written in HOME: $stray"
+  [ -d "$home/.cache/ebootforge/Temp" ] || fail "the work files did not go to ~/.cache"
+  local made
+  made=$(cd "$out" && find . -mindepth 1 | sort | tr '\n' ' ')
+  [ "$made" == "./Game ./Game/EBOOT.PBP " ] || fail "the output folder holds: $made"
+
+  # XDG_CACHE_HOME moves the work files; the settings file is read from XDG_CONFIG_HOME.
+  mkdir -p "$scratch/xdg/cache" "$scratch/xdg/config/ebootforge"
+  printf 'DefGameID = SCES00344\r\n' >"$scratch/xdg/config/ebootforge/ebootforge.ini"
+  [ "$(id -u)" -eq 0 ] && chown -R nobody:nogroup "$scratch/xdg"
+  local settings
+  settings=$("${as[@]}" "${clean_env[@]}" "XDG_CONFIG_HOME=$scratch/xdg/config" \
+    "$cli" settings)
+  [[ $settings == *"DefGameID = SCES00344"* ]] || fail "settings: $settings"
+  (cd "$home" && "${as[@]}" "${clean_env[@]}" "XDG_CACHE_HOME=$scratch/xdg/cache" "$cli" -q \
+    convert "$games/Game.iso" -o "$out/Again" --level 0 --yes >/dev/null)
+  [ -d "$scratch/xdg/cache/ebootforge/Temp" ] || fail "XDG_CACHE_HOME was not used"
+  [ -f "$out/Again/EBOOT.PBP" ] || fail "the second conversion wrote nothing"
+}
+
+case $mode in
+  metadata) metadata ;;
+  run) run ;;
+  *) fail "unknown mode $mode" ;;
+esac
+echo "OK: $mode"
