@@ -8,10 +8,11 @@ cd "$(dirname "$0")"
 PACKAGES=(
   cmake g++ make pkg-config
   zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev libssl-dev
+  liblzma-dev libzstd-dev libflac-dev libcdio-dev libcdio-paranoia-dev
   qt6-base-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
   # independent witnesses used by the tests
-  genisoimage xorriso pngcheck imagemagick
+  genisoimage xorriso pngcheck imagemagick mame-tools
   # GUI tests and screenshots without a display; fuzzers
   xvfb xauth clang libclang-rt-14-dev
 )
