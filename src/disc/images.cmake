@@ -10,6 +10,15 @@ find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 add_library(ebf_disc_images STATIC
   cd_ecc.cpp
   ecm_reader.cpp
+  chd/chd_cd_image.cpp
+  chd/chd_codecs.cpp
+  chd/chd_file.cpp
+  chd/chd_flac.cpp
+  chd/chd_header.cpp
+  chd/chd_huffman.cpp
+  chd/chd_map.cpp
+  chd/chd_metadata.cpp
+  chd/chd_to_bin.cpp
 )
 target_link_libraries(ebf_disc_images PUBLIC ebf_common
   PRIVATE ZLIB::ZLIB PkgConfig::EBF_LZMA PkgConfig::EBF_ZSTD PkgConfig::EBF_FLAC
