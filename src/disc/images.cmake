@@ -19,6 +19,8 @@ add_library(ebf_disc_images STATIC
   chd/chd_map.cpp
   chd/chd_metadata.cpp
   chd/chd_to_bin.cpp
+  rip/cd_drive.cpp
+  rip/rip.cpp
 )
 target_link_libraries(ebf_disc_images PUBLIC ebf_common
   PRIVATE ZLIB::ZLIB PkgConfig::EBF_LZMA PkgConfig::EBF_ZSTD PkgConfig::EBF_FLAC
