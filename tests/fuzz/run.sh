@@ -13,10 +13,12 @@ BUILD=build-fuzz
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
-cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat >/dev/null
+cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat fuzz_chd fuzz_ecm >/dev/null
 
 CORPUS="$BUILD/fuzz/corpus"
-mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat"
+mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat" "$CORPUS/chd" "$CORPUS/ecm"
+# The image readers start from their regression inputs (small valid and damaged files).
+for t in chd ecm; do cp -n tests/fuzz/regressions/$t/* "$CORPUS/$t/" 2>/dev/null || true; done
 if command -v convert >/dev/null 2>&1 && [ ! -e "$CORPUS/bmp/seeded" ]; then
   convert -size 7x5 gradient:red-blue "$CORPUS/src.png" || true
   convert "$CORPUS/src.png" bmp3:"$CORPUS/bmp/b24.bmp" || true
@@ -47,7 +49,7 @@ if [ ! -e "$DOC" ]; then
 fi
 
 status=0
-for target in bmp ico document_dat; do
+for target in bmp ico document_dat chd ecm; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
   log="$BUILD/fuzz/$target.log"
   if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \
