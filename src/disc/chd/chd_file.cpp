@@ -53,6 +53,10 @@ const uint8_t* ChdFile::Fail(const std::string& sentence) {
 std::string ChdFile::Open(const std::string& path) {
   path_ = path;
   error_.clear();
+  map_.clear();
+  metadata_.clear();
+  for (Slot& s : cache_) s.hunk = ~0u;
+  nextHashed_ = 0;
   if (!file_.Open(path, File::Mode::Read))
     return Message("could not be opened: " + file_.LastError());
   fileSize_ = file_.Size();
