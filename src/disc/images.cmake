@@ -16,12 +16,14 @@ add_library(ebf_disc_images STATIC
   chd/chd_flac.cpp
   chd/chd_header.cpp
   chd/chd_huffman.cpp
+  chd/chd_hunk_reader.cpp
   chd/chd_map.cpp
   chd/chd_metadata.cpp
+  chd/chd_read_ahead.cpp
   chd/chd_to_bin.cpp
   rip/cd_drive.cpp
   rip/rip.cpp
 )
-target_link_libraries(ebf_disc_images PUBLIC ebf_common
+target_link_libraries(ebf_disc_images PUBLIC ebf_common Threads::Threads
   PRIVATE ZLIB::ZLIB PkgConfig::EBF_LZMA PkgConfig::EBF_ZSTD PkgConfig::EBF_FLAC
   PkgConfig::EBF_CDIO OpenSSL::Crypto)

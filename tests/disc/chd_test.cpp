@@ -241,6 +241,49 @@ TEST(ChdReader, ZstdCodecsRawAndSelfHunksFromTheTestsOwnWriter) {
   EXPECT_EQ(bad.ReadSectors(0, 40, sectors), "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
 }
 
+TEST(ChdReader, HunksDecodedAheadGiveTheSameDiscAndTheSameMessages) {
+  test::TempDir dir;
+  test::CdSet set = test::WriteMixedSet(dir.path());
+  // One frame a hunk: the padding after tracks 2 and 3 fills hunks no sector lies in.
+  ASSERT_TRUE(
+      test::RunChdman({"createcd", "-i", set.cuePath, "-o", dir / "one.chd", "-hs", "2448", "-f"}));
+  for (int workers : {1, 3}) {
+    chd::ChdCdImage image;
+    ASSERT_EQ(image.Open(dir / "one.chd"), "");
+    EXPECT_EQ(image.file().header().hunkCount, 804u);
+    image.file().StartReadAhead(workers);
+    std::string error;
+    EXPECT_TRUE(ReadDisc(image, &error) == set.disc) << workers;
+    EXPECT_EQ(error, "");
+    // Track 2's padding hunks were hashed on the way; the last two (track 3's padding,
+    // after every sector) are left for the digest check.
+    EXPECT_EQ(image.file().HunksHashed(), 802u);
+    EXPECT_EQ(image.VerifyWholeImage(), "");
+  }
+  // A read out of order in the middle is decoded on the spot; the rest still comes ahead.
+  chd::ChdCdImage image;
+  ASSERT_EQ(image.Open(dir / "one.chd"), "");
+  image.file().StartReadAhead(2);
+  Bytes sector(2352);
+  ASSERT_EQ(image.ReadSectors(800, 1, sector), "");
+  EXPECT_TRUE(std::equal(sector.begin(), sector.end(), set.disc.begin() + 800 * 2352));
+  std::string error;
+  EXPECT_TRUE(ReadDisc(image, &error) == set.disc);
+  EXPECT_EQ(image.VerifyWholeImage(), "");
+
+  // A hunk that fails its CRC, found by a worker.
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
+  test::RecompressOptions options;
+  options.wrongCrcHunk = 7;
+  test::WriteFileBytes(dir / "Bad.chd",
+                       test::RecompressChd(test::ReadFileBytes(dir / "plain.chd"), options));
+  chd::ChdCdImage bad;
+  ASSERT_EQ(bad.Open(dir / "Bad.chd"), "");
+  bad.file().StartReadAhead(3);
+  ReadDisc(bad, &error);
+  EXPECT_EQ(error, "\"Bad.chd\" is damaged: hunk 7 fails its checksum.");
+}
+
 TEST(ChdReader, CookedMode1TrackGetsItsRawSectorsBack) {
   test::TempDir dir;
   test::IsoOptions iso = test::GameDisc("SCES_000.01");

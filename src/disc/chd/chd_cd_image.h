@@ -45,6 +45,9 @@ class ChdCdImage {
   // such as game-ID detection, rests on the per-hunk CRCs alone and need not call this.
   std::string VerifyWholeImage() { return file_.VerifyDigests(); }
 
+  // Before reading the whole disc in order: hunks are decoded ahead on worker threads.
+  void ExpectReadInOrder() { file_.StartReadAhead(); }
+
   ChdFile& file() { return file_; }
 
  private:

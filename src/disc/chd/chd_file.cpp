@@ -53,6 +53,7 @@ const uint8_t* ChdFile::Fail(const std::string& sentence) {
 std::string ChdFile::Open(const std::string& path) {
   path_ = path;
   error_.clear();
+  ahead_.reset();
   map_.clear();
   metadata_.clear();
   for (Slot& s : cache_) s.hunk = ~0u;
@@ -80,65 +81,75 @@ std::string ChdFile::Open(const std::string& path) {
   bad = ReadMetadata(file_, fileSize_, header_.metaOffset, metadata_);
   if (!bad.empty()) return Message(bad);
 
-  codecs_ = std::make_unique<HunkCodecs>(header_.hunkBytes);
-  stored_.resize(header_.hunkBytes);
+  reader_ = std::make_unique<HunkReader>(header_, map_);
+  if (!reader_->Open(path)) return Message("could not be opened: " + reader_->OpenError());
   for (Slot& s : cache_) s.data.resize(header_.hunkBytes);
   sha1_ = std::make_unique<Sha1Stream>();
   nextHashed_ = 0;
   return "";
 }
 
-const uint8_t* ChdFile::Load(uint32_t n) {
-  for (Slot& s : cache_)
-    if (s.hunk == n) {
-      s.lastUse = ++useClock_;
-      return s.data.data();
-    }
+ChdFile::Slot& ChdFile::FreeSlot() {
   Slot& slot = *std::min_element(cache_.begin(), cache_.end(), [](const Slot& a, const Slot& b) {
     return a.lastUse < b.lastUse;
   });
   slot.hunk = ~0u;
-  const MapEntry& e = map_[n];
-  std::span<uint8_t> out(slot.data);
-  const std::string where = "hunk " + std::to_string(n);
-  if (e.kind == HunkKind::Zero) {
-    std::fill(out.begin(), out.end(), uint8_t{0});
-  } else if (e.kind == HunkKind::Raw) {
-    if (!file_.Seek(e.offset) || !file_.ReadExact(out))
-      return Fail("could not be read at " + where + ": " + file_.LastError());
-  } else {
-    std::span<uint8_t> in(stored_.data(), e.length);
-    if (!file_.Seek(e.offset) || !file_.ReadExact(in))
-      return Fail("could not be read at " + where + ": " + file_.LastError());
-    const uint32_t codec = header_.compressors[static_cast<int>(e.kind)];
-    std::string bad = codecs_->Decompress(codec, in, out);
-    if (!bad.empty()) return Fail("is damaged: " + where + " cannot be decoded (" + bad + ").");
-  }
-  // Uncompressed files carry no hunk CRCs; their SHA-1 covers them.
-  if (header_.Compressed() && Crc16(out) != e.crc)
-    return Fail("is damaged: " + where + " fails its checksum.");
-  slot.hunk = n;
   slot.lastUse = ++useClock_;
-  return slot.data.data();
+  return slot;
+}
+
+void ChdFile::Hash(uint32_t n, const uint8_t* data) {
+  if (n != nextHashed_) return;
+  const uint64_t start = uint64_t{n} * header_.hunkBytes;
+  sha1_->Add(data, static_cast<std::size_t>(
+                       std::min<uint64_t>(header_.hunkBytes, header_.logicalBytes - start)));
+  ++nextHashed_;
+}
+
+void ChdFile::StartReadAhead(int workers) {
+  ahead_.reset();
+  if (workers > 0 && nextHashed_ < header_.hunkCount)
+    ahead_ = std::make_unique<ReadAhead>(path_, header_, map_, nextHashed_, workers);
 }
 
 const uint8_t* ChdFile::Hunk(uint32_t n) {
   if (n >= header_.hunkCount) return Fail("is damaged: a read went past its last hunk.");
-  const MapEntry& e = map_[n];
-  const uint8_t* data = Load(e.kind == HunkKind::Self ? static_cast<uint32_t>(e.offset) : n);
-  if (data && n == nextHashed_) {
-    const uint64_t start = uint64_t{n} * header_.hunkBytes;
-    sha1_->Add(data, static_cast<std::size_t>(
-                         std::min<uint64_t>(header_.hunkBytes, header_.logicalBytes - start)));
-    ++nextHashed_;
+  for (Slot& s : cache_)
+    if (s.hunk == n) {
+      s.lastUse = ++useClock_;
+      Hash(n, s.data.data());
+      return s.data.data();
+    }
+  if (ahead_ && n >= ahead_->Next()) {
+    // Hunks skipped on the way (track padding) are still hashed.
+    Slot* slot = nullptr;
+    while (ahead_->Next() <= n) {
+      const uint32_t h = ahead_->Next();
+      slot = &FreeSlot();
+      std::string bad = ahead_->Take(slot->data);
+      if (!bad.empty()) {
+        ahead_.reset();
+        return Fail(bad);
+      }
+      slot->hunk = h;
+      Hash(h, slot->data.data());
+    }
+    if (ahead_->Next() >= header_.hunkCount) ahead_.reset();
+    return slot->data.data();
   }
-  return data;
+  Slot& slot = FreeSlot();
+  std::string bad = reader_->Read(n, slot.data);
+  if (!bad.empty()) return Fail(bad);
+  slot.hunk = n;
+  Hash(n, slot.data.data());
+  return slot.data.data();
 }
 
 std::string ChdFile::VerifyDigests() {
   if (!error_.empty()) return error_;
   while (nextHashed_ < header_.hunkCount)
     if (!Hunk(nextHashed_)) return error_;
+  ahead_.reset();
   const Sha1 raw = sha1_->Finish();
   sha1_->Reset();
   nextHashed_ = 0;

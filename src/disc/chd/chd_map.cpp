@@ -31,12 +31,36 @@ std::string CheckStored(const Header& h, const MapEntry& e, uint64_t fileSize, u
 
 }  // namespace
 
-uint16_t Crc16(std::span<const uint8_t> data, uint16_t crc) {
-  for (uint8_t byte : data) {
-    crc ^= static_cast<uint16_t>(byte << 8);
-    for (int i = 0; i < 8; ++i)
-      crc = static_cast<uint16_t>((crc & 0x8000) ? (crc << 1) ^ 0x1021 : crc << 1);
+namespace {
+
+// Table k gives the CRC of a byte followed by k zero bytes, so eight bytes take eight
+// lookups and no loop over bits.
+struct Crc16Tables {
+  uint16_t t[8][256] = {};
+  constexpr Crc16Tables() {
+    for (uint32_t i = 0; i < 256; ++i) {
+      uint32_t crc = i << 8;
+      for (int b = 0; b < 8; ++b) crc = (crc & 0x8000) ? (crc << 1) ^ 0x1021 : crc << 1;
+      t[0][i] = static_cast<uint16_t>(crc);
+    }
+    for (int k = 1; k < 8; ++k)
+      for (uint32_t i = 0; i < 256; ++i)
+        t[k][i] = static_cast<uint16_t>((t[k - 1][i] << 8) ^ t[0][t[k - 1][i] >> 8]);
   }
+};
+constexpr Crc16Tables kCrc16;
+
+}  // namespace
+
+uint16_t Crc16(std::span<const uint8_t> data, uint16_t crc) {
+  const auto& t = kCrc16.t;
+  const uint8_t* p = data.data();
+  std::size_t n = data.size();
+  for (; n >= 8; n -= 8, p += 8) {
+    crc = static_cast<uint16_t>(t[7][p[0] ^ (crc >> 8)] ^ t[6][p[1] ^ (crc & 0xFF)] ^ t[5][p[2]] ^
+                                t[4][p[3]] ^ t[3][p[4]] ^ t[2][p[5]] ^ t[1][p[6]] ^ t[0][p[7]]);
+  }
+  for (; n > 0; --n, ++p) crc = static_cast<uint16_t>((crc << 8) ^ t[0][(crc >> 8) ^ *p]);
   return crc;
 }
 

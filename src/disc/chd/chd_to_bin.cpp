@@ -15,6 +15,7 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
   ChdCdImage image;
   std::string error = image.Open(chdPath);
   if (!error.empty()) return error;
+  image.ExpectReadInOrder();
   const std::string temp = binPath + ".ebf-part";
   auto failWith = [&](std::string message) {
     DeleteFileIfExists(temp);
