@@ -314,11 +314,11 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
   EXPECT_EQ(t.frames, 370u);
   EXPECT_EQ(t.pregap, 150u);
   EXPECT_TRUE(t.pregapStored);
-  ASSERT_TRUE(
-      chd::ParseTrackText(std::string("TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 "
-                                      "PGTYPE:MODE2_RAW PGSUB:RW POSTGAP:150\0junk",
-                                      105),
-                          t));
+  // The text ends at its NUL; what follows is ignored.
+  const char withNul[] =
+      "TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 PGTYPE:MODE2_RAW PGSUB:RW "
+      "POSTGAP:150\0junk";
+  ASSERT_TRUE(chd::ParseTrackText(std::string(withNul, sizeof withNul - 1), t));
   EXPECT_EQ(t.type, "MODE2_RAW");
   EXPECT_EQ(t.subtype, "RW");
   EXPECT_FALSE(t.pregapStored);

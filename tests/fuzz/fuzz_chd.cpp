@@ -12,7 +12,12 @@
 #include "disc/chd/chd_cd_image.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const std::string path = "/tmp/ebf-fuzz-chd-" + std::to_string(getpid()) + ".chd";
+  // One scratch file a process, removed when the fuzzer ends.
+  static const struct Scratch {
+    std::string path = "/tmp/ebf-fuzz-chd-" + std::to_string(getpid()) + ".chd";
+    ~Scratch() { std::remove(path.c_str()); }
+  } scratch;
+  const std::string& path = scratch.path;
   if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
     std::fwrite(data, 1, size, f);
     std::fclose(f);

@@ -12,7 +12,12 @@
 #include "disc/ecm_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const std::string path = "/tmp/ebf-fuzz-ecm-" + std::to_string(getpid()) + ".ecm";
+  // One scratch file a process, removed when the fuzzer ends.
+  static const struct Scratch {
+    std::string path = "/tmp/ebf-fuzz-ecm-" + std::to_string(getpid()) + ".ecm";
+    ~Scratch() { std::remove(path.c_str()); }
+  } scratch;
+  const std::string& path = scratch.path;
   if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
     std::fwrite(data, 1, size, f);
     std::fclose(f);
