@@ -9,12 +9,13 @@ cd "$(dirname "$0")"
 PACKAGES=(
   cmake g++ make pkg-config
   zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev libssl-dev
+  liblzma-dev libzstd-dev libflac-dev libcdio-dev libcdio-paranoia-dev
   qt6-base-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
   # the Debian package: manual pages, and the tools that check what it ships
   dpkg-dev help2man desktop-file-utils appstream shared-mime-info man-db file
   # independent witnesses used by the tests
-  genisoimage xorriso pngcheck imagemagick python3
+  genisoimage xorriso pngcheck imagemagick python3 mame-tools
   # GUI tests and screenshots without a display; fuzzers
   xvfb xauth clang libclang-rt-14-dev
 )

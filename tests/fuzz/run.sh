@@ -16,10 +16,12 @@ BUILD=build-fuzz
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
-cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat fuzz_disc_sheets >/dev/null
+cmake --build "$BUILD" -j2 --target fuzz_bmp fuzz_ico fuzz_document_dat fuzz_disc_sheets \
+  fuzz_chd fuzz_ecm >/dev/null
 
 CORPUS="$BUILD/fuzz/corpus"
-mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat" "$CORPUS/disc_sheets"
+mkdir -p "$CORPUS/bmp" "$CORPUS/ico" "$CORPUS/document_dat" "$CORPUS/disc_sheets" "$CORPUS/chd" \
+  "$CORPUS/ecm"
 if command -v convert >/dev/null 2>&1 && [ ! -e "$CORPUS/bmp/seeded" ]; then
   convert -size 7x5 gradient:red-blue "$CORPUS/src.png" || true
   convert "$CORPUS/src.png" bmp3:"$CORPUS/bmp/b24.bmp" || true
@@ -57,7 +59,7 @@ echo "== replaying tests/fuzz/regressions"
 ctest --test-dir "$BUILD" -R '^fuzz_regressions_' --output-on-failure || status=1
 
 REGRESSIONS="$(pwd)/tests/fuzz/regressions"
-for target in bmp ico document_dat disc_sheets; do
+for target in bmp ico document_dat disc_sheets chd ecm; do
   echo "== fuzz_$target for ${SECONDS_EACH}s"
   log="$BUILD/fuzz/$target.log"
   if (cd "$BUILD/fuzz" && ./fuzz_$target -max_total_time="$SECONDS_EACH" -max_len=65536 \

@@ -211,6 +211,14 @@ Bytes RawSector(uint32_t lba, SectorLayout layout, const uint8_t* user) {
   return s;
 }
 
+uint32_t SectorEdc(const uint8_t* data, std::size_t n) {
+  return Edc(data, n);
+}
+
+void SectorEcc(uint8_t* sector, bool zeroAddress) {
+  Ecc(sector, zeroAddress);
+}
+
 Bytes SubchannelFor(uint32_t lba) {
   Bytes q(96);
   for (std::size_t i = 0; i < q.size(); ++i) q[i] = static_cast<uint8_t>((lba * 7 + i * 13) ^ 0x5A);

@@ -40,6 +40,10 @@ Bytes BuildDiscImage(const IsoOptions& options, SectorLayout layout);
 Bytes RawSector(uint32_t lba, SectorLayout layout, const uint8_t* user2048);
 // The 96 subchannel bytes the builder puts after raw sector `lba` in Raw2448.
 Bytes SubchannelFor(uint32_t lba);
+// The sector EDC over n bytes, and P/Q parity written into a raw sector (mode 2 counts its
+// four header bytes as zero).
+uint32_t SectorEdc(const uint8_t* data, std::size_t n);
+void SectorEcc(uint8_t* sector, bool zeroAddress);
 // CD audio sectors (2352 bytes each) of deterministic noise.
 Bytes AudioSectors(uint32_t count, uint32_t seed);
 

@@ -1,0 +1,133 @@
+// CHD and ECM images and CD drives from the command line: what a CHD holds, a CHD or ECM
+// written out as a raw image, the drives there are, and a disc ripped into BIN+CUE.
+#include <cstdio>
+#include <iostream>
+
+#include "cli/registry.h"
+#include "common/cancel.h"
+#include "common/files.h"
+#include "disc/chd/chd_cd_image.h"
+#include "disc/chd/chd_to_bin.h"
+#include "disc/ecm_reader.h"
+#include "disc/rip/rip.h"
+
+namespace ebf::cli {
+namespace {
+
+struct Args {
+  std::string input, output, name;
+  bool overwrite = false;
+};
+
+// Progress on the terminal's live line; Ctrl+C cancels.
+DiscJobHooks TerminalHooks(CliContext& ctx, const std::string& caption) {
+  ctx.host->SetCaption(caption);
+  DiscJobHooks hooks;
+  hooks.cancel = &CancelRequested;
+  hooks.progress = [&ctx](uint64_t done, uint64_t total) {
+    ctx.host->SetFraction(total ? static_cast<double>(done) / static_cast<double>(total) : 1.0);
+    ctx.host->PumpEvents();
+  };
+  return hooks;
+}
+
+// "Games/Disc/" -> "Disc".
+std::string FolderName(std::string folder) {
+  folder = AbsolutePath(folder);
+  while (folder.size() > 1 && IsSeparator(folder.back())) folder.pop_back();
+  return FileNameOf(folder);
+}
+
+int Finish(const std::string& result, const std::string& done) {
+  if (result.empty()) {
+    std::cout << done << "\n";
+    return 0;
+  }
+  std::cerr << result << "\n";
+  return result == kDiscJobCancelled ? 2 : 1;
+}
+
+void PrintChd(const std::string& path, CliContext& ctx) {
+  chd::ChdCdImage image;
+  std::string error = image.Open(path);
+  if (!error.empty()) {
+    std::cerr << error << "\n";
+    ctx.exitCode = 1;
+    return;
+  }
+  const chd::Header& h = image.file().header();
+  std::cout << "CHD version " << h.version << ", " << h.hunkCount << " hunks of " << h.hunkBytes
+            << " bytes, compression:";
+  std::string codecs;
+  for (uint32_t c : h.compressors)
+    if (c) codecs += " " + chd::CodecName(c);
+  std::cout << (codecs.empty() ? " none" : codecs) << "\n";
+  std::cout << "Sectors in disc order: " << image.SectorCount() << "\n";
+  std::printf("%-6s %-15s %9s %9s %9s %s\n", "track", "type", "start", "index 1", "sectors",
+              "pregap");
+  for (const chd::CdTrackLayout& t : image.tracks())
+    std::printf("%-6d %-15s %9u %9u %9u %u%s\n", t.number, t.type.c_str(), t.start, t.index1,
+                t.end - t.start, t.pregap,
+                t.pregap ? (t.pregapStored ? " (stored)" : " (not stored)") : "");
+  std::fflush(stdout);
+}
+
+CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
+  static Args args;
+
+  auto* chd = app.add_subcommand("chd", "Show a CHD CD image's tracks, or write it out as BIN");
+  chd->add_option("CHD", args.input, "CHD file (version 5, CD)")->required();
+  chd->add_option("--bin", args.output, "Write the disc as one raw image of 2,352-byte sectors");
+  chd->callback([&ctx] {
+    if (args.output.empty()) return PrintChd(args.input, ctx);
+    ctx.exitCode =
+        Finish(chd::WriteChdAsBin(args.input, args.output,
+                                  TerminalHooks(ctx, "Decoding " + FileNameOf(args.input))),
+               "Written: " + args.output);
+  });
+
+  auto* ecm = app.add_subcommand("ecm", "Decode an ECM file back to the original image");
+  ecm->add_option("ECM", args.input, "ECM file")->required();
+  ecm->add_option("-o,--output", args.output, "Output file (default: the name without .ecm)");
+  ecm->callback([&ctx] {
+    std::string out = args.output;
+    if (out.empty()) {
+      out = WithoutExtension(args.input);
+      if (out == args.input) out += ".bin";
+    }
+    ctx.exitCode = Finish(
+        DecodeEcmFile(args.input, out, TerminalHooks(ctx, "Decoding " + FileNameOf(args.input))),
+        "Written: " + out);
+  });
+
+  auto* drives = app.add_subcommand("drives", "List the CD drives");
+  drives->callback([&ctx] {
+    auto list = rip::ListDrives();
+    if (list.empty()) {
+      std::cerr << "No CD drive was found.\n";
+      ctx.exitCode = 1;
+      return;
+    }
+    for (const std::string& d : list) std::cout << d << "\n";
+  });
+
+  auto* ripCmd = app.add_subcommand("rip", "Rip the disc in a drive into BIN+CUE (Redump names)");
+  ripCmd->add_option("DEVICE", args.input, "Drive (see `drives`), or a CUE sheet")->required();
+  ripCmd->add_option("-o,--output", args.output, "Folder for the set")->required();
+  ripCmd->add_option("--name", args.name, "Name of the files (default: the folder's name)");
+  ripCmd->add_flag("--overwrite", args.overwrite, "Replace files of the same names");
+  ripCmd->callback([&ctx] {
+    rip::RipRequest request;
+    request.source = args.input;
+    request.folder = args.output;
+    request.name = args.name.empty() ? FolderName(args.output) : args.name;
+    request.overwrite = args.overwrite;
+    rip::RipResult result;
+    std::string message =
+        rip::RipToBinCue(request, TerminalHooks(ctx, "Reading " + args.input), &result);
+    ctx.exitCode = Finish(message, "Written: " + result.cuePath);
+  });
+});
+
+}  // namespace
+}  // namespace ebf::cli

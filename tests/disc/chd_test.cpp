@@ -1,0 +1,367 @@
+// The CHD reader against chdman: CHDs that chdman makes from BIN/CUE sets built here, with
+// its default codecs and each codec forced, decode to the sets' own sectors; chdman's
+// extractcd of the same file agrees; damaged files give messages that say what is wrong.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+
+#include "disc/chd/chd_cd_image.h"
+#include "disc/chd/chd_to_bin.h"
+#include "support/cd_sets.h"
+#include "support/chd_writer.h"
+#include "support/chdman.h"
+#include "support/disc_builder.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using ebf::Bytes;
+
+struct Expected {
+  int number;
+  bool audio;
+  uint32_t start, index1, end;
+};
+
+Bytes ReadDisc(chd::ChdCdImage& image, std::string* error) {
+  Bytes out(std::size_t{image.SectorCount()} * 2352);
+  // In uneven runs, so reads cross hunks and tracks at odd places.
+  for (uint32_t at = 0; at < image.SectorCount();) {
+    uint32_t n = std::min<uint32_t>(37, image.SectorCount() - at);
+    *error = image.ReadSectors(at, n, std::span<uint8_t>(out).subspan(std::size_t{at} * 2352));
+    if (!error->empty()) return out;
+    at += n;
+  }
+  return out;
+}
+
+void ExpectLayout(const chd::ChdCdImage& image, const std::vector<Expected>& want,
+                  const std::string& label) {
+  ASSERT_EQ(image.tracks().size(), want.size()) << label;
+  for (std::size_t i = 0; i < want.size(); ++i) {
+    const chd::CdTrackLayout& t = image.tracks()[i];
+    EXPECT_EQ(t.number, want[i].number) << label;
+    EXPECT_EQ(t.audio, want[i].audio) << label << " track " << t.number;
+    EXPECT_EQ(t.start, want[i].start) << label << " track " << t.number;
+    EXPECT_EQ(t.index1, want[i].index1) << label << " track " << t.number;
+    EXPECT_EQ(t.end, want[i].end) << label << " track " << t.number;
+  }
+}
+
+const std::vector<Expected> kDataOnly = {{1, false, 0, 0, 419}};
+const std::vector<Expected> kMixed = {
+    {1, false, 0, 0, 300}, {2, true, 300, 450, 670}, {3, true, 670, 745, 875}};
+
+TEST(ChdReader, EveryChdmanCodecDecodesToTheSetsOwnSectors) {
+  test::TempDir dir;
+  const test::CdSet sets[] = {test::WriteDataOnlySet(dir.path()), test::WriteMixedSet(dir.path())};
+  const std::vector<Expected>* layouts[] = {&kDataOnly, &kMixed};
+  // "" is chdman's default (cdlz, cdzl, cdfl); "none" stores every hunk as it is.
+  const char* codecs[] = {"", "cdlz", "cdzl", "cdfl", "none", "zlib", "lzma", "huff", "flac"};
+  for (int s = 0; s < 2; ++s) {
+    for (const char* codec : codecs) {
+      const std::string label = std::string(s ? "mixed " : "data ") + (*codec ? codec : "default");
+      const std::string chdPath = dir / (label + ".chd");
+      ASSERT_TRUE(test::CreateChd(sets[s].cuePath, chdPath, codec)) << label;
+      chd::ChdCdImage image;
+      ASSERT_EQ(image.Open(chdPath), "") << label;
+      if (!*codec) {
+        const auto& c = image.file().header().compressors;
+        EXPECT_EQ(chd::CodecName(c[0]) + chd::CodecName(c[1]) + chd::CodecName(c[2]),
+                  "cdlzcdzlcdfl");
+        EXPECT_EQ(c[3], 0u);
+      }
+      ExpectLayout(image, *layouts[s], label);
+      ASSERT_EQ(image.SectorCount(), s ? 875u : 419u) << label;
+      std::string error;
+      Bytes disc = ReadDisc(image, &error);
+      ASSERT_EQ(error, "") << label;
+      EXPECT_TRUE(disc == sets[s].disc) << label;
+      EXPECT_EQ(image.VerifyWholeImage(), "") << label;
+    }
+  }
+}
+
+TEST(ChdReader, AgreesWithChdmanExtractcd) {
+  test::TempDir dir;
+  test::CdSet set = test::WriteMixedSet(dir.path());
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "m.chd", ""));
+  ASSERT_TRUE(test::RunChdman(
+      {"extractcd", "-i", dir / "m.chd", "-o", dir / "x.cue", "-ob", dir / "x.bin", "-f"}));
+  chd::ChdCdImage image;
+  ASSERT_EQ(image.Open(dir / "m.chd"), "");
+  std::string error;
+  Bytes ours = ReadDisc(image, &error);
+  ASSERT_EQ(error, "");
+  // extractcd writes what the file stores: everything but the 75 sectors of the PREGAP line
+  // (670 to 745), which its sheet names instead.
+  Bytes stored(ours.begin(), ours.begin() + 670 * 2352);
+  stored.insert(stored.end(), ours.begin() + 745 * 2352, ours.end());
+  EXPECT_TRUE(stored == test::ReadFileBytes(dir / "x.bin"));
+  EXPECT_NE(test::ReadFileText(dir / "x.cue").find("PREGAP 00:01:00"), std::string::npos);
+
+  // Written out whole, with progress in sectors.
+  uint64_t last = 0, total = 0;
+  DiscJobHooks hooks;
+  hooks.progress = [&](uint64_t done, uint64_t all) { last = done, total = all; };
+  ASSERT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "whole.bin", hooks), "");
+  EXPECT_TRUE(test::ReadFileBytes(dir / "whole.bin") == set.disc);
+  EXPECT_EQ(last, 875u);
+  EXPECT_EQ(total, 875u);
+  std::atomic<bool> cancel{true};
+  hooks.cancel = &cancel;
+  EXPECT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "c.bin", hooks), "Cancelled.");
+  EXPECT_FALSE(std::filesystem::exists(dir / "c.bin"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "c.bin.ebf-part"));
+}
+
+uint64_t Be64(const Bytes& b, std::size_t at) {
+  uint64_t v = 0;
+  for (int i = 0; i < 8; ++i) v = v << 8 | b[at + i];
+  return v;
+}
+
+TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
+  test::TempDir dir;
+  test::CdSet set = test::WriteDataOnlySet(dir.path());
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "good.chd", ""));
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
+  const Bytes good = test::ReadFileBytes(dir / "good.chd");
+  const Bytes plain = test::ReadFileBytes(dir / "plain.chd");
+  const std::string path = dir / "Bad.chd";
+  auto open = [&](const Bytes& file) {
+    test::WriteFileBytes(path, file);
+    chd::ChdCdImage image;
+    return image.Open(path);
+  };
+  // Opens, then reads the whole disc and checks the digests: the first message.
+  auto readAll = [&](const Bytes& file) {
+    test::WriteFileBytes(path, file);
+    chd::ChdCdImage image;
+    std::string error = image.Open(path);
+    if (!error.empty()) return error;
+    ReadDisc(image, &error);
+    return error.empty() ? image.VerifyWholeImage() : error;
+  };
+  ASSERT_EQ(readAll(good), "");
+
+  Bytes bad = good;
+  bad[15] = 4;
+  EXPECT_EQ(open(bad),
+            "\"Bad.chd\" is a version 4 CHD; only version 5 is read (\"chdman copy\" rewrites "
+            "it as version 5).");
+  bad = good;
+  bad[104] = 0x5A;
+  EXPECT_EQ(open(bad),
+            "\"Bad.chd\" needs a parent CHD (it holds only the differences from another "
+            "image); such files are not read.");
+  bad = good;
+  bad[28] = 'a', bad[29] = 'v', bad[30] = 'h', bad[31] = 'u';
+  EXPECT_EQ(open(bad),
+            "\"Bad.chd\" uses the compression \"avhu\", which this program cannot decode.");
+  bad = good;
+  bad[0] = 'N';
+  EXPECT_EQ(open(bad), "\"Bad.chd\" is not a CHD file.");
+
+  const uint64_t mapOffset = Be64(good, 40);
+  ASSERT_LT(mapOffset + 16, good.size());
+  bad = good;
+  bad[mapOffset + 10] ^= 0xFF;
+  EXPECT_EQ(open(bad), "\"Bad.chd\" is damaged: its hunk map fails its checksum.");
+
+  // chdman writes the map last: a file cut short loses it first.
+  EXPECT_EQ(open(Bytes(good.begin(), good.end() - 1)),
+            "\"Bad.chd\" is damaged: its hunk map is cut short.");
+  EXPECT_EQ(open(Bytes(good.begin(), good.begin() + good.size() / 2)),
+            "\"Bad.chd\" is damaged: its map lies outside the file.");
+
+  // A flipped byte in the compressed data: that hunk fails to decode or fails its CRC.
+  bad = good;
+  bad[good.size() / 3] ^= 0x01;
+  EXPECT_EQ(readAll(bad).rfind("\"Bad.chd\" is damaged: hunk ", 0), 0u) << readAll(bad);
+
+  // The digest of the data itself.
+  bad = good;
+  bad[70] ^= 0x01;
+  EXPECT_EQ(readAll(bad), "\"Bad.chd\" is damaged: its data does not match its SHA-1.");
+
+  // chdman's uncompressed files carry neither hunk CRCs nor digests: a flipped byte there
+  // reaches the sectors unnoticed (sector 200's user data appears in the file as it is).
+  const Bytes needle(set.disc.begin() + 200 * 2352 + 24, set.disc.begin() + 200 * 2352 + 88);
+  auto at = std::search(plain.begin(), plain.end(), needle.begin(), needle.end());
+  ASSERT_NE(at, plain.end());
+  bad = plain;
+  bad[static_cast<std::size_t>(at - plain.begin()) + 10] ^= 0x01;
+  EXPECT_EQ(readAll(bad), "");
+
+  // The track list is covered by the overall SHA-1.
+  bad = good;
+  const std::string frames = "FRAMES:419";
+  auto text = std::search(bad.begin(), bad.end(), frames.begin(), frames.end());
+  ASSERT_NE(text, bad.end());
+  text[9] = '8';
+  EXPECT_EQ(readAll(bad), "\"Bad.chd\" is damaged: its track list does not match its SHA-1.");
+}
+
+TEST(ChdReader, ZstdCodecsRawAndSelfHunksFromTheTestsOwnWriter) {
+  test::TempDir dir;
+  test::CdSet set = test::WriteMixedSet(dir.path());
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "digests.chd", ""));
+  test::RecompressOptions options;
+  options.digestsFrom = test::ReadFileBytes(dir / "digests.chd");
+  test::RecompressCounts counts;
+  test::WriteFileBytes(dir / "zs.chd", test::RecompressChd(test::ReadFileBytes(dir / "plain.chd"),
+                                                           options, &counts));
+  // Every kind of hunk and map shorthand is in the file.
+  EXPECT_GT(counts.cdzs, 5u);
+  EXPECT_GT(counts.zstd, 5u);
+  EXPECT_GT(counts.raw, 5u);
+  EXPECT_GT(counts.self, 5u);
+  EXPECT_GT(counts.runs, 0u);
+  EXPECT_GT(counts.eccStripped, 50u);
+  chd::ChdCdImage image;
+  ASSERT_EQ(image.Open(dir / "zs.chd"), "");
+  ExpectLayout(image, kMixed, "cdzs");
+  std::string error;
+  EXPECT_TRUE(ReadDisc(image, &error) == set.disc);
+  EXPECT_EQ(error, "");
+  EXPECT_EQ(image.VerifyWholeImage(), "");
+
+  // A hunk whose data does not match the CRC the map gives for it.
+  options.wrongCrcHunk = 4;
+  test::WriteFileBytes(dir / "Bad.chd",
+                       test::RecompressChd(test::ReadFileBytes(dir / "plain.chd"), options));
+  chd::ChdCdImage bad;
+  ASSERT_EQ(bad.Open(dir / "Bad.chd"), "");
+  Bytes sectors(40 * 2352);
+  EXPECT_EQ(bad.ReadSectors(0, 32, sectors), "");
+  EXPECT_EQ(bad.ReadSectors(0, 40, sectors), "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
+}
+
+TEST(ChdReader, HunksDecodedAheadGiveTheSameDiscAndTheSameMessages) {
+  test::TempDir dir;
+  test::CdSet set = test::WriteMixedSet(dir.path());
+  // One frame a hunk: the padding after tracks 2 and 3 fills hunks no sector lies in.
+  ASSERT_TRUE(
+      test::RunChdman({"createcd", "-i", set.cuePath, "-o", dir / "one.chd", "-hs", "2448", "-f"}));
+  for (int workers : {1, 3}) {
+    chd::ChdCdImage image;
+    ASSERT_EQ(image.Open(dir / "one.chd"), "");
+    EXPECT_EQ(image.file().header().hunkCount, 804u);
+    image.file().StartReadAhead(workers);
+    std::string error;
+    EXPECT_TRUE(ReadDisc(image, &error) == set.disc) << workers;
+    EXPECT_EQ(error, "");
+    // Track 2's padding hunks were hashed on the way; the last two (track 3's padding,
+    // after every sector) are left for the digest check.
+    EXPECT_EQ(image.file().HunksHashed(), 802u);
+    EXPECT_EQ(image.VerifyWholeImage(), "");
+  }
+  // A read out of order in the middle is decoded on the spot; the rest still comes ahead.
+  chd::ChdCdImage image;
+  ASSERT_EQ(image.Open(dir / "one.chd"), "");
+  image.file().StartReadAhead(2);
+  Bytes sector(2352);
+  ASSERT_EQ(image.ReadSectors(800, 1, sector), "");
+  EXPECT_TRUE(std::equal(sector.begin(), sector.end(), set.disc.begin() + 800 * 2352));
+  std::string error;
+  EXPECT_TRUE(ReadDisc(image, &error) == set.disc);
+  EXPECT_EQ(image.VerifyWholeImage(), "");
+
+  // A hunk that fails its CRC, found by a worker.
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
+  test::RecompressOptions options;
+  options.wrongCrcHunk = 7;
+  test::WriteFileBytes(dir / "Bad.chd",
+                       test::RecompressChd(test::ReadFileBytes(dir / "plain.chd"), options));
+  chd::ChdCdImage bad;
+  ASSERT_EQ(bad.Open(dir / "Bad.chd"), "");
+  bad.file().StartReadAhead(3);
+  ReadDisc(bad, &error);
+  EXPECT_EQ(error, "\"Bad.chd\" is damaged: hunk 7 fails its checksum.");
+}
+
+TEST(ChdReader, CookedMode1TrackGetsItsRawSectorsBack) {
+  test::TempDir dir;
+  test::IsoOptions iso = test::GameDisc("SCES_000.01");
+  iso.minSectors = 60;
+  const Bytes user = test::BuildIsoSectors(iso);
+  test::WriteFileBytes(dir / "g.iso", user);
+  test::WriteFileText(dir / "g.cue",
+                      "FILE \"g.iso\" BINARY\n  TRACK 01 MODE1/2048\n    INDEX 01 00:00:00\n");
+  // chdman 0.251 cannot read back what it compresses from a cooked track; stored, it can.
+  ASSERT_TRUE(test::CreateChd(dir / "g.cue", dir / "g.chd", "none"));
+  chd::ChdCdImage image;
+  ASSERT_EQ(image.Open(dir / "g.chd"), "");
+  ASSERT_EQ(image.SectorCount(), user.size() / 2048);
+  EXPECT_EQ(image.tracks()[0].type, "MODE1");
+  std::string error;
+  EXPECT_TRUE(ReadDisc(image, &error) ==
+              test::EncodeSectors(user, test::SectorLayout::Mode1Raw, 0));
+  EXPECT_EQ(error, "");
+}
+
+TEST(ChdMetadata, TrackTextsOfEveryVersion) {
+  chd::ChdTrack t;
+  ASSERT_TRUE(chd::ParseTrackText(
+      "TRACK:2 TYPE:AUDIO SUBTYPE:NONE FRAMES:370 PREGAP:150 PGTYPE:VAUDIO PGSUB:NONE POSTGAP:0",
+      t));
+  EXPECT_EQ(t.number, 2);
+  EXPECT_TRUE(t.Audio());
+  EXPECT_EQ(t.frames, 370u);
+  EXPECT_EQ(t.pregap, 150u);
+  EXPECT_TRUE(t.pregapStored);
+  // The text ends at its NUL; what follows is ignored.
+  const char withNul[] =
+      "TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 PGTYPE:MODE2_RAW PGSUB:RW "
+      "POSTGAP:150\0junk";
+  ASSERT_TRUE(chd::ParseTrackText(std::string(withNul, sizeof withNul - 1), t));
+  EXPECT_EQ(t.type, "MODE2_RAW");
+  EXPECT_EQ(t.subtype, "RW");
+  EXPECT_FALSE(t.pregapStored);
+  EXPECT_EQ(t.postgap, 150u);
+  // The older form has no gaps; the GD-ROM form has a PAD.
+  ASSERT_TRUE(chd::ParseTrackText("TRACK:1 TYPE:MODE1_RAW SUBTYPE:NONE FRAMES:1000", t));
+  EXPECT_EQ(t.pregap, 0u);
+  EXPECT_EQ(t.frames, 1000u);
+  ASSERT_TRUE(chd::ParseTrackText(
+      "TRACK:1 TYPE:MODE1 SUBTYPE:NONE FRAMES:300 PAD:4 PREGAP:0 PGTYPE:MODE1 PGSUB:RW POSTGAP:0",
+      t));
+  EXPECT_EQ(t.pad, 4u);
+  EXPECT_FALSE(chd::ParseTrackText("TRACK:1 TYPE:MODE3 SUBTYPE:NONE FRAMES:10", t));
+  EXPECT_FALSE(chd::ParseTrackText("TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:-4", t));
+  EXPECT_FALSE(chd::ParseTrackText("TRACK:1 TYPE:AUDIO SUBTYPE:NONE", t));
+  EXPECT_FALSE(
+      chd::ParseTrackText("TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:10 PREGAP:20 PGTYPE:VAUDIO", t));
+
+  // The oldest form, binary: count, then type, subtype, sizes and frames of each track.
+  chd::MetadataEntry chcd;
+  chcd.tag = chd::kTagChcd;
+  chcd.data.assign(4 + 99 * 24, 0);
+  chcd.data[3] = 2;
+  chcd.data[4 + 3] = 6, chcd.data[4 + 7] = 2, chcd.data[4 + 18] = 0x01, chcd.data[4 + 19] = 0x2C;
+  chcd.data[28 + 3] = 7, chcd.data[28 + 7] = 2, chcd.data[28 + 19] = 50;
+  std::vector<chd::ChdTrack> tracks;
+  ASSERT_EQ(chd::ParseCdTracks({chcd}, tracks), "");
+  ASSERT_EQ(tracks.size(), 2u);
+  EXPECT_EQ(tracks[0].type, "MODE2_RAW");
+  EXPECT_EQ(tracks[0].frames, 300u);
+  EXPECT_EQ(tracks[1].type, "AUDIO");
+  EXPECT_EQ(tracks[1].frames, 50u);
+  chd::MetadataEntry gap;
+  gap.tag = chd::kTagCht2;
+  const std::string text = "TRACK:3 TYPE:AUDIO SUBTYPE:NONE FRAMES:10";
+  gap.data.assign(text.begin(), text.end());
+  EXPECT_EQ(chd::ParseCdTracks({chcd, gap}, tracks), "");
+  chd::MetadataEntry skip = gap;
+  skip.data[6] = '5';
+  EXPECT_EQ(chd::ParseCdTracks({chcd, skip}, tracks),
+            "is damaged: its tracks are not numbered 1 to 3.");
+  EXPECT_EQ(chd::ParseCdTracks({}, tracks), "is not a CD image (it has no track list).");
+}
+
+}  // namespace
+}  // namespace ebf
