@@ -30,7 +30,7 @@ struct Job {
 
   explicit Job(int level) {
     progFolder = test::CopyRuntimeTree(prog);
-    ctx.programFolder = progFolder;
+    ctx.folders = progFolder;
     ctx.host = &host;
     ctx.pollInterval = std::chrono::milliseconds(10);
     req.OutputFolder = work / "out";
