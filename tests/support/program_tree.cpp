@@ -10,7 +10,7 @@ namespace ebf::test {
 
 std::string CopyRuntimeTree(const TempDir& root, bool withConverter) {
   const std::string runtime = RuntimeFolder();
-  for (const char* sub : {"Data", "PSXCust"})
+  for (const char* sub : {"Data", "PSXCust", "Themes"})
     fs::copy(runtime + sub, root / sub, fs::copy_options::recursive);
   if (!withConverter) fs::remove(root / "Data/tarnwick.exe");
   return root.folder();

@@ -8,7 +8,7 @@
 
 namespace ebf::test {
 
-// Copies <runtime>/Data and <runtime>/PSXCust into `root`; returns root's folder (ending in
+// Copies <runtime>/Data, PSXCust and Themes into `root`; returns root's folder (ending in
 // the separator). `withConverter` false leaves Data/tarnwick.exe out.
 std::string CopyRuntimeTree(const TempDir& root, bool withConverter = true);
 
