@@ -7,6 +7,7 @@
 #include "common/bytes.h"
 #include "common/files.h"
 #include "support/picture_tools.h"
+#include "support/program_tree.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 
@@ -22,8 +23,7 @@ struct CliRun {
 };
 
 CliRun RunCli(const std::string& args) {
-  const std::string cmd =
-      ShellQuote(test::RuntimeFolder() + "ebootforge-cli") + " " + args + " 2>&1";
+  const std::string cmd = ShellQuote(test::PrivateCli()) + " " + args + " 2>&1";
   CliRun r;
   FILE* pipe = popen(cmd.c_str(), "r");
   if (!pipe) return r;
