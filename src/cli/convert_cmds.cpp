@@ -12,6 +12,7 @@
 #include "common/text.h"
 #include "disc/cue_sheet.h"
 #include "engine/go_checks.h"
+#include "pbp/rebuild.h"
 
 namespace ebf::cli {
 namespace {
@@ -72,10 +73,16 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
     std::cerr << "Cancelled.\n";
     out.result = result;
     out.exitCode = 2;
+  } else if (result.empty() && *job.destinationMissing) {
+    std::cerr << kNeedRebuildDestination << "\n";
+    out.result = "No file to rebuild into";
   } else if (result.empty()) {
     // A question stopped the run: say which, and how to answer it.
+    const bool rebuild = host.refusedQuestion() == pbp::kRebuildQuestion && options.output.empty();
     std::cerr << ReplaceAll(host.refusedQuestion(), "\r\n", "\n")
-              << "\n(not answered: run again with --yes to answer Yes)\n";
+              << (rebuild ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
+                            "new file)\n"
+                          : "\n(not answered: run again with --yes to answer Yes)\n");
     out.result = "Stopped at a question";
   } else {
     std::cerr << ReplaceAll(result, "\r\n", "\n") << "\n";

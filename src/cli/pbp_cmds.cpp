@@ -61,8 +61,8 @@ void PrintJson(const pbp::EbootInfo& info) {
       << ", \"offset\": " << info.header.offsets[i] << ", \"size\": " << info.sectionSizes[i] << "}"
       << (i + 1 < pbp::kSectionCount ? "," : "") << "\n";
   }
-  o << "  ],\n  \"blocks\": " << info.blocks
-    << ",\n  \"compressedBlocks\": " << info.compressedBlocks
+  o << "  ],\n  \"discImageProblem\": " << JsonString(info.discImageProblem)
+    << ",\n  \"blocks\": " << info.blocks << ",\n  \"compressedBlocks\": " << info.compressedBlocks
     << ",\n  \"bootPictureSize\": " << info.bootPngSize << ",\n  \"tracks\": [\n";
   for (std::size_t i = 0; i < info.tracks.size(); ++i) {
     const auto& t = info.tracks[i];
@@ -86,8 +86,12 @@ void PrintText(const pbp::EbootInfo& info) {
                   static_cast<unsigned long long>(info.sectionSizes[i]));
     std::cout << line;
   }
-  std::cout << "\nDisc blocks: " << info.blocks << " (" << info.compressedBlocks
-            << " compressed)\nBoot picture: " << info.bootPngSize << " bytes\n\nTracks:\n";
+  if (info.discImageProblem.empty())
+    std::cout << "\nDisc blocks: " << info.blocks << " (" << info.compressedBlocks
+              << " compressed)";
+  else
+    std::cout << "\nDisc image: " << info.discImageProblem;
+  std::cout << "\nBoot picture: " << info.bootPngSize << " bytes\n\nTracks:\n";
   for (const auto& t : info.tracks) {
     char line[64];
     std::snprintf(line, sizeof line, "  %2d  %-5s  %s\n", t.number, t.data ? "data" : "audio",
