@@ -52,8 +52,9 @@ ButtonFace MakeButtonFace(const QString& selector, const ThemeContext& theme, co
     const int inset = std::min({kButtonSlice, image.width() / 3, image.height() / 3});
     const PictureShades shades =
         ShadesOf(image, image.rect().adjusted(inset, inset, -inset, -inset), under);
-    return {QStringLiteral("%1 { border-image: %2 12 12 12 12 stretch stretch; }\n")
-                .arg(selector, Url(path)),
+    return {QStringLiteral("%1 { border-image: %2 %3 %3 %3 %3 stretch stretch; }\n")
+                .arg(selector, Url(path))
+                .arg(kButtonSlice),
             shades.extremes(), shades.mean};
   }
   return {QStringLiteral("%1 { background: %2; border: 1px solid %3; border-radius: 6px; }\n")
