@@ -79,22 +79,30 @@ DrawnSize DrawScaledPicture(const std::string& path, Surface& surface, c32bppDIB
   return drawn;
 }
 
-bool ConvertSlotPictureToPng(const std::string& workFolder, std::string& path,
-                             const std::string& slotWord, c32bppDIB& image, int16_t targetWidth,
-                             int16_t targetHeight, int mode, bool centre) {
+bool ConvertSlotPicture(const std::string& path, const std::string& outputPath, c32bppDIB& image,
+                        int16_t targetWidth, int16_t targetHeight, int mode, bool centre) {
   if (!IsConvertiblePicturePath(path)) return false;
   Surface surface(targetWidth, targetHeight);
   const DrawnSize drawn =
       DrawScaledPicture(path, surface, image, targetWidth, targetHeight, mode, centre, 0, 0);
-  const std::string output = TempFolder(workFolder) + "C_" + slotWord + ".png";
-  DeleteFileIfExists(output);
+  DeleteFileIfExists(outputPath);
   // Only the drawn size is kept, capped at the target: with centring and a smaller picture
   // the saved corner shows the black band on one side and loses as much on the other.
   const int64_t width = std::min<int64_t>(drawn.width, targetWidth);
   const int64_t height = std::min<int64_t>(drawn.height, targetHeight);
   // A picture that did not load leaves nothing to save; validation then reports the
   // missing file as too small.
-  WritePngFromDrawingContext(surface, output, static_cast<int>(width), static_cast<int>(height));
+  WritePngFromDrawingContext(surface, outputPath, static_cast<int>(width),
+                             static_cast<int>(height));
+  return true;
+}
+
+bool ConvertSlotPictureToPng(const std::string& workFolder, std::string& path,
+                             const std::string& slotWord, c32bppDIB& image, int16_t targetWidth,
+                             int16_t targetHeight, int mode, bool centre) {
+  if (!IsConvertiblePicturePath(path)) return false;
+  const std::string output = TempFolder(workFolder) + "C_" + slotWord + ".png";
+  ConvertSlotPicture(path, output, image, targetWidth, targetHeight, mode, centre);
   path = output;
   return true;
 }

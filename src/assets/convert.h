@@ -45,7 +45,14 @@ DrawnSize DrawScaledPicture(const std::string& path, Surface& surface, c32bppDIB
                             int16_t targetWidth, int16_t targetHeight, int mode, bool centre,
                             int originX, int originY);
 
-// When `path` is a convertible picture, draws it and writes
+// When `path` is a convertible picture, draws it at the target size by the resize mode and
+// writes `outputPath` (deleted first): a PNG of the drawn size capped at the target, or
+// nothing when the picture does not load. Returns true when `path` was convertible; other
+// paths are left alone and nothing is written.
+bool ConvertSlotPicture(const std::string& path, const std::string& outputPath, c32bppDIB& image,
+                        int16_t targetWidth, int16_t targetHeight, int mode, bool centre);
+
+// ConvertSlotPicture for a run: when `path` is a convertible picture, draws it and writes
 // <work folder>/Temp/C_<slotWord>.png of the drawn size capped at the target, and
 // replaces `path` with that file. Other paths are left as they are. Returns true when
 // `path` was replaced.

@@ -14,6 +14,7 @@
 #include "common/text.h"
 #include "disc/cue_sheet.h"
 #include "engine/go_checks.h"
+#include "pbp/rebuild.h"
 
 namespace ebf::cli {
 namespace {
@@ -94,10 +95,18 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
     out.result = result;
     out.exitCode = kExitCancelled;
     if (ctx.json) PrintJobJson(input, "", "cancelled", result, out, inputBytes, 0);
+  } else if (result.empty() && *job.destinationMissing) {
+    std::cerr << kNeedRebuildDestination << "\n";
+    out.result = "No file to rebuild into";
+    if (ctx.json) PrintJobJson(input, "", "failed", kNeedRebuildDestination, out, inputBytes, 0);
   } else if (result.empty()) {
     // A question stopped the run: say which, and how to answer it.
+    const bool rebuild = host.refusedQuestion() == pbp::kRebuildQuestion && options.output.empty();
     const std::string question = ReplaceAll(host.refusedQuestion(), "\r\n", "\n");
-    std::cerr << question << "\n(not answered: run again with --yes to answer Yes)\n";
+    std::cerr << question
+              << (rebuild ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
+                            "new file)\n"
+                          : "\n(not answered: run again with --yes to answer Yes)\n");
     out.result = "Stopped at a question";
     out.exitCode = kExitCancelled;
     if (ctx.json) PrintJobJson(input, "", "declined", question, out, inputBytes, 0);

@@ -19,6 +19,7 @@
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "disc/resolver.h"
+#include "pbp/patch.h"
 
 namespace ebf::cli {
 namespace {
@@ -179,7 +180,10 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   });
 
   auto* palfix = app.add_subcommand("palfix", "List (or apply) the PAL -> NTSC fix in an image");
-  palfix->add_option("IMAGE", args.image, "Disc image or uncompressed EBOOT.PBP")->required();
+  palfix
+      ->add_option("IMAGE", args.image,
+                   "Disc image, or an EBOOT.PBP (only its disc image is scanned)")
+      ->required();
   palfix->add_flag("--screen", args.screen, "Fix Screen Height");
   palfix->add_flag("--gfx", args.gfx, "Fix Graphics (may cause problems)");
   palfix->add_flag("--apply", args.apply, "Change the file (otherwise only list the matches)");
@@ -189,25 +193,37 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    // A package is checked as a package job checks it, and only its disc image is scanned,
+    // as the conversion does: the header and sections before it are never patched.
+    const bool package = Extension4(args.image) == ".PBP";
+    if (package) {
+      if (std::string e = pbp::CheckEbootForJob(args.image); !e.empty()) {
+        std::cerr << e << "\n";
+        ctx.exitCode = 1;
+        return;
+      }
+    }
     File file(args.image, args.apply ? File::Mode::ReadWrite : File::Mode::Read);
     if (!file) {
       std::cerr << args.image << ": " << file.LastError() << "\n";
       ctx.exitCode = 1;
       return;
     }
+    const uint64_t end = file.Size();
+    const uint64_t start = package ? pbp::PalFixStart(file).value_or(end) : 0;
     PalFixOptions options;
     options.screenHeight = args.screen;
     options.graphics = args.gfx;
     options.write = args.apply;
-    uint64_t end = file.Size();
     Json patches = Json::array();
-    PalFixResult result =
-        ApplyPalFix(file, end, options, nullptr, *ctx.host, [&](const PalPatch& p) {
-          if (ctx.json)
-            patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
-          else
-            std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-        });
+    PalFixResult result;
+    if (start < end && file.Seek(start))
+      result = ApplyPalFix(file, end, options, nullptr, *ctx.host, [&](const PalPatch& p) {
+        if (ctx.json)
+          patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+        else
+          std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
+      });
     if (!file.Close() && result.error.empty()) result.error = file.LastError();
     if (!result.error.empty()) {
       std::cerr << args.image << ": " << result.error << "\n";

@@ -140,9 +140,12 @@ PreparedJob PrepareJob(const std::string& input, const JobOptions& o, CliContext
   job.context.folders = folders;
   job.context.settings = ctx.settings;
   job.context.host = &host;
-  if (isPbp && !o.recompress && !o.output.empty()) {
+  if (isPbp && !o.recompress) {
     const std::string dest = o.output;
-    job.context.chooseRebuildDestination = [dest] { return dest; };
+    job.context.chooseRebuildDestination = [dest, missing = job.destinationMissing] {
+      *missing = dest.empty();
+      return dest;
+    };
   }
   return job;
 }

@@ -3,6 +3,7 @@
 // would, apply the user's overrides, run the Go checks and fill a ConversionRequest.
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -35,7 +36,13 @@ struct PreparedJob {
   ConversionContext context;
   std::string title;
   std::string dataFile;  // the disc image behind the input (a CUE's BIN), when known
+  // Set when a package's new pictures did not fit and no -o named the file to rebuild into.
+  std::shared_ptr<bool> destinationMissing = std::make_shared<bool>(false);
 };
+
+// What a run says when a package must be rebuilt and no -o named the new file.
+inline constexpr const char* kNeedRebuildDestination =
+    "the new pictures do not fit: give -o NEW.PBP to rebuild into a new file";
 
 // Resolves `input`, inspects a package, fills the slots, applies the options and runs the
 // Go checks. `outputOverride` replaces the resolver's output folder when not empty.

@@ -32,6 +32,7 @@ void PrintInfoJson(const pbp::EbootInfo& info) {
              {"saveName", info.saveName},
              {"fileSize", info.fileSize},
              {"sections", sections},
+             {"discImageProblem", info.discImageProblem},
              {"blocks", info.blocks},
              {"compressedBlocks", info.compressedBlocks},
              {"bootPictureSize", info.bootPngSize},
@@ -50,8 +51,12 @@ void PrintText(const pbp::EbootInfo& info) {
                   static_cast<unsigned long long>(info.sectionSizes[i]));
     std::cout << line;
   }
-  std::cout << "\nDisc blocks: " << info.blocks << " (" << info.compressedBlocks
-            << " compressed)\nBoot picture: " << info.bootPngSize << " bytes\n\nTracks:\n";
+  if (info.discImageProblem.empty())
+    std::cout << "\nDisc blocks: " << info.blocks << " (" << info.compressedBlocks
+              << " compressed)";
+  else
+    std::cout << "\nDisc image: " << info.discImageProblem;
+  std::cout << "\nBoot picture: " << info.bootPngSize << " bytes\n\nTracks:\n";
   for (const auto& t : info.tracks) {
     char line[64];
     std::snprintf(line, sizeof line, "  %2d  %-5s  %s\n", t.number, t.data ? "data" : "audio",

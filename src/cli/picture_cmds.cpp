@@ -1,65 +1,82 @@
-// Picture and manual commands: `png` converts any picture the way an asset slot does,
-// `doc make` and `doc extract` write and take apart DOCUMENT.DAT files.
+// Picture and manual commands: `png` makes a slot's PNG through the asset slots' own
+// routine, `doc make` and `doc extract` write and take apart DOCUMENT.DAT files.
 
+#include <filesystem>
 #include <iostream>
-#include <regex>
+#include <optional>
 
-#include "assets/convert.h"
+#include "assets/slot_file.h"
 #include "cli/registry.h"
 #include "common/files.h"
 #include "docmaker/document_dat.h"
-#include "imaging/dib.h"
-#include "imaging/png_writer.h"
 
 namespace ebf::cli {
 namespace {
 
 struct PngOptions {
-  std::string input, output, size;
-  int mode = 0;
-  bool centre = false;
+  std::string input, output, slot;
+  std::optional<int> mode;
+  bool centre = false, noCentre = false;
 };
 
-int RunPng(const PngOptions& o) {
-  std::smatch m;
-  const std::regex sizePattern("([0-9]{1,5})x([0-9]{1,5})");
-  if (!std::regex_match(o.size, m, sizePattern)) {
-    std::cerr << "--size must be WIDTHxHEIGHT, for example 480x272\n";
-    return 2;
-  }
-  const int w = std::stoi(m[1]), h = std::stoi(m[2]);
-  if (w < 1 || h < 1 || w > 16384 || h > 16384) {
-    std::cerr << "--size sides must lie between 1 and 16384\n";
-    return 2;
-  }
-  c32bppDIB image;
-  Surface surface(w, h);
-  const DrawnSize drawn = DrawScaledPicture(o.input, surface, image, static_cast<int16_t>(w),
-                                            static_cast<int16_t>(h), o.mode, o.centre, 0, 0);
-  if (!image.IsLoaded()) {
-    std::cerr << "Could not read a picture from " << o.input << "\n";
+// The picture slots by the names the convert command gives them.
+constexpr std::pair<const char*, int> kPictureSlots[] = {
+    {"icon0", kSlotIcon0}, {"pic0", kSlotPic0}, {"pic1", kSlotPic1}, {"boot", kSlotGameboot}};
+
+int RunPng(const PngOptions& o, CliContext& ctx) {
+  LoadCliSettings(ctx);
+  int slot = kSlotIcon0;
+  for (const auto& [name, index] : kPictureSlots)
+    if (o.slot == name) slot = index;
+  // The PNG is drawn beside the output under a passing name and only then takes its place,
+  // so a refused picture leaves an existing output as it was.
+  const std::string part = o.output + ".part";
+  const SlotTake take = TakeSlotFile(slot, o.input, part, o.mode.value_or(ctx.settings.imgResMode),
+                                     o.centre || (!o.noCentre && ctx.settings.imgResCentre));
+  if (!take.message.empty()) {
+    DeleteFileIfExists(part);
+    std::cerr << take.message << "\n";
     return 1;
   }
-  const int saveW = static_cast<int>(std::min<int64_t>(drawn.width, w));
-  const int saveH = static_cast<int>(std::min<int64_t>(drawn.height, h));
-  if (!WritePngFromDrawingContext(surface, o.output, saveW, saveH)) {
+  std::error_code ec;
+  if (take.converted) {
+    std::filesystem::rename(std::filesystem::u8path(part), std::filesystem::u8path(o.output), ec);
+  } else if (!std::filesystem::equivalent(std::filesystem::u8path(o.input),
+                                          std::filesystem::u8path(o.output), ec)) {
+    ec.clear();
+    if (!CopyFileTo(o.input, o.output)) ec = std::make_error_code(std::errc::io_error);
+  }
+  if (ec) {
+    DeleteFileIfExists(part);
     std::cerr << "Could not write " << o.output << "\n";
     return 1;
   }
-  std::cout << o.output << ": " << saveW << "x" << saveH << "\n";
+  std::cout << o.output << ": "
+            << (take.converted ? "converted as the " + o.slot + " slot converts it"
+                               : "taken as it is, as the " + o.slot + " slot takes it")
+            << "\n";
   return 0;
 }
 
 CommandRegistrar pngCommand(60, [](CLI::App& app, CliContext& ctx) {
   auto opts = std::make_shared<PngOptions>();
-  auto* cmd = app.add_subcommand("png", "Convert a picture to a PNG as an asset slot does");
+  auto* cmd = app.add_subcommand(
+      "png", "Make a slot's PNG from a picture as the asset slot does (or say why not)");
   cmd->add_option("INPUT", opts->input, "Picture (PNG, BMP, GIF, JPEG, ICO, CUR)")->required();
   cmd->add_option("OUTPUT", opts->output, "PNG to write")->required();
-  cmd->add_option("--size", opts->size, "Target size WIDTHxHEIGHT")->required();
-  cmd->add_option("--mode", opts->mode, "0 original, 1 fill, 2 stretch, 3 fit")
+  std::vector<std::string> names;
+  for (const auto& [name, index] : kPictureSlots) names.push_back(name);
+  cmd->add_option("--slot", opts->slot, "The asset slot: icon0, pic0, pic1 or boot")
+      ->required()
+      ->check(CLI::IsMember(names));
+  cmd->add_option("--mode", opts->mode,
+                  "0 original, 1 fill, 2 stretch, 3 fit (default: the imgresmode setting)")
       ->check(CLI::Range(0, 3));
-  cmd->add_flag("--centre", opts->centre, "Centre on a black background");
-  cmd->callback([opts, &ctx] { ctx.exitCode = RunPng(*opts); });
+  auto* centre = cmd->add_flag("--centre", opts->centre,
+                               "Centre on a black background (default: the imgrescentre setting)");
+  cmd->add_flag("--no-centre", opts->noCentre, "Do not centre")->excludes(centre);
+  cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
+  cmd->callback([opts, &ctx] { ctx.exitCode = RunPng(*opts, ctx); });
 });
 
 struct DocOptions {

@@ -173,9 +173,13 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
   Host& host = *ctx.host;
   const std::string temp = TempFolder(ctx.folders.work);
   ConvertPictures(r, ctx);
+  // The new pictures and files are tested as a new package's are before either way is
+  // chosen, so that a rebuild takes nothing a new package would refuse.
+  std::string res = ValidateAssets(r, ctx);
+  if (!res.empty()) return res;
   const pbp::EbootJob job = JobFor(r);
   pbp::Room room;
-  std::string res = pbp::MeasureRoom(r.InputPath, temp, job, room);
+  res = pbp::MeasureRoom(r.InputPath, temp, job, room);
   if (!res.empty()) return res;
   if (!room.fits()) {
     if (!host.AskYesNo(pbp::kRebuildQuestion, false, MsgIcon::Exclamation)) return "";
@@ -186,17 +190,15 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
     if (res == "Success.") outcome.rebuiltTo = dest;
     return res;
   }
-  res = ValidateAssets(r, ctx);
-  if (!res.empty()) return res;
   res = pbp::PatchEbootInPlace(r.InputPath, temp, job, host);
   DeleteNullFile(ctx.folders.work);
   if (res != "Success.") return res;
   if (r.PalFixScreen || r.PalFixGraphics) {
     File f(r.InputPath, File::Mode::Read);
-    auto psar = pbp::ReadLe32At(f, pbp::kPsarOffsetPos);
+    const std::optional<uint64_t> start = pbp::PalFixStart(f);
     f.Close();
-    res = RunPalFix(r.InputPath, psar.value_or(0) + pbp::kPsarBlockDataPos, r, nullptr, nullptr,
-                    host, outcome.palPatches);
+    if (!start) return pbp::kEbootNotValid;
+    res = RunPalFix(r.InputPath, *start, r, nullptr, nullptr, host, outcome.palPatches);
     if (!res.empty()) return res;
   }
   return "Success.";

@@ -2,12 +2,10 @@
 
 #include <cstdio>
 
-#include "common/ansi.h"
 #include "common/bytes.h"
 #include "common/files.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
-#include "pbp/sfo.h"
 #include "pbp/toc.h"
 
 namespace ebf::pbp {
@@ -27,42 +25,28 @@ std::string FormatMsf(int minute, int second, int frame) {
 std::string ReadEbootInfo(const std::string& ebootPath, EbootInfo& out) {
   out = EbootInfo{};
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
-  auto size = FileSize(ebootPath);
-  if (!size || *size < kMinInspectSize) return kEbootTooSmall;
   File in(ebootPath, File::Mode::Read);
-  auto header = in ? ReadPbpHeader(in) : std::nullopt;
-  if (!header) return "The EBOOT \"" + ebootPath + "\" could not be read.";
-  out.header = *header;
+  if (!in) return "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
+  const Inspection seen = ReadInspection(in, ebootPath);
+  if (!seen.message.empty()) return seen.message;
+  out.title = seen.title;
+  out.gameId = seen.gameId;
+  out.saveName = seen.saveName;
+  out.fileSize = seen.fileSize;
+  out.header = seen.header;
+  out.startData = seen.startData;
+  out.bootPngSize = seen.bootPngSize;
+  for (int i = 0; i < kSectionCount; ++i)
+    out.sectionSizes[i] = out.header.SectionSize(i, out.fileSize);
 
   DiscImageLayout layout;
-  if (std::string e = ReadDiscImageLayout(in, ebootPath, layout); !e.empty())
-    return e == kPsarHeaderNotFound ? kEbootNotValid : e;
-  out.fileSize = layout.fileSize;
-  for (int i = 0; i < kSectionCount; ++i) {
-    if (out.header.offsets[i] > out.fileSize)
-      return "The EBOOT \"" + ebootPath + "\" is damaged: the offset of " + kSectionNames[i] +
-             " lies beyond the end of the file.";
-    out.sectionSizes[i] = out.header.SectionSize(i, out.fileSize);
+  if (std::string e = ReadDiscImageLayout(in, ebootPath, layout); !e.empty()) {
+    out.discImageProblem = e;
+    return {};
   }
   out.blocks = layout.blocks.size();
   for (const BlockRef& b : layout.blocks)
     if (!b.stored()) ++out.compressedBlocks;
-
-  SfoFields sfo = ReadSfoFields(in, out.header.offsets[kParamSfo]);
-  out.title = sfo.title;
-  out.gameId = sfo.discId;
-  std::vector<uint8_t> save(kPsarSaveNameSize);
-  if (in.Seek(layout.psar + kPsarSaveNamePos) && in.ReadExact(save)) {
-    std::string raw(save.begin(), save.end());
-    raw.resize(raw.find('\0') == std::string::npos ? raw.size() : raw.find('\0'));
-    out.saveName = AnsiToUtf8(raw);
-  }
-
-  if (auto s = FindStartData(in); s && RangeFits(*s, kStartDataPngLengthPos + 4, out.fileSize)) {
-    out.startData = *s;
-    out.bootPngSize = *ReadLe32At(in, *s + kStartDataPngLengthPos);
-  }
-
   std::vector<TocEntry> entries = UsedTocEntries(layout.toc);
   for (std::size_t i = kLeadEntries; i < entries.size(); ++i) {
     const TocEntry& e = entries[i];

@@ -28,10 +28,14 @@ struct EbootInfo {
   uint64_t startData = 0;
   uint64_t bootPngSize = 0;
   std::vector<TrackInfo> tracks;
+  // Why the block index and the TOC could not be read ("" when they were); the rest of
+  // the description stands.
+  std::string discImageProblem;
 };
 
-// "" and the description, or the message the inspection or the extraction would give
-// (a missing file gives "File doesn't exist!").
+// "" and the description, or the message of the window's inspection for a package it
+// refuses (a missing file gives "File doesn't exist!"). A package the inspection opens is
+// described, its disc image as far as it can be read.
 std::string ReadEbootInfo(const std::string& ebootPath, EbootInfo& out);
 
 // "mm:ss:ff".

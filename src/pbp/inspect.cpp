@@ -38,21 +38,19 @@ bool SaveTempAsset(const std::string& tempFolder, const std::string& tempFile,
   return CopyFileTo(from, destPath);
 }
 
-Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host) {
+Inspection ReadInspection(File& in, const std::string& ebootPath) {
   Inspection r;
-  auto size = FileSize(ebootPath);
-  if (!size || *size < kMinInspectSize) {
+  r.fileSize = in.Size();
+  if (!in || r.fileSize < kMinInspectSize) {
     r.message = kEbootTooSmall;
     return r;
   }
-  File in(ebootPath, File::Mode::Read);
-  auto header = in ? ReadPbpHeader(in) : std::nullopt;
+  auto header = ReadPbpHeader(in);
   if (!header) {
     r.message = "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
     return r;
   }
   r.header = *header;
-  r.fileSize = in.Size();
   const uint64_t psar = r.header.psarOffset();
   std::array<uint8_t, kPsarMagicSize> magic{};
   if (!in.Seek(psar) || !in.ReadExact(magic) ||
@@ -60,8 +58,6 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
     r.message = kEbootNotValid;
     return r;
   }
-
-  // Everything the copies below rely on is checked before Temp is touched.
   for (int i = 0; i < kSectionCount; ++i) {
     if (r.header.offsets[i] > r.fileSize) {
       r.message = Damaged(ebootPath, std::string("the offset of ") + kSectionNames[i] + " (" +
@@ -89,6 +85,29 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
                                SizeText(r.fileSize) + ").");
     return r;
   }
+  SfoFields sfo = ReadSfoFields(in, r.header.offsets[kParamSfo]);
+  r.title = sfo.title;
+  r.gameId = sfo.discId;
+  r.saveName = ReadTextField(in, psar + kPsarSaveNamePos, kPsarSaveNameSize);
+  return r;
+}
+
+Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host) {
+  auto size = FileSize(ebootPath);
+  if (!size || *size < kMinInspectSize) {
+    Inspection r;
+    r.message = kEbootTooSmall;
+    return r;
+  }
+  File in(ebootPath, File::Mode::Read);
+  if (!in) {
+    Inspection r;
+    r.message = "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
+    return r;
+  }
+  // Everything the copies below rely on is checked before Temp is touched.
+  Inspection r = ReadInspection(in, ebootPath);
+  if (!r.message.empty()) return r;
 
   MakeFolders(tempFolder);
   MarkHidden(tempFolder);
@@ -96,12 +115,7 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
     ReadSectionToFile(r.header.SectionStart(i), r.header.offsets[i + 1],
                       tempFolder + kSectionFileNames[i], in, host);
   }
-
-  SfoFields sfo = ReadSfoFields(in, r.header.offsets[kParamSfo]);
-  r.title = sfo.title;
-  r.gameId = sfo.discId;
-  r.saveName = ReadTextField(in, psar + kPsarSaveNamePos, kPsarSaveNameSize);
-
+  const uint64_t pngStart = r.startData + kStartDataAssumedHeaderSize;
   const uint64_t pngEnd = pngStart + r.bootPngSize;
   ReadSectionToFile(pngStart, pngEnd, tempFolder + kGamebootFile, in, host);
   // The start data stops one byte short of the end of the file; kept as it always was.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/file_io.h"
 #include "common/host.h"
 #include "pbp/container.h"
 
@@ -58,6 +59,11 @@ struct Inspection {
   uint64_t startData = 0;  // absolute offset of the start-data block
   uint64_t bootPngSize = 0;
 };
+
+// The inspection's checks and reads, writing nothing: a package the inspection refuses is
+// refused here with the same message, and a package it opens is opened here. The disc
+// image's block index is not read (the inspection does not need it).
+Inspection ReadInspection(File& package, const std::string& ebootPath);
 
 // tempFolder ends in the separator; it is created when missing and marked hidden. The
 // files written there: PARAM.SFO, ICON0.PNG, ICON1.PMF, PIC0.PNG, PIC1.PNG, SND0.AT3,

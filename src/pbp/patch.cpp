@@ -142,6 +142,12 @@ std::string CheckEbootForJob(const std::string& ebootPath) {
   return {};
 }
 
+std::optional<uint64_t> PalFixStart(File& package) {
+  auto psar = ReadLe32At(package, kPsarOffsetPos);
+  if (!psar) return std::nullopt;
+  return uint64_t{*psar} + kPsarBlockDataPos;
+}
+
 std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFolder,
                         const EbootJob& job, Room& out) {
   std::vector<uint64_t> len;

@@ -34,6 +34,11 @@ Bytes UnderscoredIdField(const std::string& gameId);
 // Returns "" or the message to show.
 std::string CheckEbootForJob(const std::string& ebootPath);
 
+// Where the PAL -> NTSC fix starts in a package: its disc image, DATA.PSAR + 0x100000. The
+// header, the sections and the disc-image header and index before it are never scanned.
+// nullopt when the DATA.PSAR offset cannot be read.
+std::optional<uint64_t> PalFixStart(File& package);
+
 // Room test: the five menu assets (not the gameboot) against the space between the
 // header and DATA.PSAR less PARAM.SFO and BASE.PSP in Temp. Equal still fits.
 struct Room {

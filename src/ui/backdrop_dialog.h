@@ -1,6 +1,7 @@
 #pragma once
 // A dialog drawn over a theme picture (BG_SaveID.jpg, BG_Transfer.jpg), the picture
-// scaled to cover the window and dimmed towards the window colour so text stays legible.
+// scaled to cover the window under a veil of the window colour, as thick as the quietest
+// text on it needs to stay legible.
 
 #include <QDialog>
 
@@ -19,6 +20,7 @@ class BackdropDialog : public QDialog {
 
  private:
   QPixmap picture_;
+  QColor veil_;
 };
 
 }  // namespace ebf::ui

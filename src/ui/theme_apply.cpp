@@ -1,13 +1,16 @@
 #include "ui/theme_apply.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QDir>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QStyle>
+#include <QStyledItemDelegate>
 #include <algorithm>
 
 #include "common/files.h"
+#include "ui/readable_colours.h"
 
 namespace ebf::ui {
 namespace {
@@ -21,12 +24,6 @@ QString Css(const QColor& c) {
                                 .arg(c.alpha());
 }
 
-QColor Blend(const QColor& a, const QColor& b, double t) {
-  return QColor::fromRgbF(a.redF() + (b.redF() - a.redF()) * t,
-                          a.greenF() + (b.greenF() - a.greenF()) * t,
-                          a.blueF() + (b.blueF() - a.blueF()) * t);
-}
-
 int Alpha(int64_t value) {
   return static_cast<int>(std::clamp<int64_t>(value, 0, 255));
 }
@@ -36,15 +33,59 @@ QString Url(const std::string& path) {
       .arg(QDir::fromNativeSeparators(QString::fromStdString(path)));
 }
 
-// A themed button face, or plain colours when the theme has no picture for it.
-QString ButtonRule(const QString& selector, const ThemeContext& theme, const char* picture,
-                   const QColor& fallback, const QColor& border) {
+// The width of the border slices of a themed button picture; the text sits on the middle.
+constexpr int kButtonSlice = 12;
+
+// A button face: the theme's picture, or plain colours when the theme has none, and what
+// lies behind the button's text on it.
+struct ButtonFace {
+  QString rule;
+  std::vector<QColor> grounds;
+  QColor mean;
+};
+
+ButtonFace MakeButtonFace(const QString& selector, const ThemeContext& theme, const char* picture,
+                          const QColor& fallback, const QColor& border, const QColor& under) {
   const std::string path = FindThemePicture(theme.folders, theme.name, picture);
-  if (!path.empty())
-    return QStringLiteral("%1 { border-image: %2 12 12 12 12 stretch stretch; }\n")
-        .arg(selector, Url(path));
-  return QStringLiteral("%1 { background: %2; border: 1px solid %3; border-radius: 6px; }\n")
-      .arg(selector, Css(fallback), Css(border));
+  QImage image;
+  if (!path.empty() && image.load(QString::fromStdString(path))) {
+    const int inset = std::min({kButtonSlice, image.width() / 3, image.height() / 3});
+    const PictureShades shades =
+        ShadesOf(image, image.rect().adjusted(inset, inset, -inset, -inset), under);
+    return {QStringLiteral("%1 { border-image: %2 %3 %3 %3 %3 stretch stretch; }\n")
+                .arg(selector, Url(path))
+                .arg(kButtonSlice),
+            shades.extremes(), shades.mean};
+  }
+  return {QStringLiteral("%1 { background: %2; border: 1px solid %3; border-radius: 6px; }\n")
+              .arg(selector, Css(fallback), Css(border)),
+          {fallback},
+          fallback};
+}
+
+// The style marks the current row of a focused list with a tint laid over the row's text,
+// which can take a barely legible pair below legibility; this outlines the row instead.
+class FocusOutlineDelegate : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+  void paint(QPainter* painter, const QStyleOptionViewItem& option,
+             const QModelIndex& index) const override {
+    QStyleOptionViewItem plain(option);
+    plain.state &= ~QStyle::State_HasFocus;
+    QStyledItemDelegate::paint(painter, plain, index);
+    if (!(option.state & QStyle::State_HasFocus)) return;
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(QPen(option.palette.color(QPalette::Highlight), 1));
+    painter->setBrush(Qt::NoBrush);
+    painter->drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+    painter->restore();
+  }
+};
+
+// The button rule with the text colour that reads on its face.
+QString ButtonRule(const ButtonFace& face, const QString& selector, const QColor& text) {
+  return face.rule + QStringLiteral("%1 { color: %2; }\n").arg(selector, Css(text));
 }
 
 }  // namespace
@@ -60,9 +101,7 @@ WindowColours ResolveColours(const Theme& theme) {
   const QColor face = system.color(QPalette::Button);
   WindowColours c;
   c.bg = theme.mainBg ? ToQColor(*theme.mainBg) : face;
-  c.fg = theme.mainFg ? ToQColor(*theme.mainFg) : system.color(QPalette::ButtonText);
   c.editBg = theme.mainEditBg ? ToQColor(*theme.mainEditBg) : system.color(QPalette::Base);
-  c.editFg = theme.mainEditFg ? ToQColor(*theme.mainEditFg) : system.color(QPalette::Text);
   // Without a box colour the boxes sit a shade off the button face: darker on a light
   // desktop, lighter on a dark one.
   c.boxBg = theme.mainBoxBg ? ToQColor(*theme.mainBoxBg)
@@ -70,6 +109,17 @@ WindowColours ResolveColours(const Theme& theme) {
   c.accent = theme.dialogTitleLineCol >= 0 && theme.dialogTitleLineCol != 0
                  ? ToQColor(theme.dialogTitleLineCol)
                  : system.color(QPalette::Highlight);
+  // A theme may name any pair of colours; text that would not read on its ground is moved
+  // towards white or black until it does.
+  const QColor fg = theme.mainFg ? ToQColor(*theme.mainFg) : system.color(QPalette::ButtonText);
+  const QColor editFg =
+      theme.mainEditFg ? ToQColor(*theme.mainEditFg) : system.color(QPalette::Text);
+  c.fg = ReadableOn(fg, {c.bg, c.boxBg});
+  c.editFg = ReadableOn(editFg, {c.editBg});
+  c.quiet = QuietOn(c.fg, c.bg, {c.bg, c.boxBg}, 0.55);
+  c.editQuiet = QuietOn(c.editFg, c.editBg, {c.editBg}, 0.5);
+  c.onAccent = ReadableOn(Qt::white, {c.accent});
+  c.groupTitle = ReadableOn(Mix(c.fg, c.accent, 0.35), {c.boxBg});
   return c;
 }
 
@@ -94,22 +144,25 @@ QPixmap ThemePicture(const ThemeContext& theme, const std::string& fileName) {
 void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
   const Theme& t = theme.values;
   const WindowColours c = ResolveColours(t);
+  const QColor editDisabledBg = Mix(c.editBg, c.bg, 0.5);
   QPalette pal = window->palette();
   pal.setColor(QPalette::Window, c.bg);
   pal.setColor(QPalette::WindowText, c.fg);
   pal.setColor(QPalette::Button, c.boxBg);
-  pal.setColor(QPalette::ButtonText, c.fg);
+  pal.setColor(QPalette::ButtonText, ReadableOn(c.fg, {c.boxBg}));
   pal.setColor(QPalette::Base, c.editBg);
   pal.setColor(QPalette::AlternateBase, c.boxBg);
   pal.setColor(QPalette::Text, c.editFg);
+  pal.setColor(QPalette::PlaceholderText, c.editQuiet);
   pal.setColor(QPalette::Highlight, c.accent);
-  pal.setColor(QPalette::HighlightedText, Qt::white);
+  pal.setColor(QPalette::HighlightedText, c.onAccent);
   pal.setColor(QPalette::ToolTipBase, c.editBg);
   pal.setColor(QPalette::ToolTipText, c.editFg);
-  const QColor dim = Blend(c.fg, c.bg, 0.55);
-  for (auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-    pal.setColor(QPalette::Disabled, role, dim);
-  pal.setColor(QPalette::Disabled, QPalette::Base, Blend(c.editBg, c.bg, 0.5));
+  pal.setColor(QPalette::Disabled, QPalette::WindowText, c.quiet);
+  pal.setColor(QPalette::Disabled, QPalette::ButtonText, QuietOn(c.fg, c.boxBg, {c.boxBg}, 0.55));
+  pal.setColor(QPalette::Disabled, QPalette::Text,
+               QuietOn(c.editFg, c.editBg, {c.editBg, editDisabledBg}, 0.5));
+  pal.setColor(QPalette::Disabled, QPalette::Base, editDisabledBg);
   window->setPalette(pal);
   // A styled window does not always hand its palette down; give it to every control.
   for (QWidget* child : window->findChildren<QWidget*>()) child->setPalette(pal);
@@ -119,49 +172,83 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
   if (fontName != " ") font.setFamilies({QString::fromStdString(fontName), font.family()});
   window->setFont(font);
 
-  const QColor border = Blend(c.boxBg, c.fg, 0.18);
-  const QColor hoverBorder = Blend(c.boxBg, c.accent, 0.7);
+  const QColor border = Mix(c.boxBg, c.fg, 0.18);
+  const QColor hoverBorder = Mix(c.boxBg, c.accent, 0.7);
+  const QColor regionBg = Mix(c.boxBg, c.accent, 0.55);
   QString css;
-  // Children of a styled window do not always take the window's palette; name the text
-  // colour for the plain controls outright.
+  // Every rule that names a text colour stands on a ground this sheet or the palette
+  // names too: the message boxes, file dialogs, menus and tool tips that open over a
+  // themed window take this sheet but not the window's palette.
+  css += QStringLiteral("QDialog { background-color: %1; color: %2; }\n").arg(Css(c.bg), Css(c.fg));
   css += QStringLiteral("QLabel, QCheckBox, QRadioButton { color: %1; }\n").arg(Css(c.fg));
   css += QStringLiteral(
              "QLineEdit, QComboBox, QPlainTextEdit { background: %1; color: %2;"
              " border: 1px solid %3; border-radius: 6px; padding: 3px 6px;"
-             " selection-background-color: %4; }\n"
+             " selection-background-color: %4; selection-color: %9; }\n"
              "QLineEdit:focus, QComboBox:focus, QPlainTextEdit:focus"
              " { border-color: %4; }\n"
-             "QLineEdit:disabled, QSpinBox:disabled, QComboBox:disabled { color: %5; }\n"
-             "QComboBox QAbstractItemView { background: %1; color: %2; }\n"
+             "QLineEdit:disabled, QComboBox:disabled, QPlainTextEdit:disabled"
+             " { background: %1; color: %10; }\n"
+             "QAbstractItemView, QComboBox QAbstractItemView { background: %1; color: %2;"
+             " selection-background-color: %4; selection-color: %9; }\n"
+             "QListWidget { border: 1px solid %3; border-radius: 6px; }\n"
+             "QListWidget:focus { border-color: %4; }\n"
              "QGroupBox { background: %6; border: 1px solid %3; border-radius: 10px;"
              " margin-top: 0px; padding: 30px 12px 10px 12px; }\n"
              "QGroupBox::title { subcontrol-origin: padding; subcontrol-position: top left;"
              " left: 14px; top: 9px; color: %7; font-weight: 600; }\n"
              "QFrame#panelCust { background: %6; border: 1px solid %3; border-radius: 10px; }\n"
              "QLabel#lblHint, QLabel[role=\"info\"] { color: %5; }\n"
-             "QLabel#lblRegion { background: %8; color: white; border: 1px solid %8; "
+             "QLabel#lblRegion { background: %8; color: %11; border: 1px solid %8; "
              "border-radius: 9px;"
              " padding: 1px 10px; font-weight: 600; }\n"
              "QPushButton { padding: 1px 12px; min-height: 18px; border-width: 5px; }\n"
              "QLabel:disabled, QCheckBox:disabled, QRadioButton:disabled { color: %5; }\n"
-             "QPushButton:disabled { color: %5; }\n"
              "QPushButton:focus { outline: none; }\n")
-             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(dim), Css(c.boxBg),
-                  Css(Blend(c.fg, c.accent, 0.35)), Css(Blend(c.boxBg, c.accent, 0.55)));
-  css += QStringLiteral("QPushButton { color: %1; }\n").arg(Css(c.fg));
-  css += ButtonRule(QStringLiteral("QPushButton"), theme, "Btn_Normal.png", c.boxBg, border);
-  css += ButtonRule(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme, "Btn_Hover.png",
-                    Blend(c.boxBg, c.accent, 0.2), hoverBorder);
-  css += ButtonRule(QStringLiteral("QPushButton:pressed"), theme, "Btn_Pressed.png", c.bg, border);
-  css += ButtonRule(QStringLiteral("QPushButton[accent=\"true\"]"), theme, "Btn_Accent.png",
-                    c.accent, c.accent);
-  css += QStringLiteral("QPushButton[accent=\"true\"] { color: white; font-weight: 700; }\n");
+             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(c.quiet),
+                  Css(c.boxBg), Css(c.groupTitle), Css(regionBg), Css(c.onAccent))
+             .arg(Css(c.editQuiet), Css(ReadableOn(Qt::white, {regionBg})));
+  css += QStringLiteral(
+             "QToolTip { background-color: %1; color: %2; border: 1px solid %3;"
+             " padding: 3px 6px; }\n"
+             "QMenu { background-color: %1; color: %2; border: 1px solid %3; padding: 4px; }\n"
+             "QMenu::item { padding: 5px 20px 5px 12px; border-radius: 4px; }\n"
+             "QMenu::item:selected { background-color: %4; color: %5; }\n"
+             "QMenu::item:disabled { background: transparent; color: %6; }\n"
+             "QMenu::separator { height: 1px; background: %3; margin: 4px 6px; }\n")
+             .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(c.onAccent),
+                  Css(c.editQuiet));
+
+  // Button text reads on the button's own face, which may be a picture of any colour.
+  const ButtonFace normal =
+      MakeButtonFace(QStringLiteral("QPushButton"), theme, "Btn_Normal.png", c.boxBg, border, c.bg);
+  const ButtonFace hover =
+      MakeButtonFace(QStringLiteral("QPushButton:hover, QPushButton:focus"), theme, "Btn_Hover.png",
+                     Mix(c.boxBg, c.accent, 0.2), hoverBorder, c.bg);
+  const ButtonFace pressed = MakeButtonFace(QStringLiteral("QPushButton:pressed"), theme,
+                                            "Btn_Pressed.png", c.bg, border, c.bg);
+  const ButtonFace accent = MakeButtonFace(QStringLiteral("QPushButton[accent=\"true\"]"), theme,
+                                           "Btn_Accent.png", c.accent, c.accent, c.bg);
+  const QColor normalText = ReadableOn(c.fg, normal.grounds);
+  const QColor accentText = ReadableOn(Qt::white, accent.grounds);
+  css += ButtonRule(normal, QStringLiteral("QPushButton"), normalText);
+  css += ButtonRule(hover, QStringLiteral("QPushButton:hover, QPushButton:focus"),
+                    ReadableOn(c.fg, hover.grounds));
+  css +=
+      ButtonRule(pressed, QStringLiteral("QPushButton:pressed"), ReadableOn(c.fg, pressed.grounds));
+  css += QStringLiteral("QPushButton:disabled { color: %1; }\n")
+             .arg(Css(QuietOn(normalText, normal.mean, normal.grounds, 0.55)));
+  css += ButtonRule(accent, QStringLiteral("QPushButton[accent=\"true\"]"), accentText);
+  css += QStringLiteral(
+             "QPushButton[accent=\"true\"] { font-weight: 700; }\n"
+             "QPushButton[accent=\"true\"]:disabled { color: %1; }\n")
+             .arg(Css(QuietOn(accentText, accent.mean, accent.grounds, 0.45)));
   css += QStringLiteral(
              "QPushButton#cmdCustShowHide { border-image: none; background: transparent;"
              " border: none; text-align: left; padding: 4px 0; color: %1; font-weight: 600; }\n"
              "QPushButton#cmdCustShowHide:hover, QPushButton#cmdCustShowHide:focus"
              " { color: %2; }\n")
-             .arg(Css(c.fg), Css(c.accent));
+             .arg(Css(c.fg), Css(ReadableOn(c.accent, {c.bg})));
   // Check marks from the theme's pictures, when it has them; else the desktop's own.
   const std::pair<const char*, const char*> marks[] = {
       {"QCheckBox::indicator:unchecked", "Chk_Off.png"},
@@ -183,6 +270,13 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
               .arg(QLatin1String(selector), Url(FindThemePicture(theme.folders, theme.name, file)));
   }
   window->setStyleSheet(css);
+
+  for (QAbstractItemView* view : window->findChildren<QAbstractItemView*>()) {
+    QAbstractItemDelegate* d = view->itemDelegate();
+    if (d && !dynamic_cast<FocusOutlineDelegate*>(d) &&
+        d->metaObject() == &QStyledItemDelegate::staticMetaObject)
+      view->setItemDelegate(new FocusOutlineDelegate(view));
+  }
 
   for (ThemedHeader* header : window->findChildren<ThemedHeader*>()) header->ApplyTheme(theme);
 }
@@ -208,7 +302,22 @@ void ThemedHeader::SetSubtitle(const QString& subtitle) {
 void ThemedHeader::ApplyTheme(const ThemeContext& theme) {
   const Theme& t = theme.values;
   picture_ = ThemePicture(theme, pictureName_.toStdString());
+  // The title stands on the picture's left part; its right part holds the emblem.
+  const QImage image = picture_.toImage();
+  const PictureShades shades =
+      ShadesOf(image, QRect(0, 0, std::max(1, image.width() * 7 / 10), image.height()), Qt::black);
+  const std::vector<QColor> grounds = shades.extremes();
+  // A colour drawn with alpha is seen as its blend with what lies below.
+  auto reads = [&grounds](const QColor& c) {
+    for (const QColor& g : grounds)
+      if (ContrastRatio(Mix(g, c, c.alphaF()), g) < kMinTextContrast) return false;
+    return true;
+  };
   textColour_ = ToQColor(t.dialogTitleTextCol, Alpha(t.dialogTitleTextAlpha));
+  if (!reads(textColour_)) textColour_ = ReadableOn(textColour_, grounds);
+  subtitleColour_ = textColour_;
+  subtitleColour_.setAlphaF(textColour_.alphaF() * 0.72);
+  if (!reads(subtitleColour_)) subtitleColour_ = QuietOn(textColour_, shades.mean, grounds, 0.28);
   lineColour_ = ToQColor(t.dialogTitleLineCol, Alpha(t.dialogTitleLineAlpha));
   lineHeight_ = std::max(0, t.dialogTitleLineHeight);
   titleFont_ = t.dialogTitleFont == " " ? QString() : QString::fromStdString(t.dialogTitleFont);
@@ -247,9 +356,7 @@ void ThemedHeader::paintEvent(QPaintEvent*) {
     const int top = (textRect.height() - total) / 2;
     p.drawText(QRect(left, top, textRect.width(), fm.height()), Qt::AlignLeft, title_);
     p.setFont(small);
-    QColor sub = textColour_;
-    sub.setAlphaF(sub.alphaF() * 0.72);
-    p.setPen(sub);
+    p.setPen(subtitleColour_);
     p.drawText(QRect(left, top + fm.height(), textRect.width(), sm.height()), Qt::AlignLeft,
                subtitle_);
   }

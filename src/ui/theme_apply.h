@@ -22,9 +22,15 @@ struct ThemeContext {
 // A theme colour as Qt colour; `alpha` 0-255.
 QColor ToQColor(ThemeColour colour, int alpha = 255);
 
-// The resolved colours of a window (theme value or the desktop's own).
+// The resolved colours of a window (theme value or the desktop's own). Text colours are
+// the theme's when they read on their grounds, else moved towards white or black until
+// they do: fg on bg and boxBg, editFg on editBg.
 struct WindowColours {
   QColor bg, fg, editBg, editFg, boxBg, accent;
+  QColor quiet;       // hints and disabled labels, on bg and boxBg
+  QColor editQuiet;   // disabled text boxes and placeholders, on editBg
+  QColor onAccent;    // text on the accent colour (selections)
+  QColor groupTitle;  // group box titles, on boxBg
 };
 WindowColours ResolveColours(const Theme& theme);
 
@@ -38,7 +44,8 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind);
 
 // A header strip: the picture scaled to its height (anchored right, so that a narrow
 // window keeps the picture's emblem), the title in the theme's title font and colour, and
-// the title line along the bottom.
+// the title line along the bottom. A title colour that would not read on the picture is
+// moved towards white or black until it does.
 class ThemedHeader : public QWidget {
   Q_OBJECT
  public:
@@ -47,7 +54,9 @@ class ThemedHeader : public QWidget {
   void SetSubtitle(const QString& subtitle);
   void ApplyTheme(const ThemeContext& theme);
   QString title() const { return title_; }
+  QString subtitle() const { return subtitle_; }
   QColor textColour() const { return textColour_; }
+  QColor subtitleColour() const { return subtitleColour_; }
   QColor lineColour() const { return lineColour_; }
   int lineHeight() const { return lineHeight_; }
   QSize sizeHint() const override;
@@ -58,7 +67,7 @@ class ThemedHeader : public QWidget {
  private:
   QString pictureName_, title_, subtitle_;
   QPixmap picture_;
-  QColor textColour_ = Qt::white, lineColour_ = Qt::transparent;
+  QColor textColour_ = Qt::white, subtitleColour_ = Qt::white, lineColour_ = Qt::transparent;
   int lineHeight_ = 0;
   QString titleFont_;
 };

@@ -6,6 +6,7 @@
 #include "common/files.h"
 #include "support/disc_builder.h"
 #include "support/process_run.h"
+#include "support/program_tree.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 
@@ -38,7 +39,7 @@ Ran Cli(const std::string& args) {
     }
   }
   if (any) argv.push_back(cur);
-  test::ProcessResult r = test::RunProcess(test::RuntimeFolder() + "ebootforge-cli", argv, {});
+  test::ProcessResult r = test::RunProcess(test::PrivateCli(), argv, {});
   return {r.exitCode, r.output};
 }
 

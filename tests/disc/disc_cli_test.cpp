@@ -8,6 +8,7 @@
 #include "common/bytes.h"
 #include "common/files.h"
 #include "support/disc_builder.h"
+#include "support/program_tree.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
@@ -20,7 +21,7 @@ struct Output {
 
 Output Cli(const std::string& args) {
   Output out;
-  std::string cmd = std::string(EBF_CLI) + " " + args + " 2>/dev/null";
+  std::string cmd = test::PrivateCli() + " " + args + " 2>/dev/null";
   FILE* pipe = popen(cmd.c_str(), "r");
   if (!pipe) return out;
   std::array<char, 512> buf;

@@ -32,8 +32,6 @@ class ConversionFlowTest : public QObject {
 
     explicit Fixture(bool fakeConverter = false) {
       CopyRuntimeTree(prog);
-      std::filesystem::copy(RuntimeFolder() + "Themes", prog / "Themes",
-                            std::filesystem::copy_options::recursive);
       if (fakeConverter)
         std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
                                    std::filesystem::copy_options::overwrite_existing);

@@ -1,15 +1,22 @@
 // Draws the main window (customisation folded and open), the progress window, the options
-// dialog and the other dialogs with sample values into PNG files, for the documentation.
+// dialog and the other dialogs with sample values into PNG files, for the documentation;
+// then runs a real conversion from the main window and takes the progress window in the
+// middle of it and the message box that closes it.
 //   ebf_ui_screenshots <runtime folder> <output folder>
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QSpinBox>
 #include <QStyleFactory>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <filesystem>
 
 #include "app/settings.h"
 #include "assets/slots.h"
@@ -29,6 +36,57 @@
 #include "ui/transfer_dialog.h"
 
 using namespace ebf;
+
+// A raw disc image of `sectors` sectors with a mixture of runs and noise, so that the
+// converter has a few seconds of real work at level 9.
+static bool WriteSampleImage(const std::string& path, int sectors) {
+  QFile f(QString::fromStdString(path));
+  if (!f.open(QIODevice::WriteOnly)) return false;
+  QByteArray sector(2352, 0);
+  uint32_t x = 2463534242u;
+  for (int s = 0; s < sectors; ++s) {
+    for (int i = 0; i < sector.size(); ++i) {
+      x ^= x << 13;
+      x ^= x >> 17;
+      x ^= x << 5;
+      sector[i] = static_cast<char>((i / 64) % 4 == 0 ? (s & 0x3F) : (x & 0xFF));
+    }
+    if (f.write(sector) != sector.size()) return false;
+  }
+  return true;
+}
+
+// Takes the progress window once a second of the run has passed and it shows the bytes
+// written so far, and the message box that ends the run.
+class RunWatcher : public QObject {
+ public:
+  RunWatcher(ui::MainWindow& w, QString folder) : w_(w), folder_(std::move(folder)) {
+    connect(&timer_, &QTimer::timeout, this, [this] { Look(); });
+    timer_.start(40);
+  }
+  bool progressTaken = false, messageTaken = false;
+
+ private:
+  void Look() {
+    for (ui::ProgressWindow* p : w_.findChildren<ui::ProgressWindow*>()) {
+      // A compressed run shows the bytes written, once a second.
+      auto* bytes = p->findChild<QLabel*>(QStringLiteral("lblBytes"));
+      if (progressTaken || !p->isVisible() || !bytes ||
+          !bytes->text().startsWith(QLatin1String("Bytes written: ")) || p->elapsedSeconds() < 1)
+        continue;
+      p->resize(460, p->sizeHint().height());
+      progressTaken = p->grab().save(folder_ + "/progress-run.png");
+    }
+    if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+      QApplication::processEvents();
+      messageTaken = box->grab().save(folder_ + "/message.png");
+      box->accept();
+    }
+  }
+  ui::MainWindow& w_;
+  QString folder_;
+  QTimer timer_;
+};
 
 static bool Save(QWidget& w, const QString& folder, const char* name) {
   w.show();
@@ -50,11 +108,18 @@ int main(int argc, char** argv) {
   const QString out = QString::fromLocal8Bit(argv[2]);
   ui::QtPrompter prompter;
   ui::QtFileDialogs dialogs;
-  // Settings go to a scratch file so that the runtime tree stays as it is.
+  // The program runs from a scratch copy of the runtime tree, so that its settings, Temp
+  // folder and output stay out of the build.
   QTemporaryDir scratchDir;
   const std::string scratch = scratchDir.filePath(QStringLiteral("screenshots.ini")).toStdString();
+  const std::string program =
+      WithTrailingSep(scratchDir.filePath(QStringLiteral("program")).toStdString());
+  for (const char* sub : {"Data", "PSXCust", "Themes"}) {
+    std::filesystem::create_directories(program + sub);
+    std::filesystem::copy(runtime + sub, program + sub, std::filesystem::copy_options::recursive);
+  }
 
-  ui::MainWindow w({runtime, scratch, &prompter, &dialogs});
+  ui::MainWindow w({program, scratch, &prompter, &dialogs});
   ui::MainWindow::Hooks hooks;
   ui::InstallDialogHooks(hooks,
                          {std::make_shared<FixedVolumes>(std::vector<RemovableVolume>{}), {}});
@@ -97,16 +162,16 @@ int main(int argc, char** argv) {
   ok &= Save(options, out, "options.png");
 
   ui::SelectDialog select(w.theme(), prompter);
-  select.Load(GameDbPath(runtime), true, "SCUS94476", "");
+  select.Load(GameDbPath(program), true, "SCUS94476", "");
   ok &= Save(select, out, "select.png");
 
   ui::FixSaveDialog fixSave(w.theme(), prompter, "Moonlit Harbour", "SLUS01234");
   ok &= Save(fixSave, out, "fixsave.png");
 
   ui::PreviewInputs previewIn;
-  previewIn.programFolder = runtime;
+  previewIn.programFolder = program;
   for (int i = 0; i < kSlotCount; ++i)
-    previewIn.slotFiles[i] = ResolveSlotFile(runtime, true, "", kSlots[i].assetFileName, false);
+    previewIn.slotFiles[i] = ResolveSlotFile(program, true, "", kSlots[i].assetFileName, false);
   ui::PreviewDialog preview(previewIn, w.theme());
   preview.timer().stop();
   ok &= Save(preview, out, "preview.png");
@@ -126,5 +191,30 @@ int main(int argc, char** argv) {
   ui::TransferDialog transfer(w.theme(), prompter, volumes,
                               {"/home/mira/PSP/GAME/Harbour", "Moonlit Harbour", "SLUS01234", 1});
   ok &= Save(transfer, out, "transfer.png");
+  transfer.hide();
+
+  // A real run from the main window: Go, the progress window half way, the closing message.
+  const std::string work =
+      WithTrailingSep(scratchDir.filePath(QStringLiteral("work")).toStdString());
+  QDir().mkpath(QString::fromStdString(work + "Moonlit Harbour"));
+  const std::string image = work + "Moonlit Harbour (Disc 1).bin";
+  if (!WriteSampleImage(image, 70000)) {
+    qWarning("could not write the sample image");
+    return 1;
+  }
+  w.SetInputText(image);
+  w.SetTitleText("Moonlit Harbour");
+  w.SetGameIdentity("SLUS01234", "SLUS01234");
+  w.SetRegion("NTSC");
+  w.SetOutputText(work + "Moonlit Harbour");
+  w.findChild<QSpinBox*>("txtCompress")->setValue(9);
+  for (int i = 0; i < ui::MainWindow::kSlotCount; ++i) w.SetSlot(i, true, "");
+  s.autoTransfer = 0;
+  w.show();
+  RunWatcher watcher(w, out);
+  w.GoClicked();
+  if (!watcher.progressTaken) qWarning("the run ended before the progress window was taken");
+  if (!watcher.messageTaken) qWarning("no closing message came up");
+  ok &= watcher.progressTaken && watcher.messageTaken;
   return ok ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 #include <QLineEdit>
 #include <QStyle>
 #include <QTest>
+#include <cmath>
 
 #include "fakes.h"
 #include "ui/main_window.h"
@@ -20,14 +21,14 @@ class ThemeApplyTest : public QObject {
     FillProgramFolder(prog);
     prog.MakeDir("Themes/Red");
     WriteFileText(prog / "Themes/Red/style.ini",
-                  "MAINBGCOL = 0000FF\n"  // red, written blue-green-red
-                  "MAINFGCOL = 00FF00\n"
-                  "MAINBGEDITCOL = FF0000\n"  // blue
-                  "MAINFGEDITCOL = 102030\n"
-                  "MAINBOXBGCOL = 123\n"  // too short: derived from the button face
+                  "MAINBGCOL = 000080\n"      // dark red, written blue-green-red
+                  "MAINFGCOL = 00FF00\n"      // green on it: 7.0:1, taken as it is
+                  "MAINBGEDITCOL = 800000\n"  // dark blue
+                  "MAINFGEDITCOL = 00FFFF\n"  // yellow on it: 13.8:1
+                  "MAINBOXBGCOL = 000060\n"
                   "MAINTITLE = Red Alert\n"
                   "DIALOGTITEXTCOL = 00FFFF\n"  // yellow
-                  "DIALOGTITEXTALPHA = 80\n"
+                  "DIALOGTITEXTALPHA = FF\n"
                   "DIALOGTILINECOL = FF00FF\n"
                   "DIALOGTILINEALPHA = FFFF\n"  // more than a byte: fully opaque
                   "DIALOGTILINEHEIGHT = 5\n");
@@ -37,43 +38,92 @@ class ThemeApplyTest : public QObject {
     w.settings().theme = "Red";
     w.LoadAndApplyTheme();
 
-    QCOMPARE(w.palette().color(QPalette::Window), QColor(255, 0, 0));
+    QCOMPARE(w.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     QCOMPARE(w.palette().color(QPalette::WindowText), QColor(0, 255, 0));
     auto* txtIn = w.findChild<QLineEdit*>("txtIn");
-    QCOMPARE(txtIn->palette().color(QPalette::Base), QColor(0, 0, 255));
-    QCOMPARE(txtIn->palette().color(QPalette::Text), QColor(0x30, 0x20, 0x10));
+    QCOMPARE(txtIn->palette().color(QPalette::Base), QColor(0, 0, 0x80));
+    QCOMPARE(txtIn->palette().color(QPalette::Text), QColor(255, 255, 0));
     QCOMPARE(w.windowTitle(), QStringLiteral("Red Alert"));
 
-    const ui::WindowColours c = ui::ResolveColours(w.theme().values);
+    // A box colour that is not six digits long is derived from the button face.
+    const ui::WindowColours c = ui::ResolveColours(ParseTheme("MAINBOXBGCOL = 123\n"));
     const QColor face = QApplication::style()->standardPalette().color(QPalette::Button);
     QVERIFY(c.boxBg != face);
     QVERIFY(std::abs(c.boxBg.lightness() - face.lightness()) < 40);
 
+    // Yellow on the placeholder's dark blue reads, so the title keeps its colour.
     auto* header = w.findChild<ui::ThemedHeader*>("header");
     QVERIFY(header);
     QCOMPARE(header->title(), QStringLiteral("Red Alert"));
-    QCOMPARE(header->textColour(), QColor(255, 255, 0, 0x80));
+    QCOMPARE(header->textColour(), QColor(255, 255, 0, 255));
     QCOMPARE(header->lineColour(), QColor(255, 0, 255, 255));
     QCOMPARE(header->lineHeight(), 5);
 
     // The dialogs take the same theme.
     ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme());
-    QCOMPARE(progress.palette().color(QPalette::Window), QColor(255, 0, 0));
+    QCOMPARE(progress.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     ui::OptionsDialog options(w.settings(), prog / "ebootforge.ini", w.theme(), dialogs, prompter,
                               {});
-    QCOMPARE(options.palette().color(QPalette::Window), QColor(255, 0, 0));
+    QCOMPARE(options.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     QCOMPARE(options.findChild<ui::ThemedHeader*>("header")->lineHeight(), 5);
 
     // Switching theme replaces every colour; missing ones fall back to the desktop's.
     w.settings().theme = "Default";
     w.LoadAndApplyTheme();
     QCOMPARE(w.palette().color(QPalette::Window), QColor(0x20, 0x20, 0x20));
-    QCOMPARE(w.palette().color(QPalette::WindowText),
-             QApplication::style()->standardPalette().color(QPalette::ButtonText));
     QCOMPARE(w.windowTitle(), QStringLiteral("Plain"));
     // The title's text colour outlives a theme that does not name it.
     QCOMPARE(header->textColour().rgb(), QColor(255, 255, 0).rgb());
     QCOMPARE(header->lineHeight(), 0);
+  }
+
+  void unreadableThemeColoursAreMovedUntilTheyRead() {
+    // Contrast ratios below are worked out by hand from the WCAG formula.
+    TempDir prog;
+    FillProgramFolder(prog);
+    prog.MakeDir("Themes/Murk");
+    WriteFileText(prog / "Themes/Murk/style.ini",
+                  "MAINBGCOL = 0000FF\n"        // red, luminance 0.2126
+                  "MAINFGCOL = 00FF00\n"        // green (0.7152): only 2.9:1 on red
+                  "MAINBOXBGCOL = 0000FF\n"     // red
+                  "MAINBGEDITCOL = FFFFFF\n"    // white
+                  "MAINFGEDITCOL = EEEEEE\n"    // near-white text: 1.2:1
+                  "DIALOGTITEXTCOL = 00FFFF\n"  // yellow ...
+                  "DIALOGTITEXTALPHA = 20\n");  // ... at an eighth: a faint tint
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    ui::MainWindow w({prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
+    w.settings().theme = "Murk";
+    w.LoadAndApplyTheme();
+    auto luminance = [](const QColor& c) {
+      auto ch = [](double v) {
+        return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+      };
+      return 0.2126 * ch(c.redF()) + 0.7152 * ch(c.greenF()) + 0.0722 * ch(c.blueF());
+    };
+    auto ratio = [&](const QColor& a, const QColor& b) {
+      const double la = luminance(a), lb = luminance(b);
+      return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+    };
+    // Green cannot get 4.5:1 on red by turning lighter (white reaches only 3.998:1), so it
+    // turns darker, staying a green: red stays zero and green outweighs blue.
+    const QColor fg = w.palette().color(QPalette::WindowText);
+    QVERIFY2(ratio(fg, QColor(255, 0, 0)) >= 4.5, qPrintable(fg.name()));
+    QCOMPARE(fg.red(), 0);
+    QVERIFY(fg.green() < 255 && fg.green() > 0);
+    QCOMPARE(fg.blue(), 0);
+    // Near-white on white turns dark, just far enough.
+    const QColor editFg = w.findChild<QLineEdit*>("txtIn")->palette().color(QPalette::Text);
+    QVERIFY2(ratio(editFg, Qt::white) >= 4.5, qPrintable(editFg.name()));
+    QVERIFY2(ratio(editFg, Qt::white) < 5.0, qPrintable(editFg.name()));
+    QCOMPARE(editFg.red(), editFg.blue());
+    // The faint title becomes solid, and the subtitle stays legible too.
+    auto* header = w.findChild<ui::ThemedHeader*>("header");
+    QCOMPARE(header->textColour().alpha(), 255);
+    QVERIFY(header->subtitleColour().isValid());
+    // The message boxes over the window are drawn on the window colour by the sheet.
+    QVERIFY(w.styleSheet().contains(QStringLiteral("QDialog { background-color: #ff0000;")));
+    QVERIFY(w.styleSheet().contains(QStringLiteral("QToolTip { background-color: #ffffff;")));
   }
 
   void picturesFallBackToDefaultThenPlaceholder() {

@@ -1,0 +1,272 @@
+// The command line says and does what the windows do: `info` opens and refuses the packages
+// the inspection opens and refuses, `png` takes, converts and refuses what an asset slot
+// does, `palfix` on a package patches its disc image only, a package run that needs a file
+// to rebuild into says so, and a rebuild refuses the pictures a new package refuses.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "assets/convert.h"
+#include "common/bytes.h"
+#include "common/files.h"
+#include "imaging/dib.h"
+#include "pbp/inspect.h"
+#include "support/disc_builder.h"
+#include "support/pbp_writer.h"
+#include "support/picture_tools.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::ShellQuote;
+using test::TempDir;
+
+struct Ran {
+  int exit = -1;
+  std::string out;
+  bool Says(const std::string& text) const { return out.find(text) != std::string::npos; }
+};
+
+Ran Cli(const std::vector<std::string>& args) {
+  test::ProcessResult r = test::RunProcess(test::PrivateCli(), args, {});
+  return {r.exitCode, r.output};
+}
+
+// A picture made by ImageMagick, the independent witness for pictures.
+void MakePicture(const std::string& spec, const std::string& path) {
+  ASSERT_TRUE(test::RunQuiet("convert " + spec + " " + ShellQuote(path))) << spec;
+}
+
+std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
+  const Bytes png = test::ReadFileBytes(path);
+  if (png.size() < 24) return {0, 0};
+  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
+}
+
+constexpr uint8_t kScreenPattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+constexpr uint8_t kScreenPatched[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+
+TEST(CliAgreesWithTheWindow, InfoOpensAndRefusesWhatTheInspectionDoes) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.title = "Short Game";
+  recipe.saveName = "Short Save";
+  recipe.image = Bytes(test::kTestBlockSize * 2, 0x22);
+  test::PbpWritten w = test::WritePbp(dir / "full.pbp", recipe);
+  const Bytes full = test::ReadFileBytes(dir / "full.pbp");
+
+  // Cut short: the disc-image header stays, the block index and blocks are gone, and the
+  // start-data block follows at DATA.PSAR + 0x5000. The window's inspection opens this.
+  const uint64_t newStart = 0x5000;
+  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x4000));
+  cut.resize(w.psar + newStart, 0);
+  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
+  StoreLe32(&cut[w.psar + 12], static_cast<uint32_t>(newStart));
+  test::WriteFileBytes(dir / "cut.pbp", cut);
+  test::RecordingHost host;
+  ASSERT_EQ(pbp::InspectEboot(dir / "cut.pbp", dir.MakeDir("temp") + "/", host).message, "");
+
+  Ran info = Cli({"info", dir / "cut.pbp"});
+  EXPECT_EQ(info.exit, 0) << info.out;
+  EXPECT_TRUE(info.Says("Title:     Short Game")) << info.out;
+  EXPECT_TRUE(info.Says("Save name: Short Save")) << info.out;
+  EXPECT_TRUE(info.Says("Disc image: The EBOOT \"" + (dir / "cut.pbp") +
+                        "\" is cut short: its disc image index ends at byte " +
+                        std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +
+                        std::to_string(cut.size()) + " bytes)."))
+      << info.out;
+  Ran json = Cli({"info", dir / "cut.pbp", "--json"});
+  EXPECT_EQ(json.exit, 0);
+  EXPECT_TRUE(json.Says("\"discImageProblem\": \"The EBOOT")) << json.out;
+
+  // A boot picture said to run past the end: both refuse, in the same words.
+  Bytes damaged = full;
+  StoreLe32(&damaged[w.startData + 20], 0x00FFFFFF);
+  test::WriteFileBytes(dir / "damaged.pbp", damaged);
+  const std::string refusal = "The EBOOT \"" + (dir / "damaged.pbp") +
+                              "\" is damaged: its boot picture (16777215 bytes at byte " +
+                              std::to_string(w.startData + 80) +
+                              ") runs past the end of the file (" + std::to_string(damaged.size()) +
+                              " bytes).";
+  EXPECT_EQ(pbp::InspectEboot(dir / "damaged.pbp", dir / "temp/", host).message, refusal);
+  Ran refused = Cli({"info", dir / "damaged.pbp"});
+  EXPECT_EQ(refused.exit, 1);
+  EXPECT_TRUE(refused.Says(refusal)) << refused.out;
+}
+
+TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
+  TempDir dir;
+  // A PNG within the slot's limits is the slot's file as it is: not resized, not rewritten.
+  MakePicture("-size 300x200 gradient:red-blue", dir / "wide.png");
+  Ran taken = Cli({"png", dir / "wide.png", dir / "out.png", "--slot", "pic1", "--mode", "2"});
+  EXPECT_EQ(taken.exit, 0) << taken.out;
+  EXPECT_EQ(test::ReadFileBytes(dir / "out.png"), test::ReadFileBytes(dir / "wide.png"));
+  EXPECT_TRUE(taken.Says("taken as it is")) << taken.out;
+
+  // Other pictures are drawn at the slot's size: a 640x480 JPEG fit into PIC1 is 363x272,
+  // the very PNG a run makes of it.
+  MakePicture("-size 640x480 gradient:green-black", dir / "photo.jpg");
+  Ran fit = Cli({"png", dir / "photo.jpg", dir / "fit.png", "--slot", "pic1", "--mode", "3"});
+  EXPECT_EQ(fit.exit, 0) << fit.out;
+  EXPECT_EQ(PngSize(dir / "fit.png"), (std::pair<uint32_t, uint32_t>{363, 272}));
+  EXPECT_TRUE(test::RunQuiet("pngcheck -q " + ShellQuote(dir / "fit.png")));
+  TempDir prog;
+  std::string runPath = dir / "photo.jpg";
+  c32bppDIB image;
+  ASSERT_TRUE(ConvertSlotPictureToPng(prog.folder(), runPath, "PIC1", image, 480, 272, 3, false));
+  EXPECT_EQ(test::ReadFileBytes(dir / "fit.png"), test::ReadFileBytes(runPath));
+  // ICON0 and the boot picture take their own sizes; stretched, exactly those.
+  EXPECT_EQ(Cli({"png", dir / "photo.jpg", dir / "i.png", "--slot", "icon0", "--mode", "2"}).exit,
+            0);
+  EXPECT_EQ(PngSize(dir / "i.png"), (std::pair<uint32_t, uint32_t>{144, 80}));
+  EXPECT_EQ(Cli({"png", dir / "photo.jpg", dir / "b.png", "--slot", "boot", "--mode", "2"}).exit,
+            0);
+  EXPECT_EQ(PngSize(dir / "b.png"), (std::pair<uint32_t, uint32_t>{480, 272}));
+
+  // A bitmap under a name the slot does not convert is left alone, so the slot refuses it.
+  MakePicture("-size 40x30 xc:red", "BMP3:" + (dir / "scan.dib"));
+  Ran alone = Cli({"png", dir / "scan.dib", dir / "x.png", "--slot", "pic1"});
+  EXPECT_EQ(alone.exit, 1);
+  EXPECT_TRUE(alone.Says("The selected PIC1.PNG file is not valid! (invalid signature)"))
+      << alone.out;
+  EXPECT_FALSE(FileExists(dir / "x.png"));
+  // PIC0 converts nothing: a JPEG there is refused as well.
+  EXPECT_TRUE(Cli({"png", dir / "photo.jpg", dir / "x.png", "--slot", "pic0"})
+                  .Says("The selected PIC0.PNG file is not valid! (invalid signature)"));
+
+  // What the slot refuses gets the slot's own words, and an existing output stays.
+  MakePicture("-size 481x272 xc:blue", dir / "big.png");
+  test::WriteFileText(dir / "keep.png", "mine");
+  Ran big = Cli({"png", dir / "big.png", dir / "keep.png", "--slot", "pic1"});
+  EXPECT_EQ(big.exit, 1);
+  EXPECT_TRUE(big.Says(
+      "The dimensions for PIC1.PNG are too big - make sure the PNG file is 480x272 or less."))
+      << big.out;
+  EXPECT_EQ(test::ReadFileText(dir / "keep.png"), "mine");
+  EXPECT_FALSE(FileExists(dir / "keep.png.part"));
+  EXPECT_TRUE(Cli({"png", dir / "big.png", dir / "x.png", "--slot", "boot"})
+                  .Says("The dimensions for Gameboot PNG are too big - make sure the PNG file "
+                        "is 480x272 or less."));
+  EXPECT_TRUE(Cli({"png", dir / "none.png", dir / "x.png", "--slot", "icon0"})
+                  .Says("The ICON0.PNG file doesn't exist!"));
+  test::WriteFileText(dir / "broken.jpg", "not a picture at all");
+  EXPECT_TRUE(Cli({"png", dir / "broken.jpg", dir / "x.png", "--slot", "icon0"})
+                  .Says("The ICON0.PNG file is WAY too small to be valid."));
+  EXPECT_FALSE(FileExists(dir / "x.png"));
+  EXPECT_NE(Cli({"png", dir / "wide.png", dir / "x.png", "--slot", "snd0"}).exit, 0);
+}
+
+TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.level = 0;  // stored blocks: the game's code lies in the file as it is
+  recipe.icon0 = test::NoiseBytes(600, 4);
+  std::copy(kScreenPattern, kScreenPattern + 8, recipe.icon0.begin() + 100);  // not game code
+  recipe.image = test::NoiseBytes(test::kTestBlockSize, 5);
+  std::copy(kScreenPattern, kScreenPattern + 8, recipe.image.begin() + 4001);
+  test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const uint64_t inIcon = w.offsets[1] + 100;
+  const uint64_t inImage = w.psar + 0x100000 + 4001;
+  char expected[64];
+  std::snprintf(expected, sizeof expected, "0x%08llX screen height",
+                static_cast<unsigned long long>(inImage));
+  char wrong[32];
+  std::snprintf(wrong, sizeof wrong, "0x%08llX", static_cast<unsigned long long>(inIcon));
+
+  Ran listed = Cli({"palfix", dir / "EBOOT.PBP", "--screen"});
+  EXPECT_EQ(listed.exit, 0) << listed.out;
+  EXPECT_TRUE(listed.Says(expected)) << listed.out;
+  EXPECT_FALSE(listed.Says(wrong)) << listed.out;
+  EXPECT_TRUE(listed.Says("1 found (file unchanged)")) << listed.out;
+
+  std::filesystem::copy_file(dir / "EBOOT.PBP", dir / "applied.pbp");
+  ASSERT_EQ(Cli({"palfix", dir / "applied.pbp", "--screen", "--apply"}).exit, 0);
+  const Bytes applied = test::ReadFileBytes(dir / "applied.pbp");
+  EXPECT_TRUE(std::equal(kScreenPattern, kScreenPattern + 8, applied.begin() + inIcon));
+  EXPECT_TRUE(std::equal(kScreenPatched, kScreenPatched + 8, applied.begin() + inImage));
+
+  // The conversion's own fix of a package patches the very same bytes.
+  Ran converted = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pal-screen"});
+  EXPECT_EQ(converted.exit, 0) << converted.out;
+  EXPECT_TRUE(converted.Says("PAL -> NTSC fix: 1 change(s)")) << converted.out;
+  const Bytes viaConvert = test::ReadFileBytes(dir / "EBOOT.PBP");
+  EXPECT_TRUE(std::equal(kScreenPattern, kScreenPattern + 8, viaConvert.begin() + inIcon));
+  EXPECT_TRUE(std::equal(kScreenPatched, kScreenPatched + 8, viaConvert.begin() + inImage));
+
+  // A package without its disc-image header is refused as a package job refuses it.
+  Bytes bad = test::ReadFileBytes(dir / "applied.pbp");
+  bad[w.psar] = 'X';
+  test::WriteFileBytes(dir / "bad.pbp", bad);
+  Ran refused = Cli({"palfix", dir / "bad.pbp", "--screen"});
+  EXPECT_EQ(refused.exit, 1);
+  EXPECT_TRUE(
+      refused.Says("The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"));
+  // A disc image is still scanned from its first byte.
+  test::WriteFileBytes(dir / "game.bin", Bytes(kScreenPattern, kScreenPattern + 8));
+  EXPECT_TRUE(Cli({"palfix", dir / "game.bin", "--screen"}).Says("0x00000000 screen height"));
+}
+
+TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGoAndRefusesWhatANewPackageRefuses) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.image = Bytes(test::kTestBlockSize, 0x33);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const Bytes source = test::ReadFileBytes(dir / "EBOOT.PBP");
+  MakePicture("-size 480x272 gradient:red-blue", dir / "pic1.png");
+
+  // The new picture does not fit; the question and the missing file are named.
+  Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
+  EXPECT_EQ(asked.exit, 1);
+  EXPECT_TRUE(asked.Says("the EBOOT needs to be reconstructed")) << asked.out;
+  EXPECT_TRUE(
+      asked.Says("(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
+                 "file)"))
+      << asked.out;
+  Ran yes = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
+  EXPECT_EQ(yes.exit, 1);
+  EXPECT_TRUE(yes.Says("the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"))
+      << yes.out;
+  EXPECT_FALSE(yes.Says("not answered")) << yes.out;
+  EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source);
+  Ran rebuilt = Cli(
+      {"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png", "-o", dir / "new.pbp"});
+  EXPECT_EQ(rebuilt.exit, 0) << rebuilt.out;
+  EXPECT_TRUE(FileExists(dir / "new.pbp"));
+
+  // Files a new package refuses, refused by the rebuild in the same words, before the
+  // question and before anything is written.
+  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
+  MakePicture("-size 481x272 xc:blue", dir / "wide.png");
+  test::WriteFileText(dir / "seven.pmf", "PSMF123");
+  MakePicture("-size 60x40 xc:green", "JPEG:" + (dir / "ICON0.PNG"));
+  const std::pair<std::string, std::string> refused[] = {
+      {"--pic1=" + (dir / "wide.png"),
+       "The dimensions for PIC1.PNG are too big - make sure the PNG file is 480x272 or less."},
+      {"--icon1=" + (dir / "seven.pmf"), "The ICON1.PMF file is WAY too small to be valid."},
+      {"--icon0=" + (dir / "ICON0.PNG"),
+       "The selected ICON0.PNG file is not valid! (invalid signature)"}};
+  for (const auto& [option, message] : refused) {
+    Ran fresh = Cli({"--yes", "convert", dir / "game.iso", "-o", dir / "out", option});
+    EXPECT_EQ(fresh.exit, 1) << option;
+    EXPECT_TRUE(fresh.Says(message)) << option << "\n" << fresh.out;
+    Ran rebuild = Cli({"--yes", "convert", dir / "EBOOT.PBP", option, "-o", dir / "refused.pbp"});
+    EXPECT_EQ(rebuild.exit, 1) << option;
+    EXPECT_TRUE(rebuild.Says(message)) << option << "\n" << rebuild.out;
+    EXPECT_FALSE(rebuild.Says("reconstructed")) << rebuild.out;
+    EXPECT_FALSE(FileExists(dir / "refused.pbp")) << option;
+    EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source) << option;
+  }
+  // Eight bytes of PSMF pass ICON1's deliberate minimum, as they do for a new package.
+  test::WriteFileText(dir / "eight.pmf", "PSMF1234");
+  EXPECT_EQ(Cli({"--yes", "convert", dir / "EBOOT.PBP", "--icon1", dir / "eight.pmf", "-o",
+                 dir / "eight.pbp"})
+                .exit,
+            0);
+}
+
+}  // namespace
+}  // namespace ebf

@@ -1,0 +1,103 @@
+// A package given as input, as the windows run it: the new files a user puts in its slots
+// are tested as a new package's are, before the choice between patching in place and
+// rebuilding, so that neither way takes what a new package would refuse.
+#include <gtest/gtest.h>
+
+#include "assets/slots.h"
+#include "common/files.h"
+#include "engine/conversion.h"
+#include "pbp/inspect.h"
+#include "support/pbp_writer.h"
+#include "support/picture_tools.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+struct PackageRun {
+  TempDir prog, work;
+  std::string program, temp, eboot;
+  test::RecordingHost host;
+  ConversionContext ctx;
+  ConversionRequest req;
+  int destinationAsked = 0;
+
+  PackageRun() {
+    program = test::CopyRuntimeTree(prog, false);
+    temp = program + "Temp" + kSep;
+    eboot = work / "EBOOT.PBP";
+    test::PackageRecipe recipe;
+    recipe.image = Bytes(test::kTestBlockSize, 0x44);
+    test::WritePbp(eboot, recipe);
+    test::RecordingHost inspectHost;
+    EXPECT_EQ(pbp::InspectEboot(eboot, temp, inspectHost).message, "");
+    ctx.programFolder = program;
+    ctx.host = &host;
+    ctx.chooseRebuildDestination = [this] {
+      ++destinationAsked;
+      return work / "rebuilt.pbp";
+    };
+    req.InputPath = eboot;
+    req.Title = "Test Game";
+    req.SaveName = "Test Save";
+    req.GameID = "SLUS01234";
+    req.LogMode = true;
+    std::string* paths[kSlotCount] = {&req.Icon0Path, &req.Icon1Path, &req.Pic0Path,
+                                      &req.Pic1Path,  &req.Snd0Path,  &req.GamebootPath};
+    for (int i = 0; i < kSlotCount; ++i)
+      *paths[i] = ResolveSlotFile(program, true, "", kSlots[i].assetFileName, true);
+  }
+  // The user's file in one slot, as the window hands it over.
+  void Put(int slot, const std::string& file) {
+    ctx.slotChoices[slot] = {true, file};
+    std::string* paths[kSlotCount] = {&req.Icon0Path, &req.Icon1Path, &req.Pic0Path,
+                                      &req.Pic1Path,  &req.Snd0Path,  &req.GamebootPath};
+    *paths[slot] = file;
+  }
+};
+
+TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
+  TempDir pics;
+  ASSERT_TRUE(test::RunQuiet("convert -size 481x272 xc:blue " + test::ShellQuote(pics / "w.png")));
+  ASSERT_TRUE(
+      test::RunQuiet("convert -size 60x40 xc:green JPEG:" + test::ShellQuote(pics / "ICON0.PNG")));
+  test::WriteFileText(pics / "seven.pmf", "PSMF123");
+  const struct {
+    int slot;
+    std::string file, message;
+  } cases[] = {
+      {kSlotPic1, pics / "w.png",
+       "The dimensions for PIC1.PNG are too big - make sure the PNG file is 480x272 or less."},
+      {kSlotIcon1, pics / "seven.pmf", "The ICON1.PMF file is WAY too small to be valid."},
+      {kSlotIcon0, pics / "ICON0.PNG",
+       "The selected ICON0.PNG file is not valid! (invalid signature)"},
+  };
+  for (const auto& c : cases) {
+    PackageRun run;
+    const Bytes before = test::ReadFileBytes(run.eboot);
+    run.Put(c.slot, c.file);
+    EXPECT_EQ(RunConversion(run.req, run.ctx), c.message);
+    EXPECT_TRUE(run.host.questions.empty()) << c.message;
+    EXPECT_EQ(run.destinationAsked, 0);
+    EXPECT_FALSE(FileExists(run.work / "rebuilt.pbp"));
+    EXPECT_EQ(test::ReadFileBytes(run.eboot), before);
+  }
+
+  // A picture a new package takes, too large for the room: asked, then rebuilt.
+  PackageRun run;
+  ASSERT_TRUE(test::RunQuiet("convert -size 480x272 gradient:red-blue " +
+                             test::ShellQuote(pics / "ok.png")));
+  run.Put(kSlotPic1, pics / "ok.png");
+  ConversionOutcome outcome;
+  EXPECT_EQ(RunConversion(run.req, run.ctx, &outcome), "Success.");
+  ASSERT_EQ(run.host.questions.size(), 1u);
+  EXPECT_EQ(run.destinationAsked, 1);
+  EXPECT_EQ(outcome.rebuiltTo, run.work / "rebuilt.pbp");
+}
+
+}  // namespace
+}  // namespace ebf

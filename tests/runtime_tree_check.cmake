@@ -1,0 +1,24 @@
+# Fails when the runtime tree holds something a build does not put there: anything changed
+# since STAMP was touched (before the first test), or what only a run of the program
+# writes beside itself.
+#   cmake -DRUNTIME_DIR=build/bin -DSTAMP=build/runtime-tree-watch.stamp -P runtime_tree_check.cmake
+if(NOT IS_DIRECTORY "${RUNTIME_DIR}")
+  message(FATAL_ERROR "no runtime tree at ${RUNTIME_DIR}")
+endif()
+file(GLOB_RECURSE entries LIST_DIRECTORIES true RELATIVE "${RUNTIME_DIR}" "${RUNTIME_DIR}/*")
+set(strays "")
+foreach(entry IN LISTS entries)
+  string(TOLOWER "${entry}" lower)
+  # Beside the executables: the Temp folder, the "null" stand-in and the settings files.
+  if(lower STREQUAL "temp" OR lower STREQUAL "null" OR lower MATCHES "^[^/]*\\.ini$")
+    list(APPEND strays "${entry} (written by a run of the program)")
+  elseif(EXISTS "${STAMP}" AND "${RUNTIME_DIR}/${entry}" IS_NEWER_THAN "${STAMP}")
+    list(APPEND strays "${entry} (changed while the tests ran)")
+  endif()
+endforeach()
+if(strays)
+  list(JOIN strays "\n  " text)
+  message(FATAL_ERROR "The runtime tree ${RUNTIME_DIR} holds what does not ship:\n  ${text}\n"
+                      "Tests must work in private copies (tests/support/program_tree.h).")
+endif()
+message(STATUS "${RUNTIME_DIR} holds only what the build put there.")

@@ -1,0 +1,303 @@
+// Every window, dialog, message box, menu, tool tip and list pop-up the program shows,
+// drawn offscreen under the shipped theme and under a user's theme that asks for dark text
+// on a dark ground: each text must stand out from what is drawn behind it by at least
+// 4.5:1 (WCAG AA), measured on the pixels (see contrast_probe.h).
+
+#include <QApplication>
+#include <QComboBox>
+#include <QCursor>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+#include <QTimer>
+#include <QToolTip>
+#include <functional>
+
+#include "app/settings.h"
+#include "assets/slots.h"
+#include "contrast_probe.h"
+#include "disc/game_db.h"
+#include "engine/go_checks.h"
+#include "fakes.h"
+#include "pbp/rebuild.h"
+#include "support/program_tree.h"
+#include "transfer/volumes.h"
+#include "ui/doc_dialog.h"
+#include "ui/file_dialogs.h"
+#include "ui/fix_save_dialog.h"
+#include "ui/main_window.h"
+#include "ui/options_dialog.h"
+#include "ui/preview_dialog.h"
+#include "ui/progress_window.h"
+#include "ui/prompter.h"
+#include "ui/select_dialog.h"
+#include "ui/transfer_dialog.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+namespace {
+
+constexpr double kAA = 4.5;
+
+// Dark grey text on a slightly darker grey, dark edit text on a dark edit box, a dark
+// title over the header picture, a dark accent: a theme nobody could read as written.
+constexpr const char* kDuskTheme =
+    "MAINBGCOL = 201A18\n"
+    "MAINFGCOL = 2A2422\n"
+    "MAINBGEDITCOL = 141210\n"
+    "MAINFGEDITCOL = 221E1C\n"
+    "MAINBOXBGCOL = 262220\n"
+    "MAINTITLE = Dusk\n"
+    "DIALOGTITEXTCOL = 3A2A20\n"
+    "DIALOGTITEXTALPHA = FF\n"
+    "DIALOGTILINECOL = 302418\n"
+    "DIALOGTILINEALPHA = FF\n"
+    "DIALOGTILINEHEIGHT = 2\n";
+
+void Settle() {
+  for (int i = 0; i < 5; ++i) QApplication::processEvents();
+}
+
+// Runs `open`, which shows a modal window and waits for it; `inspect` sees that window
+// once it is up, then the window is closed.
+void WhileModal(const std::function<void()>& open, const std::function<void(QWidget*)>& inspect) {
+  bool seen = false;
+  std::function<void()> poll = [&] {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (!modal || !modal->isVisible()) {
+      QTimer::singleShot(10, poll);
+      return;
+    }
+    seen = true;
+    Settle();
+    inspect(modal);
+    if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
+  };
+  QTimer::singleShot(0, poll);
+  open();
+  QVERIFY2(seen, "no modal window came up");
+}
+
+}  // namespace
+
+class ContrastTest : public QObject {
+  Q_OBJECT
+
+  std::vector<TextReading> readings_;
+  QStringList windowsSeen_;
+
+  void Probe(QWidget* top, const QString& label) {
+    Settle();
+    windowsSeen_ << label;
+    if (qEnvironmentVariableIsSet("EBF_CONTRAST_SHOTS"))  // to look at them while working
+      top->grab().save(qEnvironmentVariable("EBF_CONTRAST_SHOTS") + "/" + label + ".png");
+    const std::vector<TextProbe> probes = TextProbes(top);
+    QVERIFY2(!probes.empty(), qPrintable(label + ": no text found"));
+    for (const TextProbe& p : probes) {
+      TextReading r = Measure(p);
+      r.what = label + ": " + r.what;
+      readings_.push_back(r);
+    }
+    Settle();
+  }
+
+  void ProbeTheme(const std::string& prog, const std::string& themeName) {
+    const QString t = QString::fromStdString(themeName) + " ";
+    ui::QtPrompter prompter;
+    ui::QtFileDialogs fileDialogs;
+    ScriptedDialogs scripted;
+    ui::MainWindow w({prog, prog + "ebootforge.ini", &prompter, &scripted});
+    w.settings().theme = themeName;
+    w.LoadAndApplyTheme();
+    w.SetInputText("/nowhere/Moonlit Harbour (Disc 1).cue");  // missing: controls disabled
+    w.SetTitleText("Moonlit Harbour");
+    w.SetGameIdentity("SLUS01234", "SLUS01234");
+    w.SetRegion("NTSC");
+    w.SetOutputText("/nowhere/PSP/GAME/Moonlit Harbour");
+    w.SetSlot(ui::MainWindow::kIcon0, true, "/nowhere/harbour-icon.png");
+    w.SetSlot(ui::MainWindow::kIcon1, false, "");
+    if (!w.customisationShown()) w.ToggleCustomisation();
+    w.resize(820, 700);
+    w.show();
+    Probe(&w, t + "main window");
+
+    // Message boxes of every kind, over the main window and over a dialog.
+    WhileModal([&] { w.GoClicked(); }, [&](QWidget* box) { Probe(box, t + "warning box"); });
+    WhileModal([&] { w.ShowAbout(); }, [&](QWidget* box) { Probe(box, t + "about box"); });
+    WhileModal([&] { prompter.Critical(&w, QLatin1String(pbp::kSameFileMessage)); },
+               [&](QWidget* box) { Probe(box, t + "critical box"); });
+    WhileModal([&] { prompter.Ask(&w, QLatin1String(kMsgOfferTransfer), false); },
+               [&](QWidget* box) { Probe(box, t + "question box"); });
+
+    // The CD menu and a tool tip.
+    auto* cd = Child<QPushButton>(&w, "cmdInCD");
+    auto* menu = Child<QMenu>(&w, "mnuCD");
+    cd->setEnabled(true);
+    cd->click();
+    Settle();
+    QVERIFY(menu->isVisible());
+    Probe(menu, t + "CD menu");
+    menu->hide();
+    auto* select = Child<QPushButton>(&w, "cmdGame");
+    QToolTip::showText(select->mapToGlobal(QPoint(8, 8)), select->toolTip(), select);
+    Settle();
+    QWidget* tip = nullptr;
+    for (QWidget* top : QApplication::topLevelWidgets())
+      if (top->inherits("QTipLabel") && top->isVisible()) tip = top;
+    QVERIFY(tip);
+    Probe(tip, t + "tool tip");
+    QToolTip::hideText();
+
+    // A file dialog over the main window.
+    WhileModal(
+        [&] {
+          fileDialogs.OpenFile(&w, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"),
+                               QString::fromStdString(prog),
+                               {{QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
+        },
+        [&](QWidget* dialog) { Probe(dialog, t + "file dialog"); });
+
+    ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme(), &w);
+    progress.SetCaption("Converting to EBOOT...");
+    progress.SetSizeText("Image Size: 512.3 MB");
+    progress.SetBytesText("Bytes written: 214.8 MB");
+    progress.SetFraction(0.4);
+    progress.Tick();
+    progress.show();
+    Probe(&progress, t + "progress window");
+    WhileModal([&] { progress.AskYesNo(kMsgOfferTransfer, true, MsgIcon::Exclamation); },
+               [&](QWidget* box) { Probe(box, t + "question over progress"); });
+    progress.hide();
+
+    ui::ProgressWindow log(ui::ProgressWindow::Kind::Log, prompter, w.theme(), &w);
+    log.SetCaption("Converting to EBOOT...");
+    log.Log("Game 1 of 3: Moonlit Harbour\r\n  Extracting ISO... Done");
+    log.SetSizeText("Image Size: 512.3 MB");
+    log.show();
+    Probe(&log, t + "log window");
+    log.hide();
+
+    ui::OptionsDialog options(w.settings(), prog + "ebootforge.ini", w.theme(), scripted, prompter,
+                              {});
+    options.show();
+    Probe(&options, t + "options");
+    auto* resize = Child<QComboBox>(&options, "cboImgRes");
+    resize->showPopup();
+    Settle();
+    Probe(resize->view()->window(), t + "list pop-up");
+    resize->hidePopup();
+    options.hide();
+
+    ui::SelectDialog selectDialog(w.theme(), prompter);
+    selectDialog.Load(GameDbPath(prog), true, "SCUS94476", "");
+    selectDialog.show();
+    Probe(&selectDialog, t + "game selection");
+    selectDialog.hide();
+
+    ui::FixSaveDialog fixSave(w.theme(), prompter, "", "SLUS01234");
+    fixSave.show();
+    Probe(&fixSave, t + "save name and ID");
+    WhileModal([&] { fixSave.OkClicked(); },
+               [&](QWidget* box) { Probe(box, t + "warning over a dialog"); });
+    fixSave.hide();
+
+    ui::PreviewInputs previewIn;
+    previewIn.programFolder = prog;
+    for (int i = 0; i < kSlotCount; ++i)
+      previewIn.slotFiles[i] = ResolveSlotFile(prog, true, "", kSlots[i].assetFileName, false);
+    ui::PreviewDialog preview(previewIn, w.theme());
+    preview.timer().stop();
+    preview.show();
+    Probe(&preview, t + "preview");
+    preview.hide();
+
+    ui::DocDialog doc(w.theme(), prompter, scripted, "SLUS01234", "/nowhere/out");
+    doc.AddPage(QStringLiteral("/nowhere/manual-01.png"), false);
+    doc.AddPage(QStringLiteral("/nowhere/manual-02.jpg"), true);
+    doc.show();
+    Probe(&doc, t + "documentation maker");
+    doc.hide();
+
+    FixedVolumes volumes({{"/media/mira/PSP", "PSP"}, {"/media/mira/CARD", "CARD 32GB"}});
+    ui::TransferDialog transfer(w.theme(), prompter, volumes,
+                                {"/nowhere/out", "Moonlit Harbour", "SLUS01234", 1});
+    transfer.show();
+    Probe(&transfer, t + "transfer");
+    transfer.hide();
+  }
+
+ private slots:
+  void initTestCase() {
+    // The offscreen platform says so at every window; the measurements are what matter.
+    static QtMessageHandler previous = nullptr;
+    previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext& context, const QString& message) {
+          if (message.startsWith(QLatin1String("This plugin does not support"))) return;
+          previous(type, context, message);
+        });
+    // No control sits under the pointer, so none is drawn hovered.
+    QCursor::setPos(4000, 4000);
+    // Pop-ups appear at once, so that they can be drawn the moment they are opened.
+    for (auto effect : {Qt::UI_AnimateMenu, Qt::UI_FadeMenu, Qt::UI_AnimateCombo,
+                        Qt::UI_AnimateTooltip, Qt::UI_FadeTooltip})
+      QApplication::setEffectEnabled(effect, false);
+  }
+
+  void everyTextReadsUnderTheShippedAndADarkOnDarkTheme() {
+    TempDir root;
+    const std::string prog = CopyRuntimeTree(root);
+    root.MakeDir("Themes/Dusk");
+    WriteFileText(root / "Themes/Dusk/style.ini", kDuskTheme);
+
+    for (const char* theme : {"Default", "Dusk"}) ProbeTheme(prog, theme);
+
+    // Each kind of window was drawn under both themes.
+    QCOMPARE(windowsSeen_.size(), 2 * 19);
+    QStringList poor;
+    for (const TextReading& r : readings_)
+      if (r.ratio < kAA)
+        poor << QStringLiteral("%1 -> %2:1 (%3 pixels)")
+                    .arg(r.what)
+                    .arg(r.ratio, 0, 'f', 2)
+                    .arg(r.inkPixels);
+    for (const QString& line : poor) qWarning("%s", qPrintable(line));
+    if (qEnvironmentVariableIsSet("EBF_CONTRAST_ALL"))
+      for (const TextReading& r : readings_)
+        qInfo("%s %.2f %d", qPrintable(r.what), r.ratio, r.inkPixels);
+    QVERIFY2(poor.isEmpty(), qPrintable(QString::number(poor.size()) + " texts read poorly"));
+    QVERIFY(readings_.size() > 200);
+  }
+
+  void theProbeSeesTextThatMatchesItsGround() {
+    // The measurement itself: a label whose text is the colour of its ground reads 1:1, one
+    // a shade off reads low, black on white reads 21:1.
+    QWidget top;
+    top.setObjectName("probe");
+    top.setStyleSheet("QWidget#probe { background: #808080; }");
+    auto* same = new QLabel("Same colour", &top);
+    same->setStyleSheet("color: #808080;");
+    auto* near = new QLabel("Nearly the same", &top);
+    near->setStyleSheet("color: #909090;");
+    near->move(0, 30);
+    auto* black = new QLabel("Black on white", &top);
+    black->setStyleSheet("color: black; background: white;");
+    black->move(0, 60);
+    top.resize(200, 100);
+    top.show();
+    Settle();
+    std::vector<TextProbe> probes = TextProbes(&top);
+    QCOMPARE(probes.size(), std::size_t{3});
+    QCOMPARE(Measure(probes[0]).ratio, 1.0);
+    QCOMPARE(Measure(probes[0]).inkPixels, 0);
+    const double nearRatio = Measure(probes[1]).ratio;
+    QVERIFY2(nearRatio > 1.0 && nearRatio < 1.4, qPrintable(QString::number(nearRatio)));
+    QVERIFY(std::abs(Measure(probes[2]).ratio - 21.0) < 0.01);
+    // #767676 on white is the classic 4.54:1.
+    QVERIFY(std::abs(Contrast(qRgb(0x76, 0x76, 0x76), qRgb(255, 255, 255)) - 4.54) < 0.01);
+  }
+};
+
+QTEST_MAIN(ContrastTest)
+#include "contrast_test.moc"
