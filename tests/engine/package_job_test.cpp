@@ -35,7 +35,7 @@ struct PackageRun {
     test::WritePbp(eboot, recipe);
     test::RecordingHost inspectHost;
     EXPECT_EQ(pbp::InspectEboot(eboot, temp, inspectHost).message, "");
-    ctx.programFolder = program;
+    ctx.folders = program;
     ctx.host = &host;
     ctx.chooseRebuildDestination = [this] {
       ++destinationAsked;
