@@ -19,6 +19,7 @@
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "disc/resolver.h"
+#include "pbp/inspect.h"
 #include "pbp/patch.h"
 
 namespace ebf::cli {
@@ -209,21 +210,28 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = 1;
       return;
     }
-    const uint64_t end = file.Size();
-    const uint64_t start = package ? pbp::PalFixStart(file).value_or(end) : 0;
+    std::vector<FileSpan> spans{{0, file.Size()}};
+    if (package) {
+      auto image = pbp::PalFixSpans(file);
+      if (!image) {
+        std::cerr << pbp::kEbootNotValid << "\n";
+        ctx.exitCode = kExitFailed;
+        return;
+      }
+      spans = std::move(*image);
+    }
     PalFixOptions options;
     options.screenHeight = args.screen;
     options.graphics = args.gfx;
     options.write = args.apply;
     Json patches = Json::array();
     PalFixResult result;
-    if (start < end && file.Seek(start))
-      result = ApplyPalFix(file, end, options, nullptr, *ctx.host, [&](const PalPatch& p) {
-        if (ctx.json)
-          patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
-        else
-          std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-      });
+    result = ApplyPalFix(file, spans, options, nullptr, *ctx.host, [&](const PalPatch& p) {
+      if (ctx.json)
+        patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+      else
+        std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
+    });
     if (!file.Close() && result.error.empty()) result.error = file.LastError();
     if (!result.error.empty()) {
       std::cerr << args.image << ": " << result.error << "\n";

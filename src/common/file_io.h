@@ -9,6 +9,12 @@
 
 namespace ebf {
 
+// A stretch of bytes of a file.
+struct FileSpan {
+  uint64_t offset = 0;
+  uint64_t length = 0;
+};
+
 class File {
  public:
   enum class Mode {

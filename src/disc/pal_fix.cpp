@@ -94,8 +94,79 @@ std::string PalRuleName(int rule) {
   return text;
 }
 
+namespace {
+
+// The spans as one run of bytes: positions in the run map to file positions.
+class SpanRun {
+ public:
+  SpanRun(File& file, const std::vector<FileSpan>& spans) : file_(file) {
+    for (const FileSpan& span : spans) {
+      if (span.length == 0) continue;
+      spans_.push_back(span);
+      starts_.push_back(size_);
+      size_ += span.length;
+    }
+  }
+  uint64_t size() const { return size_; }
+
+  uint64_t FilePos(uint64_t pos) const {
+    const std::size_t i = SpanOf(pos);
+    return spans_[i].offset + (pos - starts_[i]);
+  }
+
+  // Up to out.size() bytes from `pos`; fewer at the end of the run or of the file.
+  std::size_t ReadAt(uint64_t pos, std::span<uint8_t> out) {
+    std::size_t done = 0;
+    while (done < out.size() && pos + done < size_) {
+      const std::size_t i = SpanOf(pos + done);
+      const uint64_t within = pos + done - starts_[i];
+      const std::size_t n = static_cast<std::size_t>(
+          std::min<uint64_t>(out.size() - done, spans_[i].length - within));
+      if (!file_.Seek(spans_[i].offset + within)) break;
+      const std::size_t got = file_.Read(out.subspan(done, n));
+      done += got;
+      if (got < n) break;
+    }
+    return done;
+  }
+
+  bool WriteAt(uint64_t pos, std::span<const uint8_t> data) {
+    std::size_t done = 0;
+    while (done < data.size()) {
+      const std::size_t i = SpanOf(pos + done);
+      const uint64_t within = pos + done - starts_[i];
+      const std::size_t n = static_cast<std::size_t>(
+          std::min<uint64_t>(data.size() - done, spans_[i].length - within));
+      if (!file_.Seek(spans_[i].offset + within) || !file_.Write(data.subspan(done, n)))
+        return false;
+      done += n;
+    }
+    return true;
+  }
+
+ private:
+  std::size_t SpanOf(uint64_t pos) const {
+    return static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), pos) -
+                                    starts_.begin() - 1);
+  }
+  File& file_;
+  std::vector<FileSpan> spans_;
+  std::vector<uint64_t> starts_;
+  uint64_t size_ = 0;
+};
+
+}  // namespace
+
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
                          std::vector<PalPatch>* undo, Host& host,
+                         const std::function<void(const PalPatch&)>& onPatch) {
+  const uint64_t start = file.Tell();
+  return ApplyPalFix(file, {FileSpan{start, end > start ? end - start : 0}}, options, undo, host,
+                     onPatch);
+}
+
+PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
+                         const PalFixOptions& options, std::vector<PalPatch>* undo, Host& host,
                          const std::function<void(const PalPatch&)>& onPatch) {
   PalFixResult result;
   if (options.batch)
@@ -104,18 +175,20 @@ PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
     host.SetCaption(kPalFixCaption);
   if (!options.screenHeight && !options.graphics) return result;
 
+  SpanRun run(file, spans);
+  const uint64_t end = run.size();
   CandidateFinder candidates(options);
   std::vector<uint8_t> buf(kPalChunkSize);
   // A chunk after the first begins with the previous chunk's last window, carried over in
-  // memory (patched bytes included) so that the file is read strictly forwards.
-  uint64_t pos = file.Tell();
+  // memory (patched bytes included), so that every byte is read once.
+  uint64_t pos = 0;
   std::size_t carried = 0;
   uint32_t chunks = 0;
   while (pos < end) {
     std::size_t want = static_cast<std::size_t>(std::min<uint64_t>(kPalChunkSize, end - pos));
-    std::size_t got = carried + file.Read(std::span<uint8_t>(buf.data() + carried, want - carried));
+    std::size_t got = carried + run.ReadAt(pos + carried, std::span<uint8_t>(buf.data() + carried,
+                                                                             want - carried));
     bool last = got < want || pos + got >= end;
-    bool wrote = false;
     std::size_t windows = got >= kPalWindow ? got - kPalWindow + 1 : 0;
     // The carried window was tested as the previous chunk's last one.
     for (std::size_t i = carried ? 1 : 0; (i = candidates.Next(buf.data(), i, windows)) < windows;
@@ -123,32 +196,25 @@ PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
       int rule = MatchWindow(&buf[i], options);
       if (rule < 0) continue;
       const PalRule& r = kRules[static_cast<std::size_t>(rule)];
-      PalPatch patch{pos + i, LoadLe32(&buf[i]), LoadLe32(&buf[i + 4]), rule};
+      PalPatch patch{run.FilePos(pos + i), LoadLe32(&buf[i]), LoadLe32(&buf[i + 4]), rule};
       StoreLe32(&buf[i], r.new0);
       StoreLe32(&buf[i + 4], r.new1);
-      if (options.write) {
-        if (!file.Seek(patch.offset) || !file.Write(std::span<const uint8_t>(&buf[i], 8))) {
-          result.error = file.LastError();
-          return result;
-        }
-        wrote = true;
+      if (options.write && !run.WriteAt(pos + i, std::span<const uint8_t>(&buf[i], 8))) {
+        result.error = file.LastError();
+        return result;
       }
       ++result.patches;
       if (undo) undo->push_back(patch);
       if (onPatch) onPatch(patch);
     }
     if (last) break;
-    if (wrote && !file.Seek(pos + got)) {  // back to just after the chunk
-      result.error = file.LastError();
-      break;
-    }
     std::copy(buf.begin() + static_cast<std::ptrdiff_t>(got - kPalWindow),
               buf.begin() + static_cast<std::ptrdiff_t>(got), buf.begin());
     carried = kPalWindow;
     pos += got - kPalWindow;
     if (++chunks % kPalChunksPerPump == 0) {
       host.PumpEvents();
-      host.SetFraction(end ? static_cast<double>(pos) / static_cast<double>(end) : 1.0);
+      host.SetFraction(static_cast<double>(pos) / static_cast<double>(end));
     }
     if (CancelRequested) {
       result.cancelled = true;

@@ -54,6 +54,13 @@ struct PalFixResult {
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
                          std::vector<PalPatch>* undo, Host& host,
                          const std::function<void(const PalPatch&)>& onPatch = {});
+// Scans the spans as one run of bytes, in the order given, so that a match may begin in one
+// span and end in the next (a package's disc image lies in blocks with headers between
+// them). A patch's offset is its first byte's file position; a window that straddles two
+// spans is written in two pieces, so such patches cannot be put back by ReplayPalUndo.
+PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
+                         const PalFixOptions& options, std::vector<PalPatch>* undo, Host& host,
+                         const std::function<void(const PalPatch&)>& onPatch = {});
 
 // Writes the original words back, in list order. Returns "" or an error text.
 std::string ReplayPalUndo(File& file, const std::vector<PalPatch>& undo);

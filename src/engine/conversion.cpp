@@ -89,18 +89,23 @@ class PalJournal {
   File file_;
 };
 
-std::string RunPalFix(const std::string& path, uint64_t start, const ConversionRequest& r,
+// The fix over a whole image (`package` false) or over the disc image inside a package.
+std::string RunPalFix(const std::string& path, bool package, const ConversionRequest& r,
                       std::vector<PalPatch>* undo, PalJournal* journal, Host& host,
                       uint64_t& patches) {
   File f(path, File::Mode::ReadWrite);
   if (!f) return "The PAL -> NTSC fix could not open " + path + " (" + f.LastError() + ")";
-  const uint64_t end = f.Size();
-  if (start > end || !f.Seek(start)) return "";
+  std::vector<FileSpan> spans{{0, f.Size()}};
+  if (package) {
+    auto image = pbp::PalFixSpans(f);
+    if (!image) return pbp::kEbootNotValid;
+    spans = std::move(*image);
+  }
   PalFixOptions options;
   options.screenHeight = r.PalFixScreen;
   options.graphics = r.PalFixGraphics;
   options.batch = r.LogMode;
-  PalFixResult res = ApplyPalFix(f, end, options, undo, host, [&](const PalPatch& p) {
+  PalFixResult res = ApplyPalFix(f, spans, options, undo, host, [&](const PalPatch& p) {
     if (journal) journal->Add(p);
   });
   patches += res.patches;
@@ -194,11 +199,7 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
   DeleteNullFile(ctx.folders.work);
   if (res != "Success.") return res;
   if (r.PalFixScreen || r.PalFixGraphics) {
-    File f(r.InputPath, File::Mode::Read);
-    const std::optional<uint64_t> start = pbp::PalFixStart(f);
-    f.Close();
-    if (!start) return pbp::kEbootNotValid;
-    res = RunPalFix(r.InputPath, *start, r, nullptr, nullptr, host, outcome.palPatches);
+    res = RunPalFix(r.InputPath, true, r, nullptr, nullptr, host, outcome.palPatches);
     if (!res.empty()) return res;
   }
   return "Success.";
@@ -300,7 +301,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
       cleanup.PalTarget(r.InputPath);
     }
     CancelConfirmGuard confirm;
-    std::string res = RunPalFix(r.InputPath, 0, r, usersFile ? &cleanup.palUndo() : nullptr,
+    std::string res = RunPalFix(r.InputPath, false, r, usersFile ? &cleanup.palUndo() : nullptr,
                                 journal ? &*journal : nullptr, host, outcome.palPatches);
     if (!res.empty()) return res;
     palDone = true;
@@ -331,11 +332,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   if (res != "Success.") return res;
 
   if (palFix && !palDone) {
-    File f(eboot, File::Mode::Read);
-    auto psar = pbp::ReadLe32At(f, pbp::kPsarOffsetPos);
-    f.Close();
-    res = RunPalFix(eboot, psar.value_or(0) + pbp::kPsarBlockDataPos, r, nullptr, nullptr, host,
-                    outcome.palPatches);
+    res = RunPalFix(eboot, true, r, nullptr, nullptr, host, outcome.palPatches);
     if (!res.empty()) return res;
   }
   return "Success.";

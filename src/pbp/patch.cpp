@@ -9,6 +9,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "pbp/container.h"
+#include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/sfo.h"
 #include "pbp/toc.h"
@@ -142,10 +143,26 @@ std::string CheckEbootForJob(const std::string& ebootPath) {
   return {};
 }
 
-std::optional<uint64_t> PalFixStart(File& package) {
-  auto psar = ReadLe32At(package, kPsarOffsetPos);
-  if (!psar) return std::nullopt;
-  return uint64_t{*psar} + kPsarBlockDataPos;
+std::optional<std::vector<FileSpan>> PalFixSpans(File& package) {
+  DiscImageLayout layout;
+  if (!ReadDiscImageLayout(package, package.path(), layout).empty()) return std::nullopt;
+  const uint64_t dataStart = layout.psar + kPsarBlockDataPos;
+  std::vector<FileSpan> spans;
+  for (const BlockRef& b : layout.blocks) {
+    const uint64_t pos = dataStart + b.offset;
+    uint64_t from = pos;
+    if (!b.stored()) {
+      // Only a stored-mode stream holds the block's bytes as they are, after its head.
+      std::array<uint8_t, kStoredHeadSize> head{};
+      if ((b.length & 0xFFFF) != kStoredBlockStreamSize || !package.Seek(pos) ||
+          !package.ReadExact(head) || head != kStoredBlockHead)
+        continue;
+      from = pos + kStoredHeadSize;
+    }
+    if (from >= layout.fileSize) continue;
+    spans.push_back({from, std::min<uint64_t>(kBlockSize, layout.fileSize - from)});
+  }
+  return spans;
 }
 
 std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFolder,

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/bytes.h"
 #include "common/file_io.h"
@@ -34,10 +35,12 @@ Bytes UnderscoredIdField(const std::string& gameId);
 // Returns "" or the message to show.
 std::string CheckEbootForJob(const std::string& ebootPath);
 
-// Where the PAL -> NTSC fix starts in a package: its disc image, DATA.PSAR + 0x100000. The
-// header, the sections and the disc-image header and index before it are never scanned.
-// nullopt when the DATA.PSAR offset cannot be read.
-std::optional<uint64_t> PalFixStart(File& package);
+// Where the PAL -> NTSC fix looks in a package: the disc image's bytes where the package
+// holds them as they are, block after block (raw stored blocks, and the stored-mode deflate
+// streams that level 0 writes, without their 5-byte heads). Compressed blocks cannot be
+// patched and are left out, as are the header, the sections and the disc-image header and
+// index. nullopt when the disc-image index cannot be read.
+std::optional<std::vector<FileSpan>> PalFixSpans(File& package);
 
 // Room test: the five menu assets (not the gameboot) against the space between the
 // header and DATA.PSAR less PARAM.SFO and BASE.PSP in Temp. Equal still fits.

@@ -26,6 +26,12 @@ inline constexpr uint64_t kIndexSlots = (kPsarBlockDataPos - kPsarIndexPos) / kI
 inline constexpr uint64_t kSectorSize = kRawSectorSize;
 inline constexpr uint64_t kSectorsPerBlock = 16;
 inline constexpr uint64_t kBlockSize = kSectorSize * kSectorsPerBlock;  // 37,632 = 0x9300
+// The head of a stored-mode deflate stream of one block: final block, no compression
+// (01), LEN = 0x9300 and its complement NLEN = 0x6CFF, both little-endian. Such a stream
+// holds the block's bytes as they are and still inflates.
+inline constexpr std::array<uint8_t, 5> kStoredBlockHead = {0x01, 0x00, 0x93, 0xFF, 0x6C};
+inline constexpr std::size_t kStoredHeadSize = kStoredBlockHead.size();
+inline constexpr uint64_t kStoredBlockStreamSize = kBlockSize + kStoredHeadSize;  // 37,637
 
 // TOC: 102 entries of 10 bytes in the CD Q-subchannel lead-in layout.
 inline constexpr std::size_t kTocEntrySize = 10;

@@ -23,10 +23,8 @@ inline constexpr uint32_t kSectorSize = static_cast<uint32_t>(pbp::kSectorSize);
 inline constexpr uint32_t kSectorsPerBlock = static_cast<uint32_t>(pbp::kSectorsPerBlock);
 inline constexpr uint32_t kBlockSize = static_cast<uint32_t>(pbp::kBlockSize);  // 37,632
 
-// The head of a stored-mode deflate stream of one block: final block, no compression
-// (01), LEN = 0x9300 and its complement NLEN = 0x6CFF, both little-endian.
-inline constexpr std::array<uint8_t, 5> kStoredHead = {0x01, 0x00, 0x93, 0xFF, 0x6C};
-inline constexpr uint32_t kStoredStreamSize = kBlockSize + kStoredHead.size();  // 37,637
+inline constexpr std::array<uint8_t, 5> kStoredHead = pbp::kStoredBlockHead;
+inline constexpr uint32_t kStoredStreamSize = static_cast<uint32_t>(pbp::kStoredBlockStreamSize);
 
 // How a block was stored.
 struct StoredForm {

@@ -168,6 +168,8 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   std::copy(kScreenPattern, kScreenPattern + 8, recipe.icon0.begin() + 100);  // not game code
   recipe.image = test::NoiseBytes(test::kTestBlockSize, 5);
   std::copy(kScreenPattern, kScreenPattern + 8, recipe.image.begin() + 4001);
+  // Nor is the start-data block after the disc image.
+  recipe.tail = Bytes(kScreenPattern, kScreenPattern + 8);
   test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
   const uint64_t inIcon = w.offsets[1] + 100;
   const uint64_t inImage = w.psar + 0x100000 + 4001;
@@ -220,7 +222,7 @@ TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGoAndRefusesWhatANewPackageR
 
   // The new picture does not fit; the question and the missing file are named.
   Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
-  EXPECT_EQ(asked.exit, 1);
+  EXPECT_EQ(asked.exit, 2);
   EXPECT_TRUE(asked.Says("the EBOOT needs to be reconstructed")) << asked.out;
   EXPECT_TRUE(
       asked.Says("(not answered: run again with --yes -o NEW.PBP to rebuild into a new "

@@ -7,14 +7,14 @@
 #include "support/chdman.h"
 #include "support/ecm_writer.h"
 #include "support/process_run.h"
-#include "support/runtime.h"
+#include "support/program_tree.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
 test::ProcessResult Cli(const std::vector<std::string>& args) {
-  return test::RunProcess(test::RuntimeFolder() + "ebootforge-cli", args, {});
+  return test::RunProcess(test::PrivateCli(), args, {});
 }
 
 TEST(ImageCommands, ChdShowsTracksAndWritesTheDisc) {

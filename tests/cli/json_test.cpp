@@ -7,7 +7,7 @@
 #include "support/disc_builder.h"
 #include "support/picture_tools.h"
 #include "support/process_run.h"
-#include "support/runtime.h"
+#include "support/program_tree.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -25,7 +25,7 @@ struct Ran {
 Ran Cli(const TempDir& dir, const std::string& args) {
   const std::string out = dir / "stdout.txt", err = dir / "stderr.txt";
   const std::string code =
-      test::Shell(ShellQuote(test::RuntimeFolder() + "ebootforge-cli") + " " + args + " >" +
+      test::Shell(ShellQuote(test::PrivateCli()) + " " + args + " >" +
                   ShellQuote(out) + " 2>" + ShellQuote(err) + "; echo $?");
   return {std::stoi(code), test::ReadFileText(out), test::ReadFileText(err)};
 }

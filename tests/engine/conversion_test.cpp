@@ -225,27 +225,62 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
               PalFixedByHand(image));
 }
 
-TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
-  Job r;
-  const Bytes image = PalImage();
-  test::WriteFileBytes(r.work / "game.bin", image);
-  r.req.InputPath = r.work / "game.bin";
-  r.req.CompressionLevel = 0;
-  r.req.PalFixScreen = true;
-  ConversionOutcome outcome;
-  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
-  EXPECT_EQ(outcome.palPatches, 2u);
-  EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+// A level-0 package keeps the image as stored-mode deflate streams: every block is the
+// 5-byte head 01 00 93 FF 6C and its 37,632 bytes, back to back from DATA.PSAR + 0x100000,
+// whose offset the header keeps at 36. The image comes back by skipping the heads.
+Bytes StoredImageOf(const Bytes& package, std::size_t imageSize) {
+  const Bytes head = {0x01, 0x00, 0x93, 0xFF, 0x6C};
+  Bytes image;
+  std::size_t at = LoadLe32(&package[36]) + 0x100000u;
+  while (image.size() < imageSize) {
+    EXPECT_LE(at + 5 + 37632, package.size());
+    if (at + 5 + 37632 > package.size()) break;
+    EXPECT_TRUE(Bytes(package.begin() + static_cast<long>(at),
+                      package.begin() + static_cast<long>(at + 5)) == head)
+        << "block at " << at;
+    image.insert(image.end(), package.begin() + static_cast<long>(at + 5),
+                 package.begin() + static_cast<long>(at + 5 + 37632));
+    at += 5 + 37632;
+  }
+  image.resize(imageSize);
+  return image;
+}
 
-  // The package stores the image as it is, 0x100000 bytes into the PSAR, whose offset the
-  // header keeps at 36; the fix was made there.
-  const Bytes package = test::ReadFileBytes(r.Out("EBOOT.PBP"));
-  ASSERT_GE(package.size(), 40u);
-  const std::size_t start = LoadLe32(&package[36]) + 0x100000u;
-  ASSERT_GE(package.size(), start + image.size());
-  EXPECT_TRUE(Bytes(package.begin() + static_cast<long>(start),
-                    package.begin() + static_cast<long>(start + image.size())) ==
-              PalFixedByHand(image));
+TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
+  {
+    Job r;
+    const Bytes image = PalImage();
+    test::WriteFileBytes(r.work / "game.bin", image);
+    r.req.InputPath = r.work / "game.bin";
+    r.req.CompressionLevel = 0;
+    r.req.PalFixScreen = true;
+    ConversionOutcome outcome;
+    ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
+    EXPECT_EQ(outcome.palPatches, 2u);
+    EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) ==
+                PalFixedByHand(image));
+  }
+  {
+    // A pattern that begins in one block and ends in the next is found across the head
+    // that lies between them in the package, and written in two pieces around it.
+    Job r;
+    Bytes image = test::NoiseBytes(40 * 2352, 9);
+    const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+    const std::size_t at[2] = {37632 - 3, 60001};
+    for (std::size_t a : at) std::copy(pattern, pattern + 8, image.begin() + static_cast<long>(a));
+    test::WriteFileBytes(r.work / "noise.bin", image);
+    r.req.InputPath = r.work / "noise.bin";
+    r.req.CompressionLevel = 0;
+    r.req.PalFixScreen = true;
+    ConversionOutcome outcome;
+    ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
+    EXPECT_EQ(outcome.palPatches, 2u);
+    Bytes expected = image;
+    const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+    for (std::size_t a : at) std::copy(fixed, fixed + 8, expected.begin() + static_cast<long>(a));
+    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) == expected);
+  }
 }
 
 TEST(Conversion, RefusalsBeforeAnyWork) {
