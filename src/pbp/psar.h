@@ -33,6 +33,17 @@ inline constexpr std::array<uint8_t, 5> kStoredBlockHead = {0x01, 0x00, 0x93, 0x
 inline constexpr std::size_t kStoredHeadSize = kStoredBlockHead.size();
 inline constexpr uint64_t kStoredBlockStreamSize = kBlockSize + kStoredHeadSize;  // 37,637
 
+// A package of several discs starts DATA.PSAR with a title header instead: a table of
+// where each disc's own "PSISOIMG0000" section starts (from DATA.PSAR, packed from slot 0,
+// ended by the first zero) and the ID the discs share.
+inline constexpr std::string_view kTitleMagic = "PSTITLEIMG000000";
+inline constexpr uint64_t kTitleHeaderSize = 0x400;
+inline constexpr uint64_t kTitleDiscTablePos = 0x200;
+inline constexpr uint64_t kTitleDiscSlots = 25;
+inline constexpr uint64_t kTitleGameIdPos = 0x264;  // "_SLUS_00594", NUL-filled
+inline constexpr uint64_t kTitleGameIdSize = 16;
+inline constexpr uint64_t kDiscSectionAlign = 0x400;
+
 // TOC: 102 entries of 10 bytes in the CD Q-subchannel lead-in layout.
 inline constexpr std::size_t kTocEntrySize = 10;
 inline constexpr std::size_t kTocEntries = 102;

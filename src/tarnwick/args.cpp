@@ -5,25 +5,30 @@
 #include "pbp/sfo.h"
 
 namespace ebf::tarnwick {
+namespace {
+
+bool CheckGameId(const std::string& id, std::string& message) {
+  bool idOk = id.size() == 9;
+  for (char c : id) idOk = idOk && c > ' ' && static_cast<unsigned char>(c) < 0x7F;
+  if (!idOk)
+    message =
+        "The game ID must be 9 characters such as SLUS00594, not \"" + TextFileToUtf8(id) + "\"";
+  return idOk;
+}
+
+}  // namespace
 
 std::optional<ConverterArgs> ParseConverterArgs(const std::vector<std::string>& args,
                                                 std::string& message) {
-  if (args.size() != 4) {
+  if (args.size() < 4 || args.size() % 2 != 0 || args.size() > 4 + 2 * (kMaxDiscs - 1)) {
     message = kUsage;
     return std::nullopt;
   }
   ConverterArgs out;
   out.title = LeftChars(TextFileToUtf8(args[0]), pbp::kMaxTitleChars);
 
-  const std::string& id = args[1];
-  bool idOk = id.size() == 9;
-  for (char c : id) idOk = idOk && c > ' ' && static_cast<unsigned char>(c) < 0x7F;
-  if (!idOk) {
-    message =
-        "The game ID must be 9 characters such as SLUS00594, not \"" + TextFileToUtf8(id) + "\"";
-    return std::nullopt;
-  }
-  out.gameId = id;
+  if (!CheckGameId(args[1], message)) return std::nullopt;
+  out.gameId = args[1];
 
   const std::string& level = args[2];
   if (level.size() != 1 || level[0] < '0' || level[0] > '9') {
@@ -37,6 +42,19 @@ std::optional<ConverterArgs> ParseConverterArgs(const std::vector<std::string>& 
   if (out.imagePath.empty()) {
     message = "No image was given";
     return std::nullopt;
+  }
+  for (size_t i = 4; i < args.size(); i += 2) {
+    LaterDisc disc{args[i], TextFileToUtf8(args[i + 1])};
+    const std::string discNo = std::to_string(2 + (i - 4) / 2);
+    if (!CheckGameId(disc.gameId, message)) {
+      message = "Disc " + discNo + ": " + message;
+      return std::nullopt;
+    }
+    if (disc.imagePath.empty()) {
+      message = "No image was given for disc " + discNo;
+      return std::nullopt;
+    }
+    out.laterDiscs.push_back(std::move(disc));
   }
   return out;
 }

@@ -1,7 +1,7 @@
-// tarnwick.exe "<title>" <GAMEID> <level 0-9> "<image>": writes EBOOT.PBP in the current
-// folder. The caller reads the output only after the program ends, through a pipe, and
-// takes a last line of "Done." as success; so the output is short and "Done." appears only
-// when EBOOT.PBP is complete.
+// tarnwick.exe "<title>" <GAMEID> <level 0-9> "<image>" [<GAMEID> "<image>" ...]: writes
+// EBOOT.PBP in the current folder. The caller reads the output only after the program ends, through
+// a pipe, and takes a last line of "Done." as success; so the output is short and "Done." appears
+// only when EBOOT.PBP is complete.
 
 #include <cstdio>
 #include <exception>
@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
   auto parsed = ebf::tarnwick::ParseConverterArgs(args, message);
   if (!parsed) {
     Print(stderr, message);
+    if (args.empty()) Print(stderr, ebf::tarnwick::kDescription);
     return 2;
   }
   std::string error;

@@ -22,13 +22,28 @@ int64_t Frames(const uint8_t* msf) {
 
 }  // namespace
 
-InflatingReader::InflatingReader(const std::string& packagePath)
+InflatingReader::InflatingReader(const std::string& packagePath, int disc)
     : file_(ReadFileBytes(packagePath)) {
   if (file_.size() < 40) {
     error_ = "not a package";
     return;
   }
   psar_ = LoadLe32(&file_[36]);
+  discCount_ = 1;
+  if (psar_ + 0x400 <= file_.size() && std::memcmp(&file_[psar_], "PSTITLEIMG000000", 16) == 0) {
+    std::vector<uint32_t> slots;
+    for (int i = 0; i < 5 && LoadLe32(&file_[psar_ + 0x200 + 4 * i]) != 0; ++i)
+      slots.push_back(LoadLe32(&file_[psar_ + 0x200 + 4 * i]));
+    discCount_ = static_cast<int>(slots.size());
+    if (disc < 1 || disc > discCount_) {
+      error_ = "no disc " + std::to_string(disc) + " in the table";
+      return;
+    }
+    psar_ += slots[disc - 1];
+  } else if (disc != 1) {
+    error_ = "a package of one disc";
+    return;
+  }
   if (psar_ + kData > file_.size() || std::memcmp(&file_[psar_], "PSISOIMG0000", 12) != 0) {
     error_ = "no disc section";
     return;

@@ -5,6 +5,9 @@
 // entry's offset, every block is inflated with Z_FINISH and must end its stream with
 // exactly 37,632 bytes. A track starts at TOC bytes 7-9 minus 150; its audio position is
 // bytes 3-5 (a byte position / 2,352 for CD-DA reads); the disc's length is A2's bytes 7-9.
+// A package of several discs ("PSTITLEIMG000000" at DATA.PSAR) is read as the strictest of
+// those readers does: up to five slots at +0x200, to the first zero, each disc's section
+// read on its own from DATA.PSAR + slot.
 
 #include <cstdint>
 #include <string>
@@ -16,7 +19,8 @@ namespace ebf::test {
 
 class InflatingReader {
  public:
-  explicit InflatingReader(const std::string& packagePath);
+  // `disc` counts from 1.
+  explicit InflatingReader(const std::string& packagePath, int disc = 1);
 
   // "" when the package's header, TOC and index were read.
   const std::string& error() const { return error_; }
@@ -29,6 +33,8 @@ class InflatingReader {
   };
   const std::vector<Track>& tracks() const { return tracks_; }
   uint32_t discSectors() const { return discSectors_; }  // A2 bytes 7-9
+  int discCount() const { return discCount_; }
+  uint64_t sectionStart() const { return psar_; }  // of the disc read, from the file start
   // The u16 size of every index entry read (the padding block's included).
   const std::vector<uint16_t>& entrySizes() const { return sizes_; }
 
@@ -39,6 +45,7 @@ class InflatingReader {
   std::string Block(uint32_t index, Bytes& out);
   Bytes file_;
   uint64_t psar_ = 0;
+  int discCount_ = 0;
   std::string error_;
   std::vector<Track> tracks_;
   uint32_t discSectors_ = 0;

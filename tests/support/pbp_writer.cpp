@@ -4,9 +4,11 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "common/file_io.h"
+#include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
@@ -197,6 +199,39 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
   EXPECT_TRUE(f.Seek(w.psar));
   MustWrite(f, area);
   EXPECT_TRUE(f.Close()) << f.LastError();
+  return w;
+}
+
+DiscSetWritten WriteDiscSetPbp(const std::string& path, const std::vector<PackageRecipe>& discs) {
+  DiscSetWritten w;
+  Bytes out, startData;
+  for (std::size_t i = 0; i < discs.size(); ++i) {
+    const std::string single = path + ".disc" + std::to_string(i + 1);
+    PbpWritten one = WritePbp(single, discs[i]);
+    const Bytes bytes = ReadFileBytes(single);
+    std::remove(single.c_str());
+    if (i == 0) {
+      out.assign(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(one.psar));
+      w.psar = one.psar;
+      out.resize(out.size() + 0x400, 0);
+      std::memcpy(&out[w.psar], "PSTITLEIMG000000", 16);
+      const std::string id = "_" + discs[0].discId.substr(0, 4) + "_" + discs[0].discId.substr(4);
+      std::memcpy(&out[w.psar + 0x264], id.data(), id.size());
+      startData.assign(bytes.begin() + static_cast<std::ptrdiff_t>(one.startData), bytes.end());
+    }
+    out.resize((out.size() - w.psar + 0x3FF) / 0x400 * 0x400 + w.psar, 0);
+    w.sections.push_back(out.size());
+    StoreLe32(&out[w.psar + 0x200 + 4 * i], static_cast<uint32_t>(out.size() - w.psar));
+    out.insert(out.end(), bytes.begin() + static_cast<std::ptrdiff_t>(one.psar),
+               bytes.begin() + static_cast<std::ptrdiff_t>(one.startData));
+  }
+  for (std::size_t i = 0; i < w.sections.size(); ++i) {
+    const uint64_t next = i + 1 < w.sections.size() ? w.sections[i + 1] : out.size();
+    StoreLe32(&out[w.sections[i] + 12], static_cast<uint32_t>(next - w.sections[i]));
+  }
+  w.startData = out.size();
+  out.insert(out.end(), startData.begin(), startData.end());
+  WriteFileBytes(path, out);
   return w;
 }
 

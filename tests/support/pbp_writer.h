@@ -59,6 +59,17 @@ struct PbpWritten {
 // Writes the package; gtest assertion failures on I/O errors.
 PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe);
 
+struct DiscSetWritten {
+  uint64_t psar = 0;
+  std::vector<uint64_t> sections;  // each disc's section, from the file start
+  uint64_t startData = 0;
+};
+
+// A package of several discs: disc 1's sections before DATA.PSAR, a title header listing
+// the discs' sections (each as WritePbp makes it for its recipe) on 1 KiB boundaries, then
+// disc 1's STARTDAT block.
+DiscSetWritten WriteDiscSetPbp(const std::string& path, const std::vector<PackageRecipe>& discs);
+
 // The nine-key, 944-byte PARAM.SFO of a PS1 package.
 Bytes MakeSfo(const std::string& title, const std::string& discId);
 

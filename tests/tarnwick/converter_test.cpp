@@ -13,6 +13,7 @@
 #include "pbp/sfo.h"
 #include "psar_reader.h"
 #include "support/disc_builder.h"
+#include "support/inflating_reader.h"
 #include "support/process_run.h"
 #include "support/recording_host.h"
 #include "support/runtime.h"
@@ -220,14 +221,17 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
   }
 }
 
+// A three-track table (data, two audio tracks) as the program writes it beside the image:
+// bytes 3-5 equal bytes 7-9 on every entry. Track 2 at 00:40:10, track 3 at 10:00:01.
+Bytes ThreeTrackToc() {
+  return {0x41, 0, 0xA0, 0,    2,    0,    0, 0x01, 0x20, 0,    0x01, 0, 0xA1, 0,    2,
+          0,    0, 0x03, 0,    0,    0x01, 0, 0xA2, 0,    2,    0,    0, 0x01, 0x02, 0x03,
+          0x41, 0, 0x01, 0,    2,    0,    0, 0,    0x02, 0,    0x01, 0, 0x02, 0x00, 0x40,
+          0x10, 0, 0x00, 0x40, 0x10, 0x01, 0, 0x03, 0x10, 0x00, 0x01, 0, 0x10, 0x00, 0x01};
+}
+
 TEST_F(ConverterTest, IsoTocIsCopiedWithTheAudioTimesReadersTakeRight) {
-  // A three-track table (data, two audio tracks) as the program writes it beside the image:
-  // bytes 3-5 equal bytes 7-9 on every entry.
-  const Bytes toc = {0x41, 0,    0xA0, 0,    2,    0,    0,    0x01, 0x20, 0,    0x01, 0,
-                     0xA1, 0,    2,    0,    0,    0x03, 0,    0,    0x01, 0,    0xA2, 0,
-                     2,    0,    0,    0x01, 0x02, 0x03, 0x41, 0,    0x01, 0,    2,    0,
-                     0,    0,    0x02, 0,    0x01, 0,    0x02, 0x00, 0x40, 0x10, 0,    0x00,
-                     0x40, 0x10, 0x01, 0,    0x03, 0x10, 0x00, 0x01, 0,    0x10, 0x00, 0x01};
+  const Bytes toc = ThreeTrackToc();
   ASSERT_EQ(toc.size(), 60u);
   WriteFileBytes(dir_ / "ISO.TOC", toc);
   WriteFileBytes(dir_ / "game.bin", GameImage());
@@ -260,6 +264,22 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ExpectFailure(Run({"T", "SLUS0001", "9", image}), "game ID");
   ProcessResult usage = Run({"T", "SLUS00001", "9"});
   ExpectFailure(usage, "Usage: tarnwick.exe");
+  // Started by hand without arguments, it says how a game on several discs is given.
+  ProcessResult bare = Run({});
+  EXPECT_EQ(bare.exitCode, 2);
+  EXPECT_NE(bare.output.find("[<GAMEID2> \"<image2>\" ... up to disc 5]"), std::string::npos)
+      << bare.output;
+  EXPECT_NE(bare.output.find("ISO2.TOC to ISO5.TOC"), std::string::npos) << bare.output;
+
+  // Later discs: an ID and an image each, at most five discs, each checked as disc 1 is.
+  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002"}), "Usage: tarnwick.exe");
+  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS00003", image,
+                     "SLUS00004", image, "SLUS00005", image, "SLUS00006", image}),
+                "Usage: tarnwick.exe");
+  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS0003", image}),
+                "Disc 3: The game ID must be 9 characters such as SLUS00594, not \"SLUS0003\"");
+  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", dir_ / "missing.bin"}),
+                "Cannot read the image " + (dir_ / "missing.bin"));
 
   // An image that is the package to be written is refused before anything is touched.
   const Bytes older = NoiseBytes(50000, 8);
@@ -340,6 +360,111 @@ TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
   EXPECT_EQ(std::string(psar.begin(), psar.begin() + 8), "STARTDAT");
   EXPECT_EQ(LoadLe32(&psar[0x10]), 0x50u);
   EXPECT_EQ(LoadLe32(&psar[0x14]), 0u);
+}
+
+namespace multi {
+
+// A game on three discs of different lengths, so the sections end at different places.
+Bytes Disc(int n) {
+  Bytes image =
+      BuildDiscImage(GameDisc("SLUS_012.3" + std::to_string(3 + n)), SectorLayout::Mode2Raw);
+  Bytes noise = AudioSectors(20 + 37 * n, 10 + n);
+  image.insert(image.end(), noise.begin(), noise.end());
+  image.resize(image.size() + 2352 * n + 100 * n, 0);
+  return image;
+}
+
+}  // namespace multi
+
+TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
+  std::vector<Bytes> discs;
+  for (int n = 1; n <= 3; ++n) {
+    discs.push_back(multi::Disc(n));
+    WriteFileBytes(dir_ / ("disc" + std::to_string(n) + ".bin"), discs.back());
+  }
+  const Bytes boot = NoiseBytes(999, 3);
+  WriteFileBytes(dir_ / "BOOT.PNG", boot);
+  WriteFileBytes(dir_ / "ISO2.TOC", ThreeTrackToc());  // disc 2 has CD audio
+  for (int level : {0, 7}) {
+    SCOPED_TRACE(level);
+    ProcessResult r = Run({"Three Discs", "SLUS01234", std::to_string(level), dir_ / "disc1.bin",
+                           "SLUS01235", dir_ / "disc2.bin", "SLUS01236", dir_ / "disc3.bin"});
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    EXPECT_EQ(LastLine(r.output), "Done.");
+    EXPECT_NE(r.output.find("Disc 3: " + (dir_ / "disc3.bin")), std::string::npos) << r.output;
+
+    PackageBytes pkg(dir_ / "EBOOT.PBP");
+    pbp::SfoFields fields = pbp::ReadSfoFields(pkg.Section(0));
+    EXPECT_EQ(fields.title, "Three Discs");  // no disc number: readers add their own
+    EXPECT_EQ(fields.discId, "SLUS01234");
+
+    // The title header: the table of sections from DATA.PSAR, zero after the third, and
+    // disc 1's ID shared by all.
+    EXPECT_EQ(pkg.PsarText(0, 16), "PSTITLEIMG000000");
+    EXPECT_EQ(Bytes(pkg.PsarAt(0x10), pkg.PsarAt(0x200)), Bytes(0x1F0, 0));
+    uint32_t slots[3];
+    for (int i = 0; i < 3; ++i) slots[i] = LoadLe32(pkg.PsarAt(0x200 + 4 * i));
+    EXPECT_EQ(slots[0], 0x400u);
+    EXPECT_EQ(Bytes(pkg.PsarAt(0x20C), pkg.PsarAt(0x264)), Bytes(0x58, 0));
+    const uint8_t id[16] = {'_', 'S', 'L', 'U', 'S', '_', '0', '1', '2', '3', '4', 0, 0, 0, 0, 0};
+    EXPECT_EQ(Bytes(pkg.PsarAt(0x264), pkg.PsarAt(0x274)), Bytes(id, id + 16));
+    EXPECT_EQ(Bytes(pkg.PsarAt(0x274), pkg.PsarAt(0x400)), Bytes(0x18C, 0));
+
+    const std::string ids[3] = {"_SLUS_01234", "_SLUS_01235", "_SLUS_01236"};
+    uint64_t startDat = 0;
+    for (int i = 0; i < 3; ++i) {
+      SCOPED_TRACE(i + 1);
+      const uint32_t s = slots[i];
+      EXPECT_EQ(pkg.PsarText(s, 12), "PSISOIMG0000");
+      EXPECT_EQ(pkg.PsarText(s + 0x400, 16), ids[i]);
+      EXPECT_EQ(LoadLe32(pkg.PsarAt(s + 0xBFC)), 0x100000u);
+      EXPECT_EQ(pkg.PsarText(s + 0x122C, 128), "Three Discs");
+      // The section ends where its index says; the next starts at the next 1 KiB boundary
+      // after it, zeros between; the last is followed straight by STARTDAT.
+      uint32_t end = 0;
+      for (uint32_t at = s + 0x4000; LoadLe32(pkg.PsarAt(at + 4)) != 0; at += 32)
+        end = LoadLe32(pkg.PsarAt(at)) + LoadLe16(pkg.PsarAt(at + 4));
+      const uint32_t sectionEnd = s + 0x100000 + end;
+      const uint32_t sizeField = LoadLe32(pkg.PsarAt(s + 12));
+      if (i < 2) {
+        EXPECT_EQ(slots[i + 1], (sectionEnd + 0x3FF) / 0x400 * 0x400);
+        EXPECT_EQ(Bytes(pkg.PsarAt(sectionEnd), pkg.PsarAt(slots[i + 1])),
+                  Bytes(slots[i + 1] - sectionEnd, 0));
+        EXPECT_EQ(sizeField, slots[i + 1] - s);
+      } else {
+        EXPECT_EQ(sizeField, sectionEnd - s);
+        startDat = uint64_t{pkg.Psar()} + sectionEnd;
+      }
+
+      // Each disc reads back whole, as its own disc, by a reader of multi-disc packages.
+      InflatingReader reader(dir_ / "EBOOT.PBP", i + 1);
+      ASSERT_EQ(reader.error(), "");
+      EXPECT_EQ(reader.discCount(), 3);
+      const uint32_t sectors = static_cast<uint32_t>((discs[i].size() + 2351) / 2352);
+      Bytes back;
+      ASSERT_EQ(reader.ReadSectors(0, sectors, back), "");
+      Bytes expected = discs[i];
+      expected.resize(uint64_t{sectors} * 2352, 0);
+      EXPECT_TRUE(back == expected);
+      if (i == 1) {
+        ASSERT_EQ(reader.tracks().size(), 3u);
+        EXPECT_TRUE(reader.tracks()[1].audio);
+        EXPECT_EQ(reader.tracks()[1].start, (40 * 75 + 10) - 150);
+        EXPECT_EQ(reader.tracks()[2].audioPosition, (9 * 60 + 58) * 75 + 1);
+      } else {
+        ASSERT_EQ(reader.tracks().size(), 1u);
+        EXPECT_EQ(reader.discSectors(), sectors);  // the default table, as for one disc
+      }
+    }
+    InflatingReader none(dir_ / "EBOOT.PBP", 4);
+    EXPECT_EQ(none.error(), "no disc 4 in the table");
+
+    const Bytes& all = pkg.bytes();
+    ASSERT_LE(startDat + 0x50 + boot.size(), all.size());
+    EXPECT_EQ(std::string(all.begin() + startDat, all.begin() + startDat + 8), "STARTDAT");
+    EXPECT_EQ(Bytes(all.begin() + startDat + 0x50, all.begin() + startDat + 0x50 + boot.size()),
+              boot);
+  }
 }
 
 }  // namespace
