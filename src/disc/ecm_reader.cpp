@@ -226,9 +226,11 @@ std::size_t EcmReader::Read(std::span<uint8_t> out) {
       n = std::min<std::size_t>(want, size - within);
       std::memcpy(dest, src + within, n);
     }
-    if (pos_ == hashedUpTo_) {
-      edc_ = CdEdc(dest, n, edc_);
-      hashedUpTo_ += n;
+    if (pos_ <= hashedUpTo_ && hashedUpTo_ < pos_ + n) {
+      // A read that began before the checksummed part and runs on past it.
+      const std::size_t seen = static_cast<std::size_t>(hashedUpTo_ - pos_);
+      edc_ = CdEdc(dest + seen, n - seen, edc_);
+      hashedUpTo_ = pos_ + n;
     }
     pos_ += n;
     done += n;
