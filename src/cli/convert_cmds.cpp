@@ -123,7 +123,7 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
 bool IsDiscImage(const std::string& path) {
   const std::string ext = Extension4(path);
   return ext == ".CUE" || ext == ".ISO" || ext == ".BIN" || ext == ".IMG" || ext == ".MDF" ||
-         ext == ".CCD";
+         ext == ".CCD" || ext == ".CHD" || ext == ".ECM";
 }
 
 std::string Canonical(const std::string& path) {
