@@ -187,6 +187,13 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
     EXPECT_TRUE(p.disc == mixed.disc);
     ExpectTracks(p, kMixedTracks, "ecm");
   }
+  DeleteFileIfExists(data.binPaths[0]);
+  {
+    SCOPED_TRACE("a one-file sheet naming the .bin, with only the .bin.ecm beside it");
+    const Package p = Convert(data.cuePath, 0);
+    ASSERT_EQ(p.result, "Success.");
+    EXPECT_TRUE(p.disc == data.disc);
+  }
 }
 
 TEST(ImageFormats, DamagedChdAndEcmFilesStopWithTheirMessageAndLeaveNothing) {
