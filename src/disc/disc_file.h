@@ -20,7 +20,7 @@ bool IsEcmPath(const std::string& path);
 class DiscFile {
  public:
   DiscFile() = default;
-  DiscFile(const std::string& path) { Open(path); }
+  explicit DiscFile(const std::string& path) { Open(path); }
 
   bool Open(const std::string& path);
   bool IsOpen() const { return ecm_ ? ecmOpen_ : file_.IsOpen(); }
