@@ -123,7 +123,7 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
 bool IsDiscImage(const std::string& path) {
   const std::string ext = Extension4(path);
   return ext == ".CUE" || ext == ".ISO" || ext == ".BIN" || ext == ".IMG" || ext == ".MDF" ||
-         ext == ".CCD";
+         ext == ".CCD" || ext == ".CHD" || ext == ".ECM";
 }
 
 std::string Canonical(const std::string& path) {
@@ -181,7 +181,7 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
   static ConvertArgs convert, batch;
 
   auto* c = app.add_subcommand("convert", "Convert a disc image to EBOOT.PBP, or patch a package");
-  c->add_option("INPUT", convert.input, "ISO, BIN, CUE, IMG, CCD, MDF or a PBP package")
+  c->add_option("INPUT", convert.input, "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package")
       ->required();
   AddJobOptions(*c, convert.options);
   c->callback([&ctx] {

@@ -81,7 +81,8 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   static Args args;
 
   auto* gameid = app.add_subcommand("gameid", "Print the game ID found in a disc image");
-  gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG or MDF image, or a CUE sheet")->required();
+  gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG, MDF, CHD or ECM image, or a CUE sheet")
+      ->required();
   gameid->callback([&ctx] {
     std::string data = args.image;
     if (Extension4(data) == ".CUE") {

@@ -9,8 +9,8 @@
 namespace ebf {
 namespace {
 
-constexpr std::array<std::string_view, 6> kAccepted = {".ISO", ".IMG", ".BIN",
-                                                       ".CUE", ".PBP", ".MDF"};
+constexpr std::array<std::string_view, 8> kAccepted = {".ISO", ".IMG", ".BIN", ".CUE",
+                                                       ".PBP", ".MDF", ".CHD", ".ECM"};
 constexpr std::array<std::string_view, 17> kUnsupported = {
     ".B5T", ".B5I", ".BWT", ".BWI", ".LCD", ".DVD", ".000", ".DAO", ".TAO",
     ".CDI", ".CIF", ".XMF", ".XMD", ".NRG", ".NCD", ".IMA", ".BIF"};

@@ -8,6 +8,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_file.h"
 #include "disc/disc_openers.h"
 
 namespace ebf {
@@ -113,8 +114,9 @@ class Joiner {
       if (sheet_.files[f].type != "BINARY")
         return FileNameOf(path) + " is a " + sheet_.files[f].type + " file in " + cue_ +
                "; only BINARY files of raw sectors can be joined.";
-      auto size = FileSize(path);
-      if (!size || IsDirectory(path)) return "Cannot read " + path + ".";
+      std::string error;
+      auto size = DiscFileSize(path, &error);
+      if (!size) return error;
       if (*size == 0) return FileNameOf(path) + ", named by " + cue_ + ", is empty.";
       if (*size % kRawSectorSize != 0)
         return FileNameOf(path) + " (" + std::to_string(*size) +

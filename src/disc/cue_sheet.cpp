@@ -89,6 +89,9 @@ std::string LocateCueFile(const std::string& cuePath, const std::string& rawName
   std::string path = IsCueNameAbsolute(name) ? name : FolderOf(cuePath) + name;
   std::string found = ResolveCaseBlind(path);
   if (IsFile(found)) return found;
+  // A sheet kept beside the ECM-packed file it was written for (game.bin.ecm).
+  std::string packed = ResolveCaseBlind(path + ".ecm");
+  if (IsFile(packed)) return packed;
   if (CharCount(path) < 4) return {};
   std::string fallback = ResolveCaseBlind(LeftChars(path, CharCount(path) - 4) + ".bin");
   if (IsFile(fallback)) return fallback;

@@ -110,6 +110,7 @@ DiscOpenResult OpenPlainDisc(const std::string& path, const DiscOpenOptions& opt
 DiscOpenResult OpenDiscImage(const std::string& path, const DiscOpenOptions& options) {
   const std::string ext = Extension4(path);
   if (ext == ".CUE") return OpenCueDisc(path, options);
+  if (ext == ".CHD") return OpenChdDisc(path);
   if (ext == ".IMG") {
     const std::string ccd = Companion(path, ".ccd");
     if (IsFile(ccd)) return OpenCcdDisc(path, ccd, options);

@@ -1,8 +1,9 @@
 #pragma once
 // One model of a disc for every input format: its track list, and its sectors read in disc
 // order as raw 2,352-byte sectors. Each format (plain image, CUE sheet, CloneCD, Alcohol
-// MDS) has an opener of its own behind OpenDiscImage; what is built from a disc (the
-// prepared image, ISO.TOC, the game ID) reads only this interface.
+// MDS, CHD; ECM files wherever a file of sectors may stand) has an opener of its own behind
+// OpenDiscImage; what is built from a disc (the prepared image, ISO.TOC, the game ID) reads only
+// this interface.
 
 #include <cstdint>
 #include <memory>
@@ -38,6 +39,7 @@ enum class DiscAssembly {
   IsoPadding,       // 2,048-byte sectors given a raw header
   StripSubchannel,  // 2,448-byte sectors less their 96 subchannel bytes
   Joined,           // several files and inserted gaps, one after the other
+  Decoded,          // unpacked from a compressed or encoded file (CHD, ECM)
 };
 
 struct DiscInfo {
@@ -55,6 +57,13 @@ class DiscImage {
   // Sectors [first, first + count) into out (count x 2,352 bytes); inserted gaps and bytes
   // past a file's end read as zeros. Returns "" or what went wrong.
   virtual std::string Read(uint32_t first, uint32_t count, std::span<uint8_t> out) = 0;
+
+  // Before every sector is read in order (the prepared image): formats that decode as a
+  // stream may work ahead. Reads out of order still work afterwards.
+  virtual void ExpectReadInOrder() {}
+  // After every sector was read: the checks only a whole read allows (an ECM file's
+  // closing checksum, a CHD's SHA-1 digests). "" or what is wrong.
+  virtual std::string CheckWholeRead() { return {}; }
 };
 
 struct DiscOpenOptions {
@@ -66,8 +75,9 @@ struct DiscOpenResult {
   std::string message;  // why it could not be opened; set exactly when disc is null
 };
 
-// Opens a disc by its path: a CUE sheet; an IMG with a CloneCD sheet (.ccd) beside it; an
-// MDF with an Alcohol sheet (.mds) beside it; otherwise the file as a plain image.
+// Opens a disc by its path: a CUE sheet; a CHD; an IMG with a CloneCD sheet (.ccd) beside
+// it; an MDF with an Alcohol sheet (.mds) beside it; otherwise the file as a plain image
+// (an ECM file as the image it was made from).
 DiscOpenResult OpenDiscImage(const std::string& path, const DiscOpenOptions& options = {});
 // The file as a plain image, whatever lies beside it.
 DiscOpenResult OpenPlainDisc(const std::string& path, const DiscOpenOptions& options = {});

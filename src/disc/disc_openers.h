@@ -42,6 +42,7 @@ DiscOpenResult OpenCueDisc(const std::string& cuePath, const DiscOpenOptions& op
 DiscOpenResult OpenCcdDisc(const std::string& imagePath, const std::string& ccdPath,
                            const DiscOpenOptions& options);
 DiscOpenResult OpenMdsDisc(const std::string& mdfPath, const std::string& mdsPath);
+DiscOpenResult OpenChdDisc(const std::string& chdPath);
 
 // Each track's length from the next track's start (the disc's end for the last).
 void FillTrackLengths(std::vector<DiscTrack>& tracks, uint32_t sectorCount);

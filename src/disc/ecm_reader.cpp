@@ -55,28 +55,26 @@ bool EcmReader::ReadFileAt(uint64_t offset, uint8_t* out, std::size_t n) {
 
 bool EcmReader::ReadRecordAt(uint64_t at, uint64_t out, Record& r, bool& end) {
   end = false;
-  // A header is one to five bytes: type and five count bits, then seven bits a byte.
+  // A header is one to five bytes: type and five count bits, then seven bits a byte. They
+  // are read one at a time so that the payload read after them follows on without a seek.
   uint8_t bytes[5] = {};
-  std::size_t avail = static_cast<std::size_t>(std::min<uint64_t>(5, fileSize_ - at));
-  if (avail == 0 || !ReadFileAt(at, bytes, avail)) {
-    if (error_.empty()) Fail(Quoted(path_) + " is cut short: it ends where a record should start.");
-    return false;
-  }
-  uint64_t n = (bytes[0] >> 2) & 0x1F;
-  std::size_t used = 1;
-  for (int shift = 5; bytes[used - 1] & 0x80; shift += 7) {
+  std::size_t used = 0;
+  do {
     if (used == 5) {
       Fail(Quoted(path_) + " is damaged: the record header at byte " + std::to_string(at) +
            " is too long.");
       return false;
     }
-    if (used == avail) {
-      Fail(Quoted(path_) + " is cut short: it ends inside a record header.");
+    if (at + used >= fileSize_) {
+      Fail(Quoted(path_) + (used == 0 ? " is cut short: it ends where a record should start."
+                                      : " is cut short: it ends inside a record header."));
       return false;
     }
-    n |= uint64_t{bytes[used] & 0x7Fu} << shift;
+    if (!ReadFileAt(at + used, &bytes[used], 1)) return false;
     ++used;
-  }
+  } while (bytes[used - 1] & 0x80);
+  uint64_t n = (bytes[0] >> 2) & 0x1F;
+  for (std::size_t i = 1; i < used; ++i) n |= uint64_t{bytes[i] & 0x7Fu} << (5 + 7 * (i - 1));
   if (n == 0xFFFFFFFFull) {
     end = true;
     r.payload = at + used;
@@ -226,9 +224,11 @@ std::size_t EcmReader::Read(std::span<uint8_t> out) {
       n = std::min<std::size_t>(want, size - within);
       std::memcpy(dest, src + within, n);
     }
-    if (pos_ == hashedUpTo_) {
-      edc_ = CdEdc(dest, n, edc_);
-      hashedUpTo_ += n;
+    if (pos_ <= hashedUpTo_ && hashedUpTo_ < pos_ + n) {
+      // A read that began before the checksummed part and runs on past it.
+      const std::size_t seen = static_cast<std::size_t>(hashedUpTo_ - pos_);
+      edc_ = CdEdc(dest + seen, n - seen, edc_);
+      hashedUpTo_ = pos_ + n;
     }
     pos_ += n;
     done += n;

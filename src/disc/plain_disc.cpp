@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "common/cd_sector.h"
-#include "common/file_io.h"
 #include "common/files.h"
+#include "disc/disc_file.h"
 #include "disc/disc_openers.h"
 
 namespace ebf {
@@ -28,7 +28,7 @@ uint32_t Sectors(uint64_t size, SectorFormat format) {
 }  // namespace
 
 SectorFormat PlainImageFormat(const std::string& path, bool addIsoPadding) {
-  File f(path, File::Mode::Read);
+  DiscFile f(path);
   if (!f) return SectorFormat::Raw2352;
   const uint64_t len = f.Size();
   std::array<uint8_t, 4> head{};
@@ -49,9 +49,10 @@ SectorMapParts PlainImagePartsAs(const std::string& path, SectorFormat format) {
     parts.error = "Cannot read the image " + path + ": it is a folder";
     return parts;
   }
-  File f(path, File::Mode::Read);
+  DiscFile f(path);
   if (!f) {
-    parts.error = "Cannot read the image " + path + ": " + f.LastError();
+    parts.error =
+        f.Encoded() ? f.LastError() : "Cannot read the image " + path + ": " + f.LastError();
     return parts;
   }
   const uint64_t size = f.Size();
@@ -70,8 +71,9 @@ SectorMapParts PlainImagePartsAs(const std::string& path, SectorFormat format) {
   parts.info.tracks.push_back(track);
   parts.info.assembly = format == SectorFormat::Iso2048   ? DiscAssembly::IsoPadding
                         : format == SectorFormat::Raw2448 ? DiscAssembly::StripSubchannel
+                        : f.Encoded()                     ? DiscAssembly::Decoded
                                                           : DiscAssembly::File;
-  if (format == SectorFormat::Raw2352) parts.info.wholeFile = path;
+  if (format == SectorFormat::Raw2352 && !f.Encoded()) parts.info.wholeFile = path;
   parts.files.push_back(path);
   if (sectors > 0) parts.extents.push_back({0, sectors, format, 0, 0});
   return parts;

@@ -6,6 +6,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_file.h"
 #include "disc/disc_image.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
@@ -20,7 +21,8 @@ std::string LessLastFour(const std::string& text) {
 }
 
 bool IsScannedImage(const std::string& ext) {
-  constexpr std::array<std::string_view, 5> kImages = {".CUE", ".ISO", ".BIN", ".IMG", ".MDF"};
+  constexpr std::array<std::string_view, 7> kImages = {".CUE", ".ISO", ".BIN", ".IMG",
+                                                       ".MDF", ".CHD", ".ECM"};
   for (auto e : kImages)
     if (ext == e) return true;
   return false;
@@ -85,6 +87,8 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
   r.input = path;
   r.dataFile = path;
   r.title = LessLastFour(FileNameOf(path));
+  // game.bin.ecm is named after the file it was made from.
+  if (ext == ".ECM" && IsScannedImage(Extension4(r.title))) r.title = LessLastFour(r.title);
   r.saveName = r.title;
 
   if (ext == ".CUE") {
@@ -98,7 +102,9 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
 
   if (IsScannedImage(ext)) {
     r.gameId.clear();
-    auto size = FileSize(r.dataFile);
+    // A CHD is scanned whatever its size: a small disc packs into fewer bytes than it holds.
+    auto size =
+        ext == ".CHD" ? std::optional<uint64_t>(kMinScannedImageSize) : DiscFileSize(r.dataFile);
     if (size && *size >= kMinScannedImageSize) {
       std::string id = DetectInputGameId(path, r.dataFile);
       if (id.empty()) id = context.settings.defGameId;

@@ -37,27 +37,33 @@ SectorMapDisc::SectorMapDisc(DiscInfo info, std::vector<std::string> files,
 }
 
 std::string SectorMapDisc::ReadFile(std::size_t index, uint64_t offset, std::span<uint8_t> out) {
-  File& f = files_[index];
-  if (!f && !f.Open(paths_[index], File::Mode::Read)) {
+  DiscFile& f = files_[index];
+  auto failed = [&] {
     positions_[index] = kUnknownPosition;
-    return "Cannot read " + paths_[index] + ": " + f.LastError();
-  }
+    // An ECM file's own sentences name it.
+    return f.Encoded() ? f.LastError() : "Cannot read " + paths_[index] + ": " + f.LastError();
+  };
+  if (!f && !f.Open(paths_[index])) return failed();
   // A seek empties the read buffer, so it is made only when the reads do not follow on.
-  if (positions_[index] != offset && !f.Seek(offset)) {
-    positions_[index] = kUnknownPosition;
-    return "Cannot read " + paths_[index] + ": " + f.LastError();
-  }
+  if (positions_[index] != offset && !f.Seek(offset)) return failed();
   const std::size_t got = f.Read(out);
   if (got < out.size()) {
-    if (!f.LastError().empty()) {
-      positions_[index] = kUnknownPosition;
-      return "Cannot read " + paths_[index] + ": " + f.LastError();
-    }
+    if (!f.LastError().empty()) return failed();
     std::memset(out.data() + got, 0, out.size() - got);  // past the file's end
     positions_[index] = kUnknownPosition;
     return {};
   }
   positions_[index] = offset + got;
+  return {};
+}
+
+std::string SectorMapDisc::CheckWholeRead() {
+  for (std::size_t i = 0; i < files_.size(); ++i) {
+    if (!IsEcmPath(paths_[i])) continue;
+    if (!files_[i] && !files_[i].Open(paths_[i])) return files_[i].LastError();
+    positions_[i] = kUnknownPosition;
+    if (std::string error = files_[i].CheckWhole(); !error.empty()) return error;
+  }
   return {};
 }
 

@@ -8,6 +8,7 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
+#include "disc/disc_file.h"
 #include "disc/disc_image.h"
 
 namespace ebf {
@@ -35,12 +36,13 @@ class SectorMapDisc final : public DiscImage {
   SectorMapDisc(DiscInfo info, std::vector<std::string> files, std::vector<DiscExtent> extents);
   const DiscInfo& info() const override { return info_; }
   std::string Read(uint32_t first, uint32_t count, std::span<uint8_t> out) override;
+  std::string CheckWholeRead() override;
 
  private:
   std::string ReadFile(std::size_t file, uint64_t offset, std::span<uint8_t> out);
   DiscInfo info_;
   std::vector<std::string> paths_;
-  std::vector<File> files_;  // opened on first use
+  std::vector<DiscFile> files_;  // opened on first use
   std::vector<uint64_t> positions_;
   std::vector<DiscExtent> extents_;
   Bytes scratch_;

@@ -8,6 +8,7 @@
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/disc_file.h"
 
 namespace ebf {
 namespace {
@@ -139,6 +140,11 @@ CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputF
     if (c == '\\' || c == '/') c = kSep;
   std::string image = IsAbsolutePath(name) ? name : FolderOf(cuePath) + name;
   image = ResolveCaseBlind(image);
+  if (!first.imageName.empty() && (!FileExists(image) || IsDirectory(image))) {
+    // A sheet kept beside the ECM-packed file it was written for (game.bin.ecm).
+    const std::string packed = ResolveCaseBlind(image + ".ecm");
+    if (FileExists(packed) && !IsDirectory(packed)) image = packed;
+  }
   if (first.imageName.empty() || !FileExists(image) || IsDirectory(image)) {
     std::string fallback =
         ResolveCaseBlind((image.size() >= 4 ? image.substr(0, image.size() - 4) : image) + ".bin");
@@ -148,7 +154,7 @@ CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputF
   }
   prep.imagePath = image;
 
-  CueToc toc = BuildCueToc(sheet, FileSize(image).value_or(0));
+  CueToc toc = BuildCueToc(sheet, DiscFileSize(image).value_or(0));
   prep.result = WriteIsoToc(toc.toc, outputFolder);
   return prep;
 }

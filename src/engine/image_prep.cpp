@@ -26,6 +26,8 @@ constexpr uint64_t kMaxOneFileSheet = 1 << 20;
 constexpr const char* kCaptionPadding = "Adding RAW padding...";
 constexpr const char* kCaptionStrip = "Extracting RAW Image...";
 constexpr const char* kCaptionJoin = "Joining tracks...";
+constexpr const char* kCaptionChd = "Unpacking CHD image...";
+constexpr const char* kCaptionEcm = "Decoding ECM image...";
 
 bool IsOneFileSheet(const std::string& cuePath) {
   Bytes bytes;
@@ -65,6 +67,7 @@ std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const ch
     return error;
   };
 
+  disc.ExpectReadInOrder();
   const uint32_t count = disc.info().sectorCount;
   std::vector<uint8_t> buf(std::size_t{kBatch} * kRawSectorSize);
   uint32_t done = 0;
@@ -83,6 +86,7 @@ std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const ch
       p.host.SetFraction(static_cast<double>(done) / static_cast<double>(count));
     }
   }
+  if (std::string error = disc.CheckWholeRead(); !error.empty()) return fail(error);
   const bool flushed = writer->Flush();
   const std::string writeError = writer->TakeError();
   writer.reset();
@@ -148,6 +152,9 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
       caption = kCaptionStrip;
       break;
     case DiscAssembly::Joined:
+      break;
+    case DiscAssembly::Decoded:
+      caption = Extension4(disc.info().tracks.front().file) == ".CHD" ? kCaptionChd : kCaptionEcm;
       break;
   }
   std::string result = WriteDiscImage(disc, tempBin, caption, p);

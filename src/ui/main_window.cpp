@@ -95,10 +95,10 @@ QWidget* MainWindow::BuildInputBox() {
   mnuCD_->setObjectName(QStringLiteral("mnuCD"));
   QAction* image = mnuCD_->addAction(QStringLiteral("Make an image from a disc..."));
   image->setObjectName(QStringLiteral("mnuCDImage"));
-  image->setEnabled(false);
+  connect(image, &QAction::triggered, this, &MainWindow::MakeImageFromDrive);
   QAction* device = mnuCD_->addAction(QStringLiteral("Convert straight from a drive..."));
   device->setObjectName(QStringLiteral("mnuCDDevice"));
-  device->setEnabled(false);
+  connect(device, &QAction::triggered, this, &MainWindow::ConvertFromDrive);
   connect(cmdInCD_, &QPushButton::clicked, this,
           [this] { mnuCD_->popup(cmdInCD_->mapToGlobal(QPoint(0, cmdInCD_->height()))); });
   connect(cmdInBrowse_, &QPushButton::clicked, this, &MainWindow::BrowseInput);

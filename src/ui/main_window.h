@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/settings.h"
+#include "ui/cd_menu.h"
 #include "ui/theme_apply.h"
 
 class QCheckBox;
@@ -53,6 +54,8 @@ class MainWindow : public QWidget {
     std::function<void(MainWindow&)> selectGame, customGame, openDocMaker, openPreview;
     // Takes the disc image out of the loaded package (enabled for package inputs).
     std::function<void(MainWindow&)> ebootToIso;
+    // The CD drives for the CD menu; empty: the system's own.
+    DriveLister listDrives;
   };
 
   struct Services {
@@ -108,6 +111,9 @@ class MainWindow : public QWidget {
   void ShowClosingMessage(const std::string& result, const GoRequest& request);
   void BrowseInput();
   void BrowseOutput();
+  // The CD menu's entries (cd_menu.h).
+  void MakeImageFromDrive();
+  void ConvertFromDrive();
   void BrowseSlot(int slot);
   void ExtractSlot(int slot);
   void OpenOptions();

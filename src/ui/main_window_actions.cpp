@@ -7,6 +7,7 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <cmath>
+#include <filesystem>
 
 #include "assets/slots.h"
 #include "common/files.h"
@@ -99,12 +100,44 @@ void MainWindow::ShowClosingMessage(const std::string& result, const GoRequest& 
 void MainWindow::BrowseInput() {
   const QString start =
       settings_.defaultImagePath.empty() ? txtIn_->text() : Q(settings_.defaultImagePath);
-  const QString patterns = QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.PBP");
+  const QString patterns = QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP");
   const QString path = services_.dialogs->OpenFile(
       this, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"), start,
       {{QStringLiteral("Supported Files (%1)").arg(patterns), patterns},
        {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
   if (!path.isEmpty()) ResolveInput(S(path));
+}
+
+void MainWindow::MakeImageFromDrive() {
+  const std::string drive = ChooseDrive(this, *services_.prompter, hooks_.listDrives);
+  if (drive.empty()) return;
+  const std::string start =
+      settings_.defaultImagePath.empty() ? S(txtOut_->text()) : settings_.defaultImagePath;
+  RipOutcome made =
+      MakeImageFromDisc(this, *services_.prompter, *services_.dialogs, theme_, drive, start);
+  if (made.result == "Success.") ResolveInput(made.cuePath);
+}
+
+void MainWindow::ConvertFromDrive() {
+  const std::string drive = ChooseDrive(this, *services_.prompter, hooks_.listDrives);
+  if (drive.empty()) return;
+  // The package goes where the output box says; a rip in Temp is no place for it.
+  std::string output = S(txtOut_->text());
+  if (output.empty()) {
+    output = S(services_.dialogs->PickFolder(this, QStringLiteral("Select Output Folder"),
+                                             Q(settings_.defaultOutputDir)));
+    if (output.empty()) return;
+  }
+  const std::string folder = services_.folders.work + "Temp" + kSep + "Disc";
+  RipOutcome made = RipForConversion(this, *services_.prompter, theme_, drive, folder, "Disc");
+  if (made.result == "Success.") {
+    ResolveInput(made.cuePath);
+    SetOutputText(output);
+    if (S(txtIn_->text()) == made.cuePath) GoClicked();
+    SetInputText("");
+  }
+  std::error_code ec;
+  std::filesystem::remove_all(std::filesystem::u8path(folder), ec);
 }
 
 void MainWindow::BrowseOutput() {

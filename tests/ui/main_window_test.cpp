@@ -90,7 +90,8 @@ class MainWindowTest : public QObject {
     auto* menu = f.w->findChild<QMenu*>("mnuCD");
     QVERIFY(menu);
     QCOMPARE(menu->actions().size(), 2);
-    for (QAction* a : menu->actions()) QVERIFY(!a->isEnabled());
+    // Enabled with or without a drive: choosing one says when there is none.
+    for (QAction* a : menu->actions()) QVERIFY(a->isEnabled());
     QCOMPARE(menu->actions()[0]->objectName(), QStringLiteral("mnuCDImage"));
     QCOMPARE(menu->actions()[1]->objectName(), QStringLiteral("mnuCDDevice"));
     // The compression box spins from 0 to 9.
@@ -333,7 +334,7 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.dialogs.calls.back().startAt, QString::fromStdString(f.work.path()));
     QCOMPARE(f.dialogs.calls.back().filters.size(), size_t(2));
     QCOMPARE(f.dialogs.calls.back().filters[0].second,
-             QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.PBP"));
+             QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"));
     QCOMPARE(f.resolved.back(), c);
     f.Click("cmdInBrowse");  // cancelled: nothing more
     QCOMPARE(f.resolved.size(), size_t(2));

@@ -1,7 +1,7 @@
-// Draws the main window (customisation folded and open), the progress window, the options
-// dialog and the other dialogs with sample values into PNG files, for the documentation;
-// then runs a real conversion from the main window and takes the progress window in the
-// middle of it and the message box that closes it.
+// Draws the main window (customisation folded and open, its CD menu open), the progress
+// window, the options dialog and the other dialogs with sample values into PNG files, for
+// the documentation; then runs a real conversion from the main window and takes the
+// progress window in the middle of it and the message box that closes it.
 //   ebf_ui_screenshots <runtime folder> <output folder>
 
 #include <QApplication>
@@ -11,7 +11,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
 #include <QSpinBox>
 #include <QStyleFactory>
 #include <QTemporaryDir>
@@ -137,6 +140,18 @@ int main(int argc, char** argv) {
   w.SetSlot(ui::MainWindow::kPic1, true, "/home/mira/Pictures/harbour-night.jpg");
   w.resize(820, 10);
   bool ok = Save(w, out, "main.png");
+  {
+    // The CD menu open below its button, taken from the screen with the window under it.
+    auto* cd = w.findChild<QPushButton*>("cmdInCD");
+    auto* menu = w.findChild<QMenu*>("mnuCD");
+    menu->popup(cd->mapToGlobal(QPoint(0, cd->height())));
+    for (int i = 0; i < 10; ++i) QApplication::processEvents();
+    const QRect area = w.frameGeometry().united(menu->geometry());
+    ok &= QGuiApplication::primaryScreen()
+              ->grabWindow(0, area.x(), area.y(), area.width(), area.height())
+              .save(out + "/cd-menu.png");
+    menu->hide();
+  }
   w.ToggleCustomisation();
   w.resize(820, 10);
   ok &= Save(w, out, "main-customise.png");

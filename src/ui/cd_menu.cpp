@@ -1,0 +1,80 @@
+#include "ui/cd_menu.h"
+
+#include <QFileInfo>
+
+#include "common/cancel.h"
+#include "disc/rip/rip.h"
+#include "ui/file_dialogs.h"
+#include "ui/progress_window.h"
+#include "ui/prompter.h"
+
+namespace ebf::ui {
+namespace {
+
+RipOutcome Rip(QWidget* parent, Prompter& prompter, const ThemeContext& theme,
+               rip::RipRequest request) {
+  ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
+  progress.SetCaption(kRipCaption);
+  progress.show();
+  DiscJobHooks hooks;
+  hooks.cancel = &CancelRequested;
+  hooks.progress = [&progress](uint64_t done, uint64_t total) {
+    progress.SetFraction(total ? static_cast<double>(done) / static_cast<double>(total) : 0.0);
+    progress.PumpEvents();
+  };
+  rip::RipResult made;
+  std::string error = rip::RipToBinCue(request, hooks, &made);
+  progress.hide();
+  TakeCancelRequest();
+  RipOutcome out;
+  out.result = error.empty() ? "Success." : error;
+  if (error.empty()) out.cuePath = made.cuePath;
+  if (!error.empty() && error != kDiscJobCancelled)
+    prompter.Warn(parent, QString::fromStdString(error));
+  return out;
+}
+
+}  // namespace
+
+std::string ChooseDrive(QWidget* parent, Prompter& prompter, const DriveLister& drives) {
+  const std::vector<std::string> found = drives ? drives() : rip::ListDrives();
+  if (found.empty()) {
+    prompter.Warn(parent, QLatin1String(kMsgNoDrive));
+    return {};
+  }
+  return found.front();
+}
+
+RipOutcome MakeImageFromDisc(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
+                             const ThemeContext& theme, const std::string& drive,
+                             const std::string& startFolder) {
+  const QString chosen = dialogs.SaveFile(
+      parent, QStringLiteral("Select where to save the disc image"),
+      QString::fromStdString(startFolder), QStringLiteral("Disc.cue"), QStringLiteral("cue"),
+      {{QStringLiteral("CUE Sheets (*.cue)"), QStringLiteral("*.cue")},
+       {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
+  if (chosen.isEmpty()) return {};
+  const QFileInfo target(chosen);
+  rip::RipRequest request;
+  request.source = drive;
+  request.folder = target.absolutePath().toStdString();
+  request.name = target.completeBaseName().toStdString();
+  // The save dialog has already asked before replacing the sheet.
+  request.overwrite = true;
+  RipOutcome out = Rip(parent, prompter, theme, request);
+  if (out.result == "Success.") prompter.Inform(parent, QLatin1String(kMsgRipDone));
+  return out;
+}
+
+RipOutcome RipForConversion(QWidget* parent, Prompter& prompter, const ThemeContext& theme,
+                            const std::string& drive, const std::string& folder,
+                            const std::string& name) {
+  rip::RipRequest request;
+  request.source = drive;
+  request.folder = folder;
+  request.name = name;
+  request.overwrite = true;
+  return Rip(parent, prompter, theme, request);
+}
+
+}  // namespace ebf::ui

@@ -1,0 +1,60 @@
+// CHD and ECM files from the command line: `resolve` shows a chdman CHD's track list as the
+// joined sheet would, `batch` finds CHDs, lone ECM files and ECM-packed sets (through
+// their sheet, not their packed track files) and converts each once.
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "support/cd_sets.h"
+#include "support/chdman.h"
+#include "support/ecm_writer.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+TEST(PackedImagesCli, ResolveShowsAChdsTracksAndBatchFindsEveryPackedDisc) {
+  TempDir dir;
+  const test::CdSet chdSet = test::WriteMixedSet(dir.MakeDir("src"));
+  ASSERT_TRUE(test::CreateChd(chdSet.cuePath, dir.MakeDir("games/chd") + "/Mixed.chd", ""));
+
+  test::ProcessResult r = Cli({"resolve", dir / "games/chd/Mixed.chd"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("track 01 = MODE2/2352 at 00:00:00 (sector 0), Mixed.chd\n"
+                          "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
+                          "Mixed.chd\n"
+                          "track 03 = AUDIO      at 00:09:70 (sector 745), pregap 00:01:00, "
+                          "Mixed.chd\n"
+                          "disc = 875 sectors (00:11:50)\n"),
+            std::string::npos)
+      << r.output;
+
+  // A Redump set whose track files were packed one by one; the sheet still names the .bin.
+  const test::CdSet packed = test::WriteMixedSet(dir.MakeDir("games/ecm"));
+  for (const std::string& bin : packed.binPaths) {
+    test::WriteFileBytes(bin + ".ecm", test::EncodeEcm(test::ReadFileBytes(bin)));
+    DeleteFileIfExists(bin);
+  }
+  const test::CdSet data = test::WriteDataOnlySet(dir.MakeDir("games/lone"));
+  test::WriteFileBytes(data.binPaths[0] + ".ecm",
+                       test::EncodeEcm(test::ReadFileBytes(data.binPaths[0])));
+  DeleteFileIfExists(data.binPaths[0]);
+  DeleteFileIfExists(data.cuePath);
+
+  r = Cli({"--yes", "batch", dir / "games", "-o", dir / "out", "--level", "1"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("3 of 3 converted."), std::string::npos) << r.output;
+  for (const char* name : {"Mixed.chd", "Mixed.cue", "Data Disc.bin.ecm"})
+    EXPECT_NE(r.output.find(name), std::string::npos) << name << "\n" << r.output;
+  EXPECT_EQ(r.output.find("Track 2).bin.ecm"), std::string::npos) << r.output;
+}
+
+}  // namespace
+}  // namespace ebf
