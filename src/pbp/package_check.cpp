@@ -28,7 +28,8 @@ std::string CheckWrittenPackage(const std::string& path) {
     return bad("its start data block lies beyond the end of the file.");
   const uint64_t dataStart = layout.psar + kPsarBlockDataPos;
   for (const BlockRef& b : layout.blocks) {
-    const uint64_t end = dataStart + b.offset + b.length;
+    // The entry's length is its low 16 bits; the high ones carry flags.
+    const uint64_t end = dataStart + b.offset + (b.length & 0xFFFF);
     if (end > *startData) return bad("its disc image index runs past its last block.");
   }
   return {};

@@ -75,7 +75,8 @@ struct Plan {
   uint64_t bootSize = 0;
 };
 
-std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
+std::string Prepare(const ConverterArgs& args, const std::string& outputName, File& base,
+                    Plan& plan) {
   const std::string& folder = plan.folder;
   const std::string basePath = folder + kTemplateName;
   if (!FileExists(basePath) || IsDirectory(basePath))
@@ -87,7 +88,7 @@ std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
   error = pbp::PatchSfo(plan.tmpl.sfo, args.title, args.gameId);
   if (!error.empty()) return std::string(kTemplateName) + ": " + error;
 
-  if (SameFile(args.imagePath, folder + kOutputName) || SameFile(args.imagePath, basePath))
+  if (SameFile(args.imagePath, folder + outputName) || SameFile(args.imagePath, basePath))
     return "The image " + args.imagePath + " cannot be the package being written or its template";
   if (std::string e = CheckImage(args.imagePath); !e.empty()) return e;
   DiscInput& disc = plan.disc;
@@ -160,10 +161,10 @@ std::string WriteEboot(const std::string& folder, const ConverterArgs& args,
   Plan plan;
   plan.folder = WithTrailingSep(folder);
   File base;
-  if (std::string e = Prepare(args, base, plan); !e.empty()) return e;
+  if (std::string e = Prepare(args, options.outputName, base, plan); !e.empty()) return e;
   plan.disc.threads = options.threads;
 
-  const std::string outPath = plan.folder + kOutputName;
+  const std::string outPath = plan.folder + options.outputName;
   PartialOutput output(outPath);
   File& out = output.file;
   if (!out.Open(outPath, File::Mode::Write))
