@@ -321,7 +321,7 @@ TEST_F(ConverterTest, WritesTheNameItIsGivenAndRemovesItWhenStopped) {
   WriteFileBytes(dir_ / "big.bin", NoiseBytes(40u << 20, 9));
   for (const char* sig : {"INT", "TERM"}) {
     const std::string status =
-        Shell("cd '" + dir_.path() + "' && TARNWICK_OUTPUT=EBOOT.PBP.part '" + Converter() +
+        Shell("cd '" + dir_.path() + "' || exit 9; TARNWICK_OUTPUT=EBOOT.PBP.part '" + Converter() +
               "' T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; "
               "while [ ! -s '" +
               (dir_ / "EBOOT.PBP.part") +
