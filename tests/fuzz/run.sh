@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the fuzz targets with clang in build-fuzz/, replays the kept inputs of
 # tests/fuzz/regressions/ through them, and runs each for a short while (FUZZ_SECONDS,
-# default 20) or for a number of executions (FUZZ_RUNS), then prints one line per target:
+# default 12) or for a number of executions (FUZZ_RUNS), then prints one line per target:
 # executions, coverage (edges, features) and crashes. Seeds are the kept inputs and, when it is installed, pictures from
 # ImageMagick. Exits non-zero when a kept input fails or a target finds a crash; the
 # crashing input is left in build-fuzz/fuzz/ (add it to make_regressions.py once fixed).
@@ -11,7 +11,7 @@ if ! command -v clang++ >/dev/null 2>&1; then
   echo "clang++ not found: fuzzing skipped"
   exit 0
 fi
-SECONDS_EACH=${FUZZ_SECONDS:-20}
+SECONDS_EACH=${FUZZ_SECONDS:-12}
 BUILD=build-fuzz
 # Undefined behaviour stops the run like a crash, so the fuzzers and the replay report it.
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
