@@ -19,6 +19,9 @@
 namespace ebf::cli {
 namespace {
 
+// How the program's "Continue regardless?" question after a failed read or write begins.
+constexpr const char* kUnexpectedErrorHead = "The following unexpected error occurred!!!";
+
 namespace fs = std::filesystem;
 
 struct JobResult {
@@ -99,6 +102,13 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
     std::cerr << kNeedRebuildDestination << "\n";
     out.result = "No file to rebuild into";
     if (ctx.json) PrintJobJson(input, "", "failed", kNeedRebuildDestination, out, inputBytes, 0);
+  } else if (result.empty() && host.refusedQuestion().rfind(kUnexpectedErrorHead, 0) == 0) {
+    // A failed read or write stopped the run: a failure, whatever --yes says.
+    const std::string text = ReplaceAll(host.refusedQuestion(), "\r\n", "\n");
+    const std::string error = text.substr(0, text.rfind("\n\nContinue regardless?"));
+    std::cerr << error << "\n";
+    out.result = "Stopped by an error";
+    if (ctx.json) PrintJobJson(input, "", "failed", error, out, inputBytes, 0);
   } else if (result.empty()) {
     // A question stopped the run: say which, and how to answer it.
     const bool rebuild = host.refusedQuestion() == pbp::kRebuildQuestion && options.output.empty();

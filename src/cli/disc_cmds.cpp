@@ -84,6 +84,11 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG, MDF, CHD or ECM image, or a CUE sheet")
       ->required();
   gameid->callback([&ctx] {
+    if (std::string refused = NotAFileMessage(args.image); !refused.empty()) {
+      std::cerr << refused << "\n";
+      ctx.exitCode = 1;
+      return;
+    }
     std::string data = args.image;
     if (Extension4(data) == ".CUE") {
       auto found = FindCueDataFile(data);
@@ -110,6 +115,11 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   lookup->add_option("ID", args.id, "Game ID as read from a disc, e.g. SLUS00594")->required();
   lookup->add_option("--ini", ctx.iniPath, "Settings file to read (HideNameTags)");
   lookup->callback([&ctx] {
+    if (args.id.empty()) {
+      std::cerr << "No game ID given: name one, e.g. SLUS00594.\n";
+      ctx.exitCode = 1;
+      return;
+    }
     LoadCliSettings(ctx);
     auto entry = LookupGame(GameDbPath(ctx.folders.tree), args.id, ctx.settings.hideNameTags);
     if (!entry) {

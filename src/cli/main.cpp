@@ -6,6 +6,7 @@
 #include "cli/registry.h"
 #include "cli/terminal_host.h"
 #include "common/files.h"
+#include "engine/recovery.h"
 
 namespace ebf::cli {
 namespace {
@@ -71,12 +72,18 @@ int main(int argc, char** argv) {
   TerminalHost host(ctx.assumeYes, ctx.quiet, {StderrIsTerminal(), nullptr, {}});
   ctx.host = &host;
   InstallInterruptHandler();
+  // What a run that never ended left on the user's files is put right first, as the
+  // desktop program does at its start.
+  for (const std::string& said : ebf::RecoverInterruptedWork(ctx.folders))
+    std::cerr << said << "\n";
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     // --help and --version end here with 0; every mistake on the line is a failure.
+    ebf::ClearWorkFiles(ctx.folders.work);
     return app.exit(e) == 0 ? kExitSuccess : kExitFailed;
   }
   host.FinishLine();
+  ebf::ClearWorkFiles(ctx.folders.work);
   return ctx.exitCode;
 }

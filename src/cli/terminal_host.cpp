@@ -37,8 +37,14 @@ std::ostream& TerminalHost::out() {
   return view_.out ? *view_.out : std::cerr;
 }
 
-bool TerminalHost::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon /*icon*/) {
+bool TerminalHost::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon icon) {
   FinishLine();
+  // "Continue regardless?" after a failed read or write is never answered Yes for the user:
+  // going on past it is how a package or an image gets broken.
+  if (icon == MsgIcon::Critical) {
+    if (refused_.empty()) refused_ = ReplaceAll(text, "\r\n", "\n");
+    return false;
+  }
   if (assumeYes_) return true;
   if (refused_.empty()) refused_ = ReplaceAll(text, "\r\n", "\n");
   return false;

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #ifdef _WIN32
+#include <io.h>
 #include <windows.h>
-
-#include <filesystem>
 #else
 #include <limits.h>
 #include <sys/uio.h>
@@ -46,6 +46,17 @@ bool File::Open(const std::string& path, Mode mode) {
                   : mode == Mode::Write     ? "wb"
                   : mode == Mode::ReadWrite ? "r+b"
                                             : "ab";
+  if (mode == Mode::Read || mode == Mode::ReadWrite) {
+    // A pipe or a device could block the open or the reads for ever, and a folder is no
+    // file: only regular files are read.
+    std::error_code ec;
+    auto st = std::filesystem::status(std::filesystem::u8path(path), ec);
+    if (!ec && std::filesystem::exists(st) && !std::filesystem::is_regular_file(st)) {
+      error_ = std::filesystem::is_directory(st) ? "it is a folder, not a file"
+                                                 : "it is not a regular file (a pipe or a device)";
+      return false;
+    }
+  }
   errno = 0;
 #ifdef _WIN32
   std::wstring wm(m, m + std::strlen(m));
@@ -182,6 +193,30 @@ bool File::Flush() {
     return false;
   }
   return true;
+}
+
+bool File::Sync() {
+  if (!Flush()) return false;
+  errno = 0;
+#ifdef _WIN32
+  bool ok = _commit(_fileno(fp_)) == 0;
+#else
+  bool ok = ::fsync(fileno(fp_)) == 0;
+#endif
+  if (!ok) Fail();
+  return ok;
+}
+
+bool File::Truncate(uint64_t length) {
+  if (!Flush()) return false;
+  errno = 0;
+#ifdef _WIN32
+  bool ok = _chsize_s(_fileno(fp_), static_cast<long long>(length)) == 0;
+#else
+  bool ok = ::ftruncate(fileno(fp_), static_cast<off_t>(length)) == 0;
+#endif
+  if (!ok) Fail();
+  return ok;
 }
 
 }  // namespace ebf

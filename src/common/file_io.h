@@ -51,6 +51,10 @@ class File {
   // Current length of the file (the position is kept).
   uint64_t Size();
   bool Flush();
+  // Flushes and asks the system to put the bytes on the disk before returning.
+  bool Sync();
+  // Cuts the file to `length` bytes (flushes first).
+  bool Truncate(uint64_t length);
 
   // A readable description of the last failure ("No space left on device" ...).
   const std::string& LastError() const { return error_; }

@@ -176,6 +176,26 @@ bool DeleteFileIfExists(const std::string& path) {
   return fs::remove(P(path), ec) && !ec;
 }
 
+bool RenameReplacing(const std::string& from, const std::string& to, std::string* error) {
+  std::error_code ec;
+  fs::rename(P(from), P(to), ec);
+  if (ec && error) *error = ec.message();
+  return !ec;
+}
+
+std::string NotAFileMessage(const std::string& path) {
+  std::error_code ec;
+  auto st = fs::status(P(path), ec);
+  if (ec || !fs::exists(st) || fs::is_regular_file(st)) return {};
+  if (fs::is_directory(st)) return "\"" + path + "\" is a folder, not a file.";
+  return "\"" + path + "\" is not a regular file (a pipe or a device) and cannot be read.";
+}
+
+bool IsRegularFile(const std::string& path) {
+  std::error_code ec;
+  return fs::is_regular_file(P(path), ec);
+}
+
 bool CopyFileTo(const std::string& from, const std::string& to, std::string* error) {
   std::error_code ec;
   fs::copy_file(P(from), P(to), fs::copy_options::overwrite_existing, ec);

@@ -49,6 +49,13 @@ std::optional<uint64_t> FileSize(const std::string& path);
 // Deletes a file; a missing file is not an error. Never touches folders.
 bool DeleteFileIfExists(const std::string& path);
 bool CopyFileTo(const std::string& from, const std::string& to, std::string* error = nullptr);
+// Gives `from` the name `to` in one step, replacing a file of that name.
+bool RenameReplacing(const std::string& from, const std::string& to, std::string* error = nullptr);
+// "" when the path is a regular file or names nothing; else the message that refuses it as
+// an input (a folder, a pipe, a device), to be given before anything opens it.
+std::string NotAFileMessage(const std::string& path);
+// Whether the path names a regular file (a link is followed): not a folder, FIFO or device.
+bool IsRegularFile(const std::string& path);
 // Free bytes on the volume that holds the path (its nearest existing ancestor).
 std::optional<uint64_t> FreeSpace(const std::string& path);
 // Marks a file or folder hidden where the platform has such a mark (Windows).

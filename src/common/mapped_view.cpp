@@ -9,6 +9,7 @@
 #else
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -93,7 +94,10 @@ void MappedView::Reset() {
 
 bool FileMapper::Open(const std::string& path) {
   Close();
-  fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // O_NONBLOCK keeps a pipe from holding the open; only a regular file is kept.
+  fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  struct stat st {};
+  if (fd_ >= 0 && (fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode))) Close();
   return fd_ >= 0;
 }
 

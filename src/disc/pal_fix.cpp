@@ -199,13 +199,15 @@ PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
       PalPatch patch{run.FilePos(pos + i), LoadLe32(&buf[i]), LoadLe32(&buf[i + 4]), rule};
       StoreLe32(&buf[i], r.new0);
       StoreLe32(&buf[i + 4], r.new1);
+      // Noted before it is written: undoing a change that never reached the file is
+      // harmless, a change written without a note could never be undone.
+      if (undo) undo->push_back(patch);
+      if (onPatch) onPatch(patch);
       if (options.write && !run.WriteAt(pos + i, std::span<const uint8_t>(&buf[i], 8))) {
         result.error = file.LastError();
         return result;
       }
       ++result.patches;
-      if (undo) undo->push_back(patch);
-      if (onPatch) onPatch(patch);
     }
     if (last) break;
     std::copy(buf.begin() + static_cast<std::ptrdiff_t>(got - kPalWindow),

@@ -75,6 +75,10 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
   r.saveName = context.currentSaveName;
 
   std::string path = chosen;
+  if (std::string refused = NotAFileMessage(path); !refused.empty()) {
+    r.message = refused;
+    return r;
+  }
   std::string ext = Extension4(path);
   if (ext == ".CCD") {
     path = ResolveCaseBlind(LessLastFour(path) + ".img");
@@ -98,6 +102,10 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
       return r;
     }
     r.dataFile = *data;
+    if (std::string refused = NotAFileMessage(r.dataFile); !refused.empty()) {
+      r.message = refused;
+      return r;
+    }
   }
 
   if (IsScannedImage(ext)) {

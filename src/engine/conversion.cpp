@@ -19,7 +19,9 @@
 #include "pbp/container.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
+#include "pbp/package_check.h"
 #include "pbp/patch.h"
+#include "pbp/patch_journal.h"
 #include "pbp/psar.h"
 #include "pbp/rebuild.h"
 
@@ -27,6 +29,8 @@ namespace ebf {
 namespace {
 
 constexpr const char* kPalJournal = "PALFIX.UNDO";
+constexpr const char* kMsgNewPackageNotWritten =
+    "The new package could not be finished; no EBOOT.PBP was written.";
 
 // Every file a disc-image run may leave behind, and the PAL fix made on the user's image,
 // are undone here on every way out: success, failure, cancel, a converter that crashed.
@@ -37,9 +41,15 @@ class RunCleanup {
   ~RunCleanup() {
     if (staged_) RemoveStagedFiles(out_, assets_);
     DeleteFileIfExists(out_ + "ISO.TOC");
+    // The new package under its temporary name never outlives the run: by now it either
+    // became EBOOT.PBP or is not to be trusted.
+    DeleteFileIfExists(out_ + kPartialPackageName);
     const std::string temp = TempFolder(work_);
-    for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "ISO.TOC"})
+    DeleteFileIfExists(temp + kRunNote);
+    for (const char* name :
+         {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "ISO.TOC", "START.DAT", "null"})
       DeleteFileIfExists(temp + name);
+    DeleteFileIfExists(WithTrailingSep(work_) + "null");
     RevertPalFix();
   }
   RunCleanup(const RunCleanup&) = delete;
@@ -90,9 +100,11 @@ class PalJournal {
 };
 
 // The fix over a whole image (`package` false) or over the disc image inside a package.
+// With `journalTemp`, the fix on the user's own package is all or nothing: a first pass
+// finds the changes, their bytes are journalled, and only then are they written.
 std::string RunPalFix(const std::string& path, bool package, const ConversionRequest& r,
                       std::vector<PalPatch>* undo, PalJournal* journal, Host& host,
-                      uint64_t& patches) {
+                      uint64_t& patches, const std::string& journalTemp = {}) {
   File f(path, File::Mode::ReadWrite);
   if (!f) return "The PAL -> NTSC fix could not open " + path + " (" + f.LastError() + ")";
   std::vector<FileSpan> spans{{0, f.Size()}};
@@ -105,17 +117,55 @@ std::string RunPalFix(const std::string& path, bool package, const ConversionReq
   options.screenHeight = r.PalFixScreen;
   options.graphics = r.PalFixGraphics;
   options.batch = r.LogMode;
+  std::optional<pbp::PatchJournal> packageJournal;
+  if (!journalTemp.empty()) {
+    PalFixOptions dry = options;
+    dry.write = false;
+    std::vector<PalPatch> found;
+    PalFixResult seen = ApplyPalFix(f, spans, dry, &found, host, {});
+    if (seen.cancelled) {
+      CancelRequested = false;
+      return "Cancelled.";
+    }
+    if (found.empty()) return "";
+    // A window may straddle a block's stored-mode head, so each note takes the head too.
+    std::vector<FileSpan> regions;
+    for (const PalPatch& p : found) regions.push_back({p.offset, 8 + pbp::kStoredHeadSize});
+    packageJournal.emplace(path, journalTemp);
+    if (std::string e = packageJournal->Begin(f, regions); !e.empty()) {
+      packageJournal.reset();
+      return e;
+    }
+  }
   PalFixResult res = ApplyPalFix(f, spans, options, undo, host, [&](const PalPatch& p) {
     if (journal) journal->Add(p);
   });
-  patches += res.patches;
+  if (packageJournal && res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
   if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  if (packageJournal) {
+    if (res.cancelled || !res.error.empty()) {
+      std::string undone = packageJournal->RollBack();
+      res.patches = 0;
+      if (!undone.empty()) res.error += ". " + undone;
+    } else {
+      packageJournal->Finish();
+    }
+  }
+  patches += res.patches;
   if (res.cancelled) {
     CancelRequested = false;
     return "Cancelled.";
   }
   if (!res.error.empty()) return "The PAL -> NTSC fix failed on " + path + ": " + res.error;
   return "";
+}
+
+// Names the files of the output folder that the next start removes should this program
+// be killed before its clean-up runs (the clean-up removes the note with them).
+void NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths) {
+  File note(temp + kRunNote, File::Mode::Write);
+  for (const std::string& p : paths) note.Write(p + "\n");
+  note.Sync();
 }
 
 // ICON0, PIC1 and the gameboot become PNGs of the PSP's sizes when they are other pictures.
@@ -191,7 +241,9 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
     const std::string dest = ctx.chooseRebuildDestination ? ctx.chooseRebuildDestination() : "";
     if (dest.empty()) return "";
     if (dest == r.InputPath) return pbp::kSameFileMessage;
+    NoteRunFiles(temp, {dest + ".part"});
     res = pbp::ReconstructEboot(r.InputPath, dest, temp, ctx.folders.work, job, host);
+    DeleteFileIfExists(temp + kRunNote);
     if (res == "Success.") outcome.rebuiltTo = dest;
     return res;
   }
@@ -199,7 +251,7 @@ std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
   DeleteNullFile(ctx.folders.work);
   if (res != "Success.") return res;
   if (r.PalFixScreen || r.PalFixGraphics) {
-    res = RunPalFix(r.InputPath, true, r, nullptr, nullptr, host, outcome.palPatches);
+    res = RunPalFix(r.InputPath, true, r, nullptr, nullptr, host, outcome.palPatches, temp);
     if (!res.empty()) return res;
   }
   return "Success.";
@@ -219,6 +271,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   const bool isPbp = Extension4(r.InputPath) == ".PBP";
   const bool inPlace = isPbp && !r.RecompressEboot;
 
+  if (std::string refused = NotAFileMessage(r.InputPath); !refused.empty()) return refused;
   if (!FileExists(r.InputPath)) return kMsgInputMissing;
   if (r.InputPath.size() < 4) return kMsgInputTooShort;
   if (!inPlace) {
@@ -232,6 +285,11 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   const std::string temp = TempFolder(work);
 
   if (isPbp) {
+    // A patch of this package that never ended is undone before the package is read.
+    if (std::string said = pbp::RollBackLeftoverPatch(r.InputPath); !said.empty()) {
+      if (said.find("could not be undone") != std::string::npos) return said;
+      host.Log(said + "\r\n");
+    }
     std::string check = pbp::CheckEbootForJob(r.InputPath);
     if (!check.empty()) return check;
     if (inPlace) return PackageJob(r, ctx, outcome);
@@ -240,6 +298,7 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   RunCleanup cleanup(work, r.OutputFolder);
   std::optional<pbp::TocArea> toc;
   DeleteFileIfExists(r.OutputFolder + "ISO.TOC");
+  NoteRunFiles(temp, {r.OutputFolder + "ISO.TOC"});
 
   if (isPbp) {
     // A package to recompress: its disc image comes out first, with its TOC, so that a
@@ -307,6 +366,11 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
     palDone = true;
   }
 
+  {
+    std::vector<std::string> leftovers = StagedFilePaths(r.OutputFolder, assets);
+    leftovers.push_back(r.OutputFolder + kPartialPackageName);
+    NoteRunFiles(temp, leftovers);
+  }
   if (std::string res = StageConverterFiles(ctx.folders, r.OutputFolder, assets); !res.empty()) {
     cleanup.Staged(assets);
     return res;
@@ -322,19 +386,30 @@ std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
   run.expectedSize = expected;
   run.logMode = r.LogMode;
   run.pollInterval = ctx.pollInterval;
-  if (std::string res = RunConverter(run, host); res != "Success.") return res;
+  // The converter writes under a temporary name; only a checked, patched package becomes
+  // EBOOT.PBP, so no way out of the run leaves a torn one under that name.
+  run.outputName = kPartialPackageName;
+  const std::string partial = r.OutputFolder + kPartialPackageName;
+  DeleteFileIfExists(partial);
 
-  const std::string eboot = r.OutputFolder + "EBOOT.PBP";
+  if (std::string res = RunConverter(run, host); res != "Success.") return res;
+  if (std::string res = pbp::CheckWrittenPackage(partial); !res.empty()) return res;
+
   pbp::EbootJob job = JobFor(r);
   job.toc = toc;
-  std::string res = pbp::PatchConvertedEboot(eboot, temp, job, host);
+  std::string res = pbp::PatchConvertedEboot(partial, temp, job, host);
   DeleteNullFile(work);
-  if (res != "Success.") return res;
+  DeleteFileIfExists(temp + pbp::kStartDatFile);
+  if (res != "Success.") return res.empty() ? std::string(kMsgNewPackageNotWritten) : res;
 
   if (palFix && !palDone) {
-    res = RunPalFix(eboot, true, r, nullptr, nullptr, host, outcome.palPatches);
+    res = RunPalFix(partial, true, r, nullptr, nullptr, host, outcome.palPatches);
     if (!res.empty()) return res;
   }
+  if (TakeCancelRequest()) return "Cancelled.";
+  std::string why;
+  if (!RenameReplacing(partial, r.OutputFolder + "EBOOT.PBP", &why))
+    return "The new package could not be named EBOOT.PBP in " + r.OutputFolder + " (" + why + ")";
   return "Success.";
 }
 

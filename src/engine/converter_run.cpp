@@ -1,6 +1,8 @@
 #include "engine/converter_run.h"
 
+#include <cctype>
 #include <thread>
+#include <vector>
 
 #include "common/cancel.h"
 #include "common/files.h"
@@ -29,6 +31,30 @@ std::string StageConverterFiles(const ProgramFolders& folders, const std::string
   return err;
 }
 
+std::vector<std::string> StagedFilePaths(const std::string& outputFolder,
+                                         const AssetPaths& assets) {
+  std::vector<std::string> paths = {outputFolder + kConverterName, outputFolder + "BASE.PBP",
+                                    outputFolder + "DATA.PSP"};
+  for (int i = 0; i < kAssetCount; ++i) {
+    const std::string staged = outputFolder + kStagedAssetNames[i];
+    if (assets[i] != staged) paths.push_back(staged);
+  }
+  return paths;
+}
+
+bool IsRunFileName(const std::string& name) {
+  // A rebuilt package under its temporary name: "<name>.PBP.part".
+  std::string upper;
+  for (char c : name)
+    upper.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
+  if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0) return true;
+  for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", "ISO.TOC", kPartialPackageName})
+    if (name == n) return true;
+  for (const char* n : kStagedAssetNames)
+    if (name == n) return true;
+  return false;
+}
+
 void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets) {
   for (const char* name : {kConverterName, "BASE.PBP", "DATA.PSP"})
     DeleteFileIfExists(outputFolder + name);
@@ -53,7 +79,7 @@ bool ConverterSucceeded(const std::string& output) {
 }
 
 std::string RunConverter(const ConverterRunOptions& o, Host& host) {
-  const std::string eboot = o.outputFolder + "EBOOT.PBP";
+  const std::string eboot = o.outputFolder + o.outputName;
   const bool compressed = o.level > 0;
   if (o.logMode)
     host.Log("\r\n  Converting to EBOOT... ");
@@ -65,7 +91,9 @@ std::string RunConverter(const ConverterRunOptions& o, Host& host) {
   host.SetSizeText("Image Size: " + FormatSize(FileSize(o.inputPath).value_or(0)));
 
   ChildProcess child;
-  switch (child.Start(ConverterCommandLine(o), o.outputFolder)) {
+  std::vector<std::string> env;
+  if (o.outputName != "EBOOT.PBP") env.push_back("TARNWICK_OUTPUT=" + o.outputName);
+  switch (child.Start(ConverterCommandLine(o), o.outputFolder, env)) {
     case ChildProcess::StartError::Pipe:
       return kMsgPipeError;
     case ChildProcess::StartError::Spawn:
@@ -102,6 +130,12 @@ std::string RunConverter(const ConverterRunOptions& o, Host& host) {
   // An unreadable pipe leaves the output short; the verdict below then reports the run as
   // failed with whatever was read, which is all the user can be told.
   if (!child.DrainToEnd() || !readable) host.Log(kMsgPipeUnreadable);
+  // Ctrl+C in a terminal reaches the converter too, which then ends on its own: still a
+  // cancel, not a converter that failed.
+  if (TakeCancelRequest()) {
+    DeleteFileIfExists(eboot);
+    return "Cancelled.";
+  }
   if (o.logMode) {
     host.ShowBar(true);
     host.ShowBytes(false);

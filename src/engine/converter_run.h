@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "common/host.h"
 #include "common/program_folders.h"
@@ -13,6 +14,12 @@
 namespace ebf {
 
 inline constexpr const char* kConverterName = "tarnwick.exe";
+// What a conversion has the converter write; it becomes EBOOT.PBP only once checked.
+inline constexpr const char* kPartialPackageName = "EBOOT.PBP.part";
+// The note in Temp that names, while a run is under way, every file it may leave in the
+// output folder (staged files, ISO.TOC, the partial package), so that the next start can
+// remove them should the program be killed.
+inline constexpr const char* kRunNote = "RUN.NOTE";
 inline constexpr const char* kMsgPipeError = "Pipe Error!!!";
 inline constexpr const char* kMsgCouldNotStart = "Could not start tarnwick!";
 inline constexpr const char* kMsgPipeUnreadable =
@@ -32,6 +39,13 @@ using AssetPaths = std::array<std::string, kAssetCount>;
 std::string StageConverterFiles(const ProgramFolders& folders, const std::string& outputFolder,
                                 const AssetPaths& assets);
 
+// The files StageConverterFiles makes in the output folder.
+std::vector<std::string> StagedFilePaths(const std::string& outputFolder, const AssetPaths& assets);
+
+// Whether a file name is one that a run makes in the output folder and may delete (the
+// staged files, ISO.TOC, and packages under their temporary names, "*.PBP.part").
+bool IsRunFileName(const std::string& name);
+
 // Removes what staging put in the output folder (never a user's own asset file) and ISO.TOC.
 void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets);
 
@@ -41,6 +55,9 @@ struct ConverterRunOptions {
   std::string gameId;
   int level = 9;
   std::string inputPath;
+  // The file the converter writes in the output folder (told through TARNWICK_OUTPUT when
+  // it is not EBOOT.PBP); progress follows it and a cancel deletes it.
+  std::string outputName = "EBOOT.PBP";
   uint64_t expectedSize = 0;
   bool logMode = false;
   std::chrono::milliseconds pollInterval{200};
@@ -52,7 +69,9 @@ std::string ConverterCommandLine(const ConverterRunOptions& o);
 // True when the output ends in "Done." (CR and LF in the last ten characters ignored).
 bool ConverterSucceeded(const std::string& output);
 
-// Runs the staged converter. "Success.", "Cancelled." (EBOOT.PBP deleted) or the error.
+// Runs the staged converter. "Success.", "Cancelled." (its output deleted) or the error. A
+// cancel that arrives as the converter ends (Ctrl+C reaches the whole process group) is
+// still a cancel.
 std::string RunConverter(const ConverterRunOptions& o, Host& host);
 
 }  // namespace ebf

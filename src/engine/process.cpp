@@ -1,6 +1,7 @@
 #include "engine/process.h"
 
 #include <array>
+#include <cstring>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -41,6 +42,24 @@ std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
   return args;
 }
 
+namespace {
+
+// This program's environment with the extra entries added, a same-named entry replaced.
+std::vector<std::string> MergedEnvironment(const std::vector<std::string>& current,
+                                           const std::vector<std::string>& extra) {
+  auto nameOf = [](const std::string& e) { return e.substr(0, e.find('=')); };
+  std::vector<std::string> out;
+  for (const std::string& e : current) {
+    bool replaced = false;
+    for (const std::string& x : extra) replaced = replaced || nameOf(x) == nameOf(e);
+    if (!replaced) out.push_back(e);
+  }
+  out.insert(out.end(), extra.begin(), extra.end());
+  return out;
+}
+
+}  // namespace
+
 ChildProcess::~ChildProcess() {
   if (pid_ && IsRunning()) Terminate();
   CloseHandles();
@@ -49,7 +68,16 @@ ChildProcess::~ChildProcess() {
 #ifdef _WIN32
 
 ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
-                                             const std::string& workingDir) {
+                                             const std::string& workingDir,
+                                             const std::vector<std::string>& extraEnv) {
+  std::vector<std::string> current;
+  if (char* block = GetEnvironmentStringsA()) {
+    for (const char* p = block; *p; p += std::strlen(p) + 1) current.emplace_back(p);
+    FreeEnvironmentStringsA(block);
+  }
+  std::string envBlock;
+  for (const std::string& e : MergedEnvironment(current, extraEnv)) envBlock += e + '\0';
+  envBlock += '\0';
   SECURITY_ATTRIBUTES sa{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   HANDLE readEnd = nullptr, writeEnd = nullptr;
   if (!CreatePipe(&readEnd, &writeEnd, &sa, 0)) return StartError::Pipe;
@@ -71,8 +99,8 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
   PROCESS_INFORMATION pi{};
   std::string line = Utf8ToAnsi(commandLine);
   std::string dir = Utf8ToAnsi(workingDir);
-  BOOL ok = CreateProcessA(nullptr, line.data(), &sa, &sa, TRUE, 0x08000020, nullptr, dir.c_str(),
-                           &si, &pi);
+  BOOL ok = CreateProcessA(nullptr, line.data(), &sa, &sa, TRUE, 0x08000020,
+                           extraEnv.empty() ? nullptr : envBlock.data(), dir.c_str(), &si, &pi);
   CloseHandle(writeEnd);
   if (!ok) {
     CloseHandle(readEnd);
@@ -128,7 +156,14 @@ void ChildProcess::CloseHandles() {
 #else
 
 ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
-                                             const std::string& workingDir) {
+                                             const std::string& workingDir,
+                                             const std::vector<std::string>& extraEnv) {
+  std::vector<std::string> current;
+  for (char** e = environ; *e; ++e) current.emplace_back(*e);
+  std::vector<std::string> env = MergedEnvironment(current, extraEnv);
+  std::vector<char*> envp;
+  for (auto& e : env) envp.push_back(e.data());
+  envp.push_back(nullptr);
   int fds[2];
   if (pipe(fds) != 0) return StartError::Pipe;
   std::vector<std::string> args = SplitCommandLine(commandLine);
@@ -152,7 +187,7 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
   int rc;
 #if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 29)
   if (!workingDir.empty()) posix_spawn_file_actions_addchdir_np(&actions, workingDir.c_str());
-  rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
 #else
   // No chdir action: change the folder around the spawn (the program is single-threaded).
   {
@@ -160,7 +195,7 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
     bool haveCwd = getcwd(cwd.data(), cwd.size()) != nullptr;
     rc = (!workingDir.empty() && chdir(workingDir.c_str()) != 0)
              ? errno
-             : posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+             : posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
     if (haveCwd) (void)!chdir(cwd.c_str());
   }
 #endif

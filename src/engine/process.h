@@ -22,8 +22,10 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   enum class StartError { None, Pipe, Spawn };
-  // Starts the command with `workingDir` as its current folder.
-  StartError Start(const std::string& commandLine, const std::string& workingDir);
+  // Starts the command with `workingDir` as its current folder and this program's
+  // environment, with the "NAME=value" entries of `extraEnv` added or replacing.
+  StartError Start(const std::string& commandLine, const std::string& workingDir,
+                   const std::vector<std::string>& extraEnv = {});
 
   bool IsRunning();
   void Terminate();

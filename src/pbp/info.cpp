@@ -24,7 +24,8 @@ std::string FormatMsf(int minute, int second, int frame) {
 
 std::string ReadEbootInfo(const std::string& ebootPath, EbootInfo& out) {
   out = EbootInfo{};
-  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
+  if (std::string refused = NotAFileMessage(ebootPath); !refused.empty()) return refused;
+  if (!FileExists(ebootPath)) return kNoSuchFile;
   File in(ebootPath, File::Mode::Read);
   if (!in) return "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
   const Inspection seen = ReadInspection(in, ebootPath);

@@ -111,15 +111,23 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
 
   MakeFolders(tempFolder);
   MarkHidden(tempFolder);
-  for (int i = 0; i < kLeadingSectionCount; ++i) {
-    ReadSectionToFile(r.header.SectionStart(i), r.header.offsets[i + 1],
-                      tempFolder + kSectionFileNames[i], in, host);
-  }
+  // A copy stopped after an error leaves a work file short; a job built on it would write
+  // a broken package, so the inspection fails instead.
+  bool stopped = false;
+  auto copy = [&](uint64_t start, uint64_t end, const std::string& name) {
+    if (!stopped)
+      stopped = ReadSectionToFile(start, end, tempFolder + name, in, host) == CopyOutcome::Stopped;
+  };
+  for (int i = 0; i < kLeadingSectionCount; ++i)
+    copy(r.header.SectionStart(i), r.header.offsets[i + 1], kSectionFileNames[i]);
   const uint64_t pngStart = r.startData + kStartDataAssumedHeaderSize;
   const uint64_t pngEnd = pngStart + r.bootPngSize;
-  ReadSectionToFile(pngStart, pngEnd, tempFolder + kGamebootFile, in, host);
+  copy(pngStart, pngEnd, kGamebootFile);
   // The start data stops one byte short of the end of the file; kept as it always was.
-  ReadSectionToFile(pngEnd, r.fileSize - 1, tempFolder + kStartDatFile, in, host);
+  copy(pngEnd, r.fileSize - 1, kStartDatFile);
+  if (stopped)
+    r.message = "The parts of \"" + ebootPath + "\" could not be written to " + tempFolder +
+                "; nothing was changed.";
   return r;
 }
 

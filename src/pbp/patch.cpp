@@ -6,18 +6,19 @@
 #include <vector>
 
 #include "common/ansi.h"
+#include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "pbp/container.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
+#include "pbp/patch_journal.h"
 #include "pbp/sfo.h"
 #include "pbp/toc.h"
 
 namespace ebf::pbp {
 namespace {
 
-constexpr long kErrDeviceIo = 57;
 constexpr std::size_t kZeroChunk = 32768;
 // The header fields the patch writes lie within this much of DATA.PSAR's start.
 constexpr uint64_t kHeaderFieldsEnd = kPsarSaveNamePos + kPsarSaveNameSize;
@@ -47,24 +48,32 @@ bool HasPsarMagic(File& f, uint64_t psar) {
          std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) == 0;
 }
 
-// Runs the writes of one patch; after a failure the user decides whether to go on.
+// Runs the writes of one patch. A failure or a cancel stops it: going on after a failed
+// write could only leave a broken package (the user's own, or a new one about to be named
+// EBOOT.PBP).
 class Steps {
  public:
-  Steps(File& f, Host& host) : f_(f), host_(host) {}
+  explicit Steps(File& f) : f_(f) {}
   bool stopped() const { return stopped_; }
-  // False once the user chose to stop.
+  bool cancelled() const { return cancelled_; }
+  const std::string& failure() const { return failure_; }
+  // False once the patch is to stop.
   bool Check(bool ok) {
     if (stopped_) return false;
-    if (!ok && !AskContinueAfterError(host_, f_.LastError(), kErrDeviceIo)) stopped_ = true;
+    if (CancelRequested) {
+      cancelled_ = stopped_ = true;
+      return false;
+    }
+    if (!ok) Failed(f_.LastError());
     return !stopped_;
   }
   bool WriteAt(uint64_t at, std::span<const uint8_t> bytes) {
     return Check(f_.Seek(at) && f_.Write(bytes));
   }
   bool Append(const std::string& path) {
-    if (stopped_) return false;
+    if (!Check(true)) return false;
     if (AppendFileToOpenFile(path, f_)) return true;
-    if (!AskContinueAfterError(host_, "Cannot read " + path, kErrDeviceIo)) stopped_ = true;
+    Failed(f_.LastError().empty() ? "Cannot read " + path : f_.LastError());
     return !stopped_;
   }
   bool Zeros(uint64_t count) {
@@ -78,9 +87,14 @@ class Steps {
   }
 
  private:
+  void Failed(const std::string& why) {
+    failure_ = why.empty() ? "input/output error" : why;
+    stopped_ = true;
+  }
   File& f_;
-  Host& host_;
   bool stopped_ = false;
+  bool cancelled_ = false;
+  std::string failure_;
 };
 
 // Where the start-data block is and what the patch needs from it, checked against the file.
@@ -184,7 +198,7 @@ std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFol
 }
 
 std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
-                              const EbootJob& job, Host& host) {
+                              const EbootJob& job, Host& /*host*/) {
   if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
   const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
   const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
@@ -217,7 +231,25 @@ std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& t
   if (sd.s < psar + kHeaderFieldsEnd)
     return Damaged(ebootPath, "its start data block lies inside the disc image header.");
 
-  Steps steps(f, host);
+  // Everything the patch may overwrite: header and leading sections, the disc image's
+  // header fields, the start-data block to the end (the file may grow past it).
+  PatchJournal journal(ebootPath, tempFolder);
+  if (std::string e =
+          journal.Begin(f, {{0, psar}, {psar, kHeaderFieldsEnd}, {sd.s, fileSize - sd.s}});
+      !e.empty())
+    return e;
+  Steps steps(f);
+  auto stop = [&]() -> std::string {
+    f.Close();
+    std::string undo = journal.RollBack();
+    if (steps.cancelled()) {
+      CancelRequested = false;
+      return undo.empty() ? "Cancelled." : undo;
+    }
+    return "Writing to the EBOOT \"" + ebootPath + "\" failed: " + steps.failure() + ". " +
+           (undo.empty() ? std::string("Nothing was changed; the EBOOT is as it was before.")
+                         : undo);
+  };
   // The first seven offsets; DATA.PSAR's stays where it is.
   std::array<uint8_t, 4 * kSectionCount> offsets{};
   uint64_t running = kPbpHeaderSize;
@@ -226,19 +258,24 @@ std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& t
     running += len[i];
   }
   StoreLe32(offsets.data() + 4 * kDataPsar, static_cast<uint32_t>(psar));
-  if (!steps.WriteAt(kPbpOffsetsPos, offsets)) return "";
-  if (!steps.WriteAt(kPbpHeaderSize, sfo)) return "";
+  if (!steps.WriteAt(kPbpOffsetsPos, offsets)) return stop();
+  if (!steps.WriteAt(kPbpHeaderSize, sfo)) return stop();
   for (std::size_t i = 1; i < leading.size(); ++i)
-    if (!steps.Append(leading[i])) return "";
+    if (!steps.Append(leading[i])) return stop();
   uint64_t pos = f.Tell();
-  if (pos < psar && !steps.Zeros(psar - pos)) return "";
+  if (pos < psar && !steps.Zeros(psar - pos)) return stop();
 
-  if (!WriteHeaderArea(steps, f, psar, sd, tailLen[0], job, startDat)) return "";
+  if (!WriteHeaderArea(steps, f, psar, sd, tailLen[0], job, startDat)) return stop();
   pos = f.Tell();
   const uint64_t length = f.Size();
   // One byte more than the gap: the file grows by one byte, as packages patched so far did.
-  if (pos < length && !(steps.Check(f.Seek(pos)) && steps.Zeros(length - pos + 1))) return "";
-  if (!steps.Check(f.Close())) return "";
+  if (pos < length && !(steps.Check(f.Seek(pos)) && steps.Zeros(length - pos + 1))) return stop();
+  if (!steps.Check(f.Sync())) return stop();
+  if (!f.Close()) {
+    steps.Check(false);
+    return stop();
+  }
+  journal.Finish();
   return "Success.";
 }
 
@@ -264,9 +301,14 @@ std::string PatchConvertedEboot(const std::string& ebootPath, const std::string&
 
   MakeFolders(tempFolder);
   if (ReadSectionToFile(tailStart, fileSize, startDat, f, host) == CopyOutcome::Stopped) return "";
-  Steps steps(f, host);
-  if (!WriteHeaderArea(steps, f, psar, sd, len[0], job, startDat)) return "";
-  if (!steps.Check(f.Close())) return "";
+  Steps steps(f);
+  if (!WriteHeaderArea(steps, f, psar, sd, len[0], job, startDat) || !steps.Check(f.Close())) {
+    if (steps.cancelled()) {
+      CancelRequested = false;
+      return "Cancelled.";
+    }
+    return "The EBOOT \"" + ebootPath + "\" could not be written: " + steps.failure() + ".";
+  }
   return "Success.";
 }
 

@@ -58,8 +58,11 @@ std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFol
 // header and the gap up to DATA.PSAR is zero-filled. Then the header area is patched and
 // the gameboot and START.DAT are written at the start-data block; when that comes out
 // shorter than the file, zeros are written to one byte past the old end (so the file
-// grows by one byte each such time, as it always has). Returns "Success." or a message;
-// nothing is written when the checks before the first write fail.
+// grows by one byte each such time, as it always has). The bytes the patch overwrites are
+// journalled first (pbp/patch_journal.h): a write error or a cancel puts them all back
+// (never a question whether to go on), a crash leaves the journal for the next start.
+// Returns "Success.", "Cancelled." or a message; nothing is written when the checks
+// before the first write fail.
 std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
                               const EbootJob& job, Host& host);
 

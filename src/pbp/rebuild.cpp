@@ -14,7 +14,6 @@
 namespace ebf::pbp {
 namespace {
 
-constexpr long kErrDeviceIo = 57;
 constexpr std::size_t kCopyBufferSize = 32768;
 constexpr uint64_t kShrinkThreshold = kCopyBufferSize - 1;  // as in ReadSectionToFile
 constexpr int kProgressEvery = 32;
@@ -50,9 +49,19 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
     DeleteFileIfExists(WithTrailingSep(workFolder) + "null");
     return kSameFileMessage;
   }
-  RebuildCleanup cleanup(workFolder, destPath);
+  // The new package is written under a temporary name beside the destination and takes
+  // its name only when whole; a failed write stops the rebuild (going on would only make a
+  // broken package).
+  const std::string partial = destPath + ".part";
+  RebuildCleanup cleanup(workFolder, partial);
+  std::string failure;
   auto fail = [&](File& file) {
-    return AskContinueAfterError(host, file.LastError(), kErrDeviceIo);
+    failure = file.LastError().empty() ? "input/output error" : file.LastError();
+    return false;
+  };
+  auto failed = [&]() {
+    return "The new EBOOT \"" + destPath + "\" could not be written: " + failure +
+           ". Nothing was left in its place.";
   };
 
   // Check the source and every input before the destination is touched.
@@ -95,16 +104,16 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
   auto newHeader = HeaderForLengths(lengths);
   if (!newHeader) return "The new EBOOT would be larger than a package can be.";
 
-  DeleteFileIfExists(destPath);
-  File dst(destPath, File::Mode::Write);
+  DeleteFileIfExists(partial);
+  File dst(partial, File::Mode::Write);
   if (!dst) {
     fail(dst);
-    return "";
+    return failed();
   }
-  if (!WritePbpHeader(dst, lengths) && !fail(dst)) return "";
-  if (!dst.Write(sfo) && !fail(dst)) return "";
+  if (!WritePbpHeader(dst, lengths) && !fail(dst)) return failed();
+  if (!dst.Write(sfo) && !fail(dst)) return failed();
   for (const std::string& p : leading)
-    if (!AppendFileToOpenFile(p, dst) && !fail(dst)) return "";
+    if (!AppendFileToOpenFile(p, dst) && !fail(dst)) return failed();
 
   host.Log("  Reconstructing EBOOT...");
   host.SetCaption("Reconstructing EBOOT...");
@@ -112,12 +121,12 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
   // The disc-image header with the new save name and ID, then everything up to the boot
   // picture.
   std::vector<uint8_t> buf(kCopyBufferSize);
-  if (!(src.Seek(*psar) && src.ReadExact(buf)) && !fail(src)) return "";
+  if (!(src.Seek(*psar) && src.ReadExact(buf)) && !fail(src)) return failed();
   Bytes saveName = SaveNameField(job.saveName);
   std::copy(saveName.begin(), saveName.end(), buf.begin() + kPsarSaveNamePos);
   Bytes id = UnderscoredIdField(job.gameId);
   std::copy(id.begin(), id.end(), buf.begin() + kPsarDiscIdPos);
-  if (!dst.Write(buf) && !fail(dst)) return "";
+  if (!dst.Write(buf) && !fail(dst)) return failed();
 
   uint64_t pos = *psar + kCopyBufferSize;
   std::size_t want = buf.size();
@@ -125,8 +134,8 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
   while (pos < copyEnd) {
     if (pos + kShrinkThreshold > copyEnd) want = static_cast<std::size_t>(copyEnd - pos);
     std::size_t n = src.Seek(pos) ? src.Read(std::span<uint8_t>(buf.data(), want)) : 0;
-    if (n < want && pos + n < srcSize && !fail(src)) return "";
-    if (n > 0 && !dst.Write(std::span<const uint8_t>(buf.data(), n)) && !fail(dst)) return "";
+    if (n < want && pos + n < srcSize && !fail(src)) return failed();
+    if (n > 0 && !dst.Write(std::span<const uint8_t>(buf.data(), n)) && !fail(dst)) return failed();
     pos += want;
     if (++reads % kProgressEvery == 0) {
       host.SetFraction(static_cast<double>(pos) / static_cast<double>(copyEnd));
@@ -141,11 +150,17 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
   const uint64_t newStart = uint64_t{newHeader->psarOffset()} + (s - *psar);
   std::array<uint8_t, 4> len{};
   StoreLe32(len.data(), static_cast<uint32_t>(*gamebootSize));
-  if (!(dst.Seek(newStart + kStartDataPngLengthPos) && dst.Write(len)) && !fail(dst)) return "";
-  if (!dst.Seek(newStart + h) && !fail(dst)) return "";
-  if (!AppendFileToOpenFile(job.gameboot, dst) && !fail(dst)) return "";
-  if (!AppendFileToOpenFile(startDat, dst) && !fail(dst)) return "";
-  if (!dst.Close() && !fail(dst)) return "";
+  if (!(dst.Seek(newStart + kStartDataPngLengthPos) && dst.Write(len)) && !fail(dst))
+    return failed();
+  if (!dst.Seek(newStart + h) && !fail(dst)) return failed();
+  if (!AppendFileToOpenFile(job.gameboot, dst) && !fail(dst)) return failed();
+  if (!AppendFileToOpenFile(startDat, dst) && !fail(dst)) return failed();
+  if (!(dst.Sync() && dst.Close()) && !fail(dst)) return failed();
+  std::string why;
+  if (!RenameReplacing(partial, destPath, &why)) {
+    failure = why;
+    return failed();
+  }
   cleanup.Keep();
   return "Success.";
 }

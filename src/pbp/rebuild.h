@@ -24,8 +24,9 @@ inline constexpr const char* kRebuildDone = "Done :)";
 // assets and BASE.PSP from Temp, then the source's DATA.PSAR up to the boot picture with
 // the save name and underscored ID set in its first 32 KB, then the gameboot and
 // Temp/START.DAT. The source is only read. Progress and cancel (every 32 reads) go through
-// the host; a cancel or a failure deletes the destination. Returns "Success." (the caller
-// shows "Done :)"), "Cancelled.", "" (the user stopped after an error) or a message.
+// the host. The package is written as destPath + ".part" and renamed when whole, so a
+// cancel, a failure or a crash never leaves a file under destPath. Returns "Success." (the
+// caller shows "Done :)"), "Cancelled." or a message (a write error stops at once).
 // A file named "null" in workFolder (where the slots put it) is deleted on every way out.
 std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
                              const std::string& tempFolder, const std::string& workFolder,

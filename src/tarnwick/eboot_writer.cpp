@@ -84,7 +84,8 @@ struct Plan {
   uint64_t bootSize = 0;
 };
 
-std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
+std::string Prepare(const ConverterArgs& args, const std::string& outputName, File& base,
+                    Plan& plan) {
   const std::string& folder = plan.folder;
   const std::string basePath = folder + kTemplateName;
   if (!FileExists(basePath) || IsDirectory(basePath))
@@ -100,7 +101,7 @@ std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
   discs.insert(discs.end(), args.laterDiscs.begin(), args.laterDiscs.end());
   for (size_t i = 0; i < discs.size(); ++i) {
     const std::string& image = discs[i].imagePath;
-    if (SameFile(image, folder + kOutputName) || SameFile(image, basePath))
+    if (SameFile(image, folder + outputName) || SameFile(image, basePath))
       return "The image " + image + " cannot be the package being written or its template";
     if (std::string e = CheckImage(image); !e.empty()) return e;
     DiscInput& disc = plan.discs.emplace_back();
@@ -258,10 +259,10 @@ std::string WriteEboot(const std::string& folder, const ConverterArgs& args,
   Plan plan;
   plan.folder = WithTrailingSep(folder);
   File base;
-  if (std::string e = Prepare(args, base, plan); !e.empty()) return e;
+  if (std::string e = Prepare(args, options.outputName, base, plan); !e.empty()) return e;
   for (DiscInput& disc : plan.discs) disc.threads = options.threads;
 
-  const std::string outPath = plan.folder + kOutputName;
+  const std::string outPath = plan.folder + options.outputName;
   PartialOutput output(outPath);
   File& out = output.file;
   if (!out.Open(outPath, File::Mode::Write))

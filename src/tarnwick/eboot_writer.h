@@ -17,6 +17,9 @@ inline constexpr char kDataPspName[] = "DATA.PSP";
 
 struct WriteOptions {
   unsigned threads = 0;  // 0 = one per core
+  // The file written in the folder; the caller may ask for a temporary name and rename it
+  // once it has checked the result.
+  std::string outputName = kOutputName;
   // Progress lines, a handful per run.
   std::function<void(const std::string& line)> say;
 };

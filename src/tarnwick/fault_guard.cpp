@@ -37,13 +37,25 @@ LONG WINAPI OnFault(EXCEPTION_POINTERS* info) {
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
+BOOL WINAPI OnStop(DWORD) {
+  wchar_t wide[4096];
+  if (gOutput[0] && MultiByteToWideChar(CP_UTF8, 0, gOutput, -1, wide, 4096) > 0) DeleteFileW(wide);
+  ExitProcess(130);
+  return TRUE;
+}
+
 #else
 
 void OnFault(int) {
   ssize_t ignored = write(STDERR_FILENO, gMessage, std::strlen(gMessage));
   (void)ignored;
-  unlink(gOutput);
+  if (gOutput[0]) unlink(gOutput);
   _exit(1);
+}
+
+void OnStop(int) {
+  if (gOutput[0]) unlink(gOutput);
+  _exit(130);
 }
 
 #endif
@@ -63,6 +75,21 @@ void InstallReadFaultGuard(const std::string& partialOutput, const std::string& 
   sigemptyset(&action.sa_mask);
   sigaction(SIGBUS, &action, nullptr);
 #endif
+}
+
+void InstallStopCleanup() {
+#ifdef _WIN32
+  SetConsoleCtrlHandler(OnStop, TRUE);
+#else
+  struct sigaction action {};
+  action.sa_handler = OnStop;
+  sigemptyset(&action.sa_mask);
+  for (int sig : {SIGINT, SIGTERM, SIGHUP}) sigaction(sig, &action, nullptr);
+#endif
+}
+
+void ReleasePartialOutput() {
+  gOutput[0] = '\0';
 }
 
 }  // namespace ebf::tarnwick

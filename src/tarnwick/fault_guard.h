@@ -11,4 +11,11 @@ namespace ebf::tarnwick {
 // Both strings are copied; a later call replaces them.
 void InstallReadFaultGuard(const std::string& partialOutput, const std::string& message);
 
+// An interrupt or termination request (Ctrl+C to the terminal's whole group, a kill from
+// the caller) removes the partial output named above before the process ends with 130.
+void InstallStopCleanup();
+
+// The output is complete: neither a fault nor a stop removes it any more.
+void ReleasePartialOutput();
+
 }  // namespace ebf::tarnwick

@@ -1,13 +1,22 @@
 // tarnwick.exe "<title>" <GAMEID> <level 0-9> "<image>" [<GAMEID> "<image>" ...]: writes
 // EBOOT.PBP in the current folder. The caller reads the output only after the program ends, through
 // a pipe, and takes a last line of "Done." as success; so the output is short and "Done." appears
-// only when EBOOT.PBP is complete.
+// only when EBOOT.PBP is complete. TARNWICK_OUTPUT in the environment, a plain file name, makes the
+// program write that file instead, so that a caller can check the result before it takes the
+// package's name.
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#ifdef __linux__
+#include <sys/prctl.h>
+
+#include <csignal>
+#endif
 
 #include "common/files.h"
 #include "tarnwick/args.h"
@@ -28,6 +37,17 @@ void Print(std::FILE* stream, std::string line) {
   std::fflush(stream);
 }
 
+// The output's name: EBOOT.PBP, or a plain file name from the environment.
+std::string OutputName() {
+  const char* asked = std::getenv("TARNWICK_OUTPUT");
+  if (!asked) return ebf::tarnwick::kOutputName;
+  std::string name(asked);
+  if (name.empty() || name == "." || name == ".." ||
+      name.find_first_of("/\\:") != std::string::npos)
+    return ebf::tarnwick::kOutputName;
+  return name;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -43,10 +63,16 @@ int main(int argc, char** argv) {
   try {
     std::u8string cwd = std::filesystem::current_path().u8string();  // paths are UTF-8
     std::string folder(cwd.begin(), cwd.end());
-    ebf::tarnwick::InstallReadFaultGuard(
-        ebf::WithTrailingSep(folder) + ebf::tarnwick::kOutputName,
-        "Cannot read the image " + parsed->imagePath + ": the file changed while it was read");
     ebf::tarnwick::WriteOptions options;
+    options.outputName = OutputName();
+    ebf::tarnwick::InstallReadFaultGuard(
+        ebf::WithTrailingSep(folder) + options.outputName,
+        "Cannot read the image " + parsed->imagePath + ": the file changed while it was read");
+    ebf::tarnwick::InstallStopCleanup();
+#ifdef __linux__
+    // A caller that is killed outright cannot stop the converter; its death stops it here.
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+#endif
     options.say = [](const std::string& line) { Print(stdout, line); };
     error = ebf::tarnwick::WriteEboot(folder, *parsed, options);
   } catch (const std::exception& e) {
@@ -56,6 +82,7 @@ int main(int argc, char** argv) {
     Print(stderr, error);
     return 1;
   }
+  ebf::tarnwick::ReleasePartialOutput();
   Print(stdout, "Done.");
   return 0;
 }

@@ -3,7 +3,7 @@
 #include "app/settings.h"
 #include "app/startup.h"
 #include "common/files.h"
-#include "engine/conversion.h"
+#include "engine/recovery.h"
 #include "ui/main_window.h"
 #include "ui/prompter.h"
 
@@ -17,9 +17,10 @@ bool RunStartup(MainWindow& window, const std::string& commandLine) {
       return false;
     }
   }
-  // A PAL fix that a crash left on a user's image is put back before anything else.
-  const std::string recovered = RecoverInterruptedPalFix(folders.work);
-  if (!recovered.empty()) window.prompter().Warn(nullptr, QString::fromStdString(recovered));
+  // A PAL fix or a patch that a crash left on a user's file is put back before anything
+  // else.
+  for (const std::string& recovered : RecoverInterruptedWork(folders))
+    window.prompter().Warn(nullptr, QString::fromStdString(recovered));
 
   const std::string fromCommandLine = CommandLineInput(commandLine);
   if (!fromCommandLine.empty()) window.ResolveInput(fromCommandLine);

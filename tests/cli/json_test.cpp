@@ -24,9 +24,8 @@ struct Ran {
 // `args` are put on a shell line as they are (quote paths with Q).
 Ran Cli(const TempDir& dir, const std::string& args) {
   const std::string out = dir / "stdout.txt", err = dir / "stderr.txt";
-  const std::string code =
-      test::Shell(ShellQuote(test::PrivateCli()) + " " + args + " >" +
-                  ShellQuote(out) + " 2>" + ShellQuote(err) + "; echo $?");
+  const std::string code = test::Shell(ShellQuote(test::PrivateCli()) + " " + args + " >" +
+                                       ShellQuote(out) + " 2>" + ShellQuote(err) + "; echo $?");
   return {std::stoi(code), test::ReadFileText(out), test::ReadFileText(err)};
 }
 

@@ -9,8 +9,10 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "engine/conversion.h"
+#include "engine/recovery.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
+#include "pbp/patch_journal.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/messages.h"
@@ -180,10 +182,9 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   const Bytes image = PalImage();
   const std::string failed =
       "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
-  // The stand-in's package is no real one, so even a run that ends in "Done." fails at the
-  // patch after it.
-  const std::string notAPackage =
-      "The selected EBOOT doesn't appear to be valid!  (PSAR header not found)";
+  // The stand-in's package is no real one, so even a run that ends in "Done." fails the
+  // check a new package passes before it is named EBOOT.PBP.
+  const std::string notAPackage = "not whole";
   const std::pair<const char*, std::string> modes[] = {
       {"done", notAPackage},
       {"done-bare", notAPackage},
@@ -205,8 +206,18 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       r.host.onPump = [](int n) {
         if (n == 3) CancelRequested = true;
       };
-    EXPECT_EQ(r.Go(), message) << mode;
+    // The user's older package in the folder stays as it was whatever the run does.
+    std::filesystem::create_directories(r.work / "out");
+    test::WriteFileText(r.Out("EBOOT.PBP"), "an older package");
+    if (message == notAPackage)
+      EXPECT_EQ(r.Go(), "The new package " + r.Out("EBOOT.PBP.part") +
+                            " is not whole: it has no PBP header.")
+          << mode;
+    else
+      EXPECT_EQ(r.Go(), message) << mode;
     EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
+    EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
+    EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP.part"))) << mode;
     r.ExpectCleanedUp();
     EXPECT_FALSE(CancelRequested);
   }
@@ -451,6 +462,55 @@ TEST(Conversion, InterruptedPalFixIsUndoneAtTheNextStart) {
   EXPECT_EQ(test::ReadFileBytes(work / "game.bin"), original);
   EXPECT_FALSE(FileExists(temp + "PALFIX.UNDO"));
   EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");  // nothing pending
+}
+
+TEST(Conversion, TheNextStartPutsRightWhatAKilledRunLeft) {
+  TempDir prog, work;
+  ProgramFolders folders(prog.folder());
+  // Nothing left: the start makes no Temp folder just to look.
+  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
+  EXPECT_FALSE(IsDirectory(prog / "Temp"));
+
+  const std::string temp = TempFolder(prog.folder());
+  // A package half patched: the journal and the note that names it.
+  const std::string pkg = work / "EBOOT.PBP";
+  const Bytes original = test::NoiseBytes(3000, 4);
+  test::WriteFileBytes(pkg, original);
+  {
+    pbp::PatchJournal journal(pkg, temp);
+    File f(pkg, File::Mode::ReadWrite);
+    ASSERT_EQ(journal.Begin(f, {{0, 3000}}), "");
+    const Bytes kept = test::ReadFileBytes(pkg + ".undo");
+    const Bytes note = test::ReadFileBytes(temp + "PATCH.UNDO");
+    f.Close();
+    journal.Finish();
+    test::WriteFileBytes(pkg + ".undo", kept);
+    test::WriteFileBytes(temp + "PATCH.UNDO", note);
+  }
+  test::WriteFileBytes(pkg, test::NoiseBytes(3100, 5));
+  // A conversion's partial package and staged converter, and the work files of a run.
+  const std::string partial = work / "EBOOT.PBP.part";
+  test::WriteFileText(partial, "half a package");
+  test::WriteFileText(work / "tarnwick.exe", "staged");
+  test::WriteFileText(temp + "RUN.NOTE", (work / "tarnwick.exe") + "\n" + partial + "\n");
+  for (const char* name : {"TempBIN.bin", "PARAM.SFO", "START.DAT", "ICON0.PNG"})
+    test::WriteFileText(temp + name, "work");
+  // A note naming a file no run makes deletes nothing.
+  test::WriteFileText(work / "keep.pbp", "mine");
+
+  const std::vector<std::string> said = RecoverInterruptedWork(folders);
+  ASSERT_EQ(said.size(), 1u);
+  EXPECT_EQ(said[0], "An interrupted change to " + pkg +
+                         " was found and undone; the EBOOT is as it was before.");
+  EXPECT_EQ(test::ReadFileBytes(pkg), original);
+  EXPECT_FALSE(FileExists(partial));
+  EXPECT_FALSE(FileExists(work / "tarnwick.exe"));
+  EXPECT_TRUE(std::filesystem::is_empty(prog / "Temp"));
+
+  test::WriteFileText(temp + "RUN.NOTE", (work / "keep.pbp") + "\n");
+  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
+  EXPECT_EQ(test::ReadFileText(work / "keep.pbp"), "mine");
+  EXPECT_TRUE(std::filesystem::is_empty(prog / "Temp"));
 }
 
 }  // namespace

@@ -187,7 +187,130 @@ def doc_cases():
     yield "records_overlap_header.dat", doc(3, [(0, 136), (4, 0xFFFFFFF0), (0, 0)])
 
 
+# ---- Package: PBP header, PARAM.SFO, DATA.PSAR with its index and start data -------------
+
+def sfo(pairs):
+    """A PARAM.SFO of UTF-8 string keys, laid out as the PSP's own are."""
+    keys = b""
+    values = b""
+    entries = b""
+    for key, value in pairs:
+        data = value.encode() + b"\0"
+        size = (len(data) + 3) & ~3
+        entries += le16(len(keys)) + le16(0x0204) + le32(len(data)) + le32(size) + le32(len(values))
+        keys += key.encode() + b"\0"
+        values += data + bytes(size - len(data))
+    keys += bytes((-len(keys)) % 4)
+    key_start = 20 + len(entries)
+    return (b"\0PSF" + le32(0x0101) + le32(key_start) + le32(key_start + len(keys)) +
+            le32(len(pairs)) + entries + keys + values)
+
+
+def package(blocks=1, block_len=37632, index_offset=0, start_rel=None, cut=None, magic=b"\0PBP"):
+    param = sfo([("DISC_ID", "SLUS00594"), ("TITLE", "Fuzz Game")])
+    lengths = [len(param), 0, 0, 0, 0, 0, 0]
+    offsets = [40]
+    for n in lengths:
+        offsets.append(offsets[-1] + n)
+    psar = offsets[7]
+    head = magic + le32(0x10000) + b"".join(le32(o) for o in offsets)
+    image = bytearray(0x100000)
+    image[0:12] = b"PSISOIMG0000"
+    data_len = blocks * block_len
+    start = 0x100000 + data_len if start_rel is None else start_rel
+    image[12:16] = le32(start)
+    image[0x401:0x40B] = b"SLUS_00594"
+    for i in range(blocks):
+        slot = 0x4000 + 32 * i
+        image[slot:slot + 8] = le32(index_offset + i * block_len) + le16(block_len) + le16(0)
+    body = bytes(image) + bytes(data_len)
+    startdat = b"STARTDAT" + le32(1) + le32(1) + le32(80) + le32(4) + bytes(56) + b"\x89PNG" + b"PGD"
+    out = head + param + body + startdat
+    return out if cut is None else out[:cut]
+
+
+def package_cases():
+    yield "whole_one_block.pbp", package()
+    yield "empty.pbp", b""
+    yield "header_only.pbp", package()[:40]
+    yield "not_pbp_magic.pbp", package(magic=b"\0PBX")
+    yield "cut_in_index.pbp", package(cut=40 + 40 + 0x4010)
+    yield "cut_in_block.pbp", package(blocks=2, cut=40 + 100 + 0x100000 + 40000)
+    yield "index_offset_huge.pbp", package(index_offset=0xFFFFFF00)
+    yield "start_data_past_end.pbp", package(start_rel=0x7FFFFFFF)
+    yield "start_data_inside_index.pbp", package(start_rel=0x5000)
+    yield "block_length_zero.pbp", package(block_len=0)
+    yield "three_blocks_deflate_length.pbp", package(blocks=3, block_len=37637)
+
+
+def sfo_cases():
+    good = sfo([("DISC_ID", "SLUS00594"), ("TITLE", "Fuzz Game"), ("CATEGORY", "ME")])
+    yield "good.sfo", good
+    yield "empty.sfo", b""
+    yield "cut_in_header.sfo", good[:12]
+    yield "cut_in_entries.sfo", good[:30]
+    yield "count_huge.sfo", good[:16] + le32(0xFFFFFFFF) + good[20:]
+    yield "key_table_past_end.sfo", good[:8] + le32(0xFFFFFF00) + good[12:]
+    yield "data_table_past_end.sfo", good[:12] + le32(0xFFFFFF00) + good[16:]
+    bad_len = bytearray(good)
+    bad_len[24:28] = le32(0xFFFFFFF0)
+    yield "value_length_huge.sfo", bytes(bad_len)
+
+
+# ---- ISO 9660: 2048-byte sectors, a root directory holding SYSTEM.CNF -------------------
+
+def iso(cnf=b"BOOT = cdrom:\\SLUS_005.94;1\r\nTCB = 4\r\n", root_lba=18, root_size=2048,
+        cnf_lba=19, cnf_size=None, sectors=24):
+    def record(name, lba, size, flags):
+        body = le32(lba) + struct.pack(">I", lba) + le32(size) + struct.pack(">I", size)
+        body += bytes(7) + bytes([flags, 0, 0]) + le16(1) + struct.pack(">H", 1)
+        body += bytes([len(name)]) + name
+        if len(name) % 2 == 0:
+            body += b"\0"
+        return bytes([len(body) + 2, 0]) + body
+    disc = bytearray(2048 * sectors)
+    pvd = bytearray(2048)
+    pvd[0:6] = b"\x01CD001"
+    pvd[156:156 + 34] = record(b"\0", root_lba, root_size, 2)
+    disc[16 * 2048:17 * 2048] = pvd
+    disc[17 * 2048:17 * 2048 + 6] = b"\xffCD001"
+    directory = (record(b"\0", root_lba, 2048, 2) + record(b"\1", root_lba, 2048, 2) +
+                 record(b"SYSTEM.CNF;1", cnf_lba, len(cnf) if cnf_size is None else cnf_size, 0))
+    if 0 <= root_lba < sectors:
+        disc[root_lba * 2048:root_lba * 2048 + len(directory)] = directory
+    if 0 <= cnf_lba < sectors:
+        disc[cnf_lba * 2048:cnf_lba * 2048 + len(cnf)] = cnf
+    return bytes(disc)
+
+
+def iso_cases():
+    yield "good.iso", iso()
+    yield "empty.iso", b""
+    yield "cut_before_pvd.iso", iso()[:16 * 2048 + 100]
+    yield "root_past_end.iso", iso(root_lba=0x7FFFFFF0)
+    yield "root_size_huge.iso", iso(root_size=0xFFFFFFFF)
+    yield "cnf_past_end.iso", iso(cnf_lba=0xFFFFFF)
+    yield "cnf_size_huge.iso", iso(cnf_size=0xFFFFFFF0)
+    yield "cnf_without_boot.iso", iso(cnf=b"TCB = 4\r\n")
+    yield "boot_without_name.iso", iso(cnf=b"BOOT = cdrom:\\\r\n")
+
+
+def game_list_cases():
+    yield "good.txt", (b"SLUS-00594;SLUS00594;Gran Turismo;Gran Turismo [NTSC-U];NTSC;SLUS00594\n"
+                       b"SCES-02105;SCES02105;Save;Title [PAL-E] x;PAL;SCES02105\r\n")
+    yield "empty.txt", b""
+    yield "short.txt", b"SLUS-00594;SLUS-00594;\n"
+    yield "no_semicolons.txt", b"x" * 80 + b"\n"
+    yield "utf8_in_title.txt", "SLUS-00001;SLUS00001;Sav\u00e9;T\u00eftle [NTSC-;NTSC;SLUS00001\n".encode()
+    yield "cut_utf8.txt", b"SLUS-00001;SLUS00001;S\xc3;T\xe2\x82;NTSC;SLUS00001\n"
+    yield "tag_without_end.txt", b"SLUS-00001;SLUS00001;Save;Title [PAL-x;PAL;SLUS00001\n"
+
+
 def main():
+    for target, cases in (("package", package_cases()), ("sfo", sfo_cases()),
+                          ("iso_game_id", iso_cases()), ("game_list", game_list_cases())):
+        for name, data in cases:
+            write(target, name, data)
     for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases())):
         for name, data in cases:
             write(target, name, data)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "common/files.h"
@@ -315,6 +316,41 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is missing");
   WriteFileBytes(dir_ / "BASE.PBP", Bytes(100, 0x11));
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
+}
+
+TEST_F(ConverterTest, WritesTheNameItIsGivenAndRemovesItWhenStopped) {
+  WriteFileBytes(dir_ / "game.bin", GameImage());
+  const std::string image = dir_ / "game.bin";
+  // A plain name from the environment is the file written; EBOOT.PBP is left alone.
+  WriteFileBytes(dir_ / "EBOOT.PBP", Bytes{1, 2, 3});
+  setenv("TARNWICK_OUTPUT", "EBOOT.PBP.part", 1);
+  ProcessResult named = Run({"T", "SLUS00001", "9", image});
+  EXPECT_EQ(LastLine(named.output), "Done.");
+  EXPECT_TRUE(fs::exists(dir_ / "EBOOT.PBP.part"));
+  EXPECT_EQ(ReadFileBytes(dir_ / "EBOOT.PBP"), (Bytes{1, 2, 3}));
+  // A name with a folder in it is not taken.
+  setenv("TARNWICK_OUTPUT", "../elsewhere.pbp", 1);
+  Run({"T", "SLUS00001", "9", image});
+  EXPECT_FALSE(fs::exists(fs::path(dir_.path()).parent_path() / "elsewhere.pbp"));
+  EXPECT_GT(fs::file_size(dir_ / "EBOOT.PBP"), 3u);
+  unsetenv("TARNWICK_OUTPUT");
+
+  // Stopped part-way (an interrupt or a termination request), it takes its partial file
+  // with it and ends with 130. The image is large enough to be still in work.
+  fs::remove(dir_ / "EBOOT.PBP.part");
+  WriteFileBytes(dir_ / "big.bin", NoiseBytes(40u << 20, 9));
+  for (const char* sig : {"INT", "TERM"}) {
+    const std::string status =
+        Shell("cd '" + dir_.path() + "' || exit 9; TARNWICK_OUTPUT=EBOOT.PBP.part '" + Converter() +
+              "' T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; "
+              "while [ ! -s '" +
+              (dir_ / "EBOOT.PBP.part") +
+              "' ] && [ $n -lt 2000 ]; do "
+              "sleep 0.005; n=$((n+1)); done; kill -" +
+              sig + " $pid; wait $pid; echo $?");
+    EXPECT_EQ(status, "130\n") << sig;
+    EXPECT_FALSE(fs::exists(dir_ / "EBOOT.PBP.part")) << sig;
+  }
 }
 
 TEST_F(ConverterTest, LongTitlesAndPathsAreCutToWhatTheFieldsAndPipeHold) {

@@ -10,7 +10,8 @@
 #include <thread>
 
 static void Grow(int steps, int delayMs) {
-  std::ofstream out("EBOOT.PBP", std::ios::binary | std::ios::trunc);
+  const char* name = std::getenv("TARNWICK_OUTPUT");
+  std::ofstream out(name ? name : "EBOOT.PBP", std::ios::binary | std::ios::trunc);
   std::string chunk(64 * 1024, 'E');
   for (int i = 0; i < steps; ++i) {
     out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));

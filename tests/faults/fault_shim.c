@@ -1,0 +1,105 @@
+/* Loaded with LD_PRELOAD into the programs under test: counts the write calls a program
+ * makes on regular files and, at the Nth, fails it (ENOSPC, as a full disk does) or kills
+ * the process (SIGKILL, as a crash or `kill -9` does).
+ *
+ *   EBF_FAULT_PROGRAM     file name of the program to act in (others are left alone)
+ *   EBF_FAULT_AT          N, 1-based; 0 or unset only counts
+ *   EBF_FAULT_KIND        "fail" or "kill"
+ *   EBF_FAULT_COUNT_FILE  where the program appends its count when it exits normally
+ */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+static int active = -1; /* -1 not decided yet, 0 another program, 1 this one */
+static long faultAt = 0;
+static int killKind = 0;
+static long count = 0;
+
+static void Decide(void) {
+  if (active >= 0) return;
+  const char* program = getenv("EBF_FAULT_PROGRAM");
+  char exe[4096];
+  ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+  active = 0;
+  if (!program || n <= 0) return;
+  exe[n] = '\0';
+  const char* base = strrchr(exe, '/');
+  base = base ? base + 1 : exe;
+  if (strcmp(base, program) != 0) return;
+  active = 1;
+  const char* at = getenv("EBF_FAULT_AT");
+  const char* kind = getenv("EBF_FAULT_KIND");
+  faultAt = at ? atol(at) : 0;
+  killKind = kind && strcmp(kind, "kill") == 0;
+}
+
+static int IsRegular(int fd) {
+  struct stat st;
+  return fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+}
+
+/* 1 when this call is to fail; a kill never returns. */
+static int Strike(int fd) {
+  Decide();
+  if (active != 1 || !IsRegular(fd)) return 0;
+  ++count;
+  if (faultAt <= 0 || count != faultAt) return 0;
+  if (killKind) kill(getpid(), SIGKILL);
+  errno = ENOSPC;
+  return 1;
+}
+
+__attribute__((destructor)) static void Report(void) {
+  const char* file = getenv("EBF_FAULT_COUNT_FILE");
+  if (active != 1 || !file) return;
+  FILE* f = fopen(file, "a");
+  if (!f) return;
+  fprintf(f, "%ld\n", count);
+  fclose(f);
+}
+
+ssize_t write(int fd, const void* buf, size_t n) {
+  static ssize_t (*real)(int, const void*, size_t);
+  if (!real) real = (ssize_t(*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write");
+  if (Strike(fd)) return -1;
+  return real(fd, buf, n);
+}
+
+ssize_t writev(int fd, const struct iovec* iov, int cnt) {
+  static ssize_t (*real)(int, const struct iovec*, int);
+  if (!real) real = (ssize_t(*)(int, const struct iovec*, int))dlsym(RTLD_NEXT, "writev");
+  if (Strike(fd)) return -1;
+  return real(fd, iov, cnt);
+}
+
+ssize_t pwrite(int fd, const void* buf, size_t n, off_t at) {
+  static ssize_t (*real)(int, const void*, size_t, off_t);
+  if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite");
+  if (Strike(fd)) return -1;
+  return real(fd, buf, n, at);
+}
+
+ssize_t pwrite64(int fd, const void* buf, size_t n, off_t at) {
+  static ssize_t (*real)(int, const void*, size_t, off_t);
+  if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite64");
+  if (Strike(fd)) return -1;
+  return real(fd, buf, n, at);
+}
+
+/* stdio reaches the system through calls inside the C library that a preload cannot see,
+ * so each fwrite to a regular file counts as one write of its own. */
+size_t fwrite(const void* buf, size_t size, size_t n, FILE* stream) {
+  static size_t (*real)(const void*, size_t, size_t, FILE*);
+  if (!real) real = (size_t(*)(const void*, size_t, size_t, FILE*))dlsym(RTLD_NEXT, "fwrite");
+  if (size && n && Strike(fileno(stream))) return 0;
+  return real(buf, size, n, stream);
+}

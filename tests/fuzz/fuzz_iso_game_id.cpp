@@ -1,0 +1,37 @@
+// libFuzzer target: the ISO 9660 walk that finds the game ID (volume descriptor, root
+// directory, SYSTEM.CNF, the boot file's name) over a disc held in memory.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "disc/byte_source.h"
+#include "disc/game_id.h"
+
+namespace {
+
+class MemorySource : public ebf::ByteSource {
+ public:
+  MemorySource(const uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+  uint64_t Size() override { return size_; }
+  std::size_t ReadAt(uint64_t offset, std::span<uint8_t> out) override {
+    if (offset >= size_) return 0;
+    const std::size_t n = std::min<std::size_t>(out.size(), size_ - offset);
+    std::memcpy(out.data(), data_ + offset, n);
+    return n;
+  }
+
+ private:
+  const uint8_t* data_;
+  std::size_t size_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  MemorySource source(data, size);
+  ebf::GameIdProbe probe;
+  ebf::DetectGameId(source, &probe);
+  return 0;
+}

@@ -1,0 +1,34 @@
+// libFuzzer target: a package as the program first meets it: the PBP header and sections,
+// PARAM.SFO, the disc-image header and block index, the start-data block, the PAL fix's
+// view of the blocks and the check a new package passes before it is named EBOOT.PBP.
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "common/file_io.h"
+#include "pbp/extract.h"
+#include "pbp/info.h"
+#include "pbp/inspect.h"
+#include "pbp/package_check.h"
+#include "pbp/patch.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  static const std::string path = "/tmp/fuzz_package_" + std::to_string(getpid()) + ".pbp";
+  {
+    ebf::File out(path, ebf::File::Mode::Write);
+    out.Write(std::span<const uint8_t>(data, size));
+  }
+  ebf::File f(path, ebf::File::Mode::Read);
+  ebf::pbp::ReadInspection(f, path);
+  ebf::pbp::DiscImageLayout layout;
+  ebf::pbp::ReadDiscImageLayout(f, path, layout);
+  ebf::pbp::PalFixSpans(f);
+  ebf::pbp::EbootInfo info;
+  ebf::pbp::ReadEbootInfo(path, info);
+  ebf::pbp::CheckWrittenPackage(path);
+  ebf::pbp::CheckEbootForJob(path);
+  return 0;
+}

@@ -1,0 +1,145 @@
+#include "pbp/patch_journal.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/files.h"
+#include "pbp/package_check.h"
+#include "support/pbp_writer.h"
+#include "support/temp_dir.h"
+
+namespace ebf::pbp {
+namespace {
+
+using test::NoiseBytes;
+using test::ReadFileBytes;
+using test::TempDir;
+using test::WriteFileBytes;
+
+void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
+  File f(path, File::Mode::ReadWrite);
+  ASSERT_TRUE(f.Seek(at) && f.Write(bytes) && f.Close());
+}
+
+TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
+  TempDir dir;
+  const std::string pkg = dir / "EBOOT.PBP";
+  const std::string temp = dir.folder() + "Temp/";
+  const Bytes original = NoiseBytes(1000, 7);
+  WriteFileBytes(pkg, original);
+
+  // A failure in the middle: the journal puts back both regions, one of them cut at the
+  // old end, and the 60 bytes the patch added go.
+  {
+    PatchJournal journal(pkg, temp);
+    File f(pkg, File::Mode::ReadWrite);
+    ASSERT_EQ(journal.Begin(f, {{10, 20}, {950, 500}}), "");
+    EXPECT_TRUE(FileExists(pkg + ".undo"));
+    EXPECT_TRUE(FileExists(temp + "PATCH.UNDO"));
+    ASSERT_TRUE(f.Seek(10) && f.Write(Bytes(20, 0xAA)));
+    ASSERT_TRUE(f.Seek(950) && f.Write(Bytes(110, 0xBB)));
+    f.Close();
+    EXPECT_EQ(journal.RollBack(), "");
+  }
+  EXPECT_EQ(ReadFileBytes(pkg), original);
+  EXPECT_FALSE(FileExists(pkg + ".undo"));
+  EXPECT_FALSE(FileExists(temp + "PATCH.UNDO"));
+
+  // A finished patch keeps its bytes and leaves no journal.
+  {
+    PatchJournal journal(pkg, temp);
+    File f(pkg, File::Mode::ReadWrite);
+    ASSERT_EQ(journal.Begin(f, {{0, 4}}), "");
+    ASSERT_TRUE(f.Seek(0) && f.Write(Bytes{1, 2, 3, 4}) && f.Close());
+    journal.Finish();
+  }
+  Bytes patched = original;
+  std::copy_n(Bytes{1, 2, 3, 4}.begin(), 4, patched.begin());
+  EXPECT_EQ(ReadFileBytes(pkg), patched);
+  EXPECT_FALSE(FileExists(pkg + ".undo"));
+  EXPECT_FALSE(FileExists(temp + "PATCH.UNDO"));
+
+  // A crash: the journal and the note outlive the process; the next start puts the
+  // package back and says so.
+  Bytes keptJournal, keptNote;
+  {
+    PatchJournal journal(pkg, temp);
+    File f(pkg, File::Mode::ReadWrite);
+    ASSERT_EQ(journal.Begin(f, {{100, 300}}), "");
+    keptJournal = ReadFileBytes(pkg + ".undo");
+    keptNote = ReadFileBytes(temp + "PATCH.UNDO");
+    f.Close();
+  }  // an unfinished journal rolls back here; the crash is staged below
+  Scribble(pkg, 100, Bytes(300, 0xCC));
+  WriteFileBytes(pkg + ".undo", keptJournal);
+  WriteFileBytes(temp + "PATCH.UNDO", keptNote);
+  EXPECT_EQ(
+      RecoverInterruptedPatch(temp),
+      "An interrupted change to " + pkg + " was found and undone; the EBOOT is as it was before.");
+  EXPECT_EQ(ReadFileBytes(pkg), patched);
+  EXPECT_FALSE(FileExists(pkg + ".undo"));
+  EXPECT_FALSE(FileExists(temp + "PATCH.UNDO"));
+  EXPECT_EQ(RecoverInterruptedPatch(temp), "");
+
+  // Found beside the package when it is opened again (no note needed).
+  Scribble(pkg, 100, Bytes(300, 0xDD));
+  WriteFileBytes(pkg + ".undo", keptJournal);
+  EXPECT_NE(RollBackLeftoverPatch(pkg).find("was found and undone"), std::string::npos);
+  EXPECT_EQ(ReadFileBytes(pkg), patched);
+}
+
+TEST(PatchJournal, AJournalCutShortMeansThePackageWasNeverTouched) {
+  TempDir dir;
+  const std::string pkg = dir / "game.pbp";
+  const Bytes original = NoiseBytes(500, 3);
+  WriteFileBytes(pkg, original);
+  // Magic, length 500, one region of 8 bytes at 0 whose bytes are there, and no end mark.
+  Bytes torn = {'E', 'B', 'F', 'U', 'N', 'D', 'O', '1', 0xF4, 1, 0, 0, 0, 0, 0, 0,
+                0,   0,   0,   0,   0,   0,   0,   0,   8,    0, 0, 0, 0, 0, 0, 0};
+  torn.insert(torn.end(), 8, 0xEE);
+  WriteFileBytes(pkg + ".undo", torn);
+  EXPECT_EQ(RollBackLeftoverPatch(pkg), "");
+  EXPECT_EQ(ReadFileBytes(pkg), original);
+  EXPECT_FALSE(FileExists(pkg + ".undo"));
+
+  // The same journal with its end mark is replayed: 8 bytes of 0xEE at 0, length 500.
+  Bytes whole = torn;
+  for (uint8_t b : Bytes{'D', 'O', 'N', 'E', 1, 0, 0, 0}) whole.push_back(b);
+  WriteFileBytes(pkg + ".undo", whole);
+  EXPECT_NE(RollBackLeftoverPatch(pkg), "");
+  Bytes expected = original;
+  std::fill_n(expected.begin(), 8, 0xEE);
+  EXPECT_EQ(ReadFileBytes(pkg), expected);
+}
+
+TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
+  TempDir dir;
+  const std::string pkg = dir / "EBOOT.PBP.part";
+  test::PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * test::kTestBlockSize, 11);
+  recipe.level = 0;
+  test::PbpWritten w = test::WritePbp(pkg, recipe);
+  EXPECT_EQ(CheckWrittenPackage(pkg), "");
+
+  const Bytes whole = ReadFileBytes(pkg);
+  // Cut inside the last block: the index promises more than the file holds.
+  WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.startData - 100)));
+  EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
+  // Cut inside the header area of DATA.PSAR.
+  WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.psar + 0x100)));
+  EXPECT_NE(CheckWrittenPackage(pkg), "");
+  // Not a package at all.
+  WriteFileBytes(pkg, Bytes(4096, 'E'));
+  EXPECT_EQ(CheckWrittenPackage(pkg),
+            "The new package " + pkg + " is not whole: it has no PBP header.");
+  // A section offset past the end.
+  Bytes bad = whole;
+  bad[8 + 4 * 3 + 3] = 0x7F;
+  WriteFileBytes(pkg, bad);
+  EXPECT_EQ(CheckWrittenPackage(pkg),
+            "The new package " + pkg + " is not whole: its section offsets are out of order.");
+}
+
+}  // namespace
+}  // namespace ebf::pbp
