@@ -53,6 +53,8 @@ class MainWindow : public QWidget {
     std::function<void(MainWindow&)> selectGame, customGame, openDocMaker, openPreview;
     // Takes the disc image out of the loaded package (enabled for package inputs).
     std::function<void(MainWindow&)> ebootToIso;
+    // Reads every block of the loaded package and shows the per-track figures.
+    std::function<void(MainWindow&)> verifyPackage;
   };
 
   struct Services {
@@ -170,7 +172,8 @@ class MainWindow : public QWidget {
   QFrame* panelCust_ = nullptr;
   std::array<SlotRow, kSlotCount> slots_{};
   QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr, *cmdPreview_ = nullptr,
-              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr;
+              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr,
+              *cmdVerify_ = nullptr;
 };
 
 }  // namespace ebf::ui
