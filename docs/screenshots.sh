@@ -1,7 +1,7 @@
 #!/bin/sh
 # Takes the screenshots in docs/ under a virtual X display: the main window, progress,
 # options, game selection, save name, preview (menu and fade), documentation maker and
-# transfer dialogs, then a real conversion: the progress window half way through and the
+# transfer dialogs, the verify result, then a real conversion: the progress window half way through and the
 # message box that closes it.
 #   docs/screenshots.sh [build folder]
 set -eu
