@@ -198,6 +198,29 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
                           "against them"),
             std::string::npos)
       << r.output;
+  // Digest fields of another kind (none agrees with ours) cannot be checked either.
+  for (uint64_t i = 0; i < 72; ++i)
+    std::fill_n(bad.begin() + static_cast<std::ptrdiff_t>(PlaceOf(good, i).slot + 8), 16, 0xAB);
+  test::WriteFileBytes(dir / "foreign.pbp", bad);
+  r = Cli({"--quiet", "verify", dir / "foreign.pbp"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("the package's block digests are of another kind and cannot be checked"),
+            std::string::npos)
+      << r.output;
+
+  // A damaged block stops `extract --split` with the block and its offset, and nothing of
+  // the run is left, not even the folder it made.
+  bad = good;
+  const BlockPlace b10 = PlaceOf(good, 10);
+  bad[b10.data] = 0x07;  // a deflate block of the reserved type
+  test::WriteFileBytes(dir / "broken.pbp", bad);
+  r = Cli({"--quiet", "extract", dir / "broken.pbp", dir / "out/Game", "--split"});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  EXPECT_NE(r.output.find("zlib inflate failed!  (disc image block 10, at byte " +
+                          std::to_string(b10.data) + ")"),
+            std::string::npos)
+      << r.output;
+  EXPECT_FALSE(FileExists(dir / "out"));
 }
 
 }  // namespace
