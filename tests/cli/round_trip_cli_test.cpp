@@ -126,7 +126,7 @@ TEST(RoundTripCli, ConvertingTwiceGivesTheSameBytesAtEveryLevel) {
   // A disc of some size as well, so that the converter's threads take blocks in varying
   // order.
   const std::string big = dir / "big.bin";
-  test::WriteRealisticImage(big, 24u << 20);
+  test::WriteRealisticImage(big, 12u << 20);
   for (const std::string& input : {set.input, big}) {
     for (int level : {0, 5, 9}) {
       SCOPED_TRACE(input + " level " + std::to_string(level));
