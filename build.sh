@@ -9,7 +9,7 @@ cd "$(dirname "$0")"
 PACKAGES=(
   cmake g++ make pkg-config
   zlib1g-dev libpng-dev libjpeg-dev libgif-dev libdeflate-dev libssl-dev
-  liblzma-dev libzstd-dev libflac-dev libcdio-dev libcdio-paranoia-dev
+  libtinyxml2-dev liblzma-dev libzstd-dev libflac-dev libcdio-dev libcdio-paranoia-dev
   qt6-base-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
   # the Debian package: manual pages, and the tools that check what it ships

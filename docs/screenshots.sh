@@ -1,8 +1,8 @@
 #!/bin/sh
 # Takes the screenshots in docs/ under a virtual X display: the main window (and its CD
 # menu), progress, options, game selection, save name, preview (menu and fade),
-# documentation maker and transfer dialogs, then a real conversion: the progress window
-# half way through and the message box that closes it.
+# documentation maker and transfer dialogs, the verify result, then a real conversion: the
+# progress window half way through and the message box that closes it.
 #   docs/screenshots.sh [build folder]
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)

@@ -12,6 +12,7 @@
 #include "pbp/extract.h"
 #include "pbp/info.h"
 #include "pbp/toc.h"
+#include "pbp/track_extract.h"
 
 namespace ebf::cli {
 namespace {
@@ -71,7 +72,21 @@ struct InfoArgs {
 
 struct ExtractArgs {
   std::string path, output, toc;
+  bool split = false;
 };
+
+void FinishExtract(CliContext& ctx, const std::string& result) {
+  if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
+  if (result == "Success.") {
+    std::cout << pbp::kExtractDone << "\n";
+  } else if (result == "Cancelled.") {
+    std::cerr << "\nCancelled.\n";
+    ctx.exitCode = kExitCancelled;
+  } else {
+    if (!result.empty()) std::cerr << "\n" << result << "\n";
+    ctx.exitCode = 1;
+  }
+}
 
 CommandRegistrar infoCommand(40, [](CLI::App& app, CliContext& ctx) {
   static InfoArgs args;
@@ -96,12 +111,32 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
   static ExtractArgs args;
   auto* cmd = app.add_subcommand("extract", "Take the disc image out of an EBOOT.PBP");
   cmd->add_option("EBOOT", args.path, "The package")->required();
-  cmd->add_option("OUTPUT", args.output, "The raw disc image to write")->required();
-  cmd->add_option("--toc", args.toc, "TOC output: none, toc or ccd (default: the setting)")
-      ->check(CLI::IsMember({"none", "toc", "ccd"}));
+  cmd->add_option("OUTPUT", args.output,
+                  "The raw disc image to write (with --split or --toc cue: the set's name)")
+      ->required();
+  cmd->add_option("--toc", args.toc,
+                  "TOC output: none, toc, ccd, or cue (one BIN and a multi-track sheet) "
+                  "(default: the setting)")
+      ->check(CLI::IsMember({"none", "toc", "ccd", "cue"}));
+  cmd->add_flag("--split", args.split,
+                "One BIN per track and a sheet naming them, as a Redump set has them");
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([&ctx] {
     LoadCliSettings(ctx);
+    if (args.split || args.toc == "cue") {
+      if (args.split && !args.toc.empty() && args.toc != "cue") {
+        std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args.toc
+                  << ".\n";
+        ctx.exitCode = 1;
+        return;
+      }
+      CancelRequested = false;
+      std::string result = pbp::ExtractTracks(
+          args.path, args.output, args.split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
+          *ctx.host);
+      FinishExtract(ctx, result);
+      return;
+    }
     static const std::map<std::string, int> tocModes = {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
     int toc = args.toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args.toc);
@@ -113,16 +148,7 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
     }
     CancelRequested = false;
     std::string result = pbp::ExtractDiscImage(args.path, args.output, false, toc, *ctx.host);
-    if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
-    if (result == "Success.") {
-      std::cout << pbp::kExtractDone << "\n";
-    } else if (result == "Cancelled.") {
-      std::cerr << "\nCancelled.\n";
-      ctx.exitCode = kExitCancelled;
-    } else {
-      if (!result.empty()) std::cerr << "\n" << result << "\n";
-      ctx.exitCode = 1;
-    }
+    FinishExtract(ctx, result);
   });
 });
 

@@ -2,6 +2,7 @@
 // Takes the disc image stored in a package's DATA.PSAR back out as raw 2,352-byte
 // sectors, 16 to a block, whatever extension the output has.
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -31,9 +32,16 @@ inline constexpr const char* kExtractDone = "Done :)";
 // (Yes/No, exclamation); "" when there is none.
 std::string CcdOverwriteQuestion(const std::string& outputPath);
 
+// The digest field of an index entry: the first 16 bytes of SHA-1 over the block's plain
+// 37,632 bytes, as our converter writes it (zero or another kind in other tools' packages).
+inline constexpr uint64_t kIndexDigestPos = 8;
+inline constexpr std::size_t kIndexDigestSize = 16;
+using BlockDigestField = std::array<uint8_t, kIndexDigestSize>;
+
 struct BlockRef {
   uint32_t offset = 0;  // from DATA.PSAR + 0x100000
   uint32_t length = 0;  // bytes stored; exactly 37,632 means stored raw
+  BlockDigestField digest{};
   bool stored() const { return length == kBlockSize; }
 };
 
@@ -49,14 +57,35 @@ struct DiscImageLayout {
 // with offset and length both 0 is skipped, later slots are still read). Returns "" or a
 // message: kPsarHeaderNotFound, or a sentence naming `displayPath` and what is wrong
 // (index cut short, a block that starts past the end of the file).
-std::string ReadDiscImageLayout(File& package, const std::string& displayPath,
-                                DiscImageLayout& out);
+// With `keepBlocksPastEnd` such blocks are kept instead (they read as zeros), for a check
+// that names every damaged block.
+std::string ReadDiscImageLayout(File& package, const std::string& displayPath, DiscImageLayout& out,
+                                bool keepBlocksPastEnd = false);
+
+// One output file of an extraction: `count` sectors from sector `first` of the image.
+// Targets follow one another without gaps, the first at sector 0.
+struct SectorTarget {
+  std::string path;
+  uint64_t first = 0;
+  uint64_t count = 0;
+  std::string shownAs;  // the name messages give (the final name of a temporary file)
+};
+
+// Reads the blocks in order and writes their sectors to the targets (created or
+// truncated). Progress and cancel go through the host every 32 blocks. Returns "",
+// "Cancelled." or a message naming the failing block and its offset, or the file that
+// could not be written. Written files are left to the caller.
+std::string WriteSectors(File& package, const DiscImageLayout& layout,
+                         const std::vector<SectorTarget>& targets, Host& host);
 
 // Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
 // beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
-// Progress, questions and cancel go through the host (checked every 32 blocks). Returns
-// "Success.", "Cancelled." (the partial output stays), "" (the user stopped after an
-// error), the messages above, the out-of-space text or a message about a damaged package.
+// The image is written under a temporary name and renamed when complete, the TOC files
+// after it; on every other way out nothing of the run is left. Progress and cancel go
+// through the host (checked every 32 blocks). Returns "Success.", "Cancelled.", "" (the
+// user stopped after an error writing a TOC file), the messages above (kInflateFailed
+// followed by the block and its offset), the out-of-space text, or a message about a
+// damaged package or an output that cannot be written.
 std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                              bool conversionLayout, int tocSetting, Host& host);
 

@@ -17,6 +17,7 @@
 #include "ui/select_dialog.h"
 #include "ui/slot_table.h"
 #include "ui/transfer_dialog.h"
+#include "ui/verify_dialog.h"
 
 namespace ebf::ui {
 namespace {
@@ -104,6 +105,9 @@ void InstallDialogHooks(MainWindow::Hooks& hooks, DialogServices services) {
   hooks.ebootToIso = [](MainWindow& w) {
     EbootToIso(&w, w.prompter(), w.dialogs(), w.theme(), MainWindowText(w, "txtIn"),
                w.settings().ebootTocExtract);
+  };
+  hooks.verifyPackage = [](MainWindow& w) {
+    VerifyLoadedPackage(&w, w.prompter(), w.theme(), MainWindowText(w, "txtIn"));
   };
   hooks.isOnPspGameFolder = [shared](const std::string& folder) {
     return shared->volumes && IsOnPspGameFolder(folder, *shared->volumes);

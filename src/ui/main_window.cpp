@@ -259,6 +259,9 @@ QWidget* MainWindow::BuildButtonBar() {
   cmdDoc_ = Button(QStringLiteral("&Documentation..."), "cmdDoc", bar);
   cmdPreview_ = Button(QStringLiteral("Pre&view..."), "cmdPreview", bar);
   cmdEBOOT2ISO_ = Button(QStringLiteral("EBOOT to &ISO..."), "cmdEBOOT2ISO", bar);
+  cmdVerify_ = Button(QStringLiteral("Veri&fy..."), "cmdVerify", bar);
+  cmdVerify_->setToolTip(
+      QStringLiteral("Read every block of the package and show each track's checksums"));
   cmdAbout_ = Button(QStringLiteral("&About"), "cmdAbout", bar);
   cmdBatch_ = Button(BatchCaptions().front(), "cmdBatch", bar);
   cmdGo_ = Button(QStringLiteral("&Go!"), "cmdGo", bar);
@@ -275,10 +278,14 @@ QWidget* MainWindow::BuildButtonBar() {
   connect(cmdEBOOT2ISO_, &QPushButton::clicked, this, [this] {
     if (hooks_.ebootToIso) hooks_.ebootToIso(*this);
   });
+  connect(cmdVerify_, &QPushButton::clicked, this, [this] {
+    if (hooks_.verifyPackage) hooks_.verifyPackage(*this);
+  });
   connect(cmdAbout_, &QPushButton::clicked, this, &MainWindow::ShowAbout);
   connect(cmdBatch_, &QPushButton::clicked, this, &MainWindow::NextBatchCaption);
   connect(cmdGo_, &QPushButton::clicked, this, &MainWindow::GoClicked);
-  for (QPushButton* b : {cmdOptions_, cmdDoc_, cmdPreview_, cmdEBOOT2ISO_, cmdAbout_, cmdBatch_})
+  for (QPushButton* b :
+       {cmdOptions_, cmdDoc_, cmdPreview_, cmdEBOOT2ISO_, cmdVerify_, cmdAbout_, cmdBatch_})
     row->addWidget(b);
   row->addStretch(1);
   row->addWidget(cmdGo_);
@@ -301,6 +308,7 @@ void MainWindow::UpdateHookedButtons() {
   gate(cmdDoc_, bool(hooks_.openDocMaker));
   gate(cmdPreview_, bool(hooks_.openPreview));
   cmdEBOOT2ISO_->setEnabled(packageLoaded_ && hooks_.ebootToIso);
+  cmdVerify_->setEnabled(packageLoaded_ && hooks_.verifyPackage);
 }
 
 void MainWindow::SetInputText(const std::string& path) {
@@ -335,6 +343,7 @@ void MainWindow::SetPackageLoaded(bool loaded) {
   for (int i = 0; i < kSlotCount; ++i) slots_[i].extract->setEnabled(loaded);
   chkRecompressEBOOT_->setEnabled(loaded);
   cmdEBOOT2ISO_->setEnabled(loaded && hooks_.ebootToIso);
+  cmdVerify_->setEnabled(loaded && hooks_.verifyPackage);
 }
 
 void MainWindow::SetSlot(int slot, bool ticked, const std::string& text) {

@@ -56,6 +56,8 @@ class MainWindow : public QWidget {
     std::function<void(MainWindow&)> ebootToIso;
     // The CD drives for the CD menu; empty: the system's own.
     DriveLister listDrives;
+    // Reads every block of the loaded package and shows the per-track figures.
+    std::function<void(MainWindow&)> verifyPackage;
   };
 
   struct Services {
@@ -176,7 +178,8 @@ class MainWindow : public QWidget {
   QFrame* panelCust_ = nullptr;
   std::array<SlotRow, kSlotCount> slots_{};
   QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr, *cmdPreview_ = nullptr,
-              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr;
+              *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr,
+              *cmdVerify_ = nullptr;
 };
 
 }  // namespace ebf::ui

@@ -38,7 +38,10 @@ TEST_F(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
   EXPECT_EQ(Offer("ebootforge-cli doc ''"), "make\nextract\n");
   EXPECT_EQ(Offer("ebootforge-cli convert game.cue --le"), "--level\n");
   EXPECT_EQ(Offer("ebootforge-cli convert game.cue --level ''"), "0\n1\n2\n3\n4\n5\n6\n7\n8\n9\n");
-  EXPECT_EQ(Offer("ebootforge-cli extract a.pbp b.bin --toc c"), "ccd\n");
+  EXPECT_EQ(Offer("ebootforge-cli extract a.pbp b.bin --toc c"), "ccd\ncue\n");
+  EXPECT_EQ(Offer("ebootforge-cli extract a.pbp b.bin --sp"), "--split\n");
+  EXPECT_EQ(Offer("ebootforge-cli ver"), "verify\n");
+  EXPECT_EQ(Offer("ebootforge-cli verify a.pbp --ag"), "--against\n");
   // The global flags are offered after a subcommand too, nested ones included.
   EXPECT_EQ(Offer("ebootforge-cli info --j"), "--json\n");
   EXPECT_EQ(Offer("ebootforge-cli doc make --i"), "--id\n");

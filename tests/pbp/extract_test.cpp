@@ -122,14 +122,22 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
   EXPECT_FALSE(CancelRequested);
   EXPECT_EQ(host.pumps, 1);
-  // The check comes before the 32nd block: 31 blocks stay written.
-  EXPECT_EQ(FileSize(out), 31 * kBlockSize);
+  // The check comes before the 32nd block; a cancelled run leaves the user's files as they
+  // were and nothing of its own.
   ASSERT_EQ(host.fractions.size(), 1u);
   EXPECT_DOUBLE_EQ(host.fractions[0], 31.0 / 47.0);
-  // The TOC goes out before the image.
+  EXPECT_EQ(test::ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), "old");
+  EXPECT_FALSE(FileExists(out + ".ebf-part"));
+
+  // Run to the end, the image and then its CCD replace the old files.
+  RecordingHost whole;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole), "Success.");
+  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+  EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   RecordingHost again;
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again),
@@ -152,7 +160,12 @@ TEST(ExtractDiscImage, IndexRules) {
   recipe.storeBlock = [](uint64_t i) { return i == 2; };
   PbpWritten w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+  const std::string failed = std::string(kInflateFailed) + "  (disc image block ";
+  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  EXPECT_EQ(result.rfind(failed + "2, at byte ", 0), 0u) << result;
+  // Nothing of the failed run is left.
+  EXPECT_FALSE(FileExists(out));
+  EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // Offset 0 with a length is a real block; only 0/0 is skipped. Point slot 10 at block 0.
   w = test::WritePbp(pbp, recipe);
@@ -166,7 +179,8 @@ TEST(ExtractDiscImage, IndexRules) {
   // A phantom entry (an offset with length 0) does not inflate.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(60), 1234);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host),
+            failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")");
 
   // A deflated block that is not deflate data.
   w = test::WritePbp(pbp, recipe);
@@ -175,7 +189,9 @@ TEST(ExtractDiscImage, IndexRules) {
   uint8_t entry[4];
   ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kInflateFailed);
+  EXPECT_EQ(
+      ExtractDiscImage(pbp, out, false, kTocNone, host),
+      failed + "4, at byte " + std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")");
   EXPECT_TRUE(host.questions.empty());
 }
 
@@ -289,6 +305,12 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
+
+  // A target that cannot be written says so, naming it.
+  w = test::WritePbp(pbp, recipe);
+  const std::string nowhere = dir / "no such folder/out.bin";
+  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host);
+  EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }
 

@@ -212,4 +212,35 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
   return set;
 }
 
+DiscSet WriteSoloRedumpSet(const std::string& folder) {
+  DiscSet set;
+  set.disc = DataTrack();
+  WriteFileBytes(Join(folder, "Solo (USA).bin"), set.disc);
+  set.input = Join(folder, "Solo (USA).cue");
+  WriteFileText(
+      set.input,
+      "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
+  set.files = {Join(folder, "Solo (USA).bin"), set.input};
+  return set;
+}
+
+DiscSet WriteSilentRedumpSet(const std::string& folder) {
+  DiscSet set;
+  const std::vector<std::string> names = {"Quiet (USA) (Track 1).bin", "Quiet (USA) (Track 2).bin",
+                                          "Quiet (USA) (Track 3).bin"};
+  Bytes t1 = DataTrack(), t2 = Zeros(150), t3 = Zeros(150);
+  Append(t2, AudioSectors(225, 6));
+  Append(t3, AudioSectors(300, 7));
+  const Bytes* parts[] = {&t1, &t2, &t3};
+  for (int i = 0; i < 3; ++i) {
+    WriteFileBytes(Join(folder, names[i]), *parts[i]);
+    Append(set.disc, *parts[i]);
+    set.files.push_back(Join(folder, names[i]));
+  }
+  set.input = Join(folder, "Quiet (USA).cue");
+  WriteFileText(set.input, RedumpSheet(names));
+  set.files.push_back(set.input);
+  return set;
+}
+
 }  // namespace ebf::test

@@ -37,6 +37,7 @@
 #include "ui/prompter.h"
 #include "ui/select_dialog.h"
 #include "ui/transfer_dialog.h"
+#include "ui/verify_dialog.h"
 
 using namespace ebf;
 
@@ -207,6 +208,22 @@ int main(int argc, char** argv) {
                               {"/home/mira/PSP/GAME/Harbour", "Moonlit Harbour", "SLUS01234", 1});
   ok &= Save(transfer, out, "transfer.png");
   transfer.hide();
+
+  VerifyReport report;
+  report.blocks = 18245;
+  report.digests = DigestCheck::Checked;
+  report.tracks = {{1, false, 0, 611661120, "6a0c1d3e", "0f3b5c8de1a2b4c6d8e0f1a2b3c4d5e6",
+                    "7d1f2e3c4b5a69788796a5b4c3d2e1f0a9b8c7d6"},
+                   {2, true, 260060, 36702960, "b19e5f04", "c4d5e6f7a8b9c0d1e2f3a4b5c6d7e8f9",
+                    "1a2b3c4d5e6f708192a3b4c5d6e7f8091a2b3c4d"},
+                   {3, true, 275665, 42336000, "03f2aa71", "e1f2a3b4c5d6e7f8091a2b3c4d5e6f70",
+                    "9f8e7d6c5b4a39281706f5e4d3c2b1a09f8e7d6c"}};
+  report.datChecked = true;
+  report.datMatched = true;
+  report.datGame = "Moonlit Harbour (USA)";
+  report.datText = "Matches \"Moonlit Harbour (USA)\".";
+  ui::VerifyDialog verify(w.theme(), "/home/mira/PSP/GAME/Harbour/EBOOT.PBP", report);
+  ok &= Save(verify, out, "verify.png");
 
   // A real run from the main window: Go, the progress window half way, the closing message.
   const std::string work =

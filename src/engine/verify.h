@@ -1,0 +1,72 @@
+#pragma once
+// Checks a package's disc image: every block read and, where the package carries our
+// digests, compared with its digest; the figures of each track as a split extraction would
+// write it (size, CRC32, MD5, SHA-1); optionally the source disc sector for sector and a
+// DAT's entry for the tracks.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/host.h"
+
+namespace ebf {
+
+struct VerifyOptions {
+  std::string against;   // a disc image to compare with ("" = none)
+  std::string dat;       // an XML DAT to look the tracks up in ("" = none)
+  unsigned threads = 0;  // 0 = every core
+};
+
+enum class DigestCheck {
+  Checked,  // the package carries our digests and they were compared
+  Absent,   // every digest field is zero: nothing to compare
+  Foreign,  // fields of another kind (none agrees with our digest): cannot be checked
+};
+
+struct VerifiedTrack {
+  int number = 0;
+  bool audio = false;
+  uint32_t firstSector = 0;
+  uint64_t size = 0;
+  std::string crc32, md5, sha1;  // lower-case hexadecimal
+};
+
+struct VerifyReport {
+  // Set when the package cannot be read at all; nothing else is then filled.
+  std::string error;
+  uint64_t blocks = 0;
+  DigestCheck digests = DigestCheck::Absent;
+  uint64_t digestMismatches = 0;
+  // Each problem with the blocks, one sentence naming the block, its offset and its track.
+  std::vector<std::string> problems;
+  std::vector<VerifiedTrack> tracks;
+
+  bool againstChecked = false;
+  bool againstEqual = false;
+  std::string againstText;  // "identical" or what differs first
+
+  bool datChecked = false;
+  bool datMatched = false;
+  std::string datGame;            // the matching game, or the closest one
+  std::vector<int> datDiffering;  // tracks that do not match the closest game
+  std::string datText;            // one sentence on the outcome
+
+  bool cancelled = false;
+
+  // Everything checked agrees.
+  bool ok() const {
+    return error.empty() && !cancelled && problems.empty() && (!againstChecked || againstEqual) &&
+           (!datChecked || datMatched);
+  }
+};
+
+// Reads the whole package once; blocks are inflated and digested on every core while the
+// track figures and the comparison run beside them. Progress and cancel through the host.
+VerifyReport VerifyPackage(const std::string& packagePath, const VerifyOptions& options,
+                           Host& host);
+
+// One line on the digest check, for people.
+std::string DigestCheckText(const VerifyReport& report);
+
+}  // namespace ebf

@@ -1,0 +1,126 @@
+#include "pbp/track_extract.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "common/bytes.h"
+#include "common/files.h"
+#include "common/staged_files.h"
+#include "common/text.h"
+#include "pbp/extract.h"
+#include "pbp/package_tracks.h"
+
+namespace ebf::pbp {
+namespace {
+
+constexpr std::size_t kModeByte = 15;  // after the 12-byte sync and the 3-byte address
+
+std::string SetStem(const std::string& output) {
+  std::string lower = output;
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (const char* ext : {".cue", ".bin"})
+    if (lower.size() > 4 && lower.compare(lower.size() - 4, 4, ext) == 0)
+      return output.substr(0, output.size() - 4);
+  return output;
+}
+
+// Reads `length` bytes at `offset` of a written file; false when it cannot.
+bool ReadBack(const std::string& path, uint64_t offset, Bytes& out) {
+  File f(path, File::Mode::Read);
+  return f && f.Seek(offset) && f.ReadExact(out);
+}
+
+// The sheet's view of a written track: its data mode and whether its pregap is silent.
+bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, SheetTrack& s) {
+  s.track = t;
+  if (t.audio) {
+    if (t.length <= kSilentPregapSectors) return true;
+    Bytes gap(kSilentPregapSectors * kSectorSize);
+    if (!ReadBack(path, offset, gap)) return false;
+    s.silentPregap = std::all_of(gap.begin(), gap.end(), [](uint8_t b) { return b == 0; });
+    return true;
+  }
+  Bytes head(kModeByte + 1);
+  if (!ReadBack(path, offset, head)) return false;
+  s.mode = head[kModeByte] == 1 ? 1 : 2;
+  return true;
+}
+
+}  // namespace
+
+std::string ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
+                          Host& host) {
+  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
+  File in(ebootPath, File::Mode::Read);
+  if (!in) return kNoSuchFile;
+  DiscImageLayout layout;
+  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return err;
+  PackageDisc disc;
+  if (std::string err = ReadPackageDisc(layout, disc); !err.empty()) return err;
+
+  const std::string stem = SetStem(output);
+  const std::string folder = FolderOf(stem);
+  const std::string name = FileNameOf(stem);
+  const std::string cuePath = stem + ".cue";
+  std::vector<std::string> binNames = files == TrackFiles::Split
+                                          ? SplitTrackNames(name, disc.tracks.size())
+                                          : std::vector<std::string>{name + ".bin"};
+  for (const std::string& bin : binNames) {
+    std::error_code ec;
+    if (std::filesystem::equivalent(std::filesystem::u8path(ebootPath),
+                                    std::filesystem::u8path(folder + bin), ec))
+      return "The disc image cannot be written over the EBOOT it comes from (\"" + folder + bin +
+             "\").";
+  }
+  // The set's folder is made when missing (a set is often taken out into a folder of its
+  // own) and removed again, when still empty, if the run does not succeed.
+  struct MadeFolder {
+    std::string path;
+    bool keep = false;
+    ~MadeFolder() {
+      std::error_code ec;
+      if (!path.empty() && !keep) std::filesystem::remove(std::filesystem::u8path(path), ec);
+    }
+  } made;
+  if (!folder.empty() && !IsDirectory(folder) && MakeFolders(folder)) made.path = folder;
+  const uint64_t required = uint64_t{disc.sectors} * kSectorSize;
+  if (auto free = FreeSpace(cuePath); free && required > *free) return OutOfSpaceText(required);
+
+  StagedFiles staged;
+  std::vector<SectorTarget> targets;
+  if (files == TrackFiles::Split) {
+    for (std::size_t i = 0; i < disc.tracks.size(); ++i)
+      targets.push_back({staged.Add(folder + binNames[i]), disc.tracks[i].start,
+                         disc.tracks[i].length, folder + binNames[i]});
+  } else {
+    targets.push_back({staged.Add(folder + binNames[0]), 0, disc.sectors, folder + binNames[0]});
+  }
+  const std::string cueTemp = staged.Add(cuePath);
+
+  host.Log("  Extracting tracks... ");
+  host.SetCaption("Extracting tracks...");
+  if (std::string err = WriteSectors(in, layout, targets, host); !err.empty()) return err;
+
+  std::vector<SheetTrack> sheet(disc.tracks.size());
+  for (std::size_t i = 0; i < disc.tracks.size(); ++i) {
+    const bool split = files == TrackFiles::Split;
+    const std::string& path = split ? targets[i].path : targets[0].path;
+    const uint64_t offset = split ? 0 : uint64_t{disc.tracks[i].start} * kSectorSize;
+    if (!Describe(path, offset, disc.tracks[i], sheet[i]))
+      return "Could not read back \"" + path + "\".";
+  }
+  const std::string text =
+      files == TrackFiles::Split ? SplitSheet(sheet, binNames) : OneFileSheet(sheet, binNames[0]);
+  {
+    File cue(cueTemp, File::Mode::Write);
+    if (!cue || !cue.Write(std::string_view(text)) || !cue.Close())
+      return "Could not write \"" + cuePath + "\": " + cue.LastError();
+  }
+  if (std::string err = staged.Commit(); !err.empty()) return err;
+  made.keep = true;
+  host.Log("Done");
+  return "Success.";
+}
+
+}  // namespace ebf::pbp

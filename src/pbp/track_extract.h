@@ -1,0 +1,21 @@
+#pragma once
+// The disc image of a package taken out as the files a user had: one BIN per track with a
+// sheet naming them (a Redump set), or one BIN with a multi-track sheet.
+
+#include <string>
+
+#include "common/host.h"
+
+namespace ebf::pbp {
+
+enum class TrackFiles { Split, OneFile };
+
+// `output` is the set's name with or without ".cue"/".bin" ("dir/Game" gives
+// "dir/Game (Track 1).bin" ... and "dir/Game.cue"). Every file is written under a temporary
+// name and renamed once all are complete; on any other way out nothing of the run is left.
+// Returns "Success.", "Cancelled." or a message (the failing block and its offset for a
+// damaged package, the file that could not be written).
+std::string ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
+                          Host& host);
+
+}  // namespace ebf::pbp

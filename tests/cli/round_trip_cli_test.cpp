@@ -1,0 +1,144 @@
+// Discs through a package and back: Redump sets come out of `extract --split` file for file
+// and their sheets convert again to the same package; one-file and CloneCD inputs come back
+// as the same sectors; converting twice gives the same bytes at every level.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/files.h"
+#include "support/disc_sets.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/realistic_image.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::ReadFileBytes;
+using test::ReadFileText;
+using test::TempDir;
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+// Converts `input` into `folder` and returns the package's bytes.
+Bytes Convert(const std::string& input, const std::string& folder, int level,
+              const std::vector<std::string>& more = {}) {
+  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
+                                   "-o",    folder,    "--level", std::to_string(level)};
+  args.insert(args.end(), more.begin(), more.end());
+  test::ProcessResult r = Cli(args);
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  return ReadFileBytes(folder + "/EBOOT.PBP");
+}
+
+TEST(RoundTripCli, RedumpSetsComeBackFileForFile) {
+  TempDir dir;
+  struct Case {
+    test::DiscSet set;
+    std::string stem;
+    std::string sheet;  // what the extraction's sheet must say
+  };
+  const std::string quietNames[] = {"Quiet (USA) (Track 1).bin", "Quiet (USA) (Track 2).bin",
+                                    "Quiet (USA) (Track 3).bin"};
+  std::vector<Case> cases = {
+      {test::WriteSoloRedumpSet(dir.MakeDir("solo")), "Solo (USA)",
+       "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"},
+      // Pregaps that are not silence: every track starts at INDEX 01 of its file.
+      {test::WriteRedumpSet(dir.MakeDir("noisy")), "Game (USA)",
+       "FILE \"Game (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+       "    INDEX 01 00:00:00\r\n"
+       "FILE \"Game (USA) (Track 2).bin\" BINARY\r\n  TRACK 02 AUDIO\r\n    INDEX 01 00:00:00\r\n"
+       "FILE \"Game (USA) (Track 3).bin\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 01 00:00:00\r\n"},
+      // Silent pregaps: INDEX 00 at the file's start, INDEX 01 two seconds in, as Redump has.
+      {test::WriteSilentRedumpSet(dir.MakeDir("quiet")), "Quiet (USA)",
+       "FILE \"Quiet (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+       "    INDEX 01 00:00:00\r\n"
+       "FILE \"Quiet (USA) (Track 2).bin\" BINARY\r\n  TRACK 02 AUDIO\r\n"
+       "    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n"
+       "FILE \"Quiet (USA) (Track 3).bin\" BINARY\r\n  TRACK 03 AUDIO\r\n"
+       "    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.stem);
+    const std::string work = dir.MakeDir("work-" + c.stem);
+    const Bytes package = Convert(c.set.input, work + "/first", 9);
+    ASSERT_FALSE(package.empty());
+    const std::string back = dir.MakeDir("back-" + c.stem);
+    test::ProcessResult r =
+        Cli({"--quiet", "extract", work + "/first/EBOOT.PBP", back + "/" + c.stem, "--split"});
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    // Every track file as it went in, under its Redump name, and nothing else.
+    std::size_t tracks = 0;
+    for (const std::string& file : c.set.files) {
+      if (file.size() > 4 && file.substr(file.size() - 4) == ".cue") continue;
+      ++tracks;
+      const std::string name = FileNameOf(file);
+      EXPECT_EQ(ReadFileBytes(back + "/" + name), ReadFileBytes(file)) << name;
+    }
+    EXPECT_EQ(ReadFileText(back + "/" + c.stem + ".cue"), c.sheet);
+    std::size_t written = 0;
+    for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(back)) ++written;
+    EXPECT_EQ(written, tracks + 1);
+    // The sheet converts again to the very same package.
+    EXPECT_TRUE(Convert(back + "/" + c.stem + ".cue", work + "/again", 9) == package);
+  }
+  // The silent set's sheet is the one that went in, byte for byte.
+  EXPECT_EQ(ReadFileText(dir / "back-Quiet (USA)/Quiet (USA).cue"),
+            test::RedumpSheet({quietNames[0], quietNames[1], quietNames[2]}));
+}
+
+TEST(RoundTripCli, OneFileAndCloneCdInputsComeBackAsTheSameSectors) {
+  TempDir dir;
+  const test::DiscSet one = test::WriteOneFileSheet(dir.MakeDir("one"));
+  const Bytes package = Convert(one.input, dir / "one-pkg", 5);
+  test::ProcessResult r = Cli(
+      {"--quiet", "extract", dir / "one-pkg/EBOOT.PBP", dir / "one-back/Disc.cue", "--toc", "cue"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(ReadFileBytes(dir / "one-back/Disc.bin") == one.disc);
+  // Tracks 2 and 3 start at 300 and 675; their pregaps are not silence.
+  EXPECT_EQ(ReadFileText(dir / "one-back/Disc.cue"),
+            "FILE \"Disc.bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
+            "  TRACK 02 AUDIO\r\n    INDEX 01 00:04:00\r\n"
+            "  TRACK 03 AUDIO\r\n    INDEX 01 00:09:00\r\n");
+  EXPECT_TRUE(Convert(dir / "one-back/Disc.cue", dir / "one-again", 5) == package);
+
+  const test::DiscSet clone = test::WriteCloneCdSet(dir.MakeDir("clone"));
+  Convert(clone.input, dir / "clone-pkg", 5);
+  r = Cli({"--quiet", "extract", dir / "clone-pkg/EBOOT.PBP", dir / "clone-back/game", "--split"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  Bytes joined;
+  for (int t = 1; t <= 3; ++t) {
+    const Bytes part =
+        ReadFileBytes(dir / ("clone-back/game (Track " + std::to_string(t) + ").bin"));
+    EXPECT_FALSE(part.empty()) << t;
+    joined.insert(joined.end(), part.begin(), part.end());
+  }
+  EXPECT_TRUE(joined == clone.disc);
+  EXPECT_TRUE(FileExists(dir / "clone-back/game.cue"));
+}
+
+TEST(RoundTripCli, ConvertingTwiceGivesTheSameBytesAtEveryLevel) {
+  TempDir dir;
+  const test::DiscSet set = test::WriteRedumpSet(dir.MakeDir("set"));
+  // A disc of some size as well, so that the converter's threads take blocks in varying
+  // order.
+  const std::string big = dir / "big.bin";
+  test::WriteRealisticImage(big, 12u << 20);
+  for (const std::string& input : {set.input, big}) {
+    for (int level : {0, 5, 9}) {
+      SCOPED_TRACE(input + " level " + std::to_string(level));
+      // The image has no game ID of its own.
+      const std::vector<std::string> id = {"--id", "SLUS01234", "--save-name", "Same"};
+      const Bytes first = Convert(input, dir / ("a" + std::to_string(level)), level, id);
+      const Bytes second = Convert(input, dir / ("b" + std::to_string(level)), level, id);
+      ASSERT_GT(first.size(), 0x100000u);
+      EXPECT_TRUE(first == second);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ebf
