@@ -8,6 +8,7 @@
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
+#include "default_assets.h"
 #include "engine/conversion.h"
 #include "engine/recovery.h"
 #include "pbp/extract.h"
@@ -75,13 +76,7 @@ struct Job {
     req.GameID = "SLUS01234";
     req.CompressionLevel = 9;
     req.LogMode = true;
-    const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
-    req.Icon0Path = def + "ICON0.PNG";
-    req.Icon1Path = def + "ICON1.PMF";
-    req.Pic0Path = def + "PIC0.PNG";
-    req.Pic1Path = def + "PIC1.PNG";
-    req.Snd0Path = def + "SND0.AT3";
-    req.GamebootPath = def + "Gameboot.png";
+    test::UseDefaultAssets(req, progFolder);
   }
   std::string Go() { return RunConversion(req, ctx); }
   std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
@@ -314,13 +309,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     req.OutputFolder = work.path();
     req.Title = req.SaveName = "T";
     req.GameID = "SLUS01234";
-    const std::string def = ctx.folders.tree + "PSXCust" + kSep + "Default" + kSep;
-    req.Icon0Path = def + "ICON0.PNG";
-    req.Icon1Path = def + "ICON1.PMF";
-    req.Pic0Path = def + "PIC0.PNG";
-    req.Pic1Path = def + "PIC1.PNG";
-    req.Snd0Path = def + "SND0.AT3";
-    req.GamebootPath = def + "Gameboot.png";
+    test::UseDefaultAssets(req, ctx.folders.tree);
     EXPECT_EQ(RunConversion(req, ctx), test::ConverterMissingMessage());
   }
   {

@@ -7,6 +7,7 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "default_assets.h"
 #include "engine/conversion.h"
 #include "engine/image_prep.h"
 #include "support/disc_sets.h"
@@ -38,13 +39,7 @@ struct Job {
     req.GameID = "SLUS01234";
     req.CompressionLevel = static_cast<int16_t>(level);
     req.LogMode = true;
-    const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
-    req.Icon0Path = def + "ICON0.PNG";
-    req.Icon1Path = def + "ICON1.PMF";
-    req.Pic0Path = def + "PIC0.PNG";
-    req.Pic1Path = def + "PIC1.PNG";
-    req.Snd0Path = def + "SND0.AT3";
-    req.GamebootPath = def + "Gameboot.png";
+    test::UseDefaultAssets(req, progFolder);
   }
   std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
   // Nothing of the run stays behind but the package (if any).
