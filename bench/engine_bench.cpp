@@ -113,7 +113,7 @@ int main(int argc, char** argv) {
   std::filesystem::remove(dir / "copy.iso");
   QuietHost host;
   t = Clock::now();
-  const std::string padded = PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", {host, false});
+  const std::string padded = PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel);
   const double padSeconds = Since(t);
 
   std::printf("\nconverter alone, level 9:      %7.2f s  (%s)\n", converterSeconds,

@@ -244,7 +244,7 @@ int main(int argc, char** argv) {
   const bool peakReset = ResetPeakRss();
   const double cpu0 = CpuSeconds();
   auto e0 = Clock::now();
-  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host);
+  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - cpu0;
   const long peak = PeakRssKb();

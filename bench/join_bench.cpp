@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
     t = Clock::now();
     DiscOpenResult disc = OpenDiscImage(dir / "Bench.cue");
     std::string result = disc.disc ? WriteDiscImage(*disc.disc, dir / "TempBIN.bin",
-                                                    "Joining tracks...", {host, false})
+                                                    "Joining tracks...", host, host.cancel)
                                    : disc.message;
     joinSeconds = std::min(joinSeconds, Since(t));
     if (result != "Success.") joined = result;

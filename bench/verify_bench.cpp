@@ -130,15 +130,15 @@ int main(int argc, char** argv) {
   sync();
   ebf::QuietHost host;
   // One extraction first warms the page cache the same way for both measurements.
-  ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host);
+  ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   double c0 = CpuSeconds();
   auto e0 = Clock::now();
-  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host);
+  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - c0;
   c0 = CpuSeconds();
   auto v0 = Clock::now();
-  ebf::VerifyReport report = ebf::VerifyPackage(pbp, {}, host);
+  ebf::VerifyReport report = ebf::VerifyPackage(pbp, {}, host, host.cancel);
   const double verifySec = Seconds(v0, Clock::now());
   const double verifyCpu = CpuSeconds() - c0;
   const double imageMb = static_cast<double>(recipe.blockCount * kBlock) / 1e6;

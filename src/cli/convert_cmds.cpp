@@ -13,7 +13,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
-#include "engine/go_checks.h"
+#include "engine/conversion.h"
 #include "pbp/rebuild.h"
 
 namespace ebf::cli {
@@ -51,82 +51,100 @@ std::string Seconds(double s) {
   return out.str();
 }
 
-// Runs one input through the whole job; prints the closing message.
-JobResult RunOne(const std::string& input, const JobOptions& options, CliContext& ctx) {
-  auto& host = *static_cast<TerminalHost*>(ctx.host);
+// Runs one input through the whole job; prints the closing message. A batch passes the
+// folders its earlier games took, and gets this game's added.
+JobResult RunOne(const std::string& input, const JobOptions& options, CliContext& ctx,
+                 std::set<std::string>* takenFolders = nullptr) {
+  TerminalProgress& progress = *ctx.progress;
+  TerminalQuestions& questions = *ctx.questions;
+  questions.Clear();
+  questions.SetRebuildDestination(options.output);
   const auto start = std::chrono::steady_clock::now();
   JobResult out;
-  PreparedJob job = PrepareJob(input, options, ctx, host);
-  out.game = job.title.empty() ? StemOf(input) : job.title;
-  out.id = job.request.GameID;
-  // Measured before the run: patching in place changes the input.
-  const uint64_t inputBytes = FileSize(job.dataFile.empty() ? input : job.dataFile).value_or(0);
-  std::string result;
-  ConversionOutcome outcome;
-  if (!job.refusal.empty()) {
-    result = job.refusal;
-  } else if (!job.declined) {
-    host.Log("Converting " + input + "\n");
-    result = RunConversion(job.request, job.context, &outcome);
+  JobInput job = JobFor(input, options, ctx.settings);
+  if (takenFolders) job.takenOutputFolders = *takenFolders;
+  const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
+  out.game = planned.title.empty() ? StemOf(input) : planned.title;
+  if (planned.plan) {
+    out.id = planned.plan->gameId;
+    if (takenFolders && !planned.plan->output.empty())
+      takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
-  host.FinishLine();
+  // Measured before the run: patching in place changes the input.
+  const uint64_t inputBytes =
+      FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
+  ConversionResult result;
+  result.outcome = planned.outcome;
+  if (planned.plan) {
+    progress.Log("Converting " + input + "\n");
+    result = RunConversion(*planned.plan, progress, questions, *ctx.cancel);
+  }
+  progress.FinishLine();
   out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
-  if (result == "Success.") {
-    out.exitCode = kExitSuccess;
-    const bool inPlace = Extension4(job.request.InputPath) == ".PBP" && !options.recompress;
-    std::string eboot =
-        outcome.rebuiltTo.empty()
-            ? (inPlace ? job.request.InputPath : job.request.OutputFolder + "EBOOT.PBP")
-            : outcome.rebuiltTo;
-    const std::string done = !outcome.rebuiltTo.empty() ? "Done :)"
-                             : inPlace                  ? kMsgPatchingDone
-                                                        : kMsgConversionDone;
-    const uint64_t outputBytes = FileSize(eboot).value_or(0);
-    out.size = FormatSize(outputBytes);
-    out.result = "Success.";
-    if (ctx.json) {
-      PrintJobJson(input, eboot, "success", done, out, inputBytes, outputBytes);
-    } else {
-      std::cout << done << "\n";
-      if (outcome.palPatches)
-        std::cout << "PAL -> NTSC fix: " << outcome.palPatches << " change(s)\n";
-      std::cout << eboot << " (" << out.size << ", " << Seconds(out.seconds) << ")\n";
+  const Outcome& outcome = result.outcome;
+  switch (outcome.kind()) {
+    case OutcomeKind::Success: {
+      out.exitCode = kExitSuccess;
+      const bool inPlace = planned.plan->kind == JobKind::PatchPackage && !result.rebuilt;
+      const std::string done = result.rebuilt ? pbp::kRebuildDone
+                               : inPlace      ? kMsgPatchingDone
+                                              : kMsgConversionDone;
+      const uint64_t outputBytes = FileSize(result.package).value_or(0);
+      out.size = FormatSize(outputBytes);
+      out.result = outcome.text();
+      if (ctx.json) {
+        PrintJobJson(input, result.package, "success", done, out, inputBytes, outputBytes);
+      } else {
+        std::cout << done << "\n";
+        if (result.palPatches)
+          std::cout << "PAL -> NTSC fix: " << result.palPatches << " change(s)\n";
+        std::cout << result.package << " (" << out.size << ", " << Seconds(out.seconds) << ")\n";
+      }
+      break;
     }
-  } else if (result == "Cancelled.") {
-    std::cerr << "Cancelled.\n";
-    out.result = result;
-    out.exitCode = kExitCancelled;
-    if (ctx.json) PrintJobJson(input, "", "cancelled", result, out, inputBytes, 0);
-  } else if (result.empty() && *job.destinationMissing) {
-    std::cerr << kNeedRebuildDestination << "\n";
-    out.result = "No file to rebuild into";
-    if (ctx.json) PrintJobJson(input, "", "failed", kNeedRebuildDestination, out, inputBytes, 0);
-  } else if (result.empty() && host.refusedQuestion().rfind(kUnexpectedErrorHead, 0) == 0) {
-    // A failed read or write stopped the run: a failure, whatever --yes says.
-    const std::string text = ReplaceAll(host.refusedQuestion(), "\r\n", "\n");
-    const std::string error = text.substr(0, text.rfind("\n\nContinue regardless?"));
-    std::cerr << error << "\n";
-    out.result = "Stopped by an error";
-    if (ctx.json) PrintJobJson(input, "", "failed", error, out, inputBytes, 0);
-  } else if (result.empty()) {
-    // A question stopped the run: say which, and how to answer it.
-    const bool rebuild = host.refusedQuestion() == pbp::kRebuildQuestion && options.output.empty();
-    const std::string question = ReplaceAll(host.refusedQuestion(), "\r\n", "\n");
-    std::cerr << question
-              << (rebuild ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
-                            "new file)\n"
-                          : "\n(not answered: run again with --yes to answer Yes)\n");
-    out.result = "Stopped at a question";
-    out.exitCode = kExitCancelled;
-    if (ctx.json) PrintJobJson(input, "", "declined", question, out, inputBytes, 0);
-  } else {
-    const std::string text = ReplaceAll(result, "\r\n", "\n");
-    std::cerr << text << "\n";
-    out.result = ReplaceAll(SplitLines(result).empty() ? result : SplitLines(result)[0], "\t", " ");
-    if (ctx.json) PrintJobJson(input, "", "failed", text, out, inputBytes, 0);
+    case OutcomeKind::Cancelled:
+      std::cerr << "Cancelled.\n";
+      out.result = outcome.text();
+      out.exitCode = kExitCancelled;
+      if (ctx.json) PrintJobJson(input, "", "cancelled", outcome.text(), out, inputBytes, 0);
+      break;
+    case OutcomeKind::Declined:
+      if (questions.destinationMissing()) {
+        std::cerr << kNeedRebuildDestination << "\n";
+        out.result = "No file to rebuild into";
+        if (ctx.json)
+          PrintJobJson(input, "", "failed", kNeedRebuildDestination, out, inputBytes, 0);
+      } else if (questions.refusedQuestion().rfind(kUnexpectedErrorHead, 0) == 0) {
+        // A failed read or write stopped the run: a failure, whatever --yes says.
+        const std::string& text = questions.refusedQuestion();
+        const std::string error = text.substr(0, text.rfind("\n\nContinue regardless?"));
+        std::cerr << error << "\n";
+        out.result = "Stopped by an error";
+        if (ctx.json) PrintJobJson(input, "", "failed", error, out, inputBytes, 0);
+      } else {
+        // A question stopped the run: say which, and how to answer it.
+        const std::string& question = questions.refusedQuestion();
+        const bool rebuild = question == pbp::kRebuildQuestion && options.output.empty();
+        std::cerr << question
+                  << (rebuild ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
+                                "new file)\n"
+                              : "\n(not answered: run again with --yes to answer Yes)\n");
+        out.result = "Stopped at a question";
+        out.exitCode = kExitCancelled;
+        if (ctx.json) PrintJobJson(input, "", "declined", question, out, inputBytes, 0);
+      }
+      break;
+    case OutcomeKind::Failed: {
+      const std::string text = ReplaceAll(outcome.text(), "\r\n", "\n");
+      std::cerr << text << "\n";
+      const auto lines = SplitLines(outcome.text());
+      out.result = ReplaceAll(lines.empty() ? outcome.text() : lines[0], "\t", " ");
+      if (ctx.json) PrintJobJson(input, "", "failed", text, out, inputBytes, 0);
+      break;
+    }
   }
-  host.ClearRefusedQuestion();
+  questions.Clear();
   return out;
 }
 
@@ -220,8 +238,7 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     if (ctx.settings.defaultOutDirOpt == 0) ctx.settings.defaultOutDirOpt = 2;
     JobOptions each = batch.options;
     each.output.clear();
-    std::set<std::string> claimed;
-    each.claimedFolders = &claimed;
+    std::set<std::string> taken;
 
     const std::vector<std::string> images = FindDiscImages(batch.paths);
     if (images.empty()) {
@@ -231,9 +248,9 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     }
     std::vector<JobResult> results;
     for (std::size_t i = 0; i < images.size(); ++i) {
-      ctx.host->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) + "] " +
-                    images[i] + "\n");
-      results.push_back(RunOne(images[i], each, ctx));
+      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) +
+                        "] " + images[i] + "\n");
+      results.push_back(RunOne(images[i], each, ctx, &taken));
       if (results.back().result == "Cancelled.") break;  // Ctrl+C stops the whole batch
     }
     int worst = kExitSuccess;

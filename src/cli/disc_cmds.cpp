@@ -19,6 +19,7 @@
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "disc/resolver.h"
+#include "engine/plan.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
 
@@ -26,9 +27,9 @@ namespace ebf::cli {
 namespace {
 
 // Answers the resolver's one question from the command line.
-class AnsweringHost : public Host {
+class Answering : public Questions {
  public:
-  explicit AnsweringHost(bool answer) : answer_(answer) {}
+  explicit Answering(bool answer) : answer_(answer) {}
   bool AskYesNo(const std::string& text, bool, MsgIcon) override {
     std::cerr << text << " -> " << (answer_ ? "Yes" : "No") << "\n";
     return answer_;
@@ -153,11 +154,9 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       return;
     }
     LoadCliSettings(ctx);
-    ResolveContext context;
-    context.programFolder = ctx.folders.tree;
-    context.settings = ctx.settings;
-    AnsweringHost host(ctx.assumeYes && !args.no);
-    ResolvedInput r = ResolveInput(AbsolutePath(args.path), context, host);
+    Answering answers(ctx.assumeYes && !args.no);
+    ResolvedInput r = ResolveInput(AbsolutePath(args.path),
+                                   ResolverContext(ctx.settings, ctx.folders.tree), answers);
     if (!r.message.empty()) {
       std::cerr << r.message << "\n";
       ctx.exitCode = 1;
@@ -237,18 +236,20 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     options.write = args.apply;
     Json patches = Json::array();
     PalFixResult result;
-    result = ApplyPalFix(file, spans, options, nullptr, *ctx.host, [&](const PalPatch& p) {
-      if (ctx.json)
-        patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
-      else
-        std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-    });
+    result = ApplyPalFix(file, spans, options, nullptr, *ctx.progress, *ctx.cancel,
+                         [&](const PalPatch& p) {
+                           if (ctx.json)
+                             patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+                           else
+                             std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
+                           return true;
+                         });
     if (!file.Close() && result.error.empty()) result.error = file.LastError();
     if (!result.error.empty()) {
       std::cerr << args.image << ": " << result.error << "\n";
       ctx.exitCode = 1;
     } else if (result.cancelled) {
-      TakeCancelRequest();
+      ctx.cancel->Take();
       std::cerr << "Cancelled.\n";
       ctx.exitCode = kExitCancelled;
     }

@@ -19,14 +19,12 @@ struct Args {
   bool overwrite = false;
 };
 
-// Progress on the terminal's live line; Ctrl+C cancels.
-DiscJobHooks TerminalHooks(CliContext& ctx, const std::string& caption) {
-  ctx.host->SetCaption(caption);
+// Progress in the stage on the terminal; Ctrl+C cancels.
+DiscJobHooks TerminalHooks(CliContext& ctx, Stage& stage) {
   DiscJobHooks hooks;
-  hooks.cancel = &CancelRequested;
-  hooks.progress = [&ctx](uint64_t done, uint64_t total) {
-    ctx.host->SetFraction(total ? static_cast<double>(done) / static_cast<double>(total) : 1.0);
-    ctx.host->PumpEvents();
+  hooks.cancel = ctx.cancel;
+  hooks.progress = [&stage](uint64_t done, uint64_t total) {
+    stage.Advance(total ? done : 1, total ? total : 1);
   };
   return hooks;
 }
@@ -80,10 +78,9 @@ CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
   chd->add_option("--bin", args.output, "Write the disc as one raw image of 2,352-byte sectors");
   chd->callback([&ctx] {
     if (args.output.empty()) return PrintChd(args.input, ctx);
-    ctx.exitCode =
-        Finish(chd::WriteChdAsBin(args.input, args.output,
-                                  TerminalHooks(ctx, "Decoding " + FileNameOf(args.input))),
-               "Written: " + args.output);
+    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args.input));
+    ctx.exitCode = Finish(chd::WriteChdAsBin(args.input, args.output, TerminalHooks(ctx, stage)),
+                          "Written: " + args.output);
   });
 
   auto* ecm = app.add_subcommand("ecm", "Decode an ECM file back to the original image");
@@ -95,9 +92,9 @@ CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
       out = WithoutExtension(args.input);
       if (out == args.input) out += ".bin";
     }
-    ctx.exitCode = Finish(
-        DecodeEcmFile(args.input, out, TerminalHooks(ctx, "Decoding " + FileNameOf(args.input))),
-        "Written: " + out);
+    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args.input));
+    ctx.exitCode =
+        Finish(DecodeEcmFile(args.input, out, TerminalHooks(ctx, stage)), "Written: " + out);
   });
 
   auto* drives = app.add_subcommand("drives", "List the CD drives");
@@ -123,8 +120,8 @@ CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
     request.name = args.name.empty() ? FolderName(args.output) : args.name;
     request.overwrite = args.overwrite;
     rip::RipResult result;
-    std::string message =
-        rip::RipToBinCue(request, TerminalHooks(ctx, "Reading " + args.input), &result);
+    Stage stage(*ctx.progress, "Reading " + args.input);
+    std::string message = rip::RipToBinCue(request, TerminalHooks(ctx, stage), &result);
     ctx.exitCode = Finish(message, "Written: " + result.cuePath);
   });
 });

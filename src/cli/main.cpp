@@ -69,8 +69,13 @@ int main(int argc, char** argv) {
   AddGlobalFlags(app, ctx);
   AddRegisteredCommands(app, ctx);
 
-  TerminalHost host(ctx.assumeYes, ctx.quiet, {StderrIsTerminal(), nullptr, {}});
-  ctx.host = &host;
+  TerminalProgress progress(ctx.quiet, {StderrIsTerminal(), nullptr, {}});
+  TerminalQuestions questions(ctx.assumeYes, progress);
+  ebf::CancelToken cancel;
+  ctx.progress = &progress;
+  ctx.questions = &questions;
+  ctx.cancel = &cancel;
+  ebf::CancelToken::CancelOnSignal(&cancel);
   InstallInterruptHandler();
   // What a run that never ended left on the user's files is put right first, as the
   // desktop program does at its start.
@@ -81,9 +86,11 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     // --help and --version end here with 0; every mistake on the line is a failure.
     ebf::ClearWorkFiles(ctx.folders.work);
+    ebf::CancelToken::CancelOnSignal(nullptr);
     return app.exit(e) == 0 ? kExitSuccess : kExitFailed;
   }
-  host.FinishLine();
+  progress.FinishLine();
   ebf::ClearWorkFiles(ctx.folders.work);
+  ebf::CancelToken::CancelOnSignal(nullptr);
   return ctx.exitCode;
 }

@@ -75,16 +75,25 @@ struct ExtractArgs {
   bool split = false;
 };
 
-void FinishExtract(CliContext& ctx, const std::string& result) {
-  if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
-  if (result == "Success.") {
-    std::cout << pbp::kExtractDone << "\n";
-  } else if (result == "Cancelled.") {
-    std::cerr << "\nCancelled.\n";
-    ctx.exitCode = kExitCancelled;
-  } else {
-    if (!result.empty()) std::cerr << "\n" << result << "\n";
-    ctx.exitCode = 1;
+void FinishExtract(CliContext& ctx, const Outcome& result) {
+  ctx.progress->FinishLine();
+  switch (result.kind()) {
+    case OutcomeKind::Success:
+      std::cout << pbp::kExtractDone << "\n";
+      break;
+    case OutcomeKind::Cancelled:
+      std::cerr << "\nCancelled.\n";
+      ctx.exitCode = kExitCancelled;
+      break;
+    case OutcomeKind::Declined:
+      // Only a failed write is ever refused here: say which.
+      std::cerr << "\n" << ctx.questions->refusedQuestion() << "\n";
+      ctx.exitCode = kExitFailed;
+      break;
+    case OutcomeKind::Failed:
+      std::cerr << "\n" << result.text() << "\n";
+      ctx.exitCode = kExitFailed;
+      break;
   }
 }
 
@@ -130,10 +139,9 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
         ctx.exitCode = 1;
         return;
       }
-      CancelRequested = false;
-      std::string result = pbp::ExtractTracks(
+      Outcome result = pbp::ExtractTracks(
           args.path, args.output, args.split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
-          *ctx.host);
+          *ctx.progress, *ctx.cancel);
       FinishExtract(ctx, result);
       return;
     }
@@ -141,13 +149,13 @@ CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
     int toc = args.toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args.toc);
     if (std::string question = pbp::CcdOverwriteQuestion(args.output);
-        !question.empty() && !ctx.host->AskYesNo(question, false, MsgIcon::Exclamation)) {
+        !question.empty() && !ctx.questions->AskYesNo(question, false, MsgIcon::Exclamation)) {
       std::cerr << "Not overwriting " << pbp::CcdFilePath(args.output) << " (use --yes).\n";
       ctx.exitCode = 1;
       return;
     }
-    CancelRequested = false;
-    std::string result = pbp::ExtractDiscImage(args.path, args.output, false, toc, *ctx.host);
+    Outcome result = pbp::ExtractDiscImage(args.path, args.output, false, toc, *ctx.progress,
+                                           *ctx.questions, *ctx.cancel);
     FinishExtract(ctx, result);
   });
 });

@@ -99,8 +99,9 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    Stage stage(*ctx.progress, "Creating Documentation...");
     DocResult r = WriteDocumentDat(ctx.folders, opts->output, opts->id.substr(0, 4),
-                                   opts->id.substr(4), opts->pages, *ctx.host);
+                                   opts->id.substr(4), opts->pages, *ctx.progress, *ctx.cancel);
     if (r.outcome != DocOutcome::Done) {
       std::cerr << (r.message.empty() ? "Cancelled." : r.message) << "\n";
       ctx.exitCode = 1;
@@ -115,7 +116,8 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
   extract->add_option("FOLDER", opts->folder, "Folder for the pages")->required();
   extract->callback([opts, &ctx] {
     if (!IsDirectory(opts->folder)) MakeFolders(opts->folder);
-    DocResult r = ExtractDocumentDat(opts->datPath, opts->folder, *ctx.host);
+    Stage stage(*ctx.progress, "Extracting DOCUMENT.DAT...");
+    DocResult r = ExtractDocumentDat(opts->datPath, opts->folder, *ctx.progress, *ctx.cancel);
     if (r.outcome != DocOutcome::Done) {
       std::cerr << (r.message.empty() ? "Cancelled." : r.message) << "\n";
       ctx.exitCode = 1;

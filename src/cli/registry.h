@@ -7,7 +7,8 @@
 #include <string>
 
 #include "app/settings.h"
-#include "common/host.h"
+#include "cli/terminal_host.h"
+#include "common/cancel.h"
 #include "common/program_folders.h"
 
 namespace ebf::cli {
@@ -17,7 +18,9 @@ struct CliContext {
   ProgramFolders folders;
   std::string iniPath;  // --ini, else the program's own settings file
   Settings settings;    // read from iniPath when the command runs
-  Host* host = nullptr;
+  TerminalProgress* progress = nullptr;
+  TerminalQuestions* questions = nullptr;
+  CancelToken* cancel = nullptr;  // Ctrl+C
   // The global flags, accepted anywhere on the line.
   bool assumeYes = false;
   bool quiet = false;  // no progress and no log lines; results and errors still

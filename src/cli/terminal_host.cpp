@@ -11,7 +11,9 @@
 #endif
 
 #include "common/cancel.h"
+#include "common/files.h"
 #include "common/text.h"
+#include "disc/resolver.h"
 
 namespace ebf::cli {
 namespace {
@@ -27,60 +29,48 @@ int Percent(double fraction) {
 
 }  // namespace
 
-TerminalHost::TerminalHost(const bool& assumeYes, const bool& quiet, View view)
-    : assumeYes_(assumeYes), quiet_(quiet), view_(std::move(view)) {
+TerminalProgress::TerminalProgress(const bool& quiet, View view)
+    : quiet_(quiet), view_(std::move(view)) {
   if (!view_.now) view_.now = [] { return Clock::now(); };
   start_ = view_.now();
 }
 
-std::ostream& TerminalHost::out() {
+std::ostream& TerminalProgress::out() {
   return view_.out ? *view_.out : std::cerr;
 }
 
-bool TerminalHost::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon icon) {
-  FinishLine();
-  // "Continue regardless?" after a failed read or write is never answered Yes for the user:
-  // going on past it is how a package or an image gets broken.
-  if (icon == MsgIcon::Critical) {
-    if (refused_.empty()) refused_ = ReplaceAll(text, "\r\n", "\n");
-    return false;
+void TerminalProgress::OnStageBegun(const std::string& name, uint64_t workSize) {
+  if (name.empty()) return;
+  caption_ = name;
+  size_ = workSize ? "Image Size: " + FormatSize(workSize) : std::string();
+  bytes_.clear();
+  fraction_ = -1;
+  numberWritten_.clear();
+  Log("  " + name + " ");
+}
+
+void TerminalProgress::OnAdvanced(uint64_t done, uint64_t total, double /*overall*/) {
+  if (total > 0) {
+    fraction_ = static_cast<double>(done) / static_cast<double>(total);
+    bytes_.clear();
+  } else {
+    // Nothing to measure against: what has been written so far is all there is to show.
+    fraction_ = -1;
+    bytes_ = "Bytes written: " + FormatSize(done);
   }
-  if (assumeYes_) return true;
-  if (refused_.empty()) refused_ = ReplaceAll(text, "\r\n", "\n");
-  return false;
-}
-
-void TerminalHost::SetCaption(const std::string& caption) {
-  caption_ = caption;
-  Redraw(true);
-}
-
-void TerminalHost::SetFraction(double fraction) {
-  fraction_ = fraction;
   Redraw(false);
 }
 
-void TerminalHost::SetTotalFraction(double) {}
-
-void TerminalHost::SetSizeText(const std::string& text) {
-  size_ = text;
-  Redraw(false);
+void TerminalProgress::OnStageEnded(const std::string& name, bool completed) {
+  if (name.empty()) return;
+  if (completed) Log("Done");
+  caption_.clear();
+  size_.clear();
+  bytes_.clear();
+  fraction_ = -1;
 }
 
-void TerminalHost::SetBytesText(const std::string& text) {
-  bytes_ = text;
-  Redraw(false);
-}
-
-void TerminalHost::ShowBar(bool visible) {
-  showBar_ = visible;
-}
-
-void TerminalHost::ShowBytes(bool visible) {
-  showBytes_ = visible;
-}
-
-void TerminalHost::Log(const std::string& text) {
+void TerminalProgress::Log(const std::string& text) {
   if (quiet_) return;
   // Log text carries its own line breaks, often ahead of the words.
   std::string plain = ReplaceAll(text, "\r\n", "\n");
@@ -93,20 +83,16 @@ void TerminalHost::Log(const std::string& text) {
   out().flush();
 }
 
-void TerminalHost::PumpEvents() {
-  Redraw(false);
-}
-
-void TerminalHost::FinishLine() {
+void TerminalProgress::FinishLine() {
   if (lineOpen_) out() << "\n" << std::flush;
   lineOpen_ = false;
 }
 
-void TerminalHost::Redraw(bool force) {
+void TerminalProgress::Redraw(bool force) {
   if (quiet_) return;
   const auto now = view_.now();
   if (!view_.terminal) {
-    WritePlainLines(now);
+    WritePlainNumber(now);
     return;
   }
   if (!force && now - lastDraw_ < kLiveLineEvery) return;
@@ -114,17 +100,12 @@ void TerminalHost::Redraw(bool force) {
   DrawLiveLine(now);
 }
 
-void TerminalHost::WritePlainLines(Clock::time_point now) {
-  // A new caption is always worth a line; a number waits for its second.
-  if (!caption_.empty() && caption_ != captionWritten_) {
-    captionWritten_ = caption_;
-    numberWritten_.clear();
-    out() << caption_ << "\n" << std::flush;
-  }
+void TerminalProgress::WritePlainNumber(Clock::time_point now) {
+  // The stage's own line has been written; a number waits for its second.
   std::string number;
-  if (showBar_ && fraction_ >= 0)
+  if (fraction_ >= 0)
     number = std::to_string(Percent(fraction_)) + "%";
-  else if (showBytes_ && !bytes_.empty())
+  else
     number = bytes_;
   if (number.empty() || number == numberWritten_) return;
   if (lastNumberAt_ && now - *lastNumberAt_ < kPlainLineEvery) return;
@@ -133,7 +114,7 @@ void TerminalHost::WritePlainLines(Clock::time_point now) {
   out() << number << "\n" << std::flush;
 }
 
-void TerminalHost::DrawLiveLine(Clock::time_point now) {
+void TerminalProgress::DrawLiveLine(Clock::time_point now) {
   auto secs = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
   std::string line = caption_;
   if (fraction_ >= 0) {
@@ -153,6 +134,33 @@ void TerminalHost::DrawLiveLine(Clock::time_point now) {
   lineOpen_ = true;
 }
 
+bool TerminalQuestions::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon icon) {
+  view_.FinishLine();
+  if (text == kBinHasCueQuestion) {
+    view_.Log(text + (assumeYes_ ? " -> Yes\n" : " -> No\n"));
+    return assumeYes_;
+  }
+  // "Continue regardless?" after a failed read or write is never answered Yes for the user:
+  // going on past it is how a package or an image gets broken.
+  if (icon != MsgIcon::Critical && assumeYes_) return true;
+  if (refused_.empty()) refused_ = ReplaceAll(text, "\r\n", "\n");
+  return false;
+}
+
+std::optional<std::string> TerminalQuestions::ChooseRebuildDestination(const std::string&) {
+  if (rebuildDestination_.empty()) {
+    destinationMissing_ = true;
+    return std::nullopt;
+  }
+  return rebuildDestination_;
+}
+
+void TerminalQuestions::Clear() {
+  refused_.clear();
+  rebuildDestination_.clear();
+  destinationMissing_ = false;
+}
+
 bool StderrIsTerminal() {
 #ifdef _WIN32
   return _isatty(_fileno(stderr)) != 0;
@@ -162,7 +170,7 @@ bool StderrIsTerminal() {
 }
 
 extern "C" void OnInterrupt(int) {
-  CancelRequested = true;
+  CancelToken::SignalArrived();
 }
 
 void InstallInterruptHandler() {

@@ -89,9 +89,8 @@ CommandRegistrar verifyCommand(42, [](CLI::App& app, CliContext& ctx) {
       "Compare with the source disc (CUE, CCD/IMG, MDS/MDF, ISO/BIN) sector for sector");
   cmd->add_option("--dat", args.options.dat, "Look the tracks up in a Redump/No-Intro XML DAT");
   cmd->callback([&ctx] {
-    CancelRequested = false;
-    VerifyReport r = VerifyPackage(args.path, args.options, *ctx.host);
-    if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
+    VerifyReport r = VerifyPackage(args.path, args.options, *ctx.progress, *ctx.cancel);
+    ctx.progress->FinishLine();
     if (!r.error.empty()) {
       std::cerr << r.error << "\n";
       ctx.exitCode = kExitFailed;

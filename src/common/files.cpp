@@ -269,11 +269,11 @@ bool AppendFileToOpenFile(const std::string& path, File& out) {
   return in.LastError().empty();
 }
 
-bool ConfirmOverwrite(Host& host, const std::string& folder, const std::string& name,
+bool ConfirmOverwrite(Questions& questions, const std::string& folder, const std::string& name,
                       const std::string& source) {
   std::string target = folder + name;
   if (target == source || !FileExists(target)) return false;
-  return !host.AskYesNo("WARNING: the following file will be overwritten if you continue!!!\r\n" +
+  return !questions.AskYesNo("WARNING: the following file will be overwritten if you continue!!!\r\n" +
                             target + "\r\nDo you wish to continue?",
                         false, MsgIcon::Exclamation);
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/questions.h"
 
 namespace ebf {
 
@@ -75,7 +75,7 @@ bool AppendFileToOpenFile(const std::string& path, File& out);
 
 // Asks before a file in `folder` would be overwritten. True means stop (the user said
 // No). Never asks when the target is the source itself or does not exist.
-bool ConfirmOverwrite(Host& host, const std::string& folder, const std::string& name,
+bool ConfirmOverwrite(Questions& questions, const std::string& folder, const std::string& name,
                       const std::string& source);
 
 bool IsProcessRunning(int64_t pid);

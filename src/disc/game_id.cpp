@@ -173,15 +173,16 @@ bool IsKnownGameIdShape(const std::string& gameId) {
 
 GameIdCheck CheckGameIdForConversion(const std::string& gameId, const std::string& title,
                                      const std::string& saveName, const std::string& region,
-                                     bool palFixScreen, bool palFixGfx, Host& host) {
+                                     bool palFixScreen, bool palFixGfx,
+                                     Questions& questions) {
   if (title.empty()) return {CheckOutcome::Refused, kNoTitleMessage};
   if (saveName.empty()) return {CheckOutcome::Refused, kNoSaveNameMessage};
   if (CharCount(gameId) != 9) return {CheckOutcome::Refused, kIdLengthMessage};
   if (!IsKnownGameIdShape(gameId)) return {CheckOutcome::Refused, kIdShapeMessage};
   bool anyFix = palFixScreen || palFixGfx;
-  if (region == "NTSC" && anyFix && !host.AskYesNo(kPalFixOnNtscQuestion, true))
+  if (region == "NTSC" && anyFix && !questions.AskYesNo(kPalFixOnNtscQuestion, true))
     return {CheckOutcome::Declined, {}};
-  if (region == "PAL" && !anyFix && !host.AskYesNo(kPalWithoutFixQuestion, true))
+  if (region == "PAL" && !anyFix && !questions.AskYesNo(kPalWithoutFixQuestion, true))
     return {CheckOutcome::Declined, {}};
   return {};
 }

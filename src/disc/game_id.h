@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/host.h"
+#include "common/questions.h"
 #include "disc/byte_source.h"
 
 namespace ebf {
@@ -58,6 +58,7 @@ bool IsKnownGameIdShape(const std::string& gameId);
 // `region` is the region caption the database lookup left ("NTSC", "PAL" or anything else).
 GameIdCheck CheckGameIdForConversion(const std::string& gameId, const std::string& title,
                                      const std::string& saveName, const std::string& region,
-                                     bool palFixScreen, bool palFixGfx, Host& host);
+                                     bool palFixScreen, bool palFixGfx,
+                                     Questions& questions);
 
 }  // namespace ebf

@@ -1,19 +1,20 @@
 #pragma once
 // What a long disc routine (decoding an image to a file, ripping a disc) is handed by its
-// caller: a progress callback and a cancel flag to poll. Both optional; nothing global.
+// caller: a progress callback and a cancel token to poll. Both optional; nothing global.
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
+
+#include "common/cancel.h"
 
 namespace ebf {
 
 struct DiscJobHooks {
   // Bytes (or sectors) done of a total, called at the routine's fixed points.
   std::function<void(uint64_t done, uint64_t total)> progress;
-  const std::atomic<bool>* cancel = nullptr;
+  const CancelToken* cancel = nullptr;
 
-  bool Cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
+  bool Cancelled() const { return cancel && cancel->Requested(); }
   void Report(uint64_t done, uint64_t total) const {
     if (progress) progress(done, total);
   }

@@ -158,22 +158,24 @@ class SpanRun {
 }  // namespace
 
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
-                         std::vector<PalPatch>* undo, Host& host,
-                         const std::function<void(const PalPatch&)>& onPatch) {
+                         std::vector<PalPatch>* undo, Progress& progress,
+                         const CancelToken& cancel,
+                         const std::function<bool(const PalPatch&)>& onPatch) {
   const uint64_t start = file.Tell();
-  return ApplyPalFix(file, {FileSpan{start, end > start ? end - start : 0}}, options, undo, host,
-                     onPatch);
+  return ApplyPalFix(file, {FileSpan{start, end > start ? end - start : 0}}, options, undo,
+                     progress, cancel, onPatch);
 }
 
 PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
-                         const PalFixOptions& options, std::vector<PalPatch>* undo, Host& host,
-                         const std::function<void(const PalPatch&)>& onPatch) {
+                         const PalFixOptions& options, std::vector<PalPatch>* undo,
+                         Progress& progress, const CancelToken& cancel,
+                         const std::function<bool(const PalPatch&)>& onPatch) {
   PalFixResult result;
-  if (options.batch)
-    host.Log(kPalFixLogLine);
-  else
-    host.SetCaption(kPalFixCaption);
-  if (!options.screenHeight && !options.graphics) return result;
+  Stage stage(progress, kPalFixCaption);
+  if (!options.screenHeight && !options.graphics) {
+    stage.Done();
+    return result;
+  }
 
   SpanRun run(file, spans);
   const uint64_t end = run.size();
@@ -202,7 +204,10 @@ PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
       // Noted before it is written: undoing a change that never reached the file is
       // harmless, a change written without a note could never be undone.
       if (undo) undo->push_back(patch);
-      if (onPatch) onPatch(patch);
+      if (onPatch && !onPatch(patch)) {
+        result.error = "a change could not be noted before it was written";
+        return result;
+      }
       if (options.write && !run.WriteAt(pos + i, std::span<const uint8_t>(&buf[i], 8))) {
         result.error = file.LastError();
         return result;
@@ -214,17 +219,15 @@ PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
               buf.begin() + static_cast<std::ptrdiff_t>(got), buf.begin());
     carried = kPalWindow;
     pos += got - kPalWindow;
-    if (++chunks % kPalChunksPerPump == 0) {
-      host.PumpEvents();
-      host.SetFraction(static_cast<double>(pos) / static_cast<double>(end));
-    }
-    if (CancelRequested) {
+    if (++chunks % kPalChunksPerPump == 0) stage.Advance(pos, end);
+    if (cancel.Requested()) {
       result.cancelled = true;
       break;
     }
   }
   if (options.write && result.patches && !file.Flush() && result.error.empty())
     result.error = file.LastError();
+  if (!result.cancelled && result.error.empty()) stage.Done();
   return result;
 }
 

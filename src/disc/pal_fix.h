@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/progress.h"
 
 namespace ebf {
 
 inline constexpr const char* kPalFixCaption = "Applying PAL -> NTSC Fix...";
-inline constexpr const char* kPalFixLogLine = "  Applying PAL -> NTSC Fix...";
 inline constexpr const char* kPalFixCompressedQuestion =
     "Warning: You have selected to do a PAL -> NTSC fix whilst making a compressed EBOOT.  This "
     "will apply the patch to the original Image file!  Although changes will be reverted, it's "
@@ -30,7 +30,6 @@ inline constexpr uint32_t kPalChunksPerPump = 65;
 struct PalFixOptions {
   bool screenHeight = false;  // "Fix Screen Height"
   bool graphics = false;      // "Fix Graphics (may cause problems)"
-  bool batch = false;         // progress goes to the log view instead of the caption
   bool write = true;          // false: only report what would be patched
 };
 
@@ -45,22 +44,25 @@ std::string PalRuleName(int rule);
 
 struct PalFixResult {
   uint64_t patches = 0;
-  bool cancelled = false;  // CancelRequested was seen; the flag is left set for the caller
+  bool cancelled = false;  // a cancel was seen; the request is left for the caller to take
   std::string error;       // a failed read or write; the scan stopped there
 };
 
 // Scans from the file's current position up to `end`. Each patch is appended to `undo`
-// when one is given and reported to `onPatch`.
+// when one is given and reported to `onPatch` before it is written; when `onPatch` says
+// false (the change could not be noted), it is not written and the scan stops there.
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
-                         std::vector<PalPatch>* undo, Host& host,
-                         const std::function<void(const PalPatch&)>& onPatch = {});
+                         std::vector<PalPatch>* undo, Progress& progress,
+                         const CancelToken& cancel,
+                         const std::function<bool(const PalPatch&)>& onPatch = {});
 // Scans the spans as one run of bytes, in the order given, so that a match may begin in one
 // span and end in the next (a package's disc image lies in blocks with headers between
 // them). A patch's offset is its first byte's file position; a window that straddles two
 // spans is written in two pieces, so such patches cannot be put back by ReplayPalUndo.
 PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
-                         const PalFixOptions& options, std::vector<PalPatch>* undo, Host& host,
-                         const std::function<void(const PalPatch&)>& onPatch = {});
+                         const PalFixOptions& options, std::vector<PalPatch>* undo, Progress& progress,
+                         const CancelToken& cancel,
+                         const std::function<bool(const PalPatch&)>& onPatch = {});
 
 // Writes the original words back, in list order. Returns "" or an error text.
 std::string ReplayPalUndo(File& file, const std::vector<PalPatch>& undo);

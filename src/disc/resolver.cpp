@@ -38,7 +38,7 @@ std::string FolderWithoutSep(const std::string& file) {
   return folder;
 }
 
-std::string OutputFolder(const ResolvedInput& r, const Settings& settings) {
+std::string OutputFolder(const ResolvedInput& r, const ResolveContext& settings) {
   std::string base =
       settings.defaultOutputDir.empty() ? FolderWithoutSep(r.dataFile) : settings.defaultOutputDir;
   int opt = settings.defaultOutDirOpt;
@@ -67,7 +67,8 @@ std::string DetectInputGameId(const std::string& input, const std::string& dataF
   return DetectGameId(*DiscBytes(*opened.disc));
 }
 
-ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& context, Host& host) {
+ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& context,
+                           Questions& questions) {
   ResolvedInput r;
   r.gameId = context.currentGameId;
   r.region = context.currentRegion;
@@ -84,7 +85,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
     path = ResolveCaseBlind(LessLastFour(path) + ".img");
   } else if (ext == ".BIN") {
     std::string cue = ResolveCaseBlind(LessLastFour(path) + ".cue");
-    if (FileSize(cue) && host.AskYesNo(kBinHasCueQuestion, false)) path = cue;
+    if (FileSize(cue) && questions.AskYesNo(kBinHasCueQuestion, false)) path = cue;
   }
   ext = Extension4(path);
 
@@ -115,10 +116,10 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
         ext == ".CHD" ? std::optional<uint64_t>(kMinScannedImageSize) : DiscFileSize(r.dataFile);
     if (size && *size >= kMinScannedImageSize) {
       std::string id = DetectInputGameId(path, r.dataFile);
-      if (id.empty()) id = context.settings.defGameId;
+      if (id.empty()) id = context.defGameId;
       if (!id.empty()) {
         auto entry =
-            LookupGame(GameDbPath(context.programFolder), id, context.settings.hideNameTags);
+            LookupGame(GameDbPath(context.programFolder), id, context.hideNameTags);
         if (entry) {
           r.region = entry->region;
           if (!entry->title.empty()) r.title = entry->title;
@@ -135,7 +136,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
     if (r.gameId.empty()) r.assetPasses.push_back({std::string(), false});
   }
 
-  r.outputFolder = OutputFolder(r, context.settings);
+  r.outputFolder = OutputFolder(r, context);
   r.runInspection = true;
   return r;
 }

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "app/settings.h"
-#include "common/host.h"
+#include "common/questions.h"
 
 namespace ebf {
 
@@ -19,7 +18,11 @@ inline constexpr const char* kBinHasCueQuestion =
 // keep these values.
 struct ResolveContext {
   std::string programFolder;  // Data/ (the game database) lies under it
-  Settings settings;
+  // The settings the resolver follows.
+  std::string defaultOutputDir;  // DefaultOutputDir
+  int defaultOutDirOpt = 0;      // DefaultOutDirOpt
+  std::string defGameId;         // DefGameID
+  bool hideNameTags = false;     // HideNameTags
   std::string currentOutput;  // txtOut
   std::string currentGameId;
   std::string currentRegion;  // lblRegion's caption
@@ -45,7 +48,8 @@ struct ResolvedInput {
   bool runInspection = false;          // the package inspection runs next on `input`
 };
 
-ResolvedInput ResolveInput(const std::string& path, const ResolveContext& context, Host& host);
+ResolvedInput ResolveInput(const std::string& path, const ResolveContext& context,
+                           Questions& questions);
 
 // The game ID of an input (an image or a sheet), read through its disc; when the disc
 // cannot be opened, from `dataFile` (the file a sheet names first) as it is. "" when none.

@@ -5,7 +5,6 @@
 #include "assets/convert.h"
 #include "common/ansi.h"
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
@@ -70,7 +69,8 @@ std::string DocumentTemplatePath(const ProgramFolders& folders) {
 
 DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& outputPath,
                            const std::string& gameIdPrefix, const std::string& gameIdNumber,
-                           const std::vector<std::string>& pagePaths, Host& host) {
+                           const std::vector<std::string>& pagePaths, Progress& progress,
+                           CancelToken& cancel) {
   const std::string templatePath = DocumentTemplatePath(folders);
   if (!FileExists(templatePath) || IsDirectory(templatePath))
     return Failure("DOCHead.dat file missing!");
@@ -103,9 +103,8 @@ DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& out
   for (uint32_t i = 0; i < count; ++i) {
     std::string page = pagePaths[i];
     if (!FileExists(page)) continue;
-    host.SetFraction(static_cast<double>(i) / count);
-    host.PumpEvents();
-    if (TakeCancelRequest()) {
+    progress.Advance(i, count);
+    if (cancel.Take()) {
       out.Close();
       DeleteFileIfExists(outputPath);
       result.outcome = DocOutcome::Cancelled;
@@ -120,7 +119,7 @@ DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& out
     position += length;
     ++result.pagesStored;
   }
-  host.SetFraction(1.0);
+  progress.Advance(count, count);
   if (!out.Seek(kDocTableOffset) || !out.Write(EncodeTable(records)) || !out.Close())
     return fail(out.LastError());
   result.outcome = DocOutcome::Done;
@@ -136,7 +135,7 @@ std::string DocumentPageFileName(uint32_t index, uint32_t count) {
 }
 
 DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outputFolder,
-                             Host& host) {
+                             Progress& progress, CancelToken& cancel) {
   File in(datPath, File::Mode::Read);
   if (!in) return Failure(in.LastError());
   const uint64_t fileSize = in.Size();
@@ -155,7 +154,7 @@ DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outp
     const uint32_t offset = LoadLe32(record.data());
     uint64_t size = LoadLe32(record.data() + kDocRecordSizeField);
     if (size > 0) {
-      host.SetFraction(static_cast<double>(i) / count);
+      progress.Advance(i, count);
       // A record pointing past the end gives a short (or empty) page, as the data allows.
       size = offset >= fileSize ? 0 : std::min<uint64_t>(size, fileSize - offset);
       const std::string name = JoinPath(outputFolder, DocumentPageFileName(i, count));
@@ -172,8 +171,7 @@ DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outp
       if (!page.Close()) return Failure(page.LastError());
       ++result.pagesStored;
     }
-    host.PumpEvents();
-    if (TakeCancelRequest()) {
+    if (cancel.Take()) {
       result.outcome = DocOutcome::Cancelled;
       return result;
     }

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/progress.h"
 #include "common/program_folders.h"
 
 namespace ebf {
@@ -36,17 +37,18 @@ struct DocResult {
 
 // Pages that are missing, not PNG after conversion, or wider than 480 keep an all-zero
 // record. Non-PNG pictures are converted through <work folder>/Temp/TempConv.png. A
-// cancel (CancelRequested) removes the partial output.
+// cancel removes the partial output.
 DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& outputPath,
                            const std::string& gameIdPrefix, const std::string& gameIdNumber,
-                           const std::vector<std::string>& pagePaths, Host& host);
+                           const std::vector<std::string>& pagePaths, Progress& progress,
+                           CancelToken& cancel);
 
 // Writes each page to <folder>/<zeros><index>.png, the zeros being 5 minus the number of
 // digits of the highest index (count - 1), the same for every page of a file. Records of skipped
 // pages (size 0) give no file, and the table ends where the file does. A cancel keeps the pages
 // already written.
 DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outputFolder,
-                             Host& host);
+                             Progress& progress, CancelToken& cancel);
 
 // The name ExtractDocumentDat gives page `index` of `count`.
 std::string DocumentPageFileName(uint32_t index, uint32_t count);

@@ -1,34 +1,24 @@
 #include "engine/conversion.h"
 
-#include <cinttypes>
-#include <cstdio>
 #include <optional>
 
 #include "app/startup.h"
 #include "assets/convert.h"
-#include "assets/slots.h"
 #include "assets/validate.h"
-#include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
-#include "disc/game_id.h"
-#include "disc/pal_fix.h"
 #include "engine/converter_run.h"
-#include "engine/go_checks.h"
 #include "imaging/dib.h"
-#include "pbp/container.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/package_check.h"
 #include "pbp/patch.h"
 #include "pbp/patch_journal.h"
-#include "pbp/psar.h"
 #include "pbp/rebuild.h"
 
 namespace ebf {
 namespace {
 
-constexpr const char* kPalJournal = "PALFIX.UNDO";
 constexpr const char* kMsgNewPackageNotWritten =
     "The new package could not be finished; no EBOOT.PBP was written.";
 
@@ -77,89 +67,6 @@ class RunCleanup {
   std::string palTarget_;
 };
 
-// The journal lets a fix left on the user's image by a crash of this program be undone
-// at the next start: the image's path, then one "offset w0 w1" line per change.
-class PalJournal {
- public:
-  PalJournal(const std::string& workFolder, const std::string& image)
-      : path_(TempFolder(workFolder) + kPalJournal) {
-    file_.Open(path_, File::Mode::Write);
-    file_.Write(image + "\n");
-    file_.Flush();
-  }
-  void Add(const PalPatch& p) {
-    char line[64];
-    std::snprintf(line, sizeof line, "%" PRIu64 " %08X %08X\n", p.offset, p.w0, p.w1);
-    file_.Write(std::string_view(line));
-    file_.Flush();
-  }
-
- private:
-  std::string path_;
-  File file_;
-};
-
-// The fix over a whole image (`package` false) or over the disc image inside a package.
-// With `journalTemp`, the fix on the user's own package is all or nothing: a first pass
-// finds the changes, their bytes are journalled, and only then are they written.
-std::string RunPalFix(const std::string& path, bool package, const ConversionRequest& r,
-                      std::vector<PalPatch>* undo, PalJournal* journal, Host& host,
-                      uint64_t& patches, const std::string& journalTemp = {}) {
-  File f(path, File::Mode::ReadWrite);
-  if (!f) return "The PAL -> NTSC fix could not open " + path + " (" + f.LastError() + ")";
-  std::vector<FileSpan> spans{{0, f.Size()}};
-  if (package) {
-    auto image = pbp::PalFixSpans(f);
-    if (!image) return pbp::kEbootNotValid;
-    spans = std::move(*image);
-  }
-  PalFixOptions options;
-  options.screenHeight = r.PalFixScreen;
-  options.graphics = r.PalFixGraphics;
-  options.batch = r.LogMode;
-  std::optional<pbp::PatchJournal> packageJournal;
-  if (!journalTemp.empty()) {
-    PalFixOptions dry = options;
-    dry.write = false;
-    std::vector<PalPatch> found;
-    PalFixResult seen = ApplyPalFix(f, spans, dry, &found, host, {});
-    if (seen.cancelled) {
-      CancelRequested = false;
-      return "Cancelled.";
-    }
-    if (found.empty()) return "";
-    // A window may straddle a block's stored-mode head, so each note takes the head too.
-    std::vector<FileSpan> regions;
-    for (const PalPatch& p : found) regions.push_back({p.offset, 8 + pbp::kStoredHeadSize});
-    packageJournal.emplace(path, journalTemp);
-    if (std::string e = packageJournal->Begin(f, regions); !e.empty()) {
-      packageJournal.reset();
-      return e;
-    }
-  }
-  PalFixResult res = ApplyPalFix(f, spans, options, undo, host, [&](const PalPatch& p) {
-    if (journal) journal->Add(p);
-  });
-  if (packageJournal && res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
-  if (!f.Close() && res.error.empty()) res.error = f.LastError();
-  if (packageJournal) {
-    if (res.cancelled || !res.error.empty()) {
-      std::string undone = packageJournal->RollBack();
-      res.patches = 0;
-      if (!undone.empty()) res.error += ". " + undone;
-    } else {
-      packageJournal->Finish();
-    }
-  }
-  patches += res.patches;
-  if (res.cancelled) {
-    CancelRequested = false;
-    return "Cancelled.";
-  }
-  if (!res.error.empty()) return "The PAL -> NTSC fix failed on " + path + ": " + res.error;
-  return "";
-}
-
 // Names the files of the output folder that the next start removes should this program
 // be killed before its clean-up runs (the clean-up removes the note with them).
 void NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths) {
@@ -168,44 +75,47 @@ void NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths
   note.Sync();
 }
 
-// ICON0, PIC1 and the gameboot become PNGs of the PSP's sizes when they are other pictures.
-void ConvertPictures(ConversionRequest& r, const ConversionContext& ctx) {
+AssetPaths PlannedAssets(const ConversionPlan& plan) {
+  AssetPaths paths;
+  for (int i = 0; i < kSlotCount; ++i) paths[i] = plan.assets[i].path;
+  return paths;
+}
+
+// ICON0, PIC1 and the gameboot become PNGs of the PSP's sizes when they are other pictures;
+// the returned paths name what the package gets.
+AssetPaths ConvertPictures(const ConversionPlan& plan) {
+  AssetPaths paths = PlannedAssets(plan);
   c32bppDIB image;
-  const int mode = ctx.settings.imgResMode;
-  const bool centre = ctx.settings.imgResCentre;
-  ConvertSlotPictureToPng(ctx.folders.work, r.Icon0Path, kIcon0Target.slotWord, image,
-                          kIcon0Target.width, kIcon0Target.height, mode, centre);
-  ConvertSlotPictureToPng(ctx.folders.work, r.Pic1Path, kPic1Target.slotWord, image,
-                          kPic1Target.width, kPic1Target.height, mode, centre);
-  ConvertSlotPictureToPng(ctx.folders.work, r.GamebootPath, kGamebootTarget.slotWord, image,
-                          kGamebootTarget.width, kGamebootTarget.height, mode, centre);
+  const int mode = plan.settings.imgResMode;
+  const bool centre = plan.settings.imgResCentre;
+  const std::pair<int, SlotTarget> pictures[] = {
+      {kSlotIcon0, kIcon0Target}, {kSlotPic1, kPic1Target}, {kSlotGameboot, kGamebootTarget}};
+  for (const auto& [slot, target] : pictures)
+    ConvertSlotPictureToPng(plan.folders.work, paths[slot], target.slotWord, image, target.width,
+                            target.height, mode, centre);
+  return paths;
 }
 
-AssetPaths EffectiveAssets(const ConversionRequest& r) {
-  return {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path, r.Snd0Path, r.GamebootPath};
-}
-
-std::string ValidateAssets(const ConversionRequest& r, const ConversionContext& ctx) {
-  const AssetPaths paths = EffectiveAssets(r);
+// Every file the user supplied is tested, in the slots' order; the first refusal stops.
+Outcome ValidateAssets(const ConversionPlan& plan, const AssetPaths& paths) {
   for (int i = 0; i < kSlotCount; ++i) {
-    std::string res = ValidateSlot(kSlots[static_cast<std::size_t>(i)], ctx.slotChoices[i].ticked,
-                                   ctx.slotChoices[i].text, paths[static_cast<std::size_t>(i)]);
-    if (res != kValidationSuccess) return res;
+    std::string res = ValidateSlot(kSlots[i], plan.assets[i].ticked, plan.assets[i].text, paths[i]);
+    if (res != kValidationSuccess) return Outcome::Failed(res);
   }
-  return "";
+  return Outcome::Success();
 }
 
-pbp::EbootJob JobFor(const ConversionRequest& r) {
+pbp::EbootJob JobFor(const ConversionPlan& plan, const AssetPaths& assets) {
   pbp::EbootJob job;
-  job.title = r.Title;
-  job.gameId = r.GameID;
-  job.saveName = r.SaveName;
-  job.icon0 = r.Icon0Path;
-  job.icon1 = r.Icon1Path;
-  job.pic0 = r.Pic0Path;
-  job.pic1 = r.Pic1Path;
-  job.snd0 = r.Snd0Path;
-  job.gameboot = r.GamebootPath;
+  job.title = plan.title;
+  job.gameId = plan.gameId;
+  job.saveName = plan.saveName;
+  job.icon0 = assets[kIcon0];
+  job.icon1 = assets[kIcon1];
+  job.pic0 = assets[kPic0];
+  job.pic1 = assets[kPic1];
+  job.snd0 = assets[kSnd0];
+  job.gameboot = assets[kBoot];
   return job;
 }
 
@@ -221,224 +131,218 @@ void DeleteNullFile(const std::string& workFolder) {
   DeleteFileIfExists(WithTrailingSep(workFolder) + "null");
 }
 
-// A package given as input and not recompressed: patched in place, or rebuilt when the
-// new assets do not fit.
-std::string PackageJob(ConversionRequest& r, const ConversionContext& ctx,
-                       ConversionOutcome& outcome) {
-  Host& host = *ctx.host;
-  const std::string temp = TempFolder(ctx.folders.work);
-  ConvertPictures(r, ctx);
-  // The new pictures and files are tested as a new package's are before either way is
-  // chosen, so that a rebuild takes nothing a new package would refuse.
-  std::string res = ValidateAssets(r, ctx);
-  if (!res.empty()) return res;
-  const pbp::EbootJob job = JobFor(r);
-  pbp::Room room;
-  res = pbp::MeasureRoom(r.InputPath, temp, job, room);
-  if (!res.empty()) return res;
-  if (!room.fits()) {
-    if (!host.AskYesNo(pbp::kRebuildQuestion, false, MsgIcon::Exclamation)) return "";
-    const std::string dest = ctx.chooseRebuildDestination ? ctx.chooseRebuildDestination() : "";
-    if (dest.empty()) return "";
-    if (dest == r.InputPath) return pbp::kSameFileMessage;
-    NoteRunFiles(temp, {dest + ".part"});
-    res = pbp::ReconstructEboot(r.InputPath, dest, temp, ctx.folders.work, job, host);
-    DeleteFileIfExists(temp + kRunNote);
-    if (res == "Success.") outcome.rebuiltTo = dest;
-    return res;
+// A package given as input: what a patch of it that never ended left is undone before it is
+// read, then it is checked as a job's input.
+Outcome ReadyPackage(const ConversionPlan& plan, Progress& progress) {
+  if (std::string said = pbp::RollBackLeftoverPatch(plan.input); !said.empty()) {
+    if (said.find("could not be undone") != std::string::npos) return Outcome::Failed(said);
+    progress.Log(said + "\r\n");
   }
-  res = pbp::PatchEbootInPlace(r.InputPath, temp, job, host);
-  DeleteNullFile(ctx.folders.work);
-  if (res != "Success.") return res;
-  if (r.PalFixScreen || r.PalFixGraphics) {
-    res = RunPalFix(r.InputPath, true, r, nullptr, nullptr, host, outcome.palPatches, temp);
-    if (!res.empty()) return res;
-  }
-  return "Success.";
+  if (std::string check = pbp::CheckEbootForJob(plan.input); !check.empty())
+    return Outcome::Failed(check);
+  return Outcome::Success();
 }
 
-}  // namespace
-
-std::string RunConversion(ConversionRequest& r, const ConversionContext& ctx,
-                          ConversionOutcome* outcomeOut) {
-  // The converter runs in the output folder, so every path it is given must stand alone.
-  r.InputPath = AbsolutePath(r.InputPath);
-  if (!r.OutputFolder.empty()) r.OutputFolder = AbsolutePath(r.OutputFolder);
-  ConversionOutcome local;
-  ConversionOutcome& outcome = outcomeOut ? *outcomeOut : local;
-  Host& host = *ctx.host;
-  const std::string work = WithTrailingSep(ctx.folders.work);
-  const bool isPbp = Extension4(r.InputPath) == ".PBP";
-  const bool inPlace = isPbp && !r.RecompressEboot;
-
-  if (std::string refused = NotAFileMessage(r.InputPath); !refused.empty()) return refused;
-  if (!FileExists(r.InputPath)) return kMsgInputMissing;
-  if (r.InputPath.size() < 4) return kMsgInputTooShort;
-  if (!inPlace) {
-    if (!MakeFolders(r.OutputFolder)) return kMsgOutputInvalid;
-    if (IsDataFolder(ctx.folders.tree, r.OutputFolder)) return kMsgOutputIsData;
+// A package patched in place, or rebuilt into a new file when the new assets do not fit.
+ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress,
+                              Questions& questions, CancelToken& cancel) {
+  ConversionResult result;
+  const std::string temp = TempFolder(plan.folders.work);
+  // The new pictures and files are tested as a new package's are before either way is
+  // chosen, so that a rebuild takes nothing a new package would refuse.
+  const AssetPaths assets = ConvertPictures(plan);
+  if (Outcome valid = ValidateAssets(plan, assets); !valid.succeeded()) {
+    result.outcome = valid;
+    return result;
   }
-  r.OutputFolder = WithTrailingSep(r.OutputFolder);
-  if (r.Title.empty()) return "No Game Title supplied.";
-  if (r.SaveName.empty()) return "No Game Save supplied.";
-  if (!IsKnownGameIdShape(r.GameID)) return "Invalid Game ID.";
+  pbp::PackageUpdate update =
+      pbp::UpdateEboot(plan.input, temp, plan.folders.work, JobFor(plan, assets), progress,
+                       questions, cancel, [&](const std::string& partial) {
+                         NoteRunFiles(temp, {partial});
+                       });
+  DeleteFileIfExists(temp + kRunNote);
+  DeleteNullFile(plan.folders.work);
+  result.outcome = update.outcome;
+  if (!update.outcome.succeeded()) return result;
+  if (!update.rebuiltTo.empty()) {
+    result.package = update.rebuiltTo;
+    result.rebuilt = true;
+    return result;
+  }
+  result.package = plan.input;
+  if (plan.palFix()) {
+    PalFixRun pal{plan.palFixScreen, plan.palFixGraphics, progress, cancel};
+    result.outcome = FixPackageImage(plan.input, pal, temp);
+    result.palPatches = pal.patches;
+  }
+  return result;
+}
+
+// Every file that will be written into the output folder, asked about in this order.
+Outcome ConfirmOverwrites(const ConversionPlan& plan, const AssetPaths& assets,
+                          Questions& questions) {
+  const std::pair<const char*, std::string> targets[] = {
+      {"tarnwick.exe", ""},         {"BASE.PBP", ""},           {"EBOOT.PBP", ""},
+      {"ICON0.PNG", assets[kIcon0]}, {"PIC0.PNG", assets[kPic0]}, {"PIC1.PNG", assets[kPic1]},
+      {"ICON1.PMF", assets[kIcon1]}, {"SND0.AT3", assets[kSnd0]}, {"BOOT.PNG", assets[kBoot]}};
+  for (const auto& [name, source] : targets)
+    if (ConfirmOverwrite(questions, plan.output, name, source)) return Outcome::Declined();
+  return Outcome::Success();
+}
+
+// A new package from a disc image, or from the disc image a package holds.
+ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                            CancelToken& cancel, const RunTuning& tuning) {
+  ConversionResult result;
+  auto stop = [&](Outcome why) {
+    result.outcome = std::move(why);
+    return result;
+  };
+  const std::string work = WithTrailingSep(plan.folders.work);
   const std::string temp = TempFolder(work);
+  const std::string& out = plan.output;
+  const bool fromPackage = plan.kind == JobKind::RecompressPackage;
 
-  if (isPbp) {
-    // A patch of this package that never ended is undone before the package is read.
-    if (std::string said = pbp::RollBackLeftoverPatch(r.InputPath); !said.empty()) {
-      if (said.find("could not be undone") != std::string::npos) return said;
-      host.Log(said + "\r\n");
-    }
-    std::string check = pbp::CheckEbootForJob(r.InputPath);
-    if (!check.empty()) return check;
-    if (inPlace) return PackageJob(r, ctx, outcome);
-  }
-
-  RunCleanup cleanup(work, r.OutputFolder);
+  RunCleanup cleanup(work, out);
   std::optional<pbp::TocArea> toc;
-  DeleteFileIfExists(r.OutputFolder + "ISO.TOC");
-  NoteRunFiles(temp, {r.OutputFolder + "ISO.TOC"});
+  DeleteFileIfExists(out + "ISO.TOC");
+  NoteRunFiles(temp, {out + "ISO.TOC"});
 
-  if (isPbp) {
-    // A package to recompress: its disc image comes out first, with its TOC, so that a
-    // multi-track disc keeps its tracks.
+  std::string image = plan.input;
+  if (fromPackage) {
+    // The package's disc image comes out first, with its TOC, so that a multi-track disc
+    // keeps its tracks.
     const std::string iso = temp + "TempISO.iso";
-    std::string res = pbp::ExtractDiscImage(r.InputPath, iso, true,
-                                            std::max(1, ctx.settings.ebootTocExtract), host);
-    if (res != "Success.") return res;
-    r.InputPath = iso;
+    Outcome taken =
+        pbp::ExtractDiscImage(plan.input, iso, true, std::max(1, plan.settings.ebootTocExtract),
+                              progress, questions, cancel);
+    if (!taken.succeeded()) return stop(taken);
+    image = iso;
     toc = LoadToc(temp + "ISO.TOC");
-    if (toc) CopyFileTo(temp + "ISO.TOC", r.OutputFolder + "ISO.TOC");
+    if (toc) CopyFileTo(temp + "ISO.TOC", out + "ISO.TOC");
   }
 
   // A sheet's TOC goes to ISO.TOC; an image that is not already raw sectors, or the files
   // of a sheet to be joined, become Temp/TempBIN.bin.
   const std::string tempBin = temp + "TempBIN.bin";
-  DiscPreparation prep = PrepareDiscImage(r.InputPath, r.OutputFolder, tempBin,
-                                          ctx.settings.addIsoPadding, isPbp, {host, r.LogMode});
-  if (prep.result != "Success.") return prep.result;
-  r.InputPath = prep.imagePath;
-  if (!isPbp) toc = LoadToc(r.OutputFolder + "ISO.TOC");
+  DiscPreparation prep = PrepareDiscImage(image, out, tempBin, plan.settings.addIsoPadding,
+                                          fromPackage, progress, cancel);
+  if (!prep.outcome.succeeded()) return stop(prep.outcome);
+  image = prep.imagePath;
+  if (!fromPackage) toc = LoadToc(out + "ISO.TOC");
 
-  ConvertPictures(r, ctx);
-  if (std::string res = ValidateAssets(r, ctx); !res.empty()) return res;
+  const AssetPaths assets = ConvertPictures(plan);
+  if (Outcome valid = ValidateAssets(plan, assets); !valid.succeeded()) return stop(valid);
 
-  const AssetPaths assets = EffectiveAssets(r);
-  if (std::string res = CheckConverterPresent(ctx.folders); !res.empty()) return res;
+  if (std::string res = CheckConverterPresent(plan.folders); !res.empty())
+    return stop(Outcome::Failed(res));
   for (const char* name : {"Data/BASE.PBP", "Data/DATA.PSP"})
-    if (!FileExists(FindRuntimeFile(ctx.folders, name))) return kMsgMissingFiles;
+    if (!FileExists(FindRuntimeFile(plan.folders, name)))
+      return stop(Outcome::Failed(kMsgMissingFiles));
   for (const std::string& a : assets)
-    if (!FileExists(a)) return kMsgMissingFiles;
+    if (!FileExists(a)) return stop(Outcome::Failed(kMsgMissingFiles));
 
-  const std::string basePbp = FindRuntimeFile(ctx.folders, "Data/BASE.PBP");
-  const std::string sizedAssets[5] = {r.Icon0Path, r.Icon1Path, r.Pic0Path, r.Pic1Path, r.Snd0Path};
-  const uint64_t expected = ExpectedEbootSize(r.InputPath, sizedAssets, basePbp, r.GamebootPath);
-  if (std::string res = CheckFreeSpace(r.OutputFolder, expected, ctx.freeSpace); !res.empty())
-    return res;
+  const std::string basePbp = FindRuntimeFile(plan.folders, "Data/BASE.PBP");
+  const std::string sizedAssets[5] = {assets[kIcon0], assets[kIcon1], assets[kPic0],
+                                      assets[kPic1], assets[kSnd0]};
+  const uint64_t expected = ExpectedEbootSize(image, sizedAssets, basePbp, assets[kBoot]);
+  if (std::string res = CheckFreeSpace(out, expected, tuning.freeSpace); !res.empty())
+    return stop(Outcome::Failed(res));
 
-  if (!r.LogMode) {
-    const std::pair<const char*, std::string> targets[] = {
-        {"tarnwick.exe", ""},       {"BASE.PBP", ""},         {"EBOOT.PBP", ""},
-        {"ICON0.PNG", r.Icon0Path}, {"PIC0.PNG", r.Pic0Path}, {"PIC1.PNG", r.Pic1Path},
-        {"ICON1.PMF", r.Icon1Path}, {"SND0.AT3", r.Snd0Path}, {"BOOT.PNG", r.GamebootPath}};
-    for (const auto& [name, source] : targets)
-      if (ConfirmOverwrite(host, r.OutputFolder, name, source)) return "";
+  if (plan.confirm) {
+    if (Outcome asked = ConfirmOverwrites(plan, assets, questions); !asked.succeeded())
+      return stop(asked);
   }
 
-  const bool palFix = r.PalFixScreen || r.PalFixGraphics;
+  PalFixRun pal{plan.palFixScreen, plan.palFixGraphics, progress, cancel};
   bool palDone = false;
-  if (palFix && r.CompressionLevel > 0) {
+  if (plan.palFix() && plan.level > 0) {
     // A compressed image cannot be patched afterwards: the fix goes onto the source image,
     // and the clean-up puts the original bytes back.
-    if (!r.LogMode && !host.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
-      return "";
-    const bool usersFile = r.InputPath != tempBin && r.InputPath != temp + "TempISO.iso";
+    if (plan.confirm &&
+        !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
+      return stop(Outcome::Declined());
+    const bool usersFile = image != tempBin && image != temp + "TempISO.iso";
     std::optional<PalJournal> journal;
     if (usersFile) {
-      journal.emplace(work, r.InputPath);
-      cleanup.PalTarget(r.InputPath);
+      journal.emplace(work, image);
+      cleanup.PalTarget(image);
     }
-    CancelConfirmGuard confirm;
-    std::string res = RunPalFix(r.InputPath, false, r, usersFile ? &cleanup.palUndo() : nullptr,
-                                journal ? &*journal : nullptr, host, outcome.palPatches);
-    if (!res.empty()) return res;
+    CancelToken::ConfirmScope confirm(cancel);
+    std::vector<PalPatch> scratch;
+    Outcome fixed = FixWholeImage(image, pal, usersFile ? cleanup.palUndo() : scratch,
+                                  journal ? &*journal : nullptr);
+    result.palPatches = pal.patches;
+    if (!fixed.succeeded()) return stop(fixed);
     palDone = true;
   }
 
   {
-    std::vector<std::string> leftovers = StagedFilePaths(r.OutputFolder, assets);
-    leftovers.push_back(r.OutputFolder + kPartialPackageName);
+    std::vector<std::string> leftovers = StagedFilePaths(out, assets);
+    leftovers.push_back(out + kPartialPackageName);
     NoteRunFiles(temp, leftovers);
   }
-  if (std::string res = StageConverterFiles(ctx.folders, r.OutputFolder, assets); !res.empty()) {
-    cleanup.Staged(assets);
-    return res;
-  }
+  std::string staged = StageConverterFiles(plan.folders, out, assets);
   cleanup.Staged(assets);
+  if (!staged.empty()) return stop(Outcome::Failed(staged));
 
   ConverterRunOptions run;
-  run.outputFolder = r.OutputFolder;
-  run.title = r.Title;
-  run.gameId = r.GameID;
-  run.level = r.CompressionLevel;
-  run.inputPath = r.InputPath;
+  run.outputFolder = out;
+  run.title = plan.title;
+  run.gameId = plan.gameId;
+  run.level = plan.level;
+  run.inputPath = image;
   run.expectedSize = expected;
-  run.logMode = r.LogMode;
-  run.pollInterval = ctx.pollInterval;
+  run.pollInterval = tuning.pollInterval;
   // The converter writes under a temporary name; only a checked, patched package becomes
   // EBOOT.PBP, so no way out of the run leaves a torn one under that name.
   run.outputName = kPartialPackageName;
-  const std::string partial = r.OutputFolder + kPartialPackageName;
+  const std::string partial = out + kPartialPackageName;
   DeleteFileIfExists(partial);
 
-  if (std::string res = RunConverter(run, host); res != "Success.") return res;
-  if (std::string res = pbp::CheckWrittenPackage(partial); !res.empty()) return res;
+  if (Outcome converted = RunConverter(run, progress, cancel); !converted.succeeded())
+    return stop(converted);
+  if (std::string res = pbp::CheckWrittenPackage(partial); !res.empty())
+    return stop(Outcome::Failed(res));
 
-  pbp::EbootJob job = JobFor(r);
+  pbp::EbootJob job = JobFor(plan, assets);
   job.toc = toc;
-  std::string res = pbp::PatchConvertedEboot(partial, temp, job, host);
+  Outcome patched = pbp::PatchConvertedEboot(partial, temp, job, questions, cancel);
   DeleteNullFile(work);
   DeleteFileIfExists(temp + pbp::kStartDatFile);
-  if (res != "Success.") return res.empty() ? std::string(kMsgNewPackageNotWritten) : res;
+  if (patched.kind() == OutcomeKind::Declined)
+    return stop(Outcome::Failed(kMsgNewPackageNotWritten));
+  if (!patched.succeeded()) return stop(patched);
 
-  if (palFix && !palDone) {
-    res = RunPalFix(partial, true, r, nullptr, nullptr, host, outcome.palPatches);
-    if (!res.empty()) return res;
+  if (plan.palFix() && !palDone) {
+    Outcome fixed = FixPackageImage(partial, pal, "");
+    result.palPatches = pal.patches;
+    if (!fixed.succeeded()) return stop(fixed);
   }
-  if (TakeCancelRequest()) return "Cancelled.";
+  if (cancel.Take()) return stop(Outcome::Cancelled());
   std::string why;
-  if (!RenameReplacing(partial, r.OutputFolder + "EBOOT.PBP", &why))
-    return "The new package could not be named EBOOT.PBP in " + r.OutputFolder + " (" + why + ")";
-  return "Success.";
+  if (!RenameReplacing(partial, out + "EBOOT.PBP", &why))
+    return stop(Outcome::Failed("The new package could not be named EBOOT.PBP in " + out + " (" +
+                                why + ")"));
+  result.package = out + "EBOOT.PBP";
+  result.outcome = Outcome::Success();
+  return result;
 }
 
-std::string RecoverInterruptedPalFix(const std::string& workFolder) {
-  const std::string journal = TempFolder(workFolder) + kPalJournal;
-  if (!FileExists(journal)) return "";
-  Bytes bytes;
-  if (!ReadWholeFile(journal, bytes, 64ull << 20)) return "The PAL fix journal could not be read.";
-  std::vector<std::string> lines =
-      SplitLines(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
-  if (lines.empty() || lines[0].empty()) {
-    DeleteFileIfExists(journal);
-    return "";
+}  // namespace
+
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
+                               Questions& questions, CancelToken& cancel,
+                               const RunTuning& tuning) {
+  if (plan.kind != JobKind::NewPackage) {
+    if (Outcome ready = ReadyPackage(plan, progress); !ready.succeeded()) {
+      ConversionResult refused;
+      refused.outcome = ready;
+      return refused;
+    }
   }
-  std::vector<PalPatch> undo;
-  for (std::size_t i = 1; i < lines.size(); ++i) {
-    PalPatch p;
-    unsigned long long off = 0;
-    unsigned w0 = 0, w1 = 0;
-    if (std::sscanf(lines[i].c_str(), "%llu %x %x", &off, &w0, &w1) != 3) continue;
-    p.offset = off;
-    p.w0 = w0;
-    p.w1 = w1;
-    undo.push_back(p);
-  }
-  std::string err = undo.empty() ? "" : ReplayPalUndo(lines[0], undo);
-  if (!err.empty()) return "The PAL fix on " + lines[0] + " could not be undone: " + err;
-  DeleteFileIfExists(journal);
-  return "";
+  if (plan.kind == JobKind::PatchPackage) return PatchPackage(plan, progress, questions, cancel);
+  return NewPackage(plan, progress, questions, cancel, tuning);
 }
 
 }  // namespace ebf

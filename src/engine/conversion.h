@@ -1,52 +1,49 @@
 #pragma once
-// RunConversion: one request in, one result string out. Three branches: a new package
-// from a disc image (through the converter), a package patched in place, a package rebuilt
-// into a new file; a package to be recompressed goes through extraction first and then
-// the first branch.
+// RunConversion carries out a plan (plan.h). Three ways: a new package from a disc image
+// through the converter; a package patched in place, or rebuilt into a new file when its new
+// assets do not fit; a package whose disc image is taken out and converted again.
 
-#include <array>
 #include <chrono>
-#include <functional>
+#include <cstdint>
 #include <string>
 
-#include "app/settings.h"
-#include "common/host.h"
-#include "common/program_folders.h"
-#include "engine/conversion_request.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
+#include "common/questions.h"
 #include "engine/image_prep.h"
+#include "engine/pal_run.h"
+#include "engine/plan.h"
 
 namespace ebf {
 
-// A slot row as the user left it: ticked or not, and the text typed or browsed ("" = the
-// default). Decides which files are validated.
-struct SlotChoice {
-  bool ticked = true;
-  std::string text;
+// The closing messages of a run.
+inline constexpr const char* kMsgPatchingDone = "Patching Done!  Enjoy :)";
+inline constexpr const char* kMsgConversionDone =
+    "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  Enjoy!";
+inline constexpr const char* kMsgOnPspFolder =
+    "Conversion Done :)  The output folder you have selected appears to be the correct location "
+    "on the PSP drive (if not, you'll need to copy).  If this is so, just run the game from the "
+    "GAME menu.  Enjoy!";
+inline constexpr const char* kMsgOfferTransfer =
+    "Conversion Done :)  Do you want to transfer the game to the PSP now?\r\n(note, if you "
+    "wish, you can disable this feature by editing the INI file, if you find this annoying)";
+
+struct ConversionResult {
+  Outcome outcome = Outcome::Declined();
+  std::string package;   // the package made, patched or rebuilt (on success)
+  bool rebuilt = false;  // a package input rebuilt into a new file (`package` names it)
+  uint64_t palPatches = 0;
 };
 
-struct ConversionContext {
-  ProgramFolders folders;
-  Settings settings;
-  Host* host = nullptr;
-  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot.
-  std::array<SlotChoice, 6> slotChoices{};
-  // Asked when a package must be rebuilt: the destination file, or "" to give up.
-  std::function<std::string()> chooseRebuildDestination;
+// Knobs the tests turn: the volume's free space and the converter's poll interval.
+struct RunTuning {
   FreeSpaceSource freeSpace;  // the real volume when empty
   std::chrono::milliseconds pollInterval{200};
 };
 
-// Filled as the run goes, for the caller's closing message.
-struct ConversionOutcome {
-  std::string rebuiltTo;    // set when a package was rebuilt into a new file
-  uint64_t palPatches = 0;  // PAL fix changes made to the package or the image
-};
-
-std::string RunConversion(ConversionRequest& request, const ConversionContext& context,
-                          ConversionOutcome* outcome = nullptr);
-
-// Puts back a PAL fix that a run interrupted by a crash left on a user's image (its journal
-// is in the work folder's Temp). Called at start; returns "" or what went wrong.
-std::string RecoverInterruptedPalFix(const std::string& workFolder);
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
+                               Questions& questions, CancelToken& cancel,
+                               const RunTuning& tuning = {});
 
 }  // namespace ebf

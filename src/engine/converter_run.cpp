@@ -4,7 +4,6 @@
 #include <thread>
 #include <vector>
 
-#include "common/cancel.h"
 #include "common/files.h"
 #include "engine/process.h"
 
@@ -65,9 +64,18 @@ void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets
   DeleteFileIfExists(outputFolder + "ISO.TOC");
 }
 
-std::string ConverterCommandLine(const ConverterRunOptions& o) {
-  return "\"" + o.outputFolder + kConverterName + "\" \"" + o.title + "\" " + o.gameId + " " +
-         std::to_string(o.level) + " \"" + o.inputPath + "\"";
+std::vector<std::string> ConverterArguments(const ConverterRunOptions& o) {
+  const std::string converter = o.outputFolder + kConverterName;
+  const std::string level = std::to_string(o.level);
+  if (o.title.find('"') == std::string::npos)
+    return {converter, o.title, o.gameId, level, o.inputPath};
+  // The title has always gone to the converter in quotes with nothing escaped, so a quote
+  // inside it ends the quoted part: the converter reads the words as the quotes group them.
+  std::vector<std::string> args = {converter};
+  for (std::string& word : SplitQuotedWords("\"" + o.title + "\" " + o.gameId + " " + level +
+                                            " \"" + o.inputPath + "\""))
+    args.push_back(std::move(word));
+  return args;
 }
 
 bool ConverterSucceeded(const std::string& output) {
@@ -78,26 +86,21 @@ bool ConverterSucceeded(const std::string& output) {
   return kept.size() >= 5 && kept.compare(kept.size() - 5, 5, "Done.") == 0;
 }
 
-std::string RunConverter(const ConverterRunOptions& o, Host& host) {
+Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelToken& cancel) {
   const std::string eboot = o.outputFolder + o.outputName;
-  const bool compressed = o.level > 0;
-  if (o.logMode)
-    host.Log("\r\n  Converting to EBOOT... ");
-  else
-    host.SetCaption("Converting to EBOOT...");
-  // A compressed result has no foreseeable size: show the bytes written instead of a bar.
-  host.ShowBar(!compressed);
-  host.ShowBytes(compressed);
-  host.SetSizeText("Image Size: " + FormatSize(FileSize(o.inputPath).value_or(0)));
+  // A compressed result has no foreseeable size: only the bytes written can be shown.
+  const uint64_t total = o.level > 0 ? 0 : o.expectedSize;
+  Stage stage(progress, "Converting to EBOOT...", 1.0, FileSize(o.inputPath).value_or(0));
+  stage.Advance(0, total);
 
   ChildProcess child;
   std::vector<std::string> env;
   if (o.outputName != "EBOOT.PBP") env.push_back("TARNWICK_OUTPUT=" + o.outputName);
-  switch (child.Start(ConverterCommandLine(o), o.outputFolder, env)) {
+  switch (child.Start(ConverterArguments(o), o.outputFolder, env)) {
     case ChildProcess::StartError::Pipe:
-      return kMsgPipeError;
+      return Outcome::Failed(kMsgPipeError);
     case ChildProcess::StartError::Spawn:
-      return kMsgCouldNotStart;
+      return Outcome::Failed(kMsgCouldNotStart);
     case ChildProcess::StartError::None:
       break;
   }
@@ -105,47 +108,36 @@ std::string RunConverter(const ConverterRunOptions& o, Host& host) {
   int ticks = 0;
   bool readable = true;
   while (child.IsRunning()) {
-    host.PumpEvents();
-    if (TakeCancelRequest()) {
+    if (cancel.Take()) {
       child.Terminate();
       std::this_thread::sleep_for(o.pollInterval);
       DeleteFileIfExists(eboot);
-      return "Cancelled.";
+      return Outcome::Cancelled();
     }
     std::this_thread::sleep_for(o.pollInterval);
     // Reading as we go keeps a talkative converter from ever filling the pipe.
     readable = child.Drain() && readable;
     if (++ticks == 5) {
-      uint64_t written = FileSize(eboot).value_or(0);
-      if (!compressed) {
-        host.SetFraction(o.expectedSize
-                             ? static_cast<double>(written) / static_cast<double>(o.expectedSize)
-                             : 0.0);
-      } else {
-        host.SetBytesText("Bytes written: " + FormatSize(written));
-      }
+      stage.Advance(FileSize(eboot).value_or(0), total);
       ticks = 0;
     }
   }
   // An unreadable pipe leaves the output short; the verdict below then reports the run as
   // failed with whatever was read, which is all the user can be told.
-  if (!child.DrainToEnd() || !readable) host.Log(kMsgPipeUnreadable);
+  if (!child.DrainToEnd() || !readable) progress.Log(kMsgPipeUnreadable);
   // Ctrl+C in a terminal reaches the converter too, which then ends on its own: still a
   // cancel, not a converter that failed.
-  if (TakeCancelRequest()) {
+  if (cancel.Take()) {
     DeleteFileIfExists(eboot);
-    return "Cancelled.";
+    return Outcome::Cancelled();
   }
-  if (o.logMode) {
-    host.ShowBar(true);
-    host.ShowBytes(false);
-    host.Log("Done");
-  }
+  // The run is over whatever the converter says; its verdict comes next.
+  stage.Done();
   std::this_thread::sleep_for(o.pollInterval);
 
   if (!ConverterSucceeded(child.output()))
-    return std::string(kMsgConversionError) + "\r\n\r\n" + child.output();
-  return "Success.";
+    return Outcome::Failed(std::string(kMsgConversionError) + "\r\n\r\n" + child.output());
+  return Outcome::Success();
 }
 
 }  // namespace ebf

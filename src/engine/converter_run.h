@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
 #include "common/program_folders.h"
 
 namespace ebf {
@@ -59,19 +61,17 @@ struct ConverterRunOptions {
   // it is not EBOOT.PBP); progress follows it and a cancel deletes it.
   std::string outputName = "EBOOT.PBP";
   uint64_t expectedSize = 0;
-  bool logMode = false;
   std::chrono::milliseconds pollInterval{200};
 };
 
-// The command line exactly as the converter is started with it (nothing escaped).
-std::string ConverterCommandLine(const ConverterRunOptions& o);
+// The converter's arguments: itself, the title, the game ID, the level and the image.
+std::vector<std::string> ConverterArguments(const ConverterRunOptions& o);
 
 // True when the output ends in "Done." (CR and LF in the last ten characters ignored).
 bool ConverterSucceeded(const std::string& output);
 
-// Runs the staged converter. "Success.", "Cancelled." (its output deleted) or the error. A
-// cancel that arrives as the converter ends (Ctrl+C reaches the whole process group) is
-// still a cancel.
-std::string RunConverter(const ConverterRunOptions& o, Host& host);
+// Runs the staged converter; a cancel deletes its output. A cancel that arrives as the
+// converter ends (Ctrl+C reaches the whole process group) is still a cancel.
+Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelToken& cancel);
 
 }  // namespace ebf

@@ -6,7 +6,6 @@
 
 #include "common/async_writer.h"
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
@@ -18,8 +17,8 @@
 namespace ebf {
 namespace {
 
-constexpr uint32_t kPumpEvery = 512;
-// Sectors are copied in runs of this many; the interface is serviced every 512.
+constexpr uint32_t kProgressEvery = 512;
+// Sectors are copied in runs of this many; progress and cancel come every 512.
 constexpr uint32_t kBatch = 512;
 constexpr uint64_t kMaxOneFileSheet = 1 << 20;
 
@@ -36,67 +35,65 @@ bool IsOneFileSheet(const std::string& cuePath) {
       std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
-std::string PrepareAs(const std::string& path, SectorFormat format, const std::string& outPath,
-                      const char* caption, PrepProgress p) {
+Outcome PrepareAs(const std::string& path, SectorFormat format, const std::string& outPath,
+                  const char* caption, Progress& progress, CancelToken& cancel) {
   DeleteFileIfExists(outPath);
   DiscOpenResult opened = OpenParts(PlainImagePartsAs(path, format));
-  if (!opened.disc) return opened.message;
-  return WriteDiscImage(*opened.disc, outPath, caption, p);
+  if (!opened.disc) return Outcome::Failed(opened.message);
+  return WriteDiscImage(*opened.disc, outPath, caption, progress, cancel);
 }
 
 }  // namespace
 
-std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
-                           PrepProgress p) {
+Outcome WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
+                       Progress& progress, CancelToken& cancel) {
   DeleteFileIfExists(outPath);
-  if (p.logMode) {
-    p.host.Log(std::string("\r\n  ") + caption + " ");
-  } else {
-    p.host.SetCaption(caption);
-  }
-  p.host.SetFraction(0);
+  Stage stage(progress, caption);
+  const uint32_t count = disc.info().sectorCount;
+  stage.Advance(0, count);
   File out(outPath, File::Mode::Write);
   if (!out)
-    return "The prepared image could not be written: " + outPath + " (" + out.LastError() + ")";
+    return Outcome::Failed("The prepared image could not be written: " + outPath + " (" +
+                           out.LastError() + ")");
   // Writing runs on a second thread, so the file system's copying overlaps our reading.
   std::optional<AsyncWriter> writer(std::in_place, out, std::size_t{kBatch} * kRawSectorSize);
-  auto fail = [&](std::string error) {
+  auto fail = [&](Outcome why) {
     writer.reset();
     out.Close();
     DeleteFileIfExists(outPath);
-    return error;
+    return why;
   };
 
   disc.ExpectReadInOrder();
-  const uint32_t count = disc.info().sectorCount;
   std::vector<uint8_t> buf(std::size_t{kBatch} * kRawSectorSize);
   uint32_t done = 0;
   while (done < count) {
     const uint32_t n = std::min(kBatch, count - done);
     const std::span<uint8_t> part(buf.data(), std::size_t{n} * kRawSectorSize);
-    if (std::string error = disc.Read(done, n, part); !error.empty()) return fail(error);
+    if (std::string error = disc.Read(done, n, part); !error.empty())
+      return fail(Outcome::Failed(error));
     if (!writer->Write(part))
-      return fail("The prepared image could not be written: " + outPath + " (" +
-                  writer->TakeError() + ")");
+      return fail(Outcome::Failed("The prepared image could not be written: " + outPath + " (" +
+                                  writer->TakeError() + ")"));
     const uint32_t before = done;
     done += n;
-    if (done / kPumpEvery != before / kPumpEvery || done == count) {
-      p.host.PumpEvents();
-      if (TakeCancelRequest()) return fail("Cancelled.");
-      p.host.SetFraction(static_cast<double>(done) / static_cast<double>(count));
+    if (done / kProgressEvery != before / kProgressEvery || done == count) {
+      if (cancel.Take()) return fail(Outcome::Cancelled());
+      stage.Advance(done, count);
     }
   }
-  if (std::string error = disc.CheckWholeRead(); !error.empty()) return fail(error);
+  if (std::string error = disc.CheckWholeRead(); !error.empty())
+    return fail(Outcome::Failed(error));
   const bool flushed = writer->Flush();
   const std::string writeError = writer->TakeError();
   writer.reset();
   if (!flushed || !out.Close()) {
     DeleteFileIfExists(outPath);
-    return "The prepared image could not be written: " + outPath + " (" +
-           (writeError.empty() ? out.LastError() : writeError) + ")";
+    return Outcome::Failed("The prepared image could not be written: " + outPath + " (" +
+                           (writeError.empty() ? out.LastError() : writeError) + ")");
   }
-  if (p.logMode) p.host.Log("Done");
-  return "Success.";
+  stage.Done();
+  return Outcome::Success();
 }
 
 ImagePrep ChooseImagePrep(const std::string& imagePath, bool addIsoPadding) {
@@ -110,18 +107,19 @@ ImagePrep ChooseImagePrep(const std::string& imagePath, bool addIsoPadding) {
   }
 }
 
-std::string PadIsoToRaw(const std::string& isoPath, const std::string& outPath, PrepProgress p) {
-  return PrepareAs(isoPath, SectorFormat::Iso2048, outPath, kCaptionPadding, p);
+Outcome PadIsoToRaw(const std::string& isoPath, const std::string& outPath, Progress& progress,
+                    CancelToken& cancel) {
+  return PrepareAs(isoPath, SectorFormat::Iso2048, outPath, kCaptionPadding, progress, cancel);
 }
 
-std::string StripSubchannel(const std::string& imagePath, const std::string& outPath,
-                            PrepProgress p) {
-  return PrepareAs(imagePath, SectorFormat::Raw2448, outPath, kCaptionStrip, p);
+Outcome StripSubchannel(const std::string& imagePath, const std::string& outPath,
+                        Progress& progress, CancelToken& cancel) {
+  return PrepareAs(imagePath, SectorFormat::Raw2448, outPath, kCaptionStrip, progress, cancel);
 }
 
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
-                                 PrepProgress p) {
+                                 Progress& progress, CancelToken& cancel) {
   const DiscOpenOptions options{addIsoPadding};
   DiscOpenResult opened;
   if (plainImage) {
@@ -130,21 +128,21 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
     // A sheet of one file keeps the program's first reading: the TOC as the sheet's text
     // gives it, the file it names prepared like any image.
     CuePreparation cue = PrepareCue(inputPath, outputFolder);
-    if (!cue.result.empty()) return {cue.result, {}};
+    if (!cue.result.empty()) return {Outcome::Failed(cue.result), {}};
     opened = OpenPlainDisc(cue.imagePath, options);
   } else {
     opened = OpenDiscImage(inputPath, options);
     if (opened.disc && !opened.disc->info().sheet.empty()) {
       std::string error = WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder);
-      if (!error.empty()) return {error, {}};
+      if (!error.empty()) return {Outcome::Failed(error), {}};
     }
   }
-  if (!opened.disc) return {opened.message, {}};
+  if (!opened.disc) return {Outcome::Failed(opened.message), {}};
   DiscImage& disc = *opened.disc;
   const char* caption = kCaptionJoin;
   switch (disc.info().assembly) {
     case DiscAssembly::File:
-      return {"Success.", disc.info().wholeFile};
+      return {Outcome::Success(), disc.info().wholeFile};
     case DiscAssembly::IsoPadding:
       caption = kCaptionPadding;
       break;
@@ -157,8 +155,8 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
       caption = Extension4(disc.info().tracks.front().file) == ".CHD" ? kCaptionChd : kCaptionEcm;
       break;
   }
-  std::string result = WriteDiscImage(disc, tempBin, caption, p);
-  return {result, result == "Success." ? tempBin : std::string()};
+  Outcome written = WriteDiscImage(disc, tempBin, caption, progress, cancel);
+  return {written, written.succeeded() ? tempBin : std::string()};
 }
 
 uint64_t ExpectedEbootSize(const std::string& imagePath, const std::string assetPaths[5],

@@ -8,7 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
 #include "disc/disc_image.h"
 
 namespace ebf {
@@ -21,24 +23,20 @@ enum class ImagePrep { AsIs, IsoPadding, StripSubchannel };
 // Decides from the image's length and first bytes what must be done to it.
 ImagePrep ChooseImagePrep(const std::string& imagePath, bool addIsoPadding);
 
-struct PrepProgress {
-  Host& host;
-  bool logMode = false;
-};
-
 // The disc's sectors in order into `outPath` (deleted first, and again on cancel or
-// failure), through a fixed buffer; progress, events and cancel every 512 sectors. Returns
-// "Success.", "Cancelled." or an error text.
-std::string WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
-                           PrepProgress p);
+// failure), through a fixed buffer, as a stage named `caption`; progress and cancel every
+// 512 sectors.
+Outcome WriteDiscImage(DiscImage& disc, const std::string& outPath, const char* caption,
+                       Progress& progress, CancelToken& cancel);
 
 // Both write `outPath` as WriteDiscImage does.
-std::string PadIsoToRaw(const std::string& isoPath, const std::string& outPath, PrepProgress p);
-std::string StripSubchannel(const std::string& imagePath, const std::string& outPath,
-                            PrepProgress p);
+Outcome PadIsoToRaw(const std::string& isoPath, const std::string& outPath, Progress& progress,
+                    CancelToken& cancel);
+Outcome StripSubchannel(const std::string& imagePath, const std::string& outPath,
+                        Progress& progress, CancelToken& cancel);
 
 struct DiscPreparation {
-  std::string result;     // "Success.", "Cancelled." or the message
+  Outcome outcome = Outcome::Success();
   std::string imagePath;  // what the converter is given: the user's file or `tempBin`
 };
 // The whole preparation of a disc input. A CUE sheet of one file without gaps is read as it
@@ -49,7 +47,7 @@ struct DiscPreparation {
 // lies beside it (a package's extracted image).
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
-                                 PrepProgress p);
+                                 Progress& progress, CancelToken& cancel);
 
 // The converter's output size estimate: image + ICON0, ICON1, PIC0, PIC1, SND0 +
 // BASE.PBP + Gameboot + 28. Missing files count as 0.

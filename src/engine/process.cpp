@@ -21,11 +21,11 @@ extern char** environ;
 
 namespace ebf {
 
-std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
+std::vector<std::string> SplitQuotedWords(const std::string& text) {
   std::vector<std::string> args;
   std::string current;
   bool quoted = false, any = false;
-  for (char c : commandLine) {
+  for (char c : text) {
     if (c == '"') {
       quoted = !quoted;
       any = true;
@@ -40,6 +40,16 @@ std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
   }
   if (any) args.push_back(current);
   return args;
+}
+
+std::string JoinCommandLine(const std::vector<std::string>& args) {
+  std::string line;
+  for (const std::string& a : args) {
+    if (!line.empty()) line += ' ';
+    const bool quote = a.empty() || a.find_first_of(" \t") != std::string::npos;
+    line += quote ? "\"" + a + "\"" : a;
+  }
+  return line;
 }
 
 namespace {
@@ -67,9 +77,10 @@ ChildProcess::~ChildProcess() {
 
 #ifdef _WIN32
 
-ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
+ChildProcess::StartError ChildProcess::Start(const std::vector<std::string>& args,
                                              const std::string& workingDir,
                                              const std::vector<std::string>& extraEnv) {
+  if (args.empty()) return StartError::Spawn;
   std::vector<std::string> current;
   if (char* block = GetEnvironmentStringsA()) {
     for (const char* p = block; *p; p += std::strlen(p) + 1) current.emplace_back(p);
@@ -97,7 +108,7 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
   si.hStdOutput = writeEnd;
   si.hStdError = writeEnd;
   PROCESS_INFORMATION pi{};
-  std::string line = Utf8ToAnsi(commandLine);
+  std::string line = Utf8ToAnsi(JoinCommandLine(args));
   std::string dir = Utf8ToAnsi(workingDir);
   BOOL ok = CreateProcessA(nullptr, line.data(), &sa, &sa, TRUE, 0x08000020,
                            extraEnv.empty() ? nullptr : envBlock.data(), dir.c_str(), &si, &pi);
@@ -155,9 +166,10 @@ void ChildProcess::CloseHandles() {
 
 #else
 
-ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
+ChildProcess::StartError ChildProcess::Start(const std::vector<std::string>& args,
                                              const std::string& workingDir,
                                              const std::vector<std::string>& extraEnv) {
+  if (args.empty()) return StartError::Spawn;
   std::vector<std::string> current;
   for (char** e = environ; *e; ++e) current.emplace_back(*e);
   std::vector<std::string> env = MergedEnvironment(current, extraEnv);
@@ -166,14 +178,9 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
   envp.push_back(nullptr);
   int fds[2];
   if (pipe(fds) != 0) return StartError::Pipe;
-  std::vector<std::string> args = SplitCommandLine(commandLine);
-  if (args.empty()) {
-    close(fds[0]);
-    close(fds[1]);
-    return StartError::Spawn;
-  }
+  std::vector<std::string> words = args;
   std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
+  for (auto& a : words) argv.push_back(a.data());
   argv.push_back(nullptr);
 
   posix_spawn_file_actions_t actions;
@@ -185,20 +192,10 @@ ChildProcess::StartError ChildProcess::Start(const std::string& commandLine,
   posix_spawn_file_actions_addclose(&actions, fds[1]);
   pid_t pid = 0;
   int rc;
-#if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 29)
+  // Jobs run on worker threads, so the folder cannot be changed around the spawn: the
+  // child changes it itself.
   if (!workingDir.empty()) posix_spawn_file_actions_addchdir_np(&actions, workingDir.c_str());
   rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-#else
-  // No chdir action: change the folder around the spawn (the program is single-threaded).
-  {
-    std::string cwd(4096, '\0');
-    bool haveCwd = getcwd(cwd.data(), cwd.size()) != nullptr;
-    rc = (!workingDir.empty() && chdir(workingDir.c_str()) != 0)
-             ? errno
-             : posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-    if (haveCwd) (void)!chdir(cwd.c_str());
-  }
-#endif
   posix_spawn_file_actions_destroy(&actions);
   close(fds[1]);
   if (rc != 0) {

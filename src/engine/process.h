@@ -1,8 +1,7 @@
 #pragma once
 // A child process started hidden with stdout and stderr on one pipe, used to run the
-// converter. The command line is one string in the Windows convention; elsewhere it is
-// split the same way (double quotes group, nothing is escaped), so that a title holding a
-// quote splits the arguments on every platform alike.
+// converter. It is given its arguments one by one; on Windows they are joined into the
+// command line the system wants.
 
 #include <cstdint>
 #include <string>
@@ -10,9 +9,13 @@
 
 namespace ebf {
 
-// Splits a command line: blanks separate arguments, a double quote toggles grouping and
-// is itself dropped.
-std::vector<std::string> SplitCommandLine(const std::string& commandLine);
+// The words of a command line as a program reads them when nothing is escaped: blanks
+// separate them, a double quote toggles grouping and is itself dropped.
+std::vector<std::string> SplitQuotedWords(const std::string& text);
+
+// The Windows command line for these arguments: each one that holds a blank, or is empty,
+// in double quotes (nothing is escaped, as the converter's arguments never hold quotes).
+std::string JoinCommandLine(const std::vector<std::string>& args);
 
 class ChildProcess {
  public:
@@ -22,9 +25,9 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   enum class StartError { None, Pipe, Spawn };
-  // Starts the command with `workingDir` as its current folder and this program's
-  // environment, with the "NAME=value" entries of `extraEnv` added or replacing.
-  StartError Start(const std::string& commandLine, const std::string& workingDir,
+  // Starts args[0] with the other arguments, `workingDir` as its current folder and this
+  // program's environment, with the "NAME=value" entries of `extraEnv` added or replacing.
+  StartError Start(const std::vector<std::string>& args, const std::string& workingDir,
                    const std::vector<std::string>& extraEnv = {});
 
   bool IsRunning();

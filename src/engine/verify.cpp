@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/file_io.h"
 #include "disc/disc_image.h"
 #include "engine/dat_file.h"
@@ -68,8 +67,9 @@ struct BlockOutcome {
 
 class Verifier {
  public:
-  Verifier(const std::string& path, const VerifyOptions& options, Host& host)
-      : path_(path), options_(options), host_(host) {}
+  Verifier(const std::string& path, const VerifyOptions& options, Progress& progress,
+           CancelToken& cancel)
+      : path_(path), options_(options), progress_(progress), cancel_(cancel) {}
 
   VerifyReport Run();
 
@@ -91,7 +91,8 @@ class Verifier {
 
   const std::string& path_;
   const VerifyOptions& options_;
-  Host& host_;
+  Progress& progress_;
+  CancelToken& cancel_;
   VerifyReport report_;
   pbp::DiscImageLayout layout_;
   pbp::PackageDisc disc_;
@@ -344,8 +345,7 @@ VerifyReport Verifier::Run() {
   Bytes current(round * kBlockSize), next(round * kBlockSize);
   if (source_) sourceBuffer_.resize(round * kBlockSize);
   std::vector<BlockOutcome> outcomes, nextOutcomes;
-  host_.Log("  Verifying... ");
-  host_.SetCaption("Verifying...");
+  Stage stage(progress_, "Verifying...");
   uint64_t at = 0;
   uint64_t count = std::min(round, n);
   DecodeRound(0, count, current, outcomes);
@@ -381,25 +381,23 @@ VerifyReport Verifier::Run() {
     count = nextCount;
     current.swap(next);
     outcomes.swap(nextOutcomes);
-    host_.SetFraction(static_cast<double>(at) / static_cast<double>(n));
-    host_.PumpEvents();
-    if (count > 0 && TakeCancelRequest()) {
+    stage.Advance(at, n);
+    if (count > 0 && cancel_.Take()) {
       report_.cancelled = true;
       return report_;
     }
   }
   Conclude();
   if (!options_.dat.empty()) LookUpDat();
-  host_.SetFraction(1.0);
-  host_.Log("Done");
+  stage.Done();
   return report_;
 }
 
 }  // namespace
 
 VerifyReport VerifyPackage(const std::string& packagePath, const VerifyOptions& options,
-                           Host& host) {
-  Verifier v(packagePath, options, host);
+                           Progress& progress, CancelToken& cancel) {
+  Verifier v(packagePath, options, progress, cancel);
   return v.Run();
 }
 

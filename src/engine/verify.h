@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/progress.h"
 
 namespace ebf {
 
@@ -62,9 +63,9 @@ struct VerifyReport {
 };
 
 // Reads the whole package once; blocks are inflated and digested on every core while the
-// track figures and the comparison run beside them. Progress and cancel through the host.
+// track figures and the comparison run beside them.
 VerifyReport VerifyPackage(const std::string& packagePath, const VerifyOptions& options,
-                           Host& host);
+                           Progress& progress, CancelToken& cancel);
 
 // One line on the digest check, for people.
 std::string DigestCheckText(const VerifyReport& report);

@@ -94,12 +94,12 @@ std::optional<uint64_t> FindStartData(File& file) {
 }
 
 CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& destPath,
-                              File& source, Host& host) {
+                              File& source, Questions& questions) {
   DeleteFileIfExists(destPath);
   if (end <= start) {
     File empty(destPath, File::Mode::Write);
     if (!empty) {
-      AskContinueAfterError(host, empty.LastError(), kErrFileNotFound);
+      AskContinueAfterError(questions, empty.LastError(), kErrFileNotFound);
       return CopyOutcome::Stopped;
     }
     return CopyOutcome::Done;
@@ -107,7 +107,7 @@ CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& d
 
   File dest(destPath, File::Mode::Write);
   if (!dest) {
-    AskContinueAfterError(host, dest.LastError(), kErrFileNotFound);
+    AskContinueAfterError(questions, dest.LastError(), kErrFileNotFound);
     return CopyOutcome::Stopped;
   }
   const uint64_t sourceSize = source.Size();
@@ -121,16 +121,16 @@ CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& d
     std::size_t n = 0;
     if (source.Seek(pos)) n = source.Read(std::span<uint8_t>(buf.data(), want));
     if (n < want && pos + n < sourceSize) {
-      if (!AskContinueAfterError(host, source.LastError(), kErrDeviceIo))
+      if (!AskContinueAfterError(questions, source.LastError(), kErrDeviceIo))
         return CopyOutcome::Stopped;
     }
     if (n > 0 && !dest.Write(std::span<const uint8_t>(buf.data(), n))) {
-      if (!AskContinueAfterError(host, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
+      if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
     }
     pos += want;
   }
   if (!dest.Close()) {
-    if (!AskContinueAfterError(host, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
+    if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
   }
   return CopyOutcome::Done;
 }

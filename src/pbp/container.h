@@ -9,7 +9,7 @@
 #include <string>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/questions.h"
 
 namespace ebf::pbp {
 
@@ -105,8 +105,8 @@ enum class CopyOutcome {
 // only when fewer than 32,767 bytes remain, so when exactly 32,767 remain the copy takes
 // one byte past `end`. Files taken apart by this program have always carried that byte,
 // so it stays. Reads stop at the end of the source file. Read and write failures ask
-// through the host whether to go on.
+// whether to go on.
 CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& destPath,
-                              File& source, Host& host);
+                              File& source, Questions& questions);
 
 }  // namespace ebf::pbp

@@ -9,7 +9,6 @@
 
 #include "common/async_writer.h"
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/files.h"
 #include "common/staged_files.h"
 #include "pbp/block_reader.h"
@@ -91,9 +90,10 @@ std::string BlockFailureText(BlockStatus status, uint64_t block, uint64_t fileOf
   return "The EBOOT could not be read at " + where + ": " + why;
 }
 
-std::string WriteSectors(File& in, const DiscImageLayout& layout,
-                         const std::vector<SectorTarget>& targets, Host& host) {
-  if (targets.empty()) return {};
+Outcome WriteSectors(File& in, const DiscImageLayout& layout,
+                     const std::vector<SectorTarget>& targets, Progress& progress,
+                     CancelToken& cancel) {
+  if (targets.empty()) return Outcome::Success();
   const uint64_t endSector = targets.back().first + targets.back().count;
   const uint64_t n = std::min<uint64_t>(layout.blocks.size(),
                                         (endSector + kSectorsPerBlock - 1) / kSectorsPerBlock);
@@ -117,17 +117,17 @@ std::string WriteSectors(File& in, const DiscImageLayout& layout,
     if (!flushed || !err.empty()) return CannotWrite(targets[target].shownAs, err);
     return {};
   };
-  if (std::string err = openTarget(); !err.empty()) return err;
+  if (std::string err = openTarget(); !err.empty()) return Outcome::Failed(err);
   for (uint64_t i = 0; i < n; ++i) {
     if ((i + 1) % kProgressEvery == 0) {
-      host.SetFraction(static_cast<double>(i) / static_cast<double>(n));
-      host.PumpEvents();
-      if (TakeCancelRequest()) return "Cancelled.";
+      progress.Advance(i, n);
+      if (cancel.Take()) return Outcome::Cancelled();
     }
     const BlockRef& b = layout.blocks[i];
     std::size_t made = 0;
     BlockStatus st = reader.Read(b, block, made);
-    if (st != BlockStatus::Ok) return BlockFailureText(st, i, reader.FileOffset(b), in.LastError());
+    if (st != BlockStatus::Ok)
+      return Outcome::Failed(BlockFailureText(st, i, reader.FileOffset(b), in.LastError()));
     // The block's sectors go to the targets that cover them, in order.
     uint64_t sector = i * kSectorsPerBlock;
     const uint64_t blockEnd = sector + kSectorsPerBlock;
@@ -135,9 +135,9 @@ std::string WriteSectors(File& in, const DiscImageLayout& layout,
       const SectorTarget& t = targets[target];
       const uint64_t tEnd = t.first + t.count;
       if (sector >= tEnd) {
-        if (std::string err = closeTarget(); !err.empty()) return err;
+        if (std::string err = closeTarget(); !err.empty()) return Outcome::Failed(err);
         if (++target == targets.size()) break;
-        if (std::string err = openTarget(); !err.empty()) return err;
+        if (std::string err = openTarget(); !err.empty()) return Outcome::Failed(err);
         continue;
       }
       const uint64_t upTo = std::min(blockEnd, tEnd);
@@ -145,51 +145,53 @@ std::string WriteSectors(File& in, const DiscImageLayout& layout,
           static_cast<std::size_t>((sector - i * kSectorsPerBlock) * kSectorSize);
       const std::size_t len = static_cast<std::size_t>((upTo - sector) * kSectorSize);
       if (!writer->Write(std::span<const uint8_t>(block.data() + from, len)))
-        return CannotWrite(t.shownAs, writer->TakeError());
+        return Outcome::Failed(CannotWrite(t.shownAs, writer->TakeError()));
       sector = upTo;
     }
   }
   if (target < targets.size()) {
-    if (std::string err = closeTarget(); !err.empty()) return err;
+    if (std::string err = closeTarget(); !err.empty()) return Outcome::Failed(err);
   }
-  host.SetFraction(1.0);
-  return {};
+  progress.Advance(n, n);
+  return Outcome::Success();
 }
 
-std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host) {
-  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
+Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
+                         bool conversionLayout, int tocSetting, Progress& progress,
+                         Questions& questions, CancelToken& cancel) {
+  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
-  if (!in) return kNoSuchFile;
+  if (!in) return Outcome::Failed(kNoSuchFile);
 
   DiscImageLayout layout;
-  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return err;
+  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty())
+    return Outcome::Failed(err);
   // The output replaces what is there; it must never be the package itself.
   std::error_code ec;
   if (std::filesystem::equivalent(std::filesystem::u8path(ebootPath),
                                   std::filesystem::u8path(outputPath), ec))
-    return "The disc image cannot be written over the EBOOT it comes from (\"" + outputPath +
-           "\").";
+    return Outcome::Failed("The disc image cannot be written over the EBOOT it comes from (\"" +
+                           outputPath + "\").");
 
   const uint64_t n = layout.blocks.size();
   const uint64_t required = n * kBlockSize;
-  if (auto free = FreeSpace(outputPath); free && required > *free) return OutOfSpaceText(required);
+  if (auto free = FreeSpace(outputPath); free && required > *free)
+    return Outcome::Failed(OutOfSpaceText(required));
 
   StagedFiles staged;
   const std::string temp = staged.Add(outputPath);
-  host.Log("  Extracting ISO... ");
-  host.SetCaption("Extracting ISO...");
-  std::string result =
-      WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}}, host);
-  if (!result.empty()) return result;
+  Stage stage(progress, "Extracting ISO...");
+  Outcome result = WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}},
+                                progress, cancel);
+  if (!result.succeeded()) return result;
 
   // The TOC files come once the image is whole, so that a failed extraction touches none
   // of the user's files.
-  TocWriteResult toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, host);
-  if (toc.stop) return toc.result;
-  if (std::string err = staged.Commit(); !err.empty()) return err;
-  host.Log("Done");
-  return "Success.";
+  Outcome toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, questions);
+  if (!toc.succeeded()) return toc;
+  if (std::string err = staged.Commit(); !err.empty()) return Outcome::Failed(err);
+  stage.Done();
+  return Outcome::Success();
 }
 
 }  // namespace ebf::pbp

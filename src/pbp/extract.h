@@ -8,7 +8,10 @@
 #include <vector>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
+#include "common/questions.h"
 #include "pbp/psar.h"
 
 namespace ebf::pbp {
@@ -72,21 +75,21 @@ struct SectorTarget {
 };
 
 // Reads the blocks in order and writes their sectors to the targets (created or
-// truncated). Progress and cancel go through the host every 32 blocks. Returns "",
-// "Cancelled." or a message naming the failing block and its offset, or the file that
-// could not be written. Written files are left to the caller.
-std::string WriteSectors(File& package, const DiscImageLayout& layout,
-                         const std::vector<SectorTarget>& targets, Host& host);
+// truncated); progress and cancel every 32 blocks. A failure names the failing block and
+// its offset, or the file that could not be written. Written files are left to the caller.
+Outcome WriteSectors(File& package, const DiscImageLayout& layout,
+                     const std::vector<SectorTarget>& targets, Progress& progress,
+                     CancelToken& cancel);
 
 // Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
 // beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
 // The image is written under a temporary name and renamed when complete, the TOC files
-// after it; on every other way out nothing of the run is left. Progress and cancel go
-// through the host (checked every 32 blocks). Returns "Success.", "Cancelled.", "" (the
-// user stopped after an error writing a TOC file), the messages above (kInflateFailed
-// followed by the block and its offset), the out-of-space text, or a message about a
-// damaged package or an output that cannot be written.
-std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host);
+// after it; on every other way out nothing of the run is left. Cancel is honoured every 32
+// blocks. Declined: the user stopped after an error writing a TOC file. Failures: the
+// messages above (kInflateFailed followed by the block and its offset), the out-of-space
+// text, or a message about a damaged package or an output that cannot be written.
+Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
+                         bool conversionLayout, int tocSetting, Progress& progress,
+                         Questions& questions, CancelToken& cancel);
 
 }  // namespace ebf::pbp

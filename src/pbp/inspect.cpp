@@ -92,7 +92,8 @@ Inspection ReadInspection(File& in, const std::string& ebootPath) {
   return r;
 }
 
-Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host) {
+Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder,
+                        Questions& questions) {
   auto size = FileSize(ebootPath);
   if (!size || *size < kMinInspectSize) {
     Inspection r;
@@ -116,7 +117,7 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
   bool stopped = false;
   auto copy = [&](uint64_t start, uint64_t end, const std::string& name) {
     if (!stopped)
-      stopped = ReadSectionToFile(start, end, tempFolder + name, in, host) == CopyOutcome::Stopped;
+      stopped = ReadSectionToFile(start, end, tempFolder + name, in, questions) == CopyOutcome::Stopped;
   };
   for (int i = 0; i < kLeadingSectionCount; ++i)
     copy(r.header.SectionStart(i), r.header.offsets[i + 1], kSectionFileNames[i]);

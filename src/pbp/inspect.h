@@ -7,7 +7,7 @@
 #include <string>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/questions.h"
 #include "pbp/container.h"
 
 namespace ebf::pbp {
@@ -70,6 +70,7 @@ Inspection ReadInspection(File& package, const std::string& ebootPath);
 // BASE.PSP, Gameboot.png and START.DAT (everything after the boot picture but the file's
 // last byte, as it has always been taken). Copies go through ReadSectionToFile, so a
 // length of exactly 32,767 bytes takes the byte after it.
-Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder, Host& host);
+Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFolder,
+                        Questions& questions);
 
 }  // namespace ebf::pbp

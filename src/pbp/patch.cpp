@@ -53,14 +53,14 @@ bool HasPsarMagic(File& f, uint64_t psar) {
 // EBOOT.PBP).
 class Steps {
  public:
-  explicit Steps(File& f) : f_(f) {}
+  Steps(File& f, const CancelToken& cancel) : f_(f), cancel_(cancel) {}
   bool stopped() const { return stopped_; }
   bool cancelled() const { return cancelled_; }
   const std::string& failure() const { return failure_; }
   // False once the patch is to stop.
   bool Check(bool ok) {
     if (stopped_) return false;
-    if (CancelRequested) {
+    if (cancel_.Requested()) {
       cancelled_ = stopped_ = true;
       return false;
     }
@@ -92,6 +92,7 @@ class Steps {
     stopped_ = true;
   }
   File& f_;
+  const CancelToken& cancel_;
   bool stopped_ = false;
   bool cancelled_ = false;
   std::string failure_;
@@ -197,39 +198,40 @@ std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFol
   return {};
 }
 
-std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
-                              const EbootJob& job, Host& /*host*/) {
-  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
+                          const EbootJob& job, CancelToken& cancel) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return Outcome::Failed(e);
   const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
   const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
   const std::string startDat = tempFolder + kStartDatFile;
   const std::vector<std::string> leading = {sfoPath,  job.icon0, job.icon1, job.pic0,
                                             job.pic1, job.snd0,  basePsp};
   std::vector<uint64_t> len;
-  if (std::string e = Lengths(leading, len); !e.empty()) return e;
+  if (std::string e = Lengths(leading, len); !e.empty()) return Outcome::Failed(e);
   std::vector<uint64_t> tailLen;
-  if (std::string e = Lengths({job.gameboot, startDat}, tailLen); !e.empty()) return e;
+  if (std::string e = Lengths({job.gameboot, startDat}, tailLen); !e.empty()) return Outcome::Failed(e);
 
   Bytes sfo;
-  if (!ReadWholeFile(sfoPath, sfo)) return CannotRead(sfoPath);
-  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return e;
+  if (!ReadWholeFile(sfoPath, sfo)) return Outcome::Failed(CannotRead(sfoPath));
+  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return Outcome::Failed(e);
 
   File f(ebootPath, File::Mode::ReadWrite);
   if (!f)
-    return "The EBOOT \"" + ebootPath + "\" could not be opened for writing: " + f.LastError();
+    return Outcome::Failed("The EBOOT \"" + ebootPath +
+                           "\" could not be opened for writing: " + f.LastError());
   const uint64_t fileSize = f.Size();
   const uint64_t psar = *ReadLe32At(f, kPsarOffsetPos);
   uint64_t leadingEnd = kPbpHeaderSize;
   for (uint64_t n : len) leadingEnd += n;
   if (leadingEnd > psar)
-    return "The custom files do not fit before the disc image of \"" + ebootPath +
-           "\"; the EBOOT has to be reconstructed.";
+    return Outcome::Failed("The custom files do not fit before the disc image of \"" +
+                           ebootPath + "\"; the EBOOT has to be reconstructed.");
   if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
-    return Damaged(ebootPath, "its disc image header is cut short.");
+    return Outcome::Failed(Damaged(ebootPath, "its disc image header is cut short."));
   StartData sd;
-  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return e;
+  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return Outcome::Failed(e);
   if (sd.s < psar + kHeaderFieldsEnd)
-    return Damaged(ebootPath, "its start data block lies inside the disc image header.");
+    return Outcome::Failed(Damaged(ebootPath, "its start data block lies inside the disc image header."));
 
   // Everything the patch may overwrite: header and leading sections, the disc image's
   // header fields, the start-data block to the end (the file may grow past it).
@@ -237,18 +239,19 @@ std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& t
   if (std::string e =
           journal.Begin(f, {{0, psar}, {psar, kHeaderFieldsEnd}, {sd.s, fileSize - sd.s}});
       !e.empty())
-    return e;
-  Steps steps(f);
-  auto stop = [&]() -> std::string {
+    return Outcome::Failed(e);
+  Steps steps(f, cancel);
+  auto stop = [&]() -> Outcome {
     f.Close();
     std::string undo = journal.RollBack();
     if (steps.cancelled()) {
-      CancelRequested = false;
-      return undo.empty() ? "Cancelled." : undo;
+      cancel.Take();
+      return undo.empty() ? Outcome::Cancelled() : Outcome::Failed(undo);
     }
-    return "Writing to the EBOOT \"" + ebootPath + "\" failed: " + steps.failure() + ". " +
-           (undo.empty() ? std::string("Nothing was changed; the EBOOT is as it was before.")
-                         : undo);
+    return Outcome::Failed(
+        "Writing to the EBOOT \"" + ebootPath + "\" failed: " + steps.failure() + ". " +
+        (undo.empty() ? std::string("Nothing was changed; the EBOOT is as it was before.")
+                      : undo));
   };
   // The first seven offsets; DATA.PSAR's stays where it is.
   std::array<uint8_t, 4 * kSectionCount> offsets{};
@@ -276,40 +279,43 @@ std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& t
     return stop();
   }
   journal.Finish();
-  return "Success.";
+  return Outcome::Success();
 }
 
-std::string PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
-                                const EbootJob& job, Host& host) {
-  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+Outcome PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
+                            const EbootJob& job, Questions& questions, CancelToken& cancel) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return Outcome::Failed(e);
   const std::string startDat = tempFolder + kStartDatFile;
   std::vector<uint64_t> len;
-  if (std::string e = Lengths({job.gameboot}, len); !e.empty()) return e;
+  if (std::string e = Lengths({job.gameboot}, len); !e.empty()) return Outcome::Failed(e);
 
   File f(ebootPath, File::Mode::ReadWrite);
   if (!f)
-    return "The EBOOT \"" + ebootPath + "\" could not be opened for writing: " + f.LastError();
+    return Outcome::Failed("The EBOOT \"" + ebootPath +
+                           "\" could not be opened for writing: " + f.LastError());
   const uint64_t fileSize = f.Size();
   const uint64_t psar = *ReadLe32At(f, kPsarOffsetPos);
   if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
-    return Damaged(ebootPath, "its disc image header is cut short.");
+    return Outcome::Failed(Damaged(ebootPath, "its disc image header is cut short."));
   StartData sd;
-  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return e;
+  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return Outcome::Failed(e);
   const uint64_t tailStart = sd.s + sd.h + sd.oldPng;
   if (tailStart > fileSize)
-    return Damaged(ebootPath, "its boot picture runs past the end of the file.");
+    return Outcome::Failed(Damaged(ebootPath, "its boot picture runs past the end of the file."));
 
   MakeFolders(tempFolder);
-  if (ReadSectionToFile(tailStart, fileSize, startDat, f, host) == CopyOutcome::Stopped) return "";
-  Steps steps(f);
+  if (ReadSectionToFile(tailStart, fileSize, startDat, f, questions) == CopyOutcome::Stopped)
+    return Outcome::Declined();
+  Steps steps(f, cancel);
   if (!WriteHeaderArea(steps, f, psar, sd, len[0], job, startDat) || !steps.Check(f.Close())) {
     if (steps.cancelled()) {
-      CancelRequested = false;
-      return "Cancelled.";
+      cancel.Take();
+      return Outcome::Cancelled();
     }
-    return "The EBOOT \"" + ebootPath + "\" could not be written: " + steps.failure() + ".";
+    return Outcome::Failed("The EBOOT \"" + ebootPath + "\" could not be written: " +
+                           steps.failure() + ".");
   }
-  return "Success.";
+  return Outcome::Success();
 }
 
 }  // namespace ebf::pbp

@@ -11,7 +11,9 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/questions.h"
 #include "pbp/psar.h"
 
 namespace ebf::pbp {
@@ -61,16 +63,16 @@ std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFol
 // grows by one byte each such time, as it always has). The bytes the patch overwrites are
 // journalled first (pbp/patch_journal.h): a write error or a cancel puts them all back
 // (never a question whether to go on), a crash leaves the journal for the next start.
-// Returns "Success.", "Cancelled." or a message; nothing is written when the checks
-// before the first write fail.
-std::string PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
-                              const EbootJob& job, Host& host);
+// Nothing is written when the checks before the first write fail.
+Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempFolder,
+                          const EbootJob& job, CancelToken& cancel);
 
 // The header-area patch applied to the package the converter has just written: save name,
 // underscored ID, TOC (when the job holds one), and the gameboot in place of the boot
 // picture. The converter's start data after the old picture is saved to Temp/START.DAT
-// first and written back after the new one. Returns "Success." or a message.
-std::string PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
-                                const EbootJob& job, Host& host);
+// first and written back after the new one; the user is asked whether to go on when that
+// copy fails (Declined when not).
+Outcome PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
+                            const EbootJob& job, Questions& questions, CancelToken& cancel);
 
 }  // namespace ebf::pbp

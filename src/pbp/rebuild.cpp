@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/files.h"
 #include "pbp/container.h"
 #include "pbp/inspect.h"
@@ -41,13 +40,13 @@ bool SameFile(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
-                             const std::string& tempFolder, const std::string& workFolder,
-                             const EbootJob& job, Host& host) {
+Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
+                         const std::string& tempFolder, const std::string& workFolder,
+                         const EbootJob& job, Progress& progress, CancelToken& cancel) {
   // Nothing may happen to the source through the destination's name.
   if (destPath == sourcePath || SameFile(sourcePath, destPath)) {
     DeleteFileIfExists(WithTrailingSep(workFolder) + "null");
-    return kSameFileMessage;
+    return Outcome::Failed(kSameFileMessage);
   }
   // The new package is written under a temporary name beside the destination and takes
   // its name only when whole; a failed write stops the rebuild (going on would only make a
@@ -60,25 +59,25 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
     return false;
   };
   auto failed = [&]() {
-    return "The new EBOOT \"" + destPath + "\" could not be written: " + failure +
-           ". Nothing was left in its place.";
+    return Outcome::Failed("The new EBOOT \"" + destPath + "\" could not be written: " +
+                           failure + ". Nothing was left in its place.");
   };
 
   // Check the source and every input before the destination is touched.
   File src(sourcePath, File::Mode::Read);
-  if (!src) return "The EBOOT \"" + sourcePath + "\" could not be read: " + src.LastError();
+  if (!src) return Outcome::Failed("The EBOOT \"" + sourcePath + "\" could not be read: " + src.LastError());
   const uint64_t srcSize = src.Size();
   auto psar = ReadLe32At(src, kPsarOffsetPos);
   auto start = FindStartData(src);
   if (!psar || !start || !RangeFits(*start, kStartDataPngLengthPos + 4, srcSize))
-    return "The EBOOT \"" + sourcePath +
+    return Outcome::Failed("The EBOOT \"" + sourcePath +
            "\" is damaged: its start data block lies beyond the "
-           "end of the file.";
+           "end of the file.");
   const uint64_t s = *start;
   const uint64_t h = *ReadLe32At(src, s + kStartDataHeaderSizePos);
   const uint64_t copyEnd = s + h;
   if (copyEnd > srcSize || !RangeFits(*psar, kCopyBufferSize, copyEnd))
-    return "The EBOOT \"" + sourcePath + "\" is damaged: its disc image does not fit the file.";
+    return Outcome::Failed("The EBOOT \"" + sourcePath + "\" is damaged: its disc image does not fit the file.");
 
   const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
   const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
@@ -87,22 +86,22 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
                                             job.pic1,  job.snd0,  basePsp};
   std::array<uint64_t, kLeadingSectionCount> lengths{};
   auto sfoSize = FileSize(sfoPath);
-  if (!sfoSize) return "The file \"" + sfoPath + "\" could not be read.";
+  if (!sfoSize) return Outcome::Failed("The file \"" + sfoPath + "\" could not be read.");
   lengths[0] = *sfoSize;
   for (std::size_t i = 0; i < leading.size(); ++i) {
     auto n = IsDirectory(leading[i]) ? std::nullopt : FileSize(leading[i]);
-    if (!n) return "The file \"" + leading[i] + "\" could not be read.";
+    if (!n) return Outcome::Failed("The file \"" + leading[i] + "\" could not be read.");
     lengths[i + 1] = *n;
   }
   auto gamebootSize = FileSize(job.gameboot);
   if (!gamebootSize || !FileExists(startDat))
-    return "The file \"" + (gamebootSize ? startDat : job.gameboot) + "\" could not be read.";
+    return Outcome::Failed("The file \"" + (gamebootSize ? startDat : job.gameboot) + "\" could not be read.");
   Bytes sfo;
-  if (!ReadWholeFile(sfoPath, sfo)) return "The file \"" + sfoPath + "\" could not be read.";
-  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return e;
+  if (!ReadWholeFile(sfoPath, sfo)) return Outcome::Failed("The file \"" + sfoPath + "\" could not be read.");
+  if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return Outcome::Failed(e);
 
   auto newHeader = HeaderForLengths(lengths);
-  if (!newHeader) return "The new EBOOT would be larger than a package can be.";
+  if (!newHeader) return Outcome::Failed("The new EBOOT would be larger than a package can be.");
 
   DeleteFileIfExists(partial);
   File dst(partial, File::Mode::Write);
@@ -115,8 +114,7 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
   for (const std::string& p : leading)
     if (!AppendFileToOpenFile(p, dst) && !fail(dst)) return failed();
 
-  host.Log("  Reconstructing EBOOT...");
-  host.SetCaption("Reconstructing EBOOT...");
+  Stage stage(progress, "Reconstructing EBOOT...");
 
   // The disc-image header with the new save name and ID, then everything up to the boot
   // picture.
@@ -138,9 +136,8 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
     if (n > 0 && !dst.Write(std::span<const uint8_t>(buf.data(), n)) && !fail(dst)) return failed();
     pos += want;
     if (++reads % kProgressEvery == 0) {
-      host.SetFraction(static_cast<double>(pos) / static_cast<double>(copyEnd));
-      host.PumpEvents();
-      if (TakeCancelRequest()) return "Cancelled.";
+      stage.Advance(pos, copyEnd);
+      if (cancel.Take()) return Outcome::Cancelled();
     }
   }
   src.Close();
@@ -162,21 +159,27 @@ std::string ReconstructEboot(const std::string& sourcePath, const std::string& d
     return failed();
   }
   cleanup.Keep();
-  return "Success.";
+  stage.Done();
+  return Outcome::Success();
 }
 
-std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                        const std::string& workFolder, const EbootJob& job, Host& host,
-                        const DestinationChooser& chooseDestination) {
-  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return e;
+PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
+                          const std::string& workFolder, const EbootJob& job, Progress& progress,
+                          Questions& questions, CancelToken& cancel,
+                          const std::function<void(const std::string& partial)>& beforeRebuild) {
+  if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return {Outcome::Failed(e), {}};
   Room room;
-  if (std::string e = MeasureRoom(ebootPath, tempFolder, job, room); !e.empty()) return e;
-  if (room.fits()) return PatchEbootInPlace(ebootPath, tempFolder, job, host);
-  if (!host.AskYesNo(kRebuildQuestion, false, MsgIcon::Exclamation)) return "";
-  std::optional<std::string> dest = chooseDestination ? chooseDestination() : std::nullopt;
-  if (!dest || dest->empty()) return "";
-  if (*dest == ebootPath) return kSameFileMessage;
-  return ReconstructEboot(ebootPath, *dest, tempFolder, workFolder, job, host);
+  if (std::string e = MeasureRoom(ebootPath, tempFolder, job, room); !e.empty())
+    return {Outcome::Failed(e), {}};
+  if (room.fits()) return {PatchEbootInPlace(ebootPath, tempFolder, job, cancel), {}};
+  if (!questions.AskYesNo(kRebuildQuestion, false, MsgIcon::Exclamation))
+    return {Outcome::Declined(), {}};
+  std::optional<std::string> dest = questions.ChooseRebuildDestination(ebootPath);
+  if (!dest || dest->empty()) return {Outcome::Declined(), {}};
+  if (*dest == ebootPath) return {Outcome::Failed(kSameFileMessage), {}};
+  if (beforeRebuild) beforeRebuild(*dest + ".part");
+  Outcome made = ReconstructEboot(ebootPath, *dest, tempFolder, workFolder, job, progress, cancel);
+  return {made, made.succeeded() ? *dest : std::string()};
 }
 
 }  // namespace ebf::pbp

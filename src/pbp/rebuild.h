@@ -6,7 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
+#include "common/questions.h"
 #include "pbp/patch.h"
 
 namespace ebf::pbp {
@@ -23,21 +26,27 @@ inline constexpr const char* kRebuildDone = "Done :)";
 // Writes a new package at destPath: a fresh header and PARAM.SFO (patched), the five
 // assets and BASE.PSP from Temp, then the source's DATA.PSAR up to the boot picture with
 // the save name and underscored ID set in its first 32 KB, then the gameboot and
-// Temp/START.DAT. The source is only read. Progress and cancel (every 32 reads) go through
-// the host. The package is written as destPath + ".part" and renamed when whole, so a
-// cancel, a failure or a crash never leaves a file under destPath. Returns "Success." (the
-// caller shows "Done :)"), "Cancelled." or a message (a write error stops at once).
-// A file named "null" in workFolder (where the slots put it) is deleted on every way out.
-std::string ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
-                             const std::string& tempFolder, const std::string& workFolder,
-                             const EbootJob& job, Host& host);
+// Temp/START.DAT. The source is only read. Cancel is honoured every 32 reads. The package
+// is written as destPath + ".part" and renamed when whole, so a cancel, a failure or a
+// crash never leaves a file under destPath. On success the caller shows "Done :)"; a write
+// error stops at once. A file named "null" in workFolder (where the slots put it) is
+// deleted on every way out.
+Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
+                         const std::string& tempFolder, const std::string& workFolder,
+                         const EbootJob& job, Progress& progress, CancelToken& cancel);
 
+struct PackageUpdate {
+  Outcome outcome = Outcome::Declined();
+  std::string rebuiltTo;  // the new package, when it was rebuilt into one
+};
 // The whole package job without the converter: checks, room test, then the in-place patch
-// or, after the question (Yes/No, exclamation) and a destination from `chooseDestination`
-// (nullopt when the user cancels the dialog), the rebuild. Returns the result string.
-using DestinationChooser = std::function<std::optional<std::string>()>;
-std::string UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                        const std::string& workFolder, const EbootJob& job, Host& host,
-                        const DestinationChooser& chooseDestination);
+// or, after the question (Yes/No, exclamation) and a destination (Declined when the user
+// gives up either), the rebuild. `beforeRebuild` is told the rebuild's temporary file
+// before anything is written to it.
+PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
+                          const std::string& workFolder, const EbootJob& job, Progress& progress,
+                          Questions& questions, CancelToken& cancel,
+                          const std::function<void(const std::string& partial)>& beforeRebuild =
+                              {});
 
 }  // namespace ebf::pbp

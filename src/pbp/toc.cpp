@@ -21,12 +21,12 @@ std::string Hex(uint8_t v) {
   return buf;
 }
 
-// Writes a whole file, asking through the host when that fails. False means stop.
-bool WriteWhole(const std::string& path, std::string_view bytes, Host& host) {
+// Writes a whole file, asking whether to go on when that fails. False means stop.
+bool WriteWhole(const std::string& path, std::string_view bytes, Questions& questions) {
   DeleteFileIfExists(path);
   File f(path, File::Mode::Write);
   if (f && f.Write(bytes) && f.Close()) return true;
-  return AskContinueAfterError(host, f.LastError(), kErrDeviceIo);
+  return AskContinueAfterError(questions, f.LastError(), kErrDeviceIo);
 }
 
 }  // namespace
@@ -129,19 +129,21 @@ std::string CcdFilePath(const std::string& outputPath) {
   return WithoutExtension(outputPath) + ".ccd";
 }
 
-TocWriteResult WriteTocFiles(const TocArea& area, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host) {
-  if (tocSetting <= kTocNone) return {};
+Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
+                      int tocSetting, Questions& questions) {
+  if (tocSetting <= kTocNone) return Outcome::Success();
   const std::vector<TocEntry> entries = UsedTocEntries(area);
   if (conversionLayout || tocSetting == kTocFile) {
     std::string raw;
     for (const TocEntry& e : entries) raw.append(e.begin(), e.end());
-    if (!WriteWhole(TocFilePath(outputPath, conversionLayout), raw, host)) return {true, ""};
+    if (!WriteWhole(TocFilePath(outputPath, conversionLayout), raw, questions))
+      return Outcome::Declined();
   }
   if (tocSetting == kTocCcd) {
-    if (!WriteWhole(CcdFilePath(outputPath), FormatCcd(entries), host)) return {true, ""};
+    if (!WriteWhole(CcdFilePath(outputPath), FormatCcd(entries), questions))
+      return Outcome::Declined();
   }
-  return {};
+  return Outcome::Success();
 }
 
 }  // namespace ebf::pbp

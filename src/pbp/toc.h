@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "common/host.h"
+#include "common/outcome.h"
+#include "common/questions.h"
 #include "pbp/psar.h"
 
 namespace ebf::pbp {
@@ -39,14 +40,9 @@ std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
 std::string CcdFilePath(const std::string& outputPath);
 
 // Writes the TOC file and/or the CCD file as the setting and the conversion layout ask
-// (nothing at all when the setting is 0). A file that cannot be written asks through the
-// host; when the user stops there, `stop` is set and `result` is what the extraction
-// returns.
-struct TocWriteResult {
-  bool stop = false;
-  std::string result;
-};
-TocWriteResult WriteTocFiles(const TocArea& area, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host);
+// (nothing at all when the setting is 0). A file that cannot be written asks whether to go
+// on; when the user stops there, the outcome is Declined.
+Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
+                      int tocSetting, Questions& questions);
 
 }  // namespace ebf::pbp

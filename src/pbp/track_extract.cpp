@@ -49,15 +49,15 @@ bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, S
 
 }  // namespace
 
-std::string ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                          Host& host) {
-  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
+Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
+                      Progress& progress, CancelToken& cancel) {
+  if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
-  if (!in) return kNoSuchFile;
+  if (!in) return Outcome::Failed(kNoSuchFile);
   DiscImageLayout layout;
-  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return err;
+  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return Outcome::Failed(err);
   PackageDisc disc;
-  if (std::string err = ReadPackageDisc(layout, disc); !err.empty()) return err;
+  if (std::string err = ReadPackageDisc(layout, disc); !err.empty()) return Outcome::Failed(err);
 
   const std::string stem = SetStem(output);
   const std::string folder = FolderOf(stem);
@@ -70,8 +70,8 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
     std::error_code ec;
     if (std::filesystem::equivalent(std::filesystem::u8path(ebootPath),
                                     std::filesystem::u8path(folder + bin), ec))
-      return "The disc image cannot be written over the EBOOT it comes from (\"" + folder + bin +
-             "\").";
+      return Outcome::Failed("The disc image cannot be written over the EBOOT it comes from (\"" +
+                             folder + bin + "\").");
   }
   // The set's folder is made when missing (a set is often taken out into a folder of its
   // own) and removed again, when still empty, if the run does not succeed.
@@ -85,7 +85,8 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
   } made;
   if (!folder.empty() && !IsDirectory(folder) && MakeFolders(folder)) made.path = folder;
   const uint64_t required = uint64_t{disc.sectors} * kSectorSize;
-  if (auto free = FreeSpace(cuePath); free && required > *free) return OutOfSpaceText(required);
+  if (auto free = FreeSpace(cuePath); free && required > *free)
+    return Outcome::Failed(OutOfSpaceText(required));
 
   StagedFiles staged;
   std::vector<SectorTarget> targets;
@@ -98,9 +99,9 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
   }
   const std::string cueTemp = staged.Add(cuePath);
 
-  host.Log("  Extracting tracks... ");
-  host.SetCaption("Extracting tracks...");
-  if (std::string err = WriteSectors(in, layout, targets, host); !err.empty()) return err;
+  Stage stage(progress, "Extracting tracks...");
+  if (Outcome written = WriteSectors(in, layout, targets, progress, cancel); !written.succeeded())
+    return written;
 
   std::vector<SheetTrack> sheet(disc.tracks.size());
   for (std::size_t i = 0; i < disc.tracks.size(); ++i) {
@@ -108,19 +109,19 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
     const std::string& path = split ? targets[i].path : targets[0].path;
     const uint64_t offset = split ? 0 : uint64_t{disc.tracks[i].start} * kSectorSize;
     if (!Describe(path, offset, disc.tracks[i], sheet[i]))
-      return "Could not read back \"" + path + "\".";
+      return Outcome::Failed("Could not read back \"" + path + "\".");
   }
   const std::string text =
       files == TrackFiles::Split ? SplitSheet(sheet, binNames) : OneFileSheet(sheet, binNames[0]);
   {
     File cue(cueTemp, File::Mode::Write);
     if (!cue || !cue.Write(std::string_view(text)) || !cue.Close())
-      return "Could not write \"" + cuePath + "\": " + cue.LastError();
+      return Outcome::Failed("Could not write \"" + cuePath + "\": " + cue.LastError());
   }
-  if (std::string err = staged.Commit(); !err.empty()) return err;
+  if (std::string err = staged.Commit(); !err.empty()) return Outcome::Failed(err);
   made.keep = true;
-  host.Log("Done");
-  return "Success.";
+  stage.Done();
+  return Outcome::Success();
 }
 
 }  // namespace ebf::pbp

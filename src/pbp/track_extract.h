@@ -4,7 +4,9 @@
 
 #include <string>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
 
 namespace ebf::pbp {
 
@@ -13,9 +15,9 @@ enum class TrackFiles { Split, OneFile };
 // `output` is the set's name with or without ".cue"/".bin" ("dir/Game" gives
 // "dir/Game (Track 1).bin" ... and "dir/Game.cue"). Every file is written under a temporary
 // name and renamed once all are complete; on any other way out nothing of the run is left.
-// Returns "Success.", "Cancelled." or a message (the failing block and its offset for a
-// damaged package, the file that could not be written).
-std::string ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                          Host& host);
+// A failure names the failing block and its offset for a damaged package, or the file
+// that could not be written.
+Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
+                      Progress& progress, CancelToken& cancel);
 
 }  // namespace ebf::pbp

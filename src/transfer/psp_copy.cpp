@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <vector>
 
-#include "common/cancel.h"
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
@@ -38,26 +37,28 @@ std::string PspGameFolder(const std::string& volumeRoot, const std::string& titl
          (autoTransfer == 1 ? LeftChars(title, 31) : gameId);
 }
 
-std::string CopyEbootToPsp(const std::string& sourceFolder, const std::string& targetFolder,
-                           Host& host) {
+Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targetFolder,
+                       Progress& progress, Questions& questions, CancelToken& cancel) {
   const std::string source = WithTrailingSep(sourceFolder) + "EBOOT.PBP";
-  if (!MakeFolders(targetFolder) || !IsDirectory(targetFolder)) return kMsgCouldNotCreateFolders;
+  if (!MakeFolders(targetFolder) || !IsDirectory(targetFolder))
+    return Outcome::Failed(kMsgCouldNotCreateFolders);
   const std::string folder = WithTrailingSep(targetFolder);
-  if (ConfirmOverwrite(host, folder, "EBOOT.PBP", source)) return "";
-  if (folder + "EBOOT.PBP" == source) return "Success.";
+  if (ConfirmOverwrite(questions, folder, "EBOOT.PBP", source)) return Outcome::Declined();
+  if (folder + "EBOOT.PBP" == source) return Outcome::Success();
 
   File in(source, File::Mode::Read);
-  if (!in) return "The package could not be read: " + source + " (" + in.LastError() + ")";
+  if (!in)
+    return Outcome::Failed("The package could not be read: " + source + " (" + in.LastError() +
+                           ")");
   const uint64_t total = in.Size();
   const std::string partial = folder + "EBOOT.PBP.part";
   File out(partial, File::Mode::Write);
-  if (!out) return "The package could not be written to the PSP: " + out.LastError();
+  if (!out) return Outcome::Failed("The package could not be written to the PSP: " + out.LastError());
 
-  host.SetCaption("Copying to the PSP...");
-  host.SetSizeText("Image Size: " + FormatSize(total));
+  Stage stage(progress, "Copying to the PSP...", 1.0, total);
   std::vector<uint8_t> buf(1 << 20);
   uint64_t done = 0;
-  auto fail = [&](const std::string& why) {
+  auto fail = [&](Outcome why) {
     out.Close();
     DeleteFileIfExists(partial);
     return why;
@@ -66,19 +67,21 @@ std::string CopyEbootToPsp(const std::string& sourceFolder, const std::string& t
     std::size_t n = in.Read(buf);
     if (n == 0) break;
     if (!out.Write(std::span<const uint8_t>(buf.data(), n)))
-      return fail("The package could not be written to the PSP: " + out.LastError());
+      return fail(Outcome::Failed("The package could not be written to the PSP: " + out.LastError()));
     done += n;
-    host.SetFraction(total ? static_cast<double>(done) / static_cast<double>(total) : 1.0);
-    host.PumpEvents();
-    if (TakeCancelRequest()) return fail("Cancelled.");
+    stage.Advance(done, total);
+    if (cancel.Take()) return fail(Outcome::Cancelled());
   }
-  if (!in.LastError().empty()) return fail("The package could not be read: " + in.LastError());
-  if (!out.Close()) return fail("The package could not be written to the PSP: " + out.LastError());
+  if (!in.LastError().empty())
+    return fail(Outcome::Failed("The package could not be read: " + in.LastError()));
+  if (!out.Close())
+    return fail(Outcome::Failed("The package could not be written to the PSP: " + out.LastError()));
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(partial),
                           std::filesystem::u8path(folder + "EBOOT.PBP"), ec);
-  if (ec) return fail("The package could not be written to the PSP: " + ec.message());
-  return "Success.";
+  if (ec) return fail(Outcome::Failed("The package could not be written to the PSP: " + ec.message()));
+  stage.Done();
+  return Outcome::Success();
 }
 
 }  // namespace ebf

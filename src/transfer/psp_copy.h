@@ -3,7 +3,10 @@
 
 #include <string>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/outcome.h"
+#include "common/progress.h"
+#include "common/questions.h"
 #include "transfer/volumes.h"
 
 namespace ebf {
@@ -21,8 +24,8 @@ std::string PspGameFolder(const std::string& volumeRoot, const std::string& titl
 
 // Copies sourceFolder/EBOOT.PBP into targetFolder (created with its parents), asking
 // before an existing package is replaced. The old package stays until the new one is
-// complete. Returns "Success.", "Cancelled.", "" (the user declined) or an error text.
-std::string CopyEbootToPsp(const std::string& sourceFolder, const std::string& targetFolder,
-                           Host& host);
+// complete.
+Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targetFolder,
+                       Progress& progress, Questions& questions, CancelToken& cancel);
 
 }  // namespace ebf

@@ -2,9 +2,9 @@
 
 #include <QFileInfo>
 
-#include "common/cancel.h"
 #include "disc/rip/rip.h"
 #include "ui/file_dialogs.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 
@@ -16,16 +16,17 @@ RipOutcome Rip(QWidget* parent, Prompter& prompter, const ThemeContext& theme,
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
   progress.SetCaption(kRipCaption);
   progress.show();
-  DiscJobHooks hooks;
-  hooks.cancel = &CancelRequested;
-  hooks.progress = [&progress](uint64_t done, uint64_t total) {
-    progress.SetFraction(total ? static_cast<double>(done) / static_cast<double>(total) : 0.0);
-    progress.PumpEvents();
-  };
+  WorkerQuestions questions(prompter, &progress);
   rip::RipResult made;
-  std::string error = rip::RipToBinCue(request, hooks, &made);
+  std::string error =
+      RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
+        Stage stage(p, kRipCaption);
+        DiscJobHooks hooks;
+        hooks.cancel = &cancel;
+        hooks.progress = [&stage](uint64_t done, uint64_t total) { stage.Advance(done, total); };
+        return rip::RipToBinCue(request, hooks, &made);
+      });
   progress.hide();
-  TakeCancelRequest();
   RipOutcome out;
   out.result = error.empty() ? "Success." : error;
   if (error.empty()) out.cuePath = made.cuePath;

@@ -15,12 +15,12 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "common/cancel.h"
 #include "common/files.h"
 #include "docmaker/document_dat.h"
 #include "ui/file_dialogs.h"
 #include "ui/fix_save_dialog.h"
 #include "ui/id_key_filter.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 #include "ui/widgets.h"
@@ -237,11 +237,15 @@ void DocDialog::OkClicked() {
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter_, theme_, this);
   progress.SetCaption("Creating Documentation...");
   progress.show();
+  WorkerQuestions questions(prompter_, &progress);
+  const std::string output = S(txtOut_->text()), prefix = S(cboID_->currentText()),
+                    number = S(txtID_->text());
   const DocResult result =
-      WriteDocumentDat(theme_.folders, S(txtOut_->text()), S(cboID_->currentText()),
-                       S(txtID_->text()), pagePaths, progress);
+      RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
+        Stage stage(p, "Creating Documentation...");
+        return WriteDocumentDat(theme_.folders, output, prefix, number, pagePaths, p, cancel);
+      });
   progress.hide();
-  TakeCancelRequest();
   if (result.outcome == DocOutcome::Done) {
     prompter_.Inform(this, QLatin1String(kMsgDocDone));
   } else if (result.outcome == DocOutcome::Failed) {
@@ -261,9 +265,14 @@ void DocDialog::ExtractClicked() {
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter_, theme_, this);
   progress.SetCaption("Extracting DOCUMENT.DAT...");
   progress.show();
-  const DocResult result = ExtractDocumentDat(S(dat), WithTrailingSep(S(folder)), progress);
+  WorkerQuestions questions(prompter_, &progress);
+  const std::string datPath = S(dat), outFolder = WithTrailingSep(S(folder));
+  const DocResult result =
+      RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
+        Stage stage(p, "Extracting DOCUMENT.DAT...");
+        return ExtractDocumentDat(datPath, outFolder, p, cancel);
+      });
   progress.hide();
-  TakeCancelRequest();
   if (result.outcome == DocOutcome::Done) {
     prompter_.Inform(this, QLatin1String(kMsgDocExtracted));
   } else if (result.outcome == DocOutcome::Failed) {

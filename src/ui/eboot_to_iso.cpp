@@ -2,16 +2,16 @@
 
 #include <filesystem>
 
-#include "common/cancel.h"
 #include "common/files.h"
 #include "pbp/extract.h"
 #include "ui/file_dialogs.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 
 namespace ebf::ui {
 
-std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
+Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
                        const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
   const QString chosen = dialogs.SaveFile(
       parent, QStringLiteral("Select where to save the ISO"),
@@ -19,7 +19,7 @@ std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs
       QStringLiteral("iso"),
       {{QStringLiteral("ISO Files (*.iso)"), QStringLiteral("*.iso")},
        {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
-  if (chosen.isEmpty()) return "";
+  if (chosen.isEmpty()) return Outcome::Declined();
   const std::string output = chosen.toStdString();
   const std::string ccd = std::filesystem::path(output).replace_extension(".ccd").string();
   if (FileExists(ccd) &&
@@ -28,18 +28,21 @@ std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs
                                    "Do you wish to continue?")
                         .arg(QString::fromStdString(ccd)),
                     false))
-    return "";
+    return Outcome::Declined();
 
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
   progress.SetCaption("Extracting ISO...");
   progress.show();
-  const std::string result = pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, progress);
+  WorkerQuestions questions(prompter, &progress);
+  const Outcome result =
+      RunJob(progress, questions, [&](Progress& p, Questions& q, CancelToken& cancel) {
+        return pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, p, q, cancel);
+      });
   progress.hide();
-  TakeCancelRequest();
-  if (result == "Success.") {
+  if (result.succeeded()) {
     prompter.Inform(parent, QLatin1String(kMsgIsoDone));
-  } else if (result != "Cancelled." && !result.empty()) {
-    prompter.Warn(parent, QString::fromStdString(result));
+  } else if (result.failed()) {
+    prompter.Warn(parent, QString::fromStdString(result.text()));
   }
   return result;
 }

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "common/outcome.h"
 #include "ui/theme_apply.h"
 
 namespace ebf::ui {
@@ -14,9 +15,8 @@ class Prompter;
 
 inline constexpr const char* kMsgIsoDone = "Done :)";
 
-// `tocSetting` is eboot_toc_extract. Returns the result string of the extraction, or ""
-// when the user stopped at a dialog.
-std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
+// `tocSetting` is eboot_toc_extract. Declined when the user stopped at a dialog.
+Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
                        const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
 
 }  // namespace ebf::ui

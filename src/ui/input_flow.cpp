@@ -17,6 +17,7 @@
 #include "pbp/inspect.h"
 #include "pbp/rebuild.h"
 #include "ui/file_dialogs.h"
+#include "ui/job_runner.h"
 #include "ui/main_window.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
@@ -33,15 +34,13 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   }
   if (decision.action == DropAction::Ignore) return;
 
-  ResolveContext context;
-  context.programFolder = services_.folders.tree;
-  context.settings = settings_;
+  ResolveContext context = ResolverContext(settings_, services_.folders.tree);
   context.currentOutput = S(txtOut_->text());
   context.currentGameId = gameId_;
   context.currentRegion = S(lblRegion_->text());
   context.currentSaveName = saveName_;
-  PrompterHost host(*services_.prompter, this);
-  const ResolvedInput r = ebf::ResolveInput(decision.path, context, host);
+  PrompterQuestions questions(*services_.prompter, this);
+  const ResolvedInput r = ebf::ResolveInput(decision.path, context, questions);
 
   SetInputText(r.input);
   SetTitleText(r.title);
@@ -61,8 +60,9 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
 }
 
 void MainWindow::InspectPackage(const std::string& path) {
-  PrompterHost host(*services_.prompter, this);
-  const pbp::Inspection in = pbp::InspectEboot(path, TempFolder(services_.folders.work), host);
+  PrompterQuestions questions(*services_.prompter, this);
+  const pbp::Inspection in =
+      pbp::InspectEboot(path, TempFolder(services_.folders.work), questions);
   if (!in.message.empty()) {
     services_.prompter->Warn(this, Q(in.message));
     return;
@@ -112,47 +112,25 @@ void MainWindow::UpdateControlStates() {
   chkPAL2NTSCGFX_->setEnabled(exists && !isPbp);
 }
 
-std::string MainWindow::RunCoreConversion(GoRequest& g, ProgressWindow& progress) {
-  const bool isPbp = Extension4(g.input) == ".PBP";
-  ConversionRequest r;
-  r.InputPath = g.input;
-  r.OutputFolder = g.outputFolder;
-  r.Title = g.title;
-  r.SaveName = g.saveName;
-  r.GameID = g.gameId;
-  std::string* paths[kSlotCount] = {&r.Icon0Path, &r.Icon1Path, &r.Pic0Path,
-                                    &r.Pic1Path,  &r.Snd0Path,  &r.GamebootPath};
-  ConversionContext ctx;
-  for (int i = 0; i < kSlotCount; ++i) {
-    *paths[i] = ResolveSlotFile(services_.folders, g.assetSlots[i].ticked, g.assetSlots[i].text,
-                                kSlots[i].assetFileName, isPbp && packageLoaded_);
-    ctx.slotChoices[i] = {g.assetSlots[i].ticked, g.assetSlots[i].text};
-  }
-  r.CompressionLevel = static_cast<int16_t>(g.compressionLevel);
-  r.PalFixScreen = g.palFixScreen;
-  r.PalFixGraphics = g.palFixGraphics;
-  r.RecompressEboot = g.recompressEboot;
-  r.LogMode = false;
-
-  ctx.folders = services_.folders;
-  ctx.settings = settings_;
-  ctx.host = &progress;
-  ctx.chooseRebuildDestination = [this, &g] {
+ConversionResult MainWindow::RunPlan(const ConversionPlan& plan) {
+  // The progress window stands in for the main window while the run lasts.
+  ProgressWindow progress(ProgressWindow::Kind::Progress, *services_.prompter, theme_, this);
+  progress.show();
+  hide();
+  WorkerQuestions questions(*services_.prompter, &progress, [this, &plan](const std::string&) {
     const QString dest = services_.dialogs->SaveFile(
-        this, QLatin1String(pbp::kRebuildDestinationTitle), Q(FolderOf(g.input)),
+        this, QLatin1String(pbp::kRebuildDestinationTitle), Q(FolderOf(plan.input)),
         QStringLiteral("EBOOT.PBP"), QStringLiteral("PBP"),
         {{QStringLiteral("PBP Files (*.pbp)"), QStringLiteral("*.pbp")},
          {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
-    return S(dest);
-  };
-  ConversionOutcome outcome;
-  std::string result = RunConversion(r, ctx, &outcome);
-  if (result == "Success." && !outcome.rebuiltTo.empty()) {
-    services_.prompter->Inform(this, QLatin1String(pbp::kRebuildDone));
-    return "";  // the rebuild has said all there is to say
-  }
-  // A patched package's pictures and title are what the window should show now.
-  if (result == "Success." && isPbp && !g.recompressEboot) InspectPackage(g.input);
+    return std::optional<std::string>(S(dest));
+  });
+  ConversionResult result =
+      RunJob(progress, questions, [&plan](Progress& p, Questions& q, CancelToken& c) {
+        return RunConversion(plan, p, q, c);
+      });
+  progress.hide();
+  show();
   return result;
 }
 

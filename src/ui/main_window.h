@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/settings.h"
+#include "engine/conversion.h"
 #include "ui/cd_menu.h"
 #include "ui/theme_apply.h"
 
@@ -26,19 +27,6 @@ class FileDialogs;
 class Prompter;
 class ProgressWindow;
 
-// What the Go button hands to the conversion once the window has passed its checks.
-struct GoRequest {
-  struct Slot {
-    bool ticked = true;
-    std::string text;  // blank: the default, or the original asset of a package input
-  };
-  std::string input, outputFolder, title, saveName, gameId;
-  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot.
-  std::array<Slot, 6> assetSlots;
-  int compressionLevel = 0;
-  bool palFixScreen = false, palFixGraphics = false, recompressEboot = false;
-};
-
 class MainWindow : public QWidget {
   Q_OBJECT
  public:
@@ -47,8 +35,6 @@ class MainWindow : public QWidget {
   struct Hooks {
     // A dropped, browsed, command-line or last-used input (classification and resolver).
     std::function<void(MainWindow&, const std::string& path)> resolveInput;
-    // The conversion: returns "Success.", "Cancelled.", "" or an error text.
-    std::function<std::string(GoRequest&, ProgressWindow&)> runConversion;
     std::function<bool(const std::string& folder)> isOnPspGameFolder;
     std::function<void(MainWindow&, const std::string& outputFolder)> openTransfer;
     std::function<void(MainWindow&)> selectGame, customGame, openDocMaker, openPreview;
@@ -110,7 +96,8 @@ class MainWindow : public QWidget {
 
   // The handlers of the buttons, public so that the tests drive them as a click does.
   void GoClicked();
-  void ShowClosingMessage(const std::string& result, const GoRequest& request);
+  // What the window says once a run has ended.
+  void ShowClosingMessage(const ConversionResult& result, const ConversionPlan& plan);
   void BrowseInput();
   void BrowseOutput();
   // The CD menu's entries (cd_menu.h).
@@ -148,15 +135,16 @@ class MainWindow : public QWidget {
   QWidget* BuildButtonBar();
   void UpdateSlotRow(int slot);
   void UpdateHookedButtons();
-  std::string ValidateForGo();
+  // The job as the controls describe it.
+  JobInput JobFromControls() const;
   // The input resolver and package inspection of the core (input_flow.cpp).
   void ResolveWithCore(const std::string& path);
   void InspectPackage(const std::string& path);
   void LoadSlotsForGame(const std::string& dataFile, const std::string& gameId);
   // Which controls a new input enables (package or disc image, existing or not).
   void UpdateControlStates();
-  // The conversion of the core with this window's choices (input_flow.cpp).
-  std::string RunCoreConversion(GoRequest& request, ProgressWindow& progress);
+  // Runs a plan on a worker thread behind the progress window (input_flow.cpp).
+  ConversionResult RunPlan(const ConversionPlan& plan);
 
   Services services_;
   Hooks hooks_;

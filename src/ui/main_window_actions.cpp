@@ -14,7 +14,7 @@
 #include "common/pattern.h"
 #include "common/text.h"
 #include "disc/classify.h"
-#include "engine/go_checks.h"
+#include "pbp/rebuild.h"
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
@@ -26,74 +26,63 @@
 namespace ebf::ui {
 namespace {}  // namespace
 
-// Runs the checks in their fixed order; each refusal shows its own message. Returns
-// "ok" to go on, or "" when a check stopped the run.
-std::string MainWindow::ValidateForGo() {
-  GoInputs in;
-  in.programFolder = services_.folders.tree;
-  in.input = S(txtIn_->text());
-  in.output = S(txtOut_->text());
-  in.title = S(txtTitle_->text());
-  in.saveName = saveName_;
-  in.gameId = gameId_;
-  in.region = S(lblRegion_->text());
-  in.palFixScreen = chkPAL2NTSCScr_->isChecked();
-  in.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
-  in.slotChecks = [this] {
-    std::array<std::string, kSlotCount> texts;
-    for (int i = 0; i < kSlotCount; ++i) texts[i] = S(slots_[i].text->text());
-    return FirstMissingSlotMessage(texts);
-  };
-  PrompterHost host(*services_.prompter, this);
-  const GoVerdict verdict = RunGoChecks(in, host);
-  if (!verdict.warning.empty()) services_.prompter->Warn(this, Q(verdict.warning));
-  return verdict.proceed ? "ok" : "";
+JobInput MainWindow::JobFromControls() const {
+  JobInput job;
+  job.input = S(txtIn_->text());
+  job.output = S(txtOut_->text());
+  job.title = S(txtTitle_->text());
+  job.saveName = saveName_;
+  job.gameId = gameId_;
+  job.region = S(lblRegion_->text());
+  for (int i = 0; i < kSlotCount; ++i)
+    job.assets[i] = {slots_[i].check->isChecked(), S(slots_[i].text->text())};
+  job.packageInspected = packageLoaded_;
+  job.level = txtCompress_->value();
+  job.palFixScreen = chkPAL2NTSCScr_->isChecked();
+  job.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
+  job.recompress = chkRecompressEBOOT_->isChecked();
+  job.confirm = true;
+  return job;
 }
 
 void MainWindow::GoClicked() {
-  if (ValidateForGo().empty()) return;
-  GoRequest request;
-  request.input = S(txtIn_->text());
-  request.outputFolder = S(txtOut_->text());
-  request.title = S(txtTitle_->text());
-  request.saveName = saveName_;
-  request.gameId = gameId_;
-  for (int i = 0; i < kSlotCount; ++i)
-    request.assetSlots[i] = {slots_[i].check->isChecked(), S(slots_[i].text->text())};
-  request.compressionLevel = static_cast<int>(std::lround(Val(S(txtCompress_->text()))));
-  request.palFixScreen = chkPAL2NTSCScr_->isChecked();
-  request.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
-  request.recompressEboot = chkRecompressEBOOT_->isChecked();
-
-  TakeSettingsFromControls();
-  const std::string error = SaveSettingsFile(services_.settingsFile, settings_, request.input);
-  if (!error.empty()) services_.prompter->Warn(this, Q(error));
-  // The progress window stands in for the main window while the run lasts.
-  ProgressWindow progress(ProgressWindow::Kind::Progress, *services_.prompter, theme_, this);
-  progress.show();
-  hide();
-  const std::string result = hooks_.runConversion ? hooks_.runConversion(request, progress)
-                                                  : RunCoreConversion(request, progress);
-  progress.hide();
-  show();
-  ShowClosingMessage(result, request);
-}
-
-void MainWindow::ShowClosingMessage(const std::string& result, const GoRequest& request) {
-  Prompter& p = *services_.prompter;
-  if (result != "Success.") {
-    if (result != "Cancelled." && !result.empty()) p.Warn(this, Q(result));
+  // The checks ask and refuse over this window; nothing has been written when they stop.
+  PrompterQuestions questions(*services_.prompter, this);
+  const Planned planned = PlanConversion(JobFromControls(), settings_, services_.folders, questions);
+  if (!planned.plan) {
+    if (planned.outcome.failed()) services_.prompter->Warn(this, Q(planned.outcome.text()));
     return;
   }
-  if (Extension4(request.input) == ".PBP" && !request.recompressEboot) {
+  TakeSettingsFromControls();
+  const std::string error = SaveSettingsFile(services_.settingsFile, settings_, S(txtIn_->text()));
+  if (!error.empty()) services_.prompter->Warn(this, Q(error));
+  const ConversionResult result = RunPlan(*planned.plan);
+  if (result.rebuilt) {
+    // The rebuild has said all there is to say.
+    services_.prompter->Inform(this, QLatin1String(pbp::kRebuildDone));
+    return;
+  }
+  // A patched package's pictures and title are what the window should show now.
+  if (result.outcome.succeeded() && planned.plan->kind == JobKind::PatchPackage)
+    InspectPackage(planned.plan->input);
+  ShowClosingMessage(result, *planned.plan);
+}
+
+void MainWindow::ShowClosingMessage(const ConversionResult& result, const ConversionPlan& plan) {
+  Prompter& p = *services_.prompter;
+  if (!result.outcome.succeeded()) {
+    if (result.outcome.failed()) p.Warn(this, Q(result.outcome.text()));
+    return;
+  }
+  if (plan.kind == JobKind::PatchPackage) {
     p.Inform(this, QLatin1String(kMsgPatchingDone));
   } else if (settings_.autoTransfer < 1) {
     p.Inform(this, QLatin1String(kMsgConversionDone));
-  } else if (hooks_.isOnPspGameFolder && hooks_.isOnPspGameFolder(request.outputFolder)) {
+  } else if (hooks_.isOnPspGameFolder && hooks_.isOnPspGameFolder(plan.output)) {
     p.Inform(this, QLatin1String(kMsgOnPspFolder));
   } else if (p.Ask(this, QLatin1String(kMsgOfferTransfer), false, MsgIcon::Information)) {
     show();
-    if (hooks_.openTransfer) hooks_.openTransfer(*this, request.outputFolder);
+    if (hooks_.openTransfer) hooks_.openTransfer(*this, plan.output);
   }
 }
 

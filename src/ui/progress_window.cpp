@@ -8,11 +8,12 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QThread>
 #include <QTextCursor>
 #include <QVBoxLayout>
 #include <cmath>
 
-#include "common/cancel.h"
+#include "common/files.h"
 #include "ui/prompter.h"
 
 namespace ebf::ui {
@@ -148,7 +149,6 @@ void ProgressWindow::Reset() {
   bar_->SetFraction(0);
   if (total_) total_->SetFraction(0);
   elapsed_ = 0;
-  CancelNeedsConfirm = false;
 }
 
 void ProgressWindow::showEvent(QShowEvent* event) {
@@ -162,10 +162,11 @@ void ProgressWindow::Tick() {
 }
 
 void ProgressWindow::CancelClicked() {
-  if (CancelNeedsConfirm) {
-    if (!prompter_.Ask(this, QString::fromLatin1(kMsgCancelWarning), true)) return;
-  }
-  CancelRequested = true;
+  if (!cancel_) return;
+  // While the user's own file is being rewritten, a cancel is only made once confirmed.
+  if (cancel_->NeedsConfirm() && !prompter_.Ask(this, QString::fromLatin1(kMsgCancelWarning), true))
+    return;
+  cancel_->Request();
 }
 
 void ProgressWindow::closeEvent(QCloseEvent* event) {
@@ -182,8 +183,12 @@ void ProgressWindow::keyPressEvent(QKeyEvent* event) {
 
 void ProgressWindow::reject() {}
 
-bool ProgressWindow::AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) {
-  return prompter_.Ask(this, QString::fromStdString(text), defaultNo, icon);
+template <class F>
+void ProgressWindow::OnGuiThread(F show) {
+  if (QThread::currentThread() == thread())
+    show();
+  else
+    QMetaObject::invokeMethod(this, std::move(show), Qt::QueuedConnection);
 }
 
 void ProgressWindow::SetCaption(const std::string& caption) {
@@ -191,44 +196,63 @@ void ProgressWindow::SetCaption(const std::string& caption) {
   header_->SetTitle(windowTitle());
 }
 
-void ProgressWindow::SetFraction(double fraction) {
-  bar_->SetFraction(fraction);
+void ProgressWindow::OnStageBegun(const std::string& name, uint64_t workSize) {
+  if (name.empty()) return;
+  OnGuiThread([this, name, workSize] {
+    if (kind_ == Kind::Log) {
+      // A stage's words and its "Done" share a line.
+      const QString text = txtLog_->toPlainText();
+      AppendLog((text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? QString()
+                                                                      : QStringLiteral("\n")) +
+                QStringLiteral("  ") + QString::fromStdString(name) + QLatin1Char(' '));
+    } else {
+      SetCaption(name);
+    }
+    if (workSize > 0)
+      lblOrigSize_->setText(QStringLiteral("Image Size: ") +
+                            QString::fromStdString(FormatSize(workSize)));
+  });
 }
 
-void ProgressWindow::SetTotalFraction(double fraction) {
-  if (total_) total_->SetFraction(fraction);
+void ProgressWindow::OnAdvanced(uint64_t done, uint64_t total, double overall) {
+  OnGuiThread([this, done, total, overall] {
+    // A total that cannot be foreseen (a compressed package growing) shows the bytes written
+    // instead of a bar.
+    bar_->setVisible(total > 0);
+    lblBytes_->setVisible(total == 0);
+    if (total > 0)
+      bar_->SetFraction(static_cast<double>(done) / static_cast<double>(total));
+    else
+      lblBytes_->setText(QStringLiteral("Bytes written: ") +
+                         QString::fromStdString(FormatSize(done)));
+    if (total_) total_->SetFraction(overall);
+  });
 }
 
-void ProgressWindow::SetSizeText(const std::string& text) {
-  lblOrigSize_->setText(QString::fromStdString(text));
-}
-
-void ProgressWindow::SetBytesText(const std::string& text) {
-  lblBytes_->setText(QString::fromStdString(text));
-}
-
-void ProgressWindow::ShowBar(bool visible) {
-  bar_->setVisible(visible);
-}
-
-void ProgressWindow::ShowBytes(bool visible) {
-  lblBytes_->setVisible(visible);
+void ProgressWindow::OnStageEnded(const std::string& name, bool completed) {
+  if (name.empty()) return;
+  OnGuiThread([this, completed] {
+    if (kind_ == Kind::Log && completed) AppendLog(QStringLiteral("Done"));
+    bar_->setVisible(true);
+    lblBytes_->setVisible(false);
+  });
 }
 
 void ProgressWindow::Log(const std::string& text) {
-  // Routines write their own line breaks ("\r\n  Extracting ISO... " then "Done"), so the
-  // text is added as it stands, not as a paragraph of its own.
+  OnGuiThread([this, text] {
+    AppendLog(QString::fromStdString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+  });
+}
+
+void ProgressWindow::AppendLog(const QString& text) {
+  // Routines write their own line breaks, so text is added as it stands, not as a
+  // paragraph of its own.
   if (!txtLog_) return;
   QTextCursor end = txtLog_->textCursor();
   end.movePosition(QTextCursor::End);
-  end.insertText(
-      QString::fromStdString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+  end.insertText(text);
   txtLog_->setTextCursor(end);
   txtLog_->ensureCursorVisible();
-}
-
-void ProgressWindow::PumpEvents() {
-  QCoreApplication::processEvents();
 }
 
 }  // namespace ebf::ui

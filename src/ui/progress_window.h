@@ -1,13 +1,15 @@
 #pragma once
-// frmProgress and frmLog: the windows that show a run. They implement the Host seam that
-// the long routines talk to, count the elapsed time, cannot be closed from the title bar,
-// and turn Cancel into the program-wide cancel request.
+// frmProgress and frmLog: the windows that show a run. They are the run's Progress (what
+// it reports may arrive from the job's worker thread), count the elapsed time, cannot be
+// closed from the title bar, and turn Cancel into a request on the run's cancel token.
 
 #include <QDialog>
 #include <QTimer>
 #include <string>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/progress.h"
+#include "common/questions.h"
 #include "ui/theme_apply.h"
 
 class QLabel;
@@ -37,7 +39,7 @@ class ProgressBarFrame : public QWidget {
   double fraction_ = 0;
 };
 
-class ProgressWindow : public QDialog, public Host {
+class ProgressWindow : public QDialog, public Progress {
   Q_OBJECT
  public:
   enum class Kind { Progress, Log };
@@ -47,17 +49,13 @@ class ProgressWindow : public QDialog, public Host {
   // "Time Elapsed: 2m 5s" (minutes are not carried into hours).
   static QString ElapsedText(long seconds);
 
-  // Host
-  bool AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) override;
-  void SetCaption(const std::string& caption) override;
-  void SetFraction(double fraction) override;
-  void SetTotalFraction(double fraction) override;
-  void SetSizeText(const std::string& text) override;
-  void SetBytesText(const std::string& text) override;
-  void ShowBar(bool visible) override;
-  void ShowBytes(bool visible) override;
-  void Log(const std::string& line) override;
-  void PumpEvents() override;
+  // Progress
+  void Log(const std::string& text) override;
+
+  // The caption a run starts with, before any stage of its own names one.
+  void SetCaption(const std::string& caption);
+  // The token Cancel requests while a job runs (none: Cancel does nothing).
+  void SetCancelToken(CancelToken* token) { cancel_ = token; }
 
   // One tick of the elapsed-time timer (the timer calls it every second).
   void Tick();
@@ -69,14 +67,23 @@ class ProgressWindow : public QDialog, public Host {
   void CancelClicked();
 
  protected:
+  void OnStageBegun(const std::string& name, uint64_t workSize) override;
+  void OnAdvanced(uint64_t done, uint64_t total, double overall) override;
+  void OnStageEnded(const std::string& name, bool completed) override;
   void closeEvent(QCloseEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   void reject() override;
   void showEvent(QShowEvent* event) override;
 
  private:
+  // Runs `show` now on the window's own thread, or queues it there from a job's worker.
+  template <class F>
+  void OnGuiThread(F show);
+  void AppendLog(const QString& text);
+
   Kind kind_;
   Prompter& prompter_;
+  CancelToken* cancel_ = nullptr;
   QTimer timer_;
   long elapsed_ = 0;
   QLabel* lblOrigSize_;

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-#include "common/host.h"
+#include "common/questions.h"
 
 class QWidget;
 
@@ -35,11 +35,11 @@ class Prompter {
   }
 };
 
-// A Host whose questions are message boxes over `parent` (for core routines that ask
-// before any progress is shown, such as the input resolver and the Go checks).
-class PrompterHost : public Host {
+// Questions as message boxes over `parent`, asked on the GUI thread (for what runs there:
+// the input resolver, the checks before a run, a package's inspection).
+class PrompterQuestions : public Questions {
  public:
-  PrompterHost(Prompter& prompter, QWidget* parent) : prompter_(prompter), parent_(parent) {}
+  PrompterQuestions(Prompter& prompter, QWidget* parent) : prompter_(prompter), parent_(parent) {}
   bool AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) override {
     return prompter_.Ask(parent_, QString::fromStdString(text), defaultNo, icon);
   }

@@ -6,10 +6,10 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "common/cancel.h"
 #include "common/text.h"
 #include "transfer/psp_copy.h"
 #include "transfer/volumes.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 
@@ -86,15 +86,18 @@ void TransferDialog::OkClicked() {
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter_, theme_, this);
   progress.SetCaption("Copying to the PSP...");
   progress.show();
-  const std::string result = CopyEbootToPsp(request_.sourceFolder, target, progress);
+  WorkerQuestions questions(prompter_, &progress);
+  const std::string source = request_.sourceFolder;
+  const Outcome result =
+      RunJob(progress, questions, [&](Progress& p, Questions& q, CancelToken& cancel) {
+        return CopyEbootToPsp(source, target, p, q, cancel);
+      });
   progress.hide();
-  TakeCancelRequest();
-  if (result == kMsgCouldNotCreateFolders) {
+  if (result.failed() && result.text() == kMsgCouldNotCreateFolders) {
     prompter_.Critical(this, QLatin1String(kMsgCouldNotCreateFolders));
     return;
   }
-  if (result != "Success." && result != "Cancelled." && !result.empty())
-    prompter_.Warn(this, QString::fromStdString(result));
+  if (result.failed()) prompter_.Warn(this, QString::fromStdString(result.text()));
   target_ = target;
   accept();
 }

@@ -10,7 +10,7 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
-#include "common/cancel.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 
@@ -119,10 +119,11 @@ void VerifyLoadedPackage(QWidget* parent, Prompter& prompter, const ThemeContext
     ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
     progress.SetCaption("Verifying...");
     progress.show();
-    CancelRequested = false;
-    report = VerifyPackage(packagePath, {}, progress);
+    WorkerQuestions questions(prompter, &progress);
+    report = RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
+      return VerifyPackage(packagePath, {}, p, cancel);
+    });
     progress.hide();
-    TakeCancelRequest();
   }
   if (report.cancelled) return;
   if (!report.error.empty()) {

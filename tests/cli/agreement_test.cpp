@@ -67,7 +67,7 @@ TEST(CliAgreesWithTheWindow, InfoOpensAndRefusesWhatTheInspectionDoes) {
   cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
   StoreLe32(&cut[w.psar + 12], static_cast<uint32_t>(newStart));
   test::WriteFileBytes(dir / "cut.pbp", cut);
-  test::RecordingHost host;
+  test::RunRecorder host;
   ASSERT_EQ(pbp::InspectEboot(dir / "cut.pbp", dir.MakeDir("temp") + "/", host).message, "");
 
   Ran info = Cli({"info", dir / "cut.pbp"});

@@ -12,7 +12,7 @@
 namespace ebf {
 namespace {
 
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 TEST(FormatSize, ThresholdsAndHalfEvenRounding) {
@@ -107,7 +107,7 @@ TEST(ConfirmOverwrite, AsksOnlyForAnotherExistingFile) {
   TempDir dir;
   const std::string folder = dir.folder();
   test::WriteFileText(dir / "EBOOT.PBP", "x");
-  RecordingHost host;
+  RunRecorder host;
 
   EXPECT_FALSE(ConfirmOverwrite(host, folder, "ICON0.PNG", ""));  // target missing
   EXPECT_FALSE(ConfirmOverwrite(host, folder, "EBOOT.PBP", folder + "EBOOT.PBP"));  // itself

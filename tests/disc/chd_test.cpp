@@ -110,7 +110,8 @@ TEST(ChdReader, AgreesWithChdmanExtractcd) {
   EXPECT_TRUE(test::ReadFileBytes(dir / "whole.bin") == set.disc);
   EXPECT_EQ(last, 875u);
   EXPECT_EQ(total, 875u);
-  std::atomic<bool> cancel{true};
+  CancelToken cancel;
+  cancel.Request();
   hooks.cancel = &cancel;
   EXPECT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "c.bin", hooks), "Cancelled.");
   EXPECT_FALSE(std::filesystem::exists(dir / "c.bin"));

@@ -198,7 +198,8 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
             "\"x.ecm\" is damaged: the record at byte 4 has an impossible length.");
 
   // Cancelled before the first chunk.
-  std::atomic<bool> cancel{true};
+  CancelToken cancel;
+  cancel.Request();
   DiscJobHooks hooks;
   hooks.cancel = &cancel;
   test::WriteFileBytes(dir / "x.ecm", ecm);

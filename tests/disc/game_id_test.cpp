@@ -182,7 +182,7 @@ TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
 }
 
 TEST(GameIdCheck, RefusalsComeInOrder) {
-  RecordingHost host;
+  RunRecorder host;
   auto check = [&](const std::string& id, const std::string& title, const std::string& save) {
     return CheckGameIdForConversion(id, title, save, "", false, false, host);
   };
@@ -213,7 +213,7 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
                         {"", true, false, nullptr}};
   for (const Case& c : cases) {
     for (bool answer : {false, true}) {
-      RecordingHost host;
+      RunRecorder host;
       host.answers = {answer};
       GameIdCheck r =
           CheckGameIdForConversion("SLES12345", "T", "S", c.region, c.screen, c.gfx, host);

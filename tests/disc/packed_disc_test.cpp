@@ -160,7 +160,7 @@ TEST(PackedDisc, GameIdResolverDropAndCliKnowChdAndEcm) {
 
     ResolveContext context;
     context.programFolder = program.path();
-    test::RecordingHost host;
+    test::RunRecorder host;
     ResolvedInput r = ResolveInput(dir / name, context, host);
     EXPECT_EQ(r.message, "");
     EXPECT_EQ(r.gameId, "SLUS01234");

@@ -36,15 +36,17 @@ struct Scan {
 };
 
 Scan RunFix(const std::string& path, PalFixOptions options, uint64_t start = 0,
-            uint64_t end = UINT64_MAX, Host* hostIn = nullptr) {
-  RecordingHost quiet;
-  Host& host = hostIn ? *hostIn : quiet;
+            uint64_t end = UINT64_MAX, RunRecorder* hostIn = nullptr) {
+  RunRecorder quiet;
+  RunRecorder& host = hostIn ? *hostIn : quiet;
   Scan s;
   File f(path, File::Mode::ReadWrite);
   EXPECT_TRUE(f.Seek(start));
   if (end == UINT64_MAX) end = f.Size();
-  s.result = ApplyPalFix(f, end, options, &s.undo, host,
-                         [&](const PalPatch& p) { s.reported.push_back(p); });
+  s.result = ApplyPalFix(f, end, options, &s.undo, host, host.cancel, [&](const PalPatch& p) {
+    s.reported.push_back(p);
+    return true;
+  });
   return s;
 }
 
@@ -252,28 +254,26 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   EXPECT_EQ(listed.reported.size(), 5u);
   EXPECT_EQ(ReadFileBytes(path), seam);
 
-  // Progress: the caption, then a pump every 65 chunks; batch mode logs instead.
-  RecordingHost host;
+  // Progress: one stage, advanced every 65 chunks, completed.
+  RunRecorder host;
   RunFix(path, list, 0, UINT64_MAX, &host);
-  EXPECT_EQ(host.captions, std::vector<std::string>{kPalFixCaption});
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
+  EXPECT_EQ(host.completed, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
   std::size_t chunks = (seam.size() - 8) / (kPalChunkSize - 8) + 1;
-  EXPECT_EQ(host.pumps, static_cast<int>((chunks - 1) / kPalChunksPerPump));
-  ASSERT_FALSE(host.fractions.empty());
-  EXPECT_GT(host.fractions.back(), 0.5);
-  RecordingHost batchHost;
-  list.batch = true;
-  RunFix(path, list, 0, UINT64_MAX, &batchHost);
-  EXPECT_TRUE(batchHost.captions.empty());
-  EXPECT_EQ(batchHost.logLines, std::vector<std::string>{kPalFixLogLine});
+  EXPECT_EQ(host.amounts.size(), (chunks - 1) / kPalChunksPerPump);
+  ASSERT_FALSE(host.amounts.empty());
+  EXPECT_EQ(host.amounts.back().second, seam.size());
+  EXPECT_GT(host.amounts.back().first, seam.size() / 2);
 
-  // A cancel stops the scan; patches so far stay and can be undone; the flag stays set.
+  // A cancel stops the scan; patches so far stay and can be undone; the request is left
+  // for the caller to take.
   WriteFileBytes(path, data);
-  RecordingHost cancelling;
-  cancelling.onPump = [](int) { CancelRequested = true; };
+  RunRecorder cancelling;
+  cancelling.onAdvance = [&](int) { cancelling.cancel.Request(); };
   Scan cut = RunFix(path, Both(), 0, UINT64_MAX, &cancelling);
   EXPECT_TRUE(cut.result.cancelled);
-  EXPECT_TRUE(CancelRequested.load());
-  CancelRequested = false;
+  EXPECT_TRUE(cancelling.cancel.Requested());
+  EXPECT_TRUE(cancelling.completed.empty());
   EXPECT_EQ(cut.undo.size(), 3u);  // all but the last lie before the first pump
   EXPECT_EQ(ReplayPalUndo(path, cut.undo), "");
   EXPECT_EQ(ReadFileBytes(path), data);

@@ -39,7 +39,7 @@ class Resolver : public ::testing::Test {
 
   TempDir program, images;
   ResolveContext context;
-  RecordingHost host;
+  RunRecorder host;
 };
 
 TEST_F(Resolver, ImageFoundInTheDatabase) {
@@ -61,7 +61,7 @@ TEST_F(Resolver, ImageFoundInTheDatabase) {
   EXPECT_TRUE(host.questions.empty());
 
   // A second disc: the package ID replaces the disc's own for the second pass.
-  context.settings.hideNameTags = true;
+  context.hideNameTags = true;
   r = Resolve(Image("euro2.bin", "SLES_120.81", SectorLayout::Raw2448));
   EXPECT_EQ(r.title, "Euro Game");
   EXPECT_EQ(r.region, "PAL");
@@ -98,7 +98,7 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   EXPECT_EQ(r.gameId, "");
   ASSERT_EQ(r.assetPasses.size(), 1u);
   EXPECT_EQ(r.assetPasses[0].gameId, "");
-  context.settings.defGameId = "SLUS00594";
+  context.defGameId = "SLUS00594";
   r = Resolve(noId);
   EXPECT_EQ(r.gameId, "SLUS00594");
   EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
@@ -210,7 +210,7 @@ TEST_F(Resolver, OutputFolderOptions) {
   const std::string expected[] = {base, base + kSep + "My", base + kSep + "Metal Game [NTSC-U]",
                                   base + kSep + "SLUS00594"};
   for (int opt = 0; opt < 4; ++opt) {
-    context.settings.defaultOutDirOpt = opt;
+    context.defaultOutDirOpt = opt;
     EXPECT_EQ(Resolve(bin).outputFolder, expected[opt]) << opt;
   }
   // With no ID, option 3 leaves the bare base with its separator.
@@ -218,18 +218,18 @@ TEST_F(Resolver, OutputFolderOptions) {
   WriteFileBytes(plain + ".iso", Bytes(40000, 0));
   EXPECT_EQ(Resolve(plain + ".iso").outputFolder, base + kSep);
   // A name without "." is taken whole.
-  context.settings.defaultOutDirOpt = 1;
+  context.defaultOutDirOpt = 1;
   std::string noDot = images / "NoDotName";
   WriteFileBytes(noDot, Bytes(100, 0));
   EXPECT_EQ(Resolve(noDot).outputFolder, base + kSep + "NoDotName");
 
   // The DefaultOutputDir setting replaces the image's folder; a separator is added once.
-  context.settings.defaultOutputDir = "/out";
-  context.settings.defaultOutDirOpt = 2;
+  context.defaultOutputDir = "/out";
+  context.defaultOutDirOpt = 2;
   EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.settings.defaultOutputDir = std::string("/out") + kSep;
+  context.defaultOutputDir = std::string("/out") + kSep;
   EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.settings.defaultOutDirOpt = 0;
+  context.defaultOutDirOpt = 0;
   EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep);
 }
 
@@ -237,7 +237,7 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   // A package: a title and an output folder, no ID scan; the inspection fills the rest.
   std::string pbp = images / "EBOOT.PBP";
   WriteFileBytes(pbp, BuildIsoSectors(GameDisc("SLUS_005.94")));
-  context.settings.defaultOutDirOpt = 3;
+  context.defaultOutDirOpt = 3;
   ResolvedInput r = Resolve(pbp);
   EXPECT_EQ(r.title, "EBOOT");
   EXPECT_EQ(r.saveName, "EBOOT");
@@ -246,7 +246,7 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   EXPECT_TRUE(r.assetPasses.empty());
   EXPECT_EQ(r.outputFolder, images.path() + kSep + "OLDX00000");
   EXPECT_TRUE(r.runInspection);
-  context.settings.defaultOutDirOpt = 0;
+  context.defaultOutDirOpt = 0;
 
   // A BIN with a CUE beside it: the question, Yes takes the sheet, No keeps the BIN.
   std::string bin = Image("pair.BIN", "SLUS_005.94", SectorLayout::Mode2Raw);

@@ -97,12 +97,12 @@ TEST(Rip, CancelAndFailureLeaveNothingBehind) {
   test::TempDir dir;
   std::string cue;
   WriteDriveImage(dir, &cue);
-  std::atomic<bool> cancel{false};
+  CancelToken cancel;
   DiscJobHooks hooks;
   hooks.cancel = &cancel;
   // Cancelled in the middle of the second track.
   hooks.progress = [&](uint64_t done, uint64_t) {
-    if (done > 400) cancel = true;
+    if (done > 400) cancel.Request();
   };
   EXPECT_EQ(rip::RipToBinCue({cue, dir / "out", "Game"}, hooks), "Cancelled.");
   EXPECT_TRUE(FolderEntries(dir / "out").empty());

@@ -37,7 +37,7 @@ class DocumentDat : public ::testing::Test {
   }
   TempDir dir_;
   std::string program_;
-  test::RecordingHost host_;
+  test::RunRecorder host_;
 };
 
 TEST_F(DocumentDat, ShippedTemplateHoldsTheReaderHeader) {
@@ -67,7 +67,7 @@ TEST_F(DocumentDat, MixedPagesRoundTrip) {
   const std::vector<std::string> pages = {
       first, jpeg, wide, dir_ / "gone.png", last, dir_ / "p30.png", dir_ / "p31.png"};
   const std::string out = dir_ / "DOCUMENT.DAT";
-  DocResult r = WriteDocumentDat(program_, out, "SLUS", "00001", pages, host_);
+  DocResult r = WriteDocumentDat(program_, out, "SLUS", "00001", pages, host_, host_.cancel);
   ASSERT_EQ(r.outcome, DocOutcome::Done) << r.message;
   EXPECT_EQ(r.pagesStored, 4u);
 
@@ -113,7 +113,7 @@ TEST_F(DocumentDat, MixedPagesRoundTrip) {
 
   // Extraction gives the stored pages back byte for byte; one digit of count, four zeros.
   const std::string folder = dir_.MakeDir("pages");
-  DocResult x = ExtractDocumentDat(out, folder, host_);
+  DocResult x = ExtractDocumentDat(out, folder, host_, host_.cancel);
   ASSERT_EQ(x.outcome, DocOutcome::Done) << x.message;
   EXPECT_EQ(x.pagesStored, 4u);
   EXPECT_EQ(test::ReadFileBytes(dir_ / "pages/00000.png"), test::ReadFileBytes(first));
@@ -128,7 +128,7 @@ TEST_F(DocumentDat, OnePageLayoutAndLongTemplate) {
   const std::string page = Png("p.png", 480, 20);
   const Bytes png = test::ReadFileBytes(page);
   const std::string out = dir_ / "one.dat";
-  ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_).outcome,
+  ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_, host_.cancel).outcome,
             DocOutcome::Done);
   const Bytes dat = test::ReadFileBytes(out);
   EXPECT_EQ(dat.size(), 272 + png.size());
@@ -140,7 +140,7 @@ TEST_F(DocumentDat, OnePageLayoutAndLongTemplate) {
   Bytes longTemplate = test::ReadFileBytes(dir_ / "program/Data/DOCHead.dat");
   longTemplate.resize(4000, 0xEE);
   test::WriteFileBytes(dir_ / "program/Data/DOCHead.dat", longTemplate);
-  ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_).outcome,
+  ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_, host_.cancel).outcome,
             DocOutcome::Done);
   const Bytes padded = test::ReadFileBytes(out);
   ASSERT_EQ(padded.size(), 4000u);
@@ -153,13 +153,13 @@ TEST_F(DocumentDat, MissingTemplateAndCancel) {
   const std::string page = Png("p.png", 10, 10);
   const std::string out = dir_ / "x.dat";
   CancelRequested = true;
-  DocResult cancelled = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_);
+  DocResult cancelled = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
   EXPECT_EQ(cancelled.outcome, DocOutcome::Cancelled);
   EXPECT_FALSE(FileExists(out));
   EXPECT_FALSE(CancelRequested);
 
   std::filesystem::remove(dir_ / "program/Data/DOCHead.dat");
-  DocResult missing = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_);
+  DocResult missing = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
   EXPECT_EQ(missing.outcome, DocOutcome::Failed);
   EXPECT_EQ(missing.message, "DOCHead.dat file missing!");
   EXPECT_FALSE(FileExists(out));
@@ -186,16 +186,16 @@ TEST(ExtractDocumentDat, LyingTablesGiveShortPagesNotCrashes) {
   StoreLe32(&dat[136 + 128 + 12], 10);
   test::WriteFileBytes(dir / "bad.dat", dat);
   const std::string folder = dir.MakeDir("out");
-  test::RecordingHost host;
-  DocResult r = ExtractDocumentDat(dir / "bad.dat", folder, host);
+  test::RunRecorder host;
+  DocResult r = ExtractDocumentDat(dir / "bad.dat", folder, host, host.cancel);
   EXPECT_EQ(r.outcome, DocOutcome::Done);
   EXPECT_EQ(r.pagesStored, 2u);
   EXPECT_EQ(test::ReadFileBytes(dir / "out/0.png").size(), dat.size() - 100);
   EXPECT_EQ(FileSize(dir / "out/1.png").value_or(99), 0u);
 
   test::WriteFileBytes(dir / "short.dat", Bytes(100, 0));
-  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host).outcome, DocOutcome::Failed);
-  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host).outcome, DocOutcome::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host, host.cancel).outcome, DocOutcome::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host, host.cancel).outcome, DocOutcome::Failed);
 }
 
 }  // namespace

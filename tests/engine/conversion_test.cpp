@@ -8,12 +8,12 @@
 #include "common/bytes.h"
 #include "common/cancel.h"
 #include "common/files.h"
-#include "default_assets.h"
 #include "engine/conversion.h"
 #include "engine/recovery.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
+#include "support/conversion_job.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/messages.h"
@@ -24,7 +24,7 @@
 namespace ebf {
 namespace {
 
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 // Two PAL screen-height patterns in the game's code, one at an odd offset.
@@ -58,28 +58,8 @@ Bytes PalImage() {
   return image;
 }
 
-struct Job {
-  TempDir prog, work;
-  std::string progFolder;
-  RecordingHost host;
-  ConversionContext ctx;
-  ConversionRequest req;
-
-  explicit Job(bool fakeConverter = false) {
-    progFolder = fakeConverter ? test::MakeFakeProgramFolder(prog) : test::CopyRuntimeTree(prog);
-    ctx.folders = progFolder;
-    ctx.host = &host;
-    ctx.pollInterval = std::chrono::milliseconds(10);
-    req.OutputFolder = work / "out";
-    req.Title = "Test Game";
-    req.SaveName = "Test Game";
-    req.GameID = "SLUS01234";
-    req.CompressionLevel = 9;
-    req.LogMode = true;
-    test::UseDefaultAssets(req, progFolder);
-  }
-  std::string Go() { return RunConversion(req, ctx); }
-  std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
+struct Job : test::ConversionJob {
+  explicit Job(bool fakeConverter = false) : ConversionJob(fakeConverter) {}
   // Nothing of the run may stay behind but the package.
   void ExpectCleanedUp() const {
     for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "ICON1.PMF",
@@ -92,8 +72,8 @@ struct Job {
 
 // Extracts a package with the CCD option and returns the image.
 Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
-  RecordingHost host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host), "Success.");
+  RunRecorder host;
+  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host, host.cancel), Outcome::Success());
   return test::ReadFileBytes(out);
 }
 
@@ -118,9 +98,9 @@ TEST(Conversion, MultiTrackBinCueAtLevelsZeroAndNine) {
                         "    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n    INDEX 01 " +
                             msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
                             msf(dataSectors + 300) + "\r\n");
-    r.req.InputPath = r.work / "game.cue";
-    r.req.CompressionLevel = static_cast<int16_t>(level);
-    ASSERT_EQ(r.Go(), "Success.") << level;
+    r.job.input = r.work / "game.cue";
+    r.job.level = level;
+    ASSERT_EQ(r.Go(), Outcome::Success()) << level;
     r.ExpectCleanedUp();
 
     const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
@@ -135,7 +115,7 @@ TEST(Conversion, MultiTrackBinCueAtLevelsZeroAndNine) {
         << ccd;
 
     // The header area carries the job's identity.
-    RecordingHost h;
+    RunRecorder h;
     pbp::Inspection in = pbp::InspectEboot(r.Out("EBOOT.PBP"), r.progFolder + "Temp" + kSep, h);
     EXPECT_EQ(in.message, "");
     EXPECT_EQ(in.title, "Test Game");
@@ -148,10 +128,10 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   const Bytes user = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
   {
     Job r;
-    r.ctx.settings.addIsoPadding = true;
+    r.settings.addIsoPadding = true;
     test::WriteFileBytes(r.work / "game.iso", user);
-    r.req.InputPath = r.work / "game.iso";
-    ASSERT_EQ(r.Go(), "Success.");
+    r.job.input = r.work / "game.iso";
+    ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
     const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
     for (std::size_t s = 0; s < user.size() / 2048; ++s)
@@ -163,9 +143,9 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   for (const char* name : {"game.img", "game.mdf"}) {
     Job r;
     test::WriteFileBytes(r.work / name, test::EncodeSectors(user, test::SectorLayout::Raw2448));
-    r.req.InputPath = r.work / name;
-    r.req.CompressionLevel = 0;
-    ASSERT_EQ(r.Go(), "Success.") << name;
+    r.job.input = r.work / name;
+    r.job.level = 0;
+    ASSERT_EQ(r.Go(), Outcome::Success()) << name;
     r.ExpectCleanedUp();
     const Bytes raw = test::EncodeSectors(user, test::SectorLayout::Mode2Raw);
     const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
@@ -189,41 +169,43 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       {"silent", failed},
       {"error", failed + "Cannot read the image\n"},
       {"crash", failed + "about to crash\n"},
-      {"slow", "Cancelled."},
+      {"slow", "cancelled"},
   };
   for (const auto& [mode, message] : modes) {
     Job r(true);
     test::FakeMode fake(mode);
     test::WriteFileBytes(r.work / "game.bin", image);
-    r.req.InputPath = r.work / "game.bin";
-    r.req.PalFixScreen = true;
+    r.job.input = r.work / "game.bin";
+    r.job.palFixScreen = true;
     if (std::string(mode) == "slow")
-      r.host.onPump = [](int n) {
-        if (n == 3) CancelRequested = true;
+      r.host.onAdvance = [&r](int n) {
+        if (n == 3) r.host.cancel.Request();
       };
     // The user's older package in the folder stays as it was whatever the run does.
     std::filesystem::create_directories(r.work / "out");
     test::WriteFileText(r.Out("EBOOT.PBP"), "an older package");
     if (message == notAPackage)
-      EXPECT_EQ(r.Go(), "The new package " + r.Out("EBOOT.PBP.part") +
-                            " is not whole: it has no PBP header.")
+      EXPECT_EQ(r.Go(), Outcome::Failed("The new package " + r.Out("EBOOT.PBP.part") +
+                                        " is not whole: it has no PBP header."))
           << mode;
+    else if (message == "cancelled")
+      EXPECT_EQ(r.Go(), Outcome::Cancelled()) << mode;
     else
-      EXPECT_EQ(r.Go(), message) << mode;
+      EXPECT_EQ(r.Go(), Outcome::Failed(message)) << mode;
     EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
     EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
     EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP.part"))) << mode;
     r.ExpectCleanedUp();
-    EXPECT_FALSE(CancelRequested);
+    EXPECT_FALSE(r.host.cancel.Requested());
   }
   // The real converter: the package carries the fix, the image does not.
   Job r;
   test::WriteFileBytes(r.work / "game.bin", image);
-  r.req.InputPath = r.work / "game.bin";
-  r.req.PalFixScreen = true;
-  ConversionOutcome outcome;
-  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
-  EXPECT_EQ(outcome.palPatches, 2u);
+  r.job.input = r.work / "game.bin";
+  r.job.palFixScreen = true;
+  const ConversionResult result = r.Run();
+  ASSERT_EQ(result.outcome, Outcome::Success());
+  EXPECT_EQ(result.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
   const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
   ASSERT_GE(back.size(), image.size());
@@ -257,12 +239,12 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
     Job r;
     const Bytes image = PalImage();
     test::WriteFileBytes(r.work / "game.bin", image);
-    r.req.InputPath = r.work / "game.bin";
-    r.req.CompressionLevel = 0;
-    r.req.PalFixScreen = true;
-    ConversionOutcome outcome;
-    ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
-    EXPECT_EQ(outcome.palPatches, 2u);
+    r.job.input = r.work / "game.bin";
+    r.job.level = 0;
+    r.job.palFixScreen = true;
+    const ConversionResult result = r.Run();
+    ASSERT_EQ(result.outcome, Outcome::Success());
+    EXPECT_EQ(result.palPatches, 2u);
     EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
     EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) ==
                 PalFixedByHand(image));
@@ -276,12 +258,12 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
     const std::size_t at[2] = {37632 - 3, 60001};
     for (std::size_t a : at) std::copy(pattern, pattern + 8, image.begin() + static_cast<long>(a));
     test::WriteFileBytes(r.work / "noise.bin", image);
-    r.req.InputPath = r.work / "noise.bin";
-    r.req.CompressionLevel = 0;
-    r.req.PalFixScreen = true;
-    ConversionOutcome outcome;
-    ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
-    EXPECT_EQ(outcome.palPatches, 2u);
+    r.job.input = r.work / "noise.bin";
+    r.job.level = 0;
+    r.job.palFixScreen = true;
+    const ConversionResult result = r.Run();
+    ASSERT_EQ(result.outcome, Outcome::Success());
+    EXPECT_EQ(result.palPatches, 2u);
     Bytes expected = image;
     const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
     for (std::size_t a : at) std::copy(fixed, fixed + 8, expected.begin() + static_cast<long>(a));
@@ -293,82 +275,80 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
   {
     Job r;
     test::WriteFileText(r.work / "game.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE2/2352\n");
-    r.req.InputPath = r.work / "game.cue";
-    EXPECT_EQ(r.Go(), "The BIN file could not be found!!!");
+    r.job.input = r.work / "game.cue";
+    EXPECT_EQ(r.Go(), Outcome::Failed("The BIN file could not be found!!!"));
     r.ExpectCleanedUp();
   }
   {
-    TempDir prog, work;
-    RecordingHost host;
-    ConversionContext ctx;
-    ctx.folders = test::CopyRuntimeTree(prog, false);
-    ctx.host = &host;
-    ConversionRequest req;
-    test::WriteFileBytes(work / "g.bin", Bytes(2352 * 20, 0));
-    req.InputPath = work / "g.bin";
-    req.OutputFolder = work.path();
-    req.Title = req.SaveName = "T";
-    req.GameID = "SLUS01234";
-    test::UseDefaultAssets(req, ctx.folders.tree);
-    EXPECT_EQ(RunConversion(req, ctx), test::ConverterMissingMessage());
+    Job r;
+    std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe");
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.job.input = r.work / "g.bin";
+    EXPECT_EQ(r.Go(), Outcome::Failed(test::ConverterMissingMessage()));
   }
   {
+    // A shipped default that has gone.
     Job r;
+    std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
     test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.req.InputPath = r.work / "g.bin";
-    r.req.Pic1Path = r.work / "nothing.png";
-    EXPECT_EQ(r.Go(), test::MissingFilesMessage());
-  }
-  {
-    Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.req.InputPath = r.work / "g.bin";
-    r.ctx.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
-    EXPECT_EQ(r.Go(), "It appears that you may not have enough disk space!");
+    r.job.input = r.work / "g.bin";
+    EXPECT_EQ(r.Go(), Outcome::Failed(test::MissingFilesMessage()));
     r.ExpectCleanedUp();
   }
   {
     Job r;
     test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.req.InputPath = r.work / "g.bin";
-    r.req.GameID = "SLUS0123";
-    EXPECT_EQ(r.Go(), "Invalid Game ID.");
-    r.req.GameID = "SLUS01234";
-    r.req.SaveName = "";
-    EXPECT_EQ(r.Go(), "No Game Save supplied.");
+    r.job.input = r.work / "g.bin";
+    r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
+    EXPECT_EQ(r.Go(), Outcome::Failed("It appears that you may not have enough disk space!"));
+    r.ExpectCleanedUp();
+  }
+  {
+    Job r;
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.job.input = r.work / "g.bin";
+    // The checks before a run refuse in their own words, and nothing is made.
+    r.job.gameId = "SLUS0123";
+    EXPECT_EQ(r.Go(), Outcome::Failed("Game ID is invalid (according to tarnwick)"));
+    r.job.gameId = "SLUS01234";
+    r.job.saveName = "";
+    EXPECT_EQ(r.Go(),
+              Outcome::Failed("No game save name selected!  Please use the Select button to "
+                              "choose a game!"));
+    EXPECT_TRUE(std::filesystem::is_empty(r.work / "out"));
   }
 #ifndef _WIN32
   if (geteuid() != 0) {  // root writes anywhere
     Job r;
     test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.req.InputPath = r.work / "g.bin";
+    r.job.input = r.work / "g.bin";
     std::filesystem::create_directories(r.work / "out");
     std::filesystem::permissions(
         r.work / "out", std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    EXPECT_NE(r.Go(), "Success.");
+    EXPECT_TRUE(r.Go().failed());
   }
 #endif
 }
 
 TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   Job r;
-  r.req.LogMode = false;
+  r.job.confirm = true;
   test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-  r.req.InputPath = r.work / "g.bin";
+  r.job.input = r.work / "g.bin";
   std::filesystem::create_directories(r.work / "out");
   test::WriteFileText(r.Out("EBOOT.PBP"), "old");
   // The user's ICON0 already sits in the output folder: no question for it, and it stays.
-  std::filesystem::copy_file(r.req.Icon0Path, r.Out("ICON0.PNG"));
-  r.req.Icon0Path = r.Out("ICON0.PNG");
-  r.ctx.slotChoices[0].text = r.Out("ICON0.PNG");
+  std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "ICON0.PNG",
+                             r.Out("ICON0.PNG"));
+  r.job.assets[kSlotIcon0] = {true, r.Out("ICON0.PNG")};
   r.host.answers = {false};
-  EXPECT_EQ(r.Go(), "");  // declined: nothing more to say
+  EXPECT_EQ(r.Go(), Outcome::Declined());  // nothing more to say
   ASSERT_EQ(r.host.questions.size(), 1u);
   EXPECT_NE(r.host.questions[0].text.find("EBOOT.PBP"), std::string::npos);
   EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "old");
 
   r.host.answers = {true};
-  EXPECT_EQ(r.Go(), "Success.");
+  EXPECT_EQ(r.Go(), Outcome::Success());
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
 }
 
@@ -377,24 +357,21 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   const Bytes image =
       test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
   test::WriteFileBytes(first.work / "g.bin", image);
-  first.req.InputPath = first.work / "g.bin";
-  ASSERT_EQ(first.Go(), "Success.");
+  first.job.input = first.work / "g.bin";
+  ASSERT_EQ(first.Go(), Outcome::Success());
   const std::string eboot = first.Out("EBOOT.PBP");
 
   // Patch in place: inspection first leaves the package's parts in Temp.
   Job r;
-  RecordingHost ih;
+  RunRecorder ih;
   const std::string temp = r.progFolder + "Temp" + kSep;
   ASSERT_EQ(pbp::InspectEboot(eboot, temp, ih).message, "");
-  for (std::string* p : {&r.req.Icon0Path, &r.req.Icon1Path, &r.req.Pic0Path, &r.req.Pic1Path,
-                         &r.req.Snd0Path, &r.req.GamebootPath})
-    *p = temp + FileNameOf(*p);
-  r.req.GamebootPath = temp + "Gameboot.png";
-  r.req.InputPath = eboot;
-  r.req.Title = "Renamed";
-  r.req.GameID = "SLUS05678";
-  r.req.SaveName = "New Save";
-  ASSERT_EQ(r.Go(), "Success.");
+  r.job.packageInspected = true;  // blank slots keep the package's own assets
+  r.job.input = eboot;
+  r.job.title = "Renamed";
+  r.job.gameId = "SLUS05678";
+  r.job.saveName = "New Save";
+  ASSERT_EQ(r.Go(), Outcome::Success());
   pbp::Inspection in = pbp::InspectEboot(eboot, temp, ih);
   EXPECT_EQ(in.title, "Renamed");
   EXPECT_EQ(in.gameId, "SLUS05678");
@@ -405,19 +382,21 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   EXPECT_TRUE(std::equal(image.begin(), image.end(), patched.begin()));
 
   // A bigger PIC1 does not fit: rebuilt into a new file chosen by the caller.
-  r.req.Pic1Path = r.work / "big.png";
+  const std::string bigPic = r.work / "big.png";
   std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG",
-                             r.req.Pic1Path);
+                             bigPic);
   {
-    Bytes big = test::ReadFileBytes(r.req.Pic1Path);
+    Bytes big = test::ReadFileBytes(bigPic);
     big.resize(big.size() + 200000, 0);  // trailing bytes after IEND: still a valid PNG header
-    test::WriteFileBytes(r.req.Pic1Path, big);
+    test::WriteFileBytes(bigPic, big);
   }
+  r.job.assets[kSlotPic1] = {true, bigPic};
   const Bytes before = test::ReadFileBytes(eboot);
-  r.ctx.chooseRebuildDestination = [&] { return r.work / "rebuilt.pbp"; };
-  ConversionOutcome outcome;
-  ASSERT_EQ(RunConversion(r.req, r.ctx, &outcome), "Success.");
-  EXPECT_EQ(outcome.rebuiltTo, r.work / "rebuilt.pbp");
+  r.host.destination = r.work / "rebuilt.pbp";
+  const ConversionResult rebuiltRun = r.Run();
+  ASSERT_EQ(rebuiltRun.outcome, Outcome::Success());
+  EXPECT_TRUE(rebuiltRun.rebuilt);
+  EXPECT_EQ(rebuiltRun.package, r.work / "rebuilt.pbp");
   EXPECT_EQ(test::ReadFileBytes(eboot), before);  // the source is never altered
   const Bytes rebuilt = ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin");
   ASSERT_GE(rebuilt.size(), image.size());
@@ -426,10 +405,11 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   // Recompressed at level 0 through extraction and the converter.
   Job re;
   ASSERT_EQ(pbp::InspectEboot(eboot, re.progFolder + "Temp" + kSep, ih).message, "");
-  re.req.InputPath = eboot;
-  re.req.RecompressEboot = true;
-  re.req.CompressionLevel = 0;
-  ASSERT_EQ(re.Go(), "Success.");
+  re.job.input = eboot;
+  re.job.packageInspected = true;
+  re.job.recompress = true;
+  re.job.level = 0;
+  ASSERT_EQ(re.Go(), Outcome::Success());
   re.ExpectCleanedUp();
   const Bytes again = ExtractAgain(re.Out("EBOOT.PBP"), re.work / "e.bin");
   EXPECT_TRUE(std::equal(image.begin(), image.end(), again.begin()));

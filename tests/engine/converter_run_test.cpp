@@ -13,7 +13,7 @@ namespace ebf {
 namespace {
 
 using test::FakeMode;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 struct Staged {
@@ -51,20 +51,26 @@ TEST(ConverterVerdict, DoneDotAtTheVeryEnd) {
   EXPECT_FALSE(ConverterSucceeded(""));
 }
 
-TEST(CommandLine, BuiltUnescapedAndSplitLikeWindows) {
+TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
   ConverterRunOptions o;
   o.outputFolder = "/out/";
-  o.title = "Final\" Cut";
+  o.title = "My Game: Part 2";
   o.gameId = "SLUS00594";
   o.level = 0;
-  o.inputPath = "/tmp/TempBIN.bin";
-  EXPECT_EQ(ConverterCommandLine(o),
-            "\"/out/tarnwick.exe\" \"Final\" Cut\" SLUS00594 0 \"/tmp/TempBIN.bin\"");
-  // The quote in the title splits it, as the converter would see it on any platform.
+  o.inputPath = "/tmp/Temp BIN.bin";
+  EXPECT_EQ(ConverterArguments(o), (std::vector<std::string>{"/out/tarnwick.exe", "My Game: Part 2",
+                                                             "SLUS00594", "0",
+                                                             "/tmp/Temp BIN.bin"}));
+  // A quote in the title ends its quoted part, unescaped, as it always has: the converter
+  // reads the rest of the line grouped by the quotes that follow.
+  o.title = "Final\" Cut";
   EXPECT_EQ(
-      SplitCommandLine(ConverterCommandLine(o)),
-      (std::vector<std::string>{"/out/tarnwick.exe", "Final", "Cut SLUS00594 0 /tmp/TempBIN.bin"}));
-  EXPECT_EQ(SplitCommandLine("a  \"\" b"), (std::vector<std::string>{"a", "", "b"}));
+      ConverterArguments(o),
+      (std::vector<std::string>{"/out/tarnwick.exe", "Final", "Cut SLUS00594 0 /tmp/Temp", "BIN.bin"}));
+  EXPECT_EQ(SplitQuotedWords("a  \"\" b"), (std::vector<std::string>{"a", "", "b"}));
+  // Windows gets one line that reads back as the same words.
+  EXPECT_EQ(JoinCommandLine({"/out/tarnwick.exe", "My Game", "SLUS00594", "9", ""}),
+            "/out/tarnwick.exe \"My Game\" SLUS00594 9 \"\"");
 }
 
 TEST(Staging, CopiesAndRemovesOnlyWhatItStaged) {
@@ -94,20 +100,22 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   Staged s;
   ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
   FakeMode mode("done");
-  RecordingHost host;
-  EXPECT_EQ(RunConverter(s.Options(9), host), "Success.");
+  RunRecorder host;
+  EXPECT_EQ(RunConverter(s.Options(9), host, host.cancel), Outcome::Success());
   EXPECT_TRUE(FileExists(s.out / "EBOOT.PBP"));
-  EXPECT_EQ(host.captions.front(), "Converting to EBOOT...");
-  ASSERT_FALSE(host.sizeTexts.empty());
-  EXPECT_EQ(host.sizeTexts.front(), "Image Size: " + FormatSize(2352 * 10));
-  EXPECT_TRUE(host.fractions.empty());
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Converting to EBOOT..."});
+  EXPECT_EQ(host.workSizes, std::vector<uint64_t>{2352 * 10});
+  // A compressed package's size cannot be foreseen: only the bytes written are told.
+  ASSERT_FALSE(host.amounts.empty());
+  for (const auto& [done, total] : host.amounts) EXPECT_EQ(total, 0u);
   // The converter got the five items, the title whole.
   EXPECT_EQ(test::ReadFileText(s.out / "fake_args.txt"),
             "My Game\nSLUS00594\n9\n" + (s.out / "game.bin") + "\n");
 
-  RecordingHost host0;
-  EXPECT_EQ(RunConverter(s.Options(0), host0), "Success.");
-  EXPECT_TRUE(host0.bytesTexts.empty());
+  RunRecorder host0;
+  EXPECT_EQ(RunConverter(s.Options(0), host0, host0.cancel), Outcome::Success());
+  ASSERT_FALSE(host0.amounts.empty());
+  for (const auto& [done, total] : host0.amounts) EXPECT_EQ(total, s.Options(0).expectedSize);
 }
 
 TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
@@ -117,19 +125,19 @@ TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
       "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
   for (const char* m : {"done-lower", "done-no-dot", "silent", "error", "crash"}) {
     FakeMode mode(m);
-    RecordingHost host;
-    std::string r = RunConverter(s.Options(), host);
+    RunRecorder host;
+    std::string r = RunConverter(s.Options(), host, host.cancel).text();
     EXPECT_EQ(r.rfind(prefix, 0), 0u) << m << ": " << r;
   }
   {
     FakeMode mode("error");
-    RecordingHost host;
-    EXPECT_EQ(RunConverter(s.Options(), host), prefix + "Cannot read the image\n");
+    RunRecorder host;
+    EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Failed(prefix + "Cannot read the image\n"));
   }
   for (const char* m : {"done-bare", "huge"}) {
     FakeMode mode(m);
-    RecordingHost host;
-    EXPECT_EQ(RunConverter(s.Options(), host), "Success.") << m;
+    RunRecorder host;
+    EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Success()) << m;
   }
 }
 
@@ -137,25 +145,25 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
   Staged s;
   ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
   FakeMode mode("slow");
-  for (int cancelAt : {1, 20}) {
+  // At the first poll, and after the size has been looked at three times (every fifth poll).
+  for (int cancelAt : {1, 4}) {
     test::WriteFileText(s.out / "EBOOT.PBP", "an older package");
-    RecordingHost host;
-    host.onPump = [cancelAt](int n) {
-      if (n == cancelAt) CancelRequested = true;
+    RunRecorder host;
+    host.onAdvance = [&host, cancelAt](int n) {
+      if (n == cancelAt) host.cancel.Request();
     };
-    EXPECT_EQ(RunConverter(s.Options(0), host), "Cancelled.");
-    EXPECT_FALSE(CancelRequested);
+    EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
+    EXPECT_FALSE(host.cancel.Requested());
     EXPECT_FALSE(FileExists(s.out / "EBOOT.PBP"));
-    if (cancelAt == 20) {
-      EXPECT_FALSE(host.fractions.empty());
-    }
+    EXPECT_EQ(host.amounts.size(), static_cast<std::size_t>(cancelAt));
+    EXPECT_TRUE(host.completed.empty());
   }
 }
 
 TEST(RunConverter, MissingConverterCannotStart) {
   Staged s;
-  RecordingHost host;
-  EXPECT_EQ(RunConverter(s.Options(), host), "Could not start tarnwick!");
+  RunRecorder host;
+  EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Failed("Could not start tarnwick!"));
 }
 
 TEST(Staging, TheUsersTemplateAndLoaderBeforeTheShippedOnes) {

@@ -25,7 +25,7 @@ using test::TempDir;
 struct Job {
   TempDir prog, work;
   std::string progFolder;
-  test::RecordingHost host;
+  test::RunRecorder host;
   ConversionContext ctx;
   ConversionRequest req;
 
@@ -186,9 +186,9 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
   DiscOpenResult disc = OpenDiscImage(set.input);
   ASSERT_TRUE(disc.disc) << disc.message;
   DeleteFileIfExists(set.files[2]);
-  test::RecordingHost host;
-  EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", {host, false}),
-            "Cannot read " + set.files[2] + ": No such file or directory");
+  test::RunRecorder host;
+  EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", host, host.cancel),
+            Outcome::Failed("Cannot read " + set.files[2] + ": No such file or directory"));
   EXPECT_FALSE(FileExists(temp));
   EXPECT_EQ(host.captions, std::vector<std::string>{"Joining tracks..."});
 }

@@ -8,7 +8,7 @@
 namespace ebf {
 namespace {
 
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 struct Fixture {
@@ -24,18 +24,18 @@ struct Fixture {
     in.gameId = "SLUS00594";
     in.region = "NTSC";
   }
-  GoVerdict Run(RecordingHost& host) { return RunGoChecks(in, host); }
+  GoVerdict Run(RunRecorder& host) { return RunGoChecks(in, host); }
 };
 
 TEST(GoChecks, RefusalsInTheirOrder) {
   Fixture f;
-  RecordingHost host;
+  RunRecorder host;
   EXPECT_TRUE(f.Run(host).proceed);
 
   auto warning = [&](auto change) {
     Fixture g;
     change(g.in);
-    RecordingHost h;
+    RunRecorder h;
     GoVerdict v = g.Run(h);
     EXPECT_FALSE(v.proceed);
     return v.warning;
@@ -69,7 +69,7 @@ TEST(GoChecks, RefusalsInTheirOrder) {
 
 TEST(GoChecks, OutputFolderRules) {
   Fixture f;
-  RecordingHost host;
+  RunRecorder host;
   // Data with a trailing separator passes; so does a lower-case id prefix.
   f.in.output = f.in.programFolder + "Data" + kSep;
   f.in.gameId = "slus00594";
@@ -91,7 +91,7 @@ TEST(GoChecks, QuestionsAndTheirDefaults) {
     Fixture f;
     test::WriteFileText(f.work / "game.iso", "x");
     f.in.input = f.work / "game.iso";
-    RecordingHost host;
+    RunRecorder host;
     host.answers = {false};
     GoVerdict v = f.Run(host);
     EXPECT_FALSE(v.proceed);
@@ -102,7 +102,7 @@ TEST(GoChecks, QuestionsAndTheirDefaults) {
   {
     Fixture f;
     f.in.palFixGraphics = true;  // NTSC game with a fix
-    RecordingHost host;
+    RunRecorder host;
     host.answers = {true};
     EXPECT_TRUE(f.Run(host).proceed);
     ASSERT_EQ(host.questions.size(), 1u);
@@ -112,7 +112,7 @@ TEST(GoChecks, QuestionsAndTheirDefaults) {
   {
     Fixture f;
     f.in.region = "PAL";  // PAL game without a fix
-    RecordingHost host;
+    RunRecorder host;
     host.answers = {false};
     EXPECT_FALSE(f.Run(host).proceed);
     ASSERT_EQ(host.questions.size(), 1u);
@@ -124,7 +124,7 @@ TEST(GoChecks, QuestionsAndTheirDefaults) {
     f.in.region = region;
     f.in.palFixScreen = scr;
     f.in.palFixGraphics = gfx;
-    RecordingHost host;
+    RunRecorder host;
     EXPECT_TRUE(f.Run(host).proceed);
     EXPECT_TRUE(host.questions.empty()) << region << scr << gfx;
   }

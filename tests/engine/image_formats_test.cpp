@@ -29,7 +29,7 @@ using test::TempDir;
 struct Job {
   TempDir prog, work;
   std::string progFolder;
-  test::RecordingHost host;
+  test::RunRecorder host;
   ConversionContext ctx;
   ConversionRequest req;
 

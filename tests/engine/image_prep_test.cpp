@@ -10,7 +10,7 @@
 namespace ebf {
 namespace {
 
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
@@ -43,8 +43,8 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
   opts.minSectors = 1030;  // crosses two 512-sector service points
   const Bytes iso = test::BuildIsoSectors(opts);
   test::WriteFileBytes(dir / "game.iso", iso);
-  RecordingHost host;
-  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", {host, false}), "Success.");
+  RunRecorder host;
+  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel), Outcome::Success());
   const Bytes raw = test::ReadFileBytes(dir / "TempBIN.bin");
   ASSERT_EQ(raw.size(), 1030u * 2352);
   for (std::size_t i : {0u, 1u, 1029u}) {
@@ -60,16 +60,12 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
     EXPECT_TRUE(std::equal(s + 16, s + 16 + 2048, iso.begin() + static_cast<long>(i * 2048)));
     EXPECT_TRUE(std::all_of(s + 2064, s + 2352, [](uint8_t b) { return b == 0; }));
   }
-  EXPECT_EQ(host.captions, std::vector<std::string>{"Adding RAW padding..."});
-  EXPECT_EQ(host.pumps, 3);  // at 512, 1024 and the end
-  ASSERT_FALSE(host.fractions.empty());
-  EXPECT_DOUBLE_EQ(host.fractions.back(), 1.0);
-
-  // Log mode writes to the log instead of the caption.
-  RecordingHost log;
-  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", {log, true}), "Success.");
-  EXPECT_TRUE(log.captions.empty());
-  EXPECT_EQ(log.logLines, (std::vector<std::string>{"\r\n  Adding RAW padding... ", "Done"}));
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Adding RAW padding..."});
+  EXPECT_EQ(host.completed, std::vector<std::string>{"Adding RAW padding..."});
+  // At the start, at 512, 1024 and the end.
+  const std::vector<std::pair<uint64_t, uint64_t>> steps = {
+      {0, 1030}, {512, 1030}, {1024, 1030}, {1030, 1030}};
+  EXPECT_EQ(host.amounts, steps);
 }
 
 TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
@@ -77,9 +73,9 @@ TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
   // 2 sectors + half: rounds to 2; 3 + half: rounds to 4, the last read as zeros.
   test::WriteFileBytes(dir / "a.iso", test::NoiseBytes(2048 * 2 + 1024, 1));
   test::WriteFileBytes(dir / "b.iso", test::NoiseBytes(2048 * 3 + 1024, 2));
-  RecordingHost host;
-  ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", {host, false}), "Success.");
-  ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", {host, false}), "Success.");
+  RunRecorder host;
+  ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", host, host.cancel), Outcome::Success());
+  ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", host, host.cancel), Outcome::Success());
   EXPECT_EQ(FileSize(dir / "a.bin"), 2u * 2352);
   const Bytes b = test::ReadFileBytes(dir / "b.bin");
   ASSERT_EQ(b.size(), 4u * 2352);
@@ -95,16 +91,18 @@ TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
   opts.minSectors = 600;
   const Bytes user = test::BuildIsoSectors(opts);
   test::WriteFileBytes(dir / "game.img", test::EncodeSectors(user, test::SectorLayout::Raw2448));
-  RecordingHost host;
-  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", {host, false}), "Success.");
+  RunRecorder host;
+  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel), Outcome::Success());
   EXPECT_EQ(test::ReadFileBytes(dir / "TempBIN.bin"),
             test::EncodeSectors(user, test::SectorLayout::Mode2Raw));
-  EXPECT_EQ(host.captions, std::vector<std::string>{"Extracting RAW Image..."});
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});
 
-  RecordingHost cancel;
-  cancel.onPump = [](int) { CancelRequested = true; };
-  EXPECT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", {cancel, false}), "Cancelled.");
-  EXPECT_FALSE(CancelRequested);
+  RunRecorder cancel;
+  cancel.onAdvance = [&](int) { cancel.cancel.Request(); };
+  EXPECT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", cancel, cancel.cancel),
+            Outcome::Cancelled());
+  EXPECT_FALSE(cancel.cancel.Requested());
+  EXPECT_TRUE(cancel.completed.empty());
   EXPECT_FALSE(FileExists(dir / "TempBIN.bin"));
 }
 

@@ -21,7 +21,7 @@ using test::TempDir;
 struct PackageRun {
   TempDir prog, work;
   std::string program, temp, eboot;
-  test::RecordingHost host;
+  test::RunRecorder host;
   ConversionContext ctx;
   ConversionRequest req;
   int destinationAsked = 0;
@@ -33,7 +33,7 @@ struct PackageRun {
     test::PackageRecipe recipe;
     recipe.image = Bytes(test::kTestBlockSize, 0x44);
     test::WritePbp(eboot, recipe);
-    test::RecordingHost inspectHost;
+    test::RunRecorder inspectHost;
     EXPECT_EQ(pbp::InspectEboot(eboot, temp, inspectHost).message, "");
     ctx.folders = program;
     ctx.host = &host;

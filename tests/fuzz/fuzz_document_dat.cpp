@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     std::fclose(f);
   }
   ebf::QuietHost host;
-  ebf::ExtractDocumentDat(dat, (folder / "pages").string(), host);
+  ebf::ExtractDocumentDat(dat, (folder / "pages").string(), host, host.cancel);
   std::error_code ec;
   for (const auto& entry : std::filesystem::directory_iterator(folder / "pages", ec))
     std::filesystem::remove(entry.path(), ec);

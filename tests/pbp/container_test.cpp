@@ -12,7 +12,7 @@ namespace {
 
 using test::NoiseBytes;
 using test::ReadFileBytes;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 using test::WriteFileBytes;
 
@@ -26,7 +26,7 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
   WriteFileBytes(dir / "src.bin", src);
   File in(dir / "src.bin", File::Mode::Read);
   ASSERT_TRUE(in);
-  RecordingHost host;
+  RunRecorder host;
   const std::string out = dir / "out.bin";
 
   struct Case {
@@ -58,7 +58,7 @@ TEST(ReadSectionToFile, EmptyBackwardsAndPastTheEnd) {
   const Bytes src = NoiseBytes(50000, 3);
   WriteFileBytes(dir / "src.bin", src);
   File in(dir / "src.bin", File::Mode::Read);
-  RecordingHost host;
+  RunRecorder host;
   const std::string out = dir / "out.bin";
 
   WriteFileBytes(out, Bytes(10, 1));
@@ -85,7 +85,7 @@ TEST(ReadSectionToFile, UnwritableDestinationAsksThroughTheHost) {
   TempDir dir;
   WriteFileBytes(dir / "src.bin", NoiseBytes(1000, 3));
   File in(dir / "src.bin", File::Mode::Read);
-  RecordingHost host;
+  RunRecorder host;
   host.answers = {false};
   EXPECT_EQ(ReadSectionToFile(0, 100, dir / "missing/folder/out.bin", in, host),
             CopyOutcome::Stopped);

@@ -19,7 +19,7 @@ namespace {
 using test::PackageRecipe;
 using test::PbpWritten;
 using test::ReadFileBytes;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 using test::WriteFileBytes;
 
@@ -90,14 +90,15 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
       ASSERT_LT(w.compressedBlocks, w.blockLengths.size());
     }
 
-    RecordingHost host;
+    RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host), "Success.")
+    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host, host.cancel), Outcome::Success())
         << "level " << v.level;
     EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
-    EXPECT_EQ(host.captions, std::vector<std::string>{"Extracting ISO..."});
-    EXPECT_EQ(host.logLines, (std::vector<std::string>{"  Extracting ISO... ", "Done"}));
-    EXPECT_EQ(host.pumps, static_cast<int>(w.blockLengths.size() / 32));
+    EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
+    EXPECT_EQ(host.completed, std::vector<std::string>{"Extracting ISO..."});
+    // Every 32 blocks, then the end.
+    EXPECT_EQ(host.amounts.size(), w.blockLengths.size() / 32 + 1);
     EXPECT_TRUE(host.questions.empty());
     EXPECT_FALSE(FileExists(dir / "out.TOC"));
   }
@@ -110,8 +111,8 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
   test::WritePbp(dir / "EBOOT.PBP", recipe);
 
-  RecordingHost host;
-  host.onPump = [](int) { CancelRequested = true; };
+  RunRecorder host;
+  host.onAdvance = [&](int) { host.cancel.Request(); };
   const std::string out = dir / "Game.iso";
   EXPECT_EQ(CcdOverwriteQuestion(out), "");
   test::WriteFileText(dir / "Game.ccd", "old");
@@ -119,29 +120,29 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host), "Cancelled.");
-  EXPECT_FALSE(CancelRequested);
-  EXPECT_EQ(host.pumps, 1);
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host, host.cancel), Outcome::Cancelled());
+  EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
-  ASSERT_EQ(host.fractions.size(), 1u);
-  EXPECT_DOUBLE_EQ(host.fractions[0], 31.0 / 47.0);
+  ASSERT_EQ(host.amounts.size(), 1u);
+  EXPECT_EQ(host.amounts[0], std::make_pair(uint64_t{31}, uint64_t{47}));
+  EXPECT_TRUE(host.completed.empty());
   EXPECT_EQ(test::ReadFileBytes(out), Bytes(5, 1));
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), "old");
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // Run to the end, the image and then its CCD replace the old files.
-  RecordingHost whole;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole), "Success.");
+  RunRecorder whole;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole, whole.cancel), Outcome::Success());
   EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
-  RecordingHost again;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again),
-            "Success.");
+  RunRecorder again;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again, again.cancel),
+            Outcome::Success());
   EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"),
             Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
 }
@@ -151,7 +152,7 @@ TEST(ExtractDiscImage, IndexRules) {
   const Bytes image = SampleImage();
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string out = dir / "out.bin";
-  RecordingHost host;
+  RunRecorder host;
 
   // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
   // of the length it is inflated, which fails.
@@ -161,7 +162,7 @@ TEST(ExtractDiscImage, IndexRules) {
   PbpWritten w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
   const std::string failed = std::string(kInflateFailed) + "  (disc image block ";
-  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
   EXPECT_EQ(result.rfind(failed + "2, at byte ", 0), 0u) << result;
   // Nothing of the failed run is left.
   EXPECT_FALSE(FileExists(out));
@@ -171,7 +172,7 @@ TEST(ExtractDiscImage, IndexRules) {
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(10), 0);
   PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
   Bytes expected = Padded(image);
   std::copy_n(expected.begin(), kBlockSize, expected.begin() + 10 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -179,8 +180,8 @@ TEST(ExtractDiscImage, IndexRules) {
   // A phantom entry (an offset with length 0) does not inflate.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(60), 1234);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host),
-            failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")");
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel),
+            Outcome::Failed(failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")"));
 
   // A deflated block that is not deflate data.
   w = test::WritePbp(pbp, recipe);
@@ -190,8 +191,8 @@ TEST(ExtractDiscImage, IndexRules) {
   ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
   EXPECT_EQ(
-      ExtractDiscImage(pbp, out, false, kTocNone, host),
-      failed + "4, at byte " + std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")");
+      ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel),
+      Outcome::Failed(failed + "4, at byte " + std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")"));
   EXPECT_TRUE(host.questions.empty());
 }
 
@@ -200,7 +201,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   const Bytes image = SampleImage();
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string out = dir / "out.bin";
-  RecordingHost host;
+  RunRecorder host;
 
   // Block 6 replaced by a stream of 100 bytes: the rest of its 37,632 repeat block 5.
   PackageRecipe recipe;
@@ -216,7 +217,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   }
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
   PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
   Bytes expected = Padded(image);
   std::copy(expected.begin() + 5 * kBlockSize, expected.begin() + 6 * kBlockSize,
             expected.begin() + 6 * kBlockSize);
@@ -231,7 +232,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   ASSERT_LT(packed.size(), w.blockLengths[6]);
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
   PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
   expected = Padded(image);
   std::copy_n(longData.begin(), kBlockSize, expected.begin() + 6 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -240,7 +241,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   // file goes and inflate stops at its stream's end.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
   EXPECT_EQ(ReadFileBytes(out), Padded(image));
 
   // The same for a stored last block: what the file lacks is zero.
@@ -249,7 +250,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   recipe.tail.clear();
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
   expected = Padded(image);
   std::fill(expected.end() - 1000, expected.end(), 0);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -259,33 +260,33 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   TempDir dir;
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string out = dir / "out.bin";
-  RecordingHost host;
+  RunRecorder host;
 
-  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host), kNoSuchFile);
-  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host), kNoSuchFile);
+  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kNoSuchFile));
 
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
   PbpWritten w = test::WritePbp(pbp, recipe);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), "Success.");
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
   PatchLe32(pbp, 36, 0xFFFFFFF0u);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
   WriteFileBytes(pbp, Bytes(30, 0));
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host), kPsarHeaderNotFound);
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
   w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
-  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host);
+  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host, host.cancel).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
@@ -293,7 +294,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
-  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("cut short"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -301,7 +302,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // An index entry that points past the end of the file.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
-  r = ExtractDiscImage(pbp, out, false, kTocNone, host);
+  r = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -309,7 +310,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // A target that cannot be written says so, naming it.
   w = test::WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
-  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host);
+  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host, host.cancel).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }

@@ -77,7 +77,7 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
   cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
   StoreLe32(&cut[w.psar + 12], 0x6000);
   test::WriteFileBytes(dir / "cut.pbp", cut);
-  test::RecordingHost host;
+  test::RunRecorder host;
   ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
 
   EbootInfo info;

@@ -16,7 +16,7 @@ namespace {
 using test::NoiseBytes;
 using test::PackageRecipe;
 using test::ReadFileBytes;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 using test::WriteFileBytes;
 
@@ -42,7 +42,7 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   recipe.image = NoiseBytes(kBlockSize * 2, 7);
   test::WritePbp(dir / "EBOOT.PBP", recipe);
 
-  RecordingHost host;
+  RunRecorder host;
   const std::string temp = dir.folder() + "Temp/";
   Inspection r = InspectEboot(dir / "EBOOT.PBP", temp, host);
   ASSERT_EQ(r.message, "");
@@ -90,7 +90,7 @@ Bytes TinyPackage(uint64_t size) {
 
 TEST(InspectEboot, SizeAndMagicChecks) {
   TempDir dir;
-  RecordingHost host;
+  RunRecorder host;
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
 
@@ -119,7 +119,7 @@ TEST(InspectEboot, SizeAndMagicChecks) {
 
 TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   TempDir dir;
-  RecordingHost host;
+  RunRecorder host;
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
   PackageRecipe recipe;

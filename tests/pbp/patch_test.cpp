@@ -21,7 +21,7 @@ namespace {
 using test::NoiseBytes;
 using test::PackageRecipe;
 using test::ReadFileBytes;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 using test::WriteFileBytes;
 
@@ -34,7 +34,7 @@ struct Fixture {
   PackageRecipe recipe;
   test::PbpWritten written;
   EbootJob job;
-  RecordingHost host;
+  RunRecorder host;
 
   explicit Fixture(std::size_t tailSize = 300) {
     recipe.icon0 = NoiseBytes(3000, 1);
@@ -67,9 +67,9 @@ struct Fixture {
     return p;
   }
   Bytes Image(const std::string& pbpPath) {
-    RecordingHost h;
+    RunRecorder h;
     std::string out = dir / "image.bin";
-    EXPECT_EQ(ExtractDiscImage(pbpPath, out, false, kTocNone, h), "Success.");
+    EXPECT_EQ(ExtractDiscImage(pbpPath, out, false, kTocNone, h, h, h.cancel), Outcome::Success());
     return ReadFileBytes(out);
   }
 };
@@ -91,7 +91,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   ASSERT_EQ(MeasureRoom(fx.pbp, fx.temp, fx.job, room), "");
   EXPECT_EQ(room.assets, 6000);
   EXPECT_EQ(room.room, 6000);
-  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "Success.");
+  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Success());
   EXPECT_TRUE(fx.host.questions.empty());
 
   const Bytes after = ReadFileBytes(fx.pbp);
@@ -127,7 +127,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
 
   // Smaller assets: the gap before DATA.PSAR is zero-filled; each patch adds one byte.
   fx.job.icon0 = fx.Asset("small.png", 10, 21);
-  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "Success.");
+  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Success());
   const Bytes again = ReadFileBytes(fx.pbp);
   EXPECT_EQ(again.size(), after.size() + 1);
   const uint64_t baseEnd = 40 + 944 + 10 + 3500 + 700;
@@ -146,34 +146,40 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
 
   // No ends the job; the package is untouched.
   fx.host.answers = {false};
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr), "");
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Declined());
   ASSERT_EQ(fx.host.questions.size(), 1u);
   EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
   EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
   // Yes, then the dialog cancelled, or the source itself chosen.
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
-                        [] { return std::optional<std::string>(); }),
-            "");
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
-                        [&] { return std::optional<std::string>(fx.pbp); }),
-            kSameFileMessage);
+  fx.host.answers.clear();
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Declined());
+  EXPECT_EQ(fx.host.destinationsAsked, 1);
+  fx.host.destination = fx.pbp;
+  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Failed(kSameFileMessage));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   // The same file under another spelling of its path is refused too: nothing may
   // delete the source.
   const std::string other = fx.dir.path() + "/./EBOOT.PBP";
-  EXPECT_EQ(ReconstructEboot(fx.pbp, other, fx.temp, fx.program, fx.job, fx.host),
-            kSameFileMessage);
+  EXPECT_EQ(ReconstructEboot(fx.pbp, other, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
+            Outcome::Failed(kSameFileMessage));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   const std::string dest = fx.dir / "rebuilt/EBOOT.PBP";
   fx.dir.MakeDir("rebuilt");
-  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host,
-                        [&] { return std::optional<std::string>(dest); }),
-            "Success.");
+  fx.host.destination = dest;
+  std::vector<std::string> noted;
+  const PackageUpdate made =
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel,
+                  [&](const std::string& partial) { noted.push_back(partial); });
+  ASSERT_EQ(made.outcome, Outcome::Success());
+  EXPECT_EQ(made.rebuiltTo, dest);
+  // Told the temporary name before writing it, so that a crash can be cleaned up after.
+  EXPECT_EQ(noted, std::vector<std::string>{dest + ".part"});
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
   EXPECT_FALSE(FileExists(fx.program + "null"));
-  EXPECT_EQ(fx.host.captions.back(), "Reconstructing EBOOT...");
+  EXPECT_EQ(fx.host.stages.back(), "Reconstructing EBOOT...");
+  EXPECT_EQ(fx.host.completed.back(), "Reconstructing EBOOT...");
 
   const std::string temp2 = fx.dir.folder() + "Temp2/";
   Inspection r = InspectEboot(dest, temp2, fx.host);
@@ -202,22 +208,23 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
   const Bytes original = ReadFileBytes(fx.pbp);
   const std::string dest = fx.dir / "new.pbp";
   int pumps = 0;
-  fx.host.onPump = [&](int n) {
+  fx.host.onAdvance = [&](int n) {
     pumps = n;
-    CancelRequested = true;
+    fx.host.cancel.Request();
   };
-  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host), "Cancelled.");
+  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel), Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
-  EXPECT_FALSE(CancelRequested);
+  EXPECT_FALSE(fx.host.cancel.Requested());
   EXPECT_FALSE(FileExists(dest));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   // A missing asset is named before anything is written.
   fx.job.snd0 = fx.dir / "assets/none.at3";
-  std::string r = ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host);
+  std::string r =
+      ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel).text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(dest));
-  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, nullptr);
+  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome.text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 }
@@ -227,7 +234,7 @@ TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
   const Bytes image = fx.Image(fx.pbp);
   const Bytes before = ReadFileBytes(fx.pbp);
   std::filesystem::remove(fx.temp + "START.DAT");
-  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host), "Success.");
+  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host, fx.host.cancel), Outcome::Success());
   // The whole tail after the old picture, last byte included.
   EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipe.tail);
   const Bytes after = ReadFileBytes(fx.pbp);
@@ -292,7 +299,7 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   fx.job.gameboot = fx.Asset("empty.png", 0, 1);
   WriteFileBytes(fx.temp + "START.DAT", {});
   const std::string dest = fx.dir / "new.pbp";
-  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host), "Success.");
+  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel), Outcome::Success());
   const Bytes rebuilt = ReadFileBytes(dest);
   File in(dest, File::Mode::Read);
   const uint64_t newP = ReadPbpHeader(in)->psarOffset();

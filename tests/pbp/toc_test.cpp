@@ -13,7 +13,7 @@ namespace {
 using test::MakeToc;
 using test::ReadFileBytes;
 using test::ReadFileText;
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 TocArea AreaOf(const test::TestTocArea& a) {
@@ -95,39 +95,38 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
 
 TEST(Toc, FilesBySettingAndLayout) {
   TempDir dir;
-  RecordingHost host;
+  RunRecorder host;
   TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
   const std::string out = dir / "Game.iso";
   auto raw = [&](std::size_t entries) {
     return Bytes(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(entries * 10));
   };
 
-  EXPECT_FALSE(WriteTocFiles(area, out, true, kTocNone, host).stop);
+  EXPECT_TRUE(WriteTocFiles(area, out, true, kTocNone, host).succeeded());
   EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
   EXPECT_FALSE(FileExists(dir / "Game.TOC"));
 
-  EXPECT_FALSE(WriteTocFiles(area, out, false, kTocFile, host).stop);
+  EXPECT_TRUE(WriteTocFiles(area, out, false, kTocFile, host).succeeded());
   EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), raw(5));
   EXPECT_FALSE(FileExists(dir / "Game.ccd"));
 
   test::WriteFileText(dir / "Game.ccd", std::string(100000, 'x'));
-  EXPECT_FALSE(WriteTocFiles(area, out, false, kTocCcd, host).stop);
+  EXPECT_TRUE(WriteTocFiles(area, out, false, kTocCcd, host).succeeded());
   EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
   EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
 
   // The conversion layout always gives ISO.TOC beside the output, and the CCD too at 2.
   const std::string temp = dir / "TempISO.iso";
-  EXPECT_FALSE(WriteTocFiles(area, temp, true, kTocCcd, host).stop);
+  EXPECT_TRUE(WriteTocFiles(area, temp, true, kTocCcd, host).succeeded());
   EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), raw(5));
   EXPECT_TRUE(FileExists(dir / "TempISO.ccd"));
   EXPECT_FALSE(FileExists(dir / "TempISO.TOC"));
   EXPECT_TRUE(host.questions.empty());
 
-  // An unwritable place asks; No stops the extraction with an empty result.
+  // An unwritable place asks; No stops the extraction.
   host.answers = {false};
-  TocWriteResult r = WriteTocFiles(area, dir / "no/such/dir/x.iso", false, kTocFile, host);
-  EXPECT_TRUE(r.stop);
-  EXPECT_EQ(r.result, "");
+  Outcome r = WriteTocFiles(area, dir / "no/such/dir/x.iso", false, kTocFile, host);
+  EXPECT_EQ(r.kind(), OutcomeKind::Declined);
   EXPECT_EQ(host.questions.size(), 1u);
 }
 

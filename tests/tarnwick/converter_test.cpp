@@ -156,7 +156,7 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
             "trailing blob of the template");
 
   // The package code takes it apart as the program does with a package given as input.
-  RecordingHost host;
+  RunRecorder host;
   pbp::Inspection seen = pbp::InspectEboot(dir_ / "EBOOT.PBP", dir_.folder() + "temp" + kSep, host);
   EXPECT_EQ(seen.message, "");
   EXPECT_EQ(seen.title, "My Game: \xC3\xA9t\xC3\xA9");
@@ -186,9 +186,9 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
     ASSERT_EQ(r.exitCode, 0) << r.output;
     EXPECT_EQ(LastLine(r.output), "Done.");
     // The program's own extractor gives the image back.
-    RecordingHost host;
-    ASSERT_EQ(pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host),
-              "Success.");
+    RunRecorder host;
+    ASSERT_EQ(pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host, host, host.cancel),
+              Outcome::Success());
     EXPECT_TRUE(ReadFileBytes(dir_ / "back.bin") == expected);
 
     PackageBytes pkg(dir_ / "EBOOT.PBP");

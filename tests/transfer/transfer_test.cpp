@@ -12,7 +12,7 @@
 namespace ebf {
 namespace {
 
-using test::RecordingHost;
+using test::RunRecorder;
 using test::TempDir;
 
 TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
@@ -148,34 +148,34 @@ TEST(CopyToPsp, CreatesFoldersAsksBeforeReplacingAndKeepsOldOnCancel) {
   test::WriteFileBytes(out / "EBOOT.PBP", pkg);
   const std::string target = PspGameFolder(psp.path(), "My Game", "SLUS00594", 1);
 
-  RecordingHost host;
-  EXPECT_EQ(CopyEbootToPsp(out.path(), target, host), "Success.");
+  RunRecorder host;
+  EXPECT_EQ(CopyEbootToPsp(out.path(), target, host, host, host.cancel), Outcome::Success());
   EXPECT_EQ(test::ReadFileBytes(target + kSep + "EBOOT.PBP"), pkg);
   EXPECT_TRUE(host.questions.empty());
 
   // Second time: the overwrite question; No keeps the old one and says nothing.
   test::WriteFileBytes(out / "EBOOT.PBP", test::NoiseBytes(1000, 6));
-  RecordingHost no;
+  RunRecorder no;
   no.answers = {false};
-  EXPECT_EQ(CopyEbootToPsp(out.path(), target, no), "");
+  EXPECT_EQ(CopyEbootToPsp(out.path(), target, no, no, no.cancel), Outcome::Declined());
   EXPECT_EQ(no.questions.size(), 1u);
   EXPECT_EQ(test::ReadFileBytes(target + kSep + "EBOOT.PBP"), pkg);
 
   // Cancel mid-copy: the old package is still whole and no partial file stays.
   test::WriteFileBytes(out / "EBOOT.PBP", test::NoiseBytes(4 << 20, 7));
-  RecordingHost cancel;
+  RunRecorder cancel;
   cancel.onPump = [](int n) {
     if (n == 2) CancelRequested = true;
   };
-  EXPECT_EQ(CopyEbootToPsp(out.path(), target, cancel), "Cancelled.");
+  EXPECT_EQ(CopyEbootToPsp(out.path(), target, cancel, cancel, cancel.cancel), Outcome::Cancelled());
   EXPECT_EQ(test::ReadFileBytes(target + kSep + "EBOOT.PBP"), pkg);
   EXPECT_FALSE(FileExists(target + kSep + "EBOOT.PBP.part"));
 
   // A folder that cannot be made.
   test::WriteFileText(psp / "PSP/GAME/blocker", "file");
-  RecordingHost h;
-  EXPECT_EQ(CopyEbootToPsp(out.path(), psp / "PSP/GAME/blocker/sub", h),
-            "Error: could not create folders!!!");
+  RunRecorder h;
+  EXPECT_EQ(CopyEbootToPsp(out.path(), psp / "PSP/GAME/blocker/sub", h, h, h.cancel),
+            Outcome::Failed("Error: could not create folders!!!"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "common/host.h"
+#include "common/questions.h"
 
 namespace ebf {
 
@@ -7,8 +7,8 @@ std::string UnexpectedErrorText(const std::string& description, long code) {
          " (Code: " + std::to_string(code) + ")\r\n\r\nContinue regardless?";
 }
 
-bool AskContinueAfterError(Host& host, const std::string& description, long code) {
-  return host.AskYesNo(UnexpectedErrorText(description, code), true, MsgIcon::Critical);
+bool AskContinueAfterError(Questions& questions, const std::string& description, long code) {
+  return questions.AskYesNo(UnexpectedErrorText(description, code), true, MsgIcon::Critical);
 }
 
 }  // namespace ebf

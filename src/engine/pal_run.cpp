@@ -1,0 +1,135 @@
+#include "engine/pal_run.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <optional>
+
+#include "common/files.h"
+#include "common/text.h"
+#include "pbp/inspect.h"
+#include "pbp/patch.h"
+#include "pbp/patch_journal.h"
+#include "pbp/psar.h"
+
+namespace ebf {
+namespace {
+
+PalFixOptions OptionsFor(const PalFixRun& run) {
+  PalFixOptions options;
+  options.screenHeight = run.screen;
+  options.graphics = run.graphics;
+  return options;
+}
+
+Outcome Finish(const PalFixResult& res, const std::string& path, PalFixRun& run) {
+  run.patches += res.patches;
+  if (res.cancelled) {
+    run.cancel.Take();
+    return Outcome::Cancelled();
+  }
+  if (!res.error.empty())
+    return Outcome::Failed("The PAL -> NTSC fix failed on " + path + ": " + res.error);
+  return Outcome::Success();
+}
+
+std::string CannotOpen(const std::string& path, const File& f) {
+  return "The PAL -> NTSC fix could not open " + path + " (" + f.LastError() + ")";
+}
+
+}  // namespace
+
+PalJournal::PalJournal(const std::string& workFolder, const std::string& image)
+    : path_(TempFolder(workFolder) + kPalJournal) {
+  file_.Open(path_, File::Mode::Write);
+  ok_ = file_ && file_.Write(image + "\n") && file_.Sync();
+}
+
+bool PalJournal::Add(const PalPatch& p) {
+  if (!ok_) return false;
+  char line[64];
+  std::snprintf(line, sizeof line, "%" PRIu64 " %08X %08X\n", p.offset, p.w0, p.w1);
+  ok_ = file_.Write(std::string_view(line)) && file_.Sync();
+  return ok_;
+}
+
+Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPatch>& undo,
+                      PalJournal* journal) {
+  File f(path, File::Mode::ReadWrite);
+  if (!f) return Outcome::Failed(CannotOpen(path, f));
+  // A change whose note did not reach the disk would survive a crash unnoticed: the scan
+  // stops before writing it.
+  PalFixResult res =
+      ApplyPalFix(f, std::vector<FileSpan>{{0, f.Size()}}, OptionsFor(run), &undo, run.progress,
+                  run.cancel, [&](const PalPatch& p) { return !journal || journal->Add(p); });
+  if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  return Finish(res, path, run);
+}
+
+Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::string& journalTemp) {
+  File f(path, File::Mode::ReadWrite);
+  if (!f) return Outcome::Failed(CannotOpen(path, f));
+  auto spans = pbp::PalFixSpans(f);
+  if (!spans) return Outcome::Failed(pbp::kEbootNotValid);
+  PalFixOptions options = OptionsFor(run);
+  std::optional<pbp::PatchJournal> packageJournal;
+  if (!journalTemp.empty()) {
+    PalFixOptions dry = options;
+    dry.write = false;
+    std::vector<PalPatch> found;
+    NoProgress quiet;
+    PalFixResult seen = ApplyPalFix(f, *spans, dry, &found, quiet, run.cancel);
+    if (seen.cancelled) {
+      run.cancel.Take();
+      return Outcome::Cancelled();
+    }
+    if (found.empty()) return Outcome::Success();
+    // A window may straddle a block's stored-mode head, so each note takes the head too.
+    std::vector<FileSpan> regions;
+    for (const PalPatch& p : found) regions.push_back({p.offset, 8 + pbp::kStoredHeadSize});
+    packageJournal.emplace(path, journalTemp);
+    if (std::string e = packageJournal->Begin(f, regions); !e.empty()) return Outcome::Failed(e);
+  }
+  PalFixResult res = ApplyPalFix(f, *spans, options, nullptr, run.progress, run.cancel);
+  if (packageJournal && res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
+  if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  if (packageJournal) {
+    if (res.cancelled || !res.error.empty()) {
+      std::string undone = packageJournal->RollBack();
+      res.patches = 0;
+      if (!undone.empty()) res.error += ". " + undone;
+    } else {
+      packageJournal->Finish();
+    }
+  }
+  return Finish(res, path, run);
+}
+
+std::string RecoverInterruptedPalFix(const std::string& workFolder) {
+  const std::string journal = TempFolder(workFolder) + kPalJournal;
+  if (!FileExists(journal)) return "";
+  Bytes bytes;
+  if (!ReadWholeFile(journal, bytes, 64ull << 20)) return "The PAL fix journal could not be read.";
+  std::vector<std::string> lines =
+      SplitLines(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  if (lines.empty() || lines[0].empty()) {
+    DeleteFileIfExists(journal);
+    return "";
+  }
+  std::vector<PalPatch> undo;
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    PalPatch p;
+    unsigned long long off = 0;
+    unsigned w0 = 0, w1 = 0;
+    if (std::sscanf(lines[i].c_str(), "%llu %x %x", &off, &w0, &w1) != 3) continue;
+    p.offset = off;
+    p.w0 = w0;
+    p.w1 = w1;
+    undo.push_back(p);
+  }
+  std::string err = undo.empty() ? "" : ReplayPalUndo(lines[0], undo);
+  if (!err.empty()) return "The PAL fix on " + lines[0] + " could not be undone: " + err;
+  DeleteFileIfExists(journal);
+  return "";
+}
+
+}  // namespace ebf

@@ -1,0 +1,55 @@
+#pragma once
+// The PAL -> NTSC fix as a run makes it: on the user's own source image, every change noted
+// in a journal before it is written so that the clean-up (or, after a crash, the next
+// start) can put the image back; or on the disc image inside a package.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/cancel.h"
+#include "common/file_io.h"
+#include "common/outcome.h"
+#include "common/progress.h"
+#include "disc/pal_fix.h"
+
+namespace ebf {
+
+// The journal in Temp: the image's path, then one "offset w0 w1" line per change.
+inline constexpr const char* kPalJournal = "PALFIX.UNDO";
+
+class PalJournal {
+ public:
+  PalJournal(const std::string& workFolder, const std::string& image);
+  // False when the note could not be made to last: the change must then not be written.
+  bool Add(const PalPatch& patch);
+  bool ok() const { return ok_; }
+
+ private:
+  std::string path_;
+  File file_;
+  bool ok_ = true;
+};
+
+struct PalFixRun {
+  bool screen = false, graphics = false;
+  Progress& progress;
+  CancelToken& cancel;
+  uint64_t patches = 0;  // the changes made, added up over the run
+};
+
+// The fix over a whole image. Every change goes into `undo` (and the journal, when given)
+// before it is written.
+Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPatch>& undo,
+                      PalJournal* journal);
+
+// The fix over the disc image inside a package. With `journalTemp`, the package is the
+// user's own and the fix is all or nothing: the changes are found first, the bytes they
+// overwrite journalled beside the package (pbp/patch_journal.h), and only then written.
+Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::string& journalTemp);
+
+// Puts back a PAL fix that a run interrupted by a crash left on a user's image. Called at
+// start; returns "" or what went wrong.
+std::string RecoverInterruptedPalFix(const std::string& workFolder);
+
+}  // namespace ebf

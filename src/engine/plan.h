@@ -1,0 +1,125 @@
+#pragma once
+// A conversion is planned before it runs: what the window or the command line was given
+// becomes one plan that has passed every check made before anything is written. The run
+// (conversion.h) then carries the plan out and never changes it.
+
+#include <array>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "app/settings.h"
+#include "assets/slots.h"
+#include "common/outcome.h"
+#include "common/program_folders.h"
+#include "common/questions.h"
+#include "disc/resolver.h"
+
+namespace ebf {
+
+// The refusals of the checks, in the program's own words.
+inline constexpr const char* kMsgInputMissing = "The input file doesn't exist!";
+inline constexpr const char* kMsgInputTooShort = "The input file can't possibly be valid! XD";
+inline constexpr const char* kMsgNoOutput = "Please enter an output folder!";
+inline constexpr const char* kMsgOutputInvalid = "The output folder is invalid!";
+inline constexpr const char* kMsgOutputIsData =
+    "The output folder is cannot be the same as the Data folder!";
+inline constexpr const char* kIsoQuestion =
+    "It appears that you're using an ISO.  Some games will not work when using this format - it "
+    "is recommended that you use a BIN+CUE or IMG+CCD instead.  Note, do not convert the ISO to "
+    "BIN/IMG - re-dump the game if possible.  Are you sure you wish to continue?";
+
+// A slot row as the user left it: ticked or not, and the text typed or browsed ("" = the
+// default, or the original asset of a package input).
+struct SlotChoice {
+  bool ticked = true;
+  std::string text;
+};
+
+// What a conversion starts from: the window's controls, or the command line's arguments.
+struct JobInput {
+  std::string input;  // as typed, dropped or named
+  // Resolve the input as a drop does (companion files, the disc's identity, the package's
+  // inspection, the per-game assets): the command line. The window resolved it when the
+  // input was chosen, and the user may have changed what it found since.
+  bool resolve = false;
+  // The output folder; with `resolve`, "" takes the one the resolver works out. For a
+  // package patched in place it is not used.
+  std::string output;
+  // What the user typed or chose; with `resolve`, what is not given is what the disc says.
+  std::optional<std::string> title, saveName, gameId;
+  std::string region;  // the region caption ("NTSC", "PAL" or anything); found with `resolve`
+  std::array<SlotChoice, kSlotCount> assets{};
+  // The package's own assets are in Temp (its inspection ran); blank slots then keep them.
+  bool packageInspected = false;
+  int level = 9;
+  bool palFixScreen = false, palFixGraphics = false;
+  bool recompress = false;  // a package is rebuilt through the converter
+  // Ask before overwriting files in the output folder and before the PAL fix goes onto the
+  // source image. The command line does not ask.
+  bool confirm = true;
+  // Output folders that earlier games of a batch took (as OutputFolderKey gives them): this
+  // game's gets " (2)" and so on.
+  std::set<std::string> takenOutputFolders;
+};
+
+enum class JobKind {
+  NewPackage,         // a disc image through the converter
+  PatchPackage,       // a package patched in place, or rebuilt when the new assets do not fit
+  RecompressPackage,  // a package's disc image taken out and converted again
+};
+
+// One asset slot as planned: the user's choice and the file the package gets.
+struct Slot {
+  bool ticked = true;
+  std::string text;
+  std::string path;
+};
+
+// What the run needs from the settings.
+struct RunSettings {
+  int imgResMode = 0;
+  bool imgResCentre = false;
+  bool addIsoPadding = false;
+  int ebootTocExtract = 0;
+};
+
+struct ConversionPlan {
+  JobKind kind = JobKind::NewPackage;
+  std::string input;     // absolute
+  std::string dataFile;  // the disc image behind the input (the file a sheet names first)
+  std::string output;    // absolute, ending in the separator; "" for a package in place
+  std::string title, saveName, gameId;
+  std::array<Slot, kSlotCount> assets{};  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot
+  int level = 9;
+  bool palFixScreen = false, palFixGraphics = false;
+  bool confirm = true;
+  ProgramFolders folders;
+  RunSettings settings;
+
+  bool palFix() const { return palFixScreen || palFixGraphics; }
+};
+
+struct Planned {
+  Outcome outcome = Outcome::Declined();  // Success when `plan` holds the plan
+  std::optional<ConversionPlan> plan;
+  // The title the job goes by, also when it was refused (for a batch's summary).
+  std::string title;
+};
+
+// Resolves what needs resolving, runs every check in its fixed order (each refusal is a
+// failed Outcome with the check's own message; a question answered No is Declined) and
+// fills the six slots. Nothing of the user's is written; the output folder is made.
+Planned PlanConversion(const JobInput& job, const Settings& settings,
+                       const ProgramFolders& folders, Questions& questions);
+
+// A folder as a batch remembers it: absolute, without a trailing separator.
+std::string OutputFolderKey(const std::string& folder);
+
+// The output text that names the program's own Data folder exactly.
+bool IsDataFolder(const std::string& programFolder, const std::string& output);
+
+// The settings the input resolver follows.
+ResolveContext ResolverContext(const Settings& settings, const std::string& programFolder);
+
+}  // namespace ebf
