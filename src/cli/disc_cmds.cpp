@@ -161,7 +161,7 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       std::cerr << r.message << "\n";
       ctx.exitCode = 1;
     }
-    // In JSON the disc is only checked; its tracks are listed on the terminal.
+    // In JSON the disc is only checked; the track list is for the text output.
     std::string discError;
     if (ctx.json && r.message.empty() &&
         !PrintTracks(r.input, ctx.settings.addIsoPadding, true, discError))
