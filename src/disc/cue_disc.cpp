@@ -50,8 +50,7 @@ DiscOpenResult OneFile(const std::string& cuePath, const CueSheet& sheet, const 
     // An ISO with a sheet of its own: the ISO alone is padded to raw sectors.
     if (t.mode == "MODE1/2048" && sheet.tracks.size() == 1)
       e += " Choose " + FileNameOf(file) +
-           " itself to convert it as an image of 2,048-byte "
-           "sectors.";
+           " itself to convert it as an image of 2,048-byte sectors.";
     return DiscFailure(e);
   }
   SectorMapParts parts = PlainImageParts(file, options.addIsoPadding);
