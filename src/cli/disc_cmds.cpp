@@ -45,20 +45,19 @@ std::string Hex(uint64_t value, int width) {
   return text;
 }
 
-// The track list of a disc read from a sheet. False when the sheet cannot be converted.
-bool PrintTracks(const std::string& input, bool addIsoPadding) {
+// The track list of a disc read from a sheet, or, when the disc cannot be opened as a
+// conversion opens it (a bad sheet, a broken CloneCD or Alcohol sheet, a damaged CHD),
+// why not. False in that case.
+bool PrintTracks(const std::string& input, bool addIsoPadding, bool json, std::string& error) {
+  if (Extension4(input) == ".PBP") return true;  // a package's disc is read by `info`
   DiscOpenResult opened = OpenDiscImage(input, {addIsoPadding});
   if (!opened.disc) {
-    if (Extension4(input) != ".CUE") return true;
-    std::cerr << ReplaceAll(opened.message, "\r\n", "\n") << "\n";
-    // A sheet of one file is read the first way whatever the full reading says.
-    Bytes text;
-    return ReadWholeFile(input, text, 1 << 20) &&
-           IsOneFileCueSheet(
-               std::string_view(reinterpret_cast<const char*>(text.data()), text.size()));
+    error = ReplaceAll(opened.message, "\r\n", "\n");
+    std::cerr << error << "\n";
+    return false;
   }
   const DiscInfo& disc = opened.disc->info();
-  if (disc.sheet.empty()) return true;
+  if (disc.sheet.empty() || json) return true;
   for (const DiscTrack& t : disc.tracks) {
     std::cout << "track " << (t.number < 10 ? "0" : "") << t.number << " = " << std::left
               << std::setw(10) << TrackModeName(t.mode) << std::right << " at "
@@ -161,6 +160,11 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       std::cerr << r.message << "\n";
       ctx.exitCode = 1;
     }
+    // In JSON the disc is only checked; the track list is for the text output.
+    std::string discError;
+    if (ctx.json && r.message.empty() &&
+        !PrintTracks(r.input, ctx.settings.addIsoPadding, true, discError))
+      ctx.exitCode = 1;
     if (ctx.json) {
       Json passes = Json::array();
       for (const auto& pass : r.assetPasses)
@@ -174,7 +178,7 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
                  {"outputFolder", r.outputFolder},
                  {"assetPasses", passes},
                  {"inspection", r.runInspection},
-                 {"message", r.message}});
+                 {"message", r.message.empty() ? discError : r.message}});
       return;
     }
     std::cout << "input = " << r.input << "\n"
@@ -187,7 +191,8 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
     for (const auto& pass : r.assetPasses)
       std::cout << (pass.second ? "asset pass 2 = " : "asset pass 1 = ") << pass.gameId << "\n";
     std::cout << "inspection = " << (r.runInspection ? "yes" : "no") << "\n";
-    if (r.message.empty() && !PrintTracks(r.input, ctx.settings.addIsoPadding)) ctx.exitCode = 1;
+    if (r.message.empty() && !PrintTracks(r.input, ctx.settings.addIsoPadding, false, discError))
+      ctx.exitCode = 1;
   });
 
   auto* palfix = app.add_subcommand("palfix", "List (or apply) the PAL -> NTSC fix in an image");

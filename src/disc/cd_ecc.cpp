@@ -113,8 +113,8 @@ void CdComputeEcc(uint8_t* sector, bool zeroAddress) {
 }
 
 bool CdEccMatches(const uint8_t* sector, bool zeroAddress) {
-  uint8_t copy[kRawSectorBytes];
-  std::memcpy(copy, sector, kRawSectorBytes);
+  uint8_t copy[kRawSectorSize];
+  std::memcpy(copy, sector, kRawSectorSize);
   CdComputeEcc(copy, zeroAddress);
   return std::memcmp(copy + kEccPOffset, sector + kEccPOffset, 276) == 0;
 }

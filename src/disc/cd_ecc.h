@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/cd_sector.h"
+
 namespace ebf {
 
-inline constexpr std::size_t kRawSectorBytes = 2352;
 inline constexpr std::size_t kEccPOffset = 0x81C;  // 172 bytes of P parity
 inline constexpr std::size_t kEccQOffset = 0x8C8;  // 104 bytes of Q parity
 

@@ -25,6 +25,7 @@ TrackMode ModeOf(const std::string& mode) {
   return mode.rfind("MODE1", 0) == 0 ? TrackMode::Mode1 : TrackMode::Mode2;
 }
 
+// The modes whose sectors are 2,352 bytes in the file, as the converter takes them.
 bool Joinable(const std::string& mode) {
   return mode == "AUDIO" || mode == "MODE1/2352" || mode == "MODE2/2352";
 }
@@ -40,6 +41,18 @@ const CueIndex& Index01(const CueTrack& t) {
 // The sheet's one file, read as a plain image, with the sheet's tracks on it.
 DiscOpenResult OneFile(const std::string& cuePath, const CueSheet& sheet, const std::string& file,
                        const DiscOpenOptions& options) {
+  const std::string cue = FileNameOf(cuePath);
+  for (const CueTrack& t : sheet.tracks) {
+    if (Joinable(t.mode)) continue;
+    std::string e = "Track " + Two(t.number) + " of " + cue + " is " + t.mode +
+                    ", which cannot be converted: the converter takes 2,352-byte sectors "
+                    "(AUDIO, MODE1/2352 or MODE2/2352).";
+    // An ISO with a sheet of its own: the ISO alone is padded to raw sectors.
+    if (t.mode == "MODE1/2048" && sheet.tracks.size() == 1)
+      e += " Choose " + FileNameOf(file) +
+           " itself to convert it as an image of 2,048-byte sectors.";
+    return DiscFailure(e);
+  }
   SectorMapParts parts = PlainImageParts(file, options.addIsoPadding);
   if (!parts.error.empty()) return DiscFailure(parts.error);
   std::vector<DiscTrack> tracks;
@@ -178,6 +191,13 @@ class Joiner {
 
 }  // namespace
 
+DiscOpenResult OpenOneFileCueDisc(const std::string& cuePath, std::string_view text,
+                                  const std::string& imagePath, const DiscOpenOptions& options) {
+  CueParse parse = ParseCueSheet(text, FileNameOf(cuePath), CueReading::OneFile);
+  if (!parse.error.empty()) return DiscFailure(parse.error);
+  return OneFile(cuePath, parse.sheet, imagePath, options);
+}
+
 DiscOpenResult OpenCueDisc(const std::string& cuePath, const DiscOpenOptions& options) {
   Bytes bytes;
   if (IsDirectory(cuePath) || !ReadWholeFile(cuePath, bytes, kMaxSheetBytes))
@@ -185,7 +205,9 @@ DiscOpenResult OpenCueDisc(const std::string& cuePath, const DiscOpenOptions& op
   const bool empty = bytes.size() == 1 && bytes[0] == 0;
   const std::string text = TextFileToUtf8(
       std::string_view(reinterpret_cast<const char*>(bytes.data()), empty ? 0 : bytes.size()));
-  CueParse parse = ParseCueSheet(text, FileNameOf(cuePath));
+  const bool oneFile = IsOneFileCueSheet(text);
+  CueParse parse =
+      ParseCueSheet(text, FileNameOf(cuePath), oneFile ? CueReading::OneFile : CueReading::Full);
   if (!parse.error.empty()) return DiscFailure(parse.error);
   const CueSheet& sheet = parse.sheet;
 
@@ -197,7 +219,7 @@ DiscOpenResult OpenCueDisc(const std::string& cuePath, const DiscOpenOptions& op
                          FileNameOf(cuePath) + ")");
     paths.push_back(path);
   }
-  if (IsOneFileCueSheet(text)) return OneFile(cuePath, sheet, paths[0], options);
+  if (oneFile) return OneFile(cuePath, sheet, paths[0], options);
   return OpenParts(Joiner(cuePath, sheet, std::move(paths)).Run());
 }
 

@@ -193,7 +193,8 @@ std::vector<std::string_view> Words(std::string_view rest) {
 
 class CueParser {
  public:
-  explicit CueParser(std::string sheetName) : name_(std::move(sheetName)) {}
+  CueParser(std::string sheetName, CueReading reading)
+      : name_(std::move(sheetName)), reading_(reading) {}
 
   CueParse Run(std::string_view text) {
     CueParse out;
@@ -206,6 +207,7 @@ class CueParser {
       if (trimmed.empty()) continue;
       line_ = lineNo;
       auto line = SplitCueLine(trimmed);
+      if (reading_ == CueReading::OneFile && PassedOver(line)) continue;
       std::string error;
       if (!line || !IsCommand(line->keyword))
         error = "\"" + trimmed + "\" is not a CUE sheet command.";
@@ -222,6 +224,13 @@ class CueParser {
   }
 
  private:
+  // What the first reading of a one-file sheet never looked at.
+  bool PassedOver(const std::optional<CueLine>& line) const {
+    if (!line) return true;
+    if (line->keyword == "INDEX") return sheet_.tracks.empty();
+    return line->keyword != "FILE" && line->keyword != "TRACK";
+  }
+
   std::string At(const std::string& what) const {
     return name_ + ", line " + std::to_string(line_) + ": " + what;
   }
@@ -340,6 +349,7 @@ class CueParser {
   }
 
   std::string name_;
+  CueReading reading_;
   CueSheet sheet_;
   int line_ = 0;
   std::optional<CueIndex> lastIndex_;
@@ -348,8 +358,8 @@ class CueParser {
 
 }  // namespace
 
-CueParse ParseCueSheet(std::string_view text, const std::string& sheetName) {
-  return CueParser(sheetName).Run(text);
+CueParse ParseCueSheet(std::string_view text, const std::string& sheetName, CueReading reading) {
+  return CueParser(sheetName, reading).Run(text);
 }
 
 }  // namespace ebf

@@ -79,10 +79,17 @@ struct CueParse {
   CueSheet sheet;
   std::string error;  // names the sheet and the line; "" when the sheet was read
 };
-// Every non-empty line must be a CUE command; tracks run 1, 2, 3 ... up to 99; INDEX
-// numbers rise within a track and INDEX times rise within a file; each track has an
-// INDEX 01; PREGAP comes before a track's INDEX lines and POSTGAP after them. `sheetName`
-// is used in messages.
-CueParse ParseCueSheet(std::string_view text, const std::string& sheetName);
+// How much of a sheet is held to the CUE format.
+enum class CueReading {
+  Full,     // every non-empty line must be a CUE command
+  OneFile,  // a sheet of one file (IsOneFileCueSheet): the lines the program's first reading
+            // of such sheets passes over (all but FILE, TRACK and INDEX lines, and INDEX
+            // lines before any TRACK) are skipped; the rest is held to the rules below
+};
+// Tracks run 1, 2, 3 ... up to 99; INDEX numbers rise within a track and INDEX times rise
+// within a file; each track has an INDEX 01; PREGAP comes before a track's INDEX lines and
+// POSTGAP after them. `sheetName` is used in messages.
+CueParse ParseCueSheet(std::string_view text, const std::string& sheetName,
+                       CueReading reading = CueReading::Full);
 
 }  // namespace ebf

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "disc/disc_image.h"
@@ -39,6 +40,13 @@ std::string PutSheetTracks(SectorMapParts& parts, std::vector<DiscTrack> tracks,
                            const std::string& sheet);
 
 DiscOpenResult OpenCueDisc(const std::string& cuePath, const DiscOpenOptions& options);
+// A sheet of one file (IsOneFileCueSheet, its text given) on the image found for it. The
+// lines the program's first reading passes over stay passed over; what would make a broken
+// disc is refused as in any sheet: a mode of other than 2,352-byte sectors, tracks out of
+// order or more than 99, INDEX lines out of order, a track without INDEX 01 or past the
+// image's end.
+DiscOpenResult OpenOneFileCueDisc(const std::string& cuePath, std::string_view text,
+                                  const std::string& imagePath, const DiscOpenOptions& options);
 DiscOpenResult OpenCcdDisc(const std::string& imagePath, const std::string& ccdPath,
                            const DiscOpenOptions& options);
 DiscOpenResult OpenMdsDisc(const std::string& mdfPath, const std::string& mdsPath);

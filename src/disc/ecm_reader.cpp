@@ -15,7 +15,7 @@ namespace {
 // Record types and what one item takes in the file and gives out.
 enum : uint8_t { kLiteral = 0, kMode1 = 1, kMode2Form1 = 2, kMode2Form2 = 3 };
 constexpr uint32_t kStoredSize[4] = {1, 3 + 2048, 0x804, 0x918};
-constexpr uint32_t kOutputSize[4] = {1, 2352, 2336, 2336};
+constexpr uint32_t kOutputSize[4] = {1, kRawSectorSize, 2336, 2336};
 
 constexpr uint64_t kSeekPointSpacing = 256 * 1024;
 constexpr uint64_t kLargestCount = 0x80000000ull;

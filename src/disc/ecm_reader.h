@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "disc/job_hooks.h"
 
@@ -71,7 +72,7 @@ class EcmReader {
   Record cur_{};
   bool haveRecord_ = false;
   uint32_t itemIndex_ = ~0u;  // which item of cur_ item_ holds
-  uint8_t item_[2352] = {};
+  uint8_t item_[kRawSectorSize] = {};
   uint64_t pos_ = 0;
 
   uint64_t hashedUpTo_ = 0;

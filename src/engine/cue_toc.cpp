@@ -9,6 +9,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/disc_file.h"
+#include "disc/disc_openers.h"
 
 namespace ebf {
 namespace {
@@ -125,7 +126,8 @@ std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder) {
   return {};
 }
 
-CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder) {
+CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder,
+                          const DiscOpenOptions& options) {
   CuePreparation prep;
   Bytes text;
   if (!ReadWholeFile(cuePath, text, 1 << 20)) return {kMsgBinNotFound, ""};
@@ -153,6 +155,11 @@ CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputF
     image = fallback;
   }
   prep.imagePath = image;
+  // The table keeps the first reading; a sheet that would make a broken disc stops here.
+  if (DiscOpenResult disc = OpenOneFileCueDisc(cuePath, sheet, image, options); !disc.disc) {
+    prep.result = disc.message;
+    return prep;
+  }
 
   CueToc toc = BuildCueToc(sheet, DiscFileSize(image).value_or(0));
   prep.result = WriteIsoToc(toc.toc, outputFolder);

@@ -36,9 +36,11 @@ struct CuePreparation {
   std::string imagePath;  // the data file the sheet names
 };
 
-// Reads the sheet, finds its image (the name beside the sheet unless absolute, found
-// case-blind, else the same name ending in ".bin") and writes ISO.TOC into the output
-// folder (ending in the separator).
-CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder);
+// Reads a sheet of one file, finds its image (the name beside the sheet unless absolute,
+// found case-blind, else the same name ending in ".bin") and writes ISO.TOC into the output
+// folder (ending in the separator). A sheet whose disc would come out broken (see
+// OpenOneFileCueDisc) gets its message and no ISO.TOC.
+CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder,
+                          const DiscOpenOptions& options = {});
 
 }  // namespace ebf

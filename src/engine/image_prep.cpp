@@ -126,8 +126,9 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
     opened = OpenPlainDisc(inputPath, options);
   } else if (Extension4(inputPath) == ".CUE" && IsOneFileSheet(inputPath)) {
     // A sheet of one file keeps the program's first reading: the TOC as the sheet's text
-    // gives it, the file it names prepared like any image.
-    CuePreparation cue = PrepareCue(inputPath, outputFolder);
+    // gives it, the file it names prepared like any image; but a sheet that would make a
+    // broken disc is refused as any sheet is.
+    CuePreparation cue = PrepareCue(inputPath, outputFolder, options);
     if (!cue.result.empty()) return {Outcome::Failed(cue.result), {}};
     opened = OpenPlainDisc(cue.imagePath, options);
   } else {

@@ -40,11 +40,11 @@ struct DiscPreparation {
   std::string imagePath;  // what the converter is given: the user's file or `tempBin`
 };
 // The whole preparation of a disc input. A CUE sheet of one file without gaps is read as it
-// always was (PrepareCue); a CUE sheet of several files, an IMG with a .ccd beside it and
-// an MDF with an .mds beside it get ISO.TOC from their sheet in the output folder (ending in
-// the separator). The image is the user's file when it already is the disc's raw sectors,
-// else it is written to `tempBin`. `plainImage` reads the input as a plain image whatever
-// lies beside it (a package's extracted image).
+// always was (PrepareCue), unless its disc would come out broken; a CUE sheet of several
+// files, an IMG with a .ccd beside it and an MDF with an .mds beside it get ISO.TOC from
+// their sheet in the output folder (ending in the separator). The image is the user's file when it
+// already is the disc's raw sectors, else it is written to `tempBin`. `plainImage` reads the input
+// as a plain image whatever lies beside it (a package's extracted image).
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
                                  Progress& progress, CancelToken& cancel);

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
 
 #include "common/files.h"
 #include "common/text.h"
 #include "support/disc_sets.h"
+#include "support/inflating_reader.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
 #include "support/runtime.h"
@@ -19,6 +21,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::TempDir;
+using Names = std::set<std::string>;
+
+// The names in a folder; none when there is no folder.
+Names Entries(const std::string& folder) {
+  Names names;
+  if (!fs::is_directory(fs::u8path(folder))) return names;
+  for (const auto& e : fs::directory_iterator(fs::u8path(folder))) {
+    const auto name = e.path().filename().u8string();
+    names.insert(std::string(name.begin(), name.end()));
+  }
+  return names;
+}
 
 class PrivateCli {
  public:
@@ -30,6 +44,7 @@ class PrivateCli {
     return test::RunProcess(root_ / "ebootforge-cli", args, {});
   }
   std::string Temp(const std::string& name) const { return folder_ + "Temp" + kSep + name; }
+  std::string TempFolder() const { return folder_ + "Temp"; }
 
  private:
   TempDir root_;
@@ -96,6 +111,138 @@ TEST(DiscLayoutsCli, BadSheetFailsWithItsMessageAndLeavesNothing) {
       << r.output;
   EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
   EXPECT_FALSE(FileExists(cli.Temp("TempBIN.bin")));
+}
+
+TEST(DiscLayoutsCli, ConvertsARedumpSetAndACloneCdImageWithTheirAudioTracks) {
+  struct Track {
+    int number;
+    bool audio;
+    int64_t start;
+  };
+  struct Layout {
+    const char* name;
+    test::DiscSet (*write)(const std::string&);
+    std::vector<Track> tracks;
+  };
+  const Layout layouts[] = {
+      {"redump", test::WriteRedumpSet, {{1, false, 0}, {2, true, 300}, {3, true, 675}}},
+      {"clonecd", test::WriteCloneCdSet, {{1, false, 0}, {2, true, 450}, {3, true, 825}}},
+  };
+  PrivateCli cli;
+  for (const Layout& l : layouts) {
+    SCOPED_TRACE(l.name);
+    TempDir dir;
+    const test::DiscSet set = l.write(dir.path());
+    test::ProcessResult r = cli.Run({"--yes", "convert", set.input, "-o", dir / "out", "--level",
+                                     "9", "--title", "Disc", "--id", "SLUS01234"});
+    ASSERT_EQ(r.exitCode, 0) << r.output;
+    EXPECT_EQ(Entries(dir / "out"), Names{"EBOOT.PBP"});
+    EXPECT_EQ(Entries(cli.TempFolder()), Names{});
+
+    test::InflatingReader reader(dir / "out/EBOOT.PBP");
+    ASSERT_EQ(reader.error(), "");
+    EXPECT_EQ(reader.discSectors(), 1125u);
+    ASSERT_EQ(reader.tracks().size(), l.tracks.size());
+    for (std::size_t i = 0; i < l.tracks.size(); ++i) {
+      SCOPED_TRACE(l.tracks[i].number);
+      EXPECT_EQ(reader.tracks()[i].number, l.tracks[i].number);
+      EXPECT_EQ(reader.tracks()[i].audio, l.tracks[i].audio);
+      EXPECT_EQ(reader.tracks()[i].start, l.tracks[i].start);
+      EXPECT_EQ(reader.tracks()[i].audioPosition, l.tracks[i].start);
+    }
+    Bytes disc;
+    ASSERT_EQ(reader.ReadSectors(0, 1125, disc), "");
+    EXPECT_TRUE(disc == set.disc);
+  }
+}
+
+TEST(DiscLayoutsCli, BadOneFileSheetsFailWithTheirMessageAndLeaveNothing) {
+  PrivateCli cli;
+  TempDir dir;
+  const test::DiscSet set = test::WriteOneFileSheet(dir.path());
+  const std::string good = test::ReadFileText(set.input);
+  struct Case {
+    std::string sheet, message;
+  };
+  const Case cases[] = {
+      {ReplaceAll(good, "TRACK 01 MODE2/2352", "TRACK 01 MODE2/2336"),
+       "Track 01 of bad.cue is MODE2/2336, which cannot be converted: the converter takes "
+       "2,352-byte sectors (AUDIO, MODE1/2352 or MODE2/2352)."},
+      {ReplaceAll(good, "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n",
+                  "  a line of garbage\n"),
+       "bad.cue, line 5: TRACK 03 should be track 02; tracks are numbered 1, 2, 3 ... in "
+       "order."},
+      {ReplaceAll(good, "INDEX 00 00:09:00\n    INDEX 01 00:11:00",
+                  "INDEX 01 00:11:00\n    INDEX 00 00:09:00"),
+       "bad.cue, line 9: INDEX 00 of track 03 comes after INDEX 01; INDEX numbers must rise."},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.message);
+    test::WriteFileText(dir / "bad.cue", c.sheet);
+    test::ProcessResult r = cli.Run({"--yes", "convert", dir / "bad.cue", "-o", dir / "out"});
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find(c.message + "\n"), std::string::npos) << r.output;
+    EXPECT_EQ(Entries(dir / "out"), Names{});
+    EXPECT_EQ(Entries(cli.TempFolder()), Names{});
+
+    r = cli.Run({"resolve", dir / "bad.cue"});
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find(c.message + "\n"), std::string::npos) << r.output;
+    EXPECT_EQ(r.output.find("track 01 ="), std::string::npos) << r.output;
+    r = cli.Run({"resolve", dir / "bad.cue", "--json"});
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find("\"message\": \"" + c.message + "\""), std::string::npos) << r.output;
+  }
+
+  // A line of garbage in a sheet that is otherwise whole is passed over, as it always was.
+  test::WriteFileText(dir / "noisy.cue", ReplaceAll(good, "  TRACK 02", "  garbage\n  TRACK 02"));
+  test::ProcessResult r = cli.Run({"resolve", dir / "noisy.cue"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
+                          "One File.bin\n"),
+            std::string::npos)
+      << r.output;
+}
+
+TEST(DiscLayoutsCli, ResolveFailsOnABrokenCloneCdOrAlcoholSheet) {
+  PrivateCli cli;
+  TempDir dir;
+  const test::DiscSet clone = test::WriteCloneCdSet(dir.MakeDir("clone"));
+  const test::DiscSet alcohol = test::WriteAlcoholSet(dir.MakeDir("alcohol"), 2352, false);
+  // Both whole: their track lists.
+  test::ProcessResult r = cli.Run({"resolve", clone.input});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("track 02 = AUDIO      at 00:06:00 (sector 450), game.img\n"),
+            std::string::npos)
+      << r.output;
+  r = cli.Run({"resolve", alcohol.input});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("track 03 = AUDIO      at 00:11:00 (sector 825), game.mdf\n"),
+            std::string::npos)
+      << r.output;
+
+  // Track 2's entry moved onto track 1's start; the MDS cut short in its track blocks (six
+  // blocks of 80 bytes from 0x70 on).
+  test::WriteFileText(clone.files[1],
+                      ReplaceAll(test::ReadFileText(clone.files[1]), "PLBA=450", "PLBA=0"));
+  Bytes mds = test::ReadFileBytes(alcohol.files[1]);
+  mds.resize(0x100);
+  test::WriteFileBytes(alcohol.files[1], mds);
+  const std::pair<std::string, std::string> broken[] = {
+      {clone.input,
+       "The entry for track 2 in GAME.CCD starts at sector 0, not after the track "
+       "before it.\n"},
+      {alcohol.input,
+       "Game.MDS is cut short: the track blocks of session 1 run past the end "
+       "of the file.\n"},
+  };
+  for (const auto& [input, message] : broken) {
+    SCOPED_TRACE(input);
+    r = cli.Run({"resolve", input});
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_NE(r.output.find(message), std::string::npos) << r.output;
+    EXPECT_EQ(r.output.find("track 01 ="), std::string::npos) << r.output;
+  }
 }
 
 TEST(DiscLayoutsCli, BatchConvertsASetThroughItsSheetOnce) {

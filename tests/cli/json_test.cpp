@@ -99,7 +99,8 @@ TEST(CliJson, QueriesPrintOneDocument) {
   const std::string bin = dir / "Metal.bin";
   test::WriteFileBytes(
       bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"), test::SectorLayout::Mode2Raw));
-  test::WriteFileText(dir / "Metal.cue", "FILE \"METAL.BIN\" BINARY\n");
+  test::WriteFileText(dir / "Metal.cue",
+                      "FILE \"METAL.BIN\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
 
   Ran id = Cli(dir, "gameid " + Q(bin) + " --json");
   EXPECT_EQ(id.exit, 0);

@@ -96,6 +96,40 @@ TEST(CueParse, RefusesSheetsWhoseTracksCannotBePlaced) {
   }
 }
 
+TEST(CueParse, OneFileReadingPassesOverOnlyWhatTheFirstReadingPassedOver) {
+  // Lines that are no command, commands without anything for the disc, an INDEX before any
+  // TRACK: passed over by the one-file reading, refused by the full one.
+  const std::string noisy =
+      "INDEX 01 00:10:00\nFILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nripped with care\n"
+      "FLAGS\nINDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 00 00:10:00\nINDEX 01 00:12:00\n";
+  CueParse p = ParseCueSheet(noisy, "s.cue", CueReading::OneFile);
+  ASSERT_EQ(p.error, "");
+  ASSERT_EQ(p.sheet.tracks.size(), 2u);
+  ASSERT_EQ(p.sheet.tracks[0].indexes.size(), 1u);
+  EXPECT_EQ(p.sheet.tracks[0].indexes[0].frames, 0u);
+  ASSERT_EQ(p.sheet.tracks[1].indexes.size(), 2u);
+  EXPECT_EQ(p.sheet.tracks[1].indexes[1].frames, 900u);
+  EXPECT_EQ(ParseCueSheet(noisy, "s.cue").error,
+            "s.cue, line 1: INDEX comes before any TRACK line.");
+
+  // What places the tracks is held to the same rules.
+  const std::string head = "FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n";
+  const std::pair<std::string, std::string> refused[] = {
+      {head + "junk\nTRACK 03 AUDIO\nINDEX 01 00:10:00\n",
+       "s.cue, line 5: TRACK 03 should be track 02; tracks are numbered 1, 2, 3 ... in order."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n",
+       "s.cue, line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n",
+       "s.cue, line 5: INDEX 01 of track 02 (00:00:00) does not come after INDEX 01 of track 01 "
+       "(00:00:00) in the same file; INDEX times must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01."},
+      {head + "TRACK 100 AUDIO\n", "s.cue, line 4: track 100: a disc holds at most 99 tracks."},
+      {"FILE \"a.bin\" BINARY\n", "s.cue holds no tracks."},
+  };
+  for (const auto& [sheet, message] : refused)
+    EXPECT_EQ(ParseCueSheet(sheet, "s.cue", CueReading::OneFile).error, message) << sheet;
+}
+
 TEST(CueParse, OneFileSheetsAreTheOnesWithoutASecondFileOrGaps) {
   EXPECT_TRUE(
       IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n"

@@ -118,12 +118,20 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
                                 {3, TrackMode::Audio, 675, 825, 450, 0, 0, "One File.bin"}});
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
 
-  // An ISO named by a one-file sheet is padded as an ISO dropped on its own would be.
+  // An ISO named by a one-file sheet of 2,048-byte sectors: the sheet's TOC would count
+  // the ISO in 2,352-byte sectors, so the sheet is refused and the ISO itself is offered;
+  // dropped on its own, the ISO is padded to raw sectors.
   const Bytes iso = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
   test::WriteFileBytes(dir / "iso.iso", iso);
   test::WriteFileText(dir / "iso.cue",
                       "FILE \"iso.iso\" BINARY\nTRACK 01 MODE1/2048\nINDEX 01 00:00:00\n");
   r = OpenDiscImage(dir / "iso.cue");
+  EXPECT_FALSE(r.disc);
+  EXPECT_EQ(r.message,
+            "Track 01 of iso.cue is MODE1/2048, which cannot be converted: the converter takes "
+            "2,352-byte sectors (AUDIO, MODE1/2352 or MODE2/2352). Choose iso.iso itself to "
+            "convert it as an image of 2,048-byte sectors.");
+  r = OpenDiscImage(dir / "iso.iso");
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
   EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);

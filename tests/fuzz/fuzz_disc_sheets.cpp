@@ -16,6 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   switch (data[0] % 3) {
     case 0:
       ebf::ParseCueSheet(text, "fuzz.cue");
+      ebf::ParseCueSheet(text, "fuzz.cue", ebf::CueReading::OneFile);
       ebf::IsOneFileCueSheet(text);
       break;
     case 1:

@@ -61,7 +61,7 @@ std::string ChdCdImage::Open(const std::string& path) {
   }
   // The last track's padding may be cut off; its frames may not.
   const uint64_t lastFrameEnd = tracks_.back().chdFrame + tracks_.back().storedFrames;
-  if (lastFrameEnd * kFrameBytes > file_.header().logicalBytes)
+  if (lastFrameEnd * kRawSubSectorSize > file_.header().logicalBytes)
     return file_.Message("is damaged: its tracks run past the end of its data.");
   sectors_ = static_cast<uint32_t>(sector);
   return "";
@@ -69,17 +69,17 @@ std::string ChdCdImage::Open(const std::string& path) {
 
 std::string ChdCdImage::ReadTrackSector(const CdTrackLayout& t, uint32_t sector, uint8_t* out) {
   if (sector < t.firstStored || sector >= t.firstStored + t.storedFrames) {
-    std::memset(out, 0, kSectorBytes);  // a pregap or postgap the file does not hold
+    std::memset(out, 0, kRawSectorSize);  // a pregap or postgap the file does not hold
     return "";
   }
   const uint64_t frame = t.chdFrame + (sector - t.firstStored);
   const uint32_t perHunk = file_.header().FramesPerHunk();
   const uint8_t* hunk = file_.Hunk(static_cast<uint32_t>(frame / perHunk));
   if (!hunk) return file_.error();
-  const uint8_t* src = hunk + (frame % perHunk) * kFrameBytes;
+  const uint8_t* src = hunk + (frame % perHunk) * kRawSubSectorSize;
   if (t.audio) {
     // Stored big-endian.
-    for (uint32_t i = 0; i < kSectorBytes; i += 2) {
+    for (uint32_t i = 0; i < kRawSectorSize; i += 2) {
       out[i] = src[i + 1];
       out[i + 1] = src[i];
     }
@@ -93,13 +93,13 @@ std::string ChdCdImage::ReadTrackSector(const CdTrackLayout& t, uint32_t sector,
     PutSyncAndAddress(out, sector, 2);
     std::memcpy(out + 16, src, 2336);
   } else {
-    std::memcpy(out, src, kSectorBytes);
+    std::memcpy(out, src, kRawSectorSize);
   }
   return "";
 }
 
 std::string ChdCdImage::ReadSectors(uint32_t first, uint32_t count, std::span<uint8_t> out) {
-  if (uint64_t{first} + count > sectors_ || out.size() < std::size_t{count} * kSectorBytes)
+  if (uint64_t{first} + count > sectors_ || out.size() < std::size_t{count} * kRawSectorSize)
     return file_.Message("was read past its last sector.");
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t sector = first + i;
@@ -109,7 +109,7 @@ std::string ChdCdImage::ReadSectors(uint32_t first, uint32_t count, std::span<ui
       while (sector >= tracks_[lastTrack_].end) ++lastTrack_;
     }
     std::string error =
-        ReadTrackSector(tracks_[lastTrack_], sector, out.data() + std::size_t{i} * kSectorBytes);
+        ReadTrackSector(tracks_[lastTrack_], sector, out.data() + std::size_t{i} * kRawSectorSize);
     if (!error.empty()) return error;
   }
   return "";

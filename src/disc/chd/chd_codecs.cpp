@@ -35,11 +35,11 @@ uint32_t LzmaDictionary(uint32_t size) {
 }  // namespace
 
 HunkCodecs::HunkCodecs(uint32_t hunkBytes)
-    : hunkBytes_(hunkBytes), frames_(hunkBytes / kFrameBytes), zlib_(new z_stream{}) {
+    : hunkBytes_(hunkBytes), frames_(hunkBytes / kRawSubSectorSize), zlib_(new z_stream{}) {
   zlibReady_ = inflateInit2(zlib_.get(), -15) == Z_OK;
   zstd_ = ZSTD_createDCtx();
-  base_.resize(std::size_t{frames_} * kSectorBytes);
-  sub_.resize(std::size_t{frames_} * kSubcodeBytes);
+  base_.resize(std::size_t{frames_} * kRawSectorSize);
+  sub_.resize(std::size_t{frames_} * kSubchannelSize);
 }
 
 HunkCodecs::~HunkCodecs() {
@@ -104,9 +104,9 @@ std::string HunkCodecs::Flac(std::span<const uint8_t> src, std::span<uint8_t> ds
 
 void HunkCodecs::Interleave(std::span<uint8_t> dst, std::span<const uint8_t> eccBits) {
   for (uint32_t i = 0; i < frames_; ++i) {
-    uint8_t* frame = dst.data() + std::size_t{i} * kFrameBytes;
-    std::memcpy(frame, &base_[std::size_t{i} * kSectorBytes], kSectorBytes);
-    std::memcpy(frame + kSectorBytes, &sub_[std::size_t{i} * kSubcodeBytes], kSubcodeBytes);
+    uint8_t* frame = dst.data() + std::size_t{i} * kRawSubSectorSize;
+    std::memcpy(frame, &base_[std::size_t{i} * kRawSectorSize], kRawSectorSize);
+    std::memcpy(frame + kRawSectorSize, &sub_[std::size_t{i} * kSubchannelSize], kSubchannelSize);
     // Sync and ECC were left out when they could be rebuilt from the rest.
     if (!eccBits.empty() && (eccBits[i / 8] & (1u << (i % 8)))) {
       std::memcpy(frame, kSectorSync, sizeof kSectorSync);
@@ -145,7 +145,7 @@ std::string HunkCodecs::CdFrames(uint32_t codec, std::span<const uint8_t> src,
 std::string HunkCodecs::CdFlac(std::span<const uint8_t> src, std::span<uint8_t> dst) {
   std::size_t used = 0;
   std::string error =
-      flac_.Decode(src, FlacBlockSize(frames_ * kSectorBytes, kSectorBytes), true, base_, used);
+      flac_.Decode(src, FlacBlockSize(frames_ * kRawSectorSize, kRawSectorSize), true, base_, used);
   if (error.empty()) error = Inflate(src.subspan(used), sub_);
   if (!error.empty()) return error;
   Interleave(dst, {});

@@ -57,12 +57,12 @@ std::string ParseHeader(std::span<const uint8_t> b, uint64_t fileSize, Header& h
   for (uint32_t tag : h.compressors)
     if (tag != 0 && !IsKnownCodec(tag))
       return "uses the compression \"" + CodecName(tag) + "\", which this program cannot decode.";
-  if (h.unitBytes != kFrameBytes || h.hunkBytes == 0 || h.hunkBytes % kFrameBytes != 0)
+  if (h.unitBytes != kRawSubSectorSize || h.hunkBytes == 0 || h.hunkBytes % kRawSubSectorSize != 0)
     return "is not a CD image (its hunks are not made of 2,448-byte CD frames).";
   if (h.hunkBytes > kMaxHunkBytes)
     return "is damaged: its hunk size of " + std::to_string(h.hunkBytes) +
            " bytes is larger than any CHD tool makes.";
-  if (h.logicalBytes / kFrameBytes > kMaxFrames)
+  if (h.logicalBytes / kRawSubSectorSize > kMaxFrames)
     return "is damaged: it claims " + std::to_string(h.logicalBytes) +
            " bytes, more than any CD holds.";
   h.hunkCount = static_cast<uint32_t>((h.logicalBytes + h.hunkBytes - 1) / h.hunkBytes);

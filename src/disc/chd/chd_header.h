@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "common/cd_sector.h"
+
 namespace ebf::chd {
 
 inline constexpr std::size_t kHeaderBytes = 124;
@@ -16,10 +18,8 @@ inline constexpr std::size_t kOffVersionLength = 8, kOffVersion = 12, kOffCompre
                              kOffHunkBytes = 56, kOffUnitBytes = 60, kOffRawSha1 = 64,
                              kOffOverallSha1 = 84, kOffParentSha1 = 104;
 
-// One CD frame: 2,352 bytes of sector and 96 of subcode.
-inline constexpr uint32_t kFrameBytes = 2448;
-inline constexpr uint32_t kSectorBytes = 2352;
-inline constexpr uint32_t kSubcodeBytes = 96;
+// One CD frame of a CHD: a raw sector (kRawSectorSize) and its subcode (kSubchannelSize),
+// kRawSubSectorSize in all.
 // Largest hunk accepted (chdman makes at most 1 MiB).
 inline constexpr uint32_t kMaxHunkBytes = 1u << 20;
 // More frames than any CD holds (about 100 minutes is 450,000).
@@ -49,7 +49,7 @@ struct Header {
   uint32_t hunkCount = 0;
 
   bool Compressed() const { return compressors[0] != 0; }
-  uint32_t FramesPerHunk() const { return hunkBytes / kFrameBytes; }
+  uint32_t FramesPerHunk() const { return hunkBytes / kRawSubSectorSize; }
 };
 
 // A codec tag as text: "cdlz", or hexadecimal when it is not four printable letters.

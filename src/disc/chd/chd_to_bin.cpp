@@ -24,7 +24,7 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
   File out(temp, File::Mode::Write);
   if (!out) return failWith("\"" + binPath + "\" could not be written: " + out.LastError());
   constexpr uint32_t kChunk = 256;
-  std::vector<uint8_t> buffer(std::size_t{kChunk} * kSectorBytes);
+  std::vector<uint8_t> buffer(std::size_t{kChunk} * kRawSectorSize);
   const uint32_t total = image.SectorCount();
   hooks.Report(0, total);
   for (uint32_t at = 0; at < total;) {
@@ -35,7 +35,7 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
     const uint32_t n = std::min(kChunk, total - at);
     error = image.ReadSectors(at, n, buffer);
     if (error.empty() &&
-        !out.Write(std::span<const uint8_t>(buffer.data(), std::size_t{n} * kSectorBytes)))
+        !out.Write(std::span<const uint8_t>(buffer.data(), std::size_t{n} * kRawSectorSize)))
       error = "\"" + binPath + "\" could not be written: " + out.LastError();
     if (!error.empty()) {
       out.Close();

@@ -10,10 +10,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/cd_sector.h"
+
 namespace ebf::rip {
 namespace {
 
-constexpr uint32_t kRaw = CDIO_CD_FRAMESIZE_RAW;
+static_assert(CDIO_CD_FRAMESIZE_RAW == kRawSectorSize);
 constexpr int kAudioRetries = 20;
 
 void IgnoreParanoiaStatus(long, paranoia_cb_mode_t) {}
@@ -104,7 +106,7 @@ std::string CdDrive::ReadToc(std::vector<DriveTrack>& out) {
   // The mode byte of a data track's first sector is surer than the TOC's format.
   for (DriveTrack& d : out) {
     if (d.audio || d.index1 >= d.end) continue;
-    uint8_t sector[kRaw];
+    uint8_t sector[kRawSectorSize];
     if (ReadSectors(d, d.index1, 1, sector).empty() && (sector[15] == 1 || sector[15] == 2))
       d.mode = sector[15] == 1 ? "MODE1/2352" : "MODE2/2352";
   }
@@ -124,7 +126,8 @@ std::string CdDrive::ReadSectors(const DriveTrack& track, uint32_t lsn, uint32_t
     if (cdio_read_audio_sectors(m.cdio, out, static_cast<lsn_t>(lsn), direct) != DRIVER_OP_SUCCESS)
       return "The " + where;
     if (direct == count) return "";
-    return ReadSectors(track, lsn + direct, count - direct, out + std::size_t{direct} * kRaw);
+    return ReadSectors(track, lsn + direct, count - direct,
+                       out + std::size_t{direct} * kRawSectorSize);
   }
   if (track.audio) {
     // Audio goes through paranoia, which reads overlapping runs until they agree.
@@ -149,7 +152,7 @@ std::string CdDrive::ReadSectors(const DriveTrack& track, uint32_t lsn, uint32_t
         m.nextAudio = -1;
         return "The " + where;
       }
-      std::memcpy(out + std::size_t{i} * kRaw, samples, kRaw);
+      std::memcpy(out + std::size_t{i} * kRawSectorSize, samples, kRawSectorSize);
       ++m.nextAudio;
     }
     return "";
@@ -161,7 +164,7 @@ std::string CdDrive::ReadSectors(const DriveTrack& track, uint32_t lsn, uint32_t
   } else {
     // A drive: READ CD of any sector type with sync, all headers, data and EDC/ECC.
     rc = mmc_read_cd(m.cdio, out, static_cast<lsn_t>(lsn), 0, false, true, 3, true, true, 0, 0,
-                     static_cast<uint16_t>(kRaw), count);
+                     static_cast<uint16_t>(kRawSectorSize), count);
   }
   if (rc != DRIVER_OP_SUCCESS) return "The " + where;
   return "";

@@ -4,13 +4,13 @@
 #include <filesystem>
 #include <system_error>
 
+#include "common/cd_sector.h"
 #include "common/file_io.h"
 #include "common/files.h"
 
 namespace ebf::rip {
 namespace {
 
-constexpr uint32_t kRaw = 2352;
 constexpr uint32_t kChunkSectors = 64;
 const char* kPartSuffix = ".ebf-part";
 
@@ -73,7 +73,7 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
   for (const DriveTrack& t : tracks) total += t.end - t.start;
   hooks.Report(0, total);
 
-  std::vector<uint8_t> buffer(std::size_t{kChunkSectors} * kRaw);
+  std::vector<uint8_t> buffer(std::size_t{kChunkSectors} * kRawSectorSize);
   for (std::size_t i = 0; i < tracks.size(); ++i) {
     const DriveTrack& t = tracks[i];
     parts.push_back(finals[i] + kPartSuffix);
@@ -90,7 +90,7 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
         out.Close();
         return failWith(error);
       }
-      if (!out.Write(std::span<const uint8_t>(buffer.data(), std::size_t{n} * kRaw))) {
+      if (!out.Write(std::span<const uint8_t>(buffer.data(), std::size_t{n} * kRawSectorSize))) {
         std::string why = out.LastError();
         out.Close();
         return failWith("\"" + finals[i] + "\" could not be written: " + why);
