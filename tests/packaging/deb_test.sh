@@ -42,6 +42,13 @@ metadata() {
   local types
   types=$(sed -n 's/^MimeType=//p' "$root/usr/share/applications/$id.desktop")
   [[ $types == *"application/x-pbp;"* ]] || fail "the desktop entry does not open packages"
+  # The AppStream file offers exactly the types the desktop entry opens.
+  local provides opens
+  provides=$(sed -n 's|.*<mediatype>\(.*\)</mediatype>.*|\1|p' \
+    "$root/usr/share/metainfo/$id.metainfo.xml" | sort | tr '\n' ' ')
+  opens=$(tr ';' '\n' <<<"$types" | sed '/^$/d' | sort | tr '\n' ' ')
+  [ "$provides" == "$opens" ] ||
+    fail "AppStream provides '$provides' but the desktop entry opens '$opens'"
   IFS=';' read -ra list <<<"$types"
   for t in "${list[@]}"; do
     [[ $t == application/x-pbp ]] && continue
