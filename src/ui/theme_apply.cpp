@@ -208,6 +208,13 @@ void ApplyTheme(QWidget* window, const ThemeContext& theme, WindowKind kind) {
              .arg(Css(c.editBg), Css(c.editFg), Css(border), Css(c.accent), Css(c.quiet),
                   Css(c.boxBg), Css(c.groupTitle), Css(regionBg), Css(c.onAccent))
              .arg(Css(c.editQuiet), Css(ReadableOn(Qt::white, {regionBg})));
+  // A header is an item view too, so the rule above would give it the text box colours,
+  // which the desktop style then shades into a gradient of its own: its sections get the
+  // box colours instead, flat, so that the text reads on exactly what it stands on.
+  css += QStringLiteral(
+             "QHeaderView::section { background: %1; color: %2; border: none;"
+             " border-right: 1px solid %3; border-bottom: 1px solid %3; padding: 3px 6px; }\n")
+             .arg(Css(c.boxBg), Css(c.fg), Css(border));
   css += QStringLiteral(
              "QToolTip { background-color: %1; color: %2; border: 1px solid %3;"
              " padding: 3px 6px; }\n"

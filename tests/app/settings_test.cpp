@@ -196,13 +196,13 @@ TEST(Startup, TheUsersFilesStandInAndTheConverterIsWhereTheFoldersSay) {
   dir.MakeDir("user/Data");
   dir.MakeDir("share/Data");
   test::WriteFileText(dir / "user/Data/BASE.PBP", "");
-  EXPECT_NE(CheckRequiredFiles(f), "");  // DATA.PSP in neither tree
+  EXPECT_EQ(CheckRequiredFiles(f), test::MissingFilesMessage());  // DATA.PSP in neither tree
   test::WriteFileText(dir / "share/Data/DATA.PSP", "");
   EXPECT_EQ(CheckRequiredFiles(f), "");  // BASE.PBP from the user's, DATA.PSP shipped
 
   // A converter in the shipped Data/ does not count when the folders put it elsewhere.
   test::WriteFileText(dir / "share/Data/tarnwick.exe", "");
-  EXPECT_EQ(CheckConverterPresent(f), "The file, tarnwick.exe is missing!!!");
+  EXPECT_EQ(CheckConverterPresent(f), test::ConverterMissingMessage());
   dir.MakeDir("libexec");
   test::WriteFileText(dir / "libexec/tarnwick.exe", "");
   EXPECT_EQ(CheckConverterPresent(f), "");

@@ -13,7 +13,6 @@
 namespace ebf {
 namespace {
 
-using test::ShellQuote;
 using test::TempDir;
 
 std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
@@ -70,16 +69,15 @@ TEST(DrawnSize, ModesWithHalfEvenRounding) {
 class SlotConversion : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
     // Quadrants: red, green / blue, white, so placement and cropping show in the pixels.
-    ASSERT_TRUE(test::RunQuiet(
-        "convert -size 320x240 xc:red xc:lime +append \\( -size 320x240 xc:blue xc:white "
-        "+append \\) -append -quality 95 " +
-        ShellQuote(jpeg_)));
-    ASSERT_TRUE(
-        test::RunQuiet("convert -size 500x500 xc:red xc:lime +append \\( -size "
-                       "500x500 xc:blue xc:white +append \\) -append bmp3:" +
-                       ShellQuote(bmp_)));
+    ASSERT_TRUE(test::DrawWithImageMagick(
+        "-size 320x240 xc:red xc:lime +append \\( -size 320x240 xc:blue xc:white +append \\) "
+        "-append -quality 95",
+        jpeg_));
+    ASSERT_TRUE(test::DrawWithImageMagick(
+        "-size 500x500 xc:red xc:lime +append \\( -size 500x500 xc:blue xc:white +append \\) "
+        "-append",
+        "bmp3:" + bmp_));
   }
 
   // Converts and returns the written file (checked by pngcheck) with its pixels.

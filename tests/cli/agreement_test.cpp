@@ -36,11 +36,6 @@ Ran Cli(const std::vector<std::string>& args) {
   return {r.exitCode, r.output};
 }
 
-// A picture made by ImageMagick, the independent witness for pictures.
-void MakePicture(const std::string& spec, const std::string& path) {
-  ASSERT_TRUE(test::RunQuiet("convert " + spec + " " + ShellQuote(path))) << spec;
-}
-
 std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
   const Bytes png = test::ReadFileBytes(path);
   if (png.size() < 24) return {0, 0};
@@ -101,7 +96,7 @@ TEST(CliAgreesWithTheWindow, InfoOpensAndRefusesWhatTheInspectionDoes) {
 TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
   TempDir dir;
   // A PNG within the slot's limits is the slot's file as it is: not resized, not rewritten.
-  MakePicture("-size 300x200 gradient:red-blue", dir / "wide.png");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 300x200 gradient:red-blue", dir / "wide.png"));
   Ran taken = Cli({"png", dir / "wide.png", dir / "out.png", "--slot", "pic1", "--mode", "2"});
   EXPECT_EQ(taken.exit, 0) << taken.out;
   EXPECT_EQ(test::ReadFileBytes(dir / "out.png"), test::ReadFileBytes(dir / "wide.png"));
@@ -109,11 +104,11 @@ TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
 
   // Other pictures are drawn at the slot's size: a 640x480 JPEG fit into PIC1 is 363x272,
   // the very PNG a run makes of it.
-  MakePicture("-size 640x480 gradient:green-black", dir / "photo.jpg");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 640x480 gradient:green-black", dir / "photo.jpg"));
   Ran fit = Cli({"png", dir / "photo.jpg", dir / "fit.png", "--slot", "pic1", "--mode", "3"});
   EXPECT_EQ(fit.exit, 0) << fit.out;
   EXPECT_EQ(PngSize(dir / "fit.png"), (std::pair<uint32_t, uint32_t>{363, 272}));
-  EXPECT_TRUE(test::RunQuiet("pngcheck -q " + ShellQuote(dir / "fit.png")));
+  EXPECT_TRUE(test::PngcheckAccepts(dir / "fit.png"));
   TempDir prog;
   std::string runPath = dir / "photo.jpg";
   c32bppDIB image;
@@ -128,7 +123,7 @@ TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
   EXPECT_EQ(PngSize(dir / "b.png"), (std::pair<uint32_t, uint32_t>{480, 272}));
 
   // A bitmap under a name the slot does not convert is left alone, so the slot refuses it.
-  MakePicture("-size 40x30 xc:red", "BMP3:" + (dir / "scan.dib"));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 40x30 xc:red", "BMP3:" + (dir / "scan.dib")));
   Ran alone = Cli({"png", dir / "scan.dib", dir / "x.png", "--slot", "pic1"});
   EXPECT_EQ(alone.exit, 1);
   EXPECT_TRUE(alone.Says("The selected PIC1.PNG file is not valid! (invalid signature)"))
@@ -139,7 +134,7 @@ TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
                   .Says("The selected PIC0.PNG file is not valid! (invalid signature)"));
 
   // What the slot refuses gets the slot's own words, and an existing output stays.
-  MakePicture("-size 481x272 xc:blue", dir / "big.png");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 481x272 xc:blue", dir / "big.png"));
   test::WriteFileText(dir / "keep.png", "mine");
   Ran big = Cli({"png", dir / "big.png", dir / "keep.png", "--slot", "pic1"});
   EXPECT_EQ(big.exit, 1);
@@ -218,7 +213,7 @@ TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGoAndRefusesWhatANewPackageR
   recipe.image = Bytes(test::kTestBlockSize, 0x33);
   test::WritePbp(dir / "EBOOT.PBP", recipe);
   const Bytes source = test::ReadFileBytes(dir / "EBOOT.PBP");
-  MakePicture("-size 480x272 gradient:red-blue", dir / "pic1.png");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", dir / "pic1.png"));
 
   // The new picture does not fit; the question and the missing file are named.
   Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
@@ -242,9 +237,9 @@ TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGoAndRefusesWhatANewPackageR
   // Files a new package refuses, refused by the rebuild in the same words, before the
   // question and before anything is written.
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  MakePicture("-size 481x272 xc:blue", dir / "wide.png");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 481x272 xc:blue", dir / "wide.png"));
   test::WriteFileText(dir / "seven.pmf", "PSMF123");
-  MakePicture("-size 60x40 xc:green", "JPEG:" + (dir / "ICON0.PNG"));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 60x40 xc:green", "JPEG:" + (dir / "ICON0.PNG")));
   const std::pair<std::string, std::string> refused[] = {
       {"--pic1=" + (dir / "wide.png"),
        "The dimensions for PIC1.PNG are too big - make sure the PNG file is 480x272 or less."},

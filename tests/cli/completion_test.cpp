@@ -4,7 +4,7 @@
 
 #include "support/picture_tools.h"
 #include "support/process_run.h"
-#include "support/runtime.h"
+#include "support/program_tree.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -16,8 +16,7 @@ class Completion : public ::testing::Test {
  protected:
   void SetUp() override {
     script_ = dir_ / "ebootforge-cli.bash";
-    test::Shell(ShellQuote(test::RuntimeFolder() + "ebootforge-cli") + " completion bash >" +
-                ShellQuote(script_));
+    test::Shell(ShellQuote(test::PrivateCli()) + " completion bash >" + ShellQuote(script_));
   }
 
   // What bash offers for the words typed, the last one being completed; one per line.

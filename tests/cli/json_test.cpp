@@ -2,9 +2,17 @@
 // json module (an independent parser), standard error kept apart.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <map>
+#include <set>
+#include <sstream>
+
 #include "common/bytes.h"
 #include "common/files.h"
+#include "support/cd_sets.h"
+#include "support/chdman.h"
 #include "support/disc_builder.h"
+#include "support/ecm_writer.h"
 #include "support/picture_tools.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
@@ -146,6 +154,132 @@ TEST(CliJson, QueriesPrintOneDocument) {
             "('Caf\xC3\xA9 Racer', 'SCES00344', ['PARAM.SFO', 'ICON0.PNG', 'ICON1.PMF', "
             "'PIC0.PNG', 'PIC1.PNG', 'SND0.AT3', 'DATA.PSP', 'DATA.PSAR'], " +
                 SizeOf(dir / "out/EBOOT.PBP") + ", ['data'])\n");
+}
+
+// The commands `--help` lists: the first word of each line under "Subcommands:" up to the
+// next blank line.
+std::set<std::string> ListedCommands(const std::string& help) {
+  std::set<std::string> commands;
+  std::istringstream lines(help);
+  std::string line;
+  bool inList = false;
+  while (std::getline(lines, line)) {
+    if (line == "Subcommands:" || line == "SUBCOMMANDS:") {
+      inList = true;
+    } else if (inList) {
+      std::istringstream words(line);
+      std::string name;
+      if (!(words >> name)) break;
+      commands.insert(name);
+    }
+  }
+  return commands;
+}
+
+// The commands the help's footer says print JSON: those named in its paragraph that starts
+// "With --json,".
+std::set<std::string> CommandsTheFooterNames(const std::string& help,
+                                             const std::set<std::string>& commands) {
+  const std::size_t start = help.find("With --json,");
+  if (start == std::string::npos) return {};
+  const std::string paragraph = help.substr(start, help.find("\n\n", start) - start);
+  std::set<std::string> named;
+  std::string word;
+  for (char c : paragraph + " ") {
+    if (std::isalnum(static_cast<unsigned char>(c))) {
+      word += c;
+    } else {
+      if (commands.count(word)) named.insert(word);
+      word.clear();
+    }
+  }
+  return named;
+}
+
+TEST(CliJson, TheHelpNamesTheCommandsThatPrintJsonAndNoOther) {
+  TempDir dir;
+  const std::string help = Cli(dir, "--help").out;
+  const std::set<std::string> commands = ListedCommands(help);
+  ASSERT_GE(commands.size(), 15u) << help;
+
+  // A run of every command that succeeds, made of files built here.
+  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
+  dir.MakeDir("discs");
+  test::WriteFileBytes(dir / "discs/other.iso",
+                       test::BuildIsoSectors(test::GameDisc("SCES_003.44")));
+  const test::CdSet set = test::WriteDataOnlySet(dir.path());
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Data Disc.chd", ""));
+  test::WriteFileBytes(dir / "Data Disc.bin.ecm", test::EncodeEcm(set.disc));
+  Bytes pal(100000, 0x55);
+  StoreLe32(&pal[70001], 0x3C028007);
+  StoreLe32(&pal[70005], 0x8C42EC90);
+  test::WriteFileBytes(dir / "pal.bin", pal);
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
+  ASSERT_EQ(
+      Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") + " --level 0 --yes")
+          .exit,
+      0);
+  const std::string eboot = Q(dir / "made/EBOOT.PBP");
+  const std::map<std::string, std::string> runs = {
+      {"batch", "batch " + Q(dir / "discs") + " -o " + Q(dir / "batch") + " --level 0 --yes"},
+      {"chd", "chd " + Q(dir / "Data Disc.chd")},
+      {"completion", "completion bash"},
+      {"convert", "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 0 --yes"},
+      {"doc", "doc make " + Q(dir / "DOCUMENT.DAT") + " --id SLUS00594 " + Q(dir / "page.png")},
+      {"drives", "drives"},
+      {"ecm", "ecm " + Q(dir / "Data Disc.bin.ecm") + " -o " + Q(dir / "decoded.bin")},
+      {"extract", "extract " + eboot + " " + Q(dir / "extracted.bin")},
+      {"gameid", "gameid " + Q(dir / "game.iso")},
+      {"info", "info " + eboot},
+      {"lookup", "lookup SLUS00776"},
+      {"palfix", "palfix " + Q(dir / "pal.bin") + " --gfx"},
+      {"png", "png " + Q(dir / "page.png") + " " + Q(dir / "pic1.png") + " --slot pic1"},
+      {"resolve", "resolve " + Q(set.cuePath)},
+      {"rip", "rip " + Q(set.cuePath) + " -o " + Q(dir / "ripped")},
+      {"settings", "settings"},
+      {"verify", "verify " + eboot},
+  };
+  // What each one prints on standard output with --json: one JSON document, one per line,
+  // or something else (an empty output included), as python3 reads it.
+  std::string files;
+  for (const std::string& command : commands) {
+    const auto run = runs.find(command);
+    if (run == runs.end()) {
+      ADD_FAILURE() << "no run of the new command '" << command << "' here: add one";
+      continue;
+    }
+    Ran ran = Cli(dir, run->second + " --json");
+    // The machine's CD drives are whatever it has, often none.
+    if (command != "drives") {
+      EXPECT_EQ(ran.exit, 0) << command << ": " << ran.err;
+    }
+    test::WriteFileText(dir / ("stdout-" + command), ran.out);
+    files += " " + Q(dir / ("stdout-" + command));
+  }
+  const std::string program =
+      "import json, os, sys\n"
+      "def kind(t):\n"
+      "    try:\n"
+      "        json.loads(t)\n"
+      "        return 'json'\n"
+      "    except ValueError:\n"
+      "        pass\n"
+      "    try:\n"
+      "        return 'json' if t.strip() and all(json.loads(l) is not None\n"
+      "                                          for l in t.splitlines()) else 'text'\n"
+      "    except ValueError:\n"
+      "        return 'text'\n"
+      "for f in sys.argv[1:]:\n"
+      "    if kind(open(f, encoding='utf-8').read()) == 'json':\n"
+      "        print(os.path.basename(f)[len('stdout-'):])\n";
+  std::istringstream printed(test::Shell("python3 -c " + ShellQuote(program) + files + " 2>&1"));
+  std::set<std::string> speakJson;
+  for (std::string name; std::getline(printed, name);) speakJson.insert(name);
+
+  EXPECT_EQ(CommandsTheFooterNames(help, commands), speakJson) << help;
+  // The commands as the footer names them today, written out: a reader sees which.
+  EXPECT_EQ(speakJson, (std::set<std::string>{"batch", "convert", "gameid", "info", "lookup",
+                                              "palfix", "resolve", "verify"}));
 }
 
 TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {

@@ -44,7 +44,7 @@ std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
 TEST(PictureCommands, PngResizesAsTheSettingsSay) {
   TempDir dir;
   const std::string jpeg = dir / "photo.jpg";
-  ASSERT_TRUE(test::RunQuiet("convert -size 640x480 xc:white " + ShellQuote(jpeg)));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 640x480 xc:white", jpeg));
   const std::string out = dir / "out.png";
   auto png = [&](const std::string& options) {
     return RunCli("png " + ShellQuote(jpeg) + " " + ShellQuote(out) + " --slot pic1 " + options);

@@ -8,6 +8,7 @@
 
 #include "common/files.h"
 #include "support/disc_builder.h"
+#include "support/picture_tools.h"
 #include "support/process_run.h"
 #include "support/temp_dir.h"
 
@@ -15,7 +16,7 @@ namespace ebf::test {
 namespace {
 
 TEST(DiscBuilder, PlainImageReadsWithIsoinfo) {
-  if (Shell("command -v isoinfo").empty()) GTEST_SKIP() << "isoinfo not installed";
+  ASSERT_TRUE(Installed("isoinfo"));
   TempDir dir;
   IsoOptions opts = GameDisc("SLUS_012.34");
   for (int i = 0; i < 60; ++i)  // enough entries to spill the root over two sectors

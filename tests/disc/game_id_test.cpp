@@ -13,6 +13,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "support/disc_builder.h"
+#include "support/picture_tools.h"
 #include "support/process_run.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -55,7 +56,7 @@ TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
 }
 
 TEST(GameIdDetect, GenisoimageDiscIsRead) {
-  if (Shell("command -v genisoimage").empty()) GTEST_SKIP() << "genisoimage not installed";
+  ASSERT_TRUE(Installed("genisoimage"));
   TempDir dir;
   std::string root = dir.MakeDir("disc");
   WriteFileText(root + "/SYSTEM.CNF", "BOOT = cdrom:\\SLUS_012.34;1\r\n");

@@ -62,9 +62,8 @@ struct PackageRun {
 
 TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   TempDir pics;
-  ASSERT_TRUE(test::RunQuiet("convert -size 481x272 xc:blue " + test::ShellQuote(pics / "w.png")));
-  ASSERT_TRUE(
-      test::RunQuiet("convert -size 60x40 xc:green JPEG:" + test::ShellQuote(pics / "ICON0.PNG")));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 481x272 xc:blue", pics / "w.png"));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 60x40 xc:green", "JPEG:" + (pics / "ICON0.PNG")));
   test::WriteFileText(pics / "seven.pmf", "PSMF123");
   const struct {
     int slot;
@@ -89,8 +88,7 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
 
   // A picture a new package takes, too large for the room: asked, then rebuilt.
   PackageRun run;
-  ASSERT_TRUE(test::RunQuiet("convert -size 480x272 gradient:red-blue " +
-                             test::ShellQuote(pics / "ok.png")));
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", pics / "ok.png"));
   run.Put(kSlotPic1, pics / "ok.png");
   ConversionOutcome outcome;
   EXPECT_EQ(RunConversion(run.req, run.ctx, &outcome), "Success.");

@@ -11,13 +11,12 @@ namespace ebf {
 namespace {
 
 using test::ReadWithImageMagick;
-using test::ShellQuote;
 using test::TempDir;
 
 class DecoderWitness : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
+    ASSERT_TRUE(test::Installed("convert"));
     test::WritePam(source_, test::GradientPicture(37, 23, true));
   }
 
@@ -97,13 +96,10 @@ namespace ebf {
 namespace {
 
 TEST(JpegDrawnSmall, DecodesFewerPixelsButKeepsItsSizeAndLook) {
-  if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
   test::TempDir dir;
   const std::string path = dir / "big.jpg";
-  ASSERT_TRUE(
-      test::RunQuiet("convert -size 1600x1200 gradient:yellow-navy -rotate 90 -resize "
-                     "1600x1200! -quality 95 " +
-                     test::ShellQuote(path)));
+  ASSERT_TRUE(test::DrawWithImageMagick(
+      "-size 1600x1200 gradient:yellow-navy -rotate 90 -resize 1600x1200! -quality 95", path));
   c32bppDIB full, reduced;
   ASSERT_TRUE(full.LoadPictureFile(path));
   ASSERT_TRUE(reduced.LoadPictureFile(path, 190, 140));

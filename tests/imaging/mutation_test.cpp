@@ -14,7 +14,7 @@ namespace ebf {
 namespace {
 
 TEST(Mutation, DamagedPicturesNeverBreakTheReaders) {
-  if (!test::HaveTool("convert")) GTEST_SKIP() << "ImageMagick convert is not installed";
+  ASSERT_TRUE(test::Installed("convert"));
   test::TempDir dir;
   const std::string source = dir / "s.pam";
   test::WritePam(source, test::GradientPicture(19, 13, true));

@@ -3,7 +3,11 @@
 #   deb_test.sh metadata PACKAGE_FOLDER   what the package declares and ships validates
 #   deb_test.sh run PACKAGE_FOLDER        the unpacked programs convert a disc with a fresh
 #                                         HOME and a read-only share folder, writing only
-#                                         under HOME's XDG folders and the output folder
+#                                         under HOME's XDG folders and the output folder;
+#                                         the desktop program starts there too
+#   deb_test.sh install PACKAGE_FOLDER    dpkg installs the package into a scratch root with
+#                                         a dpkg database of its own, man finds the pages
+#                                         there, and removing and purging leave nothing
 set -euo pipefail
 
 mode=$1
@@ -38,6 +42,13 @@ metadata() {
   local types
   types=$(sed -n 's/^MimeType=//p' "$root/usr/share/applications/$id.desktop")
   [[ $types == *"application/x-pbp;"* ]] || fail "the desktop entry does not open packages"
+  # The AppStream file offers exactly the types the desktop entry opens.
+  local provides opens
+  provides=$(sed -n 's|.*<mediatype>\(.*\)</mediatype>.*|\1|p' \
+    "$root/usr/share/metainfo/$id.metainfo.xml" | sort | tr '\n' ' ')
+  opens=$(tr ';' '\n' <<<"$types" | sed '/^$/d' | sort | tr '\n' ' ')
+  [ "$provides" == "$opens" ] ||
+    fail "AppStream provides '$provides' but the desktop entry opens '$opens'"
   IFS=';' read -ra list <<<"$types"
   for t in "${list[@]}"; do
     [[ $t == application/x-pbp ]] && continue
@@ -140,11 +151,126 @@ EOF
     convert "$games/Game.iso" -o "$out/Again" --level 0 --yes >/dev/null)
   [ -d "$scratch/xdg/cache/ebootforge/Temp" ] || fail "XDG_CACHE_HOME was not used"
   [ -f "$out/Again/EBOOT.PBP" ] || fail "the second conversion wrote nothing"
+
+  [ -x "$root/usr/bin/ebootforge" ] && desktop_start "${as[@]}"
+}
+
+# The desktop program starts from the unpacked tree with a fresh HOME and the read-only
+# share, and writes nothing but under HOME's XDG folders. It has no option that starts it
+# and then ends, so it is started, watched until its main window is drawn, and killed. Qt's
+# minimal platform, headless like the offscreen one, saves every frame it is handed when
+# QT_DEBUG_BACKINGSTORE is set: a frame the main window's size shows that the start got
+# past its checks (a refused start draws only a small message box). The instance socket
+# goes to the session's runtime and temp folders, scratch ones here.
+desktop_start() {
+  local as=("$@")
+  local home=$scratch/gui-home frames=$scratch/gui-frames tmp=$scratch/gui-tmp
+  local runtime=$scratch/gui-runtime
+  mkdir -p "$home" "$frames" "$tmp" "$runtime"
+  chmod 700 "$runtime"
+  [ "$(id -u)" -eq 0 ] && chown nobody:nogroup "$home" "$frames" "$tmp" "$runtime"
+  local before_root
+  before_root=$(snapshot "$root")
+
+  (cd "$frames" && exec "${as[@]}" env -i "HOME=$home" "PATH=/usr/bin:/bin" "LANG=C.UTF-8" \
+    "TMPDIR=$tmp" "XDG_RUNTIME_DIR=$runtime" QT_QPA_PLATFORM=minimal QT_DEBUG_BACKINGSTORE=1 \
+    "$root/usr/bin/ebootforge" >"$scratch/gui.txt" 2>&1) &
+  local pid=$! drawn="" frame size
+  for _ in $(seq 1 300); do
+    for frame in "$frames"/output*.png; do
+      [ -f "$frame" ] || continue
+      size=$(file -b "$frame" | sed -n 's/^PNG image data, \([0-9]*\) x \([0-9]*\),.*/\1 \2/p')
+      read -r width height <<<"${size:-0 0}"
+      if [ "$width" -ge 600 ] && [ "$height" -ge 300 ]; then drawn=$frame; fi
+    done
+    if [ -n "$drawn" ] || ! kill -0 "$pid" 2>/dev/null; then break; fi
+    sleep 0.1
+  done
+  local alive=yes
+  kill -0 "$pid" 2>/dev/null || alive=no
+  kill "$pid" 2>/dev/null || true
+  wait "$pid" 2>/dev/null || true
+  local said
+  said=$(grep -v QMinimalBackingStore "$scratch/gui.txt" || true)
+  [ "$alive" == yes ] || fail "the desktop program ended by itself: $said"
+  [ -n "$drawn" ] || fail "the desktop program drew no main window: $(file "$frames"/* 2>&1) $said"
+
+  [ "$(snapshot "$root")" == "$before_root" ] || fail "the desktop program changed the tree"
+  local stray
+  stray=$(cd "$home" && find . -mindepth 1 -not -path ./.cache -not -path ./.config \
+    -not -path ./.local -not -path ./.local/share -not -path './.cache/*' \
+    -not -path './.config/*' -not -path './.local/share/*')
+  [ -z "$stray" ] || fail "the desktop program wrote in HOME: $stray"
+  stray=$(cd "$tmp" && find . -mindepth 1 -not -name 'ebootforge-*')
+  [ -z "$stray" ] || fail "the desktop program wrote in TMPDIR: $stray"
+}
+
+# dpkg -i, man, dpkg --remove and --purge, all inside a scratch root: its own instdir,
+# database and log, so the machine's own dpkg database and /usr are never touched.
+install() {
+  local inst=$scratch/inst admin=$scratch/dpkg
+  mkdir -p "$inst" "$admin/info" "$admin/updates" "$admin/triggers"
+  : >"$admin/available"
+  # The dependencies are satisfied, not forced: the scratch database holds this machine's
+  # own status entries of the packages the control file depends on, so dpkg checks every
+  # name and version as declared against what is really installed here.
+  local depends names name
+  depends=$(dpkg-deb -f "$deb" Depends)
+  names=$(tr ',|' '\n\n' <<<"$depends" | sed 's/(.*)//; s/:any//; s/[[:space:]]//g' | sort -u)
+  : >"$admin/status"
+  for name in $names; do
+    dpkg-query -s "$name" >>"$admin/status" 2>/dev/null && echo >>"$admin/status"
+  done
+  # No maintainer scripts ship; were there any, dpkg would run them chrooted into the
+  # scratch root and fail there rather than touch this machine.
+  local dpkg=(dpkg "--instdir=$inst" "--admindir=$admin" "--log=$scratch/dpkg.log")
+  [ "$(id -u)" -eq 0 ] || dpkg+=(--force-not-root)
+
+  "${dpkg[@]}" -i "$deb" >"$scratch/install.txt" 2>&1 ||
+    fail "dpkg -i: $(cat "$scratch/install.txt")"
+  local status
+  status=$(dpkg-query "--admindir=$admin" -W -f='${Status}' ebootforge)
+  [ "$status" == "install ok installed" ] || fail "after dpkg -i the package is '$status'"
+  # Every file the package holds is where it says, and the programs run from there.
+  local shipped
+  shipped=$(dpkg-deb -c "$deb" | awk '$1 ~ /^l/ {print $(NF-2); next} $1 !~ /^d/ {print $NF}' |
+    sed 's|^\./|/|')
+  [ -n "$shipped" ] || fail "the package lists no files"
+  while read -r file; do
+    [ -e "$inst$file" ] || fail "dpkg -i did not write $file"
+  done <<<"$shipped"
+  local version
+  version=$(env -i "HOME=$scratch/home" "PATH=/usr/bin:/bin" "$inst/usr/bin/ebootforge-cli" \
+    --version)
+  [[ $version == "ebootforge-cli "[0-9]* ]] || fail "installed --version printed '$version'"
+
+  # man finds the pages by name in the installed manual tree, not by file name.
+  local page
+  page=$(MANWIDTH=100 man -M "$inst/usr/share/man" ebootforge-cli 2>&1) ||
+    fail "man ebootforge-cli: $page"
+  [[ $page == *"ebootforge-cli - PlayStation disc images"* ]] || fail "man ebootforge-cli: $page"
+  page=$(MANWIDTH=100 MANPATH="$inst/usr/share/man" man ebootforge 2>&1) ||
+    fail "man ebootforge: $page"
+  [[ $page == *"ebootforge - turn PlayStation disc images"* ]] || fail "man ebootforge: $page"
+
+  "${dpkg[@]}" --remove ebootforge >"$scratch/remove.txt" 2>&1 ||
+    fail "dpkg --remove: $(cat "$scratch/remove.txt")"
+  "${dpkg[@]}" --purge ebootforge >"$scratch/purge.txt" 2>&1 ||
+    fail "dpkg --purge: $(cat "$scratch/purge.txt")"
+  status=$(dpkg-query "--admindir=$admin" -W -f='${Status}' ebootforge 2>/dev/null || true)
+  [ -z "$status" ] || [ "$status" == "unknown ok not-installed" ] ||
+    fail "after --purge the package is '$status'"
+  local left
+  left=$(cd "$inst" && find . -mindepth 1 -not -type d)
+  [ -z "$left" ] || fail "left after --purge: $left"
+  left=$(cd "$inst" && find . -mindepth 1 -type d -path '*ebootforge*')
+  [ -z "$left" ] || fail "folders left after --purge: $left"
 }
 
 case $mode in
   metadata) metadata ;;
   run) run ;;
+  install) install ;;
   *) fail "unknown mode $mode" ;;
 esac
 echo "OK: $mode"

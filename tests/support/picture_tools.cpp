@@ -33,9 +33,25 @@ std::string ShellQuote(const std::string& text) {
   return out + "'";
 }
 
-bool ImageMagickConvert(const std::string& input, const std::string& options,
-                        const std::string& output) {
-  return RunQuiet("convert " + ShellQuote(input) + " " + options + " " + ShellQuote(output));
+namespace {
+
+::testing::AssertionResult RunConvert(const std::string& arguments) {
+  if (::testing::AssertionResult installed = Installed("convert"); !installed) return installed;
+  const std::string command = "convert " + arguments;
+  if (RunQuiet(command)) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "ImageMagick failed: " << command;
+}
+
+}  // namespace
+
+::testing::AssertionResult ImageMagickConvert(const std::string& input, const std::string& options,
+                                              const std::string& output) {
+  return RunConvert(ShellQuote(input) + " " + options + " " + ShellQuote(output));
+}
+
+::testing::AssertionResult DrawWithImageMagick(const std::string& recipe,
+                                               const std::string& output) {
+  return RunConvert(recipe + " " + ShellQuote(output));
 }
 
 std::string MakeWithImageMagick(const std::string& source, const std::string& target,

@@ -22,9 +22,15 @@ bool RunQuiet(const std::string& command);
 std::string ShellQuote(const std::string& text);
 
 // ImageMagick: `convert <input> <options> <output>`, both file names quoted; `output` may
-// start with a format ("bmp3:a.bmp"). True when convert succeeded.
-bool ImageMagickConvert(const std::string& input, const std::string& options,
-                        const std::string& output);
+// start with a format ("bmp3:a.bmp"). Fails, naming the tool or the command line, when
+// convert is missing or refused.
+::testing::AssertionResult ImageMagickConvert(const std::string& input, const std::string& options,
+                                              const std::string& output);
+// ImageMagick draws a picture from a recipe of its own instead of an input file
+// ("-size 60x40 xc:green", "-size 300x200 gradient:red-blue", put on the shell line as
+// written) into `output`, which may start with a format ("JPEG:a.png").
+::testing::AssertionResult DrawWithImageMagick(const std::string& recipe,
+                                               const std::string& output);
 // Writes `source` into `folder` as `target`, a file name with an optional format in front
 // ("bmp3:a.bmp" -> <folder>/a.bmp written as bmp3); returns the path, "" when convert failed.
 std::string MakeWithImageMagick(const std::string& source, const std::string& target,

@@ -52,8 +52,6 @@ TEST(VolumeList, EntriesAndMountTable) {
   EXPECT_EQ(mounts[1].device, "/dev/sdb1");
   EXPECT_EQ(mounts[1].mountPoint, "/media/u/My Stick");
   EXPECT_EQ(mounts[1].fsType, "vfat");
-  // The real list never fails, whatever the machine has.
-  EXPECT_NO_THROW(SystemVolumes()->List());
 }
 
 #ifndef _WIN32

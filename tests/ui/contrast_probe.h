@@ -1,27 +1,39 @@
 #pragma once
 // Measures how well a window's texts stand out, on the pixels the window draws: every text
-// is drawn once in heavy strokes (so that some pixels are wholly the text's colour, not
-// an anti-aliased blend) and once with its colour made transparent, and the largest
-// contrast between a pixel of the text and the same pixel without it is the text's
-// reading (WCAG 2 contrast ratio, 1 to 21). A style sheet that wins over the palette, a
-// picture behind a label or a veil over it are all in the pixels, so all are measured.
+// is drawn once in heavy strokes and once with its colour made transparent, both without
+// anti-aliasing (DrawTextWithoutBlending), so that each pixel of the text is wholly the
+// text's colour as it shows there (a translucent text blended with what is under it). The
+// pixels that differ are the text, the second drawing's pixels under them its own ground,
+// and the text's reading (WCAG 2 contrast ratio, 1 to 21) is what nine tenths of its pixels
+// reach against the ground right under them: a text half over a picture of its own colour
+// reads low even where the other half stands out. A style sheet that wins over the
+// palette, a picture behind a label or a veil over it are all in the pixels, so all are
+// measured.
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QAbstractSpinBox>
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
+#include <QHeaderView>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QStyle>
 #include <QStyleOptionButton>
+#include <QStyleOptionComboBox>
 #include <QStyleOptionGroupBox>
+#include <QStyleOptionHeader>
+#include <QTableView>
+#include <QTreeView>
 #include <QWidget>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -42,6 +54,13 @@ inline double Luminance(QRgb c) {
 inline double Contrast(QRgb a, QRgb b) {
   const double la = Luminance(a), lb = Luminance(b);
   return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// Every font of the application from now on draws its glyphs without anti-aliased edges.
+inline void DrawTextWithoutBlending() {
+  QFont font = QApplication::font();
+  font.setStyleStrategy(QFont::NoAntialias);
+  QApplication::setFont(font);
 }
 
 struct TextReading {
@@ -72,15 +91,18 @@ inline TextReading Measure(const TextProbe& p) {
   p.ink(Ink::AsIs);
   TextReading reading{p.what};
   if (with.size() != without.size()) return reading;
+  std::vector<double> ratios;
   for (int y = 0; y < with.height(); ++y) {
     const QRgb* a = reinterpret_cast<const QRgb*>(with.constScanLine(y));
     const QRgb* b = reinterpret_cast<const QRgb*>(without.constScanLine(y));
-    for (int x = 0; x < with.width(); ++x) {
-      if ((a[x] & 0xFFFFFF) == (b[x] & 0xFFFFFF)) continue;
-      ++reading.inkPixels;
-      reading.ratio = std::max(reading.ratio, Contrast(a[x], b[x]));
-    }
+    for (int x = 0; x < with.width(); ++x)
+      if ((a[x] & 0xFFFFFF) != (b[x] & 0xFFFFFF)) ratios.push_back(Contrast(a[x], b[x]));
   }
+  reading.inkPixels = static_cast<int>(ratios.size());
+  if (ratios.empty()) return reading;
+  const std::size_t tenth = ratios.size() / 10;
+  std::nth_element(ratios.begin(), ratios.begin() + tenth, ratios.end());
+  reading.ratio = ratios[tenth];
   return reading;
 }
 
@@ -100,6 +122,29 @@ inline std::function<void(Ink)> InkBySheet(QWidget* w, const QString& solid,
 inline std::function<void(Ink)> InkBySheet(QWidget* w) {
   return InkBySheet(w, QStringLiteral("* { font-weight: 900; }"),
                     QStringLiteral("* { color: transparent; selection-color: transparent; }"));
+}
+
+// The same for an item view's cells, naming the view alone: a heavier font on its header
+// would make the header taller and move every row between the two drawings.
+inline std::function<void(Ink)> InkByViewSheet(QAbstractItemView* view) {
+  const QString self = QString::fromLatin1(view->metaObject()->className());
+  return InkBySheet(
+      view, self + QStringLiteral(" { font-weight: 900; }"),
+      self + QStringLiteral(" { color: transparent; selection-color: transparent; }"));
+}
+
+// The columns a view shows: a list shows its model column, a table or tree every column
+// it has not hidden.
+inline std::vector<int> VisibleColumns(QAbstractItemView* view) {
+  std::vector<int> columns;
+  if (auto* list = qobject_cast<QListView*>(view)) return {list->modelColumn()};
+  for (int c = 0; c < view->model()->columnCount(view->rootIndex()); ++c) {
+    auto* table = qobject_cast<QTableView*>(view);
+    auto* tree = qobject_cast<QTreeView*>(view);
+    if ((table && table->isColumnHidden(c)) || (tree && tree->isColumnHidden(c))) continue;
+    columns.push_back(c);
+  }
+  return columns;
 }
 
 // Combo and spin boxes keep the font and colours of their inner text box and list to
@@ -122,7 +167,8 @@ inline QString Describe(QWidget* w, const QString& text) {
 }
 
 // Every text that `top` shows: labels, buttons, check boxes, group titles, text boxes,
-// combo boxes, list rows, menu entries and the themed header's title and subtitle.
+// combo boxes, every shown column of list, table and tree rows, header sections, menu
+// entries and the themed header's title and subtitle.
 inline std::vector<TextProbe> TextProbes(QWidget* top) {
   std::vector<TextProbe> probes;
   QList<QWidget*> widgets = top->findChildren<QWidget*>();
@@ -177,24 +223,65 @@ inline std::vector<TextProbe> TextProbes(QWidget* top) {
       if (!edit->text().isEmpty())
         probes.push_back({w, w->rect(), Describe(w, edit->text()), InkBySheet(StyleOwner(w))});
     } else if (auto* combo = qobject_cast<QComboBox*>(w)) {
+      // The text's field only: the drop-down arrow takes the text's colour too.
+      QStyleOptionComboBox opt;
+      opt.initFrom(combo);
+      opt.editable = combo->isEditable();
+      opt.currentText = combo->currentText();
+      const QRect area = combo->style()->subControlRect(QStyle::CC_ComboBox, &opt,
+                                                        QStyle::SC_ComboBoxEditField, combo);
       if (!combo->isEditable() && !combo->currentText().isEmpty())
-        probes.push_back({w, w->rect(), Describe(w, combo->currentText()), InkBySheet(w)});
+        probes.push_back({w, area, Describe(w, combo->currentText()), InkBySheet(w)});
     } else if (auto* plain = qobject_cast<QPlainTextEdit*>(w)) {
       if (!plain->toPlainText().trimmed().isEmpty())
         probes.push_back({plain->viewport(), plain->viewport()->rect(),
                           Describe(w, plain->toPlainText()), InkBySheet(w)});
+    } else if (auto* header = qobject_cast<QHeaderView*>(w)) {
+      QAbstractItemModel* model = header->model();
+      if (!model) continue;
+      const bool horizontal = header->orientation() == Qt::Horizontal;
+      for (int section = 0; section < header->count(); ++section) {
+        if (header->isSectionHidden(section)) continue;
+        // The label's place in the section, beside the sort arrow, which takes the text's
+        // colour too.
+        QStyleOptionHeader opt;
+        opt.initFrom(header);
+        const int at = header->sectionViewportPosition(section),
+                  size = header->sectionSize(section);
+        opt.rect = horizontal ? QRect(at, 0, size, header->viewport()->height())
+                              : QRect(0, at, header->viewport()->width(), size);
+        opt.section = section;
+        opt.orientation = header->orientation();
+        if (horizontal) opt.state |= QStyle::State_Horizontal;
+        opt.text = model->headerData(section, header->orientation()).toString();
+        opt.textAlignment = header->defaultAlignment();
+        if (header->isSortIndicatorShown() && header->sortIndicatorSection() == section)
+          opt.sortIndicator = QStyleOptionHeader::SortDown;
+        const QRect rect = header->style()
+                               ->subElementRect(QStyle::SE_HeaderLabel, &opt, header)
+                               .intersected(header->viewport()->rect());
+        if (rect.isEmpty() || opt.text.isEmpty()) continue;
+        probes.push_back(
+            {header->viewport(), rect, Describe(w, opt.text),
+             InkBySheet(header, QStringLiteral("QHeaderView::section { font-weight: 900; }"),
+                        QStringLiteral("QHeaderView::section { color: transparent; }"))});
+      }
     } else if (auto* view = qobject_cast<QAbstractItemView*>(w)) {
       QAbstractItemModel* model = view->model();
       if (!model) continue;
-      QWidget* owner = w;
+      QWidget* combo = nullptr;
       for (QWidget* p = w->parentWidget(); p; p = p->parentWidget())
-        if (qobject_cast<QComboBox*>(p)) owner = p;
+        if (qobject_cast<QComboBox*>(p)) combo = p;
+      const std::function<void(Ink)> ink = combo ? InkBySheet(combo) : InkByViewSheet(view);
+      const std::vector<int> columns = VisibleColumns(view);
       for (int row = 0; row < model->rowCount(view->rootIndex()); ++row) {
-        const QModelIndex index = model->index(row, 0, view->rootIndex());
-        const QRect rect = view->visualRect(index).intersected(view->viewport()->rect());
-        const QString text = index.data().toString();
-        if (rect.isEmpty() || text.isEmpty()) continue;
-        probes.push_back({view->viewport(), rect, Describe(w, text), InkBySheet(owner)});
+        for (int column : columns) {
+          const QModelIndex index = model->index(row, column, view->rootIndex());
+          const QRect rect = view->visualRect(index).intersected(view->viewport()->rect());
+          const QString text = index.data().toString();
+          if (rect.isEmpty() || text.isEmpty()) continue;
+          probes.push_back({view->viewport(), rect, Describe(w, text), ink});
+        }
       }
     } else if (auto* menu = qobject_cast<QMenu*>(w)) {
       for (QAction* action : menu->actions()) {

@@ -6,9 +6,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QCursor>
+#include <QHeaderView>
+#include <QMap>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QTableWidget>
 #include <QTest>
 #include <QTimer>
 #include <QToolTip>
@@ -33,6 +36,7 @@
 #include "ui/prompter.h"
 #include "ui/select_dialog.h"
 #include "ui/transfer_dialog.h"
+#include "ui/verify_dialog.h"
 
 using namespace ebf;
 using namespace ebf::test;
@@ -226,6 +230,20 @@ class ContrastTest : public QObject {
     transfer.show();
     Probe(&transfer, t + "transfer");
     transfer.hide();
+
+    // A verified package with a data and an audio track, one of them damaged.
+    VerifyReport report;
+    report.blocks = 4182;
+    report.digests = DigestCheck::Absent;
+    report.tracks = {{1, false, 0, 289845600, "4a9e6f1c", "0b7c6b2d1f0e8a3c5d4e2f1a9b8c7d6e",
+                      "9f8e7d6c5b4a39281706f5e4d3c2b1a098765432"},
+                     {2, true, 123232, 48522480, "d41d8cd9", "e3b0c44298fc1c149afbf4c8996fb924",
+                      "da39a3ee5e6b4b0d3255bfef95601890afd80709"}};
+    report.problems = {"Block 2,417 at offset 91,334,656 (track 2) does not inflate."};
+    ui::VerifyDialog verify(w.theme(), "/nowhere/out/EBOOT.PBP", report);
+    verify.show();
+    Probe(&verify, t + "verify");
+    verify.hide();
   }
 
  private slots:
@@ -237,6 +255,7 @@ class ContrastTest : public QObject {
           if (message.startsWith(QLatin1String("This plugin does not support"))) return;
           previous(type, context, message);
         });
+    DrawTextWithoutBlending();
     // No control sits under the pointer, so none is drawn hovered.
     QCursor::setPos(4000, 4000);
     // Pop-ups appear at once, so that they can be drawn the moment they are opened.
@@ -254,7 +273,7 @@ class ContrastTest : public QObject {
     for (const char* theme : {"Default", "Dusk"}) ProbeTheme(prog, theme);
 
     // Each kind of window was drawn under both themes.
-    QCOMPARE(windowsSeen_.size(), 2 * 19);
+    QCOMPARE(windowsSeen_.size(), 2 * 20);
     QStringList poor;
     for (const TextReading& r : readings_)
       if (r.ratio < kAA)
@@ -296,6 +315,51 @@ class ContrastTest : public QObject {
     QVERIFY(std::abs(Measure(probes[2]).ratio - 21.0) < 0.01);
     // #767676 on white is the classic 4.54:1.
     QVERIFY(std::abs(Contrast(qRgb(0x76, 0x76, 0x76), qRgb(255, 255, 255)) - 4.54) < 0.01);
+  }
+
+  void theProbeJudgesEachTextOnItsOwnGround() {
+    // #606060 text, three quarters of it on #707070 (1.27:1) and the rest on white (6.3:1):
+    // the text reads as the part that most of it stands on.
+    QWidget top;
+    top.setObjectName("grounds");
+    auto* split = new QLabel("Mostly on a near ground", &top);
+    split->setStyleSheet(
+        "color: #606060; background: qlineargradient(x1: 0, y1: 0, x2: 1, y2: 0,"
+        " stop: 0 #707070, stop: 0.75 #707070, stop: 0.7501 white, stop: 1 white);");
+    split->adjustSize();
+
+    // A table: every shown column and the header's sections are texts of their own; a
+    // hidden column is not; one cell stands on a ground of nearly its own colour.
+    auto* table = new QTableWidget(2, 3, &top);
+    table->setStyleSheet("QTableWidget { color: #606060; background: white; }");
+    table->setHorizontalHeaderLabels({"Name", "Hidden", "Code"});
+    table->verticalHeader()->hide();
+    const char* cells[2][3] = {{"alpha", "secret", "a1"}, {"beta", "secret", "b2"}};
+    for (int r = 0; r < 2; ++r)
+      for (int c = 0; c < 3; ++c) table->setItem(r, c, new QTableWidgetItem(cells[r][c]));
+    table->item(1, 2)->setBackground(QColor(0x70, 0x70, 0x70));
+    table->setColumnHidden(1, true);
+    table->setFocusPolicy(Qt::NoFocus);  // no current cell drawn selected
+    table->move(0, 40);
+    table->resize(300, 120);
+    top.resize(320, 170);
+    top.show();
+    Settle();
+
+    QMap<QString, double> ratios;
+    for (const TextProbe& p : TextProbes(&top)) {
+      const TextReading r = Measure(p);
+      ratios[r.what.section('\'', 1, 1)] = r.ratio;
+    }
+    QCOMPARE(ratios.keys(),
+             (QStringList{"Code", "Mostly on a near ground", "Name", "a1", "alpha", "b2", "beta"}));
+    const double onSplit = ratios["Mostly on a near ground"];
+    QVERIFY2(onSplit > 1.2 && onSplit < 1.35, qPrintable(QString::number(onSplit)));
+    const double dark = ratios["b2"];
+    QVERIFY2(dark > 1.2 && dark < 1.35, qPrintable(QString::number(dark)));
+    for (const char* fine : {"Code", "Name", "a1", "alpha", "beta"})
+      QVERIFY2(ratios[fine] > 6.0,
+               qPrintable(fine + QStringLiteral(" ") + QString::number(ratios[fine])));
   }
 };
 
