@@ -8,7 +8,7 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
-#include "common/host.h"
+#include "support/recording_host.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
@@ -72,12 +72,12 @@ double PlainReadMs(const std::string& path) {
 
 double PalScanMs(const std::string& path, uint64_t& found) {
   ebf::File f(path, ebf::File::Mode::Read);
-  ebf::QuietHost host;
+  ebf::test::QuietRun host;
   ebf::PalFixOptions o;
   o.screenHeight = o.graphics = true;
   o.write = false;
   auto t0 = Clock::now();
-  found = ebf::ApplyPalFix(f, f.Size(), o, nullptr, host).patches;
+  found = ebf::ApplyPalFix(f, f.Size(), o, nullptr, host, host.cancel).patches;
   return Ms(Clock::now() - t0);
 }
 

@@ -14,7 +14,7 @@
 
 #include "common/file_io.h"
 #include "common/files.h"
-#include "common/host.h"
+#include "support/recording_host.h"
 #include "engine/image_prep.h"
 #include "support/process_run.h"
 #include "support/realistic_image.h"
@@ -111,9 +111,9 @@ int main(int argc, char** argv) {
   CopyFileTo(dir / "game.iso", dir / "copy.iso");
   const double kernelCopySeconds = Since(t);
   std::filesystem::remove(dir / "copy.iso");
-  QuietHost host;
+  test::QuietRun host;
   t = Clock::now();
-  const std::string padded = PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel);
+  const Outcome padded = PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel);
   const double padSeconds = Since(t);
 
   std::printf("\nconverter alone, level 9:      %7.2f s  (%s)\n", converterSeconds,
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
   std::printf("  ratio (target <= 1.10):       %7.3f\n", engineSeconds / converterSeconds);
   std::printf("sequential copy of the ISO:     %7.2f s  (kernel copy_file: %.2f s)\n", copySeconds,
               kernelCopySeconds);
-  std::printf("raw padding of the ISO:         %7.2f s  (%s)\n", padSeconds, padded.c_str());
+  std::printf("raw padding of the ISO:         %7.2f s  (%s)\n", padSeconds, padded.text().c_str());
   std::printf("  padding / copy (target <= 1): %7.3f\n", padSeconds / copySeconds);
-  return alone.exitCode == 0 && whole.exitCode == 0 && padded == "Success." ? 0 : 1;
+  return alone.exitCode == 0 && whole.exitCode == 0 && padded.succeeded() ? 0 : 1;
 }

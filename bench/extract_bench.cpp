@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "common/file_io.h"
-#include "common/host.h"
+#include "support/recording_host.h"
 #include "pbp/extract.h"
 #include "pbp/toc.h"
 #include "support/pbp_writer.h"
@@ -239,12 +239,13 @@ int main(int argc, char** argv) {
   sync();
   (void)FileCrc(pbp);
 
-  ebf::QuietHost host;
+  ebf::test::QuietRun host;
   const long rssBefore = CurrentRssKb();
   const bool peakReset = ResetPeakRss();
   const double cpu0 = CpuSeconds();
   auto e0 = Clock::now();
-  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
+  const ebf::Outcome result =
+      ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - cpu0;
   const long peak = PeakRssKb();
@@ -253,10 +254,10 @@ int main(int argc, char** argv) {
   ebf::pbp::ReadDiscImageLayout(in, pbp, layout);
   const double imageMb = static_cast<double>(layout.blocks.size() * kBlock) / 1e6;
   const bool same =
-      result == "Success." && (!given.empty() || FileCrc(out) == static_cast<uint32_t>(imageCrc));
+      result.succeeded() && (!given.empty() || FileCrc(out) == static_cast<uint32_t>(imageCrc));
   const Timing base = Baseline(pbp, layout);
 
-  std::printf("Extraction: %s, output %s\n", result.c_str(),
+  std::printf("Extraction: %s, output %s\n", result.text().c_str(),
               !given.empty() ? "not compared"
               : same         ? "identical to the image"
                              : "DIFFERS from the image");

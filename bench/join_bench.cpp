@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "common/files.h"
-#include "common/host.h"
+#include "support/recording_host.h"
 #include "disc/disc_image.h"
 #include "engine/image_prep.h"
 #include "support/disc_builder.h"
@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
   for (const auto& f : files) catLine += " " + Quoted(f);
   catLine += " > " + Quoted(dir / "cat.bin");
 
-  QuietHost host;
+  test::QuietRun host;
   double catSeconds = 1e9, joinSeconds = 1e9;
   std::string joined = "Success.";
   for (int round = 0; round < 3; ++round) {
@@ -94,11 +94,11 @@ int main(int argc, char** argv) {
     FlushDirtyPages();
     t = Clock::now();
     DiscOpenResult disc = OpenDiscImage(dir / "Bench.cue");
-    std::string result = disc.disc ? WriteDiscImage(*disc.disc, dir / "TempBIN.bin",
-                                                    "Joining tracks...", host, host.cancel)
-                                   : disc.message;
+    const Outcome result = disc.disc ? WriteDiscImage(*disc.disc, dir / "TempBIN.bin",
+                                                      "Joining tracks...", host, host.cancel)
+                                     : Outcome::Failed(disc.message);
     joinSeconds = std::min(joinSeconds, Since(t));
-    if (result != "Success.") joined = result;
+    if (!result.succeeded()) joined = result.text();
     if (FileSize(dir / "TempBIN.bin").value_or(0) != bytes) joined = "wrong length";
     std::filesystem::remove(dir / "TempBIN.bin");
   }

@@ -18,7 +18,7 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
-#include "common/host.h"
+#include "support/recording_host.h"
 #include "engine/verify.h"
 #include "pbp/extract.h"
 #include "pbp/toc.h"
@@ -128,12 +128,13 @@ int main(int argc, char** argv) {
               std::thread::hardware_concurrency());
 
   sync();
-  ebf::QuietHost host;
+  ebf::test::QuietRun host;
   // One extraction first warms the page cache the same way for both measurements.
   ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   double c0 = CpuSeconds();
   auto e0 = Clock::now();
-  std::string result = ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
+  const ebf::Outcome result =
+      ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - c0;
   c0 = CpuSeconds();
@@ -144,7 +145,7 @@ int main(int argc, char** argv) {
   const double imageMb = static_cast<double>(recipe.blockCount * kBlock) / 1e6;
 
   std::printf("Extraction: %s, %.2f s, %.0f MB/s of image (%.2f s of processor time)\n",
-              result.c_str(), extractSec, imageMb / extractSec, extractCpu);
+              result.text().c_str(), extractSec, imageMb / extractSec, extractCpu);
   std::printf("Verify: %s (%s), %.2f s, %.0f MB/s of image (%.2f s of processor time)\n",
               report.ok() ? "all agrees" : "PROBLEMS", ebf::DigestCheckText(report).c_str(),
               verifySec, imageMb / verifySec, verifyCpu);
@@ -152,5 +153,5 @@ int main(int argc, char** argv) {
   std::error_code ec;
   fs::remove_all(dir, ec);
   fs::remove_all(outFolder, ec);
-  return report.ok() && result == "Success." ? 0 : 1;
+  return report.ok() && result.succeeded() ? 0 : 1;
 }

@@ -31,8 +31,8 @@ SlotTake TakeSlotFile(int slot, const std::string& userPath, const std::string& 
                                         target->height, mode, centre);
     if (take.converted) take.path = convertedPath;
   }
-  const std::string verdict = ValidateSlot(info, true, userPath, take.path);
-  if (verdict != kValidationSuccess) take.message = verdict;
+  const Outcome verdict = ValidateSlot(info, true, userPath, take.path);
+  if (!verdict.succeeded()) take.message = verdict.text();
   return take;
 }
 

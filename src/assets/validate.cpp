@@ -21,18 +21,18 @@ uint32_t ReadBe32At(File& file, uint64_t offset) {
 
 }  // namespace
 
-std::string ValidateCustomFile(const std::string& path, int16_t minimumLength,
+Outcome ValidateCustomFile(const std::string& path, int16_t minimumLength,
                                const std::string& name, uint32_t signature, int16_t maximumWidth,
                                int16_t maximumHeight) {
-  if (path.empty()) return kValidationSuccess;
+  if (path.empty()) return Outcome::Success();
   const uint64_t length = IsDirectory(path) ? 0 : FileSize(path).value_or(0);
   if (static_cast<int64_t>(length) < minimumLength)
-    return "The " + name + " file is WAY too small to be valid.";
+    return Outcome::Failed("The " + name + " file is WAY too small to be valid.");
 
   File file(path, File::Mode::Read);
   std::array<uint8_t, 4> head{};
   if (!file || !file.ReadExact(head) || LoadLe32(head.data()) != signature)
-    return "The selected " + name + " file is not valid! (invalid signature)";
+    return Outcome::Failed("The selected " + name + " file is not valid! (invalid signature)");
 
   const std::string prefix =
       "The dimensions for " + name + " are too big - make sure the PNG file is ";
@@ -42,9 +42,9 @@ std::string ValidateCustomFile(const std::string& path, int16_t minimumLength,
     next = kWidthOffset + 4;
     if (width > static_cast<uint32_t>(maximumWidth)) {
       if (maximumHeight > 0)
-        return prefix + std::to_string(maximumWidth) + "x" + std::to_string(maximumHeight) +
-               " or less.";
-      return prefix + std::to_string(maximumWidth) + " pixels wide or less.";
+        return Outcome::Failed(prefix + std::to_string(maximumWidth) + "x" +
+                               std::to_string(maximumHeight) + " or less.");
+      return Outcome::Failed(prefix + std::to_string(maximumWidth) + " pixels wide or less.");
     }
   }
   if (maximumHeight >= 1) {
@@ -52,16 +52,16 @@ std::string ValidateCustomFile(const std::string& path, int16_t minimumLength,
     const uint32_t height = ReadBe32At(file, next);
     if (height > static_cast<uint32_t>(maximumHeight)) {
       const std::string width = maximumWidth > 0 ? std::to_string(maximumWidth) + "x" : "";
-      return prefix + width + std::to_string(maximumHeight) + " or less.";
+      return Outcome::Failed(prefix + width + std::to_string(maximumHeight) + " or less.");
     }
   }
-  return kValidationSuccess;
+  return Outcome::Success();
 }
 
-std::string ValidateSlot(const SlotInfo& slot, bool ticked, const std::string& text,
+Outcome ValidateSlot(const SlotInfo& slot, bool ticked, const std::string& text,
                          const std::string& convertedPath) {
   if (!ticked || Trim(text).empty() || !FileExists(text) || IsDirectory(text))
-    return kValidationSuccess;
+    return Outcome::Success();
   return ValidateCustomFile(convertedPath, slot.minimumLength, slot.messageName, slot.signature,
                             slot.maximumWidth, slot.maximumHeight);
 }

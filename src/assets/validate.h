@@ -6,14 +6,13 @@
 #include <string>
 
 #include "assets/slots.h"
+#include "common/outcome.h"
 
 namespace ebf {
 
-inline constexpr const char* kValidationSuccess = "Success.";
-
-// "Success." or the complete message for the user. A path naming no file counts as a
+// A failure carries the complete message for the user. A path naming no file counts as a
 // file of length 0.
-std::string ValidateCustomFile(const std::string& path, int16_t minimumLength,
+Outcome ValidateCustomFile(const std::string& path, int16_t minimumLength,
                                const std::string& name, uint32_t signature, int16_t maximumWidth,
                                int16_t maximumHeight);
 
@@ -21,7 +20,7 @@ std::string ValidateCustomFile(const std::string& path, int16_t minimumLength,
 // one (the shipped default, or the original asset of a package input) pass untested, as
 // does a text naming no file (it fell back to the default). Every file the user supplied
 // is tested, at `convertedPath` (the PNG made from it, or the file itself).
-std::string ValidateSlot(const SlotInfo& slot, bool ticked, const std::string& text,
+Outcome ValidateSlot(const SlotInfo& slot, bool ticked, const std::string& text,
                          const std::string& convertedPath);
 
 }  // namespace ebf

@@ -25,6 +25,7 @@ constexpr const char* kUnexpectedErrorHead = "The following unexpected error occ
 namespace fs = std::filesystem;
 
 struct JobResult {
+  OutcomeKind kind = OutcomeKind::Failed;
   std::string game, id, result, size;
   double seconds = 0;
   int exitCode = kExitFailed;
@@ -83,6 +84,7 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
   out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
   const Outcome& outcome = result.outcome;
+  out.kind = outcome.kind();
   switch (outcome.kind()) {
     case OutcomeKind::Success: {
       out.exitCode = kExitSuccess;
@@ -251,7 +253,8 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
       ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) +
                         "] " + images[i] + "\n");
       results.push_back(RunOne(images[i], each, ctx, &taken));
-      if (results.back().result == "Cancelled.") break;  // Ctrl+C stops the whole batch
+      // Ctrl+C stops the whole batch.
+      if (results.back().kind == OutcomeKind::Cancelled) break;
     }
     int worst = kExitSuccess;
     for (const auto& r : results) worst = std::max(worst, r.exitCode);

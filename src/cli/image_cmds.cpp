@@ -36,13 +36,13 @@ std::string FolderName(std::string folder) {
   return FileNameOf(folder);
 }
 
-int Finish(const std::string& result, const std::string& done) {
-  if (result.empty()) {
+int Finish(const Outcome& result, const std::string& done) {
+  if (result.succeeded()) {
     std::cout << done << "\n";
-    return 0;
+    return kExitSuccess;
   }
-  std::cerr << result << "\n";
-  return result == kDiscJobCancelled ? 2 : 1;
+  std::cerr << result.text() << "\n";
+  return result.kind() == OutcomeKind::Cancelled ? kExitCancelled : kExitFailed;
 }
 
 void PrintChd(const std::string& path, CliContext& ctx) {
@@ -121,7 +121,7 @@ CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
     request.overwrite = args.overwrite;
     rip::RipResult result;
     Stage stage(*ctx.progress, "Reading " + args.input);
-    std::string message = rip::RipToBinCue(request, TerminalHooks(ctx, stage), &result);
+    const Outcome message = rip::RipToBinCue(request, TerminalHooks(ctx, stage), &result);
     ctx.exitCode = Finish(message, "Written: " + result.cuePath);
   });
 });

@@ -102,11 +102,12 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
     Stage stage(*ctx.progress, "Creating Documentation...");
     DocResult r = WriteDocumentDat(ctx.folders, opts->output, opts->id.substr(0, 4),
                                    opts->id.substr(4), opts->pages, *ctx.progress, *ctx.cancel);
-    if (r.outcome != DocOutcome::Done) {
-      std::cerr << (r.message.empty() ? "Cancelled." : r.message) << "\n";
-      ctx.exitCode = 1;
+    if (!r.outcome.succeeded()) {
+      std::cerr << r.outcome.text() << "\n";
+      ctx.exitCode = kExitFailed;
       return;
     }
+    stage.Done();
     std::cout << opts->output << ": " << r.pagesStored << " of " << opts->pages.size()
               << " pages stored\n";
   });
@@ -118,11 +119,12 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
     if (!IsDirectory(opts->folder)) MakeFolders(opts->folder);
     Stage stage(*ctx.progress, "Extracting DOCUMENT.DAT...");
     DocResult r = ExtractDocumentDat(opts->datPath, opts->folder, *ctx.progress, *ctx.cancel);
-    if (r.outcome != DocOutcome::Done) {
-      std::cerr << (r.message.empty() ? "Cancelled." : r.message) << "\n";
-      ctx.exitCode = 1;
+    if (!r.outcome.succeeded()) {
+      std::cerr << r.outcome.text() << "\n";
+      ctx.exitCode = kExitFailed;
       return;
     }
+    stage.Done();
     std::cout << r.pagesStored << " pages written to " << opts->folder << "\n";
   });
 });

@@ -245,19 +245,19 @@ std::string EcmReader::CheckChecksum() const {
   return "";
 }
 
-std::string DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
+Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
                           const DiscJobHooks& hooks) {
   EcmReader reader;
   std::string error = reader.Open(ecmPath);
-  if (!error.empty()) return error;
+  if (!error.empty()) return Outcome::Failed(error);
   const std::string temp = outPath + ".ebf-part";
-  auto failWith = [&](std::string message) {
+  auto failWith = [&](Outcome why) {
     DeleteFileIfExists(temp);
-    return message;
+    return why;
   };
   File out(temp, File::Mode::Write);
   if (!out)
-    return failWith("\"" + FileNameOf(temp) + "\" could not be written: " + out.LastError());
+    return failWith(Outcome::Failed("\"" + FileNameOf(temp) + "\" could not be written: " + out.LastError()));
   std::vector<uint8_t> buffer(1 << 20);
   const uint64_t total = reader.DecodedSize();
   uint64_t done = 0;
@@ -265,18 +265,18 @@ std::string DecodeEcmFile(const std::string& ecmPath, const std::string& outPath
   while (done < total) {
     if (hooks.Cancelled()) {
       out.Close();
-      return failWith(kDiscJobCancelled);
+      return failWith(Outcome::Cancelled());
     }
     std::size_t n = reader.Read(buffer);
     if (n == 0) {
       out.Close();
-      return failWith(reader.error().empty() ? "\"" + FileNameOf(ecmPath) + "\" ended early."
-                                             : reader.error());
+      return failWith(Outcome::Failed(reader.error().empty() ? "\"" + FileNameOf(ecmPath) + "\" ended early."
+                                             : reader.error()));
     }
     if (!out.Write(std::span<const uint8_t>(buffer.data(), n))) {
       std::string why = out.LastError();
       out.Close();
-      return failWith("\"" + FileNameOf(outPath) + "\" could not be written: " + why);
+      return failWith(Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + why));
     }
     done += n;
     hooks.Report(done, total);
@@ -284,11 +284,11 @@ std::string DecodeEcmFile(const std::string& ecmPath, const std::string& outPath
   error = reader.CheckChecksum();
   if (!out.Close() && error.empty())
     error = "\"" + FileNameOf(outPath) + "\" could not be written: " + out.LastError();
-  if (!error.empty()) return failWith(error);
+  if (!error.empty()) return failWith(Outcome::Failed(error));
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(temp), std::filesystem::u8path(outPath), ec);
-  if (ec) return failWith("\"" + FileNameOf(outPath) + "\" could not be written: " + ec.message());
-  return "";
+  if (ec) return failWith(Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + ec.message()));
+  return Outcome::Success();
 }
 
 }  // namespace ebf

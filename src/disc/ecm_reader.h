@@ -80,10 +80,9 @@ class EcmReader {
 };
 
 // Decodes an ECM file into `outPath`, written under a temporary name beside it and renamed
-// only when the whole file decoded and its checksum matched. Returns "" on success,
-// "Cancelled." when cancelled, else the message; on failure or cancel nothing is left at
-// outPath or under the temporary name.
-std::string DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
+// only when the whole file decoded and its checksum matched. On failure or cancel nothing is
+// left at outPath or under the temporary name.
+Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
                           const DiscJobHooks& hooks = {});
 
 }  // namespace ebf

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "common/cancel.h"
+#include "common/outcome.h"
 
 namespace ebf {
 
@@ -19,7 +20,5 @@ struct DiscJobHooks {
     if (progress) progress(done, total);
   }
 };
-
-inline constexpr const char* kDiscJobCancelled = "Cancelled.";
 
 }  // namespace ebf

@@ -57,7 +57,7 @@ bool IsStorablePage(const std::string& path, uint64_t& length) {
 
 DocResult Failure(const std::string& message) {
   DocResult r;
-  r.message = message;
+  r.outcome = Outcome::Failed(message);
   return r;
 }
 
@@ -107,7 +107,7 @@ DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& out
     if (cancel.Take()) {
       out.Close();
       DeleteFileIfExists(outputPath);
-      result.outcome = DocOutcome::Cancelled;
+      result.outcome = Outcome::Cancelled();
       return result;
     }
     if (HasConvertibleExtension(page)) page = ConvertPage(folders.work, page);
@@ -122,7 +122,7 @@ DocResult WriteDocumentDat(const ProgramFolders& folders, const std::string& out
   progress.Advance(count, count);
   if (!out.Seek(kDocTableOffset) || !out.Write(EncodeTable(records)) || !out.Close())
     return fail(out.LastError());
-  result.outcome = DocOutcome::Done;
+  result.outcome = Outcome::Success();
   return result;
 }
 
@@ -172,11 +172,11 @@ DocResult ExtractDocumentDat(const std::string& datPath, const std::string& outp
       ++result.pagesStored;
     }
     if (cancel.Take()) {
-      result.outcome = DocOutcome::Cancelled;
+      result.outcome = Outcome::Cancelled();
       return result;
     }
   }
-  result.outcome = DocOutcome::Done;
+  result.outcome = Outcome::Success();
   return result;
 }
 

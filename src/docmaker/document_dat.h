@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/cancel.h"
+#include "common/outcome.h"
 #include "common/progress.h"
 #include "common/program_folders.h"
 
@@ -27,11 +28,8 @@ inline constexpr uint64_t kDocMinPageBytes = 31;
 // Data/DOCHead.dat, the user's before the shipped one.
 std::string DocumentTemplatePath(const ProgramFolders& folders);
 
-enum class DocOutcome { Done, Cancelled, Failed };
-
 struct DocResult {
-  DocOutcome outcome = DocOutcome::Failed;
-  std::string message;  // the reason, for Failed
+  Outcome outcome = Outcome::Failed("Nothing was written.");
   uint32_t pagesStored = 0;
 };
 

@@ -99,8 +99,8 @@ AssetPaths ConvertPictures(const ConversionPlan& plan) {
 // Every file the user supplied is tested, in the slots' order; the first refusal stops.
 Outcome ValidateAssets(const ConversionPlan& plan, const AssetPaths& paths) {
   for (int i = 0; i < kSlotCount; ++i) {
-    std::string res = ValidateSlot(kSlots[i], plan.assets[i].ticked, plan.assets[i].text, paths[i]);
-    if (res != kValidationSuccess) return Outcome::Failed(res);
+    Outcome verdict = ValidateSlot(kSlots[i], plan.assets[i].ticked, plan.assets[i].text, paths[i]);
+    if (!verdict.succeeded()) return verdict;
   }
   return Outcome::Success();
 }

@@ -16,8 +16,7 @@
 
 namespace ebf::pbp {
 
-// Result strings of the extraction (besides "Success.", "Cancelled." and the
-// out-of-space text).
+// What a failed extraction says (besides the out-of-space text).
 inline constexpr const char* kNoSuchFile = "File doesn't exist!";
 inline constexpr const char* kPsarHeaderNotFound =
     "EBOOT doesn't appear to be valid!  (PSAR header not found)";

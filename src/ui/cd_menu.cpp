@@ -18,7 +18,7 @@ RipOutcome Rip(QWidget* parent, Prompter& prompter, const ThemeContext& theme,
   progress.show();
   WorkerQuestions questions(prompter, &progress);
   rip::RipResult made;
-  std::string error =
+  const Outcome ripped =
       RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
         Stage stage(p, kRipCaption);
         DiscJobHooks hooks;
@@ -28,10 +28,9 @@ RipOutcome Rip(QWidget* parent, Prompter& prompter, const ThemeContext& theme,
       });
   progress.hide();
   RipOutcome out;
-  out.result = error.empty() ? "Success." : error;
-  if (error.empty()) out.cuePath = made.cuePath;
-  if (!error.empty() && error != kDiscJobCancelled)
-    prompter.Warn(parent, QString::fromStdString(error));
+  out.result = ripped;
+  if (ripped.succeeded()) out.cuePath = made.cuePath;
+  if (ripped.failed()) prompter.Warn(parent, QString::fromStdString(ripped.text()));
   return out;
 }
 
@@ -63,7 +62,7 @@ RipOutcome MakeImageFromDisc(QWidget* parent, Prompter& prompter, FileDialogs& d
   // The save dialog has already asked before replacing the sheet.
   request.overwrite = true;
   RipOutcome out = Rip(parent, prompter, theme, request);
-  if (out.result == "Success.") prompter.Inform(parent, QLatin1String(kMsgRipDone));
+  if (out.result.succeeded()) prompter.Inform(parent, QLatin1String(kMsgRipDone));
   return out;
 }
 

@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <string>
+
+#include "common/outcome.h"
 #include <vector>
 
 #include "ui/theme_apply.h"
@@ -24,8 +26,8 @@ inline constexpr const char* kMsgRipDone = "Done :)";
 inline constexpr const char* kRipCaption = "Reading the disc...";
 
 struct RipOutcome {
-  std::string result;   // "Success.", "Cancelled.", the message, or "" (stopped at a dialog)
-  std::string cuePath;  // the sheet written, on success
+  Outcome result = Outcome::Declined();  // Declined: stopped at a dialog
+  std::string cuePath;                   // the sheet written, on success
 };
 
 // The first drive of `drives`, or "" after telling the user there is none.

@@ -246,10 +246,10 @@ void DocDialog::OkClicked() {
         return WriteDocumentDat(theme_.folders, output, prefix, number, pagePaths, p, cancel);
       });
   progress.hide();
-  if (result.outcome == DocOutcome::Done) {
+  if (result.outcome.succeeded()) {
     prompter_.Inform(this, QLatin1String(kMsgDocDone));
-  } else if (result.outcome == DocOutcome::Failed) {
-    prompter_.Warn(this, QString::fromStdString(result.message));
+  } else if (result.outcome.failed()) {
+    prompter_.Warn(this, QString::fromStdString(result.outcome.text()));
   }
 }
 
@@ -273,10 +273,10 @@ void DocDialog::ExtractClicked() {
         return ExtractDocumentDat(datPath, outFolder, p, cancel);
       });
   progress.hide();
-  if (result.outcome == DocOutcome::Done) {
+  if (result.outcome.succeeded()) {
     prompter_.Inform(this, QLatin1String(kMsgDocExtracted));
-  } else if (result.outcome == DocOutcome::Failed) {
-    prompter_.Warn(this, QString::fromStdString(result.message));
+  } else if (result.outcome.failed()) {
+    prompter_.Warn(this, QString::fromStdString(result.outcome.text()));
   }
 }
 

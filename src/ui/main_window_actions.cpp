@@ -104,7 +104,7 @@ void MainWindow::MakeImageFromDrive() {
       settings_.defaultImagePath.empty() ? S(txtOut_->text()) : settings_.defaultImagePath;
   RipOutcome made =
       MakeImageFromDisc(this, *services_.prompter, *services_.dialogs, theme_, drive, start);
-  if (made.result == "Success.") ResolveInput(made.cuePath);
+  if (made.result.succeeded()) ResolveInput(made.cuePath);
 }
 
 void MainWindow::ConvertFromDrive() {
@@ -119,7 +119,7 @@ void MainWindow::ConvertFromDrive() {
   }
   const std::string folder = services_.folders.work + "Temp" + kSep + "Disc";
   RipOutcome made = RipForConversion(this, *services_.prompter, theme_, drive, folder, "Disc");
-  if (made.result == "Success.") {
+  if (made.result.succeeded()) {
     ResolveInput(made.cuePath);
     SetOutputText(output);
     if (S(txtIn_->text()) == made.cuePath) GoClicked();

@@ -4,6 +4,7 @@
 
 #include "assets/validate.h"
 #include "common/bytes.h"
+#include "support/outcome_print.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -21,7 +22,7 @@ Bytes PngHeader(uint32_t width, uint32_t height, std::size_t length = 33) {
   return b;
 }
 
-std::string Check(const std::string& path, int slot) {
+Outcome Check(const std::string& path, int slot) {
   const SlotInfo& s = kSlots[slot];
   return ValidateCustomFile(path, s.minimumLength, s.messageName, s.signature, s.maximumWidth,
                             s.maximumHeight);
@@ -30,71 +31,71 @@ std::string Check(const std::string& path, int slot) {
 TEST(ValidateCustomFile, LengthSignatureAndSize) {
   TempDir dir;
   const std::string f = dir / "f";
-  EXPECT_EQ(Check("", kSlotIcon0), "Success.");
+  EXPECT_EQ(Check("", kSlotIcon0), Outcome::Success());
 
   Bytes short23 = PngHeader(10, 10, 24);
   short23.resize(23);
   test::WriteFileBytes(f, short23);
-  EXPECT_EQ(Check(f, kSlotIcon0), "The ICON0.PNG file is WAY too small to be valid.");
+  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed("The ICON0.PNG file is WAY too small to be valid."));
   EXPECT_EQ(Check(dir / "missing.png", kSlotPic1),
-            "The PIC1.PNG file is WAY too small to be valid.");
+            Outcome::Failed("The PIC1.PNG file is WAY too small to be valid."));
 
   test::WriteFileBytes(f, {0xFF, 0xD8, 0xFF, 0xE0, 0, 0x10, 'J', 'F', 'I', 'F', 0, 0, 0,
                            0,    0,    0,    0,    0, 0,    0,   0,   0,   0,   0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon0), "The selected ICON0.PNG file is not valid! (invalid signature)");
+  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed("The selected ICON0.PNG file is not valid! (invalid signature)"));
 
   const std::string icon0Big =
       "The dimensions for ICON0.PNG are too big - make sure the PNG file is 144x80 or less.";
   test::WriteFileBytes(f, PngHeader(144, 81));
-  EXPECT_EQ(Check(f, kSlotIcon0), icon0Big);
+  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed(icon0Big));
   test::WriteFileBytes(f, PngHeader(145, 10));
-  EXPECT_EQ(Check(f, kSlotIcon0), icon0Big);
+  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed(icon0Big));
   test::WriteFileBytes(f, PngHeader(144, 80));
-  EXPECT_EQ(Check(f, kSlotIcon0), "Success.");
+  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Success());
   test::WriteFileBytes(f, PngHeader(481, 272));
   EXPECT_EQ(Check(f, kSlotGameboot),
-            "The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
-            "less.");
+            Outcome::Failed("The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
+            "less."));
   test::WriteFileBytes(f, PngHeader(480, 273));
   EXPECT_EQ(Check(f, kSlotPic0),
-            "The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less.");
+            Outcome::Failed("The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less."));
 
   // Only the first four signature bytes count: a damaged PNG tail passes.
   Bytes damaged = PngHeader(100, 100);
   damaged[5] = 0;
   test::WriteFileBytes(f, damaged);
-  EXPECT_EQ(Check(f, kSlotPic1), "Success.");
+  EXPECT_EQ(Check(f, kSlotPic1), Outcome::Success());
 }
 
 TEST(ValidateCustomFile, SoundAnimationAndOneSidedLimits) {
   TempDir dir;
   const std::string f = dir / "f";
   test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon1), "Success.");
+  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Success());
   test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon1), "The ICON1.PMF file is WAY too small to be valid.");
+  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Failed("The ICON1.PMF file is WAY too small to be valid."));
   Bytes wav = {'R', 'I', 'F', 'F', 36, 0, 0, 0, 'W', 'A', 'V', 'E'};
   wav.resize(44, 0);
   test::WriteFileBytes(f, wav);
-  EXPECT_EQ(Check(f, kSlotSnd0), "Success.");
-  EXPECT_EQ(Check(f, kSlotIcon1), "The selected ICON1.PMF file is not valid! (invalid signature)");
+  EXPECT_EQ(Check(f, kSlotSnd0), Outcome::Success());
+  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Failed("The selected ICON1.PMF file is not valid! (invalid signature)"));
 
   // Width limit only.
   test::WriteFileBytes(f, PngHeader(200, 5000));
   EXPECT_EQ(
       ValidateCustomFile(f, 24, "X", kPngSignature4, 199, 0),
-      "The dimensions for X are too big - make sure the PNG file is 199 pixels wide or less.");
-  EXPECT_EQ(ValidateCustomFile(f, 24, "X", kPngSignature4, 200, 0), "Success.");
+      Outcome::Failed("The dimensions for X are too big - make sure the PNG file is 199 pixels wide or less."));
+  EXPECT_EQ(ValidateCustomFile(f, 24, "X", kPngSignature4, 200, 0), Outcome::Success());
   // Height limit only: read from offset 4, the words " pixels high" are never added.
   Bytes b = PngHeader(1, 1);
   StoreBe32(&b[4], 273);
   test::WriteFileBytes(f, b);
   EXPECT_EQ(ValidateCustomFile(f, 24, "Y", kPngSignature4, 0, 272),
-            "The dimensions for Y are too big - make sure the PNG file is 272 or less.");
+            Outcome::Failed("The dimensions for Y are too big - make sure the PNG file is 272 or less."));
   StoreBe32(&b[4], 272);
   StoreBe32(&b[20], 9999);  // the real IHDR height is not looked at
   test::WriteFileBytes(f, b);
-  EXPECT_EQ(ValidateCustomFile(f, 24, "Y", kPngSignature4, 0, 272), "Success.");
+  EXPECT_EQ(ValidateCustomFile(f, 24, "Y", kPngSignature4, 0, 272), Outcome::Success());
 }
 
 TEST(ValidateSlot, OnlyUserSuppliedFilesAreTested) {
@@ -107,15 +108,15 @@ TEST(ValidateSlot, OnlyUserSuppliedFilesAreTested) {
   test::WriteFileBytes(tiny, {0x89, 'P', 'N', 'G'});
   const SlotInfo& icon0 = kSlots[kSlotIcon0];
   // Unticked ("null"), blank (default or original) and missing files pass untested.
-  EXPECT_EQ(ValidateSlot(icon0, false, jpeg, empty), "Success.");
-  EXPECT_EQ(ValidateSlot(icon0, true, "", empty), "Success.");
-  EXPECT_EQ(ValidateSlot(kSlots[kSlotSnd0], true, "  ", empty), "Success.");
-  EXPECT_EQ(ValidateSlot(icon0, true, dir / "gone.png", empty), "Success.");
+  EXPECT_EQ(ValidateSlot(icon0, false, jpeg, empty), Outcome::Success());
+  EXPECT_EQ(ValidateSlot(icon0, true, "", empty), Outcome::Success());
+  EXPECT_EQ(ValidateSlot(kSlots[kSlotSnd0], true, "  ", empty), Outcome::Success());
+  EXPECT_EQ(ValidateSlot(icon0, true, dir / "gone.png", empty), Outcome::Success());
   // The user's file is tested in its converted form.
   EXPECT_EQ(ValidateSlot(icon0, true, jpeg, tiny),
-            "The ICON0.PNG file is WAY too small to be valid.");
+            Outcome::Failed("The ICON0.PNG file is WAY too small to be valid."));
   EXPECT_EQ(ValidateSlot(kSlots[kSlotIcon1], true, jpeg, jpeg),
-            "The selected ICON1.PMF file is not valid! (invalid signature)");
+            Outcome::Failed("The selected ICON1.PMF file is not valid! (invalid signature)"));
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
-// The command line's progress view: what reaches standard error on a terminal and in a log.
+// The command line's progress view and its answers: what reaches standard error on a
+// terminal and in a log, and which questions --yes answers.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "cli/terminal_host.h"
+#include "disc/resolver.h"
 
 namespace ebf::cli {
 namespace {
@@ -13,67 +15,99 @@ using namespace std::chrono_literals;
 struct Fixture {
   bool yes = false, quiet = false;
   std::ostringstream out;
-  TerminalHost::Clock::time_point now{};
-  TerminalHost Make(bool terminal) {
-    return TerminalHost(yes, quiet, {terminal, &out, [this] { return now; }});
+  TerminalProgress::Clock::time_point now{};
+  TerminalProgress Make(bool terminal) {
+    return TerminalProgress(quiet, {terminal, &out, [this] { return now; }});
   }
 };
 
-TEST(TerminalHost, PlainLinesInALogAtMostOncePerSecond) {
+TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecond) {
   Fixture f;
-  TerminalHost host = f.Make(false);
-  host.SetCaption("Padding ISO...");
-  host.SetFraction(0.0);
+  TerminalProgress p = f.Make(false);
+  p.BeginStage("Padding ISO...");
+  p.Advance(0, 100);
   f.now += 400ms;
-  host.SetFraction(0.25);  // too soon after 0%
-  host.PumpEvents();
+  p.Advance(25, 100);  // too soon after 0%
   f.now += 600ms;
-  host.PumpEvents();  // a second after 0%: the 25% is due
+  p.Advance(25, 100);  // a second after 0%: the 25% is due
   f.now += 1500ms;
-  host.SetFraction(0.25);  // unchanged: no line
+  p.Advance(25, 100);  // unchanged: no line
   f.now += 100ms;
-  host.SetFraction(0.999);
+  p.Advance(999, 1000);
   f.now += 100ms;
-  host.SetFraction(1.0);  // too soon again, and never caught up: the next stage starts
-  host.Log("\r\n  Converting to EBOOT... ");
+  p.Advance(1000, 1000);  // too soon again, and never caught up: the stage ends
+  p.EndStage(true);
   // A compressed package shows bytes written instead of a bar.
-  host.ShowBar(false);
-  host.ShowBytes(true);
+  p.BeginStage("Converting to EBOOT...", 1.0, 23520);
   f.now += 2s;
-  host.SetBytesText("Bytes written: 1.5 MB");
-  host.SetCaption("Converting to EBOOT...");
+  p.Advance(1572864, 0);
   f.now += 300ms;
-  host.SetBytesText("Bytes written: 2.0 MB");
-  host.FinishLine();
+  p.Advance(2097152, 0);
+  p.EndStage(false);  // a stage that did not finish says no "Done"
+  p.FinishLine();
   EXPECT_EQ(f.out.str(),
-            "Padding ISO...\n0%\n25%\n99%\n  Converting to EBOOT... \n"
-            "Bytes written: 1.5 MB\nConverting to EBOOT...\n");
+            "  Padding ISO... \n0%\n25%\n99%\nDone\n  Converting to EBOOT... \n"
+            "Bytes written: 1.5 MB\n");
 }
 
-TEST(TerminalHost, LiveLineOnlyOnATerminal) {
+TEST(TerminalProgress, LiveLineOnlyOnATerminal) {
   Fixture f;
-  TerminalHost host = f.Make(true);
-  host.SetCaption("Padding ISO...");
+  TerminalProgress p = f.Make(true);
+  p.BeginStage("Padding ISO...");
   f.now += 65s;
-  host.SetFraction(0.5);
-  host.FinishLine();
-  const std::string text = f.out.str();
+  p.Advance(50, 100);
+  p.FinishLine();
+  std::string text = f.out.str();
   EXPECT_EQ(text.substr(text.rfind('\r')),
             "\rPadding ISO... [###############...............] 50%  1m 5s\033[K\n");
+  // The bytes written, or the size of what is worked through, beside the clock.
+  p.BeginStage("Converting to EBOOT...", 1.0, 1572864);
+  f.now += 1s;
+  p.Advance(0, 0);
+  p.FinishLine();
+  text = f.out.str();
+  EXPECT_EQ(text.substr(text.rfind('\r')),
+            "\rConverting to EBOOT...  Bytes written: 0 bytes  1m 6s\033[K\n");
 }
 
-TEST(TerminalHost, QuietShowsNothingAndQuestionsNeedYes) {
+TEST(TerminalQuestions, QuietShowsNothingAndQuestionsNeedYes) {
   Fixture f;
   f.quiet = true;
-  TerminalHost host = f.Make(false);
-  host.SetCaption("Padding ISO...");
-  host.SetFraction(0.5);
-  host.Log("Converting game.iso\n");
-  EXPECT_FALSE(host.AskYesNo("Overwrite?\r\nReally?", true, MsgIcon::Exclamation));
-  EXPECT_EQ(host.refusedQuestion(), "Overwrite?\nReally?");
-  f.yes = true;  // read when asked, as the parser fills it after the host is made
-  EXPECT_TRUE(host.AskYesNo("Again?", true, MsgIcon::Exclamation));
+  TerminalProgress p = f.Make(false);
+  TerminalQuestions q(f.yes, p);
+  p.BeginStage("Padding ISO...");
+  p.Advance(50, 100);
+  p.Log("Converting game.iso\n");
+  EXPECT_FALSE(q.AskYesNo("Overwrite?\r\nReally?", true, MsgIcon::Exclamation));
+  EXPECT_EQ(q.refusedQuestion(), "Overwrite?\nReally?");
+  f.yes = true;  // read when asked, as the parser fills it after the view is made
+  EXPECT_TRUE(q.AskYesNo("Again?", true, MsgIcon::Exclamation));
+  // A failed write is never answered Yes; the first refusal is the one kept.
+  EXPECT_FALSE(q.AskYesNo("Continue regardless?", true, MsgIcon::Critical));
+  EXPECT_EQ(q.refusedQuestion(), "Overwrite?\nReally?");
+  q.Clear();
+  EXPECT_FALSE(q.AskYesNo("Continue regardless?", true, MsgIcon::Critical));
+  EXPECT_EQ(q.refusedQuestion(), "Continue regardless?");
   EXPECT_EQ(f.out.str(), "");
+}
+
+TEST(TerminalQuestions, TheResolversQuestionOnlyInformsAndMinusONamesTheRebuild) {
+  Fixture f;
+  TerminalProgress p = f.Make(false);
+  TerminalQuestions q(f.yes, p);
+  EXPECT_FALSE(q.AskYesNo(kBinHasCueQuestion, false, MsgIcon::Exclamation));
+  f.yes = true;
+  EXPECT_TRUE(q.AskYesNo(kBinHasCueQuestion, false, MsgIcon::Exclamation));
+  EXPECT_EQ(q.refusedQuestion(), "");
+  EXPECT_EQ(f.out.str(), std::string(kBinHasCueQuestion) + " -> No\n" + kBinHasCueQuestion +
+                             " -> Yes\n");
+  // Without -o there is no file to rebuild into, and the run can say so.
+  EXPECT_EQ(q.ChooseRebuildDestination("/games/EBOOT.PBP"), std::nullopt);
+  EXPECT_TRUE(q.destinationMissing());
+  q.Clear();
+  q.SetRebuildDestination("/games/NEW.PBP");
+  EXPECT_EQ(q.ChooseRebuildDestination("/games/EBOOT.PBP"), std::optional<std::string>("/games/NEW.PBP"));
+  EXPECT_FALSE(q.destinationMissing());
 }
 
 }  // namespace

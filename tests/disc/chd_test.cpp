@@ -8,6 +8,7 @@
 
 #include "disc/chd/chd_cd_image.h"
 #include "disc/chd/chd_to_bin.h"
+#include "support/outcome_print.h"
 #include "support/cd_sets.h"
 #include "support/chd_writer.h"
 #include "support/chdman.h"
@@ -106,14 +107,14 @@ TEST(ChdReader, AgreesWithChdmanExtractcd) {
   uint64_t last = 0, total = 0;
   DiscJobHooks hooks;
   hooks.progress = [&](uint64_t done, uint64_t all) { last = done, total = all; };
-  ASSERT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "whole.bin", hooks), "");
+  ASSERT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "whole.bin", hooks), Outcome::Success());
   EXPECT_TRUE(test::ReadFileBytes(dir / "whole.bin") == set.disc);
   EXPECT_EQ(last, 875u);
   EXPECT_EQ(total, 875u);
   CancelToken cancel;
   cancel.Request();
   hooks.cancel = &cancel;
-  EXPECT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "c.bin", hooks), "Cancelled.");
+  EXPECT_EQ(chd::WriteChdAsBin(dir / "m.chd", dir / "c.bin", hooks), Outcome::Cancelled());
   EXPECT_FALSE(std::filesystem::exists(dir / "c.bin"));
   EXPECT_FALSE(std::filesystem::exists(dir / "c.bin.ebf-part"));
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "disc/ecm_reader.h"
+#include "support/outcome_print.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
 #include "support/temp_dir.h"
@@ -93,7 +94,7 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
   std::vector<std::pair<uint64_t, uint64_t>> progress;
   DiscJobHooks hooks;
   hooks.progress = [&](uint64_t done, uint64_t total) { progress.emplace_back(done, total); };
-  ASSERT_EQ(DecodeEcmFile(dir / "game.bin.ecm", dir / "game.bin", hooks), "");
+  ASSERT_EQ(DecodeEcmFile(dir / "game.bin.ecm", dir / "game.bin", hooks), Outcome::Success());
   EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == original);
   EXPECT_FALSE(std::filesystem::exists(dir / "game.bin.ebf-part"));
   ASSERT_GE(progress.size(), 2u);
@@ -165,7 +166,9 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
   Bytes ecm = test::EncodeEcm(original);
   auto decode = [&](const Bytes& file) {
     test::WriteFileBytes(dir / "x.ecm", file);
-    std::string message = DecodeEcmFile(dir / "x.ecm", dir / "x.bin");
+    const Outcome decoded = DecodeEcmFile(dir / "x.ecm", dir / "x.bin");
+    EXPECT_TRUE(decoded.failed());
+    const std::string message = decoded.text();
     EXPECT_FALSE(std::filesystem::exists(dir / "x.bin"));
     EXPECT_FALSE(std::filesystem::exists(dir / "x.bin.ebf-part"));
     return message;
@@ -203,7 +206,7 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
   DiscJobHooks hooks;
   hooks.cancel = &cancel;
   test::WriteFileBytes(dir / "x.ecm", ecm);
-  EXPECT_EQ(DecodeEcmFile(dir / "x.ecm", dir / "x.bin", hooks), "Cancelled.");
+  EXPECT_EQ(DecodeEcmFile(dir / "x.ecm", dir / "x.bin", hooks), Outcome::Cancelled());
   EXPECT_FALSE(std::filesystem::exists(dir / "x.bin"));
   EXPECT_FALSE(std::filesystem::exists(dir / "x.bin.ebf-part"));
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "disc/rip/rip.h"
+#include "support/outcome_print.h"
 #include "support/cd_sets.h"
 #include "support/temp_dir.h"
 
@@ -61,7 +62,7 @@ TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
   hooks.progress = [&](uint64_t done, uint64_t all) { last = done, total = all, ++reports; };
   rip::RipRequest request{cue, dir / "out", "Game (USA)"};
   rip::RipResult result;
-  ASSERT_EQ(rip::RipToBinCue(request, hooks, &result), "");
+  ASSERT_EQ(rip::RipToBinCue(request, hooks, &result), Outcome::Success());
   EXPECT_EQ(result.cuePath, dir / "out/Game (USA).cue");
   EXPECT_EQ(FolderEntries(dir / "out"),
             (std::vector<std::string>{"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
@@ -87,10 +88,10 @@ TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
 
   // The set is there now: a second rip refuses to replace it, and leaves it as it was.
   EXPECT_EQ(rip::RipToBinCue(request, {}),
-            "\"" + (dir / "out/Game (USA) (Track 1).bin") + "\" already exists.");
+            Outcome::Failed("\"" + (dir / "out/Game (USA) (Track 1).bin") + "\" already exists."));
   EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 3).bin") == Slice(disc, 670, 875));
   request.overwrite = true;
-  EXPECT_EQ(rip::RipToBinCue(request, {}), "");
+  EXPECT_EQ(rip::RipToBinCue(request, {}), Outcome::Success());
 }
 
 TEST(Rip, CancelAndFailureLeaveNothingBehind) {
@@ -104,17 +105,18 @@ TEST(Rip, CancelAndFailureLeaveNothingBehind) {
   hooks.progress = [&](uint64_t done, uint64_t) {
     if (done > 400) cancel.Request();
   };
-  EXPECT_EQ(rip::RipToBinCue({cue, dir / "out", "Game"}, hooks), "Cancelled.");
+  EXPECT_EQ(rip::RipToBinCue({cue, dir / "out", "Game"}, hooks), Outcome::Cancelled());
   EXPECT_TRUE(FolderEntries(dir / "out").empty());
 
   EXPECT_EQ(rip::RipToBinCue({dir / "missing.cue", dir / "out2", "Game"}, {}),
-            "No disc could be read in \"" + (dir / "missing.cue") + "\".");
+            Outcome::Failed("No disc could be read in \"" + (dir / "missing.cue") + "\"."));
   EXPECT_FALSE(std::filesystem::exists(dir / "out2"));
 
   // The image shrinks under the sheet: reading the last track fails part way.
   std::filesystem::resize_file(dir / "drive.bin", 700 * 2352);
-  std::string message = rip::RipToBinCue({cue, dir / "out3", "Game"}, {});
-  EXPECT_NE(message, "");
+  const Outcome ripped = rip::RipToBinCue({cue, dir / "out3", "Game"}, {});
+  EXPECT_TRUE(ripped.failed());
+  const std::string message = ripped.text();
   EXPECT_TRUE(!std::filesystem::exists(dir / "out3") || FolderEntries(dir / "out3").empty())
       << message;
 }

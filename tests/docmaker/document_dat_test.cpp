@@ -67,7 +67,7 @@ TEST_F(DocumentDat, MixedPagesRoundTrip) {
       first, jpeg, wide, dir_ / "gone.png", last, dir_ / "p30.png", dir_ / "p31.png"};
   const std::string out = dir_ / "DOCUMENT.DAT";
   DocResult r = WriteDocumentDat(program_, out, "SLUS", "00001", pages, host_, host_.cancel);
-  ASSERT_EQ(r.outcome, DocOutcome::Done) << r.message;
+  ASSERT_EQ(r.outcome, Outcome::Success());
   EXPECT_EQ(r.pagesStored, 4u);
 
   const Bytes dat = test::ReadFileBytes(out);
@@ -113,7 +113,7 @@ TEST_F(DocumentDat, MixedPagesRoundTrip) {
   // Extraction gives the stored pages back byte for byte; one digit of count, four zeros.
   const std::string folder = dir_.MakeDir("pages");
   DocResult x = ExtractDocumentDat(out, folder, host_, host_.cancel);
-  ASSERT_EQ(x.outcome, DocOutcome::Done) << x.message;
+  ASSERT_EQ(x.outcome, Outcome::Success());
   EXPECT_EQ(x.pagesStored, 4u);
   EXPECT_EQ(test::ReadFileBytes(dir_ / "pages/00000.png"), test::ReadFileBytes(first));
   EXPECT_EQ(test::ReadFileBytes(dir_ / "pages/00004.png"), test::ReadFileBytes(last));
@@ -128,7 +128,7 @@ TEST_F(DocumentDat, OnePageLayoutAndLongTemplate) {
   const Bytes png = test::ReadFileBytes(page);
   const std::string out = dir_ / "one.dat";
   ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_, host_.cancel).outcome,
-            DocOutcome::Done);
+            Outcome::Success());
   const Bytes dat = test::ReadFileBytes(out);
   EXPECT_EQ(dat.size(), 272 + png.size());
   EXPECT_EQ(LoadLe32(&dat[136]), 272u);
@@ -140,7 +140,7 @@ TEST_F(DocumentDat, OnePageLayoutAndLongTemplate) {
   longTemplate.resize(4000, 0xEE);
   test::WriteFileBytes(dir_ / "program/Data/DOCHead.dat", longTemplate);
   ASSERT_EQ(WriteDocumentDat(program_, out, "SCES", "12345", {page}, host_, host_.cancel).outcome,
-            DocOutcome::Done);
+            Outcome::Success());
   const Bytes padded = test::ReadFileBytes(out);
   ASSERT_EQ(padded.size(), 4000u);
   EXPECT_EQ(Bytes(padded.begin() + 272, padded.begin() + 272 + png.size()), png);
@@ -151,16 +151,15 @@ TEST_F(DocumentDat, OnePageLayoutAndLongTemplate) {
 TEST_F(DocumentDat, MissingTemplateAndCancel) {
   const std::string page = Png("p.png", 10, 10);
   const std::string out = dir_ / "x.dat";
-  CancelRequested = true;
+  host_.cancel.Request();
   DocResult cancelled = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
-  EXPECT_EQ(cancelled.outcome, DocOutcome::Cancelled);
+  EXPECT_EQ(cancelled.outcome, Outcome::Cancelled());
   EXPECT_FALSE(FileExists(out));
-  EXPECT_FALSE(CancelRequested);
+  EXPECT_FALSE(host_.cancel.Requested());
 
   std::filesystem::remove(dir_ / "program/Data/DOCHead.dat");
   DocResult missing = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
-  EXPECT_EQ(missing.outcome, DocOutcome::Failed);
-  EXPECT_EQ(missing.message, "DOCHead.dat file missing!");
+  EXPECT_EQ(missing.outcome, Outcome::Failed("DOCHead.dat file missing!"));
   EXPECT_FALSE(FileExists(out));
 }
 
@@ -187,14 +186,14 @@ TEST(ExtractDocumentDat, LyingTablesGiveShortPagesNotCrashes) {
   const std::string folder = dir.MakeDir("out");
   test::RunRecorder host;
   DocResult r = ExtractDocumentDat(dir / "bad.dat", folder, host, host.cancel);
-  EXPECT_EQ(r.outcome, DocOutcome::Done);
+  EXPECT_EQ(r.outcome, Outcome::Success());
   EXPECT_EQ(r.pagesStored, 2u);
   EXPECT_EQ(test::ReadFileBytes(dir / "out/0.png").size(), dat.size() - 100);
   EXPECT_EQ(FileSize(dir / "out/1.png").value_or(99), 0u);
 
   test::WriteFileBytes(dir / "short.dat", Bytes(100, 0));
-  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host, host.cancel).outcome, DocOutcome::Failed);
-  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host, host.cancel).outcome, DocOutcome::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host, host.cancel).outcome.kind(), OutcomeKind::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host, host.cancel).outcome.kind(), OutcomeKind::Failed);
 }
 
 }  // namespace

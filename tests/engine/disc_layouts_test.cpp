@@ -4,15 +4,17 @@
 // left behind.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <filesystem>
 #include <set>
 
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
-#include "default_assets.h"
 #include "engine/conversion.h"
 #include "engine/image_prep.h"
+#include "support/conversion_job.h"
 #include "support/disc_sets.h"
 #include "support/inflating_reader.h"
 #include "support/program_tree.h"
@@ -38,27 +40,12 @@ Names Entries(const std::string& folder) {
   return names;
 }
 
-struct Job {
-  TempDir prog, work;
-  std::string progFolder;
-  test::RunRecorder host;
-  ConversionContext ctx;
-  ConversionRequest req;
-
+struct Job : test::ConversionJob {
   explicit Job(int level) {
-    progFolder = test::CopyRuntimeTree(prog);
     tempBefore = Entries(Temp());
-    ctx.folders = progFolder;
-    ctx.host = &host;
-    ctx.pollInterval = std::chrono::milliseconds(10);
-    req.OutputFolder = work / "out";
-    req.Title = req.SaveName = "Disc";
-    req.GameID = "SLUS01234";
-    req.CompressionLevel = static_cast<int16_t>(level);
-    req.LogMode = true;
-    test::UseDefaultAssets(req, progFolder);
+    job.title = job.saveName = "Disc";
+    job.level = level;
   }
-  std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
   std::string Temp() const { return progFolder + "Temp"; }
   // Nothing of the run stays behind but the package (if any): the output folder holds
   // EBOOT.PBP or nothing (no EBOOT.PBP.part, no ISO.TOC, no staged file) and the Temp
@@ -85,15 +72,15 @@ void ConvertAndReadBack(const DiscSet& set, int level, const std::vector<Track>&
   Job r(level);
   std::vector<Bytes> before;
   for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
-  r.req.InputPath = set.input;
-  ASSERT_EQ(RunConversion(r.req, r.ctx), "Success.");
+  r.job.input = set.input;
+  ASSERT_EQ(r.Go(), Outcome::Success());
   r.ExpectCleanedUp();
   for (std::size_t i = 0; i < set.files.size(); ++i)
     EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
-  std::string log;
-  for (const std::string& line : r.host.logLines) log += line;
+  const auto& stages = r.host.stages;
   for (const char* step : {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
-    EXPECT_EQ(log.find(step) != std::string::npos, caption == step) << log;
+    EXPECT_EQ(std::count(stages.begin(), stages.end(), step), caption == step ? 1 : 0)
+        << testing::PrintToString(stages);
 
   test::InflatingReader reader(r.Out("EBOOT.PBP"));
   ASSERT_EQ(reader.error(), "");
@@ -223,8 +210,8 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       test::WriteRedumpSet(r.work.path());
       test::WriteFileBytes(r.work / "odd.bin", Bytes(2352 * 10 + 1, 0));
       test::WriteFileText(r.work / "game.cue", c.sheet);
-      r.req.InputPath = r.work / "game.cue";
-      const std::string result = RunConversion(r.req, r.ctx);
+      r.job.input = r.work / "game.cue";
+      const std::string result = r.Go().text();
       EXPECT_NE(result.find(c.message), std::string::npos) << result;
       EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
       r.ExpectCleanedUp();
@@ -275,8 +262,8 @@ TEST(DiscLayouts, BadOneFileSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       const DiscSet set = test::WriteOneFileSheet(r.work.path());
       const Bytes image = test::ReadFileBytes(set.files[0]);
       test::WriteFileText(r.work / "one.cue", c.sheet);
-      r.req.InputPath = r.work / "one.cue";
-      EXPECT_EQ(RunConversion(r.req, r.ctx), c.message);
+      r.job.input = r.work / "one.cue";
+      EXPECT_EQ(r.Go(), Outcome::Failed(c.message));
       r.ExpectCleanedUp();
       EXPECT_TRUE(Entries(r.work / "out").empty());
       EXPECT_TRUE(test::ReadFileBytes(set.files[0]) == image);
@@ -288,11 +275,12 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
   // Cancel at the first service point (after 512 of 1,125 sectors).
   Job r(9);
   const DiscSet set = test::WriteRedumpSet(r.work.path());
-  r.req.InputPath = set.input;
-  r.host.onPump = [](int) { CancelRequested = true; };
-  EXPECT_EQ(RunConversion(r.req, r.ctx), "Cancelled.");
-  EXPECT_FALSE(CancelRequested);
-  EXPECT_EQ(r.host.pumps, 1);
+  r.job.input = set.input;
+  r.host.onAdvance = [&r](int) { r.host.cancel.Request(); };
+  EXPECT_EQ(r.Go(), Outcome::Cancelled());
+  EXPECT_FALSE(r.host.cancel.Requested());
+  // Asked for as the joining began, seen at its first point (512 sectors in).
+  EXPECT_EQ(r.host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{0, 1125}}));
   EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
   r.ExpectCleanedUp();
 
@@ -305,7 +293,8 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
   EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", host, host.cancel),
             Outcome::Failed("Cannot read " + set.files[2] + ": No such file or directory"));
   EXPECT_FALSE(FileExists(temp));
-  EXPECT_EQ(host.captions, std::vector<std::string>{"Joining tracks..."});
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Joining tracks..."});
+  EXPECT_TRUE(host.completed.empty());
 }
 
 }  // namespace

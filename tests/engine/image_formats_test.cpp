@@ -11,11 +11,11 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
-#include "default_assets.h"
 #include "engine/conversion.h"
 #include "support/cd_sets.h"
 #include "support/chd_writer.h"
 #include "support/chdman.h"
+#include "support/conversion_job.h"
 #include "support/ecm_writer.h"
 #include "support/inflating_reader.h"
 #include "support/program_tree.h"
@@ -27,30 +27,16 @@ namespace {
 
 using test::TempDir;
 
-struct Job {
-  TempDir prog, work;
-  std::string progFolder;
-  test::RunRecorder host;
-  ConversionContext ctx;
-  ConversionRequest req;
-
+struct Job : test::ConversionJob {
   explicit Job(const std::string& input, int level = 0) {
-    progFolder = test::CopyRuntimeTree(prog);
-    ctx.folders = progFolder;
-    ctx.host = &host;
-    ctx.pollInterval = std::chrono::milliseconds(10);
-    req.InputPath = input;
-    req.OutputFolder = work / "out";
-    req.Title = req.SaveName = "Disc";
-    req.GameID = "SLUS01234";
-    req.CompressionLevel = static_cast<int16_t>(level);
-    req.LogMode = true;
-    test::UseDefaultAssets(req, progFolder);
+    job.input = input;
+    job.title = job.saveName = "Disc";
+    job.level = level;
   }
-  std::string Out(const std::string& name) const { return WithTrailingSep(work / "out") + name; }
+  // The stages the run went through, one a line.
   std::string Log() const {
     std::string log;
-    for (const std::string& line : host.logLines) log += line;
+    for (const std::string& stage : host.stages) log += stage + "\n";
     return log;
   }
   // No package, and nothing of the run left in the output or the Temp folder.
@@ -71,7 +57,7 @@ struct Track {
 };
 
 struct Package {
-  std::string result;
+  Outcome result = Outcome::Declined();
   std::vector<Track> tracks;
   uint32_t sectors = 0;
   Bytes disc;
@@ -80,9 +66,9 @@ struct Package {
 Package Convert(const std::string& input, int level, std::string* log = nullptr) {
   Job job(input, level);
   Package p;
-  p.result = RunConversion(job.req, job.ctx);
+  p.result = job.Go();
   if (log) *log = job.Log();
-  if (p.result != "Success.") {
+  if (!p.result.succeeded()) {
     job.ExpectNothingLeft();
     return p;
   }
@@ -119,7 +105,7 @@ TEST(ImageFormats, ChdmanChdsGiveTheSameDiscAsTheirBinCueSet) {
   const uint32_t sectors[] = {419, 875};
   for (int s = 0; s < 2; ++s) {
     const Package reference = Convert(sets[s].cuePath, 9);
-    ASSERT_EQ(reference.result, "Success.");
+    ASSERT_EQ(reference.result, Outcome::Success());
     ASSERT_EQ(reference.sectors, sectors[s]);
     ASSERT_TRUE(reference.disc == sets[s].disc);
     if (s == 1) ExpectTracks(reference, kMixedTracks, "sheet");
@@ -131,7 +117,7 @@ TEST(ImageFormats, ChdmanChdsGiveTheSameDiscAsTheirBinCueSet) {
       const Bytes before = test::ReadFileBytes(chd);
       std::string log;
       const Package p = Convert(chd, *codec ? 0 : 9, &log);
-      ASSERT_EQ(p.result, "Success.") << label;
+      ASSERT_EQ(p.result, Outcome::Success()) << label;
       EXPECT_NE(log.find("Unpacking CHD image..."), std::string::npos) << label << log;
       EXPECT_EQ(p.sectors, sectors[s]) << label;
       EXPECT_TRUE(p.disc == reference.disc) << label;
@@ -159,7 +145,7 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
     SCOPED_TRACE("a lone .bin.ecm");
     std::string log;
     const Package p = Convert(data.binPaths[0] + ".ecm", 9, &log);
-    ASSERT_EQ(p.result, "Success.");
+    ASSERT_EQ(p.result, Outcome::Success());
     EXPECT_NE(log.find("Decoding ECM image..."), std::string::npos) << log;
     EXPECT_EQ(p.sectors, 419u);
     EXPECT_TRUE(p.disc == data.disc);
@@ -170,7 +156,7 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
                         "FILE \"Data Disc.bin.ecm\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
                         "    INDEX 01 00:00:00\r\n");
     const Package p = Convert(dir / "data/packed.cue", 0);
-    ASSERT_EQ(p.result, "Success.");
+    ASSERT_EQ(p.result, Outcome::Success());
     EXPECT_TRUE(p.disc == data.disc);
   }
   // The sheet still names the .bin files; only the .bin.ecm files are there.
@@ -178,7 +164,7 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
   {
     SCOPED_TRACE("a joined sheet whose files are packed");
     const Package p = Convert(mixed.cuePath, 9);
-    ASSERT_EQ(p.result, "Success.");
+    ASSERT_EQ(p.result, Outcome::Success());
     EXPECT_EQ(p.sectors, 875u);
     EXPECT_TRUE(p.disc == mixed.disc);
     ExpectTracks(p, kMixedTracks, "ecm");
@@ -187,7 +173,7 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
   {
     SCOPED_TRACE("a one-file sheet naming the .bin, with only the .bin.ecm beside it");
     const Package p = Convert(data.cuePath, 0);
-    ASSERT_EQ(p.result, "Success.");
+    ASSERT_EQ(p.result, Outcome::Success());
     EXPECT_TRUE(p.disc == data.disc);
   }
 }
@@ -232,9 +218,9 @@ TEST(ImageFormats, DamagedChdAndEcmFilesStopWithTheirMessageAndLeaveNothing) {
     test::WriteFileBytes(dir / c.name, c.bytes);
     const Package p = Convert(dir / c.name, 9);  // checks that nothing is left
     if (c.whole)
-      EXPECT_EQ(p.result, c.message);
+      EXPECT_EQ(p.result, Outcome::Failed(c.message));
     else
-      EXPECT_EQ(p.result.rfind(c.message, 0), 0u) << p.result;
+      EXPECT_EQ(p.result.text().rfind(c.message, 0), 0u) << p.result.text();
     EXPECT_TRUE(test::ReadFileBytes(dir / c.name) == c.bytes);
   }
 }
@@ -247,10 +233,10 @@ TEST(ImageFormats, CancelWhileUnpackingLeavesNothing) {
   for (const char* input : {"m.chd", "m.bin.ecm"}) {
     SCOPED_TRACE(input);
     Job job(dir / input, 9);
-    job.host.onPump = [](int) { CancelRequested = true; };
-    EXPECT_EQ(RunConversion(job.req, job.ctx), "Cancelled.");
-    EXPECT_FALSE(CancelRequested);
-    EXPECT_EQ(job.host.pumps, 1);
+    job.host.onAdvance = [&job](int) { job.host.cancel.Request(); };
+    EXPECT_EQ(job.Go(), Outcome::Cancelled());
+    EXPECT_FALSE(job.host.cancel.Requested());
+    EXPECT_EQ(job.host.amounts.size(), 1u);
     job.ExpectNothingLeft();
   }
 }

@@ -3,10 +3,13 @@
 // rebuilding, so that neither way takes what a new package would refuse.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "assets/slots.h"
 #include "common/files.h"
 #include "engine/conversion.h"
 #include "pbp/inspect.h"
+#include "support/conversion_job.h"
 #include "support/pbp_writer.h"
 #include "support/picture_tools.h"
 #include "support/program_tree.h"
@@ -18,46 +21,25 @@ namespace {
 
 using test::TempDir;
 
-struct PackageRun {
-  TempDir prog, work;
-  std::string program, temp, eboot;
-  test::RunRecorder host;
-  ConversionContext ctx;
-  ConversionRequest req;
-  int destinationAsked = 0;
+struct PackageRun : test::ConversionJob {
+  std::string eboot;
 
   PackageRun() {
-    program = test::CopyRuntimeTree(prog, false);
-    temp = program + "Temp" + kSep;
+    std::filesystem::remove(progFolder + "Data" + kSep + "tarnwick.exe");
     eboot = work / "EBOOT.PBP";
     test::PackageRecipe recipe;
     recipe.image = Bytes(test::kTestBlockSize, 0x44);
     test::WritePbp(eboot, recipe);
     test::RunRecorder inspectHost;
-    EXPECT_EQ(pbp::InspectEboot(eboot, temp, inspectHost).message, "");
-    ctx.folders = program;
-    ctx.host = &host;
-    ctx.chooseRebuildDestination = [this] {
-      ++destinationAsked;
-      return work / "rebuilt.pbp";
-    };
-    req.InputPath = eboot;
-    req.Title = "Test Game";
-    req.SaveName = "Test Save";
-    req.GameID = "SLUS01234";
-    req.LogMode = true;
-    std::string* paths[kSlotCount] = {&req.Icon0Path, &req.Icon1Path, &req.Pic0Path,
-                                      &req.Pic1Path,  &req.Snd0Path,  &req.GamebootPath};
-    for (int i = 0; i < kSlotCount; ++i)
-      *paths[i] = ResolveSlotFile(program, true, "", kSlots[i].assetFileName, true);
+    EXPECT_EQ(pbp::InspectEboot(eboot, progFolder + "Temp" + kSep, inspectHost).message, "");
+    job.input = eboot;
+    job.output.clear();
+    job.saveName = "Test Save";
+    job.packageInspected = true;
+    host.destination = work / "rebuilt.pbp";
   }
   // The user's file in one slot, as the window hands it over.
-  void Put(int slot, const std::string& file) {
-    ctx.slotChoices[slot] = {true, file};
-    std::string* paths[kSlotCount] = {&req.Icon0Path, &req.Icon1Path, &req.Pic0Path,
-                                      &req.Pic1Path,  &req.Snd0Path,  &req.GamebootPath};
-    *paths[slot] = file;
-  }
+  void Put(int slot, const std::string& file) { job.assets[slot] = {true, file}; }
 };
 
 TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
@@ -79,9 +61,9 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
     PackageRun run;
     const Bytes before = test::ReadFileBytes(run.eboot);
     run.Put(c.slot, c.file);
-    EXPECT_EQ(RunConversion(run.req, run.ctx), c.message);
+    EXPECT_EQ(run.Go(), Outcome::Failed(c.message));
     EXPECT_TRUE(run.host.questions.empty()) << c.message;
-    EXPECT_EQ(run.destinationAsked, 0);
+    EXPECT_EQ(run.host.destinationsAsked, 0);
     EXPECT_FALSE(FileExists(run.work / "rebuilt.pbp"));
     EXPECT_EQ(test::ReadFileBytes(run.eboot), before);
   }
@@ -90,11 +72,12 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   PackageRun run;
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", pics / "ok.png"));
   run.Put(kSlotPic1, pics / "ok.png");
-  ConversionOutcome outcome;
-  EXPECT_EQ(RunConversion(run.req, run.ctx, &outcome), "Success.");
+  const ConversionResult result = run.Run();
+  EXPECT_EQ(result.outcome, Outcome::Success());
   ASSERT_EQ(run.host.questions.size(), 1u);
-  EXPECT_EQ(run.destinationAsked, 1);
-  EXPECT_EQ(outcome.rebuiltTo, run.work / "rebuilt.pbp");
+  EXPECT_EQ(run.host.destinationsAsked, 1);
+  EXPECT_TRUE(result.rebuilt);
+  EXPECT_EQ(result.package, run.work / "rebuilt.pbp");
 }
 
 }  // namespace

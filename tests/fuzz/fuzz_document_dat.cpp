@@ -9,7 +9,8 @@
 #include <string>
 #include <system_error>
 
-#include "common/host.h"
+#include "common/cancel.h"
+#include "common/progress.h"
 #include "docmaker/document_dat.h"
 
 namespace {
@@ -33,8 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (size) std::fwrite(data, 1, size, f);
     std::fclose(f);
   }
-  ebf::QuietHost host;
-  ebf::ExtractDocumentDat(dat, (folder / "pages").string(), host, host.cancel);
+  ebf::NoProgress progress;
+  ebf::CancelToken cancel;
+  ebf::ExtractDocumentDat(dat, (folder / "pages").string(), progress, cancel);
   std::error_code ec;
   for (const auto& entry : std::filesystem::directory_iterator(folder / "pages", ec))
     std::filesystem::remove(entry.path(), ec);

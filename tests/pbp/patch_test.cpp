@@ -234,7 +234,7 @@ TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
   const Bytes image = fx.Image(fx.pbp);
   const Bytes before = ReadFileBytes(fx.pbp);
   std::filesystem::remove(fx.temp + "START.DAT");
-  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host, fx.host.cancel), Outcome::Success());
+  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host.cancel), Outcome::Success());
   // The whole tail after the old picture, last byte included.
   EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipe.tail);
   const Bytes after = ReadFileBytes(fx.pbp);

@@ -72,4 +72,9 @@ class RunRecorder : public Progress, public Questions {
   }
 };
 
+// Shows nothing and answers every question with its default button: for benchmarks.
+struct QuietRun : NoProgress, DefaultAnswers {
+  CancelToken cancel;
+};
+
 }  // namespace ebf::test

@@ -162,8 +162,8 @@ TEST(CopyToPsp, CreatesFoldersAsksBeforeReplacingAndKeepsOldOnCancel) {
   // Cancel mid-copy: the old package is still whole and no partial file stays.
   test::WriteFileBytes(out / "EBOOT.PBP", test::NoiseBytes(4 << 20, 7));
   RunRecorder cancel;
-  cancel.onPump = [](int n) {
-    if (n == 2) CancelRequested = true;
+  cancel.onAdvance = [&cancel](int n) {
+    if (n == 2) cancel.cancel.Request();
   };
   EXPECT_EQ(CopyEbootToPsp(out.path(), target, cancel, cancel, cancel.cancel), Outcome::Cancelled());
   EXPECT_EQ(test::ReadFileBytes(target + kSep + "EBOOT.PBP"), pkg);

@@ -8,9 +8,13 @@
 #include <QTest>
 #include <filesystem>
 
-#include "common/cancel.h"
+#include <QPushButton>
+#include <QTimer>
+
 #include "fakes.h"
 #include "support/cd_sets.h"
+#include "support/inflating_reader.h"
+#include "support/program_tree.h"
 #include "ui/main_window.h"
 #include "ui/progress_window.h"
 
@@ -38,13 +42,15 @@ class CdMenuTest : public QObject {
     ScriptedPrompter prompter;
     ScriptedDialogs dialogs;
     std::vector<std::string> drives, resolved;
-    std::vector<ui::GoRequest> runs;
-    std::vector<std::vector<std::string>> ripSeenByRun;
     std::unique_ptr<ui::MainWindow> w;
     Bytes disc;
 
-    Fixture() {
-      FillProgramFolder(prog);
+    // The stand-in files of fakes.h, or a copy of the real runtime tree for a conversion.
+    explicit Fixture(bool realRuntime = false) {
+      if (realRuntime)
+        CopyRuntimeTree(prog);
+      else
+        FillProgramFolder(prog);
       // The mixed set as one file with a one-file sheet: libcdio reads it as a disc.
       CdSet set = WriteMixedSet(work.MakeDir("set"));
       disc = set.disc;
@@ -60,11 +66,6 @@ class CdMenuTest : public QObject {
         mw.SetTitleText("Disc");
         mw.SetGameIdentity("SLUS01234", "SLUS01234");
         mw.SetRegion("NTSC");
-      };
-      hooks.runConversion = [this](ui::GoRequest& r, ui::ProgressWindow&) {
-        runs.push_back(r);
-        ripSeenByRun.push_back(Entries(FolderOf(r.input)));
-        return std::string("Cancelled.");
       };
       hooks.listDrives = [this] { return drives; };
       w = std::make_unique<ui::MainWindow>(
@@ -117,13 +118,24 @@ class CdMenuTest : public QObject {
     QVERIFY(std::equal(track1.begin(), track1.end(), f.disc.begin()));
     QCOMPARE(f.resolved, std::vector<std::string>{folder + "/My Game.cue"});
 
-    // Cancelled at the first progress point: nothing is written, nothing is said.
+    // Cancelled from the progress window while a long disc is read: nothing is written,
+    // nothing is said.
+    WriteFileBytes(f.work / "long.bin", Bytes(20000 * 2352, 0x5A));
+    WriteFileText(f.work / "long.cue",
+                  "FILE \"long.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
+    f.drives = {f.work / "long.cue"};
     const std::string other = f.work.MakeDir("cancelled");
     f.dialogs.results = {QString::fromStdString(other + "/Other.cue")};
     f.prompter.shown.clear();
-    CancelRequested = true;
+    QTimer clicker;
+    QObject::connect(&clicker, &QTimer::timeout, [&] {
+      auto* progress = f.w->findChild<ui::ProgressWindow*>();
+      if (progress && progress->isVisible())
+        QTest::mouseClick(progress->findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);
+    });
+    clicker.start(1);
     f.Choose("mnuCDImage");
-    QVERIFY(!CancelRequested);
+    clicker.stop();
     QVERIFY(f.prompter.shown.empty());
     QVERIFY(Entries(other).empty());
     QCOMPARE(f.resolved.size(), size_t(1));
@@ -138,23 +150,29 @@ class CdMenuTest : public QObject {
   }
 
   void convertStraightFromADriveRipsIntoTempAndClearsUp() {
-    Fixture f;
+    Fixture f(true);
     f.drives = {f.work / "drive.cue"};
     // No output folder yet: it is asked for; a cancelled picker stops before any rip.
     f.Choose("mnuCDDevice");
     QCOMPARE(f.dialogs.calls.back().kind, QStringLiteral("folder"));
-    QVERIFY(f.runs.empty());
+    QVERIFY(f.resolved.empty());
 
     const std::string out = f.work.MakeDir("out");
     f.dialogs.results = {QString::fromStdString(out)};
     f.Choose("mnuCDDevice");
-    QCOMPARE(f.runs.size(), size_t(1));
     const std::string temp = f.prog.folder() + "Temp/Disc";
-    QCOMPARE(f.runs[0].input, temp + "/Disc.cue");
-    QCOMPARE(f.runs[0].outputFolder, out);
-    const std::vector<std::string> rip = {"Disc (Track 1).bin", "Disc (Track 2).bin",
-                                          "Disc (Track 3).bin", "Disc.cue"};
-    QCOMPARE(f.ripSeenByRun[0], rip);
+    QCOMPARE(f.resolved, std::vector<std::string>{temp + "/Disc.cue"});
+    QCOMPARE(f.prompter.last(),
+             QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
+                            "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
+    // The package holds the disc in the drive, track for track.
+    InflatingReader reader(out + "/EBOOT.PBP");
+    QCOMPARE(reader.error(), std::string());
+    QCOMPARE(reader.tracks().size(), size_t(3));
+    Bytes back;
+    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(f.disc.size() / 2352), back),
+             std::string());
+    QVERIFY(back == f.disc);
     // Afterwards the rip is gone and the input box no longer names it.
     QVERIFY(!std::filesystem::exists(std::filesystem::u8path(temp)));
     QCOMPARE(f.w->findChild<QLineEdit*>("txtIn")->text(), QString());

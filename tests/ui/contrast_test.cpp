@@ -21,7 +21,7 @@
 #include "assets/slots.h"
 #include "contrast_probe.h"
 #include "disc/game_db.h"
-#include "engine/go_checks.h"
+#include "engine/conversion.h"
 #include "fakes.h"
 #include "pbp/rebuild.h"
 #include "support/program_tree.h"
@@ -164,23 +164,24 @@ class ContrastTest : public QObject {
         [&](QWidget* dialog) { Probe(dialog, t + "file dialog"); });
 
     ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme(), &w);
-    progress.SetCaption("Converting to EBOOT...");
-    progress.SetSizeText("Image Size: 512.3 MB");
-    progress.SetBytesText("Bytes written: 214.8 MB");
-    progress.SetFraction(0.4);
+    // A compressed run: the image's size and the bytes written so far.
+    progress.BeginStage("Converting to EBOOT...", 1.0, 537185075);
+    progress.Advance(225232076, 0);
     progress.Tick();
     progress.show();
     Probe(&progress, t + "progress window");
-    WhileModal([&] { progress.AskYesNo(kMsgOfferTransfer, true, MsgIcon::Exclamation); },
+    WhileModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
                [&](QWidget* box) { Probe(box, t + "question over progress"); });
+    progress.EndStage(true);
     progress.hide();
 
     ui::ProgressWindow log(ui::ProgressWindow::Kind::Log, prompter, w.theme(), &w);
     log.SetCaption("Converting to EBOOT...");
     log.Log("Game 1 of 3: Moonlit Harbour\r\n  Extracting ISO... Done");
-    log.SetSizeText("Image Size: 512.3 MB");
+    log.BeginStage("Converting to EBOOT...", 1.0, 537185075);
     log.show();
     Probe(&log, t + "log window");
+    log.EndStage(true);
     log.hide();
 
     ui::OptionsDialog options(w.settings(), prog + "ebootforge.ini", w.theme(), scripted, prompter,

@@ -1,6 +1,7 @@
 // The main window with the real core behind it: the resolver fills the window from a
 // dropped image, Go runs the real converter, packages switch the window into package mode.
 #include <QCheckBox>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -9,7 +10,6 @@
 #include <QTimer>
 #include <filesystem>
 
-#include "common/cancel.h"
 #include "fakes.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
@@ -116,25 +116,46 @@ class ConversionFlowTest : public QObject {
     QVERIFY(!f.w->packageLoaded());
   }
 
+  // A run goes on beside the windows: they answer at once throughout, and Cancel stops it
+  // within a second, leaving nothing of its own.
   void cancelDuringARunLeavesNoStagedFiles() {
     Fixture f(true);
-    FakeMode slow("slow");
+    FakeMode slow("slow");  // ten seconds, unless cancelled
     const std::string bin = f.Disc("game.bin");
+    const Bytes image = ReadFileBytes(bin);
     f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = 0, worstGap = 0, cancelledAt = 0;
+    QTimer tick;
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+      worstGap = std::max(worstGap, clock.elapsed() - last);
+      last = clock.elapsed();
+    });
+    tick.start(10);
     // Cancel from the progress window once the converter is running.
-    QTimer::singleShot(600, [&f] {
+    QTimer::singleShot(1500, [&] {
       for (auto* p : f.w->findChildren<ui::ProgressWindow*>())
         if (p->isVisible())
-          if (auto* b = p->findChild<QPushButton*>(QStringLiteral("cmdCancel"))) b->click();
+          if (auto* b = p->findChild<QPushButton*>(QStringLiteral("cmdCancel"))) {
+            cancelledAt = clock.elapsed();
+            b->click();
+          }
     });
     QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
-    QVERIFY(!CancelRequested);
+    const qint64 endedAt = clock.elapsed();
+    QVERIFY(cancelledAt > 0);
+    QVERIFY2(endedAt - cancelledAt < 1000,
+             qPrintable(QStringLiteral("stopped %1 ms after Cancel").arg(endedAt - cancelledAt)));
+    QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
     QVERIFY(f.w->isVisible());
     QVERIFY(f.prompter.shown.empty());  // a cancel says nothing more
     for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "PIC1.PNG",
-                             "BOOT.PNG", "EBOOT.PBP", "ISO.TOC"})
+                             "BOOT.PNG", "EBOOT.PBP", "EBOOT.PBP.part", "ISO.TOC"})
       QVERIFY2(!FileExists(f.OutFolder() + name), name);
     QVERIFY(!FileExists(f.prog / "Temp/TempBIN.bin"));
+    QVERIFY(!FileExists(f.prog / "Temp/RUN.NOTE"));
+    QVERIFY(ReadFileBytes(bin) == image);
   }
 };
 

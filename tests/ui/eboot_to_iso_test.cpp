@@ -24,7 +24,7 @@ class EbootToIsoTest : public QObject {
     const std::string iso = dir / "game.iso";
 
     // A cancelled save dialog ends silently.
-    QCOMPARE(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0), std::string());
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
     QCOMPARE(dialogs.calls[0].title, QStringLiteral("Select where to save the ISO"));
     QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
     QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
@@ -34,7 +34,7 @@ class EbootToIsoTest : public QObject {
     WriteFileText(dir / "game.ccd", "old sheet");
     dialogs.results = {QString::fromStdString(iso)};
     prompter.answers = {false};
-    QCOMPARE(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0), std::string());
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
     QCOMPARE(prompter.last(),
              QString::fromStdString("The following file will be overwritten if you continue!\n" +
                                     (dir / "game.ccd") + "\nDo you wish to continue?"));
@@ -42,14 +42,15 @@ class EbootToIsoTest : public QObject {
 
     dialogs.results = {QString::fromStdString(iso)};
     prompter.answers = {true};
-    QCOMPARE(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0), std::string("Success."));
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Success());
     QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
     QCOMPARE(FileSize(iso).value_or(0), uint64_t(2 * kTestBlockSize));
 
     // Any other result is shown as it is.
     WriteFileText(dir / "bad.pbp", std::string(64, 'x'));
     dialogs.results = {QString::fromStdString(dir / "bad.iso")};
-    ui::EbootToIso(nullptr, prompter, dialogs, theme, dir / "bad.pbp", 0);
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, dir / "bad.pbp", 0) ==
+            Outcome::Failed(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.last(), QLatin1String(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.shown.back().icon, MsgIcon::Exclamation);
   }

@@ -11,6 +11,13 @@
 
 #include "app/settings.h"
 #include "fakes.h"
+#include "pbp/extract.h"
+#include "pbp/inspect.h"
+#include "support/disc_builder.h"
+#include "support/fake_program.h"
+#include "support/inflating_reader.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
 #include "ui/main_window.h"
 #include "ui/progress_window.h"
 
@@ -25,24 +32,24 @@ class MainWindowTest : public QObject {
     ScriptedPrompter prompter;
     ScriptedDialogs dialogs;
     std::vector<std::string> resolved;
-    std::vector<ui::GoRequest> runs;
-    std::string result = "Success.";
     std::vector<std::string> transfers;
     bool onPsp = false;
     std::unique_ptr<ui::MainWindow> w;
 
-    Fixture() {
-      FillProgramFolder(prog);
+    // The stand-in files of fakes.h with the stand-in converter, or a copy of the real
+    // runtime tree for runs that must make a real package.
+    explicit Fixture(bool realRuntime = false) {
+      if (realRuntime) {
+        CopyRuntimeTree(prog);
+      } else {
+        FillProgramFolder(prog);
+        std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
+                                   std::filesystem::copy_options::overwrite_existing);
+      }
       ui::MainWindow::Hooks hooks;
       hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
         resolved.push_back(path);
         mw.SetInputText(path);
-      };
-      hooks.runConversion = [this](ui::GoRequest& r, ui::ProgressWindow& progress) {
-        // The run sees the progress window up and the main window away.
-        if (!progress.isVisible() || w->isVisible()) return std::string("wrong windows");
-        runs.push_back(r);
-        return result;
       };
       hooks.isOnPspGameFolder = [this](const std::string&) { return onPsp; };
       hooks.openTransfer = [this](ui::MainWindow&, const std::string& folder) {
@@ -59,6 +66,8 @@ class MainWindowTest : public QObject {
       return c;
     }
     void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
+    // Whether a run reached the converter: the stand-in notes its arguments where it runs.
+    bool ConverterRan() const { return FileExists(work / "out/fake_args.txt"); }
     // A form that passes every check.
     std::string FillValid(const std::string& inputName = "game.bin") {
       const std::string input = work / inputName;
@@ -152,8 +161,8 @@ class MainWindowTest : public QObject {
     }
   }
 
-  // The checks themselves are the core's (engine/go_checks); here only that the window
-  // feeds them its controls and shows what they say.
+  // The checks themselves are the core's (engine/plan); here only that the window feeds
+  // them its controls and shows what they say.
   void goChecksReachTheWindow() {
     Fixture f;
     auto go = [&] {
@@ -177,7 +186,7 @@ class MainWindowTest : public QObject {
     f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
     f.w->SetGameIdentity("SAVE", "SLUS0059A");
     QCOMPARE(go(), QStringLiteral("Game ID is invalid (well tarnwick will at least say that)"));
-    QVERIFY(f.runs.empty());
+    QVERIFY(!f.ConverterRan());
   }
 
   void regionQuestionsAndSlotChecks() {
@@ -189,7 +198,7 @@ class MainWindowTest : public QObject {
     f.Click("cmdGo");
     QVERIFY(f.prompter.last().startsWith("It seems that you're trying to apply a PAL -> NTSC fix"));
     QVERIFY(f.prompter.shown.back().defaultNo);
-    QVERIFY(f.runs.empty());
+    QVERIFY(!f.ConverterRan());
     // PAL with one fix ticked asks nothing; PAL with none asks.
     f.w->SetRegion("PAL");
     f.prompter.shown.clear();
@@ -207,72 +216,96 @@ class MainWindowTest : public QObject {
     QVERIFY(f.prompter.shown[0].text.startsWith("It seems that you're converting a PAL game"));
     QVERIFY(f.prompter.shown[0].defaultNo);
     QCOMPARE(f.prompter.shown[1].text, QStringLiteral("The Gameboot PNG file doesn't exist!"));
-    QVERIFY(f.runs.empty());
+    QVERIFY(!f.ConverterRan());
   }
 
+  // Go carries what the window shows into a real package: the window's choices reach the
+  // converter through the real plan, nothing in between stands in for them.
   void goRunsAndCloses() {
-    Fixture f;
-    const std::string input = f.FillValid();
+    Fixture f(true);
+    const std::string input = f.work / "game.bin";
+    const Bytes image = BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw);
+    WriteFileBytes(input, image);
+    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(input));
+    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
+    f.Get<QLineEdit>("txtTitle")->setText("My Game");
+    f.w->SetGameIdentity("My Save", "SLUS00594");
+    f.w->SetRegion("NTSC");
+    // The user's own ICON0 (a valid PNG of the icon's size), and no sound.
     const std::string icon = f.work / "icon.png";
-    WriteFileText(icon, "png");
+    std::filesystem::copy_file(f.prog / "PSXCust/Default/ICON0.PNG", icon);
     f.Get<QLineEdit>("txtCustICON0")->setText(QString::fromStdString(icon));
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
-    f.Get<QSpinBox>("txtCompress")->setValue(3);
+    f.Get<QSpinBox>("txtCompress")->setValue(0);
     f.w->show();
     f.Click("cmdGo");
-    QCOMPARE(f.runs.size(), size_t(1));
-    const ui::GoRequest& r = f.runs[0];
-    QCOMPARE(r.input, input);
-    QCOMPARE(r.outputFolder, f.work / "out");
-    QCOMPARE(r.title, std::string("My Game"));
-    QCOMPARE(r.gameId, std::string("SLUS00594"));
-    QCOMPARE(r.compressionLevel, 3);
-    QCOMPARE(r.assetSlots[ui::MainWindow::kIcon0].text, icon);
-    QVERIFY(!r.assetSlots[ui::MainWindow::kSnd0].ticked);
-    QVERIFY(r.assetSlots[ui::MainWindow::kPic1].ticked);
-    QVERIFY(!r.palFixScreen && !r.palFixGraphics && !r.recompressEboot);
     QVERIFY(f.w->isVisible());
     QCOMPARE(f.prompter.last(),
              QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
                             "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
     QVERIFY(f.prompter.shown.back().icon == MsgIcon::Information);
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+
+    // The package carries the window's title, save name, ID and assets, and the disc.
+    const std::string eboot = f.work / "out/EBOOT.PBP";
+    RunRecorder quiet;
+    const std::string temp = f.work.MakeDir("seen") + "/";
+    const pbp::Inspection seen = pbp::InspectEboot(eboot, temp, quiet);
+    QCOMPARE(seen.message, std::string());
+    QCOMPARE(seen.title, std::string("My Game"));
+    QCOMPARE(seen.saveName, std::string("My Save"));
+    QCOMPARE(seen.gameId, std::string("SLUS00594"));
+    QVERIFY(ReadFileBytes(temp + "ICON0.PNG") == ReadFileBytes(icon));
+    QCOMPARE(FileSize(temp + "SND0.AT3").value_or(99), uint64_t{0});
+    InflatingReader reader(eboot);
+    QCOMPARE(reader.error(), std::string());
+    Bytes back;
+    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back),
+             std::string());
+    QVERIFY(back == image);
+    // Level 0: every block a stored-mode deflate stream, 5 bytes longer than its sectors
+    // (the padding block after them included).
+    QVERIFY(!reader.entrySizes().empty());
+    for (uint16_t size : reader.entrySizes()) QCOMPARE(size, uint16_t{37637});
     // The settings file now names the input just converted and the level used.
     const SettingsFileContents saved = LoadSettingsFile(f.prog / "ebootforge.ini", f.prog.folder());
     QCOMPARE(saved.lastUsedImage.value_or(""), input);
-    QCOMPARE(saved.settings.compressLevel, std::string("3"));
-    QVERIFY(IsDirectory(f.work / "out"));
+    QCOMPARE(saved.settings.compressLevel, std::string("0"));
   }
 
   void closingMessages() {
     Fixture f;
-    ui::GoRequest disc;
+    ConversionPlan disc;
+    disc.kind = JobKind::NewPackage;
     disc.input = "/x/game.bin";
-    disc.outputFolder = "/psp/PSP/GAME/X";
-    auto closing = [&](const std::string& result, const ui::GoRequest& r) {
+    disc.output = "/psp/PSP/GAME/X/";
+    auto closing = [&](const Outcome& outcome, const ConversionPlan& plan) {
       f.prompter.shown.clear();
-      f.w->ShowClosingMessage(result, r);
+      ConversionResult result;
+      result.outcome = outcome;
+      f.w->ShowClosingMessage(result, plan);
       return f.prompter.shown;
     };
-    QVERIFY(closing("Cancelled.", disc).empty());
-    QVERIFY(closing("", disc).empty());
-    auto shown = closing("The BIN file could not be found!!!\nline two", disc);
+    QVERIFY(closing(Outcome::Cancelled(), disc).empty());
+    QVERIFY(closing(Outcome::Declined(), disc).empty());
+    auto shown = closing(Outcome::Failed("The BIN file could not be found!!!\nline two"), disc);
     QCOMPARE(shown.size(), size_t(1));
     QCOMPARE(shown[0].text, QStringLiteral("The BIN file could not be found!!!\nline two"));
     QVERIFY(shown[0].icon == MsgIcon::Exclamation);
 
-    ui::GoRequest pbp = disc;
-    pbp.input = "/x/eboot.pbp";
-    QCOMPARE(closing("Success.", pbp)[0].text, QStringLiteral("Patching Done!  Enjoy :)"));
-    pbp.recompressEboot = true;
-    QVERIFY(closing("Success.", pbp)[0].text.startsWith("Conversion Done :)  Just copy"));
+    ConversionPlan pbp = disc;
+    pbp.kind = JobKind::PatchPackage;
+    QCOMPARE(closing(Outcome::Success(), pbp)[0].text, QStringLiteral("Patching Done!  Enjoy :)"));
+    pbp.kind = JobKind::RecompressPackage;
+    QVERIFY(closing(Outcome::Success(), pbp)[0].text.startsWith("Conversion Done :)  Just copy"));
 
     f.w->settings().autoTransfer = 1;
     f.onPsp = true;
-    QVERIFY(closing("Success.", disc)[0].text.startsWith(
+    QVERIFY(closing(Outcome::Success(), disc)[0].text.startsWith(
         "Conversion Done :)  The output folder you have selected appears to be the correct"));
     f.onPsp = false;
     f.prompter.answers = {false};
-    shown = closing("Success.", disc);
+    shown = closing(Outcome::Success(), disc);
     QCOMPARE(shown[0].text, QStringLiteral("Conversion Done :)  Do you want to transfer the game "
                                            "to the PSP now?\r\n(note, if you wish, you can "
                                            "disable this feature by editing the INI file, if "
@@ -281,8 +314,8 @@ class MainWindowTest : public QObject {
     QVERIFY(shown[0].buttons == ui::Buttons::YesNo);
     QVERIFY(f.transfers.empty());
     f.prompter.answers = {true};
-    closing("Success.", disc);
-    QCOMPARE(f.transfers, std::vector<std::string>{"/psp/PSP/GAME/X"});
+    closing(Outcome::Success(), disc);
+    QCOMPARE(f.transfers, std::vector<std::string>{"/psp/PSP/GAME/X/"});
   }
 
   void dropsAndBrowsing() {

@@ -1,15 +1,23 @@
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "common/cancel.h"
+#include "common/outcome.h"
+#include "support/outcome_print.h"
 #include "fakes.h"
+#include "ui/job_runner.h"
 #include "ui/progress_window.h"
 
-using ebf::CancelNeedsConfirm;
-using ebf::CancelRequested;
+using ebf::CancelToken;
+using ebf::Outcome;
 using ebf::test::ScriptedPrompter;
 using ebf::ui::ProgressWindow;
 using ebf::ui::ThemeContext;
@@ -17,11 +25,6 @@ using ebf::ui::ThemeContext;
 class ProgressWindowTest : public QObject {
   Q_OBJECT
  private slots:
-  void init() {
-    CancelRequested = false;
-    CancelNeedsConfirm = false;
-  }
-
   void elapsedText() {
     QCOMPARE(ProgressWindow::ElapsedText(0), QStringLiteral("Time Elapsed: 0m 0s"));
     QCOMPARE(ProgressWindow::ElapsedText(125), QStringLiteral("Time Elapsed: 2m 5s"));
@@ -54,26 +57,28 @@ class ProgressWindowTest : public QObject {
     auto* cancel = w.findChild<QPushButton*>("cmdCancel");
     QVERIFY(cancel);
     QCOMPARE(cancel->text(), QStringLiteral("Cancel"));
+    // With no job running, Cancel has nothing to stop.
+    QTest::mouseClick(cancel, Qt::LeftButton);
+    CancelToken token;
+    w.SetCancelToken(&token);
     QTest::mouseClick(cancel, Qt::LeftButton);
     QTest::mouseClick(cancel, Qt::LeftButton);
     QVERIFY(prompter.shown.empty());
     // Two clicks leave one request; the routine takes it and it is gone.
-    QVERIFY(ebf::TakeCancelRequest());
-    QVERIFY(!ebf::TakeCancelRequest());
+    QVERIFY(token.Take());
+    QVERIFY(!token.Take());
   }
 
   void cancelAsksWhileTheUsersFileIsRewritten() {
     ScriptedPrompter prompter;
-    CancelNeedsConfirm = true;
     ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
-    // Loading the window clears the confirmation flag.
-    QVERIFY(!CancelNeedsConfirm);
-
-    ebf::CancelConfirmGuard guard;
+    CancelToken token;
+    w.SetCancelToken(&token);
+    CancelToken::ConfirmScope confirm(token);
     prompter.answers = {false, true};
     auto* cancel = w.findChild<QPushButton*>("cmdCancel");
     QTest::mouseClick(cancel, Qt::LeftButton);
-    QVERIFY(!CancelRequested);
+    QVERIFY(!token.Requested());
     QCOMPARE(prompter.shown.size(), size_t(1));
     QCOMPARE(prompter.shown[0].text,
              QStringLiteral("WARNING: cancelling this process may cause problems, such as ending "
@@ -82,7 +87,7 @@ class ProgressWindowTest : public QObject {
     QVERIFY(prompter.shown[0].icon == ebf::MsgIcon::Exclamation);
     QVERIFY(prompter.shown[0].buttons == ebf::ui::Buttons::YesNo);
     QTest::mouseClick(cancel, Qt::LeftButton);
-    QVERIFY(CancelRequested);
+    QVERIFY(token.Requested());
   }
 
   void cannotBeClosed() {
@@ -96,45 +101,44 @@ class ProgressWindowTest : public QObject {
     QTest::keyClick(&w, Qt::Key_F4, Qt::AltModifier);
     QApplication::processEvents();
     QVERIFY(w.isVisible());
-    QVERIFY(!CancelRequested);
   }
 
-  void hostDrivesTheControls() {
+  void stagesDriveTheControls() {
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
-    ebf::Host& host = w;
+    ebf::Progress& progress = w;
     w.resize(500, w.sizeHint().height());
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
     QCOMPARE(w.windowTitle(), QStringLiteral("Processing..."));
-    host.SetCaption("Converting to EBOOT...");
-    QCOMPARE(w.windowTitle(), QStringLiteral("Converting to EBOOT..."));
-    host.SetSizeText("Image Size: 1.5 MB");
-    QCOMPARE(w.findChild<QLabel*>("lblOrigSize")->text(), QStringLiteral("Image Size: 1.5 MB"));
-    host.SetBytesText("Bytes written: 12 KB");
-    QCOMPARE(w.findChild<QLabel*>("lblBytes")->text(), QStringLiteral("Bytes written: 12 KB"));
-    host.ShowBytes(false);
-    QVERIFY(w.findChild<QLabel*>("lblBytes")->isHidden());
-
     auto* frame = w.findChild<ebf::ui::ProgressBarFrame*>("frame");
     auto* fill = w.findChild<QWidget*>("imgFill");
-    QVERIFY(frame && fill);
-    QCOMPARE(fill->width(), 0);
-    host.SetFraction(0.25);
-    QCOMPARE(fill->width(), qRound(frame->width() * 0.25));
-    host.SetFraction(1.0);
-    QCOMPARE(fill->width(), frame->width());
-    host.SetFraction(3.0);  // never past the frame
-    QCOMPARE(fill->width(), frame->width());
-    host.ShowBar(false);
-    QVERIFY(frame->isHidden());
+    auto* bytes = w.findChild<QLabel*>("lblBytes");
+    QVERIFY(frame && fill && bytes);
 
-    prompter.answers = {false};
-    QVERIFY(!host.AskYesNo("Overwrite?", true, ebf::MsgIcon::Exclamation));
-    QCOMPARE(prompter.last(), QStringLiteral("Overwrite?"));
-    QVERIFY(prompter.shown.back().defaultNo);
+    // A stage names the window; a known total fills the bar (never past the frame).
+    progress.BeginStage("Adding RAW padding...");
+    QCOMPARE(w.windowTitle(), QStringLiteral("Adding RAW padding..."));
+    QCOMPARE(fill->width(), 0);
+    progress.Advance(25, 100);
+    QCOMPARE(fill->width(), qRound(frame->width() * 0.25));
+    progress.Advance(300, 100);
+    QCOMPARE(fill->width(), frame->width());
+    progress.EndStage(true);
+
+    // A compressed package: the size of the image, and the bytes written instead of a bar.
+    progress.BeginStage("Converting to EBOOT...", 1.0, 1572864);
+    QCOMPARE(w.windowTitle(), QStringLiteral("Converting to EBOOT..."));
+    QCOMPARE(w.findChild<QLabel*>("lblOrigSize")->text(), QStringLiteral("Image Size: 1.5 MB"));
+    progress.Advance(12288, 0);
+    QCOMPARE(bytes->text(), QStringLiteral("Bytes written: 12 KB"));
+    QVERIFY(frame->isHidden());
+    QVERIFY(!bytes->isHidden());
+    progress.EndStage(true);
+    QVERIFY(!frame->isHidden());
+    QVERIFY(bytes->isHidden());
     // The progress window has no log; the lines go nowhere and nothing breaks.
-    host.Log("ignored");
+    progress.Log("ignored");
     QVERIFY(!w.findChild<QPlainTextEdit*>("txtLog"));
   }
 
@@ -146,19 +150,82 @@ class ProgressWindowTest : public QObject {
                              "imgFill", "cmdCancel", "lblTime", "lblOrigSize", "lblBytes"})
       QVERIFY2(w.findChild<QWidget*>(name), name);
     QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), QStringLiteral("Errors:"));
-    ebf::Host& host = w;
-    // Text goes in as it stands: a stage's words and its "Done" share one line.
-    host.Log("first line");
-    host.Log("\r\n  Extracting ISO... ");
-    host.Log("Done");
-    QCOMPARE(w.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
-             QStringLiteral("first line\n  Extracting ISO... Done"));
+    ebf::Progress& progress = w;
+    // A stage's words and its "Done" share one line; text is added as it stands.
+    progress.Log("first line");
+    progress.BeginStage("", 1.0);
+    progress.BeginStage("Extracting ISO...", 0.5);
+    progress.EndStage(true);
+    progress.BeginStage("Converting to EBOOT...", 0.5);
     w.resize(600, 400);
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
-    host.SetTotalFraction(0.5);
+    // Half the run is behind: the total bar says so while the stage's own bar starts again.
+    progress.Advance(0, 10);
     auto* total = w.findChild<ebf::ui::ProgressBarFrame*>("shpTotal");
     QCOMPARE(w.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.5));
+    progress.Advance(5, 10);
+    QCOMPARE(w.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.75));
+    progress.EndStage(false);
+    progress.EndStage(true);
+    QCOMPARE(w.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
+             QStringLiteral("first line\n  Extracting ISO... Done\n  Converting to EBOOT... "));
+  }
+
+  // A job on its worker thread: the window answers at once, its stages arrive queued, a
+  // question waits for the user, and Cancel (confirmed while the user's file is at stake)
+  // stops it.
+  void aJobRunsBesideTheWindow() {
+    ScriptedPrompter prompter;
+    ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    ebf::ui::WorkerQuestions questions(prompter, &w);
+    prompter.answers = {true, false, true};  // the job's question, then the two cancels
+
+    // The GUI thread's lag, measured by a timer that should fire every 10 ms.
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = 0, worstGap = 0;
+    QTimer tick;
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+      worstGap = std::max(worstGap, clock.elapsed() - last);
+      last = clock.elapsed();
+    });
+    tick.start(10);
+    qint64 cancelledAt = 0;
+    // Cancel twice: the first is not confirmed, the second is.
+    QTimer::singleShot(300, &w, [&] { QTest::mouseClick(w.findChild<QPushButton*>("cmdCancel"), Qt::LeftButton); });
+    QTimer::singleShot(600, &w, [&] {
+      cancelledAt = clock.elapsed();
+      QTest::mouseClick(w.findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);
+    });
+    std::atomic<bool> onWorker{false};
+    const Outcome result = ebf::ui::RunJob(
+        w, questions, [&](ebf::Progress& p, ebf::Questions& q, CancelToken& cancel) {
+          onWorker = std::this_thread::get_id() != std::thread::id() &&
+                     QThread::currentThread() != w.thread();
+          if (!q.AskYesNo("Begin?", false)) return Outcome::Declined();
+          ebf::Stage stage(p, "Rewriting your image...");
+          CancelToken::ConfirmScope confirm(cancel);
+          // Busy for far longer than the test waits, unless cancelled.
+          for (int i = 0; i < 3000; ++i) {
+            if (cancel.Take()) return Outcome::Cancelled();
+            stage.Advance(static_cast<uint64_t>(i), 3000);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+          }
+          stage.Done();
+          return Outcome::Success();
+        });
+    const qint64 endedAt = clock.elapsed();
+    QCOMPARE(result, Outcome::Cancelled());
+    QVERIFY(onWorker);
+    QCOMPARE(prompter.shown.size(), size_t(3));
+    QCOMPARE(prompter.shown[0].text, QStringLiteral("Begin?"));
+    QCOMPARE(w.windowTitle(), QStringLiteral("Rewriting your image..."));
+    QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
+    QVERIFY2(endedAt - cancelledAt < 1000,
+             qPrintable(QStringLiteral("stopped %1 ms after Cancel").arg(endedAt - cancelledAt)));
   }
 };
 

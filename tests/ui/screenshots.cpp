@@ -158,14 +158,13 @@ int main(int argc, char** argv) {
   ok &= Save(w, out, "main-customise.png");
 
   ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme());
-  progress.SetCaption("Converting to EBOOT...");
-  progress.SetSizeText("Image Size: 512.3 MB");
-  progress.SetBytesText("Bytes written: 214.8 MB");
+  // An uncompressed run: the image's size, and the bar near half way.
+  progress.BeginStage("Converting to EBOOT...", 1.0, 537185075);
   for (int i = 0; i < 125; ++i) progress.Tick();
   progress.resize(460, progress.sizeHint().height());
   progress.show();
   QApplication::processEvents();
-  progress.SetFraction(0.42);
+  progress.Advance(42, 100);
   ok &= Save(progress, out, "progress.png");
 
   Settings& s = w.settings();

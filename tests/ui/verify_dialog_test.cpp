@@ -22,8 +22,9 @@ class VerifyDialogTest : public QObject {
     recipe.image = Bytes(3 * kTestBlockSize, 0x5A);
     recipe.toc = MakeToc({{0x41, 0}, {0x01, 20}}, 48);
     WritePbp(dir / "EBOOT.PBP", recipe);
-    QuietHost host;
-    const VerifyReport report = VerifyPackage(dir / "EBOOT.PBP", {}, host);
+    NoProgress progress;
+    CancelToken cancel;
+    const VerifyReport report = VerifyPackage(dir / "EBOOT.PBP", {}, progress, cancel);
     ui::ThemeContext theme;
     ui::VerifyDialog dialog(theme, dir / "EBOOT.PBP", report);
     QCOMPARE(dialog.windowTitle(), QStringLiteral("Verify EBOOT.PBP"));

@@ -10,19 +10,19 @@
 
 namespace ebf::chd {
 
-std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
+Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
                           const DiscJobHooks& hooks) {
   ChdCdImage image;
   std::string error = image.Open(chdPath);
-  if (!error.empty()) return error;
+  if (!error.empty()) return Outcome::Failed(error);
   image.ExpectReadInOrder();
   const std::string temp = binPath + ".ebf-part";
-  auto failWith = [&](std::string message) {
+  auto failWith = [&](Outcome why) {
     DeleteFileIfExists(temp);
-    return message;
+    return why;
   };
   File out(temp, File::Mode::Write);
-  if (!out) return failWith("\"" + binPath + "\" could not be written: " + out.LastError());
+  if (!out) return failWith(Outcome::Failed("\"" + binPath + "\" could not be written: " + out.LastError()));
   constexpr uint32_t kChunk = 256;
   std::vector<uint8_t> buffer(std::size_t{kChunk} * kRawSectorSize);
   const uint32_t total = image.SectorCount();
@@ -30,7 +30,7 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
   for (uint32_t at = 0; at < total;) {
     if (hooks.Cancelled()) {
       out.Close();
-      return failWith(kDiscJobCancelled);
+      return failWith(Outcome::Cancelled());
     }
     const uint32_t n = std::min(kChunk, total - at);
     error = image.ReadSectors(at, n, buffer);
@@ -39,7 +39,7 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
       error = "\"" + binPath + "\" could not be written: " + out.LastError();
     if (!error.empty()) {
       out.Close();
-      return failWith(error);
+      return failWith(Outcome::Failed(error));
     }
     at += n;
     hooks.Report(at, total);
@@ -47,11 +47,11 @@ std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath
   error = image.VerifyWholeImage();
   if (!out.Close() && error.empty())
     error = "\"" + binPath + "\" could not be written: " + out.LastError();
-  if (!error.empty()) return failWith(error);
+  if (!error.empty()) return failWith(Outcome::Failed(error));
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(temp), std::filesystem::u8path(binPath), ec);
-  if (ec) return failWith("\"" + binPath + "\" could not be written: " + ec.message());
-  return "";
+  if (ec) return failWith(Outcome::Failed("\"" + binPath + "\" could not be written: " + ec.message()));
+  return Outcome::Success();
 }
 
 }  // namespace ebf::chd

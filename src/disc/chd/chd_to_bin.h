@@ -9,9 +9,8 @@
 
 namespace ebf::chd {
 
-// Progress in sectors. "" on success, "Cancelled." when cancelled, else the message;
-// nothing is left at binPath on failure.
-std::string WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
+// Progress in sectors; nothing is left at binPath on failure or cancel.
+Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
                           const DiscJobHooks& hooks = {});
 
 }  // namespace ebf::chd

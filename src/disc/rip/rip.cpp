@@ -44,13 +44,13 @@ std::string BuildRipCue(const std::string& name, const std::vector<DriveTrack>& 
   return cue;
 }
 
-std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, RipResult* result) {
+Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, RipResult* result) {
   CdDrive drive;
   std::string error = drive.Open(request.source);
-  if (!error.empty()) return error;
+  if (!error.empty()) return Outcome::Failed(error);
   std::vector<DriveTrack> tracks;
   error = drive.ReadToc(tracks);
-  if (!error.empty()) return error;
+  if (!error.empty()) return Outcome::Failed(error);
 
   const int count = static_cast<int>(tracks.size());
   std::vector<std::string> finals;
@@ -60,14 +60,14 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
   finals.push_back(cuePath);
   if (!request.overwrite)
     for (const std::string& f : finals)
-      if (FileExists(f)) return "\"" + f + "\" already exists.";
+      if (FileExists(f)) return Outcome::Failed("\"" + f + "\" already exists.");
   if (!IsDirectory(request.folder) && !MakeFolders(request.folder) && !IsDirectory(request.folder))
-    return "The folder \"" + request.folder + "\" could not be made.";
+    return Outcome::Failed("The folder \"" + request.folder + "\" could not be made.");
 
   std::vector<std::string> parts;
-  auto failWith = [&](std::string message) {
+  auto failWith = [&](Outcome why) {
     for (const std::string& p : parts) DeleteFileIfExists(p);
-    return message;
+    return why;
   };
   uint64_t total = 0, done = 0;
   for (const DriveTrack& t : tracks) total += t.end - t.start;
@@ -78,35 +78,35 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
     const DriveTrack& t = tracks[i];
     parts.push_back(finals[i] + kPartSuffix);
     File out(parts.back(), File::Mode::Write);
-    if (!out) return failWith("\"" + finals[i] + "\" could not be written: " + out.LastError());
+    if (!out) return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
     for (uint32_t lsn = t.start; lsn < t.end;) {
       if (hooks.Cancelled()) {
         out.Close();
-        return failWith(kDiscJobCancelled);
+        return failWith(Outcome::Cancelled());
       }
       const uint32_t n = std::min(kChunkSectors, t.end - lsn);
       error = drive.ReadSectors(t, lsn, n, buffer.data());
       if (!error.empty()) {
         out.Close();
-        return failWith(error);
+        return failWith(Outcome::Failed(error));
       }
       if (!out.Write(std::span<const uint8_t>(buffer.data(), std::size_t{n} * kRawSectorSize))) {
         std::string why = out.LastError();
         out.Close();
-        return failWith("\"" + finals[i] + "\" could not be written: " + why);
+        return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + why));
       }
       lsn += n;
       done += n;
       hooks.Report(done, total);
     }
     if (!out.Close())
-      return failWith("\"" + finals[i] + "\" could not be written: " + out.LastError());
+      return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
   }
   parts.push_back(cuePath + kPartSuffix);
   {
     File cue(parts.back(), File::Mode::Write);
     if (!cue || !cue.Write(BuildRipCue(request.name, tracks)) || !cue.Close())
-      return failWith("\"" + cuePath + "\" could not be written: " + cue.LastError());
+      return failWith(Outcome::Failed("\"" + cuePath + "\" could not be written: " + cue.LastError()));
   }
   // Everything is on disk: the renames make the set appear.
   for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -115,7 +115,7 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
                             ec);
     if (ec) {
       for (std::size_t k = 0; k < i; ++k) DeleteFileIfExists(finals[k]);
-      return failWith("\"" + finals[i] + "\" could not be written: " + ec.message());
+      return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + ec.message()));
     }
   }
   if (result) {
@@ -123,7 +123,7 @@ std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, Ri
     result->binPaths.assign(finals.begin(), finals.end() - 1);
     result->sectors = total;
   }
-  return "";
+  return Outcome::Success();
 }
 
 }  // namespace ebf::rip

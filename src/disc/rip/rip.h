@@ -33,9 +33,8 @@ struct RipResult {
   uint64_t sectors = 0;
 };
 
-// Progress is reported in sectors. Returns "" on success, "Cancelled." when cancelled,
-// else the message.
-std::string RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks,
+// Progress is reported in sectors.
+Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks,
                         RipResult* result = nullptr);
 
 }  // namespace ebf::rip

@@ -1,0 +1,239 @@
+// Planning a conversion: the checks in their fixed order with their own words, the
+// questions with their defaults, and the plan that comes out of them.
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "engine/plan.h"
+#include "support/disc_builder.h"
+#include "support/program_tree.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::RunRecorder;
+using test::TempDir;
+
+struct Fixture {
+  TempDir prog, work;
+  JobInput in;
+  Settings settings;
+  Fixture() {
+    test::WriteFileText(work / "game.bin", "x");
+    in.input = work / "game.bin";
+    in.output = work / "out";
+    in.title = "Game";
+    in.saveName = "Game";
+    in.gameId = "SLUS00594";
+    in.region = "NTSC";
+  }
+  Planned Run(RunRecorder& host) {
+    return PlanConversion(in, settings, ProgramFolders(prog.folder()), host);
+  }
+};
+
+TEST(PlanConversion, RefusalsInTheirOrder) {
+  Fixture f;
+  RunRecorder host;
+  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
+
+  auto refusal = [&](auto change) {
+    Fixture g;
+    change(g);
+    RunRecorder h;
+    Planned p = g.Run(h);
+    EXPECT_FALSE(p.plan.has_value());
+    return p.outcome;
+  };
+  auto failed = [](const char* text) { return Outcome::Failed(text); };
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.input += ".missing"; }),
+            failed("The input file doesn't exist!"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = ""; }), failed("Please enter an output folder!"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = g.prog.folder() + "Data"; }),
+            failed("The output folder is cannot be the same as the Data folder!"));
+  EXPECT_EQ(refusal([](Fixture& g) {
+              g.in.title = "";
+              g.in.saveName = "";
+            }),
+            failed("Please enter a title for the game!"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.saveName = ""; }),
+            failed("No game save name selected!  Please use the Select button to choose a game!"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "SLU00594"; }),
+            failed("Game ID is invalid (according to tarnwick)"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "SLUS0059A"; }),
+            failed("Game ID is invalid (well tarnwick will at least say that)"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "ABCD00594"; }),
+            failed("Game ID is invalid (well tarnwick will at least say that)"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; }),
+            failed("The PIC1.PNG file doesn't exist!"));
+  // The output check comes before the title check, the slots after the ID.
+  EXPECT_EQ(refusal([](Fixture& g) {
+              g.in.output = "";
+              g.in.title = "";
+            }),
+            failed("Please enter an output folder!"));
+  EXPECT_EQ(refusal([](Fixture& g) {
+              g.in.gameId = "SLU00594";
+              g.in.assets[kSlotIcon0].text = g.work / "nope.png";
+            }),
+            failed("Game ID is invalid (according to tarnwick)"));
+  // A folder, a FIFO or a device is refused before it is opened.
+  const Outcome folder = refusal([](Fixture& g) { g.in.input = g.work.path(); });
+  EXPECT_TRUE(folder.failed());
+  EXPECT_NE(folder.text(), "The input file doesn't exist!");
+}
+
+TEST(PlanConversion, OutputFolderRules) {
+  Fixture f;
+  RunRecorder host;
+  // Data with a trailing separator passes; so does a lower-case ID prefix.
+  f.in.output = f.prog.folder() + "Data" + kSep;
+  f.in.gameId = "slus00594";
+  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
+  // A package is patched in place: the output folder is not looked at.
+  test::WriteFileText(f.work / "EBOOT.pbp", "x");
+  f.in.input = f.work / "EBOOT.pbp";
+  f.in.output = "";
+  Planned patch = f.Run(host);
+  ASSERT_TRUE(patch.plan);
+  EXPECT_EQ(patch.plan->kind, JobKind::PatchPackage);
+  EXPECT_EQ(patch.plan->output, "");
+  // Rebuilt through the converter, it writes into the output folder, which is then checked.
+  f.in.recompress = true;
+  EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
+  f.in.output = f.prog.folder() + "Data";
+  EXPECT_EQ(f.Run(host).outcome,
+            Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
+  // A folder that cannot be created.
+  Fixture g;
+  test::WriteFileText(g.work / "file", "x");
+  g.in.output = g.work / "file/sub/leaf";
+  EXPECT_EQ(g.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
+}
+
+TEST(PlanConversion, QuestionsAndTheirDefaults) {
+  {
+    Fixture f;
+    test::WriteFileText(f.work / "game.iso", "x");
+    f.in.input = f.work / "game.iso";
+    RunRecorder host;
+    host.answers = {false};
+    EXPECT_EQ(f.Run(host).outcome, Outcome::Declined());  // No ends silently
+    ASSERT_EQ(host.questions.size(), 1u);
+    EXPECT_FALSE(host.questions[0].defaultNo);  // Yes is the default for the ISO question
+    EXPECT_FALSE(IsDirectory(f.work / "out"));  // asked before the folder is made
+  }
+  {
+    Fixture f;
+    f.in.palFixGraphics = true;  // NTSC game with a fix
+    RunRecorder host;
+    host.answers = {true};
+    EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
+    ASSERT_EQ(host.questions.size(), 1u);
+    EXPECT_TRUE(host.questions[0].defaultNo);
+    EXPECT_NE(host.questions[0].text.find("on an NTSC game"), std::string::npos);
+  }
+  {
+    Fixture f;
+    f.in.region = "PAL";  // PAL game without a fix
+    RunRecorder host;
+    host.answers = {false};
+    EXPECT_EQ(f.Run(host).outcome, Outcome::Declined());
+    ASSERT_EQ(host.questions.size(), 1u);
+    EXPECT_NE(host.questions[0].text.find("converting a PAL game"), std::string::npos);
+  }
+  for (auto [region, scr, gfx] : {std::tuple{"NTSC", false, false}, std::tuple{"PAL", true, false},
+                                  std::tuple{"PAL", false, true}, std::tuple{"", true, true}}) {
+    Fixture f;
+    f.in.region = region;
+    f.in.palFixScreen = scr;
+    f.in.palFixGraphics = gfx;
+    RunRecorder host;
+    EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
+    EXPECT_TRUE(host.questions.empty()) << region << scr << gfx;
+  }
+}
+
+TEST(PlanConversion, ThePlanStandsAlone) {
+  Fixture f;
+  test::CopyRuntimeTree(f.prog, false);
+  const std::string icon = f.work / "icon.png";
+  test::WriteFileText(icon, "png");
+  f.in.assets[kSlotIcon0] = {true, icon};
+  f.in.assets[kSlotSnd0] = {false, ""};
+  f.in.level = 3;
+  f.in.confirm = false;
+  f.settings.imgResMode = 2;
+  RunRecorder host;
+  Planned p = f.Run(host);
+  ASSERT_TRUE(p.plan) << Describe(p.outcome);
+  const ConversionPlan& plan = *p.plan;
+  EXPECT_EQ(plan.kind, JobKind::NewPackage);
+  // Paths the converter can be given from its own folder: absolute, the folder ending in
+  // the separator, and made.
+  EXPECT_EQ(plan.input, f.work / "game.bin");
+  EXPECT_EQ(plan.output, WithTrailingSep(f.work / "out"));
+  EXPECT_TRUE(IsDirectory(f.work / "out"));
+  EXPECT_EQ(plan.title, "Game");
+  EXPECT_EQ(plan.gameId, "SLUS00594");
+  EXPECT_EQ(plan.level, 3);
+  EXPECT_FALSE(plan.confirm);
+  EXPECT_EQ(plan.settings.imgResMode, 2);
+  // The user's file, the "null" stand-in for an unticked slot, the shipped default.
+  EXPECT_EQ(plan.assets[kSlotIcon0].path, icon);
+  EXPECT_EQ(plan.assets[kSlotSnd0].path, f.prog.folder() + "null");
+  EXPECT_TRUE(FileExists(f.prog.folder() + "null"));
+  EXPECT_EQ(plan.assets[kSlotPic1].path,
+            f.prog.folder() + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
+  EXPECT_FALSE(plan.assets[kSlotSnd0].ticked);
+  EXPECT_EQ(plan.assets[kSlotIcon0].text, icon);
+
+  // A batch's later game whose folder an earlier one took gets the next free name.
+  f.in.takenOutputFolders = {OutputFolderKey(f.work / "out"), OutputFolderKey(f.work / "out (2)")};
+  p = f.Run(host);
+  ASSERT_TRUE(p.plan);
+  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "out (3)"));
+}
+
+TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
+  Fixture f;
+  test::CopyRuntimeTree(f.prog, false);
+  // A disc in the game list: the command line gives only the input, the rest is found.
+  const std::string bin = f.work / "Metal Gear.bin";
+  test::WriteFileBytes(bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"),
+                                                 test::SectorLayout::Mode2Raw));
+  JobInput cli;
+  cli.input = bin;
+  cli.resolve = true;
+  cli.confirm = false;
+  f.settings.defaultOutputDir = f.work / "games";
+  f.settings.defaultOutDirOpt = 3;
+  RunRecorder host;
+  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  ASSERT_TRUE(p.plan) << Describe(p.outcome);
+  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
+  EXPECT_EQ(p.plan->saveName, "Metal Gear Solid");
+  EXPECT_EQ(p.plan->gameId, "SLUS00594");
+  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "games") + "SLUS00594" + kSep);
+  EXPECT_EQ(p.title, "Metal Gear Solid [NTSC-U]");
+  // What the user says goes over what was found.
+  cli.title = "Mine";
+  cli.output = f.work / "elsewhere";
+  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  ASSERT_TRUE(p.plan);
+  EXPECT_EQ(p.plan->title, "Mine");
+  EXPECT_EQ(p.plan->gameId, "SLUS00594");
+  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "elsewhere"));
+  // A sheet that names no file is refused with the resolver's words; the title is kept for
+  // a batch's summary.
+  test::WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
+  cli.input = f.work / "broken.cue";
+  cli.title.reset();
+  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  EXPECT_EQ(p.outcome, Outcome::Failed("CUE Sheet is invalid!"));
+  EXPECT_EQ(p.title, "broken");
+}
+
+}  // namespace
+}  // namespace ebf
