@@ -8,11 +8,11 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
-#include "support/recording_host.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
 #include "support/disc_builder.h"
+#include "support/recording_host.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 

@@ -14,10 +14,10 @@
 
 #include "common/file_io.h"
 #include "common/files.h"
-#include "support/recording_host.h"
 #include "engine/image_prep.h"
 #include "support/process_run.h"
 #include "support/realistic_image.h"
+#include "support/recording_host.h"
 #include "support/runtime.h"
 #include "support/temp_dir.h"
 

@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "common/file_io.h"
-#include "support/recording_host.h"
 #include "pbp/extract.h"
 #include "pbp/toc.h"
 #include "support/pbp_writer.h"
+#include "support/recording_host.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 #include <vector>
 
 #include "common/files.h"
-#include "support/recording_host.h"
 #include "disc/disc_image.h"
 #include "engine/image_prep.h"
 #include "support/disc_builder.h"
 #include "support/process_run.h"
 #include "support/realistic_image.h"
+#include "support/recording_host.h"
 #include "support/temp_dir.h"
 
 #ifndef _WIN32

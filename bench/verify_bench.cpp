@@ -18,11 +18,11 @@
 
 #include "common/bytes.h"
 #include "common/file_io.h"
-#include "support/recording_host.h"
 #include "engine/verify.h"
 #include "pbp/extract.h"
 #include "pbp/toc.h"
 #include "support/pbp_writer.h"
+#include "support/recording_host.h"
 
 namespace {
 

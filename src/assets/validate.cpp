@@ -21,9 +21,8 @@ uint32_t ReadBe32At(File& file, uint64_t offset) {
 
 }  // namespace
 
-Outcome ValidateCustomFile(const std::string& path, int16_t minimumLength,
-                               const std::string& name, uint32_t signature, int16_t maximumWidth,
-                               int16_t maximumHeight) {
+Outcome ValidateCustomFile(const std::string& path, int16_t minimumLength, const std::string& name,
+                           uint32_t signature, int16_t maximumWidth, int16_t maximumHeight) {
   if (path.empty()) return Outcome::Success();
   const uint64_t length = IsDirectory(path) ? 0 : FileSize(path).value_or(0);
   if (static_cast<int64_t>(length) < minimumLength)
@@ -59,7 +58,7 @@ Outcome ValidateCustomFile(const std::string& path, int16_t minimumLength,
 }
 
 Outcome ValidateSlot(const SlotInfo& slot, bool ticked, const std::string& text,
-                         const std::string& convertedPath) {
+                     const std::string& convertedPath) {
   if (!ticked || Trim(text).empty() || !FileExists(text) || IsDirectory(text))
     return Outcome::Success();
   return ValidateCustomFile(convertedPath, slot.minimumLength, slot.messageName, slot.signature,

@@ -2,6 +2,7 @@
 // never falls behind the commands and options the program has.
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <vector>
 
@@ -127,16 +128,17 @@ std::string BashCompletion(const CLI::App& root) {
   return s.str();
 }
 
-CommandRegistrar completionCommand(90, [](CLI::App& app, CliContext& ctx) {
-  static std::string shell;
+}  // namespace
+
+void AddCompletionCommand(CLI::App& app, CliContext& ctx) {
+  auto shell = std::make_shared<std::string>();
   auto* cmd = app.add_subcommand("completion", "Print a shell completion script");
-  cmd->add_option("SHELL", shell, "The shell (bash)")->required()->check(CLI::IsMember({"bash"}));
+  cmd->add_option("SHELL", *shell, "The shell (bash)")->required()->check(CLI::IsMember({"bash"}));
   const CLI::App* root = &app;
-  cmd->callback([root, &ctx] {
+  cmd->callback([root, shell, &ctx] {
     std::cout << BashCompletion(*root);
     ctx.exitCode = kExitSuccess;
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <set>
 #include <sstream>
 
@@ -72,8 +73,7 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
       takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
   // Measured before the run: patching in place changes the input.
-  const uint64_t inputBytes =
-      FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
+  const uint64_t inputBytes = FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
   ConversionResult result;
   result.outcome = planned.outcome;
   if (planned.plan) {
@@ -129,9 +129,10 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
         const std::string& question = questions.refusedQuestion();
         const bool rebuild = question == pbp::kRebuildQuestion && options.output.empty();
         std::cerr << question
-                  << (rebuild ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
-                                "new file)\n"
-                              : "\n(not answered: run again with --yes to answer Yes)\n");
+                  << (rebuild
+                          ? "\n(not answered: run again with --yes -o NEW.PBP to rebuild into a "
+                            "new file)\n"
+                          : "\n(not answered: run again with --yes to answer Yes)\n");
         out.result = "Stopped at a question";
         out.exitCode = kExitCancelled;
         if (ctx.json) PrintJobJson(input, "", "declined", question, out, inputBytes, 0);
@@ -207,42 +208,45 @@ struct ConvertArgs {
   JobOptions options;
 };
 
-CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
-  static ConvertArgs convert, batch;
+}  // namespace
+
+void AddConvertCommands(CLI::App& app, CliContext& ctx) {
+  auto convert = std::make_shared<ConvertArgs>();
+  auto batch = std::make_shared<ConvertArgs>();
 
   auto* c = app.add_subcommand("convert", "Convert a disc image to EBOOT.PBP, or patch a package");
-  c->add_option("INPUT", convert.input, "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package")
+  c->add_option("INPUT", convert->input, "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package")
       ->required();
-  AddJobOptions(*c, convert.options);
-  c->callback([&ctx] {
+  AddJobOptions(*c, convert->options);
+  c->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
-    ctx.exitCode = RunOne(convert.input, convert.options, ctx).exitCode;
+    ctx.exitCode = RunOne(convert->input, convert->options, ctx).exitCode;
   });
 
   auto* b = app.add_subcommand("batch", "Convert every disc image found, each into its own folder");
-  b->add_option("PATH", batch.paths, "Disc images and folders to search")->required();
-  AddJobOptions(*b, batch.options);
-  b->callback([&ctx] {
+  b->add_option("PATH", batch->paths, "Disc images and folders to search")->required();
+  AddJobOptions(*b, batch->options);
+  b->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
-    if (batch.options.output.empty()) {
+    if (batch->options.output.empty()) {
       std::cerr << "batch needs an output folder: -o FOLDER\n";
       ctx.exitCode = kExitFailed;
       return;
     }
-    if (!MakeFolders(batch.options.output) || !IsDirectory(batch.options.output)) {
+    if (!MakeFolders(batch->options.output) || !IsDirectory(batch->options.output)) {
       std::cerr << "The output folder is invalid!\n";
       ctx.exitCode = kExitFailed;
       return;
     }
     // Each game gets its own folder under the output, named as the settings say (by title
     // when they would name none).
-    ctx.settings.defaultOutputDir = batch.options.output;
+    ctx.settings.defaultOutputDir = batch->options.output;
     if (ctx.settings.defaultOutDirOpt == 0) ctx.settings.defaultOutDirOpt = 2;
-    JobOptions each = batch.options;
+    JobOptions each = batch->options;
     each.output.clear();
     std::set<std::string> taken;
 
-    const std::vector<std::string> images = FindDiscImages(batch.paths);
+    const std::vector<std::string> images = FindDiscImages(batch->paths);
     if (images.empty()) {
       std::cerr << "No disc images found.\n";
       ctx.exitCode = kExitFailed;
@@ -250,8 +254,8 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     }
     std::vector<JobResult> results;
     for (std::size_t i = 0; i < images.size(); ++i) {
-      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) +
-                        "] " + images[i] + "\n");
+      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) + "] " +
+                        images[i] + "\n");
       results.push_back(RunOne(images[i], each, ctx, &taken));
       // Ctrl+C stops the whole batch.
       if (results.back().kind == OutcomeKind::Cancelled) break;
@@ -281,7 +285,6 @@ CommandRegistrar convertCommands(40, [](CLI::App& app, CliContext& ctx) {
     for (const auto& r : results) ok += r.exitCode == 0;
     std::cout << ok << " of " << images.size() << " converted.\n";
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 
 #include "cli/json_out.h"
 #include "cli/registry.h"
@@ -77,19 +78,21 @@ struct Args {
   bool no = false, screen = false, gfx = false, apply = false;
 };
 
-CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
-  static Args args;
+}  // namespace
+
+void AddDiscCommands(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<Args>();
 
   auto* gameid = app.add_subcommand("gameid", "Print the game ID found in a disc image");
-  gameid->add_option("IMAGE", args.image, "ISO, BIN, IMG, MDF, CHD or ECM image, or a CUE sheet")
+  gameid->add_option("IMAGE", args->image, "ISO, BIN, IMG, MDF, CHD or ECM image, or a CUE sheet")
       ->required();
-  gameid->callback([&ctx] {
-    if (std::string refused = NotAFileMessage(args.image); !refused.empty()) {
+  gameid->callback([args, &ctx] {
+    if (std::string refused = NotAFileMessage(args->image); !refused.empty()) {
       std::cerr << refused << "\n";
       ctx.exitCode = 1;
       return;
     }
-    std::string data = args.image;
+    std::string data = args->image;
     if (Extension4(data) == ".CUE") {
       auto found = FindCueDataFile(data);
       if (!found) {
@@ -99,36 +102,36 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       }
       data = *found;
     }
-    std::string id = DetectInputGameId(args.image, data);
+    std::string id = DetectInputGameId(args->image, data);
     if (id.empty()) {
-      std::cerr << "No game ID found in " << args.image << "\n";
+      std::cerr << "No game ID found in " << args->image << "\n";
       ctx.exitCode = 1;
       return;
     }
     if (ctx.json)
-      PrintJson({{"image", args.image}, {"gameId", id}});
+      PrintJson({{"image", args->image}, {"gameId", id}});
     else
       std::cout << id << "\n";
   });
 
   auto* lookup = app.add_subcommand("lookup", "Look a game ID up in the game database");
-  lookup->add_option("ID", args.id, "Game ID as read from a disc, e.g. SLUS00594")->required();
+  lookup->add_option("ID", args->id, "Game ID as read from a disc, e.g. SLUS00594")->required();
   lookup->add_option("--ini", ctx.iniPath, "Settings file to read (HideNameTags)");
-  lookup->callback([&ctx] {
-    if (args.id.empty()) {
+  lookup->callback([args, &ctx] {
+    if (args->id.empty()) {
       std::cerr << "No game ID given: name one, e.g. SLUS00594.\n";
       ctx.exitCode = 1;
       return;
     }
     LoadCliSettings(ctx);
-    auto entry = LookupGame(GameDbPath(ctx.folders.tree), args.id, ctx.settings.hideNameTags);
+    auto entry = LookupGame(GameDbPath(ctx.folders.tree), args->id, ctx.settings.hideNameTags);
     if (!entry) {
-      std::cerr << args.id << " is not in " << GameDbPath(ctx.folders.tree) << "\n";
+      std::cerr << args->id << " is not in " << GameDbPath(ctx.folders.tree) << "\n";
       ctx.exitCode = 1;
       return;
     }
     if (ctx.json) {
-      PrintJson({{"id", args.id},
+      PrintJson({{"id", args->id},
                  {"title", entry->title},
                  {"saveName", entry->saveName},
                  {"region", entry->region},
@@ -142,19 +145,19 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
   });
 
   auto* resolve = app.add_subcommand("resolve", "Show what the main window would make of a path");
-  resolve->add_option("PATH", args.path, "Input file")->required();
+  resolve->add_option("PATH", args->path, "Input file")->required();
   resolve->add_option("--ini", ctx.iniPath, "Settings file to read");
-  resolve->add_flag("--no", args.no,
+  resolve->add_flag("--no", args->no,
                     "Answer No to the BIN/CUE question (the default without --yes)");
-  resolve->callback([&ctx] {
-    if (!FileExists(args.path)) {
-      std::cerr << args.path << " does not exist\n";
+  resolve->callback([args, &ctx] {
+    if (!FileExists(args->path)) {
+      std::cerr << args->path << " does not exist\n";
       ctx.exitCode = 1;
       return;
     }
     LoadCliSettings(ctx);
-    Answering answers(ctx.assumeYes && !args.no);
-    ResolvedInput r = ResolveInput(AbsolutePath(args.path),
+    Answering answers(ctx.assumeYes && !args->no);
+    ResolvedInput r = ResolveInput(AbsolutePath(args->path),
                                    ResolverContext(ctx.settings, ctx.folders.tree), answers);
     if (!r.message.empty()) {
       std::cerr << r.message << "\n";
@@ -197,31 +200,31 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
 
   auto* palfix = app.add_subcommand("palfix", "List (or apply) the PAL -> NTSC fix in an image");
   palfix
-      ->add_option("IMAGE", args.image,
+      ->add_option("IMAGE", args->image,
                    "Disc image, or an EBOOT.PBP (only its disc image is scanned)")
       ->required();
-  palfix->add_flag("--screen", args.screen, "Fix Screen Height");
-  palfix->add_flag("--gfx", args.gfx, "Fix Graphics (may cause problems)");
-  palfix->add_flag("--apply", args.apply, "Change the file (otherwise only list the matches)");
-  palfix->callback([&ctx] {
-    if (!args.screen && !args.gfx) {
+  palfix->add_flag("--screen", args->screen, "Fix Screen Height");
+  palfix->add_flag("--gfx", args->gfx, "Fix Graphics (may cause problems)");
+  palfix->add_flag("--apply", args->apply, "Change the file (otherwise only list the matches)");
+  palfix->callback([args, &ctx] {
+    if (!args->screen && !args->gfx) {
       std::cerr << "Choose --screen, --gfx or both\n";
       ctx.exitCode = kExitFailed;
       return;
     }
     // A package is checked as a package job checks it, and only its disc image is scanned,
     // as the conversion does: the header and sections before it are never patched.
-    const bool package = Extension4(args.image) == ".PBP";
+    const bool package = Extension4(args->image) == ".PBP";
     if (package) {
-      if (std::string e = pbp::CheckEbootForJob(args.image); !e.empty()) {
+      if (std::string e = pbp::CheckEbootForJob(args->image); !e.empty()) {
         std::cerr << e << "\n";
         ctx.exitCode = 1;
         return;
       }
     }
-    File file(args.image, args.apply ? File::Mode::ReadWrite : File::Mode::Read);
+    File file(args->image, args->apply ? File::Mode::ReadWrite : File::Mode::Read);
     if (!file) {
-      std::cerr << args.image << ": " << file.LastError() << "\n";
+      std::cerr << args->image << ": " << file.LastError() << "\n";
       ctx.exitCode = 1;
       return;
     }
@@ -236,22 +239,22 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       spans = std::move(*image);
     }
     PalFixOptions options;
-    options.screenHeight = args.screen;
-    options.graphics = args.gfx;
-    options.write = args.apply;
+    options.screenHeight = args->screen;
+    options.graphics = args->gfx;
+    options.write = args->apply;
     Json patches = Json::array();
     PalFixResult result;
-    result = ApplyPalFix(file, spans, options, nullptr, *ctx.progress, *ctx.cancel,
-                         [&](const PalPatch& p) {
-                           if (ctx.json)
-                             patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
-                           else
-                             std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-                           return true;
-                         });
+    result = ApplyPalFix(
+        file, spans, options, nullptr, *ctx.progress, *ctx.cancel, [&](const PalPatch& p) {
+          if (ctx.json)
+            patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+          else
+            std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
+          return true;
+        });
     if (!file.Close() && result.error.empty()) result.error = file.LastError();
     if (!result.error.empty()) {
-      std::cerr << args.image << ": " << result.error << "\n";
+      std::cerr << args->image << ": " << result.error << "\n";
       ctx.exitCode = 1;
     } else if (result.cancelled) {
       ctx.cancel->Take();
@@ -259,18 +262,17 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitCancelled;
     }
     if (ctx.json && ctx.exitCode == kExitSuccess) {
-      PrintJson({{"image", args.image},
-                 {"screen", args.screen},
-                 {"graphics", args.gfx},
-                 {"applied", args.apply},
+      PrintJson({{"image", args->image},
+                 {"screen", args->screen},
+                 {"graphics", args->gfx},
+                 {"applied", args->apply},
                  {"count", result.patches},
                  {"patches", patches}});
       return;
     }
     if (!ctx.quiet)
-      std::cerr << result.patches << (args.apply ? " patched" : " found (file unchanged)") << "\n";
+      std::cerr << result.patches << (args->apply ? " patched" : " found (file unchanged)") << "\n";
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

@@ -2,6 +2,7 @@
 // written out as a raw image, the drives there are, and a disc ripped into BIN+CUE.
 #include <cstdio>
 #include <iostream>
+#include <memory>
 
 #include "cli/registry.h"
 #include "common/cancel.h"
@@ -70,35 +71,37 @@ void PrintChd(const std::string& path, CliContext& ctx) {
   std::fflush(stdout);
 }
 
-CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
-  static Args args;
+}  // namespace
+
+void AddImageCommands(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<Args>();
 
   auto* chd = app.add_subcommand("chd", "Show a CHD CD image's tracks, or write it out as BIN");
-  chd->add_option("CHD", args.input, "CHD file (version 5, CD)")->required();
-  chd->add_option("--bin", args.output, "Write the disc as one raw image of 2,352-byte sectors");
-  chd->callback([&ctx] {
-    if (args.output.empty()) return PrintChd(args.input, ctx);
-    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args.input));
-    ctx.exitCode = Finish(chd::WriteChdAsBin(args.input, args.output, TerminalHooks(ctx, stage)),
-                          "Written: " + args.output);
+  chd->add_option("CHD", args->input, "CHD file (version 5, CD)")->required();
+  chd->add_option("--bin", args->output, "Write the disc as one raw image of 2,352-byte sectors");
+  chd->callback([args, &ctx] {
+    if (args->output.empty()) return PrintChd(args->input, ctx);
+    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
+    ctx.exitCode = Finish(chd::WriteChdAsBin(args->input, args->output, TerminalHooks(ctx, stage)),
+                          "Written: " + args->output);
   });
 
   auto* ecm = app.add_subcommand("ecm", "Decode an ECM file back to the original image");
-  ecm->add_option("ECM", args.input, "ECM file")->required();
-  ecm->add_option("-o,--output", args.output, "Output file (default: the name without .ecm)");
-  ecm->callback([&ctx] {
-    std::string out = args.output;
+  ecm->add_option("ECM", args->input, "ECM file")->required();
+  ecm->add_option("-o,--output", args->output, "Output file (default: the name without .ecm)");
+  ecm->callback([args, &ctx] {
+    std::string out = args->output;
     if (out.empty()) {
-      out = WithoutExtension(args.input);
-      if (out == args.input) out += ".bin";
+      out = WithoutExtension(args->input);
+      if (out == args->input) out += ".bin";
     }
-    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args.input));
+    Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
     ctx.exitCode =
-        Finish(DecodeEcmFile(args.input, out, TerminalHooks(ctx, stage)), "Written: " + out);
+        Finish(DecodeEcmFile(args->input, out, TerminalHooks(ctx, stage)), "Written: " + out);
   });
 
   auto* drives = app.add_subcommand("drives", "List the CD drives");
-  drives->callback([&ctx] {
+  drives->callback([args, &ctx] {
     auto list = rip::ListDrives();
     if (list.empty()) {
       std::cerr << "No CD drive was found.\n";
@@ -109,22 +112,21 @@ CommandRegistrar imageCommands(35, [](CLI::App& app, CliContext& ctx) {
   });
 
   auto* ripCmd = app.add_subcommand("rip", "Rip the disc in a drive into BIN+CUE (Redump names)");
-  ripCmd->add_option("DEVICE", args.input, "Drive (see `drives`), or a CUE sheet")->required();
-  ripCmd->add_option("-o,--output", args.output, "Folder for the set")->required();
-  ripCmd->add_option("--name", args.name, "Name of the files (default: the folder's name)");
-  ripCmd->add_flag("--overwrite", args.overwrite, "Replace files of the same names");
-  ripCmd->callback([&ctx] {
+  ripCmd->add_option("DEVICE", args->input, "Drive (see `drives`), or a CUE sheet")->required();
+  ripCmd->add_option("-o,--output", args->output, "Folder for the set")->required();
+  ripCmd->add_option("--name", args->name, "Name of the files (default: the folder's name)");
+  ripCmd->add_flag("--overwrite", args->overwrite, "Replace files of the same names");
+  ripCmd->callback([args, &ctx] {
     rip::RipRequest request;
-    request.source = args.input;
-    request.folder = args.output;
-    request.name = args.name.empty() ? FolderName(args.output) : args.name;
-    request.overwrite = args.overwrite;
+    request.source = args->input;
+    request.folder = args->output;
+    request.name = args->name.empty() ? FolderName(args->output) : args->name;
+    request.overwrite = args->overwrite;
     rip::RipResult result;
-    Stage stage(*ctx.progress, "Reading " + args.input);
+    Stage stage(*ctx.progress, "Reading " + args->input);
     const Outcome message = rip::RipToBinCue(request, TerminalHooks(ctx, stage), &result);
     ctx.exitCode = Finish(message, "Written: " + result.cuePath);
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

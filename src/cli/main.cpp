@@ -1,7 +1,5 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <iostream>
-#include <vector>
 
 #include "cli/registry.h"
 #include "cli/terminal_host.h"
@@ -10,11 +8,6 @@
 
 namespace ebf::cli {
 namespace {
-
-std::vector<std::pair<int, CommandSetup>>& Registry() {
-  static std::vector<std::pair<int, CommandSetup>> commands;
-  return commands;
-}
 
 constexpr const char* kFooter =
     "Each command's own options: ebootforge-cli COMMAND --help.\n"
@@ -34,18 +27,20 @@ void AddGlobalFlags(CLI::App& app, CliContext& ctx) {
   app.add_flag("--json", ctx.json, "Print results as JSON on standard output");
 }
 
+void AddCommands(CLI::App& app, CliContext& ctx) {
+  AddSettingsCommand(app, ctx);
+  AddDiscCommands(app, ctx);
+  AddImageCommands(app, ctx);
+  AddConvertCommands(app, ctx);
+  AddInfoCommand(app, ctx);
+  AddExtractCommand(app, ctx);
+  AddVerifyCommand(app, ctx);
+  AddPngCommand(app, ctx);
+  AddDocCommand(app, ctx);
+  AddCompletionCommand(app, ctx);
+}
+
 }  // namespace
-
-CommandRegistrar::CommandRegistrar(int order, CommandSetup setup) {
-  Registry().emplace_back(order, std::move(setup));
-}
-
-void AddRegisteredCommands(CLI::App& app, CliContext& ctx) {
-  auto& commands = Registry();
-  std::stable_sort(commands.begin(), commands.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (auto& [order, setup] : commands) setup(app, ctx);
-}
 
 void LoadCliSettings(CliContext& ctx) {
   ctx.settings = LoadSettingsFile(ctx.iniPath, ctx.folders).settings;
@@ -67,7 +62,7 @@ int main(int argc, char** argv) {
   ctx.folders = ebf::LocateOwnFolders("ebootforge");
   ctx.iniPath = ctx.folders.settingsFile;
   AddGlobalFlags(app, ctx);
-  AddRegisteredCommands(app, ctx);
+  AddCommands(app, ctx);
 
   TerminalProgress progress(ctx.quiet, {StderrIsTerminal(), nullptr, {}});
   TerminalQuestions questions(ctx.assumeYes, progress);

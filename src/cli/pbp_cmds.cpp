@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 #include <map>
+#include <memory>
 
 #include "cli/json_out.h"
 #include "cli/registry.h"
@@ -97,13 +98,15 @@ void FinishExtract(CliContext& ctx, const Outcome& result) {
   }
 }
 
-CommandRegistrar infoCommand(40, [](CLI::App& app, CliContext& ctx) {
-  static InfoArgs args;
+}  // namespace
+
+void AddInfoCommand(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<InfoArgs>();
   auto* cmd = app.add_subcommand("info", "Show what an EBOOT.PBP holds");
-  cmd->add_option("EBOOT", args.path, "The package")->required();
-  cmd->callback([&ctx] {
+  cmd->add_option("EBOOT", args->path, "The package")->required();
+  cmd->callback([args, &ctx] {
     pbp::EbootInfo info;
-    std::string err = pbp::ReadEbootInfo(args.path, info);
+    std::string err = pbp::ReadEbootInfo(args->path, info);
     if (!err.empty()) {
       std::cerr << err << "\n";
       ctx.exitCode = 1;
@@ -114,51 +117,50 @@ CommandRegistrar infoCommand(40, [](CLI::App& app, CliContext& ctx) {
     else
       PrintText(info);
   });
-});
+}
 
-CommandRegistrar extractCommand(41, [](CLI::App& app, CliContext& ctx) {
-  static ExtractArgs args;
+void AddExtractCommand(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<ExtractArgs>();
   auto* cmd = app.add_subcommand("extract", "Take the disc image out of an EBOOT.PBP");
-  cmd->add_option("EBOOT", args.path, "The package")->required();
-  cmd->add_option("OUTPUT", args.output,
+  cmd->add_option("EBOOT", args->path, "The package")->required();
+  cmd->add_option("OUTPUT", args->output,
                   "The raw disc image to write (with --split or --toc cue: the set's name)")
       ->required();
-  cmd->add_option("--toc", args.toc,
+  cmd->add_option("--toc", args->toc,
                   "TOC output: none, toc, ccd, or cue (one BIN and a multi-track sheet) "
                   "(default: the setting)")
       ->check(CLI::IsMember({"none", "toc", "ccd", "cue"}));
-  cmd->add_flag("--split", args.split,
+  cmd->add_flag("--split", args->split,
                 "One BIN per track and a sheet naming them, as a Redump set has them");
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
-  cmd->callback([&ctx] {
+  cmd->callback([args, &ctx] {
     LoadCliSettings(ctx);
-    if (args.split || args.toc == "cue") {
-      if (args.split && !args.toc.empty() && args.toc != "cue") {
-        std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args.toc
+    if (args->split || args->toc == "cue") {
+      if (args->split && !args->toc.empty() && args->toc != "cue") {
+        std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args->toc
                   << ".\n";
         ctx.exitCode = 1;
         return;
       }
       Outcome result = pbp::ExtractTracks(
-          args.path, args.output, args.split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
+          args->path, args->output, args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
           *ctx.progress, *ctx.cancel);
       FinishExtract(ctx, result);
       return;
     }
     static const std::map<std::string, int> tocModes = {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
-    int toc = args.toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args.toc);
-    if (std::string question = pbp::CcdOverwriteQuestion(args.output);
+    int toc = args->toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args->toc);
+    if (std::string question = pbp::CcdOverwriteQuestion(args->output);
         !question.empty() && !ctx.questions->AskYesNo(question, false, MsgIcon::Exclamation)) {
-      std::cerr << "Not overwriting " << pbp::CcdFilePath(args.output) << " (use --yes).\n";
+      std::cerr << "Not overwriting " << pbp::CcdFilePath(args->output) << " (use --yes).\n";
       ctx.exitCode = 1;
       return;
     }
-    Outcome result = pbp::ExtractDiscImage(args.path, args.output, false, toc, *ctx.progress,
+    Outcome result = pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
                                            *ctx.questions, *ctx.cancel);
     FinishExtract(ctx, result);
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

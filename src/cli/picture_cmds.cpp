@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include "assets/slot_file.h"
@@ -58,7 +59,9 @@ int RunPng(const PngOptions& o, CliContext& ctx) {
   return 0;
 }
 
-CommandRegistrar pngCommand(60, [](CLI::App& app, CliContext& ctx) {
+}  // namespace
+
+void AddPngCommand(CLI::App& app, CliContext& ctx) {
   auto opts = std::make_shared<PngOptions>();
   auto* cmd = app.add_subcommand(
       "png", "Make a slot's PNG from a picture as the asset slot does (or say why not)");
@@ -77,14 +80,14 @@ CommandRegistrar pngCommand(60, [](CLI::App& app, CliContext& ctx) {
   cmd->add_flag("--no-centre", opts->noCentre, "Do not centre")->excludes(centre);
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([opts, &ctx] { ctx.exitCode = RunPng(*opts, ctx); });
-});
+}
 
 struct DocOptions {
   std::string output, id, datPath, folder;
   std::vector<std::string> pages;
 };
 
-CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
+void AddDocCommand(CLI::App& app, CliContext& ctx) {
   auto opts = std::make_shared<DocOptions>();
   auto* doc = app.add_subcommand("doc", "Write or take apart a DOCUMENT.DAT manual");
   doc->require_subcommand(1);
@@ -127,7 +130,6 @@ CommandRegistrar docCommand(61, [](CLI::App& app, CliContext& ctx) {
     stage.Done();
     std::cout << r.pagesStored << " pages written to " << opts->folder << "\n";
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

@@ -1,8 +1,7 @@
 #pragma once
-// Subcommands register themselves from their own files; main() adds them in order.
+// What every subcommand is handed, and the subcommands main() adds.
 
 #include <CLI/CLI.hpp>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -33,13 +32,17 @@ inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitCancelled = 2;  // cancelled, or a question not answered Yes
 
-using CommandSetup = std::function<void(CLI::App& app, CliContext& ctx)>;
-
-struct CommandRegistrar {
-  CommandRegistrar(int order, CommandSetup setup);
-};
-
-void AddRegisteredCommands(CLI::App& app, CliContext& ctx);
+// The subcommands, each from its own file, added in the order --help lists them.
+void AddSettingsCommand(CLI::App& app, CliContext& ctx);
+void AddDiscCommands(CLI::App& app, CliContext& ctx);     // gameid, lookup, resolve, palfix
+void AddImageCommands(CLI::App& app, CliContext& ctx);    // chd, ecm, drives, rip
+void AddConvertCommands(CLI::App& app, CliContext& ctx);  // convert, batch
+void AddInfoCommand(CLI::App& app, CliContext& ctx);
+void AddExtractCommand(CLI::App& app, CliContext& ctx);
+void AddVerifyCommand(CLI::App& app, CliContext& ctx);
+void AddPngCommand(CLI::App& app, CliContext& ctx);
+void AddDocCommand(CLI::App& app, CliContext& ctx);
+void AddCompletionCommand(CLI::App& app, CliContext& ctx);
 
 // Loads the settings named by ctx.iniPath into ctx.settings.
 void LoadCliSettings(CliContext& ctx);

@@ -1,11 +1,11 @@
 #include <iostream>
+#include <memory>
 
 #include "cli/registry.h"
 
 namespace ebf::cli {
-namespace {
 
-CommandRegistrar settingsCommand(10, [](CLI::App& app, CliContext& ctx) {
+void AddSettingsCommand(CLI::App& app, CliContext& ctx) {
   auto* cmd = app.add_subcommand("settings", "Print every effective setting as key = value");
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([&ctx] {
@@ -13,7 +13,6 @@ CommandRegistrar settingsCommand(10, [](CLI::App& app, CliContext& ctx) {
     for (const auto& [key, value] : SettingsAsPairs(ctx.settings))
       std::cout << key << " = " << value << "\n";
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <memory>
 
 #include "cli/json_out.h"
 #include "cli/registry.h"
@@ -78,18 +79,20 @@ void PrintVerifyText(const VerifyReport& r, const VerifyOptions& o) {
             << "\n";
 }
 
-CommandRegistrar verifyCommand(42, [](CLI::App& app, CliContext& ctx) {
-  static VerifyArgs args;
+}  // namespace
+
+void AddVerifyCommand(CLI::App& app, CliContext& ctx) {
+  auto args = std::make_shared<VerifyArgs>();
   auto* cmd = app.add_subcommand(
       "verify",
       "Read every block of an EBOOT.PBP and print each track's size, CRC32, MD5 and SHA-1");
-  cmd->add_option("EBOOT", args.path, "The package")->required();
+  cmd->add_option("EBOOT", args->path, "The package")->required();
   cmd->add_option(
-      "--against", args.options.against,
+      "--against", args->options.against,
       "Compare with the source disc (CUE, CCD/IMG, MDS/MDF, ISO/BIN) sector for sector");
-  cmd->add_option("--dat", args.options.dat, "Look the tracks up in a Redump/No-Intro XML DAT");
-  cmd->callback([&ctx] {
-    VerifyReport r = VerifyPackage(args.path, args.options, *ctx.progress, *ctx.cancel);
+  cmd->add_option("--dat", args->options.dat, "Look the tracks up in a Redump/No-Intro XML DAT");
+  cmd->callback([args, &ctx] {
+    VerifyReport r = VerifyPackage(args->path, args->options, *ctx.progress, *ctx.cancel);
     ctx.progress->FinishLine();
     if (!r.error.empty()) {
       std::cerr << r.error << "\n";
@@ -102,12 +105,11 @@ CommandRegistrar verifyCommand(42, [](CLI::App& app, CliContext& ctx) {
       return;
     }
     if (ctx.json)
-      PrintVerifyJson(r, args.options);
+      PrintVerifyJson(r, args->options);
     else
-      PrintVerifyText(r, args.options);
+      PrintVerifyText(r, args->options);
     ctx.exitCode = r.ok() ? kExitSuccess : kExitFailed;
   });
-});
+}
 
-}  // namespace
 }  // namespace ebf::cli

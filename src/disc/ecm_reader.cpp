@@ -246,7 +246,7 @@ std::string EcmReader::CheckChecksum() const {
 }
 
 Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
-                          const DiscJobHooks& hooks) {
+                      const DiscJobHooks& hooks) {
   EcmReader reader;
   std::string error = reader.Open(ecmPath);
   if (!error.empty()) return Outcome::Failed(error);
@@ -257,7 +257,8 @@ Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
   };
   File out(temp, File::Mode::Write);
   if (!out)
-    return failWith(Outcome::Failed("\"" + FileNameOf(temp) + "\" could not be written: " + out.LastError()));
+    return failWith(
+        Outcome::Failed("\"" + FileNameOf(temp) + "\" could not be written: " + out.LastError()));
   std::vector<uint8_t> buffer(1 << 20);
   const uint64_t total = reader.DecodedSize();
   uint64_t done = 0;
@@ -270,13 +271,15 @@ Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
     std::size_t n = reader.Read(buffer);
     if (n == 0) {
       out.Close();
-      return failWith(Outcome::Failed(reader.error().empty() ? "\"" + FileNameOf(ecmPath) + "\" ended early."
-                                             : reader.error()));
+      return failWith(Outcome::Failed(reader.error().empty()
+                                          ? "\"" + FileNameOf(ecmPath) + "\" ended early."
+                                          : reader.error()));
     }
     if (!out.Write(std::span<const uint8_t>(buffer.data(), n))) {
       std::string why = out.LastError();
       out.Close();
-      return failWith(Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + why));
+      return failWith(
+          Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + why));
     }
     done += n;
     hooks.Report(done, total);
@@ -287,7 +290,9 @@ Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
   if (!error.empty()) return failWith(Outcome::Failed(error));
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(temp), std::filesystem::u8path(outPath), ec);
-  if (ec) return failWith(Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + ec.message()));
+  if (ec)
+    return failWith(
+        Outcome::Failed("\"" + FileNameOf(outPath) + "\" could not be written: " + ec.message()));
   return Outcome::Success();
 }
 

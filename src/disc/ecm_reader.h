@@ -83,6 +83,6 @@ class EcmReader {
 // only when the whole file decoded and its checksum matched. On failure or cancel nothing is
 // left at outPath or under the temporary name.
 Outcome DecodeEcmFile(const std::string& ecmPath, const std::string& outPath,
-                          const DiscJobHooks& hooks = {});
+                      const DiscJobHooks& hooks = {});
 
 }  // namespace ebf

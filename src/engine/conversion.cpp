@@ -144,8 +144,8 @@ Outcome ReadyPackage(const ConversionPlan& plan, Progress& progress) {
 }
 
 // A package patched in place, or rebuilt into a new file when the new assets do not fit.
-ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress,
-                              Questions& questions, CancelToken& cancel) {
+ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                              CancelToken& cancel) {
   ConversionResult result;
   const std::string temp = TempFolder(plan.folders.work);
   // The new pictures and files are tested as a new package's are before either way is
@@ -155,11 +155,9 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress,
     result.outcome = valid;
     return result;
   }
-  pbp::PackageUpdate update =
-      pbp::UpdateEboot(plan.input, temp, plan.folders.work, JobFor(plan, assets), progress,
-                       questions, cancel, [&](const std::string& partial) {
-                         NoteRunFiles(temp, {partial});
-                       });
+  pbp::PackageUpdate update = pbp::UpdateEboot(
+      plan.input, temp, plan.folders.work, JobFor(plan, assets), progress, questions, cancel,
+      [&](const std::string& partial) { NoteRunFiles(temp, {partial}); });
   DeleteFileIfExists(temp + kRunNote);
   DeleteNullFile(plan.folders.work);
   result.outcome = update.outcome;
@@ -181,10 +179,15 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress,
 // Every file that will be written into the output folder, asked about in this order.
 Outcome ConfirmOverwrites(const ConversionPlan& plan, const AssetPaths& assets,
                           Questions& questions) {
-  const std::pair<const char*, std::string> targets[] = {
-      {"tarnwick.exe", ""},         {"BASE.PBP", ""},           {"EBOOT.PBP", ""},
-      {"ICON0.PNG", assets[kIcon0]}, {"PIC0.PNG", assets[kPic0]}, {"PIC1.PNG", assets[kPic1]},
-      {"ICON1.PMF", assets[kIcon1]}, {"SND0.AT3", assets[kSnd0]}, {"BOOT.PNG", assets[kBoot]}};
+  const std::pair<const char*, std::string> targets[] = {{"tarnwick.exe", ""},
+                                                         {"BASE.PBP", ""},
+                                                         {"EBOOT.PBP", ""},
+                                                         {"ICON0.PNG", assets[kIcon0]},
+                                                         {"PIC0.PNG", assets[kPic0]},
+                                                         {"PIC1.PNG", assets[kPic1]},
+                                                         {"ICON1.PMF", assets[kIcon1]},
+                                                         {"SND0.AT3", assets[kSnd0]},
+                                                         {"BOOT.PNG", assets[kBoot]}};
   for (const auto& [name, source] : targets)
     if (ConfirmOverwrite(questions, plan.output, name, source)) return Outcome::Declined();
   return Outcome::Success();
@@ -243,8 +246,8 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
     if (!FileExists(a)) return stop(Outcome::Failed(kMsgMissingFiles));
 
   const std::string basePbp = FindRuntimeFile(plan.folders, "Data/BASE.PBP");
-  const std::string sizedAssets[5] = {assets[kIcon0], assets[kIcon1], assets[kPic0],
-                                      assets[kPic1], assets[kSnd0]};
+  const std::string sizedAssets[5] = {assets[kIcon0], assets[kIcon1], assets[kPic0], assets[kPic1],
+                                      assets[kSnd0]};
   const uint64_t expected = ExpectedEbootSize(image, sizedAssets, basePbp, assets[kBoot]);
   if (std::string res = CheckFreeSpace(out, expected, tuning.freeSpace); !res.empty())
     return stop(Outcome::Failed(res));
@@ -259,8 +262,7 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   if (plan.palFix() && plan.level > 0) {
     // A compressed image cannot be patched afterwards: the fix goes onto the source image,
     // and the clean-up puts the original bytes back.
-    if (plan.confirm &&
-        !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
+    if (plan.confirm && !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
       return stop(Outcome::Declined());
     const bool usersFile = image != tempBin && image != temp + "TempISO.iso";
     std::optional<PalJournal> journal;
@@ -331,9 +333,8 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
 
 }  // namespace
 
-ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
-                               Questions& questions, CancelToken& cancel,
-                               const RunTuning& tuning) {
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                               CancelToken& cancel, const RunTuning& tuning) {
   if (plan.kind != JobKind::NewPackage) {
     if (Outcome ready = ReadyPackage(plan, progress); !ready.succeeded()) {
       ConversionResult refused;

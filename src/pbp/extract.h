@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "common/file_io.h"
 #include "common/cancel.h"
+#include "common/file_io.h"
 #include "common/outcome.h"
 #include "common/progress.h"
 #include "common/questions.h"

@@ -7,8 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "common/outcome.h"
 #include <vector>
+#include "common/outcome.h"
 
 #include "ui/theme_apply.h"
 

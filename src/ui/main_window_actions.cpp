@@ -48,7 +48,8 @@ JobInput MainWindow::JobFromControls() const {
 void MainWindow::GoClicked() {
   // The checks ask and refuse over this window; nothing has been written when they stop.
   PrompterQuestions questions(*services_.prompter, this);
-  const Planned planned = PlanConversion(JobFromControls(), settings_, services_.folders, questions);
+  const Planned planned =
+      PlanConversion(JobFromControls(), settings_, services_.folders, questions);
   if (!planned.plan) {
     if (planned.outcome.failed()) services_.prompter->Warn(this, Q(planned.outcome.text()));
     return;

@@ -36,13 +36,15 @@ TEST(ValidateCustomFile, LengthSignatureAndSize) {
   Bytes short23 = PngHeader(10, 10, 24);
   short23.resize(23);
   test::WriteFileBytes(f, short23);
-  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed("The ICON0.PNG file is WAY too small to be valid."));
+  EXPECT_EQ(Check(f, kSlotIcon0),
+            Outcome::Failed("The ICON0.PNG file is WAY too small to be valid."));
   EXPECT_EQ(Check(dir / "missing.png", kSlotPic1),
             Outcome::Failed("The PIC1.PNG file is WAY too small to be valid."));
 
   test::WriteFileBytes(f, {0xFF, 0xD8, 0xFF, 0xE0, 0, 0x10, 'J', 'F', 'I', 'F', 0, 0, 0,
                            0,    0,    0,    0,    0, 0,    0,   0,   0,   0,   0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed("The selected ICON0.PNG file is not valid! (invalid signature)"));
+  EXPECT_EQ(Check(f, kSlotIcon0),
+            Outcome::Failed("The selected ICON0.PNG file is not valid! (invalid signature)"));
 
   const std::string icon0Big =
       "The dimensions for ICON0.PNG are too big - make sure the PNG file is 144x80 or less.";
@@ -53,12 +55,16 @@ TEST(ValidateCustomFile, LengthSignatureAndSize) {
   test::WriteFileBytes(f, PngHeader(144, 80));
   EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Success());
   test::WriteFileBytes(f, PngHeader(481, 272));
-  EXPECT_EQ(Check(f, kSlotGameboot),
-            Outcome::Failed("The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
-            "less."));
+  EXPECT_EQ(
+      Check(f, kSlotGameboot),
+      Outcome::Failed(
+          "The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
+          "less."));
   test::WriteFileBytes(f, PngHeader(480, 273));
-  EXPECT_EQ(Check(f, kSlotPic0),
-            Outcome::Failed("The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less."));
+  EXPECT_EQ(
+      Check(f, kSlotPic0),
+      Outcome::Failed(
+          "The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less."));
 
   // Only the first four signature bytes count: a damaged PNG tail passes.
   Bytes damaged = PngHeader(100, 100);
@@ -73,25 +79,29 @@ TEST(ValidateCustomFile, SoundAnimationAndOneSidedLimits) {
   test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0, 0});
   EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Success());
   test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Failed("The ICON1.PMF file is WAY too small to be valid."));
+  EXPECT_EQ(Check(f, kSlotIcon1),
+            Outcome::Failed("The ICON1.PMF file is WAY too small to be valid."));
   Bytes wav = {'R', 'I', 'F', 'F', 36, 0, 0, 0, 'W', 'A', 'V', 'E'};
   wav.resize(44, 0);
   test::WriteFileBytes(f, wav);
   EXPECT_EQ(Check(f, kSlotSnd0), Outcome::Success());
-  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Failed("The selected ICON1.PMF file is not valid! (invalid signature)"));
+  EXPECT_EQ(Check(f, kSlotIcon1),
+            Outcome::Failed("The selected ICON1.PMF file is not valid! (invalid signature)"));
 
   // Width limit only.
   test::WriteFileBytes(f, PngHeader(200, 5000));
   EXPECT_EQ(
       ValidateCustomFile(f, 24, "X", kPngSignature4, 199, 0),
-      Outcome::Failed("The dimensions for X are too big - make sure the PNG file is 199 pixels wide or less."));
+      Outcome::Failed(
+          "The dimensions for X are too big - make sure the PNG file is 199 pixels wide or less."));
   EXPECT_EQ(ValidateCustomFile(f, 24, "X", kPngSignature4, 200, 0), Outcome::Success());
   // Height limit only: read from offset 4, the words " pixels high" are never added.
   Bytes b = PngHeader(1, 1);
   StoreBe32(&b[4], 273);
   test::WriteFileBytes(f, b);
-  EXPECT_EQ(ValidateCustomFile(f, 24, "Y", kPngSignature4, 0, 272),
-            Outcome::Failed("The dimensions for Y are too big - make sure the PNG file is 272 or less."));
+  EXPECT_EQ(
+      ValidateCustomFile(f, 24, "Y", kPngSignature4, 0, 272),
+      Outcome::Failed("The dimensions for Y are too big - make sure the PNG file is 272 or less."));
   StoreBe32(&b[4], 272);
   StoreBe32(&b[20], 9999);  // the real IHDR height is not looked at
   test::WriteFileBytes(f, b);

@@ -99,14 +99,15 @@ TEST(TerminalQuestions, TheResolversQuestionOnlyInformsAndMinusONamesTheRebuild)
   f.yes = true;
   EXPECT_TRUE(q.AskYesNo(kBinHasCueQuestion, false, MsgIcon::Exclamation));
   EXPECT_EQ(q.refusedQuestion(), "");
-  EXPECT_EQ(f.out.str(), std::string(kBinHasCueQuestion) + " -> No\n" + kBinHasCueQuestion +
-                             " -> Yes\n");
+  EXPECT_EQ(f.out.str(),
+            std::string(kBinHasCueQuestion) + " -> No\n" + kBinHasCueQuestion + " -> Yes\n");
   // Without -o there is no file to rebuild into, and the run can say so.
   EXPECT_EQ(q.ChooseRebuildDestination("/games/EBOOT.PBP"), std::nullopt);
   EXPECT_TRUE(q.destinationMissing());
   q.Clear();
   q.SetRebuildDestination("/games/NEW.PBP");
-  EXPECT_EQ(q.ChooseRebuildDestination("/games/EBOOT.PBP"), std::optional<std::string>("/games/NEW.PBP"));
+  EXPECT_EQ(q.ChooseRebuildDestination("/games/EBOOT.PBP"),
+            std::optional<std::string>("/games/NEW.PBP"));
   EXPECT_FALSE(q.destinationMissing());
 }
 

@@ -8,11 +8,11 @@
 
 #include "disc/chd/chd_cd_image.h"
 #include "disc/chd/chd_to_bin.h"
-#include "support/outcome_print.h"
 #include "support/cd_sets.h"
 #include "support/chd_writer.h"
 #include "support/chdman.h"
 #include "support/disc_builder.h"
+#include "support/outcome_print.h"
 #include "support/temp_dir.h"
 
 namespace ebf {

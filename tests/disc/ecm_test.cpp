@@ -7,9 +7,9 @@
 #include <filesystem>
 
 #include "disc/ecm_reader.h"
-#include "support/outcome_print.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
+#include "support/outcome_print.h"
 #include "support/temp_dir.h"
 
 namespace ebf {

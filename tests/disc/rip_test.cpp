@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "disc/rip/rip.h"
-#include "support/outcome_print.h"
 #include "support/cd_sets.h"
+#include "support/outcome_print.h"
 #include "support/temp_dir.h"
 
 namespace ebf {

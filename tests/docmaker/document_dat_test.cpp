@@ -152,7 +152,8 @@ TEST_F(DocumentDat, MissingTemplateAndCancel) {
   const std::string page = Png("p.png", 10, 10);
   const std::string out = dir_ / "x.dat";
   host_.cancel.Request();
-  DocResult cancelled = WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
+  DocResult cancelled =
+      WriteDocumentDat(program_, out, "SLES", "00002", {page}, host_, host_.cancel);
   EXPECT_EQ(cancelled.outcome, Outcome::Cancelled());
   EXPECT_FALSE(FileExists(out));
   EXPECT_FALSE(host_.cancel.Requested());
@@ -192,8 +193,10 @@ TEST(ExtractDocumentDat, LyingTablesGiveShortPagesNotCrashes) {
   EXPECT_EQ(FileSize(dir / "out/1.png").value_or(99), 0u);
 
   test::WriteFileBytes(dir / "short.dat", Bytes(100, 0));
-  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host, host.cancel).outcome.kind(), OutcomeKind::Failed);
-  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host, host.cancel).outcome.kind(), OutcomeKind::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "short.dat", folder, host, host.cancel).outcome.kind(),
+            OutcomeKind::Failed);
+  EXPECT_EQ(ExtractDocumentDat(dir / "none.dat", folder, host, host.cancel).outcome.kind(),
+            OutcomeKind::Failed);
 }
 
 }  // namespace

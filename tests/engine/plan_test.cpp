@@ -49,7 +49,8 @@ TEST(PlanConversion, RefusalsInTheirOrder) {
   auto failed = [](const char* text) { return Outcome::Failed(text); };
   EXPECT_EQ(refusal([](Fixture& g) { g.in.input += ".missing"; }),
             failed("The input file doesn't exist!"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = ""; }), failed("Please enter an output folder!"));
+  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = ""; }),
+            failed("Please enter an output folder!"));
   EXPECT_EQ(refusal([](Fixture& g) { g.in.output = g.prog.folder() + "Data"; }),
             failed("The output folder is cannot be the same as the Data folder!"));
   EXPECT_EQ(refusal([](Fixture& g) {
@@ -201,8 +202,8 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   test::CopyRuntimeTree(f.prog, false);
   // A disc in the game list: the command line gives only the input, the rest is found.
   const std::string bin = f.work / "Metal Gear.bin";
-  test::WriteFileBytes(bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"),
-                                                 test::SectorLayout::Mode2Raw));
+  test::WriteFileBytes(
+      bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"), test::SectorLayout::Mode2Raw));
   JobInput cli;
   cli.input = bin;
   cli.resolve = true;

@@ -91,7 +91,9 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   ASSERT_EQ(MeasureRoom(fx.pbp, fx.temp, fx.job, room), "");
   EXPECT_EQ(room.assets, 6000);
   EXPECT_EQ(room.room, 6000);
-  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Success());
+  ASSERT_EQ(
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
+      Outcome::Success());
   EXPECT_TRUE(fx.host.questions.empty());
 
   const Bytes after = ReadFileBytes(fx.pbp);
@@ -127,7 +129,9 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
 
   // Smaller assets: the gap before DATA.PSAR is zero-filled; each patch adds one byte.
   fx.job.icon0 = fx.Asset("small.png", 10, 21);
-  ASSERT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Success());
+  ASSERT_EQ(
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
+      Outcome::Success());
   const Bytes again = ReadFileBytes(fx.pbp);
   EXPECT_EQ(again.size(), after.size() + 1);
   const uint64_t baseEnd = 40 + 944 + 10 + 3500 + 700;
@@ -146,16 +150,22 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
 
   // No ends the job; the package is untouched.
   fx.host.answers = {false};
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Declined());
+  EXPECT_EQ(
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
+      Outcome::Declined());
   ASSERT_EQ(fx.host.questions.size(), 1u);
   EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
   EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
   // Yes, then the dialog cancelled, or the source itself chosen.
   fx.host.answers.clear();
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Declined());
+  EXPECT_EQ(
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
+      Outcome::Declined());
   EXPECT_EQ(fx.host.destinationsAsked, 1);
   fx.host.destination = fx.pbp;
-  EXPECT_EQ(UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome, Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(
+      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
+      Outcome::Failed(kSameFileMessage));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   // The same file under another spelling of its path is refused too: nothing may
@@ -212,7 +222,8 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
     pumps = n;
     fx.host.cancel.Request();
   };
-  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel), Outcome::Cancelled());
+  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
+            Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
   EXPECT_FALSE(fx.host.cancel.Requested());
   EXPECT_FALSE(FileExists(dest));
@@ -224,7 +235,8 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
       ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel).text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(dest));
-  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome.text();
+  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel)
+          .outcome.text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 }
@@ -234,7 +246,8 @@ TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
   const Bytes image = fx.Image(fx.pbp);
   const Bytes before = ReadFileBytes(fx.pbp);
   std::filesystem::remove(fx.temp + "START.DAT");
-  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host.cancel), Outcome::Success());
+  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host.cancel),
+            Outcome::Success());
   // The whole tail after the old picture, last byte included.
   EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipe.tail);
   const Bytes after = ReadFileBytes(fx.pbp);
@@ -299,7 +312,8 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   fx.job.gameboot = fx.Asset("empty.png", 0, 1);
   WriteFileBytes(fx.temp + "START.DAT", {});
   const std::string dest = fx.dir / "new.pbp";
-  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel), Outcome::Success());
+  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
+            Outcome::Success());
   const Bytes rebuilt = ReadFileBytes(dest);
   File in(dest, File::Mode::Read);
   const uint64_t newP = ReadPbpHeader(in)->psarOffset();

@@ -165,7 +165,8 @@ TEST(CopyToPsp, CreatesFoldersAsksBeforeReplacingAndKeepsOldOnCancel) {
   cancel.onAdvance = [&cancel](int n) {
     if (n == 2) cancel.cancel.Request();
   };
-  EXPECT_EQ(CopyEbootToPsp(out.path(), target, cancel, cancel, cancel.cancel), Outcome::Cancelled());
+  EXPECT_EQ(CopyEbootToPsp(out.path(), target, cancel, cancel, cancel.cancel),
+            Outcome::Cancelled());
   EXPECT_EQ(test::ReadFileBytes(target + kSep + "EBOOT.PBP"), pkg);
   EXPECT_FALSE(FileExists(target + kSep + "EBOOT.PBP.part"));
 

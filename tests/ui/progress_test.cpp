@@ -11,8 +11,8 @@
 
 #include "common/cancel.h"
 #include "common/outcome.h"
-#include "support/outcome_print.h"
 #include "fakes.h"
+#include "support/outcome_print.h"
 #include "ui/job_runner.h"
 #include "ui/progress_window.h"
 
@@ -195,7 +195,9 @@ class ProgressWindowTest : public QObject {
     tick.start(10);
     qint64 cancelledAt = 0;
     // Cancel twice: the first is not confirmed, the second is.
-    QTimer::singleShot(300, &w, [&] { QTest::mouseClick(w.findChild<QPushButton*>("cmdCancel"), Qt::LeftButton); });
+    QTimer::singleShot(300, &w, [&] {
+      QTest::mouseClick(w.findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);
+    });
     QTimer::singleShot(600, &w, [&] {
       cancelledAt = clock.elapsed();
       QTest::mouseClick(w.findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);

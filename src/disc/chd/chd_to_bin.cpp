@@ -11,7 +11,7 @@
 namespace ebf::chd {
 
 Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
-                          const DiscJobHooks& hooks) {
+                      const DiscJobHooks& hooks) {
   ChdCdImage image;
   std::string error = image.Open(chdPath);
   if (!error.empty()) return Outcome::Failed(error);
@@ -22,7 +22,9 @@ Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
     return why;
   };
   File out(temp, File::Mode::Write);
-  if (!out) return failWith(Outcome::Failed("\"" + binPath + "\" could not be written: " + out.LastError()));
+  if (!out)
+    return failWith(
+        Outcome::Failed("\"" + binPath + "\" could not be written: " + out.LastError()));
   constexpr uint32_t kChunk = 256;
   std::vector<uint8_t> buffer(std::size_t{kChunk} * kRawSectorSize);
   const uint32_t total = image.SectorCount();
@@ -50,7 +52,8 @@ Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
   if (!error.empty()) return failWith(Outcome::Failed(error));
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(temp), std::filesystem::u8path(binPath), ec);
-  if (ec) return failWith(Outcome::Failed("\"" + binPath + "\" could not be written: " + ec.message()));
+  if (ec)
+    return failWith(Outcome::Failed("\"" + binPath + "\" could not be written: " + ec.message()));
   return Outcome::Success();
 }
 

@@ -11,6 +11,6 @@ namespace ebf::chd {
 
 // Progress in sectors; nothing is left at binPath on failure or cancel.
 Outcome WriteChdAsBin(const std::string& chdPath, const std::string& binPath,
-                          const DiscJobHooks& hooks = {});
+                      const DiscJobHooks& hooks = {});
 
 }  // namespace ebf::chd

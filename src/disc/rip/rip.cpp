@@ -78,7 +78,9 @@ Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, RipRes
     const DriveTrack& t = tracks[i];
     parts.push_back(finals[i] + kPartSuffix);
     File out(parts.back(), File::Mode::Write);
-    if (!out) return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
+    if (!out)
+      return failWith(
+          Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
     for (uint32_t lsn = t.start; lsn < t.end;) {
       if (hooks.Cancelled()) {
         out.Close();
@@ -100,13 +102,15 @@ Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, RipRes
       hooks.Report(done, total);
     }
     if (!out.Close())
-      return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
+      return failWith(
+          Outcome::Failed("\"" + finals[i] + "\" could not be written: " + out.LastError()));
   }
   parts.push_back(cuePath + kPartSuffix);
   {
     File cue(parts.back(), File::Mode::Write);
     if (!cue || !cue.Write(BuildRipCue(request.name, tracks)) || !cue.Close())
-      return failWith(Outcome::Failed("\"" + cuePath + "\" could not be written: " + cue.LastError()));
+      return failWith(
+          Outcome::Failed("\"" + cuePath + "\" could not be written: " + cue.LastError()));
   }
   // Everything is on disk: the renames make the set appear.
   for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -115,7 +119,8 @@ Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks, RipRes
                             ec);
     if (ec) {
       for (std::size_t k = 0; k < i; ++k) DeleteFileIfExists(finals[k]);
-      return failWith(Outcome::Failed("\"" + finals[i] + "\" could not be written: " + ec.message()));
+      return failWith(
+          Outcome::Failed("\"" + finals[i] + "\" could not be written: " + ec.message()));
     }
   }
   if (result) {

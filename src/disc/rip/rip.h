@@ -35,6 +35,6 @@ struct RipResult {
 
 // Progress is reported in sectors.
 Outcome RipToBinCue(const RipRequest& request, const DiscJobHooks& hooks,
-                        RipResult* result = nullptr);
+                    RipResult* result = nullptr);
 
 }  // namespace ebf::rip
