@@ -14,6 +14,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_set.h"
 #include "engine/conversion.h"
 #include "pbp/rebuild.h"
 
@@ -26,6 +27,7 @@ constexpr const char* kUnexpectedErrorHead = "The following unexpected error occ
 namespace fs = std::filesystem;
 
 struct JobResult {
+  std::vector<std::string> discs;  // the images of a game on several discs
   OutcomeKind kind = OutcomeKind::Failed;
   std::string game, id, result, size;
   double seconds = 0;
@@ -36,15 +38,16 @@ struct JobResult {
 void PrintJobJson(const std::string& input, const std::string& output, const char* outcome,
                   const std::string& message, const JobResult& r, uint64_t inputBytes,
                   uint64_t outputBytes) {
-  PrintJson({{"input", input},
-             {"output", output.empty() ? Json() : Json(output)},
+  Json line = {{"input", input},
+               {"output", output.empty() ? Json() : Json(output)},
              {"outcome", outcome},
              {"message", message},
              {"title", r.game},
              {"gameId", r.id},
              {"seconds", std::round(r.seconds * 1000) / 1000},
-             {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}},
-            true);
+               {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
+  if (r.discs.size() > 1) line["discs"] = r.discs;
+  PrintJson(line, true);
 }
 
 std::string Seconds(double s) {
@@ -55,15 +58,17 @@ std::string Seconds(double s) {
 
 // Runs one input through the whole job; prints the closing message. A batch passes the
 // folders its earlier games took, and gets this game's added.
-JobResult RunOne(const std::string& input, const JobOptions& options, CliContext& ctx,
-                 std::set<std::string>* takenFolders = nullptr) {
+JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options,
+                 CliContext& ctx, std::set<std::string>* takenFolders = nullptr) {
+  const std::string& input = discs.front();
   TerminalProgress& progress = *ctx.progress;
   TerminalQuestions& questions = *ctx.questions;
   questions.Clear();
   questions.SetRebuildDestination(options.output);
   const auto start = std::chrono::steady_clock::now();
   JobResult out;
-  JobInput job = JobFor(input, options, ctx.settings);
+  out.discs = discs;
+  JobInput job = JobFor(discs, options, ctx.settings);
   if (takenFolders) job.takenOutputFolders = *takenFolders;
   const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
   out.game = planned.title.empty() ? StemOf(input) : planned.title;
@@ -73,11 +78,16 @@ JobResult RunOne(const std::string& input, const JobOptions& options, CliContext
       takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
   // Measured before the run: patching in place changes the input.
-  const uint64_t inputBytes = FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
+  uint64_t inputBytes = FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
+  if (planned.plan)
+    for (const PlannedDisc& disc : planned.plan->laterDiscs)
+      inputBytes += FileSize(disc.dataFile).value_or(0);
   ConversionResult result;
   result.outcome = planned.outcome;
   if (planned.plan) {
     progress.Log("Converting " + input + "\n");
+    for (std::size_t i = 1; i < discs.size(); ++i)
+      progress.Log("  disc " + std::to_string(i + 1) + ": " + discs[i] + "\n");
     result = RunConversion(*planned.plan, progress, questions, *ctx.cancel);
   }
   progress.FinishLine();
@@ -203,10 +213,56 @@ std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
 }
 
 struct ConvertArgs {
-  std::string input;
   std::vector<std::string> paths;
   JobOptions options;
+  bool separateDiscs = false;
 };
+
+// The discs `convert` was given: the images named, or the ones a playlist names.
+std::optional<std::vector<std::string>> DiscsToConvert(const std::vector<std::string>& inputs) {
+  if (inputs.size() == 1 && Extension4(inputs[0]) == ".M3U") {
+    PlaylistDiscs playlist = ReadM3u(inputs[0]);
+    if (!playlist.error.empty()) {
+      std::cerr << playlist.error << "\n";
+      return std::nullopt;
+    }
+    return playlist.paths;
+  }
+  for (const std::string& input : inputs)
+    if (Extension4(input) == ".M3U") {
+      std::cerr << "A playlist names every disc of a game: give it alone.\n";
+      return std::nullopt;
+    }
+  return inputs;
+}
+
+// The games among the images found: the "(Disc N)" files of one game together, in disc
+// order (or each alone with `separate`). A game with a disc missing is said to be so.
+std::vector<std::vector<std::string>> GamesAmong(const std::vector<std::string>& images,
+                                                 bool separate) {
+  std::vector<std::vector<std::string>> games;
+  std::set<std::string> found, grouped;
+  for (const std::string& image : images) found.insert(Canonical(image));
+  for (const std::string& image : images) {
+    if (grouped.count(Canonical(image))) continue;
+    if (separate || DiscNumberOf(StemOf(image)) == 0) {
+      games.push_back({image});
+      continue;
+    }
+    const DiscSet set = FindDiscSet(
+        image, [&](const std::string& path) { return found.count(Canonical(path)) > 0; });
+    std::vector<std::string> discs;
+    for (const SetMember& member : set.discs) {
+      discs.push_back(member.path);
+      grouped.insert(Canonical(member.path));
+    }
+    for (int missing : set.missing)
+      std::cerr << "Disc " << missing << " of " << WithoutDiscNumber(StemOf(image))
+                << " was not found; the discs found go into its package.\n";
+    games.push_back(std::move(discs));
+  }
+  return games;
+}
 
 }  // namespace
 
@@ -214,17 +270,27 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   auto convert = std::make_shared<ConvertArgs>();
   auto batch = std::make_shared<ConvertArgs>();
 
-  auto* c = app.add_subcommand("convert", "Convert a disc image to EBOOT.PBP, or patch a package");
-  c->add_option("INPUT", convert->input, "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package")
+  auto* c = app.add_subcommand(
+      "convert", "Convert a disc image (or the discs of one game) to EBOOT.PBP, or patch a package");
+  c->add_option("INPUT", convert->paths,
+                "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package; for a game on several "
+                "discs every disc in order (at most five), or an .m3u playlist naming them")
       ->required();
   AddJobOptions(*c, convert->options);
   c->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
-    ctx.exitCode = RunOne(convert->input, convert->options, ctx).exitCode;
+    const auto discs = DiscsToConvert(convert->paths);
+    if (!discs) {
+      ctx.exitCode = kExitFailed;
+      return;
+    }
+    ctx.exitCode = RunOne(*discs, convert->options, ctx).exitCode;
   });
 
   auto* b = app.add_subcommand("batch", "Convert every disc image found, each into its own folder");
   b->add_option("PATH", batch->paths, "Disc images and folders to search")->required();
+  b->add_flag("--separate-discs", batch->separateDiscs,
+              "A package for each disc of a game on several discs, not one for the game");
   AddJobOptions(*b, batch->options);
   b->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
@@ -252,11 +318,12 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    const std::vector<std::vector<std::string>> games = GamesAmong(images, batch->separateDiscs);
     std::vector<JobResult> results;
-    for (std::size_t i = 0; i < images.size(); ++i) {
-      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(images.size()) + "] " +
-                        images[i] + "\n");
-      results.push_back(RunOne(images[i], each, ctx, &taken));
+    for (std::size_t i = 0; i < games.size(); ++i) {
+      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(games.size()) + "] " +
+                        games[i].front() + "\n");
+      results.push_back(RunOne(games[i], each, ctx, &taken));
       // Ctrl+C stops the whole batch.
       if (results.back().kind == OutcomeKind::Cancelled) break;
     }
@@ -283,7 +350,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
     }
     std::size_t ok = 0;
     for (const auto& r : results) ok += r.exitCode == 0;
-    std::cout << ok << " of " << images.size() << " converted.\n";
+    std::cout << ok << " of " << games.size() << " converted.\n";
   });
 }
 

@@ -27,9 +27,12 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
   }
 }
 
-JobInput JobFor(const std::string& input, const JobOptions& o, const Settings& settings) {
+JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
+                const Settings& settings) {
   JobInput job;
+  const std::string& input = discs.front();
   job.input = input;
+  job.laterDiscs.assign(discs.begin() + 1, discs.end());
   job.resolve = true;
   // For a package patched in place, -o names the file a rebuild writes instead.
   const bool inPlace = Extension4(input) == ".PBP" && !o.recompress;

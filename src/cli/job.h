@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/registry.h"
 #include "engine/plan.h"
@@ -26,8 +27,10 @@ void AddJobOptions(CLI::App& cmd, JobOptions& options);
 inline constexpr const char* kNeedRebuildDestination =
     "the new pictures do not fit: give -o NEW.PBP to rebuild into a new file";
 
-// The job for `input` as the options describe it: resolved as a drop would be, the user's
-// words over what the disc says, and no confirmations asked.
-JobInput JobFor(const std::string& input, const JobOptions& options, const Settings& settings);
+// The job for `discs` (one input, or the discs of one game in order) as the options describe
+// it: resolved as a drop would be, the user's words over what disc 1 says, and no
+// confirmations asked.
+JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& options,
+                const Settings& settings);
 
 }  // namespace ebf::cli

@@ -1,5 +1,6 @@
 #include "engine/conversion.h"
 
+#include <deque>
 #include <optional>
 
 #include "app/startup.h"
@@ -30,17 +31,21 @@ class RunCleanup {
       : work_(std::move(workFolder)), out_(std::move(outputFolder)) {}
   ~RunCleanup() {
     if (staged_) RemoveStagedFiles(out_, assets_);
-    DeleteFileIfExists(out_ + "ISO.TOC");
     // The new package under its temporary name never outlives the run: by now it either
     // became EBOOT.PBP or is not to be trusted.
     DeleteFileIfExists(out_ + kPartialPackageName);
     const std::string temp = TempFolder(work_);
     DeleteFileIfExists(temp + kRunNote);
-    for (const char* name :
-         {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "ISO.TOC", "START.DAT", "null"})
-      DeleteFileIfExists(temp + name);
+    for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
+      DeleteFileIfExists(out_ + DiscTocName(disc));
+      for (const std::string& name :
+           {TempImageName("TempISO", ".iso", disc), TempImageName("TempISO", ".ccd", disc),
+            TempImageName("TempBIN", ".bin", disc), DiscTocName(disc)})
+        DeleteFileIfExists(temp + name);
+    }
+    for (const char* name : {"START.DAT", "null"}) DeleteFileIfExists(temp + name);
     DeleteFileIfExists(WithTrailingSep(work_) + "null");
-    RevertPalFix();
+    RevertPalFixes();
   }
   RunCleanup(const RunCleanup&) = delete;
   RunCleanup& operator=(const RunCleanup&) = delete;
@@ -49,22 +54,30 @@ class RunCleanup {
     staged_ = true;
     assets_ = assets;
   }
-  std::vector<PalPatch>& palUndo() { return palUndo_; }
-  void PalTarget(const std::string& path) { palTarget_ = path; }
+  // The undo list of a fix made on the user's own image of disc `disc`.
+  std::vector<PalPatch>& PalTarget(int disc, const std::string& path) {
+    fixed_.push_back({disc, path, {}});
+    return fixed_.back().undo;
+  }
 
  private:
-  void RevertPalFix() {
-    if (palUndo_.empty() && palTarget_.empty()) return;
-    // The journal stays when the revert fails, so the next start tries again.
-    if (palUndo_.empty() || ReplayPalUndo(palTarget_, palUndo_).empty())
-      DeleteFileIfExists(TempFolder(work_) + kPalJournal);
-    palUndo_.clear();
+  void RevertPalFixes() {
+    for (FixedImage& f : fixed_) {
+      // The journal stays when the revert fails, so the next start tries again.
+      if (f.undo.empty() || ReplayPalUndo(f.path, f.undo).empty())
+        DeleteFileIfExists(TempFolder(work_) + PalJournalName(f.disc));
+    }
+    fixed_.clear();
   }
+  struct FixedImage {
+    int disc;
+    std::string path;
+    std::vector<PalPatch> undo;
+  };
   std::string work_, out_;
   bool staged_ = false;
   AssetPaths assets_;
-  std::vector<PalPatch> palUndo_;
-  std::string palTarget_;
+  std::deque<FixedImage> fixed_;  // a deque: the undo lists handed out stay where they are
 };
 
 // Names the files of the output folder that the next start removes should this program
@@ -207,11 +220,17 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   const bool fromPackage = plan.kind == JobKind::RecompressPackage;
 
   RunCleanup cleanup(work, out);
-  std::optional<pbp::TocArea> toc;
-  DeleteFileIfExists(out + "ISO.TOC");
-  NoteRunFiles(temp, {out + "ISO.TOC"});
+  std::vector<std::string> tocFiles;
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
+    DeleteFileIfExists(out + DiscTocName(disc));
+    tocFiles.push_back(out + DiscTocName(disc));
+  }
+  NoteRunFiles(temp, tocFiles);
 
-  std::string image = plan.input;
+  // Each disc comes from its image, or from the package being recompressed.
+  std::vector<std::string> sources = {plan.input};
+  for (const PlannedDisc& d : plan.laterDiscs) sources.push_back(d.input);
+  std::optional<pbp::TocArea> toc;
   if (fromPackage) {
     // The package's disc image comes out first, with its TOC, so that a multi-track disc
     // keeps its tracks.
@@ -220,19 +239,29 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
         pbp::ExtractDiscImage(plan.input, iso, true, std::max(1, plan.settings.ebootTocExtract),
                               progress, questions, cancel);
     if (!taken.succeeded()) return stop(taken);
-    image = iso;
+    sources = {iso};
     toc = LoadToc(temp + "ISO.TOC");
     if (toc) CopyFileTo(temp + "ISO.TOC", out + "ISO.TOC");
   }
 
-  // A sheet's TOC goes to ISO.TOC; an image that is not already raw sectors, or the files
-  // of a sheet to be joined, become Temp/TempBIN.bin.
-  const std::string tempBin = temp + "TempBIN.bin";
-  DiscPreparation prep = PrepareDiscImage(image, out, tempBin, plan.settings.addIsoPadding,
-                                          fromPackage, progress, cancel);
-  if (!prep.outcome.succeeded()) return stop(prep.outcome);
-  image = prep.imagePath;
+  // A sheet's TOC goes to ISO.TOC (ISO2.TOC ... for later discs); an image that is not
+  // already raw sectors, or the files of a sheet to be joined, become Temp/TempBIN.bin
+  // (TempBIN2.bin ...).
+  const int discs = static_cast<int>(sources.size());
+  std::vector<std::string> images;
+  for (int disc = 1; disc <= discs; ++disc) {
+    Stage stage(progress, "", 1.0 / discs);
+    DiscPreparation prep =
+        PrepareDiscImage(sources[disc - 1], out, temp + TempImageName("TempBIN", ".bin", disc),
+                         plan.settings.addIsoPadding, fromPackage, progress, cancel,
+                         DiscTocName(disc));
+    if (!prep.outcome.succeeded())
+      return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
+    images.push_back(prep.imagePath);
+    stage.Done();
+  }
   if (!fromPackage) toc = LoadToc(out + "ISO.TOC");
+  const std::string& image = images.front();
 
   const AssetPaths assets = ConvertPictures(plan);
   if (Outcome valid = ValidateAssets(plan, assets); !valid.succeeded()) return stop(valid);
@@ -248,7 +277,8 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   const std::string basePbp = FindRuntimeFile(plan.folders, "Data/BASE.PBP");
   const std::string sizedAssets[5] = {assets[kIcon0], assets[kIcon1], assets[kPic0], assets[kPic1],
                                       assets[kSnd0]};
-  const uint64_t expected = ExpectedEbootSize(image, sizedAssets, basePbp, assets[kBoot]);
+  uint64_t expected = ExpectedEbootSize(image, sizedAssets, basePbp, assets[kBoot]);
+  for (std::size_t i = 1; i < images.size(); ++i) expected += FileSize(images[i]).value_or(0);
   if (std::string res = CheckFreeSpace(out, expected, tuning.freeSpace); !res.empty())
     return stop(Outcome::Failed(res));
 
@@ -262,20 +292,25 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   if (plan.palFix() && plan.level > 0) {
     // A compressed image cannot be patched afterwards: the fix goes onto the source image,
     // and the clean-up puts the original bytes back.
-    if (plan.confirm && !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
+    if (plan.confirm &&
+        !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
       return stop(Outcome::Declined());
-    const bool usersFile = image != tempBin && image != temp + "TempISO.iso";
-    std::optional<PalJournal> journal;
-    if (usersFile) {
-      journal.emplace(work, image);
-      cleanup.PalTarget(image);
-    }
     CancelToken::ConfirmScope confirm(cancel);
-    std::vector<PalPatch> scratch;
-    Outcome fixed = FixWholeImage(image, pal, usersFile ? cleanup.palUndo() : scratch,
-                                  journal ? &*journal : nullptr);
-    result.palPatches = pal.patches;
-    if (!fixed.succeeded()) return stop(fixed);
+    for (int disc = 1; disc <= discs; ++disc) {
+      const std::string& target = images[disc - 1];
+      const bool usersFile = target != temp + TempImageName("TempBIN", ".bin", disc) &&
+                             target != temp + TempImageName("TempISO", ".iso", disc);
+      std::optional<PalJournal> journal;
+      std::vector<PalPatch> scratch;
+      std::vector<PalPatch>* undo = &scratch;
+      if (usersFile) {
+        journal.emplace(work, target, disc);
+        undo = &cleanup.PalTarget(disc, target);
+      }
+      Outcome fixed = FixWholeImage(target, pal, *undo, journal ? &*journal : nullptr);
+      result.palPatches = pal.patches;
+      if (!fixed.succeeded()) return stop(fixed);
+    }
     palDone = true;
   }
 
@@ -294,6 +329,8 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   run.gameId = plan.gameId;
   run.level = plan.level;
   run.inputPath = image;
+  for (std::size_t i = 1; i < images.size(); ++i)
+    run.laterDiscs.push_back({plan.laterDiscs[i - 1].gameId, images[i]});
   run.expectedSize = expected;
   run.pollInterval = tuning.pollInterval;
   // The converter writes under a temporary name; only a checked, patched package becomes

@@ -41,14 +41,24 @@ std::vector<std::string> StagedFilePaths(const std::string& outputFolder,
   return paths;
 }
 
+std::string DiscTocName(int disc) {
+  return disc <= 1 ? "ISO.TOC" : "ISO" + std::to_string(disc) + ".TOC";
+}
+
+std::string TempImageName(const std::string& stem, const std::string& extension, int disc) {
+  return stem + (disc <= 1 ? std::string() : std::to_string(disc)) + extension;
+}
+
 bool IsRunFileName(const std::string& name) {
   // A rebuilt package under its temporary name: "<name>.PBP.part".
   std::string upper;
   for (char c : name)
     upper.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
   if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0) return true;
-  for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", "ISO.TOC", kPartialPackageName})
+  for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", kPartialPackageName})
     if (name == n) return true;
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
+    if (name == DiscTocName(disc)) return true;
   for (const char* n : kStagedAssetNames)
     if (name == n) return true;
   return false;
@@ -61,20 +71,28 @@ void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets
     const std::string staged = outputFolder + kStagedAssetNames[i];
     if (assets[i] != staged) DeleteFileIfExists(staged);
   }
-  DeleteFileIfExists(outputFolder + "ISO.TOC");
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
+    DeleteFileIfExists(outputFolder + DiscTocName(disc));
 }
 
 std::vector<std::string> ConverterArguments(const ConverterRunOptions& o) {
   const std::string converter = o.outputFolder + kConverterName;
   const std::string level = std::to_string(o.level);
-  if (o.title.find('"') == std::string::npos)
-    return {converter, o.title, o.gameId, level, o.inputPath};
-  // The title has always gone to the converter in quotes with nothing escaped, so a quote
-  // inside it ends the quoted part: the converter reads the words as the quotes group them.
-  std::vector<std::string> args = {converter};
-  for (std::string& word : SplitQuotedWords("\"" + o.title + "\" " + o.gameId + " " + level +
-                                            " \"" + o.inputPath + "\""))
-    args.push_back(std::move(word));
+  std::vector<std::string> args;
+  if (o.title.find('"') == std::string::npos) {
+    args = {converter, o.title, o.gameId, level, o.inputPath};
+  } else {
+    // The title has always gone to the converter in quotes with nothing escaped, so a quote
+    // inside it ends the quoted part: the converter reads the words as the quotes group them.
+    args = {converter};
+    for (std::string& word : SplitQuotedWords("\"" + o.title + "\" " + o.gameId + " " + level +
+                                              " \"" + o.inputPath + "\""))
+      args.push_back(std::move(word));
+  }
+  for (const ConverterRunOptions::LaterDisc& disc : o.laterDiscs) {
+    args.push_back(disc.gameId);
+    args.push_back(disc.inputPath);
+  }
   return args;
 }
 
@@ -90,7 +108,10 @@ Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelTok
   const std::string eboot = o.outputFolder + o.outputName;
   // A compressed result has no foreseeable size: only the bytes written can be shown.
   const uint64_t total = o.level > 0 ? 0 : o.expectedSize;
-  Stage stage(progress, "Converting to EBOOT...", 1.0, FileSize(o.inputPath).value_or(0));
+  uint64_t imageBytes = FileSize(o.inputPath).value_or(0);
+  for (const ConverterRunOptions::LaterDisc& disc : o.laterDiscs)
+    imageBytes += FileSize(disc.inputPath).value_or(0);
+  Stage stage(progress, "Converting to EBOOT...", 1.0, imageBytes);
   stage.Advance(0, total);
 
   ChildProcess child;

@@ -35,6 +35,14 @@ inline constexpr std::array<const char*, kAssetCount> kStagedAssetNames = {
     "ICON0.PNG", "ICON1.PMF", "PIC0.PNG", "PIC1.PNG", "SND0.AT3", "BOOT.PNG"};
 using AssetPaths = std::array<std::string, kAssetCount>;
 
+// A package holds at most five discs: the PSP's disc menu and the emulators see no more.
+inline constexpr int kMaxPackageDiscs = 5;
+// The table of contents the converter reads for disc `disc` (1 to 5): ISO.TOC for the
+// first, ISO2.TOC to ISO5.TOC for the later ones.
+std::string DiscTocName(int disc);
+// A work file of disc `disc` in Temp: "TempBIN.bin" for the first, "TempBIN2.bin" ...
+std::string TempImageName(const std::string& stem, const std::string& extension, int disc);
+
 // Copies the converter, BASE.PBP, DATA.PSP (when present; the user's own before the shipped
 // ones) and each asset that is not already its staged file into the output folder (ending
 // in the separator). Returns "" or an error text.
@@ -45,10 +53,12 @@ std::string StageConverterFiles(const ProgramFolders& folders, const std::string
 std::vector<std::string> StagedFilePaths(const std::string& outputFolder, const AssetPaths& assets);
 
 // Whether a file name is one that a run makes in the output folder and may delete (the
-// staged files, ISO.TOC, and packages under their temporary names, "*.PBP.part").
+// staged files, the discs' TOC files, and packages under their temporary names,
+// "*.PBP.part").
 bool IsRunFileName(const std::string& name);
 
-// Removes what staging put in the output folder (never a user's own asset file) and ISO.TOC.
+// Removes what staging put in the output folder (never a user's own asset file) and the
+// discs' TOC files.
 void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets);
 
 struct ConverterRunOptions {
@@ -57,6 +67,11 @@ struct ConverterRunOptions {
   std::string gameId;
   int level = 9;
   std::string inputPath;
+  // Discs 2 to 5 of a game on several discs: each its own ID and prepared image.
+  struct LaterDisc {
+    std::string gameId, inputPath;
+  };
+  std::vector<LaterDisc> laterDiscs;
   // The file the converter writes in the output folder (told through TARNWICK_OUTPUT when
   // it is not EBOOT.PBP); progress follows it and a cancel deletes it.
   std::string outputName = "EBOOT.PBP";
@@ -64,7 +79,8 @@ struct ConverterRunOptions {
   std::chrono::milliseconds pollInterval{200};
 };
 
-// The converter's arguments: itself, the title, the game ID, the level and the image.
+// The converter's arguments: itself, the title, the game ID, the level and the image, then
+// an ID and an image for each later disc.
 std::vector<std::string> ConverterArguments(const ConverterRunOptions& o);
 
 // True when the output ends in "Done." (CR and LF in the last ten characters ignored).

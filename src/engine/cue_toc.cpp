@@ -117,8 +117,9 @@ Bytes BuildDiscToc(const DiscInfo& disc) {
   return TocBytes(tracks, last, disc.sectorCount);
 }
 
-std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder) {
-  const std::string tocPath = outputFolder + "ISO.TOC";
+std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder,
+                        const std::string& tocName) {
+  const std::string tocPath = outputFolder + tocName;
   DeleteFileIfExists(tocPath);
   File out(tocPath, File::Mode::Write);
   if (!out || !out.Write(toc) || !out.Close())
@@ -127,7 +128,7 @@ std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder) {
 }
 
 CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder,
-                          const DiscOpenOptions& options) {
+                          const DiscOpenOptions& options, const std::string& tocName) {
   CuePreparation prep;
   Bytes text;
   if (!ReadWholeFile(cuePath, text, 1 << 20)) return {kMsgBinNotFound, ""};
@@ -162,7 +163,7 @@ CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputF
   }
 
   CueToc toc = BuildCueToc(sheet, DiscFileSize(image).value_or(0));
-  prep.result = WriteIsoToc(toc.toc, outputFolder);
+  prep.result = WriteIsoToc(toc.toc, outputFolder, tocName);
   return prep;
 }
 

@@ -27,9 +27,11 @@ CueToc BuildCueToc(std::string_view cueText, uint64_t imageLength);
 // lead-out at the disc's length.
 Bytes BuildDiscToc(const DiscInfo& disc);
 
-// Writes the table to ISO.TOC in the output folder (ending in the separator), replacing an
-// older one. Returns "" or the message.
-std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder);
+// Writes the table to `tocName` (ISO.TOC, or ISO2.TOC to ISO5.TOC for the later discs of a
+// game) in the output folder (ending in the separator), replacing an older one. Returns ""
+// or the message.
+std::string WriteIsoToc(const Bytes& toc, const std::string& outputFolder,
+                        const std::string& tocName = "ISO.TOC");
 
 struct CuePreparation {
   std::string result;     // "" when all went well, else the message
@@ -41,6 +43,7 @@ struct CuePreparation {
 // folder (ending in the separator). A sheet whose disc would come out broken (see
 // OpenOneFileCueDisc) gets its message and no ISO.TOC.
 CuePreparation PrepareCue(const std::string& cuePath, const std::string& outputFolder,
-                          const DiscOpenOptions& options = {});
+                          const DiscOpenOptions& options = {},
+                          const std::string& tocName = "ISO.TOC");
 
 }  // namespace ebf

@@ -119,7 +119,8 @@ Outcome StripSubchannel(const std::string& imagePath, const std::string& outPath
 
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
-                                 Progress& progress, CancelToken& cancel) {
+                                 Progress& progress, CancelToken& cancel,
+                                 const std::string& tocName) {
   const DiscOpenOptions options{addIsoPadding};
   DiscOpenResult opened;
   if (plainImage) {
@@ -128,13 +129,14 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
     // A sheet of one file keeps the program's first reading: the TOC as the sheet's text
     // gives it, the file it names prepared like any image; but a sheet that would make a
     // broken disc is refused as any sheet is.
-    CuePreparation cue = PrepareCue(inputPath, outputFolder, options);
+    CuePreparation cue = PrepareCue(inputPath, outputFolder, options, tocName);
     if (!cue.result.empty()) return {Outcome::Failed(cue.result), {}};
     opened = OpenPlainDisc(cue.imagePath, options);
   } else {
     opened = OpenDiscImage(inputPath, options);
     if (opened.disc && !opened.disc->info().sheet.empty()) {
-      std::string error = WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder);
+      std::string error =
+          WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder, tocName);
       if (!error.empty()) return {Outcome::Failed(error), {}};
     }
   }

@@ -47,7 +47,8 @@ struct DiscPreparation {
 // as a plain image whatever lies beside it (a package's extracted image).
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
-                                 Progress& progress, CancelToken& cancel);
+                                 Progress& progress, CancelToken& cancel,
+                                 const std::string& tocName = "ISO.TOC");
 
 // The converter's output size estimate: image + ICON0, ICON1, PIC0, PIC1, SND0 +
 // BASE.PBP + Gameboot + 28. Missing files count as 0.

@@ -6,6 +6,7 @@
 
 #include "common/files.h"
 #include "common/text.h"
+#include "engine/converter_run.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
 #include "pbp/patch_journal.h"
@@ -38,8 +39,18 @@ std::string CannotOpen(const std::string& path, const File& f) {
 
 }  // namespace
 
-PalJournal::PalJournal(const std::string& workFolder, const std::string& image)
-    : path_(TempFolder(workFolder) + kPalJournal) {
+std::string PalJournalName(int disc) {
+  return disc <= 1 ? kPalJournal : "PALFIX" + std::to_string(disc) + ".UNDO";
+}
+
+bool IsPalJournalName(const std::string& name) {
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
+    if (name == PalJournalName(disc)) return true;
+  return false;
+}
+
+PalJournal::PalJournal(const std::string& workFolder, const std::string& image, int disc)
+    : path_(TempFolder(workFolder) + PalJournalName(disc)) {
   file_.Open(path_, File::Mode::Write);
   ok_ = file_ && file_.Write(image + "\n") && file_.Sync();
 }
@@ -104,8 +115,9 @@ Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::stri
   return Finish(res, path, run);
 }
 
-std::string RecoverInterruptedPalFix(const std::string& workFolder) {
-  const std::string journal = TempFolder(workFolder) + kPalJournal;
+namespace {
+
+std::string RecoverJournal(const std::string& journal) {
   if (!FileExists(journal)) return "";
   Bytes bytes;
   if (!ReadWholeFile(journal, bytes, 64ull << 20)) return "The PAL fix journal could not be read.";
@@ -130,6 +142,17 @@ std::string RecoverInterruptedPalFix(const std::string& workFolder) {
   if (!err.empty()) return "The PAL fix on " + lines[0] + " could not be undone: " + err;
   DeleteFileIfExists(journal);
   return "";
+}
+
+}  // namespace
+
+std::string RecoverInterruptedPalFix(const std::string& workFolder) {
+  std::string said;
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
+    std::string s = RecoverJournal(TempFolder(workFolder) + PalJournalName(disc));
+    if (!s.empty()) said += (said.empty() ? "" : "\n") + s;
+  }
+  return said;
 }
 
 }  // namespace ebf

@@ -15,12 +15,17 @@
 
 namespace ebf {
 
-// The journal in Temp: the image's path, then one "offset w0 w1" line per change.
+// The journal in Temp of the fix on disc `disc`'s image: "PALFIX.UNDO" for the first,
+// "PALFIX2.UNDO" ... for later discs. It holds the image's path, then one "offset w0 w1"
+// line per change.
 inline constexpr const char* kPalJournal = "PALFIX.UNDO";
+std::string PalJournalName(int disc);
+// Whether a file in Temp is such a journal (the start keeps those it could not act on).
+bool IsPalJournalName(const std::string& name);
 
 class PalJournal {
  public:
-  PalJournal(const std::string& workFolder, const std::string& image);
+  PalJournal(const std::string& workFolder, const std::string& image, int disc = 1);
   // False when the note could not be made to last: the change must then not be written.
   bool Add(const PalPatch& patch);
   bool ok() const { return ok_; }
@@ -48,8 +53,8 @@ Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPa
 // overwrite journalled beside the package (pbp/patch_journal.h), and only then written.
 Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::string& journalTemp);
 
-// Puts back a PAL fix that a run interrupted by a crash left on a user's image. Called at
-// start; returns "" or what went wrong.
+// Puts back every PAL fix that a run interrupted by a crash left on a user's images. Called
+// at start; returns "" or what went wrong.
 std::string RecoverInterruptedPalFix(const std::string& workFolder);
 
 }  // namespace ebf

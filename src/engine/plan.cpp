@@ -2,7 +2,10 @@
 
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/cue_sheet.h"
+#include "disc/disc_set.h"
 #include "disc/game_id.h"
+#include "engine/converter_run.h"
 #include "pbp/inspect.h"
 
 namespace ebf {
@@ -54,6 +57,34 @@ std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& sett
   return std::nullopt;
 }
 
+// The later discs of a game on several discs, each named as the user gave it and read for
+// its own ID (disc 1's when it has none to find).
+std::optional<Outcome> PlanLaterDiscs(const std::vector<std::string>& paths,
+                                      const std::string& firstId,
+                                      std::vector<PlannedDisc>& planned) {
+  if (paths.size() + 1 > static_cast<std::size_t>(kMaxPackageDiscs))
+    return Outcome::Failed(kMsgTooManyDiscs);
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    std::string path = paths[i];
+    if (Extension4(path) == ".CCD") path = ResolveCaseBlind(WithoutExtension(path) + ".img");
+    const std::string disc = "Disc " + std::to_string(i + 2) + " (" + path + ")";
+    if (std::string notFile = NotAFileMessage(path); !notFile.empty())
+      return Outcome::Failed(notFile).Within(disc);
+    if (!FileExists(path)) return Outcome::Failed(kMsgInputMissing).Within(disc);
+    if (Extension4(path) == ".PBP") return Outcome::Failed(kMsgPackageInSet);
+    std::string dataFile = path;
+    if (Extension4(path) == ".CUE") {
+      auto named = FindCueDataFile(path);
+      if (!named) return Outcome::Failed(kCueInvalidMessage).Within(disc);
+      dataFile = *named;
+    }
+    std::string id = DetectInputGameId(path, dataFile);
+    if (id.empty()) id = firstId;
+    planned.push_back({AbsolutePath(path), AbsolutePath(dataFile), id});
+  }
+  return std::nullopt;
+}
+
 // A batch gives a game whose folder an earlier game took "<folder> (2)" and so on.
 std::string UntakenFolder(std::string output, const std::set<std::string>& taken) {
   if (taken.empty() || output.empty()) return output;
@@ -99,6 +130,8 @@ Planned PlanConversion(const JobInput& job, const Settings& settings,
     id.region = job.region;
     id.packageInspected = job.packageInspected;
   }
+  // A game on several discs is named without the number of the disc it was found on.
+  if (job.resolve && !job.laterDiscs.empty()) id.title = WithoutDiscNumber(id.title);
   if (job.title) id.title = *job.title;
   if (job.saveName) id.saveName = *job.saveName;
   if (job.gameId) id.gameId = *job.gameId;
@@ -128,6 +161,12 @@ Planned PlanConversion(const JobInput& job, const Settings& settings,
   if (check.outcome == CheckOutcome::Declined) return Refused(Outcome::Declined(), id.title);
   if (std::string missing = FirstMissingSlotMessage(id.slotTexts); !missing.empty())
     return refuse(missing);
+  std::vector<PlannedDisc> laterDiscs;
+  if (!job.laterDiscs.empty()) {
+    if (isPbp) return refuse(kMsgPackageInSet);
+    if (auto refused = PlanLaterDiscs(job.laterDiscs, id.gameId, laterDiscs))
+      return Refused(*refused, id.title);
+  }
   // A package rebuilt through the converter writes into the output folder too.
   if (isPbp && !inPlace) {
     if (!MakeFolders(id.output)) return refuse(kMsgOutputInvalid);
@@ -142,6 +181,7 @@ Planned PlanConversion(const JobInput& job, const Settings& settings,
   plan.input = AbsolutePath(id.input);
   plan.dataFile = id.dataFile.empty() ? plan.input : AbsolutePath(id.dataFile);
   if (!inPlace) plan.output = WithTrailingSep(AbsolutePath(id.output));
+  plan.laterDiscs = std::move(laterDiscs);
   plan.title = id.title;
   plan.saveName = id.saveName;
   plan.gameId = id.gameId;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "app/settings.h"
 #include "assets/slots.h"
@@ -24,6 +25,10 @@ inline constexpr const char* kMsgNoOutput = "Please enter an output folder!";
 inline constexpr const char* kMsgOutputInvalid = "The output folder is invalid!";
 inline constexpr const char* kMsgOutputIsData =
     "The output folder is cannot be the same as the Data folder!";
+inline constexpr const char* kMsgTooManyDiscs =
+    "A package holds at most five discs; give no more than five.";
+inline constexpr const char* kMsgPackageInSet =
+    "A game on several discs is made from disc images; a package cannot be one of them.";
 inline constexpr const char* kIsoQuestion =
     "It appears that you're using an ISO.  Some games will not work when using this format - it "
     "is recommended that you use a BIN+CUE or IMG+CCD instead.  Note, do not convert the ISO to "
@@ -38,7 +43,9 @@ struct SlotChoice {
 
 // What a conversion starts from: the window's controls, or the command line's arguments.
 struct JobInput {
-  std::string input;  // as typed, dropped or named
+  std::string input;  // as typed, dropped or named; disc 1 of a game on several discs
+  // Discs 2 to 5 of a game on several discs, in disc order; they go into one package.
+  std::vector<std::string> laterDiscs;
   // Resolve the input as a drop does (companion files, the disc's identity, the package's
   // inspection, the per-game assets): the command line. The window resolved it when the
   // input was chosen, and the user may have changed what it found since.
@@ -76,6 +83,12 @@ struct Slot {
   std::string path;
 };
 
+// A later disc of a game on several discs: the image as given, the file behind it, and the
+// ID read from its own disc.
+struct PlannedDisc {
+  std::string input, dataFile, gameId;
+};
+
 // What the run needs from the settings.
 struct RunSettings {
   int imgResMode = 0;
@@ -89,7 +102,8 @@ struct ConversionPlan {
   std::string input;     // absolute
   std::string dataFile;  // the disc image behind the input (the file a sheet names first)
   std::string output;    // absolute, ending in the separator; "" for a package in place
-  std::string title, saveName, gameId;
+  std::vector<PlannedDisc> laterDiscs;  // discs 2 to 5, in order; none for one disc
+  std::string title, saveName, gameId;  // the package's: disc 1's ID names it and its saves
   std::array<Slot, kSlotCount> assets{};  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot
   int level = 9;
   bool palFixScreen = false, palFixGraphics = false;
@@ -98,6 +112,7 @@ struct ConversionPlan {
   RunSettings settings;
 
   bool palFix() const { return palFixScreen || palFixGraphics; }
+  int discCount() const { return 1 + static_cast<int>(laterDiscs.size()); }
 };
 
 struct Planned {

@@ -37,7 +37,7 @@ void ClearWorkFiles(const std::string& workFolder) {
   for (fs::directory_iterator it(fs::u8path(temp), ec), end; !ec && it != end; it.increment(ec)) {
     const std::u8string name = it->path().filename().u8string();
     const std::string plain(name.begin(), name.end());
-    if (plain == "PALFIX.UNDO" || plain == pbp::kJournalPointer) continue;
+    if (IsPalJournalName(plain) || plain == pbp::kJournalPointer) continue;
     std::error_code rm;
     if (it->is_regular_file(rm) || it->is_symlink(rm)) fs::remove(it->path(), rm);
   }

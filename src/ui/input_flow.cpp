@@ -11,11 +11,13 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/classify.h"
+#include "disc/disc_set.h"
 #include "disc/game_db.h"
 #include "disc/resolver.h"
 #include "engine/conversion.h"
 #include "pbp/inspect.h"
 #include "pbp/rebuild.h"
+#include "ui/disc_list.h"
 #include "ui/file_dialogs.h"
 #include "ui/job_runner.h"
 #include "ui/main_window.h"
@@ -44,6 +46,7 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
 
   SetInputText(r.input);
   SetTitleText(r.title);
+  discs_->SetDiscs({});
   SetPackageLoaded(false);
   if (!r.message.empty()) {
     SetGameIdentity(r.saveName, "");
@@ -54,6 +57,20 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   SetGameIdentity(r.saveName, r.gameId);
   SetRegion(r.region);
   SetOutputText(r.outputFolder);
+  // One disc of a game on several: the others beside it join the list, and the game is named
+  // without the disc number.
+  std::vector<std::string> set;
+  if (Extension4(r.input) != ".PBP" && DiscNumberOf(StemOf(r.input)) > 0) {
+    const DiscSet found = FindDiscSet(r.input, [](const std::string& path) {
+      const std::string ext = Extension4(path);
+      for (const char* image : {".CUE", ".ISO", ".BIN", ".IMG", ".MDF", ".CHD", ".ECM"})
+        if (ext == image) return true;
+      return false;
+    });
+    for (const SetMember& member : found.discs) set.push_back(member.path);
+  }
+  discs_->SetDiscs(set);
+  if (set.size() > 1) SetTitleText(WithoutDiscNumber(r.title));
   for (const AssetPass& pass : r.assetPasses) LoadSlotsForGame(r.dataFile, pass.gameId);
   UpdateControlStates();
   if (r.runInspection && Extension4(r.input) == ".PBP") InspectPackage(r.input);

@@ -17,6 +17,7 @@
 
 #include "app/theme.h"
 #include "common/text.h"
+#include "ui/disc_list.h"
 #include "ui/prompter.h"
 #include "ui/slot_table.h"
 #include "ui/widgets.h"
@@ -120,10 +121,15 @@ QWidget* MainWindow::BuildInputBox() {
   connect(cmdGameCust_, &QPushButton::clicked, this, [this] {
     if (hooks_.customGame) hooks_.customGame(*this);
   });
-  grid->addWidget(FieldLabel(QStringLiteral("&Title:"), txtTitle_, box), 1, 0);
-  grid->addWidget(txtTitle_, 1, 1, 1, 2);
-  grid->addWidget(cmdGame_, 1, 3);
-  grid->addWidget(cmdGameCust_, 1, 4);
+  grid->addWidget(FieldLabel(QStringLiteral("&Title:"), txtTitle_, box), 2, 0);
+  // The discs of a game on several discs, shown only for such a game.
+  discs_ = new DiscList(box);
+  connect(discs_, &DiscList::addRequested, this, &MainWindow::AddDisc);
+  grid->addWidget(discs_, 1, 1, 1, 4);
+
+  grid->addWidget(txtTitle_, 2, 1, 1, 2);
+  grid->addWidget(cmdGame_, 2, 3);
+  grid->addWidget(cmdGameCust_, 2, 4);
 
   lblRegion_ = new QLabel(box);
   lblRegion_->setObjectName(QStringLiteral("lblRegion"));
@@ -136,8 +142,8 @@ QWidget* MainWindow::BuildInputBox() {
   identity->setSpacing(8);
   identity->addWidget(lblRegion_);
   identity->addWidget(lblGameId_, 1);
-  grid->addWidget(FieldLabel(QStringLiteral("Game ID:"), nullptr, box), 2, 0);
-  grid->addLayout(identity, 2, 1, 1, 4);
+  grid->addWidget(FieldLabel(QStringLiteral("Game ID:"), nullptr, box), 3, 0);
+  grid->addLayout(identity, 3, 1, 1, 4);
   grid->setColumnStretch(1, 1);
   return box;
 }
@@ -313,6 +319,7 @@ void MainWindow::UpdateHookedButtons() {
 
 void MainWindow::SetInputText(const std::string& path) {
   txtIn_->setText(Q(path));
+  if (path.empty()) discs_->SetDiscs({});
 }
 void MainWindow::SetTitleText(const std::string& title) {
   txtTitle_->setText(Q(title));

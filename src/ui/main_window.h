@@ -7,6 +7,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "app/settings.h"
 #include "engine/conversion.h"
@@ -23,6 +24,7 @@ class QSpinBox;
 
 namespace ebf::ui {
 
+class DiscList;
 class FileDialogs;
 class Prompter;
 class ProgressWindow;
@@ -99,6 +101,10 @@ class MainWindow : public QWidget {
   // What the window says once a run has ended.
   void ShowClosingMessage(const ConversionResult& result, const ConversionPlan& plan);
   void BrowseInput();
+  // Adds a disc to the game's disc list (a file picked by the user).
+  void AddDisc();
+  // The discs the package will hold, in order: the disc list, or the input alone.
+  std::vector<std::string> Discs() const;
   void BrowseOutput();
   // The CD menu's entries (cd_menu.h).
   void MakeImageFromDrive();
@@ -156,6 +162,7 @@ class MainWindow : public QWidget {
 
   ThemedHeader* header_ = nullptr;
   QLineEdit *txtIn_ = nullptr, *txtTitle_ = nullptr, *txtOut_ = nullptr;
+  DiscList* discs_ = nullptr;
   QPushButton *cmdInBrowse_ = nullptr, *cmdInCD_ = nullptr, *cmdOutBrowse_ = nullptr;
   QPushButton *cmdGame_ = nullptr, *cmdGameCust_ = nullptr;
   QMenu* mnuCD_ = nullptr;

@@ -15,6 +15,7 @@
 #include "common/text.h"
 #include "disc/classify.h"
 #include "pbp/rebuild.h"
+#include "ui/disc_list.h"
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
@@ -26,9 +27,17 @@
 namespace ebf::ui {
 namespace {}  // namespace
 
+std::vector<std::string> MainWindow::Discs() const {
+  std::vector<std::string> set = discs_->discs();
+  if (set.size() > 1) return set;
+  return {S(txtIn_->text())};
+}
+
 JobInput MainWindow::JobFromControls() const {
   JobInput job;
-  job.input = S(txtIn_->text());
+  const std::vector<std::string> discs = Discs();
+  job.input = discs.front();
+  job.laterDiscs.assign(discs.begin() + 1, discs.end());
   job.output = S(txtOut_->text());
   job.title = S(txtTitle_->text());
   job.saveName = saveName_;
@@ -96,6 +105,15 @@ void MainWindow::BrowseInput() {
       {{QStringLiteral("Supported Files (%1)").arg(patterns), patterns},
        {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
   if (!path.isEmpty()) ResolveInput(S(path));
+}
+
+void MainWindow::AddDisc() {
+  const QString patterns = QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm");
+  const QString path = services_.dialogs->OpenFile(
+      this, QStringLiteral("Select the next disc of the game"), Q(FolderOf(S(txtIn_->text()))),
+      {{QStringLiteral("Disc Images (%1)").arg(patterns), patterns},
+       {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
+  if (!path.isEmpty()) discs_->AddDisc(S(path));
 }
 
 void MainWindow::MakeImageFromDrive() {
