@@ -236,5 +236,60 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   EXPECT_EQ(p.title, "broken");
 }
 
+TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
+  Fixture f;
+  test::CopyRuntimeTree(f.prog, false);
+  auto disc = [&](const std::string& name, const std::string& exe) {
+    test::WriteFileBytes(f.work / name, test::BuildDiscImage(test::GameDisc(exe),
+                                                             test::SectorLayout::Mode2Raw));
+    return f.work / name;
+  };
+  JobInput cli;
+  cli.input = disc("Spy Story (Disc 1).bin", "SLUS_005.94");
+  cli.laterDiscs = {disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
+                    disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
+  // A sheet naming the image: the disc is read through it, ID and all.
+  test::WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
+  cli.laterDiscs[1] = f.work / "third.cue";
+  cli.resolve = true;
+  cli.output = f.work / "out";
+  cli.confirm = false;
+  RunRecorder host;
+  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  ASSERT_TRUE(p.plan) << Describe(p.outcome);
+  EXPECT_EQ(p.plan->discCount(), 3);
+  EXPECT_EQ(p.plan->gameId, "SLUS00594");  // disc 1's: the package's, and its saves'
+  ASSERT_EQ(p.plan->laterDiscs.size(), 2u);
+  EXPECT_EQ(p.plan->laterDiscs[0].gameId, "SLUS00776");
+  EXPECT_EQ(p.plan->laterDiscs[0].input, f.work / "Spy Story (Disc 2).bin");
+  EXPECT_EQ(p.plan->laterDiscs[1].gameId, "SLUS01240");
+  EXPECT_EQ(p.plan->laterDiscs[1].dataFile, f.work / "Spy Story (Disc 3).bin");
+  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
+  // A name from the file loses its disc number: the package is the whole game.
+  test::WriteFileBytes(f.work / "Quiet (Disc 1).bin",
+                       test::BuildDiscImage(test::GameDisc("SLUS_901.01"),
+                                            test::SectorLayout::Mode2Raw));
+  cli.input = f.work / "Quiet (Disc 1).bin";
+  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  ASSERT_TRUE(p.plan) << Describe(p.outcome);
+  EXPECT_EQ(p.plan->title, "Quiet");
+
+  auto refusal = [&](std::vector<std::string> later) {
+    JobInput job = cli;
+    job.laterDiscs = std::move(later);
+    return PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host).outcome;
+  };
+  const std::string two = f.work / "Spy Story (Disc 2).bin";
+  EXPECT_EQ(refusal({f.work / "gone.bin"}),
+            Outcome::Failed("Disc 2 (" + (f.work / "gone.bin") +
+                            "): The input file doesn't exist!"));
+  EXPECT_EQ(refusal({two, two, two, two, two}),
+            Outcome::Failed("A package holds at most five discs; give no more than five."));
+  test::WriteFileText(f.work / "EBOOT.PBP", "x");
+  EXPECT_EQ(refusal({f.work / "EBOOT.PBP"}),
+            Outcome::Failed("A game on several discs is made from disc images; a package cannot "
+                            "be one of them."));
+}
+
 }  // namespace
 }  // namespace ebf

@@ -4,6 +4,7 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
@@ -13,6 +14,7 @@
 #include "fakes.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
+#include "support/inflating_reader.h"
 #include "support/program_tree.h"
 #include "support/runtime.h"
 #include "ui/main_window.h"
@@ -114,6 +116,57 @@ class ConversionFlowTest : public QObject {
     f.w->DropFiles({QString::fromStdString(f.work / "small.pbp")}, -1);
     QCOMPARE(f.prompter.last(), QStringLiteral("The selected EBOOT is WAY too small to be valid!"));
     QVERIFY(!f.w->packageLoaded());
+  }
+
+  // One disc of a game on several: the discs beside it appear in a list, which the user
+  // can put in order; Go makes one package of them, in that order.
+  void aDiscOfASetBringsItsSiblingsAndGoMakesOnePackage() {
+    Fixture f;
+    const std::string one = f.Disc("Metal Gear Solid (Disc 1).bin");
+    const std::string two = f.Disc("Metal Gear Solid (Disc 2).bin", "SLUS_007.76");
+    const std::string three = f.Disc("metal gear solid (disc 3).BIN", "SLUS_012.40");
+    f.Disc("Metal Gear Solid (Demo).bin", "SLUS_901.01");  // not a disc of the set
+    auto* list = f.Get<QListWidget>("lstDiscs");
+    QVERIFY(list->isHidden());  // a single disc looks as it always has
+
+    f.w->DropFiles({QString::fromStdString(two)}, -1);
+    QVERIFY(!list->isHidden());
+    QCOMPARE(list->count(), 3);
+    QCOMPARE(list->item(0)->text(), QStringLiteral("Metal Gear Solid (Disc 1).bin"));
+    QCOMPARE(list->item(1)->text(), QStringLiteral("Metal Gear Solid (Disc 2).bin"));
+    QCOMPARE(list->item(2)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
+    QVERIFY(!f.Text("txtTitle").contains(QStringLiteral("Disc")));
+
+    // Disc 3 before disc 2; then an unwanted disc in and out again.
+    list->setCurrentRow(2);
+    QTest::mouseClick(f.Get<QPushButton>("cmdDiscUp"), Qt::LeftButton);
+    QCOMPARE(list->item(1)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
+    f.dialogs.results = {QString::fromStdString(f.work / "Metal Gear Solid (Demo).bin")};
+    QTest::mouseClick(f.Get<QPushButton>("cmdDiscAdd"), Qt::LeftButton);
+    QCOMPARE(list->count(), 4);
+    list->setCurrentRow(3);
+    QTest::mouseClick(f.Get<QPushButton>("cmdDiscRemove"), Qt::LeftButton);
+    QCOMPARE(list->count(), 3);
+
+    f.Get<QSpinBox>("txtCompress")->setValue(1);
+    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    QVERIFY2(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")),
+             qPrintable(f.prompter.last()));
+    const std::string eboot = f.OutFolder() + "EBOOT.PBP";
+    for (auto [number, path] : {std::pair{1, one}, std::pair{2, three}, std::pair{3, two}}) {
+      InflatingReader reader(eboot, number);
+      QCOMPARE(reader.error(), std::string());
+      QCOMPARE(reader.discCount(), 3);
+      const Bytes disc = ReadFileBytes(path);
+      Bytes back;
+      QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(disc.size() / 2352), back),
+               std::string());
+      QVERIFY2(back == disc, path.c_str());
+    }
+    // A new single input hides the list again.
+    const std::string single = f.Disc("Another Game.bin", "SLUS_901.01");
+    f.w->DropFiles({QString::fromStdString(single)}, -1);
+    QVERIFY(list->isHidden());
   }
 
   // A run goes on beside the windows: they answer at once throughout, and Cancel stops it

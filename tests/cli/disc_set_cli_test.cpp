@@ -1,0 +1,187 @@
+// A game on several discs from the command line: convert with every disc named, or with a
+// playlist; batch putting the "(Disc N)" files of one game into one package. Each package is
+// read back disc by disc as the emulators read it.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "common/bytes.h"
+#include "common/files.h"
+#include "support/disc_builder.h"
+#include "support/inflating_reader.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+namespace fs = std::filesystem;
+using test::TempDir;
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+// A data disc of the game whose executable is `exe`, with `padding` sectors of noise after
+// its files so that discs differ and blocks do not shrink to nothing.
+Bytes DataDisc(const std::string& exe, uint32_t seed, uint32_t sectors = 120) {
+  test::IsoOptions options = test::GameDisc(exe, test::NoiseBytes(20000, seed));
+  options.minSectors = sectors;
+  return test::BuildDiscImage(options, test::SectorLayout::Mode2Raw);
+}
+
+// Disc 2 of a set as a Redump set of its own: a data track and an audio track, each its own
+// file, the audio with INDEX 00 at its start and INDEX 01 two seconds in.
+Bytes WriteTwoTrackDisc(const std::string& folder, const std::string& name, const Bytes& data) {
+  const Bytes audio = test::AudioSectors(200, 7);
+  test::WriteFileBytes(folder + "/" + name + " (Track 1).bin", data);
+  test::WriteFileBytes(folder + "/" + name + " (Track 2).bin", audio);
+  test::WriteFileText(folder + "/" + name + ".cue",
+                      "FILE \"" + name +
+                          " (Track 1).bin\" BINARY\n  TRACK 01 MODE2/2352\n"
+                          "    INDEX 01 00:00:00\nFILE \"" +
+                          name +
+                          " (Track 2).bin\" BINARY\n"
+                          "  TRACK 02 AUDIO\n    INDEX 00 00:00:00\n    INDEX 01 00:02:00\n");
+  Bytes disc = data;
+  disc.insert(disc.end(), audio.begin(), audio.end());
+  return disc;
+}
+
+// A string field of the one-line JSON object `convert --json` prints.
+std::string JsonString(const std::string& output, const std::string& key) {
+  const std::string head = "\"" + key + "\":\"";
+  const std::size_t at = output.find(head);
+  if (at == std::string::npos) return "(no " + key + ")";
+  const std::size_t from = at + head.size();
+  return output.substr(from, output.find('"', from) - from);
+}
+
+// The ID a disc section carries at +0x400, and the title header's shared ID at +0x264.
+std::string SectionId(const Bytes& pkg, uint64_t section) {
+  return std::string(reinterpret_cast<const char*>(&pkg[section + 0x400]), 11);
+}
+
+void ExpectDisc(const std::string& eboot, int number, int discs, const Bytes& disc) {
+  SCOPED_TRACE("disc " + std::to_string(number));
+  test::InflatingReader reader(eboot, number);
+  ASSERT_EQ(reader.error(), "");
+  EXPECT_EQ(reader.discCount(), discs);
+  const uint32_t sectors = static_cast<uint32_t>(disc.size() / 2352);
+  EXPECT_EQ(reader.discSectors(), sectors);
+  Bytes back;
+  ASSERT_EQ(reader.ReadSectors(0, sectors, back), "");
+  EXPECT_TRUE(back == disc);
+}
+
+TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackageEachWithItsOwnIdAndTracks) {
+  TempDir dir;
+  const Bytes disc1 = DataDisc("SLUS_005.94", 1);
+  test::WriteFileBytes(dir / "Metal Gear (Disc 1).bin", disc1);
+  const Bytes data2 = DataDisc("SLUS_007.76", 2);
+  const Bytes disc2 = WriteTwoTrackDisc(dir.path(), "Metal Gear (Disc 2)", data2);
+  const Bytes before1 = disc1;
+
+  const test::ProcessResult r =
+      Cli({"convert", dir / "Metal Gear (Disc 1).bin", dir / "Metal Gear (Disc 2).cue", "-o",
+           dir / "out", "--level", "9", "--json"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const std::string eboot = dir / "out/EBOOT.PBP";
+  ExpectDisc(eboot, 1, 2, disc1);
+  ExpectDisc(eboot, 2, 2, disc2);
+  {
+    test::InflatingReader second(eboot, 2);
+    ASSERT_EQ(second.tracks().size(), 2u);
+    EXPECT_FALSE(second.tracks()[0].audio);
+    EXPECT_TRUE(second.tracks()[1].audio);
+    // Track 2 starts at its INDEX 00, right after the data track.
+    EXPECT_EQ(second.tracks()[1].start, static_cast<int64_t>(data2.size() / 2352));
+  }
+  // Each disc carries its own ID, the title header disc 1's: the package's ID and saves.
+  const Bytes pkg = test::ReadFileBytes(eboot);
+  const uint64_t psar = LoadLe32(&pkg[0x24]);
+  ASSERT_EQ(std::string(reinterpret_cast<const char*>(&pkg[psar]), 16), "PSTITLEIMG000000");
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&pkg[psar + 0x264]), 11), "_SLUS_00594");
+  EXPECT_EQ(SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x200])), "_SLUS_00594");
+  EXPECT_EQ(SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x204])), "_SLUS_00776");
+  EXPECT_EQ(LoadLe32(&pkg[psar + 0x208]), 0u);
+  // The game is named as the game list names disc 1, without a disc number.
+  EXPECT_EQ(JsonString(r.output, "title"), "Metal Gear Solid [NTSC-U]") << r.output;
+  EXPECT_EQ(JsonString(r.output, "gameId"), "SLUS00594");
+  // The user's files are as they were; nothing of the run is left beside the package.
+  EXPECT_TRUE(test::ReadFileBytes(dir / "Metal Gear (Disc 1).bin") == before1);
+  std::set<std::string> left;
+  for (const auto& e : fs::directory_iterator(fs::u8path(dir / "out")))
+    left.insert(e.path().filename().string());
+  EXPECT_EQ(left, std::set<std::string>{"EBOOT.PBP"});
+}
+
+TEST(DiscSetCli, APlaylistOfFiveDiscsAndTheLimitOfFive) {
+  TempDir dir;
+  std::vector<Bytes> discs;
+  std::string playlist = "# the discs in order\n";
+  for (int n = 1; n <= 5; ++n) {
+    discs.push_back(DataDisc("SLUS_901.0" + std::to_string(n), n, 60 + 20 * n));
+    const std::string name = "Quintet (Disc " + std::to_string(n) + ").bin";
+    test::WriteFileBytes(dir.MakeDir("discs") + "/" + name, discs.back());
+    playlist += "discs/" + name + "\n";
+  }
+  test::WriteFileText(dir / "Quintet.m3u", playlist);
+  const test::ProcessResult r = Cli({"convert", dir / "Quintet.m3u", "-o", dir / "out", "--level",
+                                     "1", "--id", "SLUS90101", "--json"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  for (int n = 1; n <= 5; ++n) ExpectDisc(dir / "out/EBOOT.PBP", n, 5, discs[n - 1]);
+  // Named after the file, without its disc number.
+  EXPECT_EQ(JsonString(r.output, "title"), "Quintet") << r.output;
+
+  // A sixth disc is refused before anything is made; so is a package among the discs.
+  test::WriteFileBytes(dir / "discs/Quintet (Disc 6).bin", discs[0]);
+  std::vector<std::string> six = {"convert"};
+  for (int n = 1; n <= 6; ++n)
+    six.push_back(dir / ("discs/Quintet (Disc " + std::to_string(n) + ").bin"));
+  six.insert(six.end(), {"-o", dir / "six", "--id", "SLUS90101"});
+  const test::ProcessResult refused = Cli(six);
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_NE(refused.output.find("A package holds at most five discs; give no more than five."),
+            std::string::npos)
+      << refused.output;
+  EXPECT_FALSE(FileExists(dir / "six/EBOOT.PBP"));
+  const test::ProcessResult withPackage =
+      Cli({"convert", dir / "discs/Quintet (Disc 1).bin", dir / "out/EBOOT.PBP", "-o",
+           dir / "mixed", "--id", "SLUS90101"});
+  EXPECT_EQ(withPackage.exitCode, 1);
+  EXPECT_NE(withPackage.output.find("a package cannot be one of them"), std::string::npos)
+      << withPackage.output;
+}
+
+TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
+  TempDir dir;
+  const std::string in = dir.MakeDir("in");
+  const Bytes alpha1 = DataDisc("SLUS_902.01", 11), alpha3 = DataDisc("SLUS_902.03", 13);
+  const Bytes beta = DataDisc("SLUS_903.01", 21);
+  test::WriteFileBytes(in + "/Alpha (Disc 1).bin", alpha1);
+  test::WriteFileBytes(in + "/Alpha (Disc 3).bin", alpha3);  // disc 2 is missing
+  test::WriteFileBytes(in + "/Beta.bin", beta);
+
+  const test::ProcessResult r = Cli({"batch", in, "-o", dir / "out", "--level", "1"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("Disc 2 of Alpha was not found; the discs found go into its package."),
+            std::string::npos)
+      << r.output;
+  EXPECT_NE(r.output.find("2 of 2 converted."), std::string::npos) << r.output;
+  ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 1, 2, alpha1);
+  ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 2, 2, alpha3);
+  ExpectDisc(dir / "out/Beta/EBOOT.PBP", 1, 1, beta);
+
+  const test::ProcessResult apart =
+      Cli({"batch", in, "-o", dir / "apart", "--level", "1", "--separate-discs"});
+  ASSERT_EQ(apart.exitCode, 0) << apart.output;
+  EXPECT_NE(apart.output.find("3 of 3 converted."), std::string::npos) << apart.output;
+  ExpectDisc(dir / "apart/Alpha (Disc 1)/EBOOT.PBP", 1, 1, alpha1);
+  ExpectDisc(dir / "apart/Alpha (Disc 3)/EBOOT.PBP", 1, 1, alpha3);
+}
+
+}  // namespace
+}  // namespace ebf
