@@ -40,11 +40,11 @@ void PrintJobJson(const std::string& input, const std::string& output, const cha
                   uint64_t outputBytes) {
   Json line = {{"input", input},
                {"output", output.empty() ? Json() : Json(output)},
-             {"outcome", outcome},
-             {"message", message},
-             {"title", r.game},
-             {"gameId", r.id},
-             {"seconds", std::round(r.seconds * 1000) / 1000},
+               {"outcome", outcome},
+               {"message", message},
+               {"title", r.game},
+               {"gameId", r.id},
+               {"seconds", std::round(r.seconds * 1000) / 1000},
                {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
   if (r.discs.size() > 1) line["discs"] = r.discs;
   PrintJson(line, true);
@@ -58,8 +58,8 @@ std::string Seconds(double s) {
 
 // Runs one input through the whole job; prints the closing message. A batch passes the
 // folders its earlier games took, and gets this game's added.
-JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options,
-                 CliContext& ctx, std::set<std::string>* takenFolders = nullptr) {
+JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options, CliContext& ctx,
+                 std::set<std::string>* takenFolders = nullptr) {
   const std::string& input = discs.front();
   TerminalProgress& progress = *ctx.progress;
   TerminalQuestions& questions = *ctx.questions;
@@ -271,7 +271,8 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   auto batch = std::make_shared<ConvertArgs>();
 
   auto* c = app.add_subcommand(
-      "convert", "Convert a disc image (or the discs of one game) to EBOOT.PBP, or patch a package");
+      "convert",
+      "Convert a disc image (or the discs of one game) to EBOOT.PBP, or patch a package");
   c->add_option("INPUT", convert->paths,
                 "ISO, BIN, CUE, IMG, CCD, MDF, CHD, ECM or a PBP package; for a game on several "
                 "discs every disc in order (at most five), or an .m3u playlist naming them")

@@ -251,10 +251,9 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   std::vector<std::string> images;
   for (int disc = 1; disc <= discs; ++disc) {
     Stage stage(progress, "", 1.0 / discs);
-    DiscPreparation prep =
-        PrepareDiscImage(sources[disc - 1], out, temp + TempImageName("TempBIN", ".bin", disc),
-                         plan.settings.addIsoPadding, fromPackage, progress, cancel,
-                         DiscTocName(disc));
+    DiscPreparation prep = PrepareDiscImage(
+        sources[disc - 1], out, temp + TempImageName("TempBIN", ".bin", disc),
+        plan.settings.addIsoPadding, fromPackage, progress, cancel, DiscTocName(disc));
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
@@ -292,8 +291,7 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   if (plan.palFix() && plan.level > 0) {
     // A compressed image cannot be patched afterwards: the fix goes onto the source image,
     // and the clean-up puts the original bytes back.
-    if (plan.confirm &&
-        !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
+    if (plan.confirm && !questions.AskYesNo(kPalFixCompressedQuestion, false, MsgIcon::Exclamation))
       return stop(Outcome::Declined());
     CancelToken::ConfirmScope confirm(cancel);
     for (int disc = 1; disc <= discs; ++disc) {

@@ -42,8 +42,7 @@ struct RunTuning {
   std::chrono::milliseconds pollInterval{200};
 };
 
-ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
-                               Questions& questions, CancelToken& cancel,
-                               const RunTuning& tuning = {});
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                               CancelToken& cancel, const RunTuning& tuning = {});
 
 }  // namespace ebf

@@ -10,8 +10,8 @@
 
 #include "common/cancel.h"
 #include "common/outcome.h"
-#include "common/progress.h"
 #include "common/program_folders.h"
+#include "common/progress.h"
 
 namespace ebf {
 

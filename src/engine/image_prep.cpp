@@ -135,8 +135,7 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
   } else {
     opened = OpenDiscImage(inputPath, options);
     if (opened.disc && !opened.disc->info().sheet.empty()) {
-      std::string error =
-          WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder, tocName);
+      std::string error = WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder, tocName);
       if (!error.empty()) return {Outcome::Failed(error), {}};
     }
   }

@@ -26,8 +26,7 @@ Planned Refused(Outcome why, std::string title) {
 std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& settings,
                                        const ProgramFolders& folders, Questions& questions,
                                        Identity& id) {
-  ResolvedInput res =
-      ResolveInput(job.input, ResolverContext(settings, folders.tree), questions);
+  ResolvedInput res = ResolveInput(job.input, ResolverContext(settings, folders.tree), questions);
   id.title = res.title;
   if (!res.message.empty()) return Outcome::Failed(res.message);
   id.input = res.input;
@@ -118,8 +117,8 @@ ResolveContext ResolverContext(const Settings& settings, const std::string& prog
   return rc;
 }
 
-Planned PlanConversion(const JobInput& job, const Settings& settings,
-                       const ProgramFolders& folders, Questions& questions) {
+Planned PlanConversion(const JobInput& job, const Settings& settings, const ProgramFolders& folders,
+                       Questions& questions) {
   Identity id;
   if (job.resolve) {
     if (auto refused = ResolveJobInput(job, settings, folders, questions, id))
@@ -188,8 +187,8 @@ Planned PlanConversion(const JobInput& job, const Settings& settings,
   for (int i = 0; i < kSlotCount; ++i) {
     const SlotChoice& choice = job.assets[i];
     plan.assets[i] = {choice.ticked, id.slotTexts[i],
-                     ResolveSlotFile(folders, choice.ticked, id.slotTexts[i],
-                                     kSlots[i].assetFileName, isPbp && id.packageInspected)};
+                      ResolveSlotFile(folders, choice.ticked, id.slotTexts[i],
+                                      kSlots[i].assetFileName, isPbp && id.packageInspected)};
   }
   plan.level = job.level;
   plan.palFixScreen = job.palFixScreen;

@@ -102,8 +102,8 @@ struct ConversionPlan {
   std::string input;     // absolute
   std::string dataFile;  // the disc image behind the input (the file a sheet names first)
   std::string output;    // absolute, ending in the separator; "" for a package in place
-  std::vector<PlannedDisc> laterDiscs;  // discs 2 to 5, in order; none for one disc
-  std::string title, saveName, gameId;  // the package's: disc 1's ID names it and its saves
+  std::vector<PlannedDisc> laterDiscs;    // discs 2 to 5, in order; none for one disc
+  std::string title, saveName, gameId;    // the package's: disc 1's ID names it and its saves
   std::array<Slot, kSlotCount> assets{};  // ICON0, ICON1, PIC0, PIC1, SND0, Gameboot
   int level = 9;
   bool palFixScreen = false, palFixGraphics = false;
@@ -125,8 +125,8 @@ struct Planned {
 // Resolves what needs resolving, runs every check in its fixed order (each refusal is a
 // failed Outcome with the check's own message; a question answered No is Declined) and
 // fills the six slots. Nothing of the user's is written; the output folder is made.
-Planned PlanConversion(const JobInput& job, const Settings& settings,
-                       const ProgramFolders& folders, Questions& questions);
+Planned PlanConversion(const JobInput& job, const Settings& settings, const ProgramFolders& folders,
+                       Questions& questions);
 
 // A folder as a batch remembers it: absolute, without a trailing separator.
 std::string OutputFolderKey(const std::string& folder);

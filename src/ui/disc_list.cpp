@@ -19,8 +19,10 @@ DiscList::DiscList(QWidget* parent) : QWidget(parent) {
   lst_ = new QListWidget(this);
   lst_->setObjectName(QStringLiteral("lstDiscs"));
   lst_->setToolTip(QStringLiteral("The discs of the game, in the order the PSP offers them"));
-  // Five rows at most: the list never needs to scroll.
-  lst_->setFixedHeight(lst_->fontMetrics().lineSpacing() * kMaxPackageDiscs + 12);
+  // As tall as its buttons: five rows at most, so it never needs to scroll.
+  lst_->setMinimumHeight(lst_->fontMetrics().lineSpacing() * kMaxPackageDiscs + 12);
+  lst_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+  lst_->setSpacing(2);
   row->addWidget(lst_, 1);
   auto* buttons = new QVBoxLayout;
   buttons->setSpacing(4);
@@ -46,7 +48,13 @@ void DiscList::SetDiscs(const std::vector<std::string>& discs) {
   lst_->clear();
   for (const std::string& d : discs) AddDisc(d);
   setVisible(discs.size() > 1);
+  if (label_) label_->setVisible(discs.size() > 1);
   UpdateButtons();
+}
+
+void DiscList::SetLabel(QWidget* label) {
+  label_ = label;
+  label_->setVisible(isVisibleTo(parentWidget()));
 }
 
 bool DiscList::AddDisc(const std::string& path) {

@@ -22,6 +22,8 @@ class DiscList : public QWidget {
   std::vector<std::string> discs() const;
   // Adds a disc at the end (up to five); false when the list is full.
   bool AddDisc(const std::string& path);
+  // The field label beside the list, shown and hidden with it.
+  void SetLabel(QWidget* label);
 
  signals:
   // The user asked to add a disc (the window picks the file).
@@ -32,6 +34,7 @@ class DiscList : public QWidget {
   void UpdateButtons();
 
   QListWidget* lst_;
+  QWidget* label_ = nullptr;
   QPushButton *add_, *remove_, *up_, *down_;
 };
 

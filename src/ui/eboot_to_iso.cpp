@@ -12,7 +12,7 @@
 namespace ebf::ui {
 
 Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
+                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
   const QString chosen = dialogs.SaveFile(
       parent, QStringLiteral("Select where to save the ISO"),
       QString::fromStdString(std::filesystem::path(ebootPath).parent_path().string()), QString(),

@@ -17,6 +17,6 @@ inline constexpr const char* kMsgIsoDone = "Done :)";
 
 // `tocSetting` is eboot_toc_extract. Declined when the user stopped at a dialog.
 Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
+                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
 
 }  // namespace ebf::ui

@@ -78,8 +78,7 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
 
 void MainWindow::InspectPackage(const std::string& path) {
   PrompterQuestions questions(*services_.prompter, this);
-  const pbp::Inspection in =
-      pbp::InspectEboot(path, TempFolder(services_.folders.work), questions);
+  const pbp::Inspection in = pbp::InspectEboot(path, TempFolder(services_.folders.work), questions);
   if (!in.message.empty()) {
     services_.prompter->Warn(this, Q(in.message));
     return;
@@ -142,10 +141,9 @@ ConversionResult MainWindow::RunPlan(const ConversionPlan& plan) {
          {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
     return std::optional<std::string>(S(dest));
   });
-  ConversionResult result =
-      RunJob(progress, questions, [&plan](Progress& p, Questions& q, CancelToken& c) {
-        return RunConversion(plan, p, q, c);
-      });
+  ConversionResult result = RunJob(
+      progress, questions,
+      [&plan](Progress& p, Questions& q, CancelToken& c) { return RunConversion(plan, p, q, c); });
   progress.hide();
   show();
   return result;

@@ -15,8 +15,7 @@ void WorkerQuestions::OnGuiThread(const std::function<void()>& ask) {
 
 bool WorkerQuestions::AskYesNo(const std::string& text, bool defaultNo, MsgIcon icon) {
   bool yes = false;
-  OnGuiThread(
-      [&] { yes = prompter_.Ask(parent_, QString::fromStdString(text), defaultNo, icon); });
+  OnGuiThread([&] { yes = prompter_.Ask(parent_, QString::fromStdString(text), defaultNo, icon); });
   return yes;
 }
 

@@ -125,6 +125,9 @@ QWidget* MainWindow::BuildInputBox() {
   // The discs of a game on several discs, shown only for such a game.
   discs_ = new DiscList(box);
   connect(discs_, &DiscList::addRequested, this, &MainWindow::AddDisc);
+  QWidget* discsLabel = FieldLabel(QStringLiteral("Discs:"), nullptr, box);
+  discs_->SetLabel(discsLabel);
+  grid->addWidget(discsLabel, 1, 0, Qt::AlignTop);
   grid->addWidget(discs_, 1, 1, 1, 4);
 
   grid->addWidget(txtTitle_, 2, 1, 1, 2);

@@ -8,8 +8,8 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QThread>
 #include <QTextCursor>
+#include <QThread>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -202,9 +202,9 @@ void ProgressWindow::OnStageBegun(const std::string& name, uint64_t workSize) {
     if (kind_ == Kind::Log) {
       // A stage's words and its "Done" share a line.
       const QString text = txtLog_->toPlainText();
-      AppendLog((text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? QString()
-                                                                      : QStringLiteral("\n")) +
-                QStringLiteral("  ") + QString::fromStdString(name) + QLatin1Char(' '));
+      AppendLog(
+          (text.isEmpty() || text.endsWith(QLatin1Char('\n')) ? QString() : QStringLiteral("\n")) +
+          QStringLiteral("  ") + QString::fromStdString(name) + QLatin1Char(' '));
     } else {
       SetCaption(name);
     }

@@ -73,7 +73,8 @@ struct Job : test::ConversionJob {
 // Extracts a package with the CCD option and returns the image.
 Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
   RunRecorder host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host, host.cancel),
+            Outcome::Success());
   return test::ReadFileBytes(out);
 }
 

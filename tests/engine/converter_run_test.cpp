@@ -58,15 +58,15 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
   o.gameId = "SLUS00594";
   o.level = 0;
   o.inputPath = "/tmp/Temp BIN.bin";
-  EXPECT_EQ(ConverterArguments(o), (std::vector<std::string>{"/out/tarnwick.exe", "My Game: Part 2",
-                                                             "SLUS00594", "0",
-                                                             "/tmp/Temp BIN.bin"}));
+  EXPECT_EQ(ConverterArguments(o),
+            (std::vector<std::string>{"/out/tarnwick.exe", "My Game: Part 2", "SLUS00594", "0",
+                                      "/tmp/Temp BIN.bin"}));
   // A quote in the title ends its quoted part, unescaped, as it always has: the converter
   // reads the rest of the line grouped by the quotes that follow.
   o.title = "Final\" Cut";
-  EXPECT_EQ(
-      ConverterArguments(o),
-      (std::vector<std::string>{"/out/tarnwick.exe", "Final", "Cut SLUS00594 0 /tmp/Temp", "BIN.bin"}));
+  EXPECT_EQ(ConverterArguments(o),
+            (std::vector<std::string>{"/out/tarnwick.exe", "Final", "Cut SLUS00594 0 /tmp/Temp",
+                                      "BIN.bin"}));
   EXPECT_EQ(SplitQuotedWords("a  \"\" b"), (std::vector<std::string>{"a", "", "b"}));
   // Windows gets one line that reads back as the same words.
   EXPECT_EQ(JoinCommandLine({"/out/tarnwick.exe", "My Game", "SLUS00594", "9", ""}),
@@ -132,7 +132,8 @@ TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
   {
     FakeMode mode("error");
     RunRecorder host;
-    EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Failed(prefix + "Cannot read the image\n"));
+    EXPECT_EQ(RunConverter(s.Options(), host, host.cancel),
+              Outcome::Failed(prefix + "Cannot read the image\n"));
   }
   for (const char* m : {"done-bare", "huge"}) {
     FakeMode mode(m);
@@ -163,7 +164,8 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
 TEST(RunConverter, MissingConverterCannotStart) {
   Staged s;
   RunRecorder host;
-  EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Failed("Could not start tarnwick!"));
+  EXPECT_EQ(RunConverter(s.Options(), host, host.cancel),
+            Outcome::Failed("Could not start tarnwick!"));
 }
 
 TEST(Staging, TheUsersTemplateAndLoaderBeforeTheShippedOnes) {

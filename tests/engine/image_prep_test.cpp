@@ -44,7 +44,8 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
   const Bytes iso = test::BuildIsoSectors(opts);
   test::WriteFileBytes(dir / "game.iso", iso);
   RunRecorder host;
-  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel), Outcome::Success());
+  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel),
+            Outcome::Success());
   const Bytes raw = test::ReadFileBytes(dir / "TempBIN.bin");
   ASSERT_EQ(raw.size(), 1030u * 2352);
   for (std::size_t i : {0u, 1u, 1029u}) {
@@ -92,7 +93,8 @@ TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
   const Bytes user = test::BuildIsoSectors(opts);
   test::WriteFileBytes(dir / "game.img", test::EncodeSectors(user, test::SectorLayout::Raw2448));
   RunRecorder host;
-  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel), Outcome::Success());
+  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel),
+            Outcome::Success());
   EXPECT_EQ(test::ReadFileBytes(dir / "TempBIN.bin"),
             test::EncodeSectors(user, test::SectorLayout::Mode2Raw));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});

@@ -240,8 +240,8 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   Fixture f;
   test::CopyRuntimeTree(f.prog, false);
   auto disc = [&](const std::string& name, const std::string& exe) {
-    test::WriteFileBytes(f.work / name, test::BuildDiscImage(test::GameDisc(exe),
-                                                             test::SectorLayout::Mode2Raw));
+    test::WriteFileBytes(f.work / name,
+                         test::BuildDiscImage(test::GameDisc(exe), test::SectorLayout::Mode2Raw));
     return f.work / name;
   };
   JobInput cli;
@@ -266,9 +266,9 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   EXPECT_EQ(p.plan->laterDiscs[1].dataFile, f.work / "Spy Story (Disc 3).bin");
   EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
   // A name from the file loses its disc number: the package is the whole game.
-  test::WriteFileBytes(f.work / "Quiet (Disc 1).bin",
-                       test::BuildDiscImage(test::GameDisc("SLUS_901.01"),
-                                            test::SectorLayout::Mode2Raw));
+  test::WriteFileBytes(
+      f.work / "Quiet (Disc 1).bin",
+      test::BuildDiscImage(test::GameDisc("SLUS_901.01"), test::SectorLayout::Mode2Raw));
   cli.input = f.work / "Quiet (Disc 1).bin";
   p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
@@ -280,9 +280,8 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
     return PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host).outcome;
   };
   const std::string two = f.work / "Spy Story (Disc 2).bin";
-  EXPECT_EQ(refusal({f.work / "gone.bin"}),
-            Outcome::Failed("Disc 2 (" + (f.work / "gone.bin") +
-                            "): The input file doesn't exist!"));
+  EXPECT_EQ(refusal({f.work / "gone.bin"}), Outcome::Failed("Disc 2 (" + (f.work / "gone.bin") +
+                                                            "): The input file doesn't exist!"));
   EXPECT_EQ(refusal({two, two, two, two, two}),
             Outcome::Failed("A package holds at most five discs; give no more than five."));
   test::WriteFileText(f.work / "EBOOT.PBP", "x");

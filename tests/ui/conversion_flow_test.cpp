@@ -179,11 +179,17 @@ class ConversionFlowTest : public QObject {
     f.w->DropFiles({QString::fromStdString(bin)}, -1);
     QElapsedTimer clock;
     clock.start();
-    qint64 last = 0, worstGap = 0, cancelledAt = 0;
+    qint64 last = -1, worstGap = 0, cancelledAt = 0;
+    // Measured while the job runs: from the progress window's appearance to the Cancel.
     QTimer tick;
     QObject::connect(&tick, &QTimer::timeout, [&] {
-      worstGap = std::max(worstGap, clock.elapsed() - last);
-      last = clock.elapsed();
+      bool running = cancelledAt == 0;
+      if (running) {
+        running = false;
+        for (auto* p : f.w->findChildren<ui::ProgressWindow*>()) running |= p->isVisible();
+      }
+      if (running && last >= 0) worstGap = std::max(worstGap, clock.elapsed() - last);
+      last = running ? clock.elapsed() : -1;
     });
     tick.start(10);
     // Cancel from the progress window once the converter is running.

@@ -224,10 +224,25 @@ int main(int argc, char** argv) {
   ui::VerifyDialog verify(w.theme(), "/home/mira/PSP/GAME/Harbour/EBOOT.PBP", report);
   ok &= Save(verify, out, "verify.png");
 
-  // A real run from the main window: Go, the progress window half way, the closing message.
   const std::string work =
       WithTrailingSep(scratchDir.filePath(QStringLiteral("work")).toStdString());
   QDir().mkpath(QString::fromStdString(work + "Moonlit Harbour"));
+  {
+    // A game on three discs: disc 2 chosen, the others found beside it.
+    if (w.customisationShown()) w.ToggleCustomisation();
+    for (int n = 1; n <= 3; ++n)
+      if (!WriteSampleImage(work + "Moonlit Harbour (Disc " + std::to_string(n) + ").bin", 64))
+        return 1;
+    w.ResolveInput(work + "Moonlit Harbour (Disc 2).bin");
+    w.SetTitleText("Moonlit Harbour");
+    w.SetGameIdentity("SLUS01234", "SLUS01234");
+    w.SetRegion("NTSC");
+    w.SetOutputText("/home/mira/PSP/GAME/Moonlit Harbour");
+    w.resize(820, 10);
+    ok &= Save(w, out, "disc-set.png");
+  }
+
+  // A real run from the main window: Go, the progress window half way, the closing message.
   const std::string image = work + "Moonlit Harbour (Disc 1).bin";
   if (!WriteSampleImage(image, 70000)) {
     qWarning("could not write the sample image");
