@@ -157,7 +157,8 @@ std::string WriteSectors(File& in, const DiscImageLayout& layout,
 }
 
 std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host) {
+                             bool conversionLayout, int tocSetting, Host& host,
+                             const std::string& noteFolder) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
   File in(ebootPath, File::Mode::Read);
   if (!in) return kNoSuchFile;
@@ -175,18 +176,24 @@ std::string ExtractDiscImage(const std::string& ebootPath, const std::string& ou
   const uint64_t required = n * kBlockSize;
   if (auto free = FreeSpace(outputPath); free && required > *free) return OutOfSpaceText(required);
 
-  StagedFiles staged;
+  // The TOC files are staged with the image and renamed with it, so that a failed
+  // extraction touches none of the user's files.
+  StagedFiles staged(noteFolder);
   const std::string temp = staged.Add(outputPath);
+  std::vector<TocOutput> tocs = TocOutputs(layout.toc, outputPath, conversionLayout, tocSetting);
+  std::vector<std::string> tocTemps;
+  for (const TocOutput& t : tocs) tocTemps.push_back(staged.Add(t.path));
+  if (std::string err = staged.Note(); !err.empty()) return err;
   host.Log("  Extracting ISO... ");
   host.SetCaption("Extracting ISO...");
   std::string result =
       WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}}, host);
   if (!result.empty()) return result;
-
-  // The TOC files come once the image is whole, so that a failed extraction touches none
-  // of the user's files.
-  TocWriteResult toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, host);
-  if (toc.stop) return toc.result;
+  for (std::size_t i = 0; i < tocs.size(); ++i) {
+    File f(tocTemps[i], File::Mode::Write);
+    if (!f || !f.Write(std::string_view(tocs[i].bytes)) || !f.Close())
+      return CannotWrite(tocs[i].path, f.LastError());
+  }
   if (std::string err = staged.Commit(); !err.empty()) return err;
   host.Log("Done");
   return "Success.";

@@ -80,13 +80,15 @@ std::string WriteSectors(File& package, const DiscImageLayout& layout,
 
 // Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
 // beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
-// The image is written under a temporary name and renamed when complete, the TOC files
-// after it; on every other way out nothing of the run is left. Progress and cancel go
-// through the host (checked every 32 blocks). Returns "Success.", "Cancelled.", "" (the
-// user stopped after an error writing a TOC file), the messages above (kInflateFailed
-// followed by the block and its offset), the out-of-space text, or a message about a
-// damaged package or an output that cannot be written.
+// The image and its TOC files are written under temporary names and renamed together when
+// all are complete; on every other way out nothing of the run is left. With a note folder
+// (the work folder's Temp) the temporary names are noted there first, so that the next
+// start removes them should the program be killed. Progress and cancel go through the host
+// (checked every 32 blocks). Returns "Success.", "Cancelled.", the messages above
+// (kInflateFailed followed by the block and its offset), the out-of-space text, or a message
+// about a damaged package or an output that cannot be written; never "".
 std::string ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
-                             bool conversionLayout, int tocSetting, Host& host);
+                             bool conversionLayout, int tocSetting, Host& host,
+                             const std::string& noteFolder = {});
 
 }  // namespace ebf::pbp

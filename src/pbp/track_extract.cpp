@@ -50,7 +50,7 @@ bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, S
 }  // namespace
 
 std::string ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                          Host& host) {
+                          Host& host, const std::string& noteFolder) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return kNoSuchFile;
   File in(ebootPath, File::Mode::Read);
   if (!in) return kNoSuchFile;
@@ -87,7 +87,8 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
   const uint64_t required = uint64_t{disc.sectors} * kSectorSize;
   if (auto free = FreeSpace(cuePath); free && required > *free) return OutOfSpaceText(required);
 
-  StagedFiles staged;
+  StagedFiles staged(noteFolder);
+  if (!made.path.empty()) staged.AddMadeFolder(made.path);
   std::vector<SectorTarget> targets;
   if (files == TrackFiles::Split) {
     for (std::size_t i = 0; i < disc.tracks.size(); ++i)
@@ -97,6 +98,7 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
     targets.push_back({staged.Add(folder + binNames[0]), 0, disc.sectors, folder + binNames[0]});
   }
   const std::string cueTemp = staged.Add(cuePath);
+  if (std::string err = staged.Note(); !err.empty()) return err;
 
   host.Log("  Extracting tracks... ");
   host.SetCaption("Extracting tracks...");

@@ -4,6 +4,7 @@
 
 #include "common/cancel.h"
 #include "common/files.h"
+#include "common/run_lock.h"
 #include "pbp/extract.h"
 #include "ui/file_dialogs.h"
 #include "ui/progress_window.h"
@@ -12,7 +13,8 @@
 namespace ebf::ui {
 
 std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
+                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting,
+                       const std::string& workFolder) {
   const QString chosen = dialogs.SaveFile(
       parent, QStringLiteral("Select where to save the ISO"),
       QString::fromStdString(std::filesystem::path(ebootPath).parent_path().string()), QString(),
@@ -33,7 +35,20 @@ std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
   progress.SetCaption("Extracting ISO...");
   progress.show();
-  const std::string result = pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, progress);
+  // The temporary files are noted in Temp for the next start, under the run lock.
+  RunLock lock;
+  std::string notes;
+  if (!workFolder.empty()) {
+    lock = RunLock(workFolder, RunLockMode::Shared, kRunLockPatience);
+    if (!lock.held()) {
+      const std::string busy = RunLockBusyMessage(workFolder);
+      prompter.Warn(parent, QString::fromStdString(busy));
+      return busy;
+    }
+    notes = TempFolder(workFolder);
+  }
+  const std::string result =
+      pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, progress, notes);
   progress.hide();
   TakeCancelRequest();
   if (result == "Success.") {

@@ -14,9 +14,11 @@ class Prompter;
 
 inline constexpr const char* kMsgIsoDone = "Done :)";
 
-// `tocSetting` is eboot_toc_extract. Returns the result string of the extraction, or ""
+// `tocSetting` is eboot_toc_extract. With the work folder, the run holds its run lock and
+// notes its temporary files in Temp. Returns the result string of the extraction, or ""
 // when the user stopped at a dialog.
 std::string EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
+                       const ThemeContext& theme, const std::string& ebootPath, int tocSetting,
+                       const std::string& workFolder = {});
 
 }  // namespace ebf::ui

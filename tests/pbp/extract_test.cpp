@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "common/cancel.h"
@@ -146,6 +148,45 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
             Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
 }
 
+TEST(ExtractDiscImage, TocFilesGoWithTheImageOrNotAtAll) {
+  TempDir dir;
+  PackageRecipe recipe;
+  recipe.image = SampleImage();
+  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const std::string out = dir / "Game.iso";
+  WriteFileBytes(out, Bytes(5, 1));
+  test::WriteFileText(dir / "Game.TOC", "old toc");
+
+  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
+  // renamed, says why, and the user's image and TOC stay as they were.
+  std::filesystem::create_directory(dir / "Game.ccd");
+  RecordingHost host;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host),
+            "Could not write \"" + (dir / "Game.ccd") + "\": a folder of that name is in the way.");
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
+  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
+    EXPECT_FALSE(FileExists(dir / name)) << name;
+
+  // With a note folder the temporary names are noted while the run writes, and the note goes
+  // with the run.
+  const std::string temp = dir.MakeDir("Temp");
+  RecordingHost noted;
+  std::string seen;
+  noted.onPump = [&](int) {
+    for (const auto& e : std::filesystem::directory_iterator(temp))
+      seen += e.path().filename().string() + "=" + test::ReadFileText(e.path().string());
+  };
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, temp), "Success.");
+  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
+                      (dir / "Game.TOC") + ".ebf-part\n");
+  EXPECT_TRUE(std::filesystem::is_empty(temp));
+  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"),
+            Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
+}
+
 TEST(ExtractDiscImage, IndexRules) {
   TempDir dir;
   const Bytes image = SampleImage();
@@ -160,7 +201,7 @@ TEST(ExtractDiscImage, IndexRules) {
   recipe.storeBlock = [](uint64_t i) { return i == 2; };
   PbpWritten w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
-  const std::string failed = std::string(kInflateFailed) + "  (disc image block ";
+  const std::string failed = "zlib inflate failed!  (disc image block ";
   std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host);
   EXPECT_EQ(result.rfind(failed + "2, at byte ", 0), 0u) << result;
   // Nothing of the failed run is left.
