@@ -487,10 +487,11 @@ TEST(Conversion, TheNextStartPutsRightWhatAKilledRunLeft) {
   // A note naming a file no run makes deletes nothing.
   test::WriteFileText(work / "keep.pbp", "mine");
 
-  const std::vector<std::string> said = RecoverInterruptedWork(folders);
+  const std::vector<RecoveryNote> said = RecoverInterruptedWork(folders);
   ASSERT_EQ(said.size(), 1u);
-  EXPECT_EQ(said[0], "An interrupted change to " + pkg +
-                         " was found and undone; the EBOOT is as it was before.");
+  EXPECT_EQ(said[0].text, "An interrupted change to " + pkg +
+                              " was found and undone; the EBOOT is as it was before.");
+  EXPECT_FALSE(said[0].problem);
   EXPECT_EQ(test::ReadFileBytes(pkg), original);
   EXPECT_FALSE(FileExists(partial));
   EXPECT_FALSE(FileExists(work / "tarnwick.exe"));
