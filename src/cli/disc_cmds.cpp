@@ -18,9 +18,11 @@
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
+#include "disc/pal_fix_journalled.h"
 #include "disc/resolver.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
+#include "pbp/patch_journal.h"
 
 namespace ebf::cli {
 namespace {
@@ -205,6 +207,19 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    // A journal a run before this one left beside the file is rolled back first.
+    RunLock lock;
+    if (!MayRollBackLeftoverPatch(ctx, args.image, lock)) return;
+    if (lock.held()) {
+      if (std::string said = pbp::RollBackLeftoverPatch(args.image); !said.empty()) {
+        std::cerr << said << "\n";
+        if (said.find("could not be undone") != std::string::npos) {
+          ctx.exitCode = kExitFailed;
+          return;
+        }
+      }
+      lock.Release();
+    }
     // A package is checked as a package job checks it, and only its disc image is scanned,
     // as the conversion does: the header and sections before it are never patched.
     const bool package = Extension4(args.image) == ".PBP";
@@ -215,54 +230,81 @@ CommandRegistrar discCommands(30, [](CLI::App& app, CliContext& ctx) {
         return;
       }
     }
-    File file(args.image, args.apply ? File::Mode::ReadWrite : File::Mode::Read);
-    if (!file) {
-      std::cerr << args.image << ": " << file.LastError() << "\n";
-      ctx.exitCode = 1;
-      return;
-    }
-    std::vector<FileSpan> spans{{0, file.Size()}};
-    if (package) {
-      auto image = pbp::PalFixSpans(file);
-      if (!image) {
-        std::cerr << pbp::kEbootNotValid << "\n";
-        ctx.exitCode = kExitFailed;
-        return;
-      }
-      spans = std::move(*image);
-    }
     PalFixOptions options;
     options.screenHeight = args.screen;
     options.graphics = args.gfx;
     options.write = args.apply;
+    std::vector<PalPatch> found;
+    const auto note = [&](const PalPatch& p) { found.push_back(p); };
+    uint64_t count = 0;
+    std::string error;
+    bool cancelled = false;
+    if (args.apply) {
+      // The user's file is changed all or nothing, through a journal beside it.
+      lock = RunLock(ctx.folders.work, RunLockMode::Shared, kRunLockPatience);
+      if (!lock.held()) {
+        std::cerr << RunLockBusyMessage(ctx.folders.work) << "\n";
+        ctx.exitCode = kExitFailed;
+        return;
+      }
+      JournalledPalFixResult r = ApplyPalFixJournalled(
+          args.image, package, options, TempFolder(ctx.folders.work), *ctx.host, note);
+      count = r.patches;
+      error = r.error;
+      cancelled = r.cancelled;
+    } else {
+      File file(args.image, File::Mode::Read);
+      if (!file) {
+        std::cerr << args.image << ": " << file.LastError() << "\n";
+        ctx.exitCode = 1;
+        return;
+      }
+      std::vector<FileSpan> spans{{0, file.Size()}};
+      if (package) {
+        auto image = pbp::PalFixSpans(file);
+        if (!image) {
+          std::cerr << pbp::kEbootNotValid << "\n";
+          ctx.exitCode = kExitFailed;
+          return;
+        }
+        spans = std::move(*image);
+      }
+      PalFixResult r = ApplyPalFix(file, spans, options, nullptr, *ctx.host, note);
+      count = r.patches;
+      error = r.error;
+      cancelled = r.cancelled;
+    }
+    if (!error.empty()) {
+      // A failed fix has been rolled back: nothing it found is in the file.
+      std::cerr << args.image << ": " << error << "\n";
+      ctx.exitCode = 1;
+      if (cancelled) TakeCancelRequest();
+      return;
+    }
+    if (cancelled) {
+      TakeCancelRequest();
+      std::cerr << "Cancelled.\n";
+      ctx.exitCode = kExitCancelled;
+      return;
+    }
     Json patches = Json::array();
-    PalFixResult result;
-    result = ApplyPalFix(file, spans, options, nullptr, *ctx.host, [&](const PalPatch& p) {
+    for (const PalPatch& p : found) {
       if (ctx.json)
         patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
       else
         std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-    });
-    if (!file.Close() && result.error.empty()) result.error = file.LastError();
-    if (!result.error.empty()) {
-      std::cerr << args.image << ": " << result.error << "\n";
-      ctx.exitCode = 1;
-    } else if (result.cancelled) {
-      TakeCancelRequest();
-      std::cerr << "Cancelled.\n";
-      ctx.exitCode = kExitCancelled;
     }
     if (ctx.json && ctx.exitCode == kExitSuccess) {
       PrintJson({{"image", args.image},
                  {"screen", args.screen},
                  {"graphics", args.gfx},
                  {"applied", args.apply},
-                 {"count", result.patches},
+                 {"count", count},
                  {"patches", patches}});
       return;
     }
     if (!ctx.quiet)
-      std::cerr << result.patches << (args.apply ? " patched" : " found (file unchanged)") << "\n";
+      std::cerr << count << (args.apply ? " patched" : " found (file unchanged)") << "\n";
   });
 });
 
