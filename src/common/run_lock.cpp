@@ -54,10 +54,9 @@ using Handle = int;
 const Handle kNoHandle = -1;
 
 Handle OpenLockFile(const std::string& path) {
-  // Close-on-exec: the converter and other children must not keep the lock alive.
-  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (fd < 0) fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  return fd;
+  // Close-on-exec: the converter and other children must not keep the lock alive. Read
+  // only: the file is never written, only locked.
+  return ::open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
 }
 
 bool LockHandle(Handle fd, bool exclusive) {

@@ -77,6 +77,8 @@ std::vector<RecoveryNote> RecoverInterruptedWork(const ProgramFolders& folders) 
   DeleteFileIfExists(temp + kRunNote);
   // What an extraction left under temporary names.
   RemoveNotedStagedFiles(temp);
+  // The empty stand-in of an unticked slot, which a run removes at its end.
+  DeleteFileIfExists(WithTrailingSep(folders.work) + "null");
   ClearWorkFiles(folders.work);
   return said;
 }

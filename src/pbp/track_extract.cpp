@@ -83,12 +83,13 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
       if (!path.empty() && !keep) std::filesystem::remove(std::filesystem::u8path(path), ec);
     }
   } made;
-  if (!folder.empty() && !IsDirectory(folder) && MakeFolders(folder)) made.path = folder;
+  const bool makeFolder = !folder.empty() && !IsDirectory(folder);
   const uint64_t required = uint64_t{disc.sectors} * kSectorSize;
   if (auto free = FreeSpace(cuePath); free && required > *free) return OutOfSpaceText(required);
 
   StagedFiles staged(noteFolder);
-  if (!made.path.empty()) staged.AddMadeFolder(made.path);
+  // Noted before it is made, so that a kill never leaves a folder no note names.
+  if (makeFolder) staged.AddMadeFolder(folder);
   std::vector<SectorTarget> targets;
   if (files == TrackFiles::Split) {
     for (std::size_t i = 0; i < disc.tracks.size(); ++i)
@@ -99,6 +100,7 @@ std::string ExtractTracks(const std::string& ebootPath, const std::string& outpu
   }
   const std::string cueTemp = staged.Add(cuePath);
   if (std::string err = staged.Note(); !err.empty()) return err;
+  if (makeFolder && MakeFolders(folder)) made.path = folder;
 
   host.Log("  Extracting tracks... ");
   host.SetCaption("Extracting tracks...");

@@ -9,6 +9,7 @@
  *   EBF_FAULT_AT          N, 1-based; 0 or unset only counts
  *   EBF_FAULT_KIND        "fail" or "kill"
  *   EBF_FAULT_COUNT_FILE  where the program appends its count when it exits normally
+ *   EBF_FAULT_TRACE       when set, each counted call is named on standard error
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -55,11 +56,20 @@ static int IsWritable(int fd) {
   return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
 }
 
+static void Trace(int fd, const char* call) {
+  char link[64], path[4096];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  ssize_t n = readlink(link, path, sizeof path - 1);
+  path[n > 0 ? n : 0] = '\0';
+  fprintf(stderr, "[fault shim] %ld: %s %s\n", count, call, path);
+}
+
 /* 1 when this call is to fail; a kill never returns. */
-static int Strike(int fd) {
+static int StrikeCall(int fd, const char* call) {
   Decide();
   if (active != 1 || !IsRegular(fd)) return 0;
   ++count;
+  if (getenv("EBF_FAULT_TRACE")) Trace(fd, call);
   if (faultAt <= 0 || count != faultAt) return 0;
   if (killKind) kill(getpid(), SIGKILL);
   errno = ENOSPC;
@@ -79,28 +89,28 @@ __attribute__((destructor)) static void Report(void) {
 ssize_t write(int fd, const void* buf, size_t n) {
   static ssize_t (*real)(int, const void*, size_t);
   if (!real) real = (ssize_t(*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write");
-  if (Strike(fd)) return -1;
+  if (StrikeCall(fd, "write")) return -1;
   return real(fd, buf, n);
 }
 
 ssize_t writev(int fd, const struct iovec* iov, int cnt) {
   static ssize_t (*real)(int, const struct iovec*, int);
   if (!real) real = (ssize_t(*)(int, const struct iovec*, int))dlsym(RTLD_NEXT, "writev");
-  if (Strike(fd)) return -1;
+  if (StrikeCall(fd, "writev")) return -1;
   return real(fd, iov, cnt);
 }
 
 ssize_t pwrite(int fd, const void* buf, size_t n, off_t at) {
   static ssize_t (*real)(int, const void*, size_t, off_t);
   if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite");
-  if (Strike(fd)) return -1;
+  if (StrikeCall(fd, "pwrite")) return -1;
   return real(fd, buf, n, at);
 }
 
 ssize_t pwrite64(int fd, const void* buf, size_t n, off_t at) {
   static ssize_t (*real)(int, const void*, size_t, off_t);
   if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite64");
-  if (Strike(fd)) return -1;
+  if (StrikeCall(fd, "pwrite64")) return -1;
   return real(fd, buf, n, at);
 }
 
@@ -109,21 +119,21 @@ ssize_t pwrite64(int fd, const void* buf, size_t n, off_t at) {
 size_t fwrite(const void* buf, size_t size, size_t n, FILE* stream) {
   static size_t (*real)(const void*, size_t, size_t, FILE*);
   if (!real) real = (size_t(*)(const void*, size_t, size_t, FILE*))dlsym(RTLD_NEXT, "fwrite");
-  if (size && n && Strike(fileno(stream))) return 0;
+  if (size && n && StrikeCall(fileno(stream), "fwrite")) return 0;
   return real(buf, size, n, stream);
 }
 
 ssize_t sendfile(int out, int in, off_t* at, size_t n) {
   static ssize_t (*real)(int, int, off_t*, size_t);
   if (!real) real = (ssize_t(*)(int, int, off_t*, size_t))dlsym(RTLD_NEXT, "sendfile");
-  if (Strike(out)) return -1;
+  if (StrikeCall(out, "sendfile")) return -1;
   return real(out, in, at, n);
 }
 
 ssize_t sendfile64(int out, int in, off_t* at, size_t n) {
   static ssize_t (*real)(int, int, off_t*, size_t);
   if (!real) real = (ssize_t(*)(int, int, off_t*, size_t))dlsym(RTLD_NEXT, "sendfile64");
-  if (Strike(out)) return -1;
+  if (StrikeCall(out, "sendfile64")) return -1;
   return real(out, in, at, n);
 }
 
@@ -132,21 +142,21 @@ ssize_t copy_file_range(int in, off_t* inAt, int out, off_t* outAt, size_t n, un
   if (!real)
     real =
         (ssize_t(*)(int, off_t*, int, off_t*, size_t, unsigned))dlsym(RTLD_NEXT, "copy_file_range");
-  if (Strike(out)) return -1;
+  if (StrikeCall(out, "copy_file_range")) return -1;
   return real(in, inAt, out, outAt, n, flags);
 }
 
 /* The calls that end a write fail as a disk that loses the data does. */
-static int StrikeEnd(int fd) {
+static int StrikeEnd(int fd, const char* call) {
   Decide();
   if (active != 1 || !IsWritable(fd)) return 0;
-  return Strike(fd);
+  return StrikeCall(fd, call);
 }
 
 int fsync(int fd) {
   static int (*real)(int);
   if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "fsync");
-  if (StrikeEnd(fd)) {
+  if (StrikeEnd(fd, "fsync")) {
     errno = EIO;
     return -1;
   }
@@ -156,7 +166,7 @@ int fsync(int fd) {
 int fdatasync(int fd) {
   static int (*real)(int);
   if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "fdatasync");
-  if (StrikeEnd(fd)) {
+  if (StrikeEnd(fd, "fdatasync")) {
     errno = EIO;
     return -1;
   }
@@ -166,7 +176,7 @@ int fdatasync(int fd) {
 int ftruncate(int fd, off_t length) {
   static int (*real)(int, off_t);
   if (!real) real = (int (*)(int, off_t))dlsym(RTLD_NEXT, "ftruncate");
-  if (Strike(fd)) {
+  if (StrikeCall(fd, "ftruncate")) {
     errno = EIO;
     return -1;
   }
@@ -176,7 +186,7 @@ int ftruncate(int fd, off_t length) {
 int ftruncate64(int fd, off_t length) {
   static int (*real)(int, off_t);
   if (!real) real = (int (*)(int, off_t))dlsym(RTLD_NEXT, "ftruncate64");
-  if (Strike(fd)) {
+  if (StrikeCall(fd, "ftruncate64")) {
     errno = EIO;
     return -1;
   }
@@ -187,7 +197,7 @@ int ftruncate64(int fd, off_t length) {
 int close(int fd) {
   static int (*real)(int);
   if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "close");
-  const int strike = StrikeEnd(fd);
+  const int strike = StrikeEnd(fd, "close");
   const int result = real(fd);
   if (strike) {
     errno = EIO;
@@ -200,7 +210,7 @@ int close(int fd) {
 int fclose(FILE* stream) {
   static int (*real)(FILE*);
   if (!real) real = (int (*)(FILE*))dlsym(RTLD_NEXT, "fclose");
-  const int strike = stream && StrikeEnd(fileno(stream));
+  const int strike = stream && StrikeEnd(fileno(stream), "fclose");
   const int result = real(stream);
   if (strike) {
     errno = EIO;
