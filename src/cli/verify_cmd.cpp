@@ -88,7 +88,11 @@ CommandRegistrar verifyCommand(42, [](CLI::App& app, CliContext& ctx) {
       "--against", args.options.against,
       "Compare with the source disc (CUE, CCD/IMG, MDS/MDF, ISO/BIN) sector for sector");
   cmd->add_option("--dat", args.options.dat, "Look the tracks up in a Redump/No-Intro XML DAT");
+  cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([&ctx] {
+    // The source is read as the conversion reads it: the ISO padding setting applies.
+    LoadCliSettings(ctx);
+    args.options.addIsoPadding = ctx.settings.addIsoPadding;
     CancelRequested = false;
     VerifyReport r = VerifyPackage(args.path, args.options, *ctx.host);
     if (auto* terminal = dynamic_cast<TerminalHost*>(ctx.host)) terminal->FinishLine();
