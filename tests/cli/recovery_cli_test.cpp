@@ -156,6 +156,18 @@ TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
   EXPECT_TRUE(Has(r.output, "Title:     Before")) << r.output;
   EXPECT_EQ(test::ReadFileBytes(pkg), before);
   EXPECT_FALSE(FileExists(pkg + ".undo"));
+
+  // palfix --apply puts such a change back before it goes to work on the package.
+  test::WriteFileBytes(pkg, torn);
+  test::WritePatchJournal(pkg, before.size(),
+                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
+  r = test::RunProcess(cli, {"palfix", pkg, "--screen", "--apply"}, {});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
+                                " was found and undone; the EBOOT is as it was before."))
+      << r.output;
+  EXPECT_TRUE(Has(r.output, "0 patched")) << r.output;
+  EXPECT_EQ(test::ReadFileBytes(pkg), before);
 }
 
 }  // namespace
