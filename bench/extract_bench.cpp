@@ -245,7 +245,7 @@ int main(int argc, char** argv) {
   const double cpu0 = CpuSeconds();
   auto e0 = Clock::now();
   const ebf::Outcome result =
-      ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host, host.cancel);
+      ebf::pbp::ExtractDiscImage(pbp, out, false, ebf::pbp::kTocNone, host, host.cancel);
   const double extractSec = Seconds(e0, Clock::now());
   const double extractCpu = CpuSeconds() - cpu0;
   const long peak = PeakRssKb();

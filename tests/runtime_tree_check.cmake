@@ -26,8 +26,10 @@ file(GLOB_RECURSE entries LIST_DIRECTORIES true RELATIVE "${RUNTIME_DIR}" "${RUN
 set(strays "")
 foreach(entry IN LISTS entries)
   string(TOLOWER "${entry}" lower)
-  # Beside the executables: the Temp folder, the "null" stand-in and the settings files.
-  if(lower STREQUAL "temp" OR lower STREQUAL "null" OR lower MATCHES "^[^/]*\\.ini$")
+  # Beside the executables: the Temp folder, the "null" stand-in, the run lock and the
+  # settings files.
+  if(lower STREQUAL "temp" OR lower STREQUAL "null" OR lower STREQUAL "run.lock" OR
+     lower MATCHES "^[^/]*\\.ini$")
     list(APPEND strays "${entry} (written by a run of the program)")
   elseif(EXISTS "${STAMP}" AND "${RUNTIME_DIR}/${entry}" IS_NEWER_THAN "${STAMP}")
     list(APPEND strays "${entry} (changed while the tests ran)")

@@ -19,10 +19,12 @@
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
+#include "engine/pal_run.h"
 #include "disc/resolver.h"
 #include "engine/plan.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
+#include "pbp/patch_journal.h"
 
 namespace ebf::cli {
 namespace {
@@ -212,6 +214,19 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    // A journal a run before this one left beside the file is rolled back first.
+    RunLock lock;
+    if (!MayRollBackLeftoverPatch(ctx, args->image, lock)) return;
+    if (lock.held()) {
+      if (std::string said = pbp::RollBackLeftoverPatch(args->image); !said.empty()) {
+        std::cerr << said << "\n";
+        if (said.find("could not be undone") != std::string::npos) {
+          ctx.exitCode = kExitFailed;
+          return;
+        }
+      }
+      lock.Release();
+    }
     // A package is checked as a package job checks it, and only its disc image is scanned,
     // as the conversion does: the header and sections before it are never patched.
     const bool package = Extension4(args->image) == ".PBP";
@@ -222,56 +237,84 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
         return;
       }
     }
-    File file(args->image, args->apply ? File::Mode::ReadWrite : File::Mode::Read);
-    if (!file) {
-      std::cerr << args->image << ": " << file.LastError() << "\n";
-      ctx.exitCode = 1;
-      return;
-    }
-    std::vector<FileSpan> spans{{0, file.Size()}};
-    if (package) {
-      auto image = pbp::PalFixSpans(file);
-      if (!image) {
-        std::cerr << pbp::kEbootNotValid << "\n";
-        ctx.exitCode = kExitFailed;
-        return;
-      }
-      spans = std::move(*image);
-    }
     PalFixOptions options;
     options.screenHeight = args->screen;
     options.graphics = args->gfx;
     options.write = args->apply;
-    Json patches = Json::array();
-    PalFixResult result;
-    result = ApplyPalFix(
-        file, spans, options, nullptr, *ctx.progress, *ctx.cancel, [&](const PalPatch& p) {
-          if (ctx.json)
-            patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
-          else
-            std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
-          return true;
-        });
-    if (!file.Close() && result.error.empty()) result.error = file.LastError();
-    if (!result.error.empty()) {
-      std::cerr << args->image << ": " << result.error << "\n";
-      ctx.exitCode = 1;
-    } else if (result.cancelled) {
+    std::vector<PalPatch> found;
+    const auto note = [&](const PalPatch& p) {
+      found.push_back(p);
+      return true;
+    };
+    uint64_t count = 0;
+    Outcome outcome = Outcome::Success();
+    if (args->apply) {
+      // The user's file is changed all or nothing, through a journal beside it.
+      lock = RunLock(ctx.folders.work, RunLockMode::Shared, kRunLockPatience);
+      if (!lock.held()) {
+        std::cerr << RunLockBusyMessage(ctx.folders.work) << "\n";
+        ctx.exitCode = kExitFailed;
+        return;
+      }
+      PalFixRun run{args->screen, args->gfx, *ctx.progress, *ctx.cancel};
+      outcome = FixAllOrNothing(args->image, package, run, TempFolder(ctx.folders.work), note);
+      count = run.patches;
+    } else {
+      File file(args->image, File::Mode::Read);
+      if (!file) {
+        std::cerr << args->image << ": " << file.LastError() << "\n";
+        ctx.exitCode = 1;
+        return;
+      }
+      std::vector<FileSpan> spans{{0, file.Size()}};
+      if (package) {
+        auto image = pbp::PalFixSpans(file);
+        if (!image) {
+          std::cerr << pbp::kEbootNotValid << "\n";
+          ctx.exitCode = kExitFailed;
+          return;
+        }
+        spans = std::move(*image);
+      }
+      PalFixResult r =
+          ApplyPalFix(file, spans, options, nullptr, *ctx.progress, *ctx.cancel, note);
+      count = r.patches;
+      if (!r.error.empty())
+        outcome = Outcome::Failed(args->image + ": " + r.error);
+      else if (r.cancelled)
+        outcome = Outcome::Cancelled();
       ctx.cancel->Take();
+    }
+    if (outcome.failed()) {
+      // A failed fix has been rolled back: nothing it found is in the file.
+      std::cerr << outcome.text() << "\n";
+      ctx.exitCode = 1;
+      ctx.cancel->Take();
+      return;
+    }
+    if (outcome.kind() == OutcomeKind::Cancelled) {
       std::cerr << "Cancelled.\n";
       ctx.exitCode = kExitCancelled;
+      return;
+    }
+    Json patches = Json::array();
+    for (const PalPatch& p : found) {
+      if (ctx.json)
+        patches.push_back({{"offset", p.offset}, {"rule", PalRuleName(p.rule)}});
+      else
+        std::cout << Hex(p.offset, 8) << " " << PalRuleName(p.rule) << "\n";
     }
     if (ctx.json && ctx.exitCode == kExitSuccess) {
       PrintJson({{"image", args->image},
                  {"screen", args->screen},
                  {"graphics", args->gfx},
                  {"applied", args->apply},
-                 {"count", result.patches},
+                 {"count", count},
                  {"patches", patches}});
       return;
     }
     if (!ctx.quiet)
-      std::cerr << result.patches << (args->apply ? " patched" : " found (file unchanged)") << "\n";
+      std::cerr << count << (args->apply ? " patched" : " found (file unchanged)") << "\n";
   });
 }
 

@@ -5,6 +5,7 @@
 #include "cli/terminal_host.h"
 #include "common/files.h"
 #include "engine/recovery.h"
+#include "pbp/patch_journal.h"
 
 namespace ebf::cli {
 namespace {
@@ -46,6 +47,18 @@ void LoadCliSettings(CliContext& ctx) {
   ctx.settings = LoadSettingsFile(ctx.iniPath, ctx.folders).settings;
 }
 
+bool MayRollBackLeftoverPatch(CliContext& ctx, const std::string& path, RunLock& lock) {
+  const std::string journal = ebf::pbp::JournalPathFor(path);
+  if (!ebf::IsRegularFile(journal)) return true;
+  lock = RunLock(ctx.folders.work, ebf::RunLockMode::Exclusive);
+  if (lock.held()) return true;
+  std::cerr << "\"" << path << "\" has an unfinished change (its journal " << journal
+            << " is there) and another run of the program is under way; try again when that "
+               "run has ended.\n";
+  ctx.exitCode = kExitFailed;
+  return false;
+}
+
 }  // namespace ebf::cli
 
 int main(int argc, char** argv) {
@@ -74,8 +87,8 @@ int main(int argc, char** argv) {
   InstallInterruptHandler();
   // What a run that never ended left on the user's files is put right first, as the
   // desktop program does at its start.
-  for (const std::string& said : ebf::RecoverInterruptedWork(ctx.folders))
-    std::cerr << said << "\n";
+  for (const ebf::RecoveryNote& said : ebf::RecoverInterruptedWork(ctx.folders))
+    std::cerr << said.text << "\n";
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

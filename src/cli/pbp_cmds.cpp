@@ -10,6 +10,7 @@
 #include "cli/terminal_host.h"
 #include "common/cancel.h"
 #include "common/files.h"
+#include "common/run_lock.h"
 #include "pbp/extract.h"
 #include "pbp/info.h"
 #include "pbp/toc.h"
@@ -105,8 +106,13 @@ void AddInfoCommand(CLI::App& app, CliContext& ctx) {
   auto* cmd = app.add_subcommand("info", "Show what an EBOOT.PBP holds");
   cmd->add_option("EBOOT", args->path, "The package")->required();
   cmd->callback([args, &ctx] {
+    // A journal beside the package is rolled back by the description, unless another run
+    // is under way: then the change may be that run's own, not one that never ended.
+    RunLock lock;
+    if (!MayRollBackLeftoverPatch(ctx, args->path, lock)) return;
     pbp::EbootInfo info;
     std::string err = pbp::ReadEbootInfo(args->path, info);
+    if (!info.recovered.empty()) std::cerr << info.recovered << "\n";
     if (!err.empty()) {
       std::cerr << err << "\n";
       ctx.exitCode = 1;
@@ -135,6 +141,15 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([args, &ctx] {
     LoadCliSettings(ctx);
+    // The temporary files are noted in Temp for the next start: the run holds the lock that
+    // keeps a start from taking them for a dead run's.
+    RunLock lock(ctx.folders.work, RunLockMode::Shared, kRunLockPatience);
+    if (!lock.held()) {
+      std::cerr << RunLockBusyMessage(ctx.folders.work) << "\n";
+      ctx.exitCode = kExitFailed;
+      return;
+    }
+    const std::string notes = TempFolder(ctx.folders.work);
     if (args->split || args->toc == "cue") {
       if (args->split && !args->toc.empty() && args->toc != "cue") {
         std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args->toc
@@ -144,7 +159,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
       }
       Outcome result = pbp::ExtractTracks(
           args->path, args->output, args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
-          *ctx.progress, *ctx.cancel);
+          *ctx.progress, *ctx.cancel, notes);
       FinishExtract(ctx, result);
       return;
     }
@@ -158,7 +173,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
       return;
     }
     Outcome result = pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
-                                           *ctx.questions, *ctx.cancel);
+                                           *ctx.cancel, notes);
     FinishExtract(ctx, result);
   });
 }

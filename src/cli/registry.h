@@ -9,6 +9,7 @@
 #include "cli/terminal_host.h"
 #include "common/cancel.h"
 #include "common/program_folders.h"
+#include "common/run_lock.h"
 
 namespace ebf::cli {
 
@@ -46,5 +47,11 @@ void AddCompletionCommand(CLI::App& app, CliContext& ctx);
 
 // Loads the settings named by ctx.iniPath into ctx.settings.
 void LoadCliSettings(CliContext& ctx);
+
+// Before a command reads or changes `path`: when a patch journal lies beside it, the work
+// folder's run lock is taken exclusively into `lock`, so that a roll-back never undoes the
+// change of a run still under way. False when another run holds the lock (the refusal is
+// printed and the exit code set); true otherwise, `lock` then held when there is a journal.
+bool MayRollBackLeftoverPatch(CliContext& ctx, const std::string& path, RunLock& lock);
 
 }  // namespace ebf::cli

@@ -79,6 +79,7 @@ bool ConfirmOverwrite(Questions& questions, const std::string& folder, const std
                       const std::string& source);
 
 bool IsProcessRunning(int64_t pid);
+int64_t CurrentProcessId();
 
 // True when this process may create files in `folder` (permissions, read-only mounts).
 bool CanWriteFolder(const std::string& folder);

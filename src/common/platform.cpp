@@ -42,6 +42,10 @@ bool IsProcessRunning(int64_t pid) {
   return GetProcessVersion(static_cast<DWORD>(pid)) != 0;
 }
 
+int64_t CurrentProcessId() {
+  return static_cast<int64_t>(GetCurrentProcessId());
+}
+
 bool CanWriteFolder(const std::string& folder) {
   // Access rights on Windows are ACLs; creating a file is the only reliable test.
   const std::filesystem::path probe =
@@ -76,6 +80,10 @@ bool IsProcessRunning(int64_t pid) {
     if (close != std::string::npos && close + 2 < line.size()) return line[close + 2] != 'Z';
   }
   return true;
+}
+
+int64_t CurrentProcessId() {
+  return static_cast<int64_t>(getpid());
 }
 
 bool CanWriteFolder(const std::string& folder) {

@@ -7,6 +7,7 @@
 #include "assets/convert.h"
 #include "assets/validate.h"
 #include "common/files.h"
+#include "common/run_lock.h"
 #include "common/text.h"
 #include "engine/converter_run.h"
 #include "imaging/dib.h"
@@ -29,7 +30,14 @@ class RunCleanup {
  public:
   RunCleanup(std::string workFolder, std::string outputFolder)
       : work_(std::move(workFolder)), out_(std::move(outputFolder)) {}
-  ~RunCleanup() {
+  ~RunCleanup() { Finish(); }
+  RunCleanup(const RunCleanup&) = delete;
+  RunCleanup& operator=(const RunCleanup&) = delete;
+
+  // Cleans up (once); returns what could not be put back on the user's images, or "".
+  std::string Finish() {
+    if (finished_) return {};
+    finished_ = true;
     if (staged_) RemoveStagedFiles(out_, assets_);
     // The new package under its temporary name never outlives the run: by now it either
     // became EBOOT.PBP or is not to be trusted.
@@ -45,10 +53,8 @@ class RunCleanup {
     }
     for (const char* name : {"START.DAT", "null"}) DeleteFileIfExists(temp + name);
     DeleteFileIfExists(WithTrailingSep(work_) + "null");
-    RevertPalFixes();
+    return RevertPalFixes();
   }
-  RunCleanup(const RunCleanup&) = delete;
-  RunCleanup& operator=(const RunCleanup&) = delete;
 
   void Staged(const AssetPaths& assets) {
     staged_ = true;
@@ -61,13 +67,19 @@ class RunCleanup {
   }
 
  private:
-  void RevertPalFixes() {
+  std::string RevertPalFixes() {
+    std::string failed;
     for (FixedImage& f : fixed_) {
+      const std::string error = f.undo.empty() ? "" : ReplayPalUndo(f.path, f.undo);
       // The journal stays when the revert fails, so the next start tries again.
-      if (f.undo.empty() || ReplayPalUndo(f.path, f.undo).empty())
+      if (error.empty())
         DeleteFileIfExists(TempFolder(work_) + PalJournalName(f.disc));
+      else
+        failed += (failed.empty() ? "" : " ") + std::string("The PAL -> NTSC fix on ") + f.path +
+                  " could not be undone (" + error + "); the next start of the program tries again.";
     }
     fixed_.clear();
+    return failed;
   }
   struct FixedImage {
     int disc;
@@ -75,17 +87,22 @@ class RunCleanup {
     std::vector<PalPatch> undo;
   };
   std::string work_, out_;
-  bool staged_ = false;
+  bool staged_ = false, finished_ = false;
   AssetPaths assets_;
   std::deque<FixedImage> fixed_;  // a deque: the undo lists handed out stay where they are
 };
 
 // Names the files of the output folder that the next start removes should this program
-// be killed before its clean-up runs (the clean-up removes the note with them).
-void NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths) {
+// be killed before its clean-up runs (the clean-up removes the note with them). A note that
+// cannot be written stops the run: what it would leave could not be found again.
+Outcome NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths) {
   File note(temp + kRunNote, File::Mode::Write);
-  for (const std::string& p : paths) note.Write(p + "\n");
-  note.Sync();
+  bool written = static_cast<bool>(note);
+  for (const std::string& p : paths) written = written && note.Write(p + "\n");
+  written = written && note.Sync() && note.Close();
+  if (written) return Outcome::Success();
+  return Outcome::Failed("The work folder could not be written: " + temp + kRunNote + " (" +
+                         note.LastError() + ")");
 }
 
 AssetPaths PlannedAssets(const ConversionPlan& plan) {
@@ -170,7 +187,10 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress, Qu
   }
   pbp::PackageUpdate update = pbp::UpdateEboot(
       plan.input, temp, plan.folders.work, JobFor(plan, assets), progress, questions, cancel,
-      [&](const std::string& partial) { NoteRunFiles(temp, {partial}); });
+      [&](const std::string& partial) {
+        const Outcome noted = NoteRunFiles(temp, {partial});
+        return noted.failed() ? noted.text() : std::string();
+      });
   DeleteFileIfExists(temp + kRunNote);
   DeleteNullFile(plan.folders.work);
   result.outcome = update.outcome;
@@ -183,7 +203,7 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress, Qu
   result.package = plan.input;
   if (plan.palFix()) {
     PalFixRun pal{plan.palFixScreen, plan.palFixGraphics, progress, cancel};
-    result.outcome = FixPackageImage(plan.input, pal, temp);
+    result.outcome = FixAllOrNothing(plan.input, true, pal, temp);
     result.palPatches = pal.patches;
   }
   return result;
@@ -207,8 +227,9 @@ Outcome ConfirmOverwrites(const ConversionPlan& plan, const AssetPaths& assets,
 }
 
 // A new package from a disc image, or from the disc image a package holds.
-ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Questions& questions,
-                            CancelToken& cancel, const RunTuning& tuning) {
+ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
+                                Questions& questions, CancelToken& cancel, const RunTuning& tuning,
+                                RunCleanup& cleanup) {
   ConversionResult result;
   auto stop = [&](Outcome why) {
     result.outcome = std::move(why);
@@ -219,13 +240,12 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   const std::string& out = plan.output;
   const bool fromPackage = plan.kind == JobKind::RecompressPackage;
 
-  RunCleanup cleanup(work, out);
   std::vector<std::string> tocFiles;
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
     DeleteFileIfExists(out + DiscTocName(disc));
     tocFiles.push_back(out + DiscTocName(disc));
   }
-  NoteRunFiles(temp, tocFiles);
+  if (Outcome noted = NoteRunFiles(temp, tocFiles); !noted.succeeded()) return stop(noted);
 
   // Each disc comes from its image, or from the package being recompressed.
   std::vector<std::string> sources = {plan.input};
@@ -237,7 +257,7 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
     const std::string iso = temp + "TempISO.iso";
     Outcome taken =
         pbp::ExtractDiscImage(plan.input, iso, true, std::max(1, plan.settings.ebootTocExtract),
-                              progress, questions, cancel);
+                              progress, cancel);
     if (!taken.succeeded()) return stop(taken);
     sources = {iso};
     toc = LoadToc(temp + "ISO.TOC");
@@ -315,7 +335,7 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   {
     std::vector<std::string> leftovers = StagedFilePaths(out, assets);
     leftovers.push_back(out + kPartialPackageName);
-    NoteRunFiles(temp, leftovers);
+    if (Outcome noted = NoteRunFiles(temp, leftovers); !noted.succeeded()) return stop(noted);
   }
   std::string staged = StageConverterFiles(plan.folders, out, assets);
   cleanup.Staged(assets);
@@ -352,7 +372,7 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   if (!patched.succeeded()) return stop(patched);
 
   if (plan.palFix() && !palDone) {
-    Outcome fixed = FixPackageImage(partial, pal, "");
+    Outcome fixed = FixPackageImage(partial, pal);
     result.palPatches = pal.patches;
     if (!fixed.succeeded()) return stop(fixed);
   }
@@ -366,13 +386,53 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
   return result;
 }
 
+// A new package, and the clean-up after it on every way out. A PAL fix that could not be
+// taken off the user's image again is told, whatever else happened.
+ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                            CancelToken& cancel, const RunTuning& tuning) {
+  RunCleanup cleanup(WithTrailingSep(plan.folders.work), plan.output);
+  ConversionResult result = MakeNewPackage(plan, progress, questions, cancel, tuning, cleanup);
+  if (std::string left = cleanup.Finish(); !left.empty()) {
+    const std::string before = result.outcome.failed() ? result.outcome.text() + "\r\n\r\n" : "";
+    result.outcome = Outcome::Failed(before + left);
+  }
+  return result;
+}
+
 }  // namespace
 
-ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Questions& questions,
-                               CancelToken& cancel, const RunTuning& tuning) {
-  if (plan.kind != JobKind::NewPackage) {
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
+                               Questions& questions, CancelToken& cancel,
+                               const RunTuning& tuning) {
+  ConversionResult refused;
+  const std::string& work = plan.folders.work;
+  const bool package = plan.kind != JobKind::NewPackage;
+  if (package && IsRegularFile(pbp::JournalPathFor(plan.input))) {
+    // A change to this package that never ended is undone first, but only while no other
+    // run is under way: the change may be that run's own.
+    RunLock alone(work, RunLockMode::Exclusive);
+    if (!alone.held()) {
+      refused.outcome = Outcome::Failed(
+          "\"" + plan.input + "\" has an unfinished change (its journal " +
+          pbp::JournalPathFor(plan.input) +
+          " is there) and another run of the program is under way; try again when that run "
+          "has ended.");
+      return refused;
+    }
     if (Outcome ready = ReadyPackage(plan, progress); !ready.succeeded()) {
-      ConversionResult refused;
+      refused.outcome = ready;
+      return refused;
+    }
+  }
+  // Held for the whole run: the notes it leaves for the next start are its own, and no
+  // start takes them for a dead run's while it lives.
+  RunLock lock(work, RunLockMode::Shared, kRunLockPatience);
+  if (!lock.held()) {
+    refused.outcome = Outcome::Failed(RunLockBusyMessage(work));
+    return refused;
+  }
+  if (package) {
+    if (Outcome ready = ReadyPackage(plan, progress); !ready.succeeded()) {
       refused.outcome = ready;
       return refused;
     }

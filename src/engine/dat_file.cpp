@@ -6,6 +6,8 @@
 #include <cctype>
 #include <charconv>
 
+#include "common/files.h"
+
 namespace ebf {
 namespace {
 
@@ -25,6 +27,8 @@ bool IsSheet(const std::string& name) {
 
 std::string ReadDatFile(const std::string& path, std::vector<DatGame>& games) {
   games.clear();
+  // The XML reader would wait for ever on a pipe: only regular files are read.
+  if (std::string refused = NotAFileMessage(path); !refused.empty()) return refused;
   tinyxml2::XMLDocument doc;
   if (doc.LoadFile(path.c_str()) != tinyxml2::XML_SUCCESS)
     return "The DAT file \"" + path +

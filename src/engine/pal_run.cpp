@@ -63,6 +63,11 @@ bool PalJournal::Add(const PalPatch& p) {
   return ok_;
 }
 
+bool PalJournal::Close() {
+  ok_ = file_.Close() && ok_;
+  return ok_;
+}
+
 Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPatch>& undo,
                       PalJournal* journal) {
   File f(path, File::Mode::ReadWrite);
@@ -73,44 +78,63 @@ Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPa
       ApplyPalFix(f, std::vector<FileSpan>{{0, f.Size()}}, OptionsFor(run), &undo, run.progress,
                   run.cancel, [&](const PalPatch& p) { return !journal || journal->Add(p); });
   if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  if (journal && !journal->Close() && res.error.empty())
+    res.error = "its journal in Temp could not be written";
   return Finish(res, path, run);
 }
 
-Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::string& journalTemp) {
+namespace {
+
+// The spans to scan: the whole file, or the disc images of a package.
+std::optional<std::vector<FileSpan>> SpansOf(File& f, bool package) {
+  if (!package) return std::vector<FileSpan>{{0, f.Size()}};
+  return pbp::PalFixSpans(f);
+}
+
+}  // namespace
+
+Outcome FixPackageImage(const std::string& path, PalFixRun& run) {
   File f(path, File::Mode::ReadWrite);
   if (!f) return Outcome::Failed(CannotOpen(path, f));
-  auto spans = pbp::PalFixSpans(f);
+  auto spans = SpansOf(f, true);
   if (!spans) return Outcome::Failed(pbp::kEbootNotValid);
-  PalFixOptions options = OptionsFor(run);
-  std::optional<pbp::PatchJournal> packageJournal;
-  if (!journalTemp.empty()) {
-    PalFixOptions dry = options;
-    dry.write = false;
-    std::vector<PalPatch> found;
-    NoProgress quiet;
-    PalFixResult seen = ApplyPalFix(f, *spans, dry, &found, quiet, run.cancel);
-    if (seen.cancelled) {
-      run.cancel.Take();
-      return Outcome::Cancelled();
-    }
-    if (found.empty()) return Outcome::Success();
-    // A window may straddle a block's stored-mode head, so each note takes the head too.
-    std::vector<FileSpan> regions;
-    for (const PalPatch& p : found) regions.push_back({p.offset, 8 + pbp::kStoredHeadSize});
-    packageJournal.emplace(path, journalTemp);
-    if (std::string e = packageJournal->Begin(f, regions); !e.empty()) return Outcome::Failed(e);
-  }
-  PalFixResult res = ApplyPalFix(f, *spans, options, nullptr, run.progress, run.cancel);
-  if (packageJournal && res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
+  PalFixResult res = ApplyPalFix(f, *spans, OptionsFor(run), nullptr, run.progress, run.cancel);
   if (!f.Close() && res.error.empty()) res.error = f.LastError();
-  if (packageJournal) {
-    if (res.cancelled || !res.error.empty()) {
-      std::string undone = packageJournal->RollBack();
-      res.patches = 0;
-      if (!undone.empty()) res.error += ". " + undone;
-    } else {
-      packageJournal->Finish();
-    }
+  return Finish(res, path, run);
+}
+
+Outcome FixAllOrNothing(const std::string& path, bool package, PalFixRun& run,
+                        const std::string& tempFolder,
+                        const std::function<bool(const PalPatch&)>& onPatch) {
+  File f(path, File::Mode::ReadWrite);
+  if (!f) return Outcome::Failed(CannotOpen(path, f));
+  auto spans = SpansOf(f, package);
+  if (!spans) return Outcome::Failed(pbp::kEbootNotValid);
+  PalFixOptions dry = OptionsFor(run);
+  dry.write = false;
+  std::vector<PalPatch> found;
+  NoProgress quiet;
+  PalFixResult seen = ApplyPalFix(f, *spans, dry, &found, quiet, run.cancel);
+  if (seen.cancelled || !seen.error.empty()) return Finish(seen, path, run);
+  if (found.empty()) return Outcome::Success();
+  // A window may straddle a block's stored-mode head, so each note takes the head too.
+  std::vector<FileSpan> regions;
+  for (const PalPatch& p : found) regions.push_back({p.offset, 8 + pbp::kStoredHeadSize});
+  pbp::PatchJournal journal(path, tempFolder);
+  if (std::string e = journal.Begin(f, regions); !e.empty())
+    return Outcome::Failed("The PAL -> NTSC fix failed on " + path + ": " + e);
+  PalFixResult res = ApplyPalFix(f, *spans, OptionsFor(run), nullptr, run.progress, run.cancel,
+                                 onPatch);
+  if (res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
+  if (!f.Close() && res.error.empty()) res.error = f.LastError();
+  if (res.cancelled || !res.error.empty()) {
+    // Nothing of a fix that did not finish stays in the user's file.
+    const std::string undone = journal.RollBack();
+    res.patches = 0;
+    if (!undone.empty()) res.error += (res.error.empty() ? "" : ". ") + undone;
+    if (res.cancelled && !undone.empty()) res.cancelled = false;
+  } else {
+    journal.Finish();
   }
   return Finish(res, path, run);
 }

@@ -4,6 +4,7 @@
 // start) can put the image back; or on the disc image inside a package.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ class PalJournal {
   PalJournal(const std::string& workFolder, const std::string& image, int disc = 1);
   // False when the note could not be made to last: the change must then not be written.
   bool Add(const PalPatch& patch);
+  // Closes the journal once every change is in it; false when that failed.
+  bool Close();
   bool ok() const { return ok_; }
 
  private:
@@ -48,10 +51,19 @@ struct PalFixRun {
 Outcome FixWholeImage(const std::string& path, PalFixRun& run, std::vector<PalPatch>& undo,
                       PalJournal* journal);
 
-// The fix over the disc image inside a package. With `journalTemp`, the package is the
-// user's own and the fix is all or nothing: the changes are found first, the bytes they
-// overwrite journalled beside the package (pbp/patch_journal.h), and only then written.
-Outcome FixPackageImage(const std::string& path, PalFixRun& run, const std::string& journalTemp);
+// The fix over the disc images inside a package (one the run has just made).
+Outcome FixPackageImage(const std::string& path, PalFixRun& run);
+
+// The fix on a file of the user's that stays changed (a package, or an image the user asked
+// to patch), all or nothing: a first pass finds the changes, the bytes they will overwrite
+// go to a journal beside the file (pbp/patch_journal.h, put on the disk), and only then are
+// they written. A failure or a cancel puts the bytes back at once; a crash leaves the
+// journal, which the next start (or the next look at the file) rolls back. `package`: only
+// the disc images of a package are scanned. `tempFolder` gets the note that names the
+// journal. `onPatch` hears of each change as it is written.
+Outcome FixAllOrNothing(const std::string& path, bool package, PalFixRun& run,
+                        const std::string& tempFolder,
+                        const std::function<bool(const PalPatch&)>& onPatch = {});
 
 // Puts back every PAL fix that a run interrupted by a crash left on a user's images. Called
 // at start; returns "" or what went wrong.

@@ -57,6 +57,23 @@ std::string FinishDigest(EVP_MD_CTX* c) {
   return Hex(out, len);
 }
 
+// What our converter writes at the end of the index, whatever became of the blocks: a
+// marker of 1 (u16 at +6) on every real block and, last, the padding block of 16 zero sectors
+// with marker 0 and the digest of those zeros. Another tool's package fits this only if its
+// digests are of our kind too.
+bool WrittenByOurConverter(const pbp::DiscImageLayout& layout) {
+  if (layout.blocks.size() < 2) return false;
+  auto marker = [](const pbp::BlockRef& b) { return b.length >> 16; };
+  for (std::size_t i = 0; i + 1 < layout.blocks.size(); ++i)
+    if (marker(layout.blocks[i]) != 1) return false;
+  const pbp::BlockRef& padding = layout.blocks.back();
+  if (marker(padding) != 0) return false;
+  const Bytes zeros(kBlockSize, 0);
+  uint8_t sha[SHA_DIGEST_LENGTH];
+  SHA1(zeros.data(), zeros.size(), sha);
+  return std::memcmp(sha, padding.digest.data(), padding.digest.size()) == 0;
+}
+
 // What decoding one block found.
 struct BlockOutcome {
   pbp::BlockStatus status = pbp::BlockStatus::Ok;
@@ -101,6 +118,7 @@ class Verifier {
   std::vector<uLong> crc_;
   std::vector<EvpContext> md5_, sha1_;
   uint64_t digestsCarried_ = 0, digestsEqual_ = 0;
+  bool ours_ = false;
   std::vector<uint64_t> digestMismatches_;
 
   std::unique_ptr<DiscImage> source_;
@@ -244,7 +262,9 @@ void Verifier::CompareRound(uint64_t firstBlock, uint64_t count, const Bytes& bu
 void Verifier::Conclude() {
   if (digestsCarried_ == 0) {
     report_.digests = DigestCheck::Absent;
-  } else if (digestsEqual_ == 0) {
+  } else if (digestsEqual_ == 0 && !ours_) {
+    // Not one agrees: fields of another kind, unless the package is one of ours (then every
+    // block it carries is damaged).
     report_.digests = DigestCheck::Foreign;
   } else {
     report_.digests = DigestCheck::Checked;
@@ -323,7 +343,7 @@ VerifyReport Verifier::Run() {
     return report_;
   }
   if (!options_.against.empty()) {
-    DiscOpenResult opened = OpenDiscImage(options_.against);
+    DiscOpenResult opened = OpenDiscImage(options_.against, {options_.addIsoPadding});
     if (!opened.disc) {
       report_.error = opened.message;
       return report_;
@@ -331,6 +351,7 @@ VerifyReport Verifier::Run() {
     source_ = std::move(opened.disc);
   }
   report_.blocks = layout_.blocks.size();
+  ours_ = WrittenByOurConverter(layout_);
   workers_ =
       options_.threads ? options_.threads : std::max(1u, std::thread::hardware_concurrency());
   for (std::size_t t = 0; t < disc_.tracks.size(); ++t) {

@@ -14,7 +14,10 @@
 namespace ebf {
 
 struct VerifyOptions {
-  std::string against;   // a disc image to compare with ("" = none)
+  std::string against;  // a disc image to compare with ("" = none)
+  // A plain 2,048-byte source is read as a conversion with this setting reads it (raw
+  // headers added, or the bytes taken as they are).
+  bool addIsoPadding = false;
   std::string dat;       // an XML DAT to look the tracks up in ("" = none)
   unsigned threads = 0;  // 0 = every core
 };

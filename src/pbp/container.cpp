@@ -102,6 +102,9 @@ CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& d
       AskContinueAfterError(questions, empty.LastError(), kErrFileNotFound);
       return CopyOutcome::Stopped;
     }
+    // An empty file too must be on the disk before the run goes on with it.
+    if (!empty.Close() && !AskContinueAfterError(questions, empty.LastError(), kErrDeviceIo))
+      return CopyOutcome::Stopped;
     return CopyOutcome::Done;
   }
 

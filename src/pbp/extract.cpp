@@ -158,7 +158,7 @@ Outcome WriteSectors(File& in, const DiscImageLayout& layout,
 
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         Questions& questions, CancelToken& cancel) {
+                         CancelToken& cancel, const std::string& noteFolder) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
@@ -178,17 +178,23 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
   if (auto free = FreeSpace(outputPath); free && required > *free)
     return Outcome::Failed(OutOfSpaceText(required));
 
-  StagedFiles staged;
+  // The TOC files are staged with the image and renamed with it, so that a failed
+  // extraction touches none of the user's files.
+  StagedFiles staged(noteFolder);
   const std::string temp = staged.Add(outputPath);
+  std::vector<TocOutput> tocs = TocOutputs(layout.toc, outputPath, conversionLayout, tocSetting);
+  std::vector<std::string> tocTemps;
+  for (const TocOutput& t : tocs) tocTemps.push_back(staged.Add(t.path));
+  if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
   Stage stage(progress, "Extracting ISO...");
   Outcome result = WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}},
                                 progress, cancel);
   if (!result.succeeded()) return result;
-
-  // The TOC files come once the image is whole, so that a failed extraction touches none
-  // of the user's files.
-  Outcome toc = WriteTocFiles(layout.toc, outputPath, conversionLayout, tocSetting, questions);
-  if (!toc.succeeded()) return toc;
+  for (std::size_t i = 0; i < tocs.size(); ++i) {
+    File f(tocTemps[i], File::Mode::Write);
+    if (!f || !f.Write(std::string_view(tocs[i].bytes)) || !f.Close())
+      return Outcome::Failed(CannotWrite(tocs[i].path, f.LastError()));
+  }
   if (std::string err = staged.Commit(); !err.empty()) return Outcome::Failed(err);
   stage.Done();
   return Outcome::Success();

@@ -82,13 +82,15 @@ Outcome WriteSectors(File& package, const DiscImageLayout& layout,
 
 // Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
 // beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
-// The image is written under a temporary name and renamed when complete, the TOC files
-// after it; on every other way out nothing of the run is left. Cancel is honoured every 32
-// blocks. Declined: the user stopped after an error writing a TOC file. Failures: the
-// messages above (kInflateFailed followed by the block and its offset), the out-of-space
-// text, or a message about a damaged package or an output that cannot be written.
+// The image and its TOC files are written under temporary names and renamed together when
+// all are complete; on every other way out nothing of the run is left. With a note folder
+// (the work folder's Temp) the temporary names are noted there first, so that the next
+// start removes them should the program be killed. Cancel is honoured every 32 blocks.
+// Failures: the messages above (kInflateFailed followed by the block and its offset), the
+// out-of-space text, or a message about a damaged package or an output that cannot be
+// written.
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         Questions& questions, CancelToken& cancel);
+                         CancelToken& cancel, const std::string& noteFolder = {});
 
 }  // namespace ebf::pbp

@@ -6,6 +6,7 @@
 #include "common/files.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
+#include "pbp/patch_journal.h"
 #include "pbp/toc.h"
 
 namespace ebf::pbp {
@@ -26,6 +27,10 @@ std::string ReadEbootInfo(const std::string& ebootPath, EbootInfo& out) {
   out = EbootInfo{};
   if (std::string refused = NotAFileMessage(ebootPath); !refused.empty()) return refused;
   if (!FileExists(ebootPath)) return kNoSuchFile;
+  // What a torn patch left is never described as the package.
+  const std::string recovered = RollBackLeftoverPatch(ebootPath);
+  if (recovered.find("could not be undone") != std::string::npos) return recovered;
+  out.recovered = recovered;
   File in(ebootPath, File::Mode::Read);
   if (!in) return "The EBOOT \"" + ebootPath + "\" could not be read: " + in.LastError();
   const Inspection seen = ReadInspection(in, ebootPath);

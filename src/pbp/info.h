@@ -31,11 +31,16 @@ struct EbootInfo {
   // Why the block index and the TOC could not be read ("" when they were); the rest of
   // the description stands.
   std::string discImageProblem;
+  // The sentence that says a patch journal left beside the package was rolled back ("" when
+  // there was none).
+  std::string recovered;
 };
 
 // "" and the description, or the message of the window's inspection for a package it
 // refuses (a missing file gives "File doesn't exist!"). A package the inspection opens is
-// described, its disc image as far as it can be read.
+// described, its disc image as far as it can be read. A patch of the package that never
+// ended (its journal beside it) is rolled back first; a journal that cannot be rolled back
+// gives the sentence that says so.
 std::string ReadEbootInfo(const std::string& ebootPath, EbootInfo& out);
 
 // "mm:ss:ff".

@@ -166,7 +166,7 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
 PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
                           const std::string& workFolder, const EbootJob& job, Progress& progress,
                           Questions& questions, CancelToken& cancel,
-                          const std::function<void(const std::string& partial)>& beforeRebuild) {
+                          const std::function<std::string(const std::string& partial)>& beforeRebuild) {
   if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return {Outcome::Failed(e), {}};
   Room room;
   if (std::string e = MeasureRoom(ebootPath, tempFolder, job, room); !e.empty())
@@ -177,7 +177,10 @@ PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempF
   std::optional<std::string> dest = questions.ChooseRebuildDestination(ebootPath);
   if (!dest || dest->empty()) return {Outcome::Declined(), {}};
   if (*dest == ebootPath) return {Outcome::Failed(kSameFileMessage), {}};
-  if (beforeRebuild) beforeRebuild(*dest + ".part");
+  if (beforeRebuild) {
+    if (std::string e = beforeRebuild(*dest + ".part"); !e.empty())
+      return {Outcome::Failed(e), {}};
+  }
   Outcome made = ReconstructEboot(ebootPath, *dest, tempFolder, workFolder, job, progress, cancel);
   return {made, made.succeeded() ? *dest : std::string()};
 }

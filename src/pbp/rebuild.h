@@ -42,11 +42,12 @@ struct PackageUpdate {
 // The whole package job without the converter: checks, room test, then the in-place patch
 // or, after the question (Yes/No, exclamation) and a destination (Declined when the user
 // gives up either), the rebuild. `beforeRebuild` is told the rebuild's temporary file
-// before anything is written to it.
+// before anything is written to it; what it returns other than "" stops the job with that
+// message.
 PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
                           const std::string& workFolder, const EbootJob& job, Progress& progress,
                           Questions& questions, CancelToken& cancel,
-                          const std::function<void(const std::string& partial)>& beforeRebuild =
+                          const std::function<std::string(const std::string& partial)>& beforeRebuild =
                               {});
 
 }  // namespace ebf::pbp

@@ -4,13 +4,11 @@
 #include <cstdio>
 
 #include "common/cd_sector.h"
-#include "common/file_io.h"
 #include "common/files.h"
 
 namespace ebf::pbp {
 namespace {
 
-constexpr long kErrDeviceIo = 57;
 constexpr std::size_t kLeadEntries = 3;  // A0, A1, A2
 constexpr std::size_t kA1 = 1;
 constexpr const char* kCrLf = "\r\n";
@@ -19,14 +17,6 @@ std::string Hex(uint8_t v) {
   char buf[4];
   std::snprintf(buf, sizeof buf, "%X", v);
   return buf;
-}
-
-// Writes a whole file, asking whether to go on when that fails. False means stop.
-bool WriteWhole(const std::string& path, std::string_view bytes, Questions& questions) {
-  DeleteFileIfExists(path);
-  File f(path, File::Mode::Write);
-  if (f && f.Write(bytes) && f.Close()) return true;
-  return AskContinueAfterError(questions, f.LastError(), kErrDeviceIo);
 }
 
 }  // namespace
@@ -129,21 +119,18 @@ std::string CcdFilePath(const std::string& outputPath) {
   return WithoutExtension(outputPath) + ".ccd";
 }
 
-Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
-                      int tocSetting, Questions& questions) {
-  if (tocSetting <= kTocNone) return Outcome::Success();
+std::vector<TocOutput> TocOutputs(const TocArea& area, const std::string& outputPath,
+                                  bool conversionLayout, int tocSetting) {
+  std::vector<TocOutput> out;
+  if (tocSetting <= kTocNone) return out;
   const std::vector<TocEntry> entries = UsedTocEntries(area);
   if (conversionLayout || tocSetting == kTocFile) {
     std::string raw;
     for (const TocEntry& e : entries) raw.append(e.begin(), e.end());
-    if (!WriteWhole(TocFilePath(outputPath, conversionLayout), raw, questions))
-      return Outcome::Declined();
+    out.push_back({TocFilePath(outputPath, conversionLayout), std::move(raw)});
   }
-  if (tocSetting == kTocCcd) {
-    if (!WriteWhole(CcdFilePath(outputPath), FormatCcd(entries), questions))
-      return Outcome::Declined();
-  }
-  return Outcome::Success();
+  if (tocSetting == kTocCcd) out.push_back({CcdFilePath(outputPath), FormatCcd(entries)});
+  return out;
 }
 
 }  // namespace ebf::pbp

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "common/outcome.h"
-#include "common/questions.h"
 #include "pbp/psar.h"
 
 namespace ebf::pbp {
@@ -39,10 +37,14 @@ std::string FormatCcd(const std::vector<TocEntry>& entries);
 std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
 std::string CcdFilePath(const std::string& outputPath);
 
-// Writes the TOC file and/or the CCD file as the setting and the conversion layout ask
-// (nothing at all when the setting is 0). A file that cannot be written asks whether to go
-// on; when the user stops there, the outcome is Declined.
-Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
-                      int tocSetting, Questions& questions);
+// The TOC file and/or the CCD file the setting and the conversion layout ask for (none when
+// the setting is 0): each one's final path and its bytes. The extraction writes them with the
+// image and commits them together.
+struct TocOutput {
+  std::string path;
+  std::string bytes;
+};
+std::vector<TocOutput> TocOutputs(const TocArea& area, const std::string& outputPath,
+                                  bool conversionLayout, int tocSetting);
 
 }  // namespace ebf::pbp

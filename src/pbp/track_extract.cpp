@@ -50,7 +50,7 @@ bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, S
 }  // namespace
 
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                      Progress& progress, CancelToken& cancel) {
+                      Progress& progress, CancelToken& cancel, const std::string& noteFolder) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
@@ -83,12 +83,14 @@ Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, T
       if (!path.empty() && !keep) std::filesystem::remove(std::filesystem::u8path(path), ec);
     }
   } made;
-  if (!folder.empty() && !IsDirectory(folder) && MakeFolders(folder)) made.path = folder;
+  const bool makeFolder = !folder.empty() && !IsDirectory(folder);
   const uint64_t required = uint64_t{disc.sectors} * kSectorSize;
   if (auto free = FreeSpace(cuePath); free && required > *free)
     return Outcome::Failed(OutOfSpaceText(required));
 
-  StagedFiles staged;
+  StagedFiles staged(noteFolder);
+  // Noted before it is made, so that a kill never leaves a folder no note names.
+  if (makeFolder) staged.AddMadeFolder(folder);
   std::vector<SectorTarget> targets;
   if (files == TrackFiles::Split) {
     for (std::size_t i = 0; i < disc.tracks.size(); ++i)
@@ -98,6 +100,8 @@ Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, T
     targets.push_back({staged.Add(folder + binNames[0]), 0, disc.sectors, folder + binNames[0]});
   }
   const std::string cueTemp = staged.Add(cuePath);
+  if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
+  if (makeFolder && MakeFolders(folder)) made.path = folder;
 
   Stage stage(progress, "Extracting tracks...");
   if (Outcome written = WriteSectors(in, layout, targets, progress, cancel); !written.succeeded())

@@ -15,9 +15,10 @@ enum class TrackFiles { Split, OneFile };
 // `output` is the set's name with or without ".cue"/".bin" ("dir/Game" gives
 // "dir/Game (Track 1).bin" ... and "dir/Game.cue"). Every file is written under a temporary
 // name and renamed once all are complete; on any other way out nothing of the run is left.
-// A failure names the failing block and its offset for a damaged package, or the file
-// that could not be written.
+// With a note folder, the temporary names are noted there first (see ExtractDiscImage). A
+// failure names the failing block and its offset for a damaged package, or the file that
+// could not be written.
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                      Progress& progress, CancelToken& cancel);
+                      Progress& progress, CancelToken& cancel, const std::string& noteFolder = {});
 
 }  // namespace ebf::pbp

@@ -104,7 +104,7 @@ void InstallDialogHooks(MainWindow::Hooks& hooks, DialogServices services) {
   };
   hooks.ebootToIso = [](MainWindow& w) {
     EbootToIso(&w, w.prompter(), w.dialogs(), w.theme(), MainWindowText(w, "txtIn"),
-               w.settings().ebootTocExtract);
+               w.settings().ebootTocExtract, w.folders().work);
   };
   hooks.verifyPackage = [](MainWindow& w) {
     VerifyLoadedPackage(&w, w.prompter(), w.theme(), MainWindowText(w, "txtIn"));

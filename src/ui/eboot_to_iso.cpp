@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "common/files.h"
+#include "common/run_lock.h"
 #include "pbp/extract.h"
 #include "ui/file_dialogs.h"
 #include "ui/job_runner.h"
@@ -12,7 +13,8 @@
 namespace ebf::ui {
 
 Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting) {
+                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting,
+                   const std::string& workFolder) {
   const QString chosen = dialogs.SaveFile(
       parent, QStringLiteral("Select where to save the ISO"),
       QString::fromStdString(std::filesystem::path(ebootPath).parent_path().string()), QString(),
@@ -33,10 +35,22 @@ Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
   progress.SetCaption("Extracting ISO...");
   progress.show();
+  // The temporary files are noted in Temp for the next start, under the run lock.
+  RunLock lock;
+  std::string notes;
+  if (!workFolder.empty()) {
+    lock = RunLock(workFolder, RunLockMode::Shared, kRunLockPatience);
+    if (!lock.held()) {
+      const std::string busy = RunLockBusyMessage(workFolder);
+      prompter.Warn(parent, QString::fromStdString(busy));
+      return Outcome::Failed(busy);
+    }
+    notes = TempFolder(workFolder);
+  }
   WorkerQuestions questions(prompter, &progress);
   const Outcome result =
-      RunJob(progress, questions, [&](Progress& p, Questions& q, CancelToken& cancel) {
-        return pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, p, q, cancel);
+      RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
+        return pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, p, cancel, notes);
       });
   progress.hide();
   if (result.succeeded()) {

@@ -15,8 +15,10 @@ class Prompter;
 
 inline constexpr const char* kMsgIsoDone = "Done :)";
 
-// `tocSetting` is eboot_toc_extract. Declined when the user stopped at a dialog.
+// `tocSetting` is eboot_toc_extract. With the work folder, the run holds its run lock and
+// notes its temporary files in Temp. Declined when the user stopped at a dialog.
 Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
-                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting);
+                   const ThemeContext& theme, const std::string& ebootPath, int tocSetting,
+                   const std::string& workFolder = {});
 
 }  // namespace ebf::ui

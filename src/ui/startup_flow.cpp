@@ -19,8 +19,13 @@ bool RunStartup(MainWindow& window, const std::string& commandLine) {
   }
   // A PAL fix or a patch that a crash left on a user's file is put back before anything
   // else.
-  for (const std::string& recovered : RecoverInterruptedWork(folders))
-    window.prompter().Warn(nullptr, QString::fromStdString(recovered));
+  for (const RecoveryNote& recovered : RecoverInterruptedWork(folders)) {
+    const QString text = QString::fromStdString(recovered.text);
+    if (recovered.problem)
+      window.prompter().Warn(nullptr, text);
+    else
+      window.prompter().Inform(nullptr, text);
+  }
 
   const std::string fromCommandLine = CommandLineInput(commandLine);
   if (!fromCommandLine.empty()) window.ResolveInput(fromCommandLine);

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "support/pbp_writer.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
 #include "support/temp_dir.h"
@@ -47,6 +48,41 @@ TEST(CliRefusals, FoldersPipesAndDevicesAreNoInputs) {
   r = Cli({"lookup", ""});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(r.output, "No game ID given: name one, e.g. SLUS00594.\n");
+
+  // A DAT that is a pipe: the XML reader used to wait on it for ever (timeout(1) kills a run
+  // that hangs).
+  const std::string pkg = dir / "game.pbp";
+  test::PackageRecipe recipe;
+  recipe.image = test::NoiseBytes(2 * test::kTestBlockSize, 4);
+  test::WritePbp(pkg, recipe);
+  const std::string datFifo = dir / "redump.dat";
+  ASSERT_EQ(mkfifo(datFifo.c_str(), 0600), 0);
+  r = test::RunProcess(
+      "/usr/bin/timeout",
+      {"-s", "KILL", "20", test::PrivateCli(), "--quiet", "verify", pkg, "--dat", datFifo}, {});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  EXPECT_NE(r.output.find("\"" + datFifo +
+                          "\" is not a regular file (a pipe or a device) and cannot be read."),
+            std::string::npos)
+      << r.output;
+}
+
+TEST(CliRefusals, AnExtractionThatCannotFinishSaysWhyAndLeavesNothing) {
+  TempDir dir;
+  const std::string pkg = dir / "game.pbp";
+  test::PackageRecipe recipe;
+  recipe.image = test::NoiseBytes(3 * test::kTestBlockSize, 5);
+  test::WritePbp(pkg, recipe);
+  test::WriteFileText(dir / "Game.bin", "the user's old image");
+  std::filesystem::create_directory(dir / "Game.ccd");
+  test::ProcessResult r =
+      Cli({"--yes", "--quiet", "extract", pkg, dir / "Game.bin", "--toc", "ccd"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(r.output, "\nCould not write \"" + (dir / "Game.ccd") +
+                          "\": a folder of that name is in the way.\n");
+  EXPECT_EQ(test::ReadFileText(dir / "Game.bin"), "the user's old image");
+  EXPECT_FALSE(std::filesystem::exists(dir / "Game.bin.ebf-part"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "Game.ccd.ebf-part"));
 }
 
 }  // namespace

@@ -103,11 +103,11 @@ TEST(VerifyCli, TrackFiguresAgainstTheSourceAndADat) {
   EXPECT_EQ(j["against"]["equal"], true);
   EXPECT_EQ(j["against"]["text"], "identical");
 
-  // A source whose second track is another recording of the same length.
+  // A source with its second and third tracks swapped: each file holds the other's track.
   const std::string other = dir.MakeDir("other");
-  for (int i = 0; i < 3; ++i)
-    test::WriteFileBytes(other + "/" + names[i], test::ReadFileBytes(set.files[i]));
-  test::WriteFileBytes(other + "/" + names[1], test::AudioSectors(375, 99));
+  test::WriteFileBytes(other + "/" + names[0], test::ReadFileBytes(set.files[0]));
+  test::WriteFileBytes(other + "/" + names[1], test::ReadFileBytes(set.files[2]));
+  test::WriteFileBytes(other + "/" + names[2], test::ReadFileBytes(set.files[1]));
   test::WriteFileText(other + "/Game (USA).cue", test::RedumpSheet(names));
   j = VerifyJson({pbp, "--against", other + "/Game (USA).cue"}, 1);
   EXPECT_EQ(j["ok"], false);
@@ -221,6 +221,72 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
             std::string::npos)
       << r.output;
   EXPECT_FALSE(FileExists(dir / "out"));
+}
+
+// One of our packages is known by its index, not by its digests agreeing: a package of one
+// block whose every block is damaged is reported damaged, not "cannot be checked".
+TEST(VerifyCli, OurPackageWithEveryBlockDamaged) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "one.bin", test::AudioSectors(16, 3));
+  test::ProcessResult made = Cli({"--yes", "--quiet", "convert", dir / "one.bin", "-o", dir / "pkg",
+                                  "--title", "One", "--id", "SLUS00001", "--level", "0"});
+  ASSERT_EQ(made.exitCode, 0) << made.output;
+  Bytes pkg = test::ReadFileBytes(dir / "pkg/EBOOT.PBP");
+  const BlockPlace b0 = PlaceOf(pkg, 0), b1 = PlaceOf(pkg, 1);
+  // A stored-mode stream: 5 bytes of head, then the block as it is.
+  pkg[b0.data + 5 + 100] ^= 0x40;
+  pkg[b1.data + 5 + 100] ^= 0x40;
+  test::WriteFileBytes(dir / "damaged.pbp", pkg);
+  nlohmann::json j = VerifyJson({dir / "damaged.pbp"}, 1);
+  EXPECT_EQ(j["ok"], false);
+  EXPECT_EQ(j["blocks"], 2);  // the disc's block and the padding block
+  EXPECT_EQ(j["digests"], "checked");
+  ASSERT_EQ(j["problems"].size(), 2u);
+  EXPECT_EQ(j["problems"][0], "Block 0 (track 1, at byte " + std::to_string(b0.data) +
+                                  ") does not match its digest.");
+  EXPECT_EQ(j["problems"][1], "Block 1 (after the last track, at byte " + std::to_string(b1.data) +
+                                  ") does not match its digest.");
+}
+
+// --against a CloneCD set and an ISO image: identical, then one changed sector named.
+TEST(VerifyCli, AgainstCloneCdAndIsoSources) {
+  TempDir dir;
+  const test::DiscSet ccd = test::WriteCloneCdSet(dir.MakeDir("ccd"));
+  const std::string fromCcd = Convert(ccd.input, dir / "pkg-ccd", 5);
+  nlohmann::json j = VerifyJson({fromCcd, "--against", ccd.input}, 0);
+  EXPECT_EQ(j["against"]["text"], "identical");
+  // Sector 500 lies in track 2 (its INDEX 01 is at 450).
+  const std::string img = dir / "ccd/game.img";
+  Bytes changed = test::ReadFileBytes(img);
+  changed[500 * 2352 + 7] ^= 0x01;
+  test::WriteFileBytes(img, changed);
+  j = VerifyJson({fromCcd, "--against", ccd.input}, 1);
+  EXPECT_EQ(j["against"]["text"], "sector 500 (track 2) differs first");
+
+  // An ISO is read as the conversion reads it: its bytes as they are by default, ...
+  const Bytes isoBytes = test::BuildIsoSectors(test::GameDisc("SLUS_012.34"));
+  const std::string iso = dir / "game.iso";
+  test::WriteFileBytes(iso, isoBytes);
+  const std::string asIs = Convert(iso, dir / "pkg-iso", 9);
+  j = VerifyJson({asIs, "--against", iso}, 0);
+  EXPECT_EQ(j["against"]["text"], "identical");
+  Bytes other = isoBytes;
+  other[20 * 2048 + 3] ^= 0x10;  // byte 40,963: in the 18th 2,352-byte sector
+  test::WriteFileBytes(iso, other);
+  j = VerifyJson({asIs, "--against", iso}, 1);
+  EXPECT_EQ(j["against"]["text"], "sector 17 (track 1) differs first");
+
+  // ... and as raw sectors with headers when the settings say AddISOPadding.
+  test::WriteFileBytes(iso, isoBytes);
+  const std::string ini = FolderOf(test::PrivateCli()) + "ebootforge.ini";
+  test::WriteFileText(ini, "AddISOPadding = 1\r\n");
+  const std::string padded = Convert(iso, dir / "pkg-padded", 9);
+  j = VerifyJson({padded, "--against", iso}, 0);
+  EXPECT_EQ(j["against"]["text"], "identical");
+  test::WriteFileBytes(iso, other);
+  j = VerifyJson({padded, "--against", iso}, 1);
+  EXPECT_EQ(j["against"]["text"], "sector 20 (track 1) differs first");
+  DeleteFileIfExists(ini);
 }
 
 }  // namespace

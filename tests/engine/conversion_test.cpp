@@ -73,7 +73,7 @@ struct Job : test::ConversionJob {
 // Extracts a package with the CCD option and returns the image.
 Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
   RunRecorder host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host, host.cancel),
+  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host.cancel),
             Outcome::Success());
   return test::ReadFileBytes(out);
 }
@@ -468,10 +468,11 @@ TEST(Conversion, TheNextStartPutsRightWhatAKilledRunLeft) {
   // A note naming a file no run makes deletes nothing.
   test::WriteFileText(work / "keep.pbp", "mine");
 
-  const std::vector<std::string> said = RecoverInterruptedWork(folders);
+  const std::vector<RecoveryNote> said = RecoverInterruptedWork(folders);
   ASSERT_EQ(said.size(), 1u);
-  EXPECT_EQ(said[0], "An interrupted change to " + pkg +
-                         " was found and undone; the EBOOT is as it was before.");
+  EXPECT_EQ(said[0].text, "An interrupted change to " + pkg +
+                              " was found and undone; the EBOOT is as it was before.");
+  EXPECT_FALSE(said[0].problem);
   EXPECT_EQ(test::ReadFileBytes(pkg), original);
   EXPECT_FALSE(FileExists(partial));
   EXPECT_FALSE(FileExists(work / "tarnwick.exe"));

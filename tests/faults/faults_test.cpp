@@ -1,9 +1,9 @@
 // Faults at every write: each operation runs once to count the writes the command-line
-// program (and the converter it starts) make to files, then once per write with that write
-// failing (a full disk) and once per write with the process killed there (a crash). After
-// each, and after the next start of the program, the user's files are as they were (or
-// fully changed, where the change was asked for), no EBOOT.PBP of the run is left, and
-// Temp/ is empty.
+// program (and the converter it starts) make to files (fsync, ftruncate and closes of files
+// written count too), then once per write with that write failing (a full disk) and once
+// per write with the process killed there (a crash). After each, and after the next start
+// of the program, the user's files are as they were (or fully changed, where the change was
+// asked for), nothing of the run is left beside them, and Temp/ is empty.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <sstream>
 
 #include "common/files.h"
 #include "pbp/package_check.h"
@@ -44,16 +45,17 @@ class FaultEnvironment {
   }
   ~FaultEnvironment() {
     for (const char* name : {"LD_PRELOAD", "ASAN_OPTIONS", "EBF_FAULT_PROGRAM", "EBF_FAULT_AT",
-                             "EBF_FAULT_KIND", "EBF_FAULT_COUNT_FILE"})
+                             "EBF_FAULT_KIND", "EBF_FAULT_COUNT_FILE", "EBF_FAULT_TRACE"})
       unsetenv(name);
   }
 };
 
+// Every entry of a folder, folders with a "/" after their names.
 std::vector<std::string> FilesIn(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code ec;
   for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec))
-    if (!it->is_directory()) names.push_back(it->path().filename().string());
+    names.push_back(it->path().filename().string() + (it->is_directory() ? "/" : ""));
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -69,6 +71,12 @@ struct Scenario {
   std::string cli = PrivateProgram(root, kCli);
   std::string temp = root / "Temp";
   std::vector<std::string> args;
+  // The files whose failed writes the command-line program may pass over and still succeed
+  // (by file name; none unless a scenario says so and why).
+  std::vector<std::string> mayFailUnseen;
+  // The file each write of the command-line program went to, from the shim's trace of the
+  // counting run.
+  std::map<long, std::string> targets;
   // Puts the user's files back as they were before the run and removes every output.
   std::function<void()> reset;
   // What must hold after a faulted run and the next start; `result` is the faulted run's.
@@ -85,13 +93,28 @@ struct Scenario {
     ProcessResult r;
     {
       FaultEnvironment env(program, 0, "fail", countFile);
+      setenv("EBF_FAULT_TRACE", "1", 1);
       r = Run(args);
     }
     EXPECT_EQ(r.exitCode, 0) << r.output;
+    // "[fault shim] N: call path"
+    std::istringstream trace(r.output);
+    for (std::string line; std::getline(trace, line);) {
+      long n = 0;
+      char call[32] = {};
+      if (std::sscanf(line.c_str(), "[fault shim] %ld: %31s", &n, call) != 2) continue;
+      const std::size_t space = line.find(' ', line.find(call));
+      targets[n] = space == std::string::npos ? "" : line.substr(space + 1);
+    }
     std::ifstream in(countFile);
     long n = 0, total = 0;
     while (in >> n) total += n;
     return total;
+  }
+
+  bool MayFailUnseen(long n) {
+    const std::string name = fs::path(targets[n]).filename().string();
+    return std::find(mayFailUnseen.begin(), mayFailUnseen.end(), name) != mayFailUnseen.end();
   }
 
   // Every write of `program`, failed and then killed. Returns the number of runs.
@@ -109,13 +132,20 @@ struct Scenario {
         }
         const std::string where = program + " " + kind + " at write " + std::to_string(n) + " of " +
                                   std::to_string(writes) + ":\n" + r.output;
-        // A failed write never passes for success, except where the write was not needed.
         if (std::string(kind) == "kill" && program == kCli) {
           EXPECT_EQ(r.exitCode, 128 + 9) << where;
+        } else if (std::string(kind) == "kill") {
+          // The converter died: the run fails.
+          EXPECT_EQ(r.exitCode, 1) << where;
+        } else if (program == kConverter || !MayFailUnseen(n)) {
+          // A failed write never passes for success.
+          EXPECT_EQ(r.exitCode, 1) << where << "\n(the write went to " << targets[n] << ")";
         }
         ProcessResult next = Run({"settings", "--quiet"});
         EXPECT_EQ(next.exitCode, 0) << where << "\nnext start:\n" << next.output;
         EXPECT_EQ(Joined(FilesIn(temp)), "") << where;
+        // Nor is the stand-in of an unticked slot left beside it.
+        EXPECT_FALSE(FileExists(root / "null")) << where;
         check(r, where);
         ++runs;
         if (::testing::Test::HasFailure()) return runs;
@@ -141,33 +171,58 @@ Bytes PalExe() {
   return exe;
 }
 
+// A package with room for its assets, built independently of the program.
+Bytes SmallPackage(const std::string& path, const std::string& title = "Test Game") {
+  PackageRecipe recipe;
+  recipe.title = title;
+  recipe.icon0 = NoiseBytes(2000, 1);
+  recipe.pic1 = NoiseBytes(6000, 2);
+  recipe.image = NoiseBytes(4 * kTestBlockSize, 3);
+  recipe.level = 0;
+  WritePbp(path, recipe);
+  return ReadFileBytes(path);
+}
+
+// A conversion into a folder that already holds an older EBOOT.PBP of the user's: it stays
+// as it was unless the run succeeds (or was killed after the checked package took its name).
 void ConversionScenario(Scenario& s, const Bytes& disc, const std::vector<std::string>& extra) {
   const std::string bin = s.root / "game.bin";
   const std::string out = s.root / "out";
+  const std::string eboot = out + "/EBOOT.PBP";
+  const Bytes older = SmallPackage(s.root / "older.pbp", "Older Game");
   s.args = {"convert",    bin,    "-o",        out,     "--title",
             "Fault Game", "--id", "SLUS00594", "--yes", "--quiet"};
   s.args.insert(s.args.end(), extra.begin(), extra.end());
+  // The empty stand-in of an unticked slot ("null") is removed at the end whatever became
+  // of it.
+  s.mayFailUnseen = {"null"};
   s.reset = [=] {
     WriteFileBytes(bin, disc);
     fs::remove_all(out);
+    fs::create_directories(out);
+    WriteFileBytes(eboot, older);
   };
   s.check = [=](const ProcessResult& r, const std::string& where) {
     EXPECT_EQ(ReadFileBytes(bin), disc) << where;
-    const std::string eboot = out + "/EBOOT.PBP";
+    const bool olderThere = FileExists(eboot) && ReadFileBytes(eboot) == older;
     if (r.exitCode == 0) {
       // The failed write did not matter to the result: then the package is whole.
       EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
+      EXPECT_FALSE(olderThere) << where;
     } else if (r.exitCode == 128 + 9) {
-      // Killed: an EBOOT.PBP there came of the rename of a checked package (the kill hit
-      // the clean-up after it); nothing else ever takes that name.
-      if (FileExists(eboot)) {
+      // Killed: the EBOOT.PBP there is the user's older one, or came of the rename of a
+      // checked package (the kill hit the clean-up after it).
+      if (!olderThere) {
         EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
       }
-    } else {
-      EXPECT_FALSE(FileExists(eboot)) << where;
+    } else if (!olderThere) {
+      // Failed only after the checked package took its name: the PAL fix on the user's
+      // image could not come off at the end (the next start takes it off).
+      EXPECT_NE(r.output.find("could not be undone"), std::string::npos) << where;
+      EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
     }
     // Nothing else of the run is left beside it.
-    for (const std::string& name : FilesIn(out)) EXPECT_EQ(name, "EBOOT.PBP") << where;
+    EXPECT_EQ(Joined(FilesIn(out)), "EBOOT.PBP ") << where;
   };
 }
 
@@ -178,23 +233,33 @@ TEST(Faults, ConversionAtEveryWrite) {
   std::printf("conversion: %d faulted runs\n", runs);
 }
 
+// How often `window` occurs in `data`.
+int Occurrences(const Bytes& data, const Bytes& window) {
+  int n = 0;
+  for (auto it = data.begin();
+       (it = std::search(it, data.end(), window.begin(), window.end())) != data.end(); ++it)
+    ++n;
+  return n;
+}
+
 TEST(Faults, PalFixedConversionAtEveryWrite) {
   Scenario s;
   // Compressed: the fix goes onto the user's own image and must always come off again.
   ConversionScenario(s, SmallDisc(PalExe()), {"--level", "1", "--pal-screen"});
+  // A run that nothing disturbs puts the fix into the package: both screen-height windows
+  // have become additions of 0, and none is left as it was.
+  s.reset();
+  ProcessResult clean = s.Run(s.args);
+  ASSERT_EQ(clean.exitCode, 0) << clean.output;
+  ProcessResult out =
+      s.Run({"extract", s.root / "out/EBOOT.PBP", s.root / "back.bin", "--toc", "none", "--quiet"});
+  ASSERT_EQ(out.exitCode, 0) << out.output;
+  const Bytes image = ReadFileBytes(s.root / "back.bin");
+  DeleteFileIfExists(s.root / "back.bin");
+  EXPECT_EQ(Occurrences(image, {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24}), 2);
+  EXPECT_EQ(Occurrences(image, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24}), 0);
   const int runs = s.Sweep(kCli) + s.Sweep(kConverter);
   std::printf("PAL-fixed conversion: %d faulted runs\n", runs);
-}
-
-// A package with room for its assets, built independently of the program.
-Bytes SmallPackage(const std::string& path) {
-  PackageRecipe recipe;
-  recipe.icon0 = NoiseBytes(2000, 1);
-  recipe.pic1 = NoiseBytes(6000, 2);
-  recipe.image = NoiseBytes(4 * kTestBlockSize, 3);
-  recipe.level = 0;
-  WritePbp(path, recipe);
-  return ReadFileBytes(path);
 }
 
 TEST(Faults, PatchInPlaceAtEveryWrite) {
@@ -202,6 +267,9 @@ TEST(Faults, PatchInPlaceAtEveryWrite) {
   const std::string pkg = s.root / "game.pbp";
   const Bytes original = SmallPackage(pkg);
   s.args = {"convert", pkg, "--title", "Patched Title", "--no-pic1", "--yes", "--quiet"};
+  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
+  // of it.
+  s.mayFailUnseen = {"null"};
   // The package the patch makes when nothing goes wrong.
   WriteFileBytes(pkg, original);
   ProcessResult clean = s.Run(s.args);
@@ -228,6 +296,9 @@ TEST(Faults, RebuildAtEveryWrite) {
   // The shipped PIC1 is far larger than the room the package has.
   const std::string pic1 = s.root / "PSXCust/Default/PIC1.PNG";
   s.args = {"convert", pkg, "--pic1", pic1, "-o", rebuilt, "--yes", "--quiet"};
+  // The note of the file a rebuild may leave is written without a check (RUN.NOTE: without
+  // it only a kill would leave NEW.PBP.part behind).
+  s.mayFailUnseen = {"RUN.NOTE"};
   s.reset = [&] {
     WriteFileBytes(pkg, original);
     DeleteFileIfExists(rebuilt);
@@ -241,6 +312,106 @@ TEST(Faults, RebuildAtEveryWrite) {
     EXPECT_FALSE(FileExists(rebuilt + ".part")) << where;
   };
   std::printf("rebuild: %d faulted runs\n", s.Sweep(kCli));
+}
+
+// An extraction into a folder that holds the user's older image and CCD: both stay as they
+// were, or both are replaced by the whole new ones.
+TEST(Faults, ExtractionAtEveryWrite) {
+  Scenario s;
+  const std::string pkg = s.root / "game.pbp";
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * kTestBlockSize, 7);
+  recipe.level = 9;
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}}, 80);
+  WritePbp(pkg, recipe);
+  const std::string folder = s.root / "mine";
+  const std::string image = folder + "/Game.bin", ccd = folder + "/Game.ccd";
+  const Bytes olderImage = NoiseBytes(5000, 8);
+  const std::string olderCcd = "[CloneCD]\r\nVersion=3\r\n";
+  s.args = {"extract", pkg, image, "--toc", "ccd", "--yes", "--quiet"};
+  s.reset = [&] {
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    WriteFileBytes(image, olderImage);
+    WriteFileText(ccd, olderCcd);
+  };
+  s.check = [&](const ProcessResult& r, const std::string& where) {
+    const bool older = ReadFileBytes(image) == olderImage && ReadFileText(ccd) == olderCcd;
+    // The new image is the package's 5 blocks; its sheet starts "[CloneCD]" and lists the
+    // second track.
+    const bool newer =
+        ReadFileBytes(image) == recipe.image &&
+        ReadFileText(ccd).find("[TRACK 1]\r\nMODE=0\r\nINDEX 1=40\r\n") != std::string::npos;
+    if (r.exitCode == 0) {
+      EXPECT_TRUE(newer) << where;
+    } else if (r.exitCode == 128 + 9) {
+      EXPECT_TRUE(older || newer) << where;
+    } else {
+      EXPECT_TRUE(older) << where;
+      EXPECT_NE(r.output.find("Could not write"), std::string::npos) << where;
+    }
+    EXPECT_EQ(Joined(FilesIn(folder)), "Game.bin Game.ccd ") << where;
+  };
+  std::printf("extraction: %d faulted runs\n", s.Sweep(kCli));
+}
+
+// The track files and sheet of a set, into a folder the run makes: on any way out but
+// success, not even the folder is left (after the next start, for a kill).
+TEST(Faults, SplitExtractionAtEveryWrite) {
+  Scenario s;
+  const std::string pkg = s.root / "game.pbp";
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * kTestBlockSize, 9);
+  recipe.level = 1;
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}}, 80);
+  WritePbp(pkg, recipe);
+  const std::string folder = s.root / "set";
+  s.args = {"extract", pkg, folder + "/Game", "--split", "--quiet"};
+  s.reset = [&] { fs::remove_all(folder); };
+  s.check = [&](const ProcessResult& r, const std::string& where) {
+    if (r.exitCode == 0) {
+      EXPECT_EQ(Joined(FilesIn(folder)), "Game (Track 1).bin Game (Track 2).bin Game.cue ")
+          << where;
+      const Bytes one = ReadFileBytes(folder + "/Game (Track 1).bin");
+      EXPECT_TRUE(std::equal(one.begin(), one.end(), recipe.image.begin())) << where;
+    } else {
+      EXPECT_FALSE(FileExists(folder)) << where;
+    }
+  };
+  std::printf("split extraction: %d faulted runs\n", s.Sweep(kCli));
+}
+
+// The PAL fix applied to a package of the user's: all or nothing, whatever goes wrong.
+TEST(Faults, PalFixOfAPackageAtEveryWrite) {
+  Scenario s;
+  const std::string pkg = s.root / "game.pbp";
+  PackageRecipe recipe;
+  recipe.image = SmallDisc(PalExe());
+  recipe.level = 0;  // stored: the fix can reach the disc image
+  WritePbp(pkg, recipe);
+  const Bytes original = ReadFileBytes(pkg);
+  s.args = {"palfix", pkg, "--screen", "--apply", "--quiet"};
+  WriteFileBytes(pkg, original);
+  ProcessResult clean = s.Run(s.args);
+  ASSERT_EQ(clean.exitCode, 0) << clean.output;
+  const Bytes patched = ReadFileBytes(pkg);
+  // Both windows changed, and nothing but them.
+  std::size_t changed = 0;
+  ASSERT_EQ(patched.size(), original.size());
+  for (std::size_t i = 0; i < original.size(); ++i) changed += patched[i] != original[i];
+  ASSERT_EQ(changed, 4u);  // 0x13 -> 0x00 and 0x10 -> 0x00 in each window
+  s.reset = [&] { WriteFileBytes(pkg, original); };
+  s.check = [&](const ProcessResult& r, const std::string& where) {
+    const Bytes now = ReadFileBytes(pkg);
+    EXPECT_TRUE(now == original || now == patched) << where;
+    if (r.exitCode == 0) {
+      EXPECT_EQ(now, patched) << where;
+    } else if (r.exitCode != 128 + 9) {
+      EXPECT_EQ(now, original) << where;
+    }
+    EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
+  };
+  std::printf("PAL fix of a package: %d faulted runs\n", s.Sweep(kCli));
 }
 
 }  // namespace

@@ -1,7 +1,13 @@
-// libFuzzer target: lines of the game list (Data/TarnwickPS1ID.db) and the name-tag rule.
+// libFuzzer target: the game list (Data/TarnwickPS1ID.db): its lines and the name-tag rule
+// on text in memory, and the file read line by line through the fixed buffer, as the
+// lookup and the selection list read it.
+
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "common/text.h"
@@ -13,5 +19,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     if (auto entry = ebf::ParseGameDbLine(line)) ebf::RemoveNameTag(entry->title);
     ebf::RemoveNameTag(line);
   }
+  // One scratch file a process, removed when the fuzzer ends.
+  static const struct Scratch {
+    std::string path = "/tmp/ebf-fuzz-gamedb-" + std::to_string(getpid()) + ".db";
+    ~Scratch() { std::remove(path.c_str()); }
+  } scratch;
+  if (std::FILE* f = std::fopen(scratch.path.c_str(), "wb")) {
+    std::fwrite(data, 1, size, f);
+    std::fclose(f);
+  }
+  ebf::LookupGame(scratch.path, "SLUS00594", true);
+  ebf::LoadGameList(scratch.path, size % 2 == 0, "SLUS00594");
   return 0;
 }

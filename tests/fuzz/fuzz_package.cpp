@@ -1,6 +1,7 @@
 // libFuzzer target: a package as the program first meets it: the PBP header and sections,
-// PARAM.SFO, the disc-image header and block index, the start-data block, the PAL fix's
-// view of the blocks and the check a new package passes before it is named EBOOT.PBP.
+// PARAM.SFO, the disc-image header and block index, the tracks its TOC gives (as extraction
+// and verify read them), the start-data block, the PAL fix's view of the blocks and the
+// check a new package passes before it is named EBOOT.PBP.
 
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include "pbp/info.h"
 #include "pbp/inspect.h"
 #include "pbp/package_check.h"
+#include "pbp/package_tracks.h"
 #include "pbp/patch.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
@@ -24,7 +26,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   ebf::File f(path, ebf::File::Mode::Read);
   ebf::pbp::ReadInspection(f, path);
   ebf::pbp::DiscImageLayout layout;
-  ebf::pbp::ReadDiscImageLayout(f, path, layout);
+  ebf::pbp::PackageDisc disc;
+  if (ebf::pbp::ReadDiscImageLayout(f, path, layout).empty())
+    ebf::pbp::ReadPackageDisc(layout, disc);
+  // As verify reads it: blocks past the end kept.
+  if (ebf::pbp::ReadDiscImageLayout(f, path, layout, true).empty())
+    ebf::pbp::ReadPackageDisc(layout, disc);
   ebf::pbp::PalFixSpans(f);
   ebf::pbp::EbootInfo info;
   ebf::pbp::ReadEbootInfo(path, info);

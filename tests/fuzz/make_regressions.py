@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Writes the hand-made inputs that every clang build replays through the fuzz targets
-(tests/fuzz/regressions/<target>/): headers cut short, sizes and offsets that lie, counts
-that overflow, and the shapes that once broke a reader. The files are kept in the
-repository; run this again after changing it."""
+(tests/fuzz/regressions/<target>/), for every target: headers cut short, sizes and offsets
+that lie, counts that overflow, and the shapes that once broke a reader. The files are kept
+in the repository; run this again after changing it. (The compressed CHD seeds, tiny-*.chd,
+cut-map.chd and map-crc.chd, were made by the tests' CHD writer, tests/support/chd_writer,
+and are kept as they are.)"""
 import os
 import struct
 import zlib
@@ -306,12 +308,295 @@ def game_list_cases():
     yield "tag_without_end.txt", b"SLUS-00001;SLUS00001;Save;Title [PAL-x;PAL;SLUS00001\n"
 
 
+# ---- Disc sheets: the first byte picks the parser (0 CUE, 1 CloneCD, 2 MDS) -------------
+
+CUE_SET = (b'FILE "a (Track 1).bin" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n'
+           b'  POSTGAP 00:02:00\nFILE "b.bin" BINARY\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n'
+           b'  INDEX 00 00:00:00\n  INDEX 01 00:02:00\n')
+CCD_GAME = (b"[CloneCD]\nVersion=3\n[Disc]\nSessions=1\n[Entry 0]\nPoint=0xa0\nControl=0x04\n"
+            b"PLBA=4350\n[Entry 1]\nPoint=0x01\nControl=0x04\nPLBA=0\n[TRACK 1]\nMODE=2\n"
+            b"INDEX 1=0\n")
+
+
+def mds(sessions=1, sessions_at=0x58, tracks_at=0x70, block_count=1, extra_at=0xC0,
+        sector_size=0x930, start_offset=0, pregap=0, length=0x1000, medium=0):
+    """One session of one track (mode 2, point 1) with its extra block (pregap, length)."""
+    head = bytearray(0x58)
+    head[0:16] = b"MEDIA DESCRIPTOR"
+    head[0x10:0x12] = bytes([1, 3])
+    head[0x12:0x14] = le16(medium)
+    head[0x14:0x16] = le16(sessions)
+    head[0x50:0x54] = le32(sessions_at)
+    session = (le32(0xFFFFFF6A) + le32(0x1000) + le16(1) + bytes([block_count, 0]) + le16(1) +
+               le16(1) + le32(0) + le32(tracks_at))
+    track = bytearray(80)
+    track[0] = 0xAB  # mode 2
+    track[2] = 0x14
+    track[4] = 1
+    track[6] = 2
+    track[10] = 2
+    track[12:16] = le32(extra_at)
+    track[16:18] = le16(sector_size)
+    track[36:40] = le32(0)
+    track[40:48] = struct.pack("<Q", start_offset)
+    extra = le32(pregap) + le32(length)
+    return bytes(head) + session + bytes(track) + extra
+
+
+def disc_sheet_cases():
+    yield "set.cue", b"\0" + CUE_SET
+    yield "game.ccd", b"\1" + CCD_GAME
+    yield "game.mds", b"\2" + mds()
+    # CUE: a line of 5000 bytes (more than a sheet line may be), CR-only line ends, a byte
+    # order mark, INDEX before any TRACK, frames of 75 and minutes of 100, a FILE without
+    # quotes or type, tracks out of order, a cut line, a NUL in a name, an empty sheet.
+    yield "cue_long_line.cue", b"\0" + b"REM " + b"x" * 5000 + b"\n" + CUE_SET
+    yield "cue_cr_only.cue", b"\0" + CUE_SET.replace(b"\n", b"\r")
+    yield "cue_bom.cue", b"\0\xef\xbb\xbf" + CUE_SET
+    yield "cue_index_first.cue", b"\0  INDEX 01 00:00:00\n" + CUE_SET
+    yield "cue_bad_times.cue", b"\0" + CUE_SET.replace(b"00:02:00", b"99:99:75")
+    yield "cue_file_bare.cue", b"\0FILE\n TRACK 01 MODE1/2352\n  INDEX 01 00:00:00\n"
+    yield "cue_tracks_backwards.cue", b"\0" + CUE_SET.replace(b"TRACK 02", b"TRACK 00")
+    yield "cue_cut.cue", b"\0" + CUE_SET[:60]
+    yield "cue_nul_in_name.cue", b"\0" + CUE_SET.replace(b"b.bin", b"b\0.bin")
+    yield "cue_absolute_file.cue", b"\0" + CUE_SET.replace(b'"b.bin"', b'"/dev/zero"')
+    yield "cue_empty.cue", b"\0"
+    # CloneCD: an entry without its values, a negative and a huge PLBA, a TRACK section with
+    # no index, numbers that are not numbers.
+    yield "ccd_no_values.ccd", b"\1[CloneCD]\n[Entry 0]\n[Entry 1]\nPoint=\n"
+    yield "ccd_plba_extremes.ccd", b"\1" + CCD_GAME.replace(b"PLBA=4350", b"PLBA=-2147483648").replace(
+        b"PLBA=0", b"PLBA=99999999999")
+    yield "ccd_track_without_index.ccd", b"\1" + CCD_GAME.replace(b"INDEX 1=0\n", b"")
+    yield "ccd_not_numbers.ccd", b"\1" + CCD_GAME.replace(b"0x01", b"0xZZ").replace(b"MODE=2", b"MODE=x")
+    # MDS: no session, too many, tables past the end, a huge block count, an extra block past
+    # the end, a sector size of 0, a DVD, a file cut inside the track block.
+    yield "mds_no_session.mds", b"\2" + mds(sessions=0)
+    yield "mds_sessions_huge.mds", b"\2" + mds(sessions=0xFFFF)
+    yield "mds_sessions_past_end.mds", b"\2" + mds(sessions_at=0xFFFFFFF0)
+    yield "mds_tracks_past_end.mds", b"\2" + mds(tracks_at=0x7FFFFFFF)
+    yield "mds_block_count_huge.mds", b"\2" + mds(block_count=0xFF)
+    yield "mds_extra_past_end.mds", b"\2" + mds(extra_at=0xFFFFFFF8)
+    yield "mds_sector_size_zero.mds", b"\2" + mds(sector_size=0)
+    yield "mds_dvd.mds", b"\2" + mds(medium=0x10)
+    yield "mds_cut_in_track.mds", b"\2" + mds()[:0x90]
+
+
+# ---- CHD, version 5, uncompressed (every integer big-endian) ----------------------------
+
+def be16(v):
+    return struct.pack(">H", v & 0xFFFF)
+
+
+def be32(v):
+    return struct.pack(">I", v & 0xFFFFFFFF)
+
+
+def be64(v):
+    return struct.pack(">Q", v & 0xFFFFFFFFFFFFFFFF)
+
+
+def chd(tracks=((b"MODE2_RAW", 8), (b"AUDIO", 8)), hunk_frames=8, version=5, map_cut=0,
+        hunk_block=None, meta_loop=False, unit=2448, logical=None, data_hunks=None):
+    frames = sum(n for _, n in tracks)
+    hunk_bytes = hunk_frames * 2448
+    hunks = (frames + hunk_frames - 1) // hunk_frames
+    map_at = 124
+    meta_at = map_at + 4 * hunks
+    meta = b""
+    for i, (kind, n) in enumerate(tracks):
+        text = (b"TRACK:%d TYPE:%s SUBTYPE:NONE FRAMES:%d PREGAP:0 PGTYPE:MODE1 PGSUB:NONE "
+                b"POSTGAP:0\0" % (i + 1, kind, n))
+        here = meta_at + len(meta)
+        last = i == len(tracks) - 1
+        nxt = (meta_at if meta_loop else 0) if last else here + 16 + len(text)
+        meta += b"CHT2" + bytes([1]) + be32(len(text))[1:] + be64(nxt) + text
+    data_at = meta_at + len(meta)
+    first_block = (data_at + hunk_bytes - 1) // hunk_bytes
+    entries = b"".join(be32(first_block + h if hunk_block is None else hunk_block)
+                       for h in range(hunks))
+    head = (b"MComprHD" + be32(124) + be32(version) + bytes(16) +
+            be64(frames * 2448 if logical is None else logical) + be64(map_at) + be64(meta_at) +
+            be32(hunk_bytes) + be32(unit) + bytes(60))
+    body = head + entries[:len(entries) - map_cut] + meta
+    body += bytes(first_block * hunk_bytes - len(body))
+    for h in range(hunks if data_hunks is None else data_hunks):
+        hunk = bytearray(hunk_bytes)
+        for f in range(hunk_frames):
+            sector = h * hunk_frames + f
+            row = bytes([(sector * 7 + k) & 0xFF for k in range(16)])
+            hunk[f * 2448:f * 2448 + 2352] = row * 147
+        body += bytes(hunk)
+    return body
+
+
+def chd_cases():
+    good = chd()
+    yield "none_two_tracks.chd", good
+    yield "none_cut_in_header.chd", good[:60]
+    yield "none_cut_in_map.chd", chd(map_cut=2)[:126]
+    yield "none_cut_in_hunk.chd", good[:-1000]
+    yield "none_hunk_past_end.chd", chd(hunk_block=0xFFFFFF)
+    yield "none_metadata_loop.chd", chd(meta_loop=True)
+    yield "none_unit_zero.chd", chd(unit=0)
+    # The tracks claim a thousand frames; the map and the data hold two hunks' worth.
+    yield "none_frames_beyond_data.chd", chd(tracks=((b"MODE1_RAW", 1000),), logical=16 * 2448,
+                                             data_hunks=2)
+    yield "none_version4.chd", chd(version=4)
+    yield "none_hunk_not_frames.chd", chd(hunk_frames=1)[:124] + bytes(8)
+
+
+# ---- ECM: "ECM\0", records (type and count), the end mark and the EDC of the output ----
+
+EDC_LUT = []
+for _i in range(256):
+    _e = _i
+    for _k in range(8):
+        _e = (_e >> 1) ^ (0xD8018001 if _e & 1 else 0)
+    EDC_LUT.append(_e)
+ECC_F = [((i << 1) ^ (0x11D if i & 0x80 else 0)) & 0xFF for i in range(256)]
+ECC_B = [0] * 256
+for _i in range(256):
+    ECC_B[_i ^ ECC_F[_i]] = _i
+
+
+def edc(data, e=0):
+    for b in data:
+        e = (e >> 8) ^ EDC_LUT[(e ^ b) & 0xFF]
+    return e
+
+
+def ecc_block(sector, major_count, minor_count, major_mult, minor_inc, dest):
+    size = major_count * minor_count
+    for major in range(major_count):
+        index = (major >> 1) * major_mult + (major & 1)
+        a = b = 0
+        for _ in range(minor_count):
+            t = sector[0xC + index]
+            index += minor_inc
+            if index >= size:
+                index -= size
+            a ^= t
+            b ^= t
+            a = ECC_F[a]
+        a = ECC_B[ECC_F[a] ^ b]
+        sector[dest + major] = a
+        sector[dest + major + major_count] = a ^ b
+
+
+def ecc(sector, zero_address):
+    saved = bytes(sector[12:16])
+    if zero_address:
+        sector[12:16] = bytes(4)
+    ecc_block(sector, 86, 24, 2, 86, 0x81C)
+    ecc_block(sector, 52, 43, 86, 88, 0x8C8)
+    sector[12:16] = saved
+
+
+SYNC = b"\0" + b"\xff" * 10 + b"\0"
+
+
+def ecm_count(kind, count):
+    n = count - 1
+    out = bytes([(kind & 3) | ((n & 0x1F) << 2) | (0x80 if n >> 5 else 0)])
+    n >>= 5
+    while n:
+        out += bytes([(n & 0x7F) | (0x80 if n >> 7 else 0)])
+        n >>= 7
+    return out
+
+
+def ecm(records, edc_wrong=False, cut=None):
+    """records: (kind, payloads); kind 0 literal bytes, 1 mode 1 (address, 2048 bytes),
+    2 mode 2 form 1 (subheader, 2048 bytes), 3 mode 2 form 2 (subheader, 2324 bytes)."""
+    out, decoded = b"ECM\0", b""
+    for kind, items in records:
+        if kind == 0:
+            out += ecm_count(0, len(items)) + items
+            decoded += items
+            continue
+        out += ecm_count(kind, len(items))
+        for address, sub, data in items:
+            s = bytearray(2352)
+            if kind == 1:
+                s[0:12] = SYNC
+                s[12:15] = address
+                s[15] = 1
+                s[16:16 + 2048] = data
+                s[0x810:0x814] = le32(edc(s[0:0x810]))
+                ecc(s, False)
+                out += address + data
+                decoded += bytes(s)
+            elif kind == 2:
+                s[15] = 2
+                s[0x10:0x14] = sub
+                s[0x14:0x18] = sub
+                s[0x18:0x18 + 2048] = data
+                s[0x818:0x81C] = le32(edc(s[0x10:0x818]))
+                ecc(s, True)
+                out += sub + data
+                decoded += bytes(s[0x10:])
+            else:
+                s[0x10:0x14] = sub
+                s[0x14:0x18] = sub
+                s[0x18:0x18 + 2324] = data
+                s[0x92C:0x930] = le32(edc(s[0x10:0x92C]))
+                out += sub + data
+                decoded += bytes(s[0x10:])
+    out += bytes([0xFC, 0xFF, 0xFF, 0xFF, 0x3F]) + le32(edc(decoded) ^ (1 if edc_wrong else 0))
+    return out if cut is None else out[:cut]
+
+
+def ecm_cases():
+    text = b"hello world" * 10
+    mode1 = [(bytes([0, 2, i]), None, bytes([i]) * 2048) for i in range(3)]
+    form1 = [(None, bytes([0, 0, 8, 0]), bytes(range(256)) * 8)]
+    form2 = [(None, bytes([0, 0, 0x20, 0]), bytes([0x5A]) * 2324)]
+    mixed = [(0, text), (1, mode1), (2, form1), (3, form2), (0, b"tail")]
+    yield "literal.ecm", ecm([(0, text)])
+    yield "empty.ecm", ecm([])
+    yield "mixed_all_kinds.ecm", ecm(mixed)
+    yield "edc_wrong.ecm", ecm(mixed, edc_wrong=True)
+    yield "cut_in_sector.ecm", ecm(mixed, cut=200)
+    yield "cut_before_edc.ecm", ecm([(0, text)])[:-2]
+    yield "no_magic.ecm", b"ECN\0" + ecm([(0, text)])[4:]
+    yield "count_overlong.ecm", b"ECM\0" + bytes([0xFC, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01]) + text
+    yield "sectors_claimed_not_there.ecm", b"ECM\0" + ecm_count(1, 1000000) + bytes(100)
+
+
+# ---- XML DAT files for verify --dat ------------------------------------------------------
+
+def dat_cases():
+    good = (b'<?xml version="1.0"?>\n<!DOCTYPE datafile>\n<datafile>\n'
+            b' <header><name>Sony - PlayStation</name></header>\n'
+            b' <game name="Game (USA)">\n'
+            b'  <rom name="Game (USA).cue" size="300" crc="deadbeef"/>\n'
+            b'  <rom name="Game (USA) (Track 1).bin" size="705600" crc="1a2b3c4d" '
+            b'md5="00112233445566778899aabbccddeeff" '
+            b'sha1="00112233445566778899aabbccddeeff00112233"/>\n'
+            b'  <rom name="Game (USA) (Track 2).bin" size="882000" crc="DEADBEEF"/>\n'
+            b' </game>\n <machine name="Other"><rom name="o.bin" size="1"/></machine>\n'
+            b'</datafile>\n')
+    yield "good.dat", good
+    yield "empty.dat", b""
+    yield "cut_in_element.dat", good[:200]
+    yield "no_datafile.dat", b"<?xml version=\"1.0\"?><games/>"
+    yield "size_not_a_number.dat", good.replace(b'size="705600"', b'size="-1e99"')
+    yield "size_overflow.dat", good.replace(b'size="882000"', b'size="99999999999999999999999"')
+    yield "rom_without_attributes.dat", good.replace(b'<rom name="o.bin" size="1"/>', b"<rom/>")
+    yield "nested_deep.dat", b"<datafile>" + b"<game>" * 2000 + b"</game>" * 2000 + b"</datafile>"
+    yield "entities.dat", (b'<!DOCTYPE d [<!ENTITY a "aaaaaaaaaa">]><datafile><game name="&a;&a;&a;">'
+                           b'<rom name="&#0;" crc="&#xFFFFFF;"/></game></datafile>')
+    yield "binary_junk.dat", bytes(range(256)) * 4
+
+
 def main():
     for target, cases in (("package", package_cases()), ("sfo", sfo_cases()),
                           ("iso_game_id", iso_cases()), ("game_list", game_list_cases())):
         for name, data in cases:
             write(target, name, data)
-    for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases())):
+    for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases()),
+                          ("disc_sheets", disc_sheet_cases()), ("chd", chd_cases()),
+                          ("ecm", ecm_cases()), ("dat", dat_cases())):
         for name, data in cases:
             write(target, name, data)
 

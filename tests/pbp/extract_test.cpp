@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "common/cancel.h"
@@ -92,7 +94,7 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
 
     RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host, host.cancel), Outcome::Success())
+    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host.cancel), Outcome::Success())
         << "level " << v.level;
     EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
     EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
@@ -120,7 +122,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host, host.cancel), Outcome::Cancelled());
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel), Outcome::Cancelled());
   EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
@@ -133,7 +135,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
 
   // Run to the end, the image and then its CCD replace the old files.
   RunRecorder whole;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole, whole.cancel), Outcome::Success());
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel), Outcome::Success());
   EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
@@ -141,9 +143,51 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   RunRecorder again;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again, again.cancel),
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again.cancel),
             Outcome::Success());
   EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"),
+            Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
+}
+
+TEST(ExtractDiscImage, TocFilesGoWithTheImageOrNotAtAll) {
+  TempDir dir;
+  PackageRecipe recipe;
+  recipe.image = SampleImage();
+  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const std::string out = dir / "Game.iso";
+  WriteFileBytes(out, Bytes(5, 1));
+  test::WriteFileText(dir / "Game.TOC", "old toc");
+
+  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
+  // renamed, says why, and the user's image and TOC stay as they were.
+  std::filesystem::create_directory(dir / "Game.ccd");
+  RunRecorder host;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
+            Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
+                            "\": a folder of that name is in the way."));
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
+  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
+    EXPECT_FALSE(FileExists(dir / name)) << name;
+
+  // With a note folder the temporary names are noted while the run writes, and the note goes
+  // with the run.
+  const std::string temp = dir.MakeDir("Temp");
+  RunRecorder noted;
+  std::string seen;
+  noted.onAdvance = [&](int n) {
+    if (n > 1) return;  // the first report comes while the image is being written
+    for (const auto& e : std::filesystem::directory_iterator(temp))
+      seen += e.path().filename().string() + "=" + test::ReadFileText(e.path().string());
+  };
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
+            Outcome::Success());
+  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
+                      (dir / "Game.TOC") + ".ebf-part\n");
+  EXPECT_TRUE(std::filesystem::is_empty(temp));
+  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
+  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"),
             Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
 }
 
@@ -161,8 +205,8 @@ TEST(ExtractDiscImage, IndexRules) {
   recipe.storeBlock = [](uint64_t i) { return i == 2; };
   PbpWritten w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
-  const std::string failed = std::string(kInflateFailed) + "  (disc image block ";
-  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
+  const std::string failed = "zlib inflate failed!  (disc image block ";
+  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
   EXPECT_EQ(result.rfind(failed + "2, at byte ", 0), 0u) << result;
   // Nothing of the failed run is left.
   EXPECT_FALSE(FileExists(out));
@@ -172,7 +216,7 @@ TEST(ExtractDiscImage, IndexRules) {
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(10), 0);
   PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
   Bytes expected = Padded(image);
   std::copy_n(expected.begin(), kBlockSize, expected.begin() + 10 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -180,7 +224,7 @@ TEST(ExtractDiscImage, IndexRules) {
   // A phantom entry (an offset with length 0) does not inflate.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(60), 1234);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel),
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
             Outcome::Failed(failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")"));
 
   // A deflated block that is not deflate data.
@@ -191,7 +235,7 @@ TEST(ExtractDiscImage, IndexRules) {
   ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
   EXPECT_EQ(
-      ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel),
+      ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
       Outcome::Failed(failed + "4, at byte " + std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")"));
   EXPECT_TRUE(host.questions.empty());
 }
@@ -217,7 +261,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   }
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
   PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
   Bytes expected = Padded(image);
   std::copy(expected.begin() + 5 * kBlockSize, expected.begin() + 6 * kBlockSize,
             expected.begin() + 6 * kBlockSize);
@@ -232,7 +276,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   ASSERT_LT(packed.size(), w.blockLengths[6]);
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
   PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
   expected = Padded(image);
   std::copy_n(longData.begin(), kBlockSize, expected.begin() + 6 * kBlockSize);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -241,7 +285,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   // file goes and inflate stops at its stream's end.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
   EXPECT_EQ(ReadFileBytes(out), Padded(image));
 
   // The same for a stored last block: what the file lacks is zero.
@@ -250,7 +294,7 @@ TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
   recipe.tail.clear();
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
   expected = Padded(image);
   std::fill(expected.end() - 1000, expected.end(), 0);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -262,31 +306,31 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   const std::string out = dir / "out.bin";
   RunRecorder host;
 
-  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kNoSuchFile));
-  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host.cancel), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host.cancel), Outcome::Failed(kNoSuchFile));
 
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
   PbpWritten w = test::WritePbp(pbp, recipe);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
   PatchLe32(pbp, 36, 0xFFFFFFF0u);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
   WriteFileBytes(pbp, Bytes(30, 0));
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
   w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
-  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host, host.cancel).text();
+  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host.cancel).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
@@ -294,7 +338,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
-  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
+  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("cut short"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -302,7 +346,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // An index entry that points past the end of the file.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
-  r = ExtractDiscImage(pbp, out, false, kTocNone, host, host, host.cancel).text();
+  r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -310,7 +354,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // A target that cannot be written says so, naming it.
   w = test::WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
-  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host, host.cancel).text();
+  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host.cancel).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }

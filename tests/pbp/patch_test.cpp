@@ -69,7 +69,7 @@ struct Fixture {
   Bytes Image(const std::string& pbpPath) {
     RunRecorder h;
     std::string out = dir / "image.bin";
-    EXPECT_EQ(ExtractDiscImage(pbpPath, out, false, kTocNone, h, h, h.cancel), Outcome::Success());
+    EXPECT_EQ(ExtractDiscImage(pbpPath, out, false, kTocNone, h, h.cancel), Outcome::Success());
     return ReadFileBytes(out);
   }
 };
@@ -181,7 +181,10 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   std::vector<std::string> noted;
   const PackageUpdate made =
       UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel,
-                  [&](const std::string& partial) { noted.push_back(partial); });
+                  [&](const std::string& partial) {
+                    noted.push_back(partial);
+                    return std::string();
+                  });
   ASSERT_EQ(made.outcome, Outcome::Success());
   EXPECT_EQ(made.rebuiltTo, dest);
   // Told the temporary name before writing it, so that a crash can be cleaned up after.

@@ -94,40 +94,30 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
 }
 
 TEST(Toc, FilesBySettingAndLayout) {
-  TempDir dir;
-  RunRecorder host;
   TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
-  const std::string out = dir / "Game.iso";
-  auto raw = [&](std::size_t entries) {
-    return Bytes(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(entries * 10));
-  };
+  const Bytes raw(area.begin(), area.begin() + 5 * 10);
+  auto bytesOf = [](const std::string& s) { return Bytes(s.begin(), s.end()); };
+  const std::string dir = std::string("d") + kSep;
 
-  EXPECT_TRUE(WriteTocFiles(area, out, true, kTocNone, host).succeeded());
-  EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
-  EXPECT_FALSE(FileExists(dir / "Game.TOC"));
+  EXPECT_TRUE(TocOutputs(area, dir + "Game.iso", true, kTocNone).empty());
+  EXPECT_TRUE(TocOutputs(area, dir + "Game.iso", false, kTocNone).empty());
 
-  EXPECT_TRUE(WriteTocFiles(area, out, false, kTocFile, host).succeeded());
-  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), raw(5));
-  EXPECT_FALSE(FileExists(dir / "Game.ccd"));
+  std::vector<TocOutput> out = TocOutputs(area, dir + "Game.iso", false, kTocFile);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out[0].path, dir + "Game.TOC");
+  EXPECT_EQ(bytesOf(out[0].bytes), raw);
 
-  test::WriteFileText(dir / "Game.ccd", std::string(100000, 'x'));
-  EXPECT_TRUE(WriteTocFiles(area, out, false, kTocCcd, host).succeeded());
-  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
-  EXPECT_FALSE(FileExists(dir / "ISO.TOC"));
+  out = TocOutputs(area, dir + "Game.iso", false, kTocCcd);
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out[0].path, dir + "Game.ccd");
+  EXPECT_EQ(out[0].bytes, FormatCcd(UsedTocEntries(area)));
 
   // The conversion layout always gives ISO.TOC beside the output, and the CCD too at 2.
-  const std::string temp = dir / "TempISO.iso";
-  EXPECT_TRUE(WriteTocFiles(area, temp, true, kTocCcd, host).succeeded());
-  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), raw(5));
-  EXPECT_TRUE(FileExists(dir / "TempISO.ccd"));
-  EXPECT_FALSE(FileExists(dir / "TempISO.TOC"));
-  EXPECT_TRUE(host.questions.empty());
-
-  // An unwritable place asks; No stops the extraction.
-  host.answers = {false};
-  Outcome r = WriteTocFiles(area, dir / "no/such/dir/x.iso", false, kTocFile, host);
-  EXPECT_EQ(r.kind(), OutcomeKind::Declined);
-  EXPECT_EQ(host.questions.size(), 1u);
+  out = TocOutputs(area, dir + "TempISO.iso", true, kTocCcd);
+  ASSERT_EQ(out.size(), 2u);
+  EXPECT_EQ(out[0].path, dir + "ISO.TOC");
+  EXPECT_EQ(bytesOf(out[0].bytes), raw);
+  EXPECT_EQ(out[1].path, dir + "TempISO.ccd");
 }
 
 }  // namespace

@@ -235,4 +235,23 @@ DiscSetWritten WriteDiscSetPbp(const std::string& path, const std::vector<Packag
   return w;
 }
 
+void WritePatchJournal(const std::string& package, uint64_t oldSize,
+                       const std::vector<SavedRegion>& regions, const std::string& pointerFolder) {
+  Bytes j = {'E', 'B', 'F', 'U', 'N', 'D', 'O', '1'};
+  auto le64 = [&j](uint64_t v) {
+    for (int i = 0; i < 8; ++i) j.push_back(static_cast<uint8_t>(v >> (8 * i)));
+  };
+  le64(oldSize);
+  for (const SavedRegion& r : regions) {
+    le64(r.offset);
+    le64(r.bytes.size());
+    j.insert(j.end(), r.bytes.begin(), r.bytes.end());
+  }
+  j.insert(j.end(), {'D', 'O', 'N', 'E'});
+  const auto count = static_cast<uint32_t>(regions.size());
+  for (int i = 0; i < 4; ++i) j.push_back(static_cast<uint8_t>(count >> (8 * i)));
+  WriteFileBytes(package + ".undo", j);
+  if (!pointerFolder.empty()) WriteFileText(pointerFolder + "/Temp/PATCH.UNDO", package + "\n");
+}
+
 }  // namespace ebf::test

@@ -81,4 +81,16 @@ TestTocEntry TocEntryAt(const TestTocArea& area, std::size_t i);
 
 uint8_t TestBcd(unsigned n);
 
+// The journal a patch in place leaves beside `package` ("<package>.undo") when the program is
+// killed in the middle of it, written byte for byte as the format lays it out: "EBFUNDO1",
+// the package's old length (u64), each region's offset, length and saved bytes, "DONE" and
+// the region count. With `pointerFolder`, Temp/PATCH.UNDO there names the package too.
+struct SavedRegion {
+  uint64_t offset = 0;
+  Bytes bytes;
+};
+void WritePatchJournal(const std::string& package, uint64_t oldSize,
+                       const std::vector<SavedRegion>& regions,
+                       const std::string& pointerFolder = {});
+
 }  // namespace ebf::test

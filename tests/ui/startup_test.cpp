@@ -119,6 +119,42 @@ class StartupTest : public QObject {
     QCOMPARE(g.window->windowTitle(), QStringLiteral("Plain"));
   }
 
+  void whatADeadRunLeftIsPutBackAndSaid() {
+    Fixture f;
+    FillProgramFolder(f.prog);
+    f.prog.MakeDir("Temp");
+    // A PAL fix a killed conversion left on the user's image: put back, and said so.
+    const std::string image = f.prog / "game.bin";
+    Bytes original = NoiseBytes(64, 3);
+    // The words the fix replaced at 8: 0x00000011 and 0 (little-endian in the file).
+    const Bytes words = {0x11, 0, 0, 0, 0, 0, 0, 0};
+    std::copy(words.begin(), words.end(), original.begin() + 8);
+    Bytes patched = original;
+    patched[8] = 0x00;
+    WriteFileBytes(image, patched);
+    WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
+    QVERIFY(ui::RunStartup(f.Make(), ""));
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(f.prompter.last(),
+             QString::fromStdString("An interrupted PAL -> NTSC fix on " + image +
+                                    " was found and undone; the image is as "
+                                    "it was before."));
+    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Information);
+    QCOMPARE(ReadFileBytes(image), original);
+
+    // A fix that cannot be put back is a warning.
+    Fixture g;
+    FillProgramFolder(g.prog);
+    g.prog.MakeDir("Temp");
+    const std::string gone = g.prog / "gone.bin";
+    WriteFileText(g.prog / "Temp/PALFIX.UNDO", gone + "\n8 00000011 00000000\n");
+    QVERIFY(ui::RunStartup(g.Make(), ""));
+    QCOMPARE(g.prompter.shown.size(), size_t(1));
+    QVERIFY(g.prompter.last().startsWith(
+        QString::fromStdString("The PAL fix on " + gone + " could not be undone: ")));
+    QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
+  }
+
   void secondCopyBringsTheFirstToTheFront() {
     const QString key = QStringLiteral("ebf-test-") + QUuid::createUuid().toString(QUuid::Id128);
     ui::SingleInstance first(key);

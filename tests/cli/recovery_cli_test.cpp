@@ -1,0 +1,174 @@
+// What a start puts right, between two processes: while another run holds the work folder's
+// run lock, a start (and `info` on a package with a journal) leaves everything that run may
+// own alone; once no run is under way, the next start puts back the PAL fix and the torn
+// patch a dead run left, says so, removes the files it left and empties Temp.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "common/files.h"
+#include "common/run_lock.h"
+#include "support/pbp_writer.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+namespace fs = std::filesystem;
+using test::TempDir;
+
+bool Has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::vector<std::string> EntriesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec))
+    names.push_back(it->path().filename().string());
+  return names;
+}
+
+// What a dead run left: a PAL fix on an image, a torn patch of a package, a conversion's
+// staged files, an extraction's temporary file and the folder it made, and work files.
+struct LeftBehind {
+  std::string image, package, staged, partial, converter, made, work;
+  Bytes imageBefore, imageAfter, packageBefore, packageAfter;
+
+  LeftBehind(const TempDir& root, const TempDir& user) {
+    const std::string temp = root.MakeDir("Temp");
+    image = user / "game.bin";
+    imageBefore = test::NoiseBytes(4096, 5);
+    imageAfter = imageBefore;
+    for (int i = 0; i < 8; ++i) imageAfter[200 + i] = 0;
+    test::WriteFileBytes(image, imageAfter);
+    char line[64];
+    std::snprintf(line, sizeof line, "200 %02X%02X%02X%02X %02X%02X%02X%02X\n", imageBefore[203],
+                  imageBefore[202], imageBefore[201], imageBefore[200], imageBefore[207],
+                  imageBefore[206], imageBefore[205], imageBefore[204]);
+    test::WriteFileText(temp + "/PALFIX.UNDO", image + "\n" + line);
+
+    package = user / "EBOOT.PBP";
+    packageBefore = test::NoiseBytes(3000, 6);
+    packageAfter = packageBefore;
+    packageAfter.resize(3100, 0x77);
+    for (int i = 40; i < 90; ++i) packageAfter[static_cast<std::size_t>(i)] ^= 0xFF;
+    test::WriteFileBytes(package, packageAfter);
+    test::WritePatchJournal(package, 3000,
+                            {{40, Bytes(packageBefore.begin() + 40, packageBefore.begin() + 90)}},
+                            root.path());
+
+    const std::string out = user.MakeDir("out");
+    converter = out + "/tarnwick.exe";
+    partial = out + "/EBOOT.PBP.part";
+    test::WriteFileText(converter, "staged");
+    test::WriteFileText(partial, "half a package");
+    test::WriteFileText(temp + "/RUN.NOTE", converter + "\n" + partial + "\n");
+    made = user.MakeDir("set");
+    staged = made + "/Game.bin.ebf-part";
+    test::WriteFileText(staged, "half an image");
+    test::WriteFileText(temp + "/STAGED-4242.NOTE", "F " + staged + "\nD " + made + "\n");
+    work = temp + "/TempBIN.bin";
+    test::WriteFileText(work, "work");
+  }
+
+  void ExpectUntouched(const std::string& where) const {
+    EXPECT_EQ(test::ReadFileBytes(image), imageAfter) << where;
+    EXPECT_EQ(test::ReadFileBytes(package), packageAfter) << where;
+    EXPECT_TRUE(FileExists(package + ".undo")) << where;
+    for (const std::string& f : {converter, partial, staged, work})
+      EXPECT_TRUE(FileExists(f)) << where << ": " << f;
+  }
+};
+
+TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
+  TempDir root, user;
+  const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
+  const LeftBehind left(root, user);
+  const std::vector<std::string> notes = EntriesIn(root / "Temp");
+  {
+    // This process is the run under way: the program's start must not take its notes for
+    // those of a dead run.
+    RunLock run(root.path(), RunLockMode::Shared);
+    ASSERT_TRUE(run.held());
+    test::ProcessResult r = test::RunProcess(cli, {"settings", "--quiet"}, {});
+    EXPECT_EQ(r.exitCode, 0) << r.output;
+    EXPECT_FALSE(Has(r.output, "undone")) << r.output;
+    left.ExpectUntouched("a start beside a run");
+    EXPECT_EQ(EntriesIn(root / "Temp"), notes);
+
+    // Nor does `info` roll back a journal that may be that run's.
+    r = test::RunProcess(cli, {"info", left.package}, {});
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_TRUE(Has(r.output, "\"" + left.package + "\" has an unfinished change (its journal " +
+                                  left.package +
+                                  ".undo is there) and another run of the program is under way"))
+        << r.output;
+    left.ExpectUntouched("info beside a run");
+  }
+
+  // No run under way: the next start puts everything right and says what it put back.
+  test::ProcessResult r = test::RunProcess(cli, {"settings", "--quiet"}, {});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(Has(r.output, "An interrupted PAL -> NTSC fix on " + left.image +
+                                " was found and undone; the image is as it was before."))
+      << r.output;
+  EXPECT_TRUE(Has(r.output, "An interrupted change to " + left.package +
+                                " was found and undone; the EBOOT is as it was before."))
+      << r.output;
+  EXPECT_EQ(test::ReadFileBytes(left.image), left.imageBefore);
+  EXPECT_EQ(test::ReadFileBytes(left.package), left.packageBefore);
+  for (const std::string& f :
+       {left.package + ".undo", left.converter, left.partial, left.staged, left.made})
+    EXPECT_FALSE(FileExists(f)) << f;
+  EXPECT_TRUE(EntriesIn(root / "Temp").empty());
+
+  // Said once: the start after it has nothing to say.
+  r = test::RunProcess(cli, {"settings", "--quiet"}, {});
+  EXPECT_FALSE(Has(r.output, "undone")) << r.output;
+}
+
+TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
+  TempDir root, user;
+  const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
+  const std::string pkg = user / "game.pbp";
+  test::PackageRecipe recipe;
+  recipe.title = "Before";
+  recipe.image = test::NoiseBytes(3 * test::kTestBlockSize, 8);
+  test::WritePbp(pkg, recipe);
+  const Bytes before = test::ReadFileBytes(pkg);
+  // Killed half way through a patch of its title: the journal alone tells (no note in Temp,
+  // as when the package was patched by a program of another work folder).
+  Bytes torn = before;
+  for (std::size_t i = 40; i < 1000; ++i) torn[i] = 0xEE;
+  test::WriteFileBytes(pkg, torn);
+  test::WritePatchJournal(pkg, before.size(),
+                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
+
+  test::ProcessResult r = test::RunProcess(cli, {"info", pkg}, {});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
+                                " was found and undone; the EBOOT is as it was before."))
+      << r.output;
+  EXPECT_TRUE(Has(r.output, "Title:     Before")) << r.output;
+  EXPECT_EQ(test::ReadFileBytes(pkg), before);
+  EXPECT_FALSE(FileExists(pkg + ".undo"));
+
+  // palfix --apply puts such a change back before it goes to work on the package.
+  test::WriteFileBytes(pkg, torn);
+  test::WritePatchJournal(pkg, before.size(),
+                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
+  r = test::RunProcess(cli, {"palfix", pkg, "--screen", "--apply"}, {});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
+                                " was found and undone; the EBOOT is as it was before."))
+      << r.output;
+  EXPECT_TRUE(Has(r.output, "0 patched")) << r.output;
+  EXPECT_EQ(test::ReadFileBytes(pkg), before);
+}
+
+}  // namespace
+}  // namespace ebf
