@@ -120,8 +120,12 @@ std::string FormatCcd(const std::vector<TocEntry>& entries) {
   return s;
 }
 
-std::string TocFilePath(const std::string& outputPath, bool conversionLayout) {
-  if (conversionLayout) return FolderOf(outputPath) + "ISO.TOC";
+std::string DiscTocFileName(int disc) {
+  return disc <= 1 ? "ISO.TOC" : "ISO" + std::to_string(disc) + ".TOC";
+}
+
+std::string TocFilePath(const std::string& outputPath, bool conversionLayout, int disc) {
+  if (conversionLayout) return FolderOf(outputPath) + DiscTocFileName(disc);
   return WithoutExtension(outputPath) + ".TOC";
 }
 
@@ -130,13 +134,13 @@ std::string CcdFilePath(const std::string& outputPath) {
 }
 
 Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
-                      int tocSetting, Questions& questions) {
+                      int tocSetting, Questions& questions, int disc) {
   if (tocSetting <= kTocNone) return Outcome::Success();
   const std::vector<TocEntry> entries = UsedTocEntries(area);
   if (conversionLayout || tocSetting == kTocFile) {
     std::string raw;
     for (const TocEntry& e : entries) raw.append(e.begin(), e.end());
-    if (!WriteWhole(TocFilePath(outputPath, conversionLayout), raw, questions))
+    if (!WriteWhole(TocFilePath(outputPath, conversionLayout, disc), raw, questions))
       return Outcome::Declined();
   }
   if (tocSetting == kTocCcd) {

@@ -34,15 +34,19 @@ TocArea PackageToc(const TocArea& area);
 // The CloneCD text, CR LF line ends.
 std::string FormatCcd(const std::vector<TocEntry>& entries);
 
-// Where the files go: with the conversion layout, "ISO.TOC" in the output's folder;
-// otherwise the output path with ".TOC" / ".ccd" in place of its extension.
-std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
+// The conversion layout's name for a disc's TOC file: "ISO.TOC" for disc 1, "ISO2.TOC" to
+// "ISO5.TOC" for the later discs of a game.
+std::string DiscTocFileName(int disc);
+
+// Where the files go: with the conversion layout, the disc's DiscTocFileName in the
+// output's folder; otherwise the output path with ".TOC" / ".ccd" in place of its extension.
+std::string TocFilePath(const std::string& outputPath, bool conversionLayout, int disc = 1);
 std::string CcdFilePath(const std::string& outputPath);
 
 // Writes the TOC file and/or the CCD file as the setting and the conversion layout ask
 // (nothing at all when the setting is 0). A file that cannot be written asks whether to go
 // on; when the user stops there, the outcome is Declined.
 Outcome WriteTocFiles(const TocArea& area, const std::string& outputPath, bool conversionLayout,
-                      int tocSetting, Questions& questions);
+                      int tocSetting, Questions& questions, int disc = 1);
 
 }  // namespace ebf::pbp

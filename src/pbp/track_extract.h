@@ -16,8 +16,8 @@ enum class TrackFiles { Split, OneFile };
 // "dir/Game (Track 1).bin" ... and "dir/Game.cue"). Every file is written under a temporary
 // name and renamed once all are complete; on any other way out nothing of the run is left.
 // A failure names the failing block and its offset for a damaged package, or the file
-// that could not be written.
+// that could not be written. `discNumber` (from 1) chooses the disc of a package of several.
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                      Progress& progress, CancelToken& cancel);
+                      Progress& progress, CancelToken& cancel, int discNumber = 1);
 
 }  // namespace ebf::pbp
