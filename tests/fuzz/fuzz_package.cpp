@@ -1,6 +1,7 @@
 // libFuzzer target: a package as the program first meets it: the PBP header and sections,
-// PARAM.SFO, the disc-image header and block index, the start-data block, the PAL fix's
-// view of the blocks and the check a new package passes before it is named EBOOT.PBP.
+// PARAM.SFO, the disc-image header and block index (of one disc, or of each disc a title
+// header's table lists), the start-data block, the PAL fix's view of the blocks and the
+// check a new package passes before it is named EBOOT.PBP.
 
 #include <unistd.h>
 
@@ -9,6 +10,8 @@
 #include <string>
 
 #include "common/file_io.h"
+#include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/info.h"
 #include "pbp/inspect.h"
@@ -25,6 +28,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   ebf::pbp::ReadInspection(f, path);
   ebf::pbp::DiscImageLayout layout;
   ebf::pbp::ReadDiscImageLayout(f, path, layout);
+  if (auto psar = ebf::pbp::ReadLe32At(f, ebf::pbp::kPsarOffsetPos))
+    ebf::pbp::ReadDiscTable(f, *psar);
+  // Every disc a table may list, one past the most, and the index kept past the file's end.
+  for (int disc = 1; disc <= 6; ++disc) ebf::pbp::ReadDiscImageLayout(f, path, layout, true, disc);
+  ebf::pbp::PackageDiscCount(path);
   ebf::pbp::PalFixSpans(f);
   ebf::pbp::EbootInfo info;
   ebf::pbp::ReadEbootInfo(path, info);
