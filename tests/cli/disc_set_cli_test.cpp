@@ -9,10 +9,12 @@
 
 #include "common/bytes.h"
 #include "common/files.h"
+#include "support/disc_builder.h"
 #include "support/inflating_reader.h"
 #include "support/pbp_writer.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
+#include "support/runtime.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -273,6 +275,59 @@ TEST(DiscSetCli, VerifyChecksEveryDiscAndListsItsTracksUnderIt) {
   ASSERT_EQ(j["problems"].size(), 1u);
   EXPECT_EQ(j["problems"][0],
             "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) + ") does not inflate.");
+}
+
+// The whole way: two discs converted by the real converter, checked and patched by the
+// program, and taken apart again.
+TEST(DiscSetCli, AGameOnTwoDiscsIsConvertedPatchedAndTakenApartAgain) {
+  TempDir dir;
+  std::vector<Bytes> images;
+  for (int n = 1; n <= 2; ++n) {
+    images.push_back(test::BuildDiscImage(test::GameDisc("SLUS_012.3" + std::to_string(3 + n)),
+                                          test::SectorLayout::Mode2Raw));
+    images.back().resize(images.back().size() + 300 * kSector * n, 0);
+    test::WriteFileBytes(dir / ("Game (Disc " + std::to_string(n) + ").bin"), images.back());
+  }
+  const Bytes boot = test::ReadFileBytes(test::RuntimeFolder() + "PSXCust/Default/Gameboot.png");
+  test::ProcessResult r =
+      Cli({"--yes", "--quiet", "convert", dir / "Game (Disc 1).bin", dir / "Game (Disc 2).bin",
+           "-o", dir / "out", "--title", "Two Discs", "--save-name", "Two Save", "--level", "6"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const std::string pbp = dir / "out/EBOOT.PBP";
+  const Bytes pkg = ReadFileBytes(pbp);
+  const uint64_t psar = LoadLe32(&pkg[36]);
+  ASSERT_EQ(std::string(pkg.begin() + psar, pkg.begin() + psar + 16), "PSTITLEIMG000000");
+  const uint64_t sections[] = {psar + LoadLe32(&pkg[psar + 0x200]),
+                               psar + LoadLe32(&pkg[psar + 0x204])};
+  const char* ids[] = {"_SLUS_01234", "_SLUS_01235"};
+  for (int i = 0; i < 2; ++i) {
+    SCOPED_TRACE(i + 1);
+    EXPECT_EQ(std::string(pkg.begin() + sections[i] + 0x400, pkg.begin() + sections[i] + 0x40B),
+              ids[i]);
+    EXPECT_EQ(std::string(pkg.begin() + sections[i] + 0x122C, pkg.begin() + sections[i] + 0x1235),
+              std::string("Two Save") + '\0');
+    test::InflatingReader reader(pbp, i + 1);
+    ASSERT_EQ(reader.error(), "");
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(images[i].size() / kSector), back), "");
+    EXPECT_TRUE(back == images[i]);
+  }
+  // The boot picture the patch wrote sits in the start data after disc 2.
+  const uint64_t startData = sections[1] + LoadLe32(&pkg[sections[1] + 12]);
+  ASSERT_EQ(std::string(pkg.begin() + startData, pkg.begin() + startData + 8), "STARTDAT");
+  EXPECT_EQ(LoadLe32(&pkg[startData + 20]), boot.size());
+  EXPECT_TRUE(Bytes(pkg.begin() + startData + 0x50, pkg.begin() + startData + 0x50 + boot.size()) ==
+              boot);
+
+  dir.MakeDir("back");
+  r = Cli({"--quiet", "extract", pbp, dir / "back/Game.bin", "--toc", "none"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  for (int n = 1; n <= 2; ++n) {
+    Bytes image = ReadFileBytes(dir / ("back/Game (Disc " + std::to_string(n) + ").bin"));
+    ASSERT_GE(image.size(), images[n - 1].size());
+    image.resize(images[n - 1].size());
+    EXPECT_TRUE(image == images[n - 1]) << n;
+  }
 }
 
 TEST(DiscSetCli, ADamagedDiscTableIsRefusedByEveryCommand) {
