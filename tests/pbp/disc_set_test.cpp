@@ -140,7 +140,7 @@ void Put(Bytes& b, uint64_t at, const std::string& text) {
   std::copy(text.begin(), text.end(), b.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
-// What the header patches write into a package of two discs with the job of SetFixture:
+// What the header patches write into a package of several discs with the job of SetFixture:
 // the save name in each section, the ID in disc 1's and the title header's.
 void PutNewFields(Bytes& b, uint64_t psar, const std::vector<uint64_t>& sections) {
   for (uint64_t s : sections) {
@@ -449,8 +449,8 @@ TEST(DiscSet, InfoListsEveryDisc) {
   EXPECT_TRUE(info.discs.empty());
 }
 
-TEST(DiscSetPatch, ANewPackageTakesTheJobsNameAndIdAndKeepsEveryDiscsToc) {
-  SetFixture fx(TwoDiscs());
+void ANewPackageTakesTheJobsNameAndIdAndKeepsEveryDiscsToc(const std::vector<Disc>& discs) {
+  SetFixture fx(discs);
   const Bytes before = ReadFileBytes(fx.pbp);
   EbootJob job = fx.Job();
   // A table in the job (the sheet of disc 1): a package of several discs keeps its own.
@@ -476,24 +476,25 @@ TEST(DiscSetPatch, ANewPackageTakesTheJobsNameAndIdAndKeepsEveryDiscsToc) {
       ADD_FAILURE() << "first difference at byte " << at;
       break;
     }
-  // Disc 2 keeps its own ID.
-  EXPECT_EQ(std::string(after.begin() + fx.written.sections[1] + 0x400,
-                        after.begin() + fx.written.sections[1] + 0x40B),
-            "_SCUS_94164");
+  // Later discs keep their own IDs.
+  for (std::size_t i = 1; i < discs.size(); ++i)
+    EXPECT_EQ(std::string(after.begin() + fx.written.sections[i] + 0x400,
+                          after.begin() + fx.written.sections[i] + 0x40B),
+              "_" + discs[i].id.substr(0, 4) + "_" + discs[i].id.substr(4));
   fx.ExpectEveryDisc(fx.pbp);
 }
 
-TEST(DiscSetPatch, TheInspectionAndThePatchInPlaceReachEveryDisc) {
-  SetFixture fx(TwoDiscs());
+void TheInspectionAndThePatchInPlaceReachEveryDisc(const std::vector<Disc>& discs) {
+  SetFixture fx(discs);
   const Bytes before = ReadFileBytes(fx.pbp);
   Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
   ASSERT_EQ(seen.message, "");
   EXPECT_EQ(seen.title, "Set Title");
-  EXPECT_EQ(seen.gameId, "SCUS94163");
+  EXPECT_EQ(seen.gameId, discs[0].id);
   EXPECT_EQ(seen.saveName, "Old Save");
-  EXPECT_EQ(seen.discCount, 2);
+  EXPECT_EQ(seen.discCount, static_cast<int>(discs.size()));
   EXPECT_EQ(seen.startData, fx.written.startData);
-  EXPECT_EQ(ReadFileBytes(fx.temp + "PARAM.SFO"), test::MakeSfo("Set Title", "SCUS94163"));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "PARAM.SFO"), test::MakeSfo("Set Title", discs[0].id));
   EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), fx.recipes[0].icon0);
   EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipes[0].dataPsp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
@@ -537,8 +538,8 @@ TEST(DiscSetPatch, TheInspectionAndThePatchInPlaceReachEveryDisc) {
   EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), boot);
 }
 
-TEST(DiscSetPatch, ARebuildCarriesTheTitleHeaderAndEveryDiscOver) {
-  SetFixture fx(TwoDiscs());
+void ARebuildCarriesTheTitleHeaderAndEveryDiscOver(const std::vector<Disc>& discs) {
+  SetFixture fx(discs);
   const Bytes source = ReadFileBytes(fx.pbp);
   ASSERT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, "");
   EbootJob job = fx.Job();
@@ -577,6 +578,28 @@ TEST(DiscSetPatch, ARebuildCarriesTheTitleHeaderAndEveryDiscOver) {
   EXPECT_EQ(seen.gameId, "SCES98765");
   EXPECT_EQ(seen.saveName, "New Save");
   EXPECT_EQ(seen.startData, newPsar + (sd - psar));
+}
+
+// Each header patch on a package of two discs and on one of five.
+TEST(DiscSetPatch, ANewPackageTakesTheJobsNameAndIdAndKeepsEveryDiscsToc) {
+  for (const std::vector<Disc>& discs : {TwoDiscs(), FiveDiscs()}) {
+    SCOPED_TRACE(std::to_string(discs.size()) + " discs");
+    ANewPackageTakesTheJobsNameAndIdAndKeepsEveryDiscsToc(discs);
+  }
+}
+
+TEST(DiscSetPatch, TheInspectionAndThePatchInPlaceReachEveryDisc) {
+  for (const std::vector<Disc>& discs : {TwoDiscs(), FiveDiscs()}) {
+    SCOPED_TRACE(std::to_string(discs.size()) + " discs");
+    TheInspectionAndThePatchInPlaceReachEveryDisc(discs);
+  }
+}
+
+TEST(DiscSetPatch, ARebuildCarriesTheTitleHeaderAndEveryDiscOver) {
+  for (const std::vector<Disc>& discs : {TwoDiscs(), FiveDiscs()}) {
+    SCOPED_TRACE(std::to_string(discs.size()) + " discs");
+    ARebuildCarriesTheTitleHeaderAndEveryDiscOver(discs);
+  }
 }
 
 }  // namespace
