@@ -264,8 +264,7 @@ def title_package(discs=2, slots=None, cut=None, last_size=None, block=None):
         for i, (control, point, msf) in enumerate(toc):
             section[0x800 + 10 * i:0x800 + 10 * i + 10] = bytes([control, 0, point, 0, 0, 0, 0]) + bytes(msf)
         section[0xBFC:0xC00] = le32(0x100000)
-        section[0x4000:0x4008] = le32(0) + le16(len(data)) + le16(1)
-        section[0x4020:0x4028] = le32(len(data)) + le16(0) + le16(0)
+        section[0x4000:0x4008] = le32(0) + le16(len(data)) + le16(1)  # then an all-zero end
         body += section + data
         body += bytes((-len(body)) % 0x400)
     body[0:16] = b"PSTITLEIMG000000"
