@@ -1,9 +1,11 @@
 // `info` and `extract`: what a package holds, and its disc image back out.
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "cli/json_out.h"
 #include "cli/registry.h"
@@ -11,6 +13,7 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/run_lock.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/info.h"
 #include "pbp/toc.h"
@@ -19,27 +22,75 @@
 namespace ebf::cli {
 namespace {
 
+Json TracksJson(const std::vector<pbp::TrackInfo>& list) {
+  Json tracks = Json::array();
+  for (const auto& t : list)
+    tracks.push_back({{"number", t.number},
+                      {"type", t.data ? "data" : "audio"},
+                      {"start", pbp::FormatMsf(t.minute, t.second, t.frame)}});
+  return tracks;
+}
+
 void PrintInfoJson(const pbp::EbootInfo& info) {
   Json sections = Json::array();
   for (int i = 0; i < pbp::kSectionCount; ++i)
     sections.push_back({{"name", pbp::kSectionNames[i]},
                         {"offset", info.header.offsets[i]},
                         {"size", info.sectionSizes[i]}});
-  Json tracks = Json::array();
-  for (const auto& t : info.tracks)
-    tracks.push_back({{"number", t.number},
-                      {"type", t.data ? "data" : "audio"},
-                      {"start", pbp::FormatMsf(t.minute, t.second, t.frame)}});
-  PrintJson({{"title", info.title},
-             {"gameId", info.gameId},
-             {"saveName", info.saveName},
-             {"fileSize", info.fileSize},
-             {"sections", sections},
-             {"discImageProblem", info.discImageProblem},
-             {"blocks", info.blocks},
-             {"compressedBlocks", info.compressedBlocks},
-             {"bootPictureSize", info.bootPngSize},
-             {"tracks", tracks}});
+  Json tracks = TracksJson(info.tracks);
+  Json out = {{"title", info.title},
+              {"gameId", info.gameId},
+              {"saveName", info.saveName},
+              {"fileSize", info.fileSize},
+              {"sections", sections},
+              {"discImageProblem", info.discImageProblem},
+              {"blocks", info.blocks},
+              {"compressedBlocks", info.compressedBlocks},
+              {"bootPictureSize", info.bootPngSize},
+              {"tracks", tracks}};
+  // A package of several discs also lists each (the fields above are then disc 1's).
+  if (!info.discs.empty()) {
+    Json discs = Json::array();
+    for (const pbp::DiscInfo& d : info.discs)
+      discs.push_back({{"number", d.number},
+                       {"gameId", d.gameId},
+                       {"sectors", d.sectors},
+                       {"blocks", d.blocks},
+                       {"compressedBlocks", d.compressedBlocks},
+                       {"compressedSize", d.compressedSize},
+                       {"problem", d.problem},
+                       {"tracks", TracksJson(d.tracks)}});
+    out["discs"] = discs;
+  }
+  PrintJson(out);
+}
+
+void PrintTracks(const std::vector<pbp::TrackInfo>& tracks, const char* indent) {
+  for (const auto& t : tracks) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%s%2d  %-5s  %s\n", indent, t.number,
+                  t.data ? "data" : "audio", pbp::FormatMsf(t.minute, t.second, t.frame).c_str());
+    std::cout << line;
+  }
+}
+
+// A package of several discs: each disc with its ID, size and tracks.
+void PrintDiscs(const pbp::EbootInfo& info) {
+  std::cout << "\nBoot picture: " << info.bootPngSize << " bytes\n\nDiscs: " << info.discs.size()
+            << "\n";
+  for (const pbp::DiscInfo& d : info.discs) {
+    std::cout << "\nDisc " << d.number << ": " << d.gameId;
+    if (d.problem.empty())
+      std::cout << ", " << d.sectors << " sectors, " << d.blocks << " blocks ("
+                << d.compressedBlocks << " compressed), " << d.compressedSize
+                << " bytes of block data\n";
+    else
+      std::cout << "\n  " << d.problem << "\n";
+    if (!d.tracks.empty()) {
+      std::cout << "  Tracks:\n";
+      PrintTracks(d.tracks, "    ");
+    }
+  }
 }
 
 void PrintText(const pbp::EbootInfo& info) {
@@ -54,18 +105,17 @@ void PrintText(const pbp::EbootInfo& info) {
                   static_cast<unsigned long long>(info.sectionSizes[i]));
     std::cout << line;
   }
+  if (!info.discs.empty()) {
+    PrintDiscs(info);
+    return;
+  }
   if (info.discImageProblem.empty())
     std::cout << "\nDisc blocks: " << info.blocks << " (" << info.compressedBlocks
               << " compressed)";
   else
     std::cout << "\nDisc image: " << info.discImageProblem;
   std::cout << "\nBoot picture: " << info.bootPngSize << " bytes\n\nTracks:\n";
-  for (const auto& t : info.tracks) {
-    char line[64];
-    std::snprintf(line, sizeof line, "  %2d  %-5s  %s\n", t.number, t.data ? "data" : "audio",
-                  pbp::FormatMsf(t.minute, t.second, t.frame).c_str());
-    std::cout << line;
-  }
+  PrintTracks(info.tracks, "  ");
 }
 
 struct InfoArgs {
@@ -75,6 +125,7 @@ struct InfoArgs {
 struct ExtractArgs {
   std::string path, output, toc;
   bool split = false;
+  int disc = 0;  // 0: every disc
 };
 
 void FinishExtract(CliContext& ctx, const Outcome& result) {
@@ -138,6 +189,10 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
       ->check(CLI::IsMember({"none", "toc", "ccd", "cue"}));
   cmd->add_flag("--split", args->split,
                 "One BIN per track and a sheet naming them, as a Redump set has them");
+  cmd->add_option("--disc", args->disc,
+                  "Only this disc (from 1) of a package of several, written as OUTPUT "
+                  "(default: every disc, each as \"OUTPUT (Disc N)\")")
+      ->check(CLI::Range(1, 5));
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([args, &ctx] {
     LoadCliSettings(ctx);
@@ -150,6 +205,12 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
       return;
     }
     const std::string notes = TempFolder(ctx.folders.work);
+    // Several discs go each to its own name; one disc, or the one asked for, to OUTPUT.
+    const int discs = args->disc > 0 ? 1 : pbp::PackageDiscCount(args->path);
+    const int first = std::max(args->disc, 1);
+    auto outputOf = [&](int disc) {
+      return discs > 1 ? pbp::DiscOutputPath(args->output, disc) : args->output;
+    };
     if (args->split || args->toc == "cue") {
       if (args->split && !args->toc.empty() && args->toc != "cue") {
         std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args->toc
@@ -157,23 +218,35 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
         ctx.exitCode = 1;
         return;
       }
-      Outcome result = pbp::ExtractTracks(
-          args->path, args->output, args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
-          *ctx.progress, *ctx.cancel, notes);
+      Outcome result = Outcome::Success();
+      for (int disc = first; disc < first + discs && result.succeeded(); ++disc) {
+        std::optional<Stage> stage;
+        if (discs > 1) stage.emplace(*ctx.progress, "", 1.0 / discs);
+        result = pbp::ExtractTracks(args->path, outputOf(disc),
+                                    args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
+                                    *ctx.progress, *ctx.cancel, notes, disc);
+        if (!stage) break;
+        result = result.Within("Disc " + std::to_string(disc));
+        if (result.succeeded()) stage->Done();
+      }
       FinishExtract(ctx, result);
       return;
     }
     static const std::map<std::string, int> tocModes = {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
     int toc = args->toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args->toc);
-    if (std::string question = pbp::CcdOverwriteQuestion(args->output);
-        !question.empty() && !ctx.questions->AskYesNo(question, false, MsgIcon::Exclamation)) {
-      std::cerr << "Not overwriting " << pbp::CcdFilePath(args->output) << " (use --yes).\n";
-      ctx.exitCode = 1;
-      return;
+    for (int disc = first; disc < first + discs; ++disc) {
+      if (std::string question = pbp::CcdOverwriteQuestion(outputOf(disc));
+          !question.empty() && !ctx.questions->AskYesNo(question, false, MsgIcon::Exclamation)) {
+        std::cerr << "Not overwriting " << pbp::CcdFilePath(outputOf(disc)) << " (use --yes).\n";
+        ctx.exitCode = 1;
+        return;
+      }
     }
-    Outcome result = pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
-                                           *ctx.cancel, notes);
+    Outcome result = discs > 1 ? pbp::ExtractEveryDisc(args->path, args->output, toc, *ctx.progress,
+                                                       *ctx.cancel, notes)
+                               : pbp::ExtractDiscImage(args->path, args->output, false, toc,
+                                                       *ctx.progress, *ctx.cancel, notes, first);
     FinishExtract(ctx, result);
   });
 }

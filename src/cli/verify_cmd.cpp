@@ -33,20 +33,24 @@ const char* DigestKey(DigestCheck d) {
 
 void PrintVerifyJson(const VerifyReport& r, const VerifyOptions& o) {
   Json tracks = Json::array();
-  for (const VerifiedTrack& t : r.tracks)
-    tracks.push_back({{"number", t.number},
-                      {"type", t.audio ? "audio" : "data"},
-                      {"firstSector", t.firstSector},
-                      {"size", t.size},
-                      {"crc32", t.crc32},
-                      {"md5", t.md5},
-                      {"sha1", t.sha1}});
+  for (const VerifiedTrack& t : r.tracks) {
+    Json track = {{"number", t.number},
+                  {"type", t.audio ? "audio" : "data"},
+                  {"firstSector", t.firstSector},
+                  {"size", t.size},
+                  {"crc32", t.crc32},
+                  {"md5", t.md5},
+                  {"sha1", t.sha1}};
+    if (r.discs > 1) track["disc"] = t.disc;
+    tracks.push_back(track);
+  }
   Json out = {{"ok", r.ok()},
               {"blocks", r.blocks},
               {"digests", DigestKey(r.digests)},
               {"digestText", DigestCheckText(r)},
               {"problems", r.problems},
               {"tracks", tracks}};
+  if (r.discs > 1) out["discs"] = r.discs;
   if (r.againstChecked)
     out["against"] = {{"source", o.against}, {"equal", r.againstEqual}, {"text", r.againstText}};
   if (r.datChecked)
@@ -59,9 +63,16 @@ void PrintVerifyJson(const VerifyReport& r, const VerifyOptions& o) {
 }
 
 void PrintVerifyText(const VerifyReport& r, const VerifyOptions& o) {
-  std::cout << "Blocks: " << r.blocks << " read; " << DigestCheckText(r) << "\n\n"
-            << "Track  Type         Size  CRC32     MD5                               SHA-1\n";
+  std::cout << "Blocks: " << r.blocks << " read; " << DigestCheckText(r) << "\n";
+  int disc = 0;
   for (const VerifiedTrack& t : r.tracks) {
+    // A table a disc when several were checked.
+    if (disc == 0 || (r.discs > 1 && t.disc != disc)) {
+      disc = t.disc;
+      std::cout << "\n";
+      if (r.discs > 1) std::cout << "Disc " << disc << "\n";
+      std::cout << "Track  Type         Size  CRC32     MD5                               SHA-1\n";
+    }
     char line[160];
     std::snprintf(line, sizeof line, "%5d  %-5s %12llu  %s  %s  %s\n", t.number,
                   t.audio ? "audio" : "data", static_cast<unsigned long long>(t.size),
@@ -87,6 +98,9 @@ void AddVerifyCommand(CLI::App& app, CliContext& ctx) {
       "verify",
       "Read every block of an EBOOT.PBP and print each track's size, CRC32, MD5 and SHA-1");
   cmd->add_option("EBOOT", args->path, "The package")->required();
+  cmd->add_option("--disc", args->options.disc,
+                  "Only this disc (from 1) of a package of several (default: every disc)")
+      ->check(CLI::Range(1, 5));
   cmd->add_option(
       "--against", args->options.against,
       "Compare with the source disc (CUE, CCD/IMG, MDS/MDF, ISO/BIN) sector for sector");

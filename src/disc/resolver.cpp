@@ -8,6 +8,7 @@
 #include "disc/cue_sheet.h"
 #include "disc/disc_file.h"
 #include "disc/disc_image.h"
+#include "disc/disc_set.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 
@@ -38,7 +39,8 @@ std::string FolderWithoutSep(const std::string& file) {
   return folder;
 }
 
-std::string OutputFolder(const ResolvedInput& r, const ResolveContext& settings) {
+std::string OutputFolder(const ResolvedInput& r, const ResolveContext& settings,
+                         bool discSet = false) {
   std::string base =
       settings.defaultOutputDir.empty() ? FolderWithoutSep(r.dataFile) : settings.defaultOutputDir;
   int opt = settings.defaultOutDirOpt;
@@ -46,7 +48,8 @@ std::string OutputFolder(const ResolvedInput& r, const ResolveContext& settings)
   switch (opt) {
     case 1: {
       std::string name = FileNameOf(r.dataFile);
-      return base + name.substr(0, name.find('.'));
+      name = name.substr(0, name.find('.'));
+      return base + (discSet ? WithoutDiscNumber(name) : name);
     }
     case 2:
       return base + r.title;
@@ -118,8 +121,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
       std::string id = DetectInputGameId(path, r.dataFile);
       if (id.empty()) id = context.defGameId;
       if (!id.empty()) {
-        auto entry =
-            LookupGame(GameDbPath(context.programFolder), id, context.hideNameTags);
+        auto entry = LookupGame(GameDbPath(context.programFolder), id, context.hideNameTags);
         if (entry) {
           r.region = entry->region;
           if (!entry->title.empty()) r.title = entry->title;
@@ -139,6 +141,12 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
   r.outputFolder = OutputFolder(r, context);
   r.runInspection = true;
   return r;
+}
+
+void TakeAsDiscSet(ResolvedInput& r, const ResolveContext& context) {
+  if (!r.message.empty()) return;
+  r.title = WithoutDiscNumber(r.title);
+  r.outputFolder = OutputFolder(r, context, true);
 }
 
 }  // namespace ebf

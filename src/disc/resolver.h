@@ -23,7 +23,7 @@ struct ResolveContext {
   int defaultOutDirOpt = 0;      // DefaultOutDirOpt
   std::string defGameId;         // DefGameID
   bool hideNameTags = false;     // HideNameTags
-  std::string currentOutput;  // txtOut
+  std::string currentOutput;     // txtOut
   std::string currentGameId;
   std::string currentRegion;  // lblRegion's caption
   std::string currentSaveName;
@@ -50,6 +50,10 @@ struct ResolvedInput {
 
 ResolvedInput ResolveInput(const std::string& path, const ResolveContext& context,
                            Questions& questions);
+
+// The input resolved is the first disc of a game on several: the game, and the output folder
+// named after it or after the file, go without the disc number.
+void TakeAsDiscSet(ResolvedInput& r, const ResolveContext& context);
 
 // The game ID of an input (an image or a sheet), read through its disc; when the disc
 // cannot be opened, from `dataFile` (the file a sheet names first) as it is. "" when none.

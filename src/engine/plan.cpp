@@ -3,7 +3,6 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/cue_sheet.h"
-#include "disc/disc_set.h"
 #include "disc/game_id.h"
 #include "engine/converter_run.h"
 #include "pbp/inspect.h"
@@ -26,7 +25,9 @@ Planned Refused(Outcome why, std::string title) {
 std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& settings,
                                        const ProgramFolders& folders, Questions& questions,
                                        Identity& id) {
-  ResolvedInput res = ResolveInput(job.input, ResolverContext(settings, folders.tree), questions);
+  const ResolveContext context = ResolverContext(settings, folders.tree);
+  ResolvedInput res = ResolveInput(job.input, context, questions);
+  if (!job.laterDiscs.empty()) TakeAsDiscSet(res, context);
   id.title = res.title;
   if (!res.message.empty()) return Outcome::Failed(res.message);
   id.input = res.input;
@@ -129,8 +130,6 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
     id.region = job.region;
     id.packageInspected = job.packageInspected;
   }
-  // A game on several discs is named without the number of the disc it was found on.
-  if (job.resolve && !job.laterDiscs.empty()) id.title = WithoutDiscNumber(id.title);
   if (job.title) id.title = *job.title;
   if (job.saveName) id.saveName = *job.saveName;
   if (job.gameId) id.gameId = *job.gameId;

@@ -16,6 +16,7 @@
 #include "engine/dat_file.h"
 #include "pbp/block_reader.h"
 #include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/package_tracks.h"
 
@@ -85,8 +86,8 @@ struct BlockOutcome {
 class Verifier {
  public:
   Verifier(const std::string& path, const VerifyOptions& options, Progress& progress,
-           CancelToken& cancel)
-      : path_(path), options_(options), progress_(progress), cancel_(cancel) {}
+           CancelToken& cancel, int disc)
+      : path_(path), options_(options), progress_(progress), cancel_(cancel), discNumber_(disc) {}
 
   VerifyReport Run();
 
@@ -110,6 +111,7 @@ class Verifier {
   const VerifyOptions& options_;
   Progress& progress_;
   CancelToken& cancel_;
+  int discNumber_;
   VerifyReport report_;
   pbp::DiscImageLayout layout_;
   pbp::PackageDisc disc_;
@@ -136,12 +138,14 @@ std::string Verifier::TrackName(uint64_t sector) const {
 std::string Verifier::BlockName(uint64_t block) const {
   return "Block " + std::to_string(block) + " (" + TrackName(block * kSectorsPerBlock) +
          ", at byte " +
-         std::to_string(layout_.psar + pbp::kPsarBlockDataPos + layout_.blocks[block].offset) + ")";
+         std::to_string(layout_.section + pbp::kPsarBlockDataPos + layout_.blocks[block].offset) +
+         ")";
 }
 
-// A package cut short loses its last blocks and the start-data block after them.
+// A package cut short loses its last blocks and the start-data block after them (or, for a
+// disc before the last, what follows its section).
 void Verifier::CheckExtents() {
-  const uint64_t dataStart = layout_.psar + pbp::kPsarBlockDataPos;
+  const uint64_t dataStart = layout_.section + pbp::kPsarBlockDataPos;
   for (uint64_t i = 0; i < layout_.blocks.size(); ++i) {
     const pbp::BlockRef& b = layout_.blocks[i];
     // The stored size is the low half; other tools put a marker in the high half.
@@ -152,17 +156,17 @@ void Verifier::CheckExtents() {
                                  " bytes): the package is cut short.");
   }
   File f(path_, File::Mode::Read);
-  auto startData = f ? pbp::ReadLe32At(f, layout_.psar + pbp::kPsarStartDataPos) : std::nullopt;
-  if (startData && layout_.psar + *startData >= layout_.fileSize)
+  auto startData = f ? pbp::ReadLe32At(f, layout_.section + pbp::kPsarStartDataPos) : std::nullopt;
+  if (startData && layout_.section + *startData >= layout_.fileSize)
     report_.problems.push_back(
-        "The start-data block at byte " + std::to_string(layout_.psar + *startData) +
+        "The start-data block at byte " + std::to_string(layout_.section + *startData) +
         " lies beyond the end of the file (" + std::to_string(layout_.fileSize) +
         " bytes): the package is cut short.");
 }
 
 void Verifier::DecodeRange(File& file, uint64_t first, uint64_t count, uint8_t* out,
                            BlockOutcome* outcomes) {
-  pbp::BlockReader reader(file, layout_.fileSize, layout_.psar);
+  pbp::BlockReader reader(file, layout_.fileSize, layout_.section);
   static const pbp::BlockDigestField zero{};
   for (uint64_t k = 0; k < count; ++k) {
     const pbp::BlockRef& b = layout_.blocks[first + k];
@@ -274,6 +278,7 @@ void Verifier::Conclude() {
   }
   for (std::size_t t = 0; t < disc_.tracks.size(); ++t) {
     VerifiedTrack v;
+    v.disc = discNumber_;
     v.number = disc_.tracks[t].number;
     v.audio = disc_.tracks[t].audio;
     v.firstSector = disc_.tracks[t].start;
@@ -334,7 +339,8 @@ VerifyReport Verifier::Run() {
     report_.error = pbp::kNoSuchFile;
     return report_;
   }
-  if (std::string err = pbp::ReadDiscImageLayout(in, path_, layout_, true); !err.empty()) {
+  if (std::string err = pbp::ReadDiscImageLayout(in, path_, layout_, true, discNumber_);
+      !err.empty()) {
     report_.error = err;
     return report_;
   }
@@ -418,8 +424,52 @@ VerifyReport Verifier::Run() {
 
 VerifyReport VerifyPackage(const std::string& packagePath, const VerifyOptions& options,
                            Progress& progress, CancelToken& cancel) {
-  Verifier v(packagePath, options, progress, cancel);
-  return v.Run();
+  const int discs = options.disc > 0 ? 1 : pbp::PackageDiscCount(packagePath);
+  if (discs == 1) {
+    Verifier v(packagePath, options, progress, cancel, std::max(options.disc, 1));
+    return v.Run();
+  }
+  VerifyReport all;
+  all.discs = discs;
+  if (!options.against.empty()) {
+    all.error = "The package holds " + std::to_string(discs) +
+                " discs; a source image is compared with one of them, so name the disc.";
+    return all;
+  }
+  bool checked = false, foreign = false;
+  std::string games;
+  for (int disc = 1; disc <= discs; ++disc) {
+    const std::string name = "Disc " + std::to_string(disc);
+    Stage stage(progress, "", 1.0 / discs);
+    Verifier v(packagePath, options, progress, cancel, disc);
+    VerifyReport one = v.Run();
+    if (!one.error.empty()) {
+      all.error = name + ": " + one.error;
+      return all;
+    }
+    if (one.cancelled) {
+      all.cancelled = true;
+      return all;
+    }
+    all.blocks += one.blocks;
+    checked = checked || one.digests == DigestCheck::Checked;
+    foreign = foreign || one.digests == DigestCheck::Foreign;
+    all.digestMismatches += one.digestMismatches;
+    for (const std::string& p : one.problems) all.problems.push_back(name + ": " + p);
+    all.tracks.insert(all.tracks.end(), one.tracks.begin(), one.tracks.end());
+    if (one.datChecked) {
+      all.datMatched = (disc == 1 || all.datMatched) && one.datMatched;
+      all.datChecked = true;
+      all.datText += (all.datText.empty() ? "" : " ") + name + ": " + one.datText;
+      if (!one.datGame.empty()) games += (games.empty() ? "" : " / ") + one.datGame;
+    }
+    stage.Done();
+  }
+  all.digests = checked   ? DigestCheck::Checked
+                : foreign ? DigestCheck::Foreign
+                          : DigestCheck::Absent;
+  all.datGame = games;
+  return all;
 }
 
 std::string DigestCheckText(const VerifyReport& report) {

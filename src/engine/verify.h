@@ -14,7 +14,8 @@
 namespace ebf {
 
 struct VerifyOptions {
-  std::string against;  // a disc image to compare with ("" = none)
+  int disc = 0;         // the disc of a package of several (from 1); 0 = every disc
+  std::string against;  // a disc image to compare with ("" = none; one disc only)
   // A plain 2,048-byte source is read as a conversion with this setting reads it (raw
   // headers added, or the bytes taken as they are).
   bool addIsoPadding = false;
@@ -34,15 +35,18 @@ struct VerifiedTrack {
   uint32_t firstSector = 0;
   uint64_t size = 0;
   std::string crc32, md5, sha1;  // lower-case hexadecimal
+  int disc = 1;                  // the disc it is on, from 1
 };
 
 struct VerifyReport {
   // Set when the package cannot be read at all; nothing else is then filled.
   std::string error;
+  int discs = 1;  // discs checked: a package of several has each one's blocks and tracks
   uint64_t blocks = 0;
   DigestCheck digests = DigestCheck::Absent;
   uint64_t digestMismatches = 0;
-  // Each problem with the blocks, one sentence naming the block, its offset and its track.
+  // Each problem with the blocks, one sentence naming the block, its offset and its track
+  // (and, when several discs were checked, starting with its disc: "Disc 2: ...").
   std::vector<std::string> problems;
   std::vector<VerifiedTrack> tracks;
 
@@ -66,7 +70,9 @@ struct VerifyReport {
 };
 
 // Reads the whole package once; blocks are inflated and digested on every core while the
-// track figures and the comparison run beside them.
+// track figures and the comparison run beside them. A package of several discs is checked
+// disc after disc (or only the one `options.disc` names), the DAT looked up for each; a
+// source image to compare with needs one disc to be named.
 VerifyReport VerifyPackage(const std::string& packagePath, const VerifyOptions& options,
                            Progress& progress, CancelToken& cancel);
 

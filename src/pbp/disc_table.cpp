@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstring>
 
 #include "common/bytes.h"
+#include "pbp/container.h"
 #include "pbp/psar.h"
 
 namespace ebf::pbp {
@@ -131,13 +133,42 @@ DiscTable ReadDiscTable(File& file, uint64_t psar) {
       return table;
     }
   }
-  // STARTDAT follows the disc that ends last.
+  // STARTDAT follows the disc that ends last, never inside a disc's data.
   const DiscSection& last = *byStart.back();
+  uint64_t dataEnd = 0;
+  for (const DiscSection& d : table.discs) dataEnd = std::max(dataEnd, d.dataEnd);
   uint8_t field[4];
   if (ReadAt(file, last.start + kSectionSizeField, field) &&
+      last.start + LoadLe32(field) >= dataEnd &&
       HasText(file, last.start + LoadLe32(field), kStartDataMagic))
     table.startData = last.start + LoadLe32(field);
   return table;
+}
+
+bool HasTitleHeader(File& file, uint64_t psar) {
+  return HasText(file, psar, kTitleMagic);
+}
+
+int PackageDiscCount(const std::string& ebootPath) {
+  File file(ebootPath, File::Mode::Read);
+  uint8_t field[4];
+  if (!file || !ReadAt(file, kPsarOffsetPos, field) || !HasTitleHeader(file, LoadLe32(field)))
+    return 1;
+  const DiscTable table = ReadDiscTable(file, LoadLe32(field));
+  return table.error.empty() ? static_cast<int>(table.discs.size()) : 1;
+}
+
+std::string DiscTableProblem(const std::string& error) {
+  // "The disc table ..." reads on as "the disc table ..."; "DATA.PSAR ..." stays.
+  std::string what = error;
+  if (what.size() > 1 && std::islower(static_cast<unsigned char>(what[1])))
+    what[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(what[0])));
+  return what;
+}
+
+std::string DiscTableMessage(const std::string& ebootPath, const std::string& error) {
+  return "The discs of the EBOOT \"" + ebootPath + "\" cannot be read: " + DiscTableProblem(error) +
+         ".";
 }
 
 }  // namespace ebf::pbp

@@ -13,6 +13,7 @@
 #include "common/staged_files.h"
 #include "pbp/block_reader.h"
 #include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/toc.h"
 
 namespace ebf::pbp {
@@ -43,28 +44,40 @@ std::string CcdOverwriteQuestion(const std::string& outputPath) {
 }
 
 std::string ReadDiscImageLayout(File& package, const std::string& displayPath, DiscImageLayout& out,
-                                bool keepBlocksPastEnd) {
+                                bool keepBlocksPastEnd, int disc) {
   out = DiscImageLayout{};
   out.fileSize = package.Size();
   auto psar = ReadLe32At(package, kPsarOffsetPos);
   if (!psar) return kPsarHeaderNotFound;
   out.psar = *psar;
-  std::array<uint8_t, kPsarMagicSize> magic{};
-  if (!package.Seek(out.psar) || !package.ReadExact(magic) ||
-      std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) != 0)
-    return kPsarHeaderNotFound;
+  out.section = out.psar;
+  out.disc = disc;
+  if (HasTitleHeader(package, out.psar)) {
+    const DiscTable table = ReadDiscTable(package, out.psar);
+    if (!table.error.empty()) return DiscTableMessage(displayPath, table.error);
+    out.discCount = static_cast<int>(table.discs.size());
+    if (disc < 1 || disc > out.discCount)
+      return NoSuchDiscMessage(displayPath, out.discCount, disc);
+    out.section = table.discs[static_cast<std::size_t>(disc - 1)].start;
+  } else {
+    std::array<uint8_t, kPsarMagicSize> magic{};
+    if (!package.Seek(out.psar) || !package.ReadExact(magic) ||
+        std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) != 0)
+      return kPsarHeaderNotFound;
+    if (disc != 1) return NoSuchDiscMessage(displayPath, 1, disc);
+  }
 
-  const uint64_t dataStart = out.psar + kPsarBlockDataPos;
+  const uint64_t dataStart = out.section + kPsarBlockDataPos;
   if (dataStart > out.fileSize)
     return "The EBOOT \"" + displayPath + "\" is cut short: its disc image index ends at byte " +
            std::to_string(dataStart) + ", beyond the end of the file (" +
            std::to_string(out.fileSize) + " bytes).";
 
-  if (!package.Seek(out.psar + kPsarTocPos) || !package.ReadExact(out.toc))
+  if (!package.Seek(out.section + kPsarTocPos) || !package.ReadExact(out.toc))
     return kPsarHeaderNotFound;
 
   Bytes index(kPsarBlockDataPos - kPsarIndexPos);
-  if (!package.Seek(out.psar + kPsarIndexPos) || !package.ReadExact(index))
+  if (!package.Seek(out.section + kPsarIndexPos) || !package.ReadExact(index))
     return "The EBOOT \"" + displayPath + "\" could not be read: " + package.LastError();
   for (uint64_t slot = 0; slot < kIndexSlots; ++slot) {
     const uint8_t* e = index.data() + slot * kIndexEntrySize;
@@ -79,6 +92,17 @@ std::string ReadDiscImageLayout(File& package, const std::string& displayPath, D
     out.blocks.push_back(b);
   }
   return {};
+}
+
+std::string NoSuchDiscMessage(const std::string& ebootPath, int discCount, int disc) {
+  return "The EBOOT \"" + ebootPath + "\" holds " +
+         (discCount == 1 ? std::string("one disc") : std::to_string(discCount) + " discs") +
+         "; there is no disc " + std::to_string(disc) + ".";
+}
+
+std::string DiscOutputPath(const std::string& outputPath, int disc) {
+  const std::string stem = WithoutExtension(outputPath);
+  return stem + " (Disc " + std::to_string(disc) + ")" + outputPath.substr(stem.size());
 }
 
 std::string BlockFailureText(BlockStatus status, uint64_t block, uint64_t fileOffset,
@@ -97,7 +121,7 @@ Outcome WriteSectors(File& in, const DiscImageLayout& layout,
   const uint64_t endSector = targets.back().first + targets.back().count;
   const uint64_t n = std::min<uint64_t>(layout.blocks.size(),
                                         (endSector + kSectorsPerBlock - 1) / kSectorsPerBlock);
-  BlockReader reader(in, layout.fileSize, layout.psar);
+  BlockReader reader(in, layout.fileSize, layout.section);
   Bytes block(kBlockSize, 0);
   std::size_t target = 0;
   auto out = std::make_unique<File>();
@@ -158,13 +182,13 @@ Outcome WriteSectors(File& in, const DiscImageLayout& layout,
 
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         CancelToken& cancel, const std::string& noteFolder) {
+                         CancelToken& cancel, const std::string& noteFolder, int disc) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
 
   DiscImageLayout layout;
-  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty())
+  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout, false, disc); !err.empty())
     return Outcome::Failed(err);
   // The output replaces what is there; it must never be the package itself.
   std::error_code ec;
@@ -182,13 +206,14 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
   // extraction touches none of the user's files.
   StagedFiles staged(noteFolder);
   const std::string temp = staged.Add(outputPath);
-  std::vector<TocOutput> tocs = TocOutputs(layout.toc, outputPath, conversionLayout, tocSetting);
+  std::vector<TocOutput> tocs =
+      TocOutputs(layout.toc, outputPath, conversionLayout, tocSetting, disc);
   std::vector<std::string> tocTemps;
   for (const TocOutput& t : tocs) tocTemps.push_back(staged.Add(t.path));
   if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
   Stage stage(progress, "Extracting ISO...");
-  Outcome result = WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}},
-                                progress, cancel);
+  Outcome result =
+      WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}}, progress, cancel);
   if (!result.succeeded()) return result;
   for (std::size_t i = 0; i < tocs.size(); ++i) {
     File f(tocTemps[i], File::Mode::Write);
@@ -197,6 +222,22 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
   }
   if (std::string err = staged.Commit(); !err.empty()) return Outcome::Failed(err);
   stage.Done();
+  return Outcome::Success();
+}
+
+Outcome ExtractEveryDisc(const std::string& ebootPath, const std::string& outputPath,
+                         int tocSetting, Progress& progress, CancelToken& cancel,
+                         const std::string& noteFolder) {
+  const int discs = PackageDiscCount(ebootPath);
+  if (discs == 1)
+    return ExtractDiscImage(ebootPath, outputPath, false, tocSetting, progress, cancel, noteFolder);
+  for (int disc = 1; disc <= discs; ++disc) {
+    Stage stage(progress, "", 1.0 / discs);
+    Outcome done = ExtractDiscImage(ebootPath, DiscOutputPath(outputPath, disc), false, tocSetting,
+                                    progress, cancel, noteFolder, disc);
+    if (!done.succeeded()) return done.Within("Disc " + std::to_string(disc));
+    stage.Done();
+  }
   return Outcome::Success();
 }
 

@@ -47,22 +47,35 @@ struct BlockRef {
   bool stored() const { return length == kBlockSize; }
 };
 
-// What the disc-image header of an open package says, checked against the file's size.
+// What the disc-image header of one disc of an open package says, checked against the
+// file's size.
 struct DiscImageLayout {
   uint64_t fileSize = 0;
-  uint64_t psar = 0;  // DATA.PSAR offset
+  uint64_t psar = 0;     // DATA.PSAR offset
+  uint64_t section = 0;  // the disc's own section: DATA.PSAR itself in a package of one disc
+  int disc = 1;          // which disc, from 1
+  int discCount = 1;     // how many the package holds
   TocArea toc{};
   std::vector<BlockRef> blocks;  // every used index slot, in index order
 };
 
-// Reads the DATA.PSAR offset, checks the magic, and scans the whole block index (a slot
-// with offset and length both 0 is skipped, later slots are still read). Returns "" or a
-// message: kPsarHeaderNotFound, or a sentence naming `displayPath` and what is wrong
-// (index cut short, a block that starts past the end of the file).
+// Reads the DATA.PSAR offset, finds disc `disc` (1 for a package of one disc; through the
+// title header's table for several), checks its magic, and scans its whole block index (a
+// slot with offset and length both 0 is skipped, later slots are still read). Returns "" or
+// a message: kPsarHeaderNotFound, the table's problem (DiscTableMessage), a disc the
+// package does not hold, or a sentence naming `displayPath` and what is wrong (index cut
+// short, a block that starts past the end of the file).
 // With `keepBlocksPastEnd` such blocks are kept instead (they read as zeros), for a check
 // that names every damaged block.
 std::string ReadDiscImageLayout(File& package, const std::string& displayPath, DiscImageLayout& out,
-                                bool keepBlocksPastEnd = false);
+                                bool keepBlocksPastEnd = false, int disc = 1);
+
+// "The EBOOT "x" holds 2 discs; there is no disc 3."
+std::string NoSuchDiscMessage(const std::string& ebootPath, int discCount, int disc);
+
+// Where disc N of a package of several goes when the user named one output:
+// "dir/Game.iso" gives "dir/Game (Disc 2).iso", "dir/Game" gives "dir/Game (Disc 2)".
+std::string DiscOutputPath(const std::string& outputPath, int disc);
 
 // One output file of an extraction: `count` sectors from sector `first` of the image.
 // Targets follow one another without gaps, the first at sector 0.
@@ -80,17 +93,24 @@ Outcome WriteSectors(File& package, const DiscImageLayout& layout,
                      const std::vector<SectorTarget>& targets, Progress& progress,
                      CancelToken& cancel);
 
-// Extracts the disc image to outputPath; with conversionLayout the TOC file is ISO.TOC
-// beside the output. tocSetting is eboot_toc_extract (0 none, 1 TOC file, 2 CCD file).
-// The image and its TOC files are written under temporary names and renamed together when
-// all are complete; on every other way out nothing of the run is left. With a note folder
-// (the work folder's Temp) the temporary names are noted there first, so that the next
-// start removes them should the program be killed. Cancel is honoured every 32 blocks.
-// Failures: the messages above (kInflateFailed followed by the block and its offset), the
-// out-of-space text, or a message about a damaged package or an output that cannot be
+// Extracts disc `disc` (from 1) to outputPath; with conversionLayout the TOC file is ISO.TOC
+// beside the output (ISO2.TOC ... for later discs). tocSetting is eboot_toc_extract (0 none,
+// 1 TOC file, 2 CCD file). The image and its TOC files are written under temporary names and
+// renamed together when all are complete; on every other way out nothing of the run is left.
+// With a note folder (the work folder's Temp) the temporary names are noted there first, so
+// that the next start removes them should the program be killed. Cancel is honoured every 32
+// blocks. Failures: the messages above (kInflateFailed followed by the block and its offset),
+// the out-of-space text, or a message about a damaged package or an output that cannot be
 // written.
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         CancelToken& cancel, const std::string& noteFolder = {});
+                         CancelToken& cancel, const std::string& noteFolder = {}, int disc = 1);
+
+// Every disc of the package as ExtractDiscImage writes it: a package of one disc to
+// outputPath, each disc of several to DiscOutputPath(outputPath, N) with its TOC files
+// named after that. A failure says which disc; the discs written before it stay.
+Outcome ExtractEveryDisc(const std::string& ebootPath, const std::string& outputPath,
+                         int tocSetting, Progress& progress, CancelToken& cancel,
+                         const std::string& noteFolder = {});
 
 }  // namespace ebf::pbp

@@ -18,6 +18,18 @@ struct TrackInfo {
   int minute = 0, second = 0, frame = 0;  // absolute start (PMin, PSec, PFrame)
 };
 
+// One disc of a package of several.
+struct DiscInfo {
+  int number = 0;        // from 1
+  std::string gameId;    // from its own section, "SLUS00594"
+  uint32_t sectors = 0;  // its length as its TOC gives it, never beyond its blocks
+  uint64_t blocks = 0;
+  uint64_t compressedBlocks = 0;
+  uint64_t compressedSize = 0;  // bytes of its block data
+  std::vector<TrackInfo> tracks;
+  std::string problem;  // why its index or TOC could not be read ("" when they were)
+};
+
 struct EbootInfo {
   std::string title, gameId, saveName;
   uint64_t fileSize = 0;
@@ -29,11 +41,14 @@ struct EbootInfo {
   uint64_t bootPngSize = 0;
   std::vector<TrackInfo> tracks;
   // Why the block index and the TOC could not be read ("" when they were); the rest of
-  // the description stands.
+  // the description stands. Blocks, tracks and this are disc 1's in a package of several.
   std::string discImageProblem;
   // The sentence that says a patch journal left beside the package was rolled back ("" when
   // there was none).
   std::string recovered;
+  // Every disc, when DATA.PSAR starts with a title header (a package of several discs);
+  // empty for a package of one.
+  std::vector<DiscInfo> discs;
 };
 
 // "" and the description, or the message of the window's inspection for a package it

@@ -6,6 +6,7 @@
 #include "common/ansi.h"
 #include "common/bytes.h"
 #include "common/files.h"
+#include "pbp/disc_table.h"
 #include "pbp/psar.h"
 #include "pbp/sfo.h"
 
@@ -52,11 +53,27 @@ Inspection ReadInspection(File& in, const std::string& ebootPath) {
   }
   r.header = *header;
   const uint64_t psar = r.header.psarOffset();
-  std::array<uint8_t, kPsarMagicSize> magic{};
-  if (!in.Seek(psar) || !in.ReadExact(magic) ||
-      std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) != 0) {
-    r.message = kEbootNotValid;
-    return r;
+  // A package of several discs: its title and save name are disc 1's, its start data comes
+  // after the last disc.
+  DiscTable table;
+  if (HasTitleHeader(in, psar)) {
+    table = ReadDiscTable(in, psar);
+    if (!table.error.empty()) {
+      r.message = DiscTableMessage(ebootPath, table.error);
+      return r;
+    }
+    if (table.startData == 0) {
+      r.message = Damaged(ebootPath, "its start data block cannot be found after its last disc.");
+      return r;
+    }
+    r.discCount = static_cast<int>(table.discs.size());
+  } else {
+    std::array<uint8_t, kPsarMagicSize> magic{};
+    if (!in.Seek(psar) || !in.ReadExact(magic) ||
+        std::memcmp(magic.data(), kPsarMagic.data(), kPsarMagicSize) != 0) {
+      r.message = kEbootNotValid;
+      return r;
+    }
   }
   for (int i = 0; i < kSectionCount; ++i) {
     if (r.header.offsets[i] > r.fileSize) {
@@ -67,7 +84,7 @@ Inspection ReadInspection(File& in, const std::string& ebootPath) {
       return r;
     }
   }
-  auto start = FindStartData(in);
+  auto start = table.titled ? std::optional<uint64_t>(table.startData) : FindStartData(in);
   if (!start || *start + kStartDataAssumedHeaderSize > r.fileSize) {
     r.message =
         Damaged(ebootPath, "its start data block (at byte " +
@@ -88,7 +105,8 @@ Inspection ReadInspection(File& in, const std::string& ebootPath) {
   SfoFields sfo = ReadSfoFields(in, r.header.offsets[kParamSfo]);
   r.title = sfo.title;
   r.gameId = sfo.discId;
-  r.saveName = ReadTextField(in, psar + kPsarSaveNamePos, kPsarSaveNameSize);
+  const uint64_t section = table.titled ? table.discs[0].start : psar;
+  r.saveName = ReadTextField(in, section + kPsarSaveNamePos, kPsarSaveNameSize);
   return r;
 }
 
@@ -117,7 +135,8 @@ Inspection InspectEboot(const std::string& ebootPath, const std::string& tempFol
   bool stopped = false;
   auto copy = [&](uint64_t start, uint64_t end, const std::string& name) {
     if (!stopped)
-      stopped = ReadSectionToFile(start, end, tempFolder + name, in, questions) == CopyOutcome::Stopped;
+      stopped =
+          ReadSectionToFile(start, end, tempFolder + name, in, questions) == CopyOutcome::Stopped;
   };
   for (int i = 0; i < kLeadingSectionCount; ++i)
     copy(r.header.SectionStart(i), r.header.offsets[i + 1], kSectionFileNames[i]);

@@ -53,7 +53,8 @@ struct Inspection {
   std::string message;
   std::string title;     // from PARAM.SFO, UTF-8
   std::string gameId;    // the 9-byte disc ID of PARAM.SFO
-  std::string saveName;  // 128 bytes at DATA.PSAR + 0x122C
+  std::string saveName;  // 128 bytes at DATA.PSAR + 0x122C (disc 1's section + 0x122C)
+  int discCount = 1;
   PbpHeader header;
   uint64_t fileSize = 0;
   uint64_t startData = 0;  // absolute offset of the start-data block
@@ -62,7 +63,8 @@ struct Inspection {
 
 // The inspection's checks and reads, writing nothing: a package the inspection refuses is
 // refused here with the same message, and a package it opens is opened here. The disc
-// image's block index is not read (the inspection does not need it).
+// image's block index is not read (the inspection does not need it), but the disc table of
+// a package of several discs is read whole: a package whose table is damaged is refused.
 Inspection ReadInspection(File& package, const std::string& ebootPath);
 
 // tempFolder ends in the separator; it is created when missing and marked hidden. The

@@ -9,8 +9,10 @@ namespace ebf::pbp {
 
 // "" when the file holds a whole package: a PBP header whose section offsets climb and lie
 // inside the file, a disc-image header, every indexed block inside the file and before the
-// start-data block, and the start-data block's header inside the file. Otherwise a message
-// naming the file and what is wrong.
+// start-data block, and the start-data block's header inside the file. A package of several
+// discs: its disc table read whole, and each disc's blocks inside the file and before the
+// next section (or, after the last, the start-data block, found through the table).
+// Otherwise a message naming the file and what is wrong.
 std::string CheckWrittenPackage(const std::string& path);
 
 }  // namespace ebf::pbp

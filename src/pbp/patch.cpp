@@ -10,6 +10,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
@@ -20,7 +21,7 @@ namespace ebf::pbp {
 namespace {
 
 constexpr std::size_t kZeroChunk = 32768;
-// The header fields the patch writes lie within this much of DATA.PSAR's start.
+// The header fields the patch writes lie within this much of a disc section's start.
 constexpr uint64_t kHeaderFieldsEnd = kPsarSaveNamePos + kPsarSaveNameSize;
 
 std::string CannotRead(const std::string& path) {
@@ -105,8 +106,8 @@ struct StartData {
   uint64_t oldPng = 0;  // boot picture length field
 };
 
-std::string LocateStartData(File& f, const std::string& path, uint64_t fileSize, StartData& sd) {
-  auto s = FindStartData(f);
+std::string LocateStartData(File& f, const std::string& path, uint64_t fileSize,
+                            std::optional<uint64_t> s, StartData& sd) {
   if (!s || !RangeFits(*s, kStartDataPngLengthPos + 4, fileSize))
     return Damaged(path, "its start data block lies beyond the end of the file.");
   sd.s = *s;
@@ -118,17 +119,73 @@ std::string LocateStartData(File& f, const std::string& path, uint64_t fileSize,
   return {};
 }
 
-// Steps 5-7 of both patches: header fields, then gameboot and START.DAT at S + H.
-bool WriteHeaderArea(Steps& steps, File& f, uint64_t psar, const StartData& sd,
-                     uint64_t gamebootLength, const EbootJob& job, const std::string& startDat) {
-  if (!steps.WriteAt(psar + kPsarSaveNamePos, SaveNameField(job.saveName))) return false;
-  if (!steps.WriteAt(psar + kPsarDiscIdPos, UnderscoredIdField(job.gameId))) return false;
-  if (job.toc && !steps.WriteAt(psar + kPsarTocPos, PackageToc(*job.toc))) return false;
+// Where a patch writes: the header of every disc section (the one at DATA.PSAR, or those a
+// title header lists) and the start-data block.
+struct Target {
+  uint64_t psar = 0;
+  bool titled = false;
+  std::vector<uint64_t> sections;  // disc order
+  StartData sd;
+};
+
+std::string LocateTarget(File& f, const std::string& path, uint64_t fileSize, uint64_t psar,
+                         Target& t) {
+  t.psar = psar;
+  if (!HasTitleHeader(f, psar)) {
+    if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
+      return Damaged(path, "its disc image header is cut short.");
+    t.sections = {psar};
+    return LocateStartData(f, path, fileSize, FindStartData(f), t.sd);
+  }
+  // The table has checked every section against the file, and STARTDAT after their data.
+  t.titled = true;
+  const DiscTable table = ReadDiscTable(f, psar);
+  if (!table.error.empty()) return DiscTableMessage(path, table.error);
+  if (table.startData == 0)
+    return Damaged(path, "its start data block cannot be found after its last disc.");
+  for (const DiscSection& d : table.discs) t.sections.push_back(d.start);
+  return LocateStartData(f, path, fileSize, table.startData, t.sd);
+}
+
+// Steps 5-7 of both patches: header fields, then gameboot and START.DAT at S + H. Every disc
+// takes the save name; the ID goes to disc 1 (later discs keep their own) and the title
+// header. A package of several discs keeps the TOCs its discs came with.
+bool WriteHeaderArea(Steps& steps, File& f, const Target& t, uint64_t gamebootLength,
+                     const EbootJob& job, const std::string& startDat) {
+  const StartData& sd = t.sd;
+  for (std::size_t i = 0; i < t.sections.size(); ++i) {
+    if (!steps.WriteAt(t.sections[i] + kPsarSaveNamePos, SaveNameField(job.saveName))) return false;
+    if (i == 0 && !steps.WriteAt(t.sections[i] + kPsarDiscIdPos, UnderscoredIdField(job.gameId)))
+      return false;
+  }
+  if (t.titled && !steps.WriteAt(t.psar + kTitleIdFieldPos, UnderscoredIdField(job.gameId)))
+    return false;
+  if (job.toc && !t.titled && !steps.WriteAt(t.psar + kPsarTocPos, PackageToc(*job.toc)))
+    return false;
   std::array<uint8_t, 4> len{};
   StoreLe32(len.data(), static_cast<uint32_t>(gamebootLength));
   if (!steps.WriteAt(sd.s + kStartDataPngLengthPos, len)) return false;
   if (!steps.Check(f.Seek(sd.s + sd.h))) return false;
   return steps.Append(job.gameboot) && steps.Append(startDat);
+}
+
+// The spans of one disc's image, block after block (see PalFixSpans).
+void AddPalFixSpans(File& package, const DiscImageLayout& layout, std::vector<FileSpan>& spans) {
+  const uint64_t dataStart = layout.section + kPsarBlockDataPos;
+  for (const BlockRef& b : layout.blocks) {
+    const uint64_t pos = dataStart + b.offset;
+    uint64_t from = pos;
+    if (!b.stored()) {
+      // Only a stored-mode stream holds the block's bytes as they are, after its head.
+      std::array<uint8_t, kStoredHeadSize> head{};
+      if ((b.length & 0xFFFF) != kStoredBlockStreamSize || !package.Seek(pos) ||
+          !package.ReadExact(head) || head != kStoredBlockHead)
+        continue;
+      from = pos + kStoredHeadSize;
+    }
+    if (from >= layout.fileSize) continue;
+    spans.push_back({from, std::min<uint64_t>(kBlockSize, layout.fileSize - from)});
+  }
 }
 
 }  // namespace
@@ -154,28 +211,22 @@ std::string CheckEbootForJob(const std::string& ebootPath) {
   if (!size || *size < kPbpHeaderSize) return kEbootTooSmall;
   File f(ebootPath, File::Mode::Read);
   auto psar = f ? ReadLe32At(f, kPsarOffsetPos) : std::nullopt;
-  if (!psar || !HasPsarMagic(f, *psar)) return kEbootNotValid;
+  if (!psar) return kEbootNotValid;
+  if (HasTitleHeader(f, *psar)) {
+    const DiscTable table = ReadDiscTable(f, *psar);
+    return table.error.empty() ? std::string() : DiscTableMessage(ebootPath, table.error);
+  }
+  if (!HasPsarMagic(f, *psar)) return kEbootNotValid;
   return {};
 }
 
 std::optional<std::vector<FileSpan>> PalFixSpans(File& package) {
-  DiscImageLayout layout;
-  if (!ReadDiscImageLayout(package, package.path(), layout).empty()) return std::nullopt;
-  const uint64_t dataStart = layout.psar + kPsarBlockDataPos;
   std::vector<FileSpan> spans;
-  for (const BlockRef& b : layout.blocks) {
-    const uint64_t pos = dataStart + b.offset;
-    uint64_t from = pos;
-    if (!b.stored()) {
-      // Only a stored-mode stream holds the block's bytes as they are, after its head.
-      std::array<uint8_t, kStoredHeadSize> head{};
-      if ((b.length & 0xFFFF) != kStoredBlockStreamSize || !package.Seek(pos) ||
-          !package.ReadExact(head) || head != kStoredBlockHead)
-        continue;
-      from = pos + kStoredHeadSize;
-    }
-    if (from >= layout.fileSize) continue;
-    spans.push_back({from, std::min<uint64_t>(kBlockSize, layout.fileSize - from)});
+  DiscImageLayout layout;
+  for (int disc = 1; disc == 1 || disc <= layout.discCount; ++disc) {
+    if (!ReadDiscImageLayout(package, package.path(), layout, false, disc).empty())
+      return std::nullopt;
+    AddPalFixSpans(package, layout, spans);
   }
   return spans;
 }
@@ -209,7 +260,8 @@ Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempF
   std::vector<uint64_t> len;
   if (std::string e = Lengths(leading, len); !e.empty()) return Outcome::Failed(e);
   std::vector<uint64_t> tailLen;
-  if (std::string e = Lengths({job.gameboot, startDat}, tailLen); !e.empty()) return Outcome::Failed(e);
+  if (std::string e = Lengths({job.gameboot, startDat}, tailLen); !e.empty())
+    return Outcome::Failed(e);
 
   Bytes sfo;
   if (!ReadWholeFile(sfoPath, sfo)) return Outcome::Failed(CannotRead(sfoPath));
@@ -224,22 +276,26 @@ Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempF
   uint64_t leadingEnd = kPbpHeaderSize;
   for (uint64_t n : len) leadingEnd += n;
   if (leadingEnd > psar)
-    return Outcome::Failed("The custom files do not fit before the disc image of \"" +
-                           ebootPath + "\"; the EBOOT has to be reconstructed.");
-  if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
-    return Outcome::Failed(Damaged(ebootPath, "its disc image header is cut short."));
-  StartData sd;
-  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return Outcome::Failed(e);
-  if (sd.s < psar + kHeaderFieldsEnd)
-    return Outcome::Failed(Damaged(ebootPath, "its start data block lies inside the disc image header."));
-
-  // Everything the patch may overwrite: header and leading sections, the disc image's
-  // header fields, the start-data block to the end (the file may grow past it).
-  PatchJournal journal(ebootPath, tempFolder);
-  if (std::string e =
-          journal.Begin(f, {{0, psar}, {psar, kHeaderFieldsEnd}, {sd.s, fileSize - sd.s}});
-      !e.empty())
+    return Outcome::Failed("The custom files do not fit before the disc image of \"" + ebootPath +
+                           "\"; the EBOOT has to be reconstructed.");
+  Target target;
+  if (std::string e = LocateTarget(f, ebootPath, fileSize, psar, target); !e.empty())
     return Outcome::Failed(e);
+  const StartData& sd = target.sd;
+  for (uint64_t section : target.sections)
+    if (sd.s < section + kHeaderFieldsEnd)
+      return Outcome::Failed(
+          Damaged(ebootPath, "its start data block lies inside the disc image header."));
+
+  // Everything the patch may overwrite: header and leading sections, each disc's header
+  // fields (and the title header's ID), the start-data block to the end (the file may grow
+  // past it).
+  std::vector<FileSpan> regions = {{0, psar}};
+  for (uint64_t section : target.sections) regions.push_back({section, kHeaderFieldsEnd});
+  if (target.titled) regions.push_back({psar + kTitleGameIdPos, kTitleGameIdSize});
+  regions.push_back({sd.s, fileSize - sd.s});
+  PatchJournal journal(ebootPath, tempFolder);
+  if (std::string e = journal.Begin(f, regions); !e.empty()) return Outcome::Failed(e);
   Steps steps(f, cancel);
   auto stop = [&]() -> Outcome {
     f.Close();
@@ -250,8 +306,7 @@ Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempF
     }
     return Outcome::Failed(
         "Writing to the EBOOT \"" + ebootPath + "\" failed: " + steps.failure() + ". " +
-        (undo.empty() ? std::string("Nothing was changed; the EBOOT is as it was before.")
-                      : undo));
+        (undo.empty() ? std::string("Nothing was changed; the EBOOT is as it was before.") : undo));
   };
   // The first seven offsets; DATA.PSAR's stays where it is.
   std::array<uint8_t, 4 * kSectionCount> offsets{};
@@ -268,7 +323,7 @@ Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempF
   uint64_t pos = f.Tell();
   if (pos < psar && !steps.Zeros(psar - pos)) return stop();
 
-  if (!WriteHeaderArea(steps, f, psar, sd, tailLen[0], job, startDat)) return stop();
+  if (!WriteHeaderArea(steps, f, target, tailLen[0], job, startDat)) return stop();
   pos = f.Tell();
   const uint64_t length = f.Size();
   // One byte more than the gap: the file grows by one byte, as packages patched so far did.
@@ -295,10 +350,10 @@ Outcome PatchConvertedEboot(const std::string& ebootPath, const std::string& tem
                            "\" could not be opened for writing: " + f.LastError());
   const uint64_t fileSize = f.Size();
   const uint64_t psar = *ReadLe32At(f, kPsarOffsetPos);
-  if (!RangeFits(psar, kHeaderFieldsEnd, fileSize))
-    return Outcome::Failed(Damaged(ebootPath, "its disc image header is cut short."));
-  StartData sd;
-  if (std::string e = LocateStartData(f, ebootPath, fileSize, sd); !e.empty()) return Outcome::Failed(e);
+  Target target;
+  if (std::string e = LocateTarget(f, ebootPath, fileSize, psar, target); !e.empty())
+    return Outcome::Failed(e);
+  const StartData& sd = target.sd;
   const uint64_t tailStart = sd.s + sd.h + sd.oldPng;
   if (tailStart > fileSize)
     return Outcome::Failed(Damaged(ebootPath, "its boot picture runs past the end of the file."));
@@ -307,13 +362,13 @@ Outcome PatchConvertedEboot(const std::string& ebootPath, const std::string& tem
   if (ReadSectionToFile(tailStart, fileSize, startDat, f, questions) == CopyOutcome::Stopped)
     return Outcome::Declined();
   Steps steps(f, cancel);
-  if (!WriteHeaderArea(steps, f, psar, sd, len[0], job, startDat) || !steps.Check(f.Close())) {
+  if (!WriteHeaderArea(steps, f, target, len[0], job, startDat) || !steps.Check(f.Close())) {
     if (steps.cancelled()) {
       cancel.Take();
       return Outcome::Cancelled();
     }
-    return Outcome::Failed("The EBOOT \"" + ebootPath + "\" could not be written: " +
-                           steps.failure() + ".");
+    return Outcome::Failed("The EBOOT \"" + ebootPath +
+                           "\" could not be written: " + steps.failure() + ".");
   }
   return Outcome::Success();
 }

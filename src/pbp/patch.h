@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "common/bytes.h"
-#include "common/file_io.h"
 #include "common/cancel.h"
+#include "common/file_io.h"
 #include "common/outcome.h"
 #include "common/questions.h"
 #include "pbp/psar.h"
@@ -32,16 +32,19 @@ struct EbootJob {
 Bytes SaveNameField(const std::string& saveName);
 // "ABCD_12345": the first four characters, "_", the rest; ANSI, cut or zero-filled to 10.
 Bytes UnderscoredIdField(const std::string& gameId);
+// Where that field goes in the title header of a package of several discs: after the
+// leading "_" of its ID, as at kPsarDiscIdPos in a disc section.
+inline constexpr uint64_t kTitleIdFieldPos = kTitleGameIdPos + 1;
 
-// The driver's checks before a package job: at least 40 bytes and "PSISOIMG" at DATA.PSAR.
-// Returns "" or the message to show.
+// The driver's checks before a package job: at least 40 bytes and "PSISOIMG" at DATA.PSAR,
+// or a title header whose table of discs reads whole. Returns "" or the message to show.
 std::string CheckEbootForJob(const std::string& ebootPath);
 
-// Where the PAL -> NTSC fix looks in a package: the disc image's bytes where the package
-// holds them as they are, block after block (raw stored blocks, and the stored-mode deflate
-// streams that level 0 writes, without their 5-byte heads). Compressed blocks cannot be
-// patched and are left out, as are the header, the sections and the disc-image header and
-// index. nullopt when the disc-image index cannot be read.
+// Where the PAL -> NTSC fix looks in a package: the disc images' bytes where the package
+// holds them as they are, disc after disc and block after block (raw stored blocks, and the
+// stored-mode deflate streams that level 0 writes, without their 5-byte heads). Compressed blocks
+// cannot be patched and are left out, as are the header, the sections and the disc-image header and
+// index. nullopt when a disc's index cannot be read.
 std::optional<std::vector<FileSpan>> PalFixSpans(File& package);
 
 // Room test: the five menu assets (not the gameboot) against the space between the
@@ -60,7 +63,9 @@ std::string MeasureRoom(const std::string& ebootPath, const std::string& tempFol
 // header and the gap up to DATA.PSAR is zero-filled. Then the header area is patched and
 // the gameboot and START.DAT are written at the start-data block; when that comes out
 // shorter than the file, zeros are written to one byte past the old end (so the file
-// grows by one byte each such time, as it always has). The bytes the patch overwrites are
+// grows by one byte each such time, as it always has). In a package of several discs every
+// disc section takes the save name, disc 1's and the title header's ID fields the ID, and
+// the start-data block is the one after the last disc. The bytes the patch overwrites are
 // journalled first (pbp/patch_journal.h): a write error or a cancel puts them all back
 // (never a question whether to go on), a crash leaves the journal for the next start.
 // Nothing is written when the checks before the first write fail.
@@ -69,9 +74,10 @@ Outcome PatchEbootInPlace(const std::string& ebootPath, const std::string& tempF
 
 // The header-area patch applied to the package the converter has just written: save name,
 // underscored ID, TOC (when the job holds one), and the gameboot in place of the boot
-// picture. The converter's start data after the old picture is saved to Temp/START.DAT
-// first and written back after the new one; the user is asked whether to go on when that
-// copy fails (Declined when not).
+// picture. A package of several discs gets the fields as PatchEbootInPlace writes them and
+// keeps the TOCs the converter wrote for its discs. The converter's start data after the old
+// picture is saved to Temp/START.DAT first and written back after the new one; the user is asked
+// whether to go on when that copy fails (Declined when not).
 Outcome PatchConvertedEboot(const std::string& ebootPath, const std::string& tempFolder,
                             const EbootJob& job, Questions& questions, CancelToken& cancel);
 

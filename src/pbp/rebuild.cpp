@@ -7,6 +7,7 @@
 #include "common/bytes.h"
 #include "common/files.h"
 #include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/inspect.h"
 #include "pbp/sfo.h"
 
@@ -59,25 +60,36 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
     return false;
   };
   auto failed = [&]() {
-    return Outcome::Failed("The new EBOOT \"" + destPath + "\" could not be written: " +
-                           failure + ". Nothing was left in its place.");
+    return Outcome::Failed("The new EBOOT \"" + destPath + "\" could not be written: " + failure +
+                           ". Nothing was left in its place.");
   };
 
   // Check the source and every input before the destination is touched.
   File src(sourcePath, File::Mode::Read);
-  if (!src) return Outcome::Failed("The EBOOT \"" + sourcePath + "\" could not be read: " + src.LastError());
+  if (!src)
+    return Outcome::Failed("The EBOOT \"" + sourcePath +
+                           "\" could not be read: " + src.LastError());
   const uint64_t srcSize = src.Size();
   auto psar = ReadLe32At(src, kPsarOffsetPos);
-  auto start = FindStartData(src);
+  // A package of several discs is carried over whole; each disc's fields are patched where
+  // its section lies, and the start data comes after the last disc.
+  DiscTable table;
+  if (psar && HasTitleHeader(src, *psar)) {
+    table = ReadDiscTable(src, *psar);
+    if (!table.error.empty()) return Outcome::Failed(DiscTableMessage(sourcePath, table.error));
+  }
+  auto start = table.titled ? std::optional<uint64_t>(table.startData) : FindStartData(src);
+  if (table.titled && table.startData == 0) start.reset();
   if (!psar || !start || !RangeFits(*start, kStartDataPngLengthPos + 4, srcSize))
     return Outcome::Failed("The EBOOT \"" + sourcePath +
-           "\" is damaged: its start data block lies beyond the "
-           "end of the file.");
+                           "\" is damaged: its start data block lies beyond the "
+                           "end of the file.");
   const uint64_t s = *start;
   const uint64_t h = *ReadLe32At(src, s + kStartDataHeaderSizePos);
   const uint64_t copyEnd = s + h;
   if (copyEnd > srcSize || !RangeFits(*psar, kCopyBufferSize, copyEnd))
-    return Outcome::Failed("The EBOOT \"" + sourcePath + "\" is damaged: its disc image does not fit the file.");
+    return Outcome::Failed("The EBOOT \"" + sourcePath +
+                           "\" is damaged: its disc image does not fit the file.");
 
   const std::string sfoPath = tempFolder + kSectionFileNames[kParamSfo];
   const std::string basePsp = tempFolder + kSectionFileNames[kDataPsp];
@@ -95,9 +107,11 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
   }
   auto gamebootSize = FileSize(job.gameboot);
   if (!gamebootSize || !FileExists(startDat))
-    return Outcome::Failed("The file \"" + (gamebootSize ? startDat : job.gameboot) + "\" could not be read.");
+    return Outcome::Failed("The file \"" + (gamebootSize ? startDat : job.gameboot) +
+                           "\" could not be read.");
   Bytes sfo;
-  if (!ReadWholeFile(sfoPath, sfo)) return Outcome::Failed("The file \"" + sfoPath + "\" could not be read.");
+  if (!ReadWholeFile(sfoPath, sfo))
+    return Outcome::Failed("The file \"" + sfoPath + "\" could not be read.");
   if (std::string e = PatchSfo(sfo, job.title, job.gameId); !e.empty()) return Outcome::Failed(e);
 
   auto newHeader = HeaderForLengths(lengths);
@@ -120,10 +134,12 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
   // picture.
   std::vector<uint8_t> buf(kCopyBufferSize);
   if (!(src.Seek(*psar) && src.ReadExact(buf)) && !fail(src)) return failed();
-  Bytes saveName = SaveNameField(job.saveName);
-  std::copy(saveName.begin(), saveName.end(), buf.begin() + kPsarSaveNamePos);
-  Bytes id = UnderscoredIdField(job.gameId);
-  std::copy(id.begin(), id.end(), buf.begin() + kPsarDiscIdPos);
+  const Bytes saveName = SaveNameField(job.saveName);
+  const Bytes id = UnderscoredIdField(job.gameId);
+  if (!table.titled) {
+    std::copy(saveName.begin(), saveName.end(), buf.begin() + kPsarSaveNamePos);
+    std::copy(id.begin(), id.end(), buf.begin() + kPsarDiscIdPos);
+  }
   if (!dst.Write(buf) && !fail(dst)) return failed();
 
   uint64_t pos = *psar + kCopyBufferSize;
@@ -142,9 +158,21 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
   }
   src.Close();
 
+  // DATA.PSAR keeps its layout, so each section lies as far from it as before.
+  const uint64_t newPsar = newHeader->psarOffset();
+  for (std::size_t i = 0; i < table.discs.size(); ++i) {
+    const uint64_t section = newPsar + (table.discs[i].start - *psar);
+    if (!(dst.Seek(section + kPsarSaveNamePos) && dst.Write(saveName)) && !fail(dst))
+      return failed();
+    if (i == 0 && !(dst.Seek(section + kPsarDiscIdPos) && dst.Write(id)) && !fail(dst))
+      return failed();
+  }
+  if (table.titled && !(dst.Seek(newPsar + kTitleIdFieldPos) && dst.Write(id)) && !fail(dst))
+    return failed();
+
   // The start-data block keeps its place relative to DATA.PSAR (the offset at DATA.PSAR +
   // 12 was copied as it was), so it follows from the new header.
-  const uint64_t newStart = uint64_t{newHeader->psarOffset()} + (s - *psar);
+  const uint64_t newStart = newPsar + (s - *psar);
   std::array<uint8_t, 4> len{};
   StoreLe32(len.data(), static_cast<uint32_t>(*gamebootSize));
   if (!(dst.Seek(newStart + kStartDataPngLengthPos) && dst.Write(len)) && !fail(dst))
@@ -163,10 +191,10 @@ Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destP
   return Outcome::Success();
 }
 
-PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                          const std::string& workFolder, const EbootJob& job, Progress& progress,
-                          Questions& questions, CancelToken& cancel,
-                          const std::function<std::string(const std::string& partial)>& beforeRebuild) {
+PackageUpdate UpdateEboot(
+    const std::string& ebootPath, const std::string& tempFolder, const std::string& workFolder,
+    const EbootJob& job, Progress& progress, Questions& questions, CancelToken& cancel,
+    const std::function<std::string(const std::string& partial)>& beforeRebuild) {
   if (std::string e = CheckEbootForJob(ebootPath); !e.empty()) return {Outcome::Failed(e), {}};
   Room room;
   if (std::string e = MeasureRoom(ebootPath, tempFolder, job, room); !e.empty())
@@ -178,8 +206,7 @@ PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempF
   if (!dest || dest->empty()) return {Outcome::Declined(), {}};
   if (*dest == ebootPath) return {Outcome::Failed(kSameFileMessage), {}};
   if (beforeRebuild) {
-    if (std::string e = beforeRebuild(*dest + ".part"); !e.empty())
-      return {Outcome::Failed(e), {}};
+    if (std::string e = beforeRebuild(*dest + ".part"); !e.empty()) return {Outcome::Failed(e), {}};
   }
   Outcome made = ReconstructEboot(ebootPath, *dest, tempFolder, workFolder, job, progress, cancel);
   return {made, made.succeeded() ? *dest : std::string()};

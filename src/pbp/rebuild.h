@@ -26,11 +26,13 @@ inline constexpr const char* kRebuildDone = "Done :)";
 // Writes a new package at destPath: a fresh header and PARAM.SFO (patched), the five
 // assets and BASE.PSP from Temp, then the source's DATA.PSAR up to the boot picture with
 // the save name and underscored ID set in its first 32 KB, then the gameboot and
-// Temp/START.DAT. The source is only read. Cancel is honoured every 32 reads. The package
-// is written as destPath + ".part" and renamed when whole, so a cancel, a failure or a
-// crash never leaves a file under destPath. On success the caller shows "Done :)"; a write
-// error stops at once. A file named "null" in workFolder (where the slots put it) is
-// deleted on every way out.
+// Temp/START.DAT. A package of several discs is carried over whole (title header and every
+// disc section), each section taking the save name where it lies, disc 1's and the title
+// header's ID fields the ID, the start data after the last disc. The source is only read. Cancel is
+// honoured every 32 reads. The package is written as destPath + ".part" and renamed when whole, so
+// a cancel, a failure or a crash never leaves a file under destPath. On success the caller shows
+// "Done :)"; a write error stops at once. A file named "null" in workFolder (where the slots put
+// it) is deleted on every way out.
 Outcome ReconstructEboot(const std::string& sourcePath, const std::string& destPath,
                          const std::string& tempFolder, const std::string& workFolder,
                          const EbootJob& job, Progress& progress, CancelToken& cancel);
@@ -44,10 +46,9 @@ struct PackageUpdate {
 // gives up either), the rebuild. `beforeRebuild` is told the rebuild's temporary file
 // before anything is written to it; what it returns other than "" stops the job with that
 // message.
-PackageUpdate UpdateEboot(const std::string& ebootPath, const std::string& tempFolder,
-                          const std::string& workFolder, const EbootJob& job, Progress& progress,
-                          Questions& questions, CancelToken& cancel,
-                          const std::function<std::string(const std::string& partial)>& beforeRebuild =
-                              {});
+PackageUpdate UpdateEboot(
+    const std::string& ebootPath, const std::string& tempFolder, const std::string& workFolder,
+    const EbootJob& job, Progress& progress, Questions& questions, CancelToken& cancel,
+    const std::function<std::string(const std::string& partial)>& beforeRebuild = {});
 
 }  // namespace ebf::pbp

@@ -110,8 +110,12 @@ std::string FormatCcd(const std::vector<TocEntry>& entries) {
   return s;
 }
 
-std::string TocFilePath(const std::string& outputPath, bool conversionLayout) {
-  if (conversionLayout) return FolderOf(outputPath) + "ISO.TOC";
+std::string DiscTocFileName(int disc) {
+  return disc <= 1 ? "ISO.TOC" : "ISO" + std::to_string(disc) + ".TOC";
+}
+
+std::string TocFilePath(const std::string& outputPath, bool conversionLayout, int disc) {
+  if (conversionLayout) return FolderOf(outputPath) + DiscTocFileName(disc);
   return WithoutExtension(outputPath) + ".TOC";
 }
 
@@ -120,14 +124,14 @@ std::string CcdFilePath(const std::string& outputPath) {
 }
 
 std::vector<TocOutput> TocOutputs(const TocArea& area, const std::string& outputPath,
-                                  bool conversionLayout, int tocSetting) {
+                                  bool conversionLayout, int tocSetting, int disc) {
   std::vector<TocOutput> out;
   if (tocSetting <= kTocNone) return out;
   const std::vector<TocEntry> entries = UsedTocEntries(area);
   if (conversionLayout || tocSetting == kTocFile) {
     std::string raw;
     for (const TocEntry& e : entries) raw.append(e.begin(), e.end());
-    out.push_back({TocFilePath(outputPath, conversionLayout), std::move(raw)});
+    out.push_back({TocFilePath(outputPath, conversionLayout, disc), std::move(raw)});
   }
   if (tocSetting == kTocCcd) out.push_back({CcdFilePath(outputPath), FormatCcd(entries)});
   return out;

@@ -32,9 +32,13 @@ TocArea PackageToc(const TocArea& area);
 // The CloneCD text, CR LF line ends.
 std::string FormatCcd(const std::vector<TocEntry>& entries);
 
-// Where the files go: with the conversion layout, "ISO.TOC" in the output's folder;
-// otherwise the output path with ".TOC" / ".ccd" in place of its extension.
-std::string TocFilePath(const std::string& outputPath, bool conversionLayout);
+// The conversion layout's name for a disc's TOC file: "ISO.TOC" for disc 1, "ISO2.TOC" to
+// "ISO5.TOC" for the later discs of a game.
+std::string DiscTocFileName(int disc);
+
+// Where the files go: with the conversion layout, the disc's DiscTocFileName in the
+// output's folder; otherwise the output path with ".TOC" / ".ccd" in place of its extension.
+std::string TocFilePath(const std::string& outputPath, bool conversionLayout, int disc = 1);
 std::string CcdFilePath(const std::string& outputPath);
 
 // The TOC file and/or the CCD file the setting and the conversion layout ask for (none when
@@ -45,6 +49,6 @@ struct TocOutput {
   std::string bytes;
 };
 std::vector<TocOutput> TocOutputs(const TocArea& area, const std::string& outputPath,
-                                  bool conversionLayout, int tocSetting);
+                                  bool conversionLayout, int tocSetting, int disc = 1);
 
 }  // namespace ebf::pbp

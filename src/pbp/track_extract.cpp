@@ -50,12 +50,14 @@ bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, S
 }  // namespace
 
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                      Progress& progress, CancelToken& cancel, const std::string& noteFolder) {
+                      Progress& progress, CancelToken& cancel, const std::string& noteFolder,
+                      int discNumber) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
   DiscImageLayout layout;
-  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout); !err.empty()) return Outcome::Failed(err);
+  if (std::string err = ReadDiscImageLayout(in, ebootPath, layout, false, discNumber); !err.empty())
+    return Outcome::Failed(err);
   PackageDisc disc;
   if (std::string err = ReadPackageDisc(layout, disc); !err.empty()) return Outcome::Failed(err);
 

@@ -17,8 +17,9 @@ enum class TrackFiles { Split, OneFile };
 // name and renamed once all are complete; on any other way out nothing of the run is left.
 // With a note folder, the temporary names are noted there first (see ExtractDiscImage). A
 // failure names the failing block and its offset for a damaged package, or the file that
-// could not be written.
+// could not be written. `discNumber` (from 1) chooses the disc of a package of several.
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
-                      Progress& progress, CancelToken& cancel, const std::string& noteFolder = {});
+                      Progress& progress, CancelToken& cancel, const std::string& noteFolder = {},
+                      int discNumber = 1);
 
 }  // namespace ebf::pbp

@@ -4,6 +4,7 @@
 
 #include "common/files.h"
 #include "common/run_lock.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "ui/file_dialogs.h"
 #include "ui/job_runner.h"
@@ -23,14 +24,19 @@ Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
        {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
   if (chosen.isEmpty()) return Outcome::Declined();
   const std::string output = chosen.toStdString();
-  const std::string ccd = std::filesystem::path(output).replace_extension(".ccd").string();
-  if (FileExists(ccd) &&
-      !prompter.Ask(parent,
-                    QStringLiteral("The following file will be overwritten if you continue!\n%1\n"
-                                   "Do you wish to continue?")
-                        .arg(QString::fromStdString(ccd)),
-                    false))
-    return Outcome::Declined();
+  // A package of several discs gives one image a disc, each named after the chosen one.
+  const int discs = pbp::PackageDiscCount(ebootPath);
+  for (int disc = 1; disc <= discs; ++disc) {
+    const std::string image = discs > 1 ? pbp::DiscOutputPath(output, disc) : output;
+    const std::string ccd = std::filesystem::path(image).replace_extension(".ccd").string();
+    if (FileExists(ccd) &&
+        !prompter.Ask(parent,
+                      QStringLiteral("The following file will be overwritten if you continue!\n"
+                                     "%1\nDo you wish to continue?")
+                          .arg(QString::fromStdString(ccd)),
+                      false))
+      return Outcome::Declined();
+  }
 
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);
   progress.SetCaption("Extracting ISO...");
@@ -50,7 +56,7 @@ Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
   WorkerQuestions questions(prompter, &progress);
   const Outcome result =
       RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
-        return pbp::ExtractDiscImage(ebootPath, output, false, tocSetting, p, cancel, notes);
+        return pbp::ExtractEveryDisc(ebootPath, output, tocSetting, p, cancel, notes);
       });
   progress.hide();
   if (result.succeeded()) {

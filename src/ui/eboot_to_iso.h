@@ -1,7 +1,8 @@
 #pragma once
 // The EBOOT-to-ISO action: asks where the disc image goes, warns before a .ccd beside it
 // is replaced, takes the image out of the package with a progress window and says how it
-// went.
+// went. A package of several discs gives every disc as "NAME (Disc N).iso" beside the
+// chosen name, each .ccd asked about before anything is written.
 
 #include <string>
 

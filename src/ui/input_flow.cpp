@@ -42,7 +42,7 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   context.currentRegion = S(lblRegion_->text());
   context.currentSaveName = saveName_;
   PrompterQuestions questions(*services_.prompter, this);
-  const ResolvedInput r = ebf::ResolveInput(decision.path, context, questions);
+  ResolvedInput r = ebf::ResolveInput(decision.path, context, questions);
 
   SetInputText(r.input);
   SetTitleText(r.title);
@@ -70,7 +70,11 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
     for (const SetMember& member : found.discs) set.push_back(member.path);
   }
   discs_->SetDiscs(set);
-  if (set.size() > 1) SetTitleText(WithoutDiscNumber(r.title));
+  if (set.size() > 1) {
+    TakeAsDiscSet(r, context);
+    SetTitleText(r.title);
+    SetOutputText(r.outputFolder);
+  }
   for (const AssetPass& pass : r.assetPasses) LoadSlotsForGame(r.dataFile, pass.gameId);
   UpdateControlStates();
   if (r.runInspection && Extension4(r.input) == ".PBP") InspectPackage(r.input);

@@ -60,7 +60,10 @@ VerifyDialog::VerifyDialog(const ThemeContext& theme, const std::string& package
   const QFont mono = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   for (int r = 0; r < static_cast<int>(report.tracks.size()); ++r) {
     const VerifiedTrack& t = report.tracks[static_cast<std::size_t>(r)];
-    const QString cells[] = {QString::number(t.number),
+    // With several discs a track is named by its disc too: "2.1".
+    const QString number = report.discs > 1 ? QStringLiteral("%1.%2").arg(t.disc).arg(t.number)
+                                            : QString::number(t.number);
+    const QString cells[] = {number,
                              t.audio ? QStringLiteral("audio") : QStringLiteral("data"),
                              QString::number(t.size),
                              Q(t.crc32),

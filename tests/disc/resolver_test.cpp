@@ -233,6 +233,27 @@ TEST_F(Resolver, OutputFolderOptions) {
   EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep);
 }
 
+TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
+  // Not in the game list: the title is the file's, and so are the folders named after it.
+  const std::string bin = Image("Quest (Disc 1).bin", "SLUS_902.01");
+  const std::string base = images.path() + kSep;
+  for (int opt : {1, 2}) {
+    context.defaultOutDirOpt = opt;
+    ResolvedInput r = Resolve(bin);
+    EXPECT_EQ(r.title, "Quest (Disc 1)");
+    EXPECT_EQ(r.outputFolder, base + "Quest (Disc 1)") << opt;
+    TakeAsDiscSet(r, context);
+    EXPECT_EQ(r.title, "Quest");
+    EXPECT_EQ(r.outputFolder, base + "Quest") << opt;
+  }
+  // Named by ID, the folder stays as it was.
+  context.defaultOutDirOpt = 3;
+  ResolvedInput byId = Resolve(bin);
+  TakeAsDiscSet(byId, context);
+  EXPECT_EQ(byId.outputFolder, base + "SLUS90201");
+  context.defaultOutDirOpt = 0;
+}
+
 TEST_F(Resolver, PackagesAndCompanionFiles) {
   // A package: a title and an output folder, no ID scan; the inspection fills the rest.
   std::string pbp = images / "EBOOT.PBP";

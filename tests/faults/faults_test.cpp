@@ -288,6 +288,75 @@ TEST(Faults, PatchInPlaceAtEveryWrite) {
   std::printf("patch in place: %d faulted runs\n", s.Sweep(kCli));
 }
 
+// A package of two discs, with room for its assets.
+test::DiscSetWritten SmallDiscSet(const std::string& path) {
+  std::vector<PackageRecipe> discs(2);
+  discs[0].icon0 = NoiseBytes(2000, 1);
+  discs[0].pic1 = NoiseBytes(6000, 2);
+  for (std::size_t i = 0; i < discs.size(); ++i) {
+    discs[i].discId = "SLUS0059" + std::to_string(4 + i);
+    discs[i].image = NoiseBytes(3 * kTestBlockSize, static_cast<uint32_t>(3 + i));
+    discs[i].level = 0;
+  }
+  return WriteDiscSetPbp(path, discs);
+}
+
+// The ID and save name change too, so that every field the patch writes in each disc
+// section and in the title header must be put back after a fault.
+TEST(Faults, PatchInPlaceOfADiscSetAtEveryWrite) {
+  Scenario s;
+  const std::string pkg = s.root / "game.pbp";
+  const test::DiscSetWritten set = SmallDiscSet(pkg);
+  const Bytes original = ReadFileBytes(pkg);
+  s.args = {"convert",   pkg,         "--title",     "Patched Title",
+            "--id",      "SCES12345", "--save-name", "Patched Save",
+            "--no-pic1", "--yes",     "--quiet"};
+  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
+  // of it.
+  s.mayFailUnseen = {"null"};
+  ProcessResult clean = s.Run(s.args);
+  ASSERT_EQ(clean.exitCode, 0) << clean.output;
+  const Bytes patched = ReadFileBytes(pkg);
+  for (uint64_t section : set.sections)
+    ASSERT_EQ(std::string(patched.begin() + section + 0x122C, patched.begin() + section + 0x1238),
+              "Patched Save");
+  ASSERT_EQ(std::string(patched.begin() + set.psar + 0x264, patched.begin() + set.psar + 0x26F),
+            "_SCES_12345");
+  s.reset = [&] { WriteFileBytes(pkg, original); };
+  s.check = [&](const ProcessResult& r, const std::string& where) {
+    const Bytes now = ReadFileBytes(pkg);
+    EXPECT_TRUE(now == original || now == patched) << where;
+    if (r.exitCode == 0) {
+      EXPECT_EQ(now, patched) << where;
+    }
+    EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
+  };
+  std::printf("patch in place, two discs: %d faulted runs\n", s.Sweep(kCli));
+}
+
+TEST(Faults, RebuildOfADiscSetAtEveryWrite) {
+  Scenario s;
+  const std::string pkg = s.root / "game.pbp";
+  const std::string rebuilt = s.root / "NEW.PBP";
+  SmallDiscSet(pkg);
+  const Bytes original = ReadFileBytes(pkg);
+  const std::string pic1 = s.root / "PSXCust/Default/PIC1.PNG";
+  s.args = {"convert", pkg, "--pic1", pic1, "-o", rebuilt, "--yes", "--quiet"};
+  s.reset = [&] {
+    WriteFileBytes(pkg, original);
+    DeleteFileIfExists(rebuilt);
+  };
+  s.check = [&](const ProcessResult& r, const std::string& where) {
+    EXPECT_EQ(ReadFileBytes(pkg), original) << where;
+    if (r.exitCode == 0)
+      EXPECT_EQ(pbp::CheckWrittenPackage(rebuilt), "") << where;
+    else
+      EXPECT_FALSE(FileExists(rebuilt)) << where;
+    EXPECT_FALSE(FileExists(rebuilt + ".part")) << where;
+  };
+  std::printf("rebuild, two discs: %d faulted runs\n", s.Sweep(kCli));
+}
+
 TEST(Faults, RebuildAtEveryWrite) {
   Scenario s;
   const std::string pkg = s.root / "game.pbp";

@@ -245,6 +245,61 @@ def package_cases():
     yield "three_blocks_deflate_length.pbp", package(blocks=3, block_len=37637)
 
 
+def title_package(discs=2, slots=None, cut=None, last_size=None, block=None):
+    """A package of several discs: a title header whose table lists each disc's section (one
+    block of zero sectors each, a one-track TOC), then STARTDAT after the last. `cut` counts
+    from DATA.PSAR."""
+    param = sfo([("DISC_ID", "SLUS00594"), ("TITLE", "Fuzz Set")])
+    offsets = [40] + [40 + len(param)] * 7
+    psar = offsets[7]
+    head = b"\0PBP" + le32(0x10000) + b"".join(le32(o) for o in offsets)
+    packer = zlib.compressobj(9, zlib.DEFLATED, -15)
+    data = packer.compress(bytes(37632)) + packer.flush() if block is None else block
+    starts, body = [], bytearray(0x400)
+    for d in range(discs):
+        starts.append(len(body))
+        section = bytearray(0x100000)
+        section[0:12] = b"PSISOIMG0000"
+        section[0x400:0x40B] = ("_SLUS_0059%d" % (4 + d)).encode()
+        toc = [(0x41, 0xA0, (1, 0x20, 0)), (0x41, 0xA1, (1, 0, 0)), (0x01, 0xA2, (0, 0, 0x16)),
+               (0x41, 0x01, (0, 2, 0))]
+        for i, (control, point, msf) in enumerate(toc):
+            section[0x800 + 10 * i:0x800 + 10 * i + 10] = bytes([control, 0, point, 0, 0, 0, 0]) + bytes(msf)
+        section[0xBFC:0xC00] = le32(0x100000)
+        section[0x4000:0x4008] = le32(0) + le16(len(data)) + le16(1)  # then an all-zero end
+        body += section + data
+        body += bytes((-len(body)) % 0x400)
+    body[0:16] = b"PSTITLEIMG000000"
+    body[0x264:0x26F] = b"_SLUS_00594"
+    for i, start in enumerate(starts if slots is None else slots):
+        body[0x200 + 4 * i:0x204 + 4 * i] = le32(start)
+    for i, start in enumerate(starts):
+        end = starts[i + 1] if i + 1 < len(starts) else len(body)
+        body[start + 12:start + 16] = le32(end - start if last_size is None or i + 1 < len(starts) else last_size)
+    startdat = b"STARTDAT" + le32(1) + le32(1) + le32(80) + le32(4) + bytes(56) + b"\x89PNG" + b"PGD"
+    out = head + param + bytes(body) + startdat
+    return out if cut is None else out[:psar + cut]
+
+
+def title_package_cases():
+    yield "titled_two_discs.pbp", title_package()
+    yield "titled_five_discs.pbp", title_package(discs=5)
+    yield "titled_one_disc.pbp", title_package(discs=1)
+    first, second = 0x400, 0x400 + 0x100000 + 0x400
+    yield "titled_six_slots.pbp", title_package(slots=[first, second, first, second, first, second])
+    yield "titled_slot_inside_disc1.pbp", title_package(slots=[first, first + 0x800])
+    yield "titled_same_section_twice.pbp", title_package(slots=[first, first])
+    yield "titled_slot_past_end.pbp", title_package(slots=[first, 0xFFFFFC00])
+    yield "titled_slot_in_header.pbp", title_package(slots=[0x10, second])
+    yield "titled_encrypted_table.pbp", title_package(slots=[0x44475000, second])
+    yield "titled_no_disc.pbp", title_package(slots=[0, second])
+    yield "titled_start_data_past_end.pbp", title_package(last_size=0x7FFFFFF0)
+    yield "titled_start_data_inside_disc.pbp", title_package(last_size=0x100010)
+    yield "titled_cut_in_header.pbp", title_package(cut=0x300)
+    yield "titled_cut_in_disc2.pbp", title_package(cut=second + 0x5000)
+    yield "titled_block_length_huge.pbp", title_package(block=bytes(0xFFF0))
+
+
 def sfo_cases():
     good = sfo([("DISC_ID", "SLUS00594"), ("TITLE", "Fuzz Game"), ("CATEGORY", "ME")])
     yield "good.sfo", good
@@ -590,7 +645,8 @@ def dat_cases():
 
 
 def main():
-    for target, cases in (("package", package_cases()), ("sfo", sfo_cases()),
+    for target, cases in (("package", package_cases()), ("package", title_package_cases()),
+                          ("sfo", sfo_cases()),
                           ("iso_game_id", iso_cases()), ("game_list", game_list_cases())):
         for name, data in cases:
             write(target, name, data)

@@ -208,6 +208,7 @@ DiscSetWritten WriteDiscSetPbp(const std::string& path, const std::vector<Packag
   for (std::size_t i = 0; i < discs.size(); ++i) {
     const std::string single = path + ".disc" + std::to_string(i + 1);
     PbpWritten one = WritePbp(single, discs[i]);
+    w.discs.push_back(one);
     const Bytes bytes = ReadFileBytes(single);
     std::remove(single.c_str());
     if (i == 0) {

@@ -63,6 +63,8 @@ struct DiscSetWritten {
   uint64_t psar = 0;
   std::vector<uint64_t> sections;  // each disc's section, from the file start
   uint64_t startData = 0;
+  // Each disc as WritePbp wrote it on its own (its block lengths; offsets in that file).
+  std::vector<PbpWritten> discs;
 };
 
 // A package of several discs: disc 1's sections before DATA.PSAR, a title header listing

@@ -2,6 +2,7 @@
 
 #include "fakes.h"
 #include "pbp/extract.h"
+#include "pbp/toc.h"
 #include "support/pbp_writer.h"
 #include "ui/eboot_to_iso.h"
 
@@ -53,6 +54,59 @@ class EbootToIsoTest : public QObject {
             Outcome::Failed(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.last(), QLatin1String(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.shown.back().icon, MsgIcon::Exclamation);
+  }
+
+  // A package of several discs: one name asked for, every disc written beside it under its
+  // number, each .ccd in the way asked about before anything is written.
+  void writesEveryDiscOfAPackageOfSeveral() {
+    TempDir dir;
+    std::vector<PackageRecipe> discs(3);
+    for (std::size_t i = 0; i < discs.size(); ++i) {
+      discs[i].discId = "SLUS0123" + std::to_string(i);
+      discs[i].image = Bytes((i + 1) * kTestBlockSize + 100, static_cast<uint8_t>(0x30 + i));
+      discs[i].paddingBlock = true;
+    }
+    const std::string eboot = dir / "EBOOT.PBP";
+    WriteDiscSetPbp(eboot, discs);
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    ui::ThemeContext theme;
+    const std::string iso = dir / "game.iso";
+    auto disc = [&](int n, const char* extension) {
+      return dir / ("game (Disc " + std::to_string(n) + ")" + extension);
+    };
+
+    WriteFileText(disc(1, ".ccd"), "old sheet 1");
+    WriteFileText(disc(3, ".ccd"), "old sheet 3");
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {true, false};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
+            Outcome::Declined());
+    QCOMPARE(dialogs.calls.size(), std::size_t{1});
+    QCOMPARE(prompter.shown.size(), std::size_t{2});
+    QCOMPARE(prompter.shown[0].text,
+             QString::fromStdString("The following file will be overwritten if you continue!\n" +
+                                    disc(1, ".ccd") + "\nDo you wish to continue?"));
+    QCOMPARE(prompter.last(),
+             QString::fromStdString("The following file will be overwritten if you continue!\n" +
+                                    disc(3, ".ccd") + "\nDo you wish to continue?"));
+    for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
+    QCOMPARE(ReadFileText(disc(1, ".ccd")), std::string("old sheet 1"));
+
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {true, true};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
+            Outcome::Success());
+    QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
+    QVERIFY(!FileExists(iso));
+    for (int n = 1; n <= 3; ++n) {
+      // Disc n: n + 1 blocks of its image (the last one filled out), then the padding block.
+      Bytes expected(static_cast<std::size_t>(n) * kTestBlockSize + 100,
+                     static_cast<uint8_t>(0x30 + n - 1));
+      expected.resize(static_cast<std::size_t>(n + 2) * kTestBlockSize, 0);
+      QVERIFY(ReadFileBytes(disc(n, ".iso")) == expected);
+      QVERIFY(ReadFileText(disc(n, ".ccd")).rfind("[CloneCD]", 0) == 0);
+    }
   }
 };
 

@@ -1,0 +1,358 @@
+// `info`, `extract` and `verify` on a package of several discs, built by the tests' own
+// writer: every disc listed, written and checked under its number, and read back by the
+// tests' reader of such packages as the witness; a damaged disc table refused in words.
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "common/bytes.h"
+#include "common/files.h"
+#include "support/disc_builder.h"
+#include "support/inflating_reader.h"
+#include "support/pbp_writer.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/runtime.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::ReadFileBytes;
+using test::TempDir;
+
+constexpr uint64_t kSector = 2352;
+constexpr uint64_t kBlock = 16 * kSector;
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+// Sectors that deflate well in the first half, zeros after; sector 0 says mode 2.
+Bytes DiscImage(std::size_t sectors, uint32_t seed) {
+  Bytes image = test::NoiseBytes(sectors * kSector / 2, seed);
+  for (uint8_t& b : image) b &= 0x07;
+  image.resize(sectors * kSector, 0);
+  image[15] = 2;
+  return image;
+}
+
+// Two discs: 90 sectors of one data track, then 200 sectors with CD audio at 100 and 150.
+struct TwoDiscPackage {
+  TempDir dir;
+  std::string pbp = dir / "EBOOT.PBP";
+  std::vector<Bytes> images;
+  test::DiscSetWritten written;
+  TwoDiscPackage() {
+    std::vector<test::PackageRecipe> recipes(2);
+    recipes[0].discId = "SCUS94163";
+    recipes[0].image = DiscImage(90, 1);
+    recipes[0].toc = test::MakeToc({{0x41, 0}}, 90);
+    recipes[1].discId = "SCUS94164";
+    recipes[1].image = DiscImage(200, 2);
+    recipes[1].toc = test::MakeToc({{0x41, 0}, {0x01, 100}, {0x01, 150}}, 200);
+    for (auto& r : recipes) {
+      r.title = "Two Discs";
+      r.paddingBlock = true;
+      images.push_back(r.image);
+    }
+    written = test::WriteDiscSetPbp(pbp, recipes);
+  }
+  uint64_t BlockData(int disc) const {
+    uint64_t n = 0;
+    for (uint32_t len : written.discs[disc - 1].blockLengths) n += len;
+    return n;
+  }
+  // Sectors [first, first + count) of a disc as the reader serves them.
+  Bytes Sectors(int disc, uint32_t first, uint32_t count) const {
+    test::InflatingReader reader(pbp, disc);
+    EXPECT_EQ(reader.error(), "");
+    Bytes out;
+    EXPECT_EQ(reader.ReadSectors(first, count, out), "");
+    return out;
+  }
+};
+
+std::vector<std::string> FilesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& e : std::filesystem::directory_iterator(folder))
+    names.push_back(e.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The SHA-1 of a file, from Python's hashlib.
+std::string Sha1(const std::string& path) {
+  std::string out = test::Shell(
+      "python3 -c \"import sys,hashlib; print(hashlib.sha1(open(sys.argv[1],'rb').read())"
+      ".hexdigest())\" '" +
+      path + "'");
+  return out.substr(0, 40);
+}
+
+TEST(DiscPackageCli, InfoListsEveryDiscWithItsIdSizeAndTracks) {
+  TwoDiscPackage pkg;
+  test::ProcessResult r = Cli({"info", pkg.pbp});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const std::string discs =
+      "Discs: 2\n"
+      "\n"
+      "Disc 1: SCUS94163, 90 sectors, 7 blocks (7 compressed), " +
+      std::to_string(pkg.BlockData(1)) +
+      " bytes of block data\n"
+      "  Tracks:\n"
+      "     1  data   00:02:00\n"
+      "\n"
+      "Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), " +
+      std::to_string(pkg.BlockData(2)) +
+      " bytes of block data\n"
+      "  Tracks:\n"
+      "     1  data   00:02:00\n"
+      "     2  audio  00:03:25\n"
+      "     3  audio  00:04:00\n";
+  EXPECT_NE(r.output.find("Title:     Two Discs\nGame ID:   SCUS94163\n"), std::string::npos)
+      << r.output;
+  ASSERT_GE(r.output.size(), discs.size());
+  EXPECT_EQ(r.output.substr(r.output.size() - discs.size()), discs) << r.output;
+
+  r = Cli({"info", pkg.pbp, "--json"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const nlohmann::json j = nlohmann::json::parse(r.output);
+  ASSERT_EQ(j["discs"].size(), 2u);
+  EXPECT_EQ(j["discs"][1]["number"], 2);
+  EXPECT_EQ(j["discs"][1]["gameId"], "SCUS94164");
+  EXPECT_EQ(j["discs"][1]["sectors"], 200);
+  EXPECT_EQ(j["discs"][1]["compressedSize"], pkg.BlockData(2));
+  ASSERT_EQ(j["discs"][1]["tracks"].size(), 3u);
+  EXPECT_EQ(j["discs"][1]["tracks"][1]["type"], "audio");
+  EXPECT_EQ(j["discs"][1]["tracks"][1]["start"], "00:03:25");
+
+  // A package of one disc says nothing of discs.
+  test::PackageRecipe one;
+  one.image = DiscImage(20, 3);
+  test::WritePbp(pkg.dir / "one.pbp", one);
+  r = Cli({"info", pkg.dir / "one.pbp"});
+  EXPECT_EQ(r.output.find("Disc"), r.output.find("Disc blocks:")) << r.output;
+  r = Cli({"info", pkg.dir / "one.pbp", "--json"});
+  EXPECT_FALSE(nlohmann::json::parse(r.output).contains("discs"));
+}
+
+TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
+  TwoDiscPackage pkg;
+  auto padded = [&](int disc) {
+    Bytes b = pkg.images[disc - 1];
+    b.resize((b.size() / kSector + 15) / 16 * kBlock + kBlock, 0);  // and the padding block
+    return b;
+  };
+  const std::string all = pkg.dir.MakeDir("all") + "/";
+  test::ProcessResult r = Cli({"--quiet", "extract", pkg.pbp, all + "Game.bin", "--toc", "toc"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(FilesIn(all), (std::vector<std::string>{"Game (Disc 1).TOC", "Game (Disc 1).bin",
+                                                    "Game (Disc 2).TOC", "Game (Disc 2).bin"}));
+  for (int disc = 1; disc <= 2; ++disc) {
+    const std::string name = all + "Game (Disc " + std::to_string(disc) + ")";
+    EXPECT_TRUE(ReadFileBytes(name + ".bin") == padded(disc)) << disc;
+    EXPECT_EQ(ReadFileBytes(name + ".TOC").size(), disc == 1 ? 40u : 60u);
+  }
+
+  // A CCD in the way of disc 2 is not replaced without --yes, and nothing is written.
+  const std::string asked = pkg.dir.MakeDir("asked") + "/";
+  test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
+  r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_NE(r.output.find("Not overwriting " + asked + "Game (Disc 2).ccd (use --yes)."),
+            std::string::npos)
+      << r.output;
+  EXPECT_EQ(FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
+
+  // One disc asked for goes under the name given.
+  const std::string one = pkg.dir.MakeDir("one") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, one + "Second.iso", "--disc", "2", "--toc", "none"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(FilesIn(one), std::vector<std::string>{"Second.iso"});
+  EXPECT_TRUE(ReadFileBytes(one + "Second.iso") == padded(2));
+  r = Cli({"--quiet", "extract", pkg.pbp, one + "Third.iso", "--disc", "3"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_NE(r.output.find("The EBOOT \"" + pkg.pbp + "\" holds 2 discs; there is no disc 3."),
+            std::string::npos)
+      << r.output;
+
+  // Track files a disc, each set named after its disc.
+  const std::string split = pkg.dir.MakeDir("split") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, split + "Set", "--split"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(FilesIn(split),
+            (std::vector<std::string>{"Set (Disc 1).bin", "Set (Disc 1).cue",
+                                      "Set (Disc 2) (Track 1).bin", "Set (Disc 2) (Track 2).bin",
+                                      "Set (Disc 2) (Track 3).bin", "Set (Disc 2).cue"}));
+  EXPECT_TRUE(ReadFileBytes(split + "Set (Disc 1).bin") == pkg.Sectors(1, 0, 90));
+  EXPECT_TRUE(ReadFileBytes(split + "Set (Disc 2) (Track 3).bin") == pkg.Sectors(2, 150, 50));
+  EXPECT_EQ(test::ReadFileText(split + "Set (Disc 1).cue"),
+            "FILE \"Set (Disc 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+            "    INDEX 01 00:00:00\r\n");
+
+  const std::string sheet = pkg.dir.MakeDir("sheet") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, sheet + "Set.cue", "--toc", "cue"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(FilesIn(sheet), (std::vector<std::string>{"Set (Disc 1).bin", "Set (Disc 1).cue",
+                                                      "Set (Disc 2).bin", "Set (Disc 2).cue"}));
+  EXPECT_TRUE(ReadFileBytes(sheet + "Set (Disc 2).bin") == pkg.Sectors(2, 0, 200));
+  EXPECT_EQ(test::ReadFileText(sheet + "Set (Disc 2).cue"),
+            "FILE \"Set (Disc 2).bin\" BINARY\r\n"
+            "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
+            "  TRACK 02 AUDIO\r\n    INDEX 01 00:01:25\r\n"
+            "  TRACK 03 AUDIO\r\n    INDEX 01 00:02:00\r\n");
+}
+
+TEST(DiscPackageCli, VerifyChecksEveryDiscAndListsItsTracksUnderIt) {
+  TwoDiscPackage pkg;
+  // The witness: each track's sectors from the reader, summed by Python.
+  struct Track {
+    int disc, number;
+    uint32_t first, count;
+  };
+  const Track tracks[] = {{1, 1, 0, 90}, {2, 1, 0, 100}, {2, 2, 100, 50}, {2, 3, 150, 50}};
+  std::vector<std::string> sha1;
+  for (const Track& t : tracks) {
+    const std::string path = pkg.dir / "track.bin";
+    test::WriteFileBytes(path, pkg.Sectors(t.disc, t.first, t.count));
+    sha1.push_back(Sha1(path));
+  }
+
+  test::ProcessResult r = Cli({"--quiet", "--json", "verify", pkg.pbp});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  nlohmann::json j = nlohmann::json::parse(r.output);
+  EXPECT_EQ(j["ok"], true);
+  EXPECT_EQ(j["discs"], 2);
+  EXPECT_EQ(j["blocks"], 7 + 14);
+  ASSERT_EQ(j["tracks"].size(), 4u);
+  for (std::size_t i = 0; i < 4; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(j["tracks"][i]["disc"], tracks[i].disc);
+    EXPECT_EQ(j["tracks"][i]["number"], tracks[i].number);
+    EXPECT_EQ(j["tracks"][i]["size"], uint64_t{tracks[i].count} * kSector);
+    EXPECT_EQ(j["tracks"][i]["sha1"], sha1[i]);
+  }
+
+  r = Cli({"--quiet", "verify", pkg.pbp});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const std::size_t one = r.output.find("\nDisc 1\nTrack  Type");
+  const std::size_t two = r.output.find("\nDisc 2\nTrack  Type");
+  ASSERT_NE(one, std::string::npos) << r.output;
+  ASSERT_NE(two, std::string::npos) << r.output;
+  EXPECT_NE(r.output.find(sha1[0]), std::string::npos);
+  EXPECT_LT(r.output.find(sha1[0]), two);
+  EXPECT_GT(r.output.find(sha1[3]), two);
+
+  // One disc against its source; a source without a disc named is refused.
+  test::WriteFileBytes(pkg.dir / "disc2.bin", pkg.images[1]);
+  r = Cli(
+      {"--quiet", "--json", "verify", pkg.pbp, "--disc", "2", "--against", pkg.dir / "disc2.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  j = nlohmann::json::parse(r.output);
+  EXPECT_EQ(j["against"]["text"], "identical");
+  EXPECT_EQ(j["tracks"].size(), 3u);
+  r = Cli({"--quiet", "verify", pkg.pbp, "--against", pkg.dir / "disc2.bin"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_NE(
+      r.output.find(
+          "The package holds 2 discs; a source image is compared with one of them, so name the "
+          "disc."),
+      std::string::npos)
+      << r.output;
+
+  // A broken stream in disc 2's block 3 is named with its disc and place.
+  Bytes bad = ReadFileBytes(pkg.pbp);
+  const std::vector<uint32_t>& lengths = pkg.written.discs[1].blockLengths;
+  const uint64_t at = pkg.written.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
+  bad[at] = 0xFF;  // a deflate block of the reserved type
+  test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
+  r = Cli({"--quiet", "--json", "verify", pkg.dir / "bad.pbp"});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  j = nlohmann::json::parse(r.output);
+  ASSERT_EQ(j["problems"].size(), 1u);
+  EXPECT_EQ(j["problems"][0],
+            "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) + ") does not inflate.");
+}
+
+// The whole way: two discs converted by the real converter, checked and patched by the
+// program, and taken apart again.
+TEST(DiscPackageCli, AGameOnTwoDiscsIsConvertedPatchedAndTakenApartAgain) {
+  TempDir dir;
+  std::vector<Bytes> images;
+  for (int n = 1; n <= 2; ++n) {
+    images.push_back(test::BuildDiscImage(test::GameDisc("SLUS_012.3" + std::to_string(3 + n)),
+                                          test::SectorLayout::Mode2Raw));
+    images.back().resize(images.back().size() + 300 * kSector * n, 0);
+    test::WriteFileBytes(dir / ("Game (Disc " + std::to_string(n) + ").bin"), images.back());
+  }
+  const Bytes boot = test::ReadFileBytes(test::RuntimeFolder() + "PSXCust/Default/Gameboot.png");
+  test::ProcessResult r =
+      Cli({"--yes", "--quiet", "convert", dir / "Game (Disc 1).bin", dir / "Game (Disc 2).bin",
+           "-o", dir / "out", "--title", "Two Discs", "--save-name", "Two Save", "--level", "6"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const std::string pbp = dir / "out/EBOOT.PBP";
+  const Bytes pkg = ReadFileBytes(pbp);
+  const uint64_t psar = LoadLe32(&pkg[36]);
+  ASSERT_EQ(std::string(pkg.begin() + psar, pkg.begin() + psar + 16), "PSTITLEIMG000000");
+  const uint64_t sections[] = {psar + LoadLe32(&pkg[psar + 0x200]),
+                               psar + LoadLe32(&pkg[psar + 0x204])};
+  const char* ids[] = {"_SLUS_01234", "_SLUS_01235"};
+  for (int i = 0; i < 2; ++i) {
+    SCOPED_TRACE(i + 1);
+    EXPECT_EQ(std::string(pkg.begin() + sections[i] + 0x400, pkg.begin() + sections[i] + 0x40B),
+              ids[i]);
+    EXPECT_EQ(std::string(pkg.begin() + sections[i] + 0x122C, pkg.begin() + sections[i] + 0x1235),
+              std::string("Two Save") + '\0');
+    test::InflatingReader reader(pbp, i + 1);
+    ASSERT_EQ(reader.error(), "");
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(images[i].size() / kSector), back), "");
+    EXPECT_TRUE(back == images[i]);
+  }
+  // The boot picture the patch wrote sits in the start data after disc 2.
+  const uint64_t startData = sections[1] + LoadLe32(&pkg[sections[1] + 12]);
+  ASSERT_EQ(std::string(pkg.begin() + startData, pkg.begin() + startData + 8), "STARTDAT");
+  EXPECT_EQ(LoadLe32(&pkg[startData + 20]), boot.size());
+  EXPECT_TRUE(Bytes(pkg.begin() + startData + 0x50, pkg.begin() + startData + 0x50 + boot.size()) ==
+              boot);
+
+  dir.MakeDir("back");
+  r = Cli({"--quiet", "extract", pbp, dir / "back/Game.bin", "--toc", "none"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  for (int n = 1; n <= 2; ++n) {
+    Bytes image = ReadFileBytes(dir / ("back/Game (Disc " + std::to_string(n) + ").bin"));
+    ASSERT_GE(image.size(), images[n - 1].size());
+    image.resize(images[n - 1].size());
+    EXPECT_TRUE(image == images[n - 1]) << n;
+  }
+}
+
+TEST(DiscPackageCli, ADamagedDiscTableIsRefusedByEveryCommand) {
+  TwoDiscPackage pkg;
+  Bytes bad = ReadFileBytes(pkg.pbp);
+  const uint64_t table = pkg.written.psar + 0x200;
+  for (int i = 2; i < 7; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
+  test::WriteFileBytes(pkg.pbp, bad);
+  const std::string said = "The discs of the EBOOT \"" + pkg.pbp +
+                           "\" cannot be read: the disc table lists 7 discs; a package holds at "
+                           "most 5.";
+  const std::string out = pkg.dir / "out.bin";
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"info", pkg.pbp},
+        std::vector<std::string>{"--quiet", "extract", pkg.pbp, out},
+        std::vector<std::string>{"--quiet", "extract", pkg.pbp, out, "--disc", "2"},
+        std::vector<std::string>{"--quiet", "extract", pkg.pbp, out, "--split"},
+        std::vector<std::string>{"--quiet", "verify", pkg.pbp},
+        std::vector<std::string>{"--quiet", "palfix", pkg.pbp, "--screen"}}) {
+    test::ProcessResult r = Cli(args);
+    EXPECT_EQ(r.exitCode, 1) << args[1] << ": " << r.output;
+    EXPECT_NE(r.output.find(said), std::string::npos) << args[1] << ": " << r.output;
+  }
+  EXPECT_EQ(FilesIn(pkg.dir.folder()), std::vector<std::string>{"EBOOT.PBP"});
+}
+
+}  // namespace
+}  // namespace ebf
