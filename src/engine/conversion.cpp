@@ -6,17 +6,21 @@
 #include "app/startup.h"
 #include "assets/convert.h"
 #include "assets/validate.h"
+#include "common/file_io.h"
 #include "common/files.h"
 #include "common/run_lock.h"
 #include "common/text.h"
 #include "engine/converter_run.h"
 #include "imaging/dib.h"
+#include "pbp/container.h"
+#include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/package_check.h"
 #include "pbp/patch.h"
 #include "pbp/patch_journal.h"
 #include "pbp/rebuild.h"
+#include "pbp/toc.h"
 
 namespace ebf {
 namespace {
@@ -45,10 +49,10 @@ class RunCleanup {
     const std::string temp = TempFolder(work_);
     DeleteFileIfExists(temp + kRunNote);
     for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
-      DeleteFileIfExists(out_ + DiscTocName(disc));
+      DeleteFileIfExists(out_ + pbp::DiscTocFileName(disc));
       for (const std::string& name :
            {TempImageName("TempISO", ".iso", disc), TempImageName("TempISO", ".ccd", disc),
-            TempImageName("TempBIN", ".bin", disc), DiscTocName(disc)})
+            TempImageName("TempBIN", ".bin", disc), pbp::DiscTocFileName(disc)})
         DeleteFileIfExists(temp + name);
     }
     for (const char* name : {"START.DAT", "null"}) DeleteFileIfExists(temp + name);
@@ -76,7 +80,8 @@ class RunCleanup {
         DeleteFileIfExists(TempFolder(work_) + PalJournalName(f.disc));
       else
         failed += (failed.empty() ? "" : " ") + std::string("The PAL -> NTSC fix on ") + f.path +
-                  " could not be undone (" + error + "); the next start of the program tries again.";
+                  " could not be undone (" + error +
+                  "); the next start of the program tries again.";
     }
     fixed_.clear();
     return failed;
@@ -185,12 +190,12 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress, Qu
     result.outcome = valid;
     return result;
   }
-  pbp::PackageUpdate update = pbp::UpdateEboot(
-      plan.input, temp, plan.folders.work, JobFor(plan, assets), progress, questions, cancel,
-      [&](const std::string& partial) {
-        const Outcome noted = NoteRunFiles(temp, {partial});
-        return noted.failed() ? noted.text() : std::string();
-      });
+  pbp::PackageUpdate update =
+      pbp::UpdateEboot(plan.input, temp, plan.folders.work, JobFor(plan, assets), progress,
+                       questions, cancel, [&](const std::string& partial) {
+                         const Outcome noted = NoteRunFiles(temp, {partial});
+                         return noted.failed() ? noted.text() : std::string();
+                       });
   DeleteFileIfExists(temp + kRunNote);
   DeleteNullFile(plan.folders.work);
   result.outcome = update.outcome;
@@ -226,6 +231,52 @@ Outcome ConfirmOverwrites(const ConversionPlan& plan, const AssetPaths& assets,
   return Outcome::Success();
 }
 
+// The discs of a package being recompressed, each taken out with its TOC so that a
+// multi-track disc keeps its tracks: Temp/TempISO.iso (and ISO.TOC) for the first disc,
+// TempISO2.iso (ISO2.TOC) ... for later ones, each TOC copied beside the converter.
+struct PackageDiscs {
+  Outcome outcome = Outcome::Success();
+  std::vector<std::string> images;
+  std::vector<std::string> laterIds;  // from each later disc's own section
+};
+
+PackageDiscs TakeDiscsOut(const ConversionPlan& plan, const std::string& temp, Progress& progress,
+                          CancelToken& cancel) {
+  PackageDiscs taken;
+  const int discs = pbp::PackageDiscCount(plan.input);
+  if (discs > 1) {
+    File in(plan.input, File::Mode::Read);
+    const auto psar = in ? pbp::ReadLe32At(in, pbp::kPsarOffsetPos) : std::nullopt;
+    const pbp::DiscTable table = psar ? pbp::ReadDiscTable(in, *psar) : pbp::DiscTable{};
+    if (static_cast<int>(table.discs.size()) != discs) {
+      taken.outcome = Outcome::Failed(pbp::DiscTableMessage(plan.input, table.error));
+      return taken;
+    }
+    for (int disc = 2; disc <= discs; ++disc)
+      taken.laterIds.push_back(table.discs[disc - 1].discId);
+  }
+  for (int disc = 1; disc <= discs; ++disc) {
+    Stage stage(progress, "", 1.0 / discs);
+    const std::string iso = temp + TempImageName("TempISO", ".iso", disc);
+    Outcome out =
+        pbp::ExtractDiscImage(plan.input, iso, true, std::max(1, plan.settings.ebootTocExtract),
+                              progress, cancel, {}, disc);
+    if (!out.succeeded()) {
+      taken.outcome = discs > 1 ? out.Within("Disc " + std::to_string(disc)) : out;
+      return taken;
+    }
+    const std::string tocName = pbp::DiscTocFileName(disc);
+    std::string err;
+    if (FileExists(temp + tocName) && !CopyFileTo(temp + tocName, plan.output + tocName, &err)) {
+      taken.outcome = Outcome::Failed(err);
+      return taken;
+    }
+    taken.images.push_back(iso);
+    stage.Done();
+  }
+  return taken;
+}
+
 // A new package from a disc image, or from the disc image a package holds.
 ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
                                 Questions& questions, CancelToken& cancel, const RunTuning& tuning,
@@ -242,28 +293,26 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
 
   std::vector<std::string> tocFiles;
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
-    DeleteFileIfExists(out + DiscTocName(disc));
-    tocFiles.push_back(out + DiscTocName(disc));
+    DeleteFileIfExists(out + pbp::DiscTocFileName(disc));
+    tocFiles.push_back(out + pbp::DiscTocFileName(disc));
   }
   if (Outcome noted = NoteRunFiles(temp, tocFiles); !noted.succeeded()) return stop(noted);
 
   // Each disc comes from its image, or from the package being recompressed.
   std::vector<std::string> sources = {plan.input};
-  for (const PlannedDisc& d : plan.laterDiscs) sources.push_back(d.input);
+  std::vector<std::string> laterIds;
+  for (const PlannedDisc& d : plan.laterDiscs) {
+    sources.push_back(d.input);
+    laterIds.push_back(d.gameId);
+  }
   std::optional<pbp::TocArea> toc;
   if (fromPackage) {
-    // The package's disc image comes out first, with its TOC, so that a multi-track disc
-    // keeps its tracks.
-    const std::string iso = temp + "TempISO.iso";
-    Outcome taken =
-        pbp::ExtractDiscImage(plan.input, iso, true, std::max(1, plan.settings.ebootTocExtract),
-                              progress, cancel);
-    if (!taken.succeeded()) return stop(taken);
-    sources = {iso};
+    PackageDiscs taken = TakeDiscsOut(plan, temp, progress, cancel);
+    if (!taken.outcome.succeeded()) return stop(taken.outcome);
+    sources = std::move(taken.images);
+    laterIds = std::move(taken.laterIds);
     toc = LoadToc(temp + "ISO.TOC");
-    if (toc) CopyFileTo(temp + "ISO.TOC", out + "ISO.TOC");
   }
-
   // A sheet's TOC goes to ISO.TOC (ISO2.TOC ... for later discs); an image that is not
   // already raw sectors, or the files of a sheet to be joined, become Temp/TempBIN.bin
   // (TempBIN2.bin ...).
@@ -273,7 +322,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     Stage stage(progress, "", 1.0 / discs);
     DiscPreparation prep = PrepareDiscImage(
         sources[disc - 1], out, temp + TempImageName("TempBIN", ".bin", disc),
-        plan.settings.addIsoPadding, fromPackage, progress, cancel, DiscTocName(disc));
+        plan.settings.addIsoPadding, fromPackage, progress, cancel, pbp::DiscTocFileName(disc));
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
@@ -348,7 +397,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   run.level = plan.level;
   run.inputPath = image;
   for (std::size_t i = 1; i < images.size(); ++i)
-    run.laterDiscs.push_back({plan.laterDiscs[i - 1].gameId, images[i]});
+    run.laterDiscs.push_back({laterIds[i - 1], images[i]});
   run.expectedSize = expected;
   run.pollInterval = tuning.pollInterval;
   // The converter writes under a temporary name; only a checked, patched package becomes
@@ -401,9 +450,8 @@ ConversionResult NewPackage(const ConversionPlan& plan, Progress& progress, Ques
 
 }  // namespace
 
-ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress,
-                               Questions& questions, CancelToken& cancel,
-                               const RunTuning& tuning) {
+ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Questions& questions,
+                               CancelToken& cancel, const RunTuning& tuning) {
   ConversionResult refused;
   const std::string& work = plan.folders.work;
   const bool package = plan.kind != JobKind::NewPackage;

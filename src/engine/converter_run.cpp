@@ -6,6 +6,7 @@
 
 #include "common/files.h"
 #include "engine/process.h"
+#include "pbp/toc.h"
 
 namespace ebf {
 
@@ -41,10 +42,6 @@ std::vector<std::string> StagedFilePaths(const std::string& outputFolder,
   return paths;
 }
 
-std::string DiscTocName(int disc) {
-  return disc <= 1 ? "ISO.TOC" : "ISO" + std::to_string(disc) + ".TOC";
-}
-
 std::string TempImageName(const std::string& stem, const std::string& extension, int disc) {
   return stem + (disc <= 1 ? std::string() : std::to_string(disc)) + extension;
 }
@@ -58,7 +55,7 @@ bool IsRunFileName(const std::string& name) {
   for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", kPartialPackageName})
     if (name == n) return true;
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
-    if (name == DiscTocName(disc)) return true;
+    if (name == pbp::DiscTocFileName(disc)) return true;
   for (const char* n : kStagedAssetNames)
     if (name == n) return true;
   return false;
@@ -72,7 +69,7 @@ void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets
     if (assets[i] != staged) DeleteFileIfExists(staged);
   }
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
-    DeleteFileIfExists(outputFolder + DiscTocName(disc));
+    DeleteFileIfExists(outputFolder + pbp::DiscTocFileName(disc));
 }
 
 std::vector<std::string> ConverterArguments(const ConverterRunOptions& o) {

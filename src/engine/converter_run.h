@@ -37,9 +37,6 @@ using AssetPaths = std::array<std::string, kAssetCount>;
 
 // A package holds at most five discs: the PSP's disc menu and the emulators see no more.
 inline constexpr int kMaxPackageDiscs = 5;
-// The table of contents the converter reads for disc `disc` (1 to 5): ISO.TOC for the
-// first, ISO2.TOC to ISO5.TOC for the later ones.
-std::string DiscTocName(int disc);
 // A work file of disc `disc` in Temp: "TempBIN.bin" for the first, "TempBIN2.bin" ...
 std::string TempImageName(const std::string& stem, const std::string& extension, int disc);
 

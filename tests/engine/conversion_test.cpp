@@ -16,6 +16,7 @@
 #include "support/conversion_job.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
+#include "support/inflating_reader.h"
 #include "support/messages.h"
 #include "support/program_tree.h"
 #include "support/recording_host.h"
@@ -73,8 +74,7 @@ struct Job : test::ConversionJob {
 // Extracts a package with the CCD option and returns the image.
 Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
   RunRecorder host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host.cancel),
-            Outcome::Success());
+  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host.cancel), Outcome::Success());
   return test::ReadFileBytes(out);
 }
 
@@ -414,6 +414,74 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   re.ExpectCleanedUp();
   const Bytes again = ExtractAgain(re.Out("EBOOT.PBP"), re.work / "e.bin");
   EXPECT_TRUE(std::equal(image.begin(), image.end(), again.begin()));
+}
+
+// A game on two discs, the second with two audio tracks, recompressed from its package:
+// every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
+TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
+  Job first;
+  const Bytes one =
+      test::BuildDiscImage(test::GameDisc("SLUS_009.06"), test::SectorLayout::Mode2Raw);
+  Bytes two = test::BuildDiscImage(test::GameDisc("SLUS_009.07", test::NoiseBytes(30000, 9)),
+                                   test::SectorLayout::Mode2Raw);
+  const uint32_t twoData = static_cast<uint32_t>(two.size() / 2352);
+  const Bytes audio = test::AudioSectors(250, 4);
+  two.insert(two.end(), audio.begin(), audio.end());
+  test::WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
+  test::WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
+  // Track 3 starts 100 sectors into the audio.
+  auto msf = [](uint32_t s) {
+    char t[16];
+    std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
+    return std::string(t);
+  };
+  test::WriteFileText(first.work / "Quest (Disc 2).cue",
+                      "FILE \"Quest (Disc 2).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+                      "    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n    INDEX 01 " +
+                          msf(twoData) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
+                          msf(twoData + 100) + "\r\n");
+  first.job.input = first.work / "Quest (Disc 1).bin";
+  first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
+  first.job.level = 0;
+  ASSERT_EQ(first.Go(), Outcome::Success());
+
+  Job re;
+  RunRecorder ih;
+  ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
+            "");
+  re.job.input = first.Out("EBOOT.PBP");
+  re.job.packageInspected = true;
+  re.job.recompress = true;
+  re.job.level = 9;
+  ASSERT_EQ(re.Go(), Outcome::Success());
+  re.ExpectCleanedUp();
+  EXPECT_FALSE(FileExists(re.Out("ISO2.TOC")));
+  for (const char* name : {"TempISO2.iso", "ISO.TOC", "ISO2.TOC"})
+    EXPECT_FALSE(FileExists(re.progFolder + "Temp" + kSep + name)) << name;
+
+  const std::string eboot = re.Out("EBOOT.PBP");
+  const Bytes package = test::ReadFileBytes(eboot);
+  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it.
+  for (auto [number, disc, id] : {std::tuple{1, &one, "SLUS_01234"}, {2, &two, "SLUS_00907"}}) {
+    test::InflatingReader reader(eboot, number);
+    ASSERT_EQ(reader.error(), "") << number;
+    EXPECT_EQ(reader.discCount(), 2);
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(disc->size() / 2352), back), "");
+    EXPECT_TRUE(back == *disc) << number;
+    // Each section's header has its disc's ID at +0x400.
+    const uint64_t at = reader.sectionStart() + 0x400;
+    ASSERT_LT(at + 11, package.size());
+    EXPECT_EQ(std::string(package.begin() + static_cast<long>(at),
+                          package.begin() + static_cast<long>(at) + 11),
+              std::string("_") + id)
+        << number;
+  }
+  test::InflatingReader second(eboot, 2);
+  ASSERT_EQ(second.tracks().size(), 3u);
+  EXPECT_TRUE(second.tracks()[1].audio);
+  EXPECT_EQ(second.tracks()[1].start, twoData);
+  EXPECT_EQ(second.tracks()[2].start, twoData + 100);
 }
 
 TEST(Conversion, InterruptedPalFixIsUndoneAtTheNextStart) {
