@@ -45,11 +45,23 @@ DiscList::DiscList(QWidget* parent) : QWidget(parent) {
 }
 
 void DiscList::SetDiscs(const std::vector<std::string>& discs) {
+  package_ = false;
   lst_->clear();
   for (const std::string& d : discs) AddDisc(d);
+  for (QPushButton* b : {add_, remove_, up_, down_}) b->setVisible(true);
   setVisible(discs.size() > 1);
   if (label_) label_->setVisible(discs.size() > 1);
   UpdateButtons();
+}
+
+void DiscList::ShowPackageDiscs(const std::vector<std::string>& lines) {
+  package_ = true;
+  lst_->clear();
+  for (const std::string& line : lines) new QListWidgetItem(QString::fromStdString(line), lst_);
+  // A package's discs are changed by converting the game again, not here.
+  for (QPushButton* b : {add_, remove_, up_, down_}) b->setVisible(false);
+  setVisible(lines.size() > 1);
+  if (label_) label_->setVisible(lines.size() > 1);
 }
 
 void DiscList::SetLabel(QWidget* label) {
@@ -69,7 +81,7 @@ bool DiscList::AddDisc(const std::string& path) {
 
 std::vector<std::string> DiscList::discs() const {
   std::vector<std::string> out;
-  if (!isVisibleTo(parentWidget())) return out;
+  if (package_ || !isVisibleTo(parentWidget())) return out;
   for (int i = 0; i < lst_->count(); ++i)
     out.push_back(lst_->item(i)->data(Qt::UserRole).toString().toStdString());
   return out;

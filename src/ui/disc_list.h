@@ -1,6 +1,7 @@
 #pragma once
 // The discs of a game on several discs, under the input: shown only when the chosen input is
-// one disc of a set, where discs can be added, removed and put in order.
+// one disc of a set, where discs can be added, removed and put in order, or a package of
+// several discs, whose discs it lists as they are.
 
 #include <QWidget>
 #include <string>
@@ -18,7 +19,10 @@ class DiscList : public QWidget {
 
   // Shows the discs in this order; one disc (or none) hides the list.
   void SetDiscs(const std::vector<std::string>& discs);
-  // In disc order; empty while the list is hidden (the input is a single disc).
+  // The discs of a loaded package, a line each, to be read only; fewer than two hide the list.
+  void ShowPackageDiscs(const std::vector<std::string>& lines);
+  // In disc order; empty while the list is hidden (the input is a single disc) or lists a
+  // package's discs.
   std::vector<std::string> discs() const;
   // Adds a disc at the end (up to five); false when the list is full.
   bool AddDisc(const std::string& path);
@@ -36,6 +40,7 @@ class DiscList : public QWidget {
   QListWidget* lst_;
   QWidget* label_ = nullptr;
   QPushButton *add_, *remove_, *up_, *down_;
+  bool package_ = false;
 };
 
 }  // namespace ebf::ui

@@ -15,6 +15,7 @@
 #include "disc/game_db.h"
 #include "disc/resolver.h"
 #include "engine/conversion.h"
+#include "pbp/info.h"
 #include "pbp/inspect.h"
 #include "pbp/rebuild.h"
 #include "ui/disc_list.h"
@@ -26,7 +27,6 @@
 #include "ui/widgets.h"
 
 namespace ebf::ui {
-namespace {}  // namespace
 
 void MainWindow::ResolveWithCore(const std::string& chosen) {
   const DropDecision decision = ClassifyInputPath(chosen);
@@ -80,6 +80,19 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   if (r.runInspection && Extension4(r.input) == ".PBP") InspectPackage(r.input);
 }
 
+namespace {
+
+// "Disc 2: SLUS00907, 1234 sectors, 3 tracks, 45.6 MB compressed"
+std::string DiscLine(const pbp::DiscInfo& d) {
+  std::string line = "Disc " + std::to_string(d.number) + ": " + d.gameId;
+  if (!d.problem.empty()) return line + " (" + d.problem + ")";
+  const std::size_t tracks = d.tracks.size();
+  return line + ", " + std::to_string(d.sectors) + " sectors, " + std::to_string(tracks) +
+         (tracks == 1 ? " track, " : " tracks, ") + FormatSize(d.compressedSize) + " compressed";
+}
+
+}  // namespace
+
 void MainWindow::InspectPackage(const std::string& path) {
   PrompterQuestions questions(*services_.prompter, this);
   const pbp::Inspection in = pbp::InspectEboot(path, TempFolder(services_.folders.work), questions);
@@ -94,6 +107,13 @@ void MainWindow::InspectPackage(const std::string& path) {
       LookupGame(GameDbPath(services_.folders.tree), in.gameId, settings_.hideNameTags);
   SetRegion(entry ? entry->region : "");
   SetPackageLoaded(true);
+  if (in.discCount > 1) {
+    pbp::EbootInfo info;
+    pbp::ReadEbootInfo(path, info);
+    std::vector<std::string> lines;
+    for (const pbp::DiscInfo& d : info.discs) lines.push_back(DiscLine(d));
+    discs_->ShowPackageDiscs(lines);
+  }
   UpdateControlStates();
 }
 

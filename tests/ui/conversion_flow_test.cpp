@@ -10,6 +10,7 @@
 #include <QTest>
 #include <QTimer>
 #include <filesystem>
+#include <tuple>
 
 #include "fakes.h"
 #include "support/disc_builder.h"
@@ -164,6 +165,23 @@ class ConversionFlowTest : public QObject {
                std::string());
       QVERIFY2(back == disc, path.c_str());
     }
+    // The package loaded back lists its discs as they are, with nothing to change there.
+    f.w->DropFiles({QString::fromStdString(eboot)}, -1);
+    QVERIFY(f.w->packageLoaded());
+    QVERIFY(shown());
+    QCOMPARE(list->count(), 3);
+    QVERIFY(list->item(0)->text().startsWith(QStringLiteral("Disc 1: ")));
+    for (auto [row, path, id] : {std::tuple{1, three, "SLUS01240"}, {2, two, "SLUS00776"}}) {
+      const QString expected = QStringLiteral("Disc %1: %2, %3 sectors, 1 track, ")
+                                   .arg(row + 1)
+                                   .arg(QLatin1String(id))
+                                   .arg(ReadFileBytes(path).size() / 2352);
+      QVERIFY2(list->item(row)->text().startsWith(expected),
+               qPrintable(list->item(row)->text() + QStringLiteral(" / ") + expected));
+    }
+    QVERIFY(!f.Get<QPushButton>("cmdDiscAdd")->isVisibleTo(f.w.get()));
+    QVERIFY(!f.Get<QPushButton>("cmdDiscUp")->isVisibleTo(f.w.get()));
+
     // A new single input hides the list again.
     const std::string single = f.Disc("Another Game.bin", "SLUS_901.01");
     f.w->DropFiles({QString::fromStdString(single)}, -1);
