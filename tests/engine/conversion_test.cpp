@@ -59,6 +59,22 @@ Bytes PalImage() {
   return image;
 }
 
+// A sheet of one file: a data track of `dataSectors`, then two audio tracks, the second
+// `firstAudioSectors` after the first.
+std::string DataAndTwoAudioTracks(const std::string& bin, uint32_t dataSectors,
+                                  uint32_t firstAudioSectors) {
+  auto msf = [](uint32_t s) {
+    char t[16];
+    std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
+    return std::string(t);
+  };
+  return "FILE \"" + bin +
+         "\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n"
+         "    INDEX 01 " +
+         msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
+         msf(dataSectors + firstAudioSectors) + "\r\n";
+}
+
 struct Job : test::ConversionJob {
   explicit Job(bool fakeConverter = false) : ConversionJob(fakeConverter) {}
   // Nothing of the run may stay behind but the package.
@@ -89,16 +105,8 @@ TEST(Conversion, MultiTrackBinCueAtLevelsZeroAndNine) {
     image.insert(image.end(), a1.begin(), a1.end());
     image.insert(image.end(), a2.begin(), a2.end());
     test::WriteFileBytes(r.work / "Game (Track 1).bin", image);
-    auto msf = [](uint32_t s) {
-      char t[16];
-      std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
-      return std::string(t);
-    };
     test::WriteFileText(r.work / "game.cue",
-                        "FILE \"Game (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
-                        "    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n    INDEX 01 " +
-                            msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
-                            msf(dataSectors + 300) + "\r\n");
+                        DataAndTwoAudioTracks("Game (Track 1).bin", dataSectors, 300));
     r.job.input = r.work / "game.cue";
     r.job.level = level;
     ASSERT_EQ(r.Go(), Outcome::Success()) << level;
@@ -429,17 +437,8 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   two.insert(two.end(), audio.begin(), audio.end());
   test::WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
   test::WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
-  // Track 3 starts 100 sectors into the audio.
-  auto msf = [](uint32_t s) {
-    char t[16];
-    std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
-    return std::string(t);
-  };
   test::WriteFileText(first.work / "Quest (Disc 2).cue",
-                      "FILE \"Quest (Disc 2).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
-                      "    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n    INDEX 01 " +
-                          msf(twoData) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
-                          msf(twoData + 100) + "\r\n");
+                      DataAndTwoAudioTracks("Quest (Disc 2).bin", twoData, 100));
   first.job.input = first.work / "Quest (Disc 1).bin";
   first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
   first.job.level = 0;

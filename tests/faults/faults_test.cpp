@@ -340,45 +340,21 @@ TEST(Faults, PatchInPlaceOfADiscSetAtEveryWrite) {
   std::printf("patch in place, two discs: %d faulted runs\n", s.Sweep(kCli));
 }
 
-TEST(Faults, RebuildOfADiscSetAtEveryWrite) {
-  Scenario s;
-  const std::string pkg = s.root / "game.pbp";
+// A rebuild of the package at `pkg` into NEW.PBP with the shipped PIC1, far larger than the
+// room the package has: the package stays as it was, and NEW.PBP is whole or not there.
+void RebuildScenario(Scenario& s, const std::string& pkg) {
   const std::string rebuilt = s.root / "NEW.PBP";
-  SmallDiscSet(pkg);
   const Bytes original = ReadFileBytes(pkg);
-  const std::string pic1 = s.root / "PSXCust/Default/PIC1.PNG";
-  s.args = {"convert", pkg, "--pic1", pic1, "-o", rebuilt, "--yes", "--quiet"};
-  s.reset = [&] {
-    WriteFileBytes(pkg, original);
-    DeleteFileIfExists(rebuilt);
-  };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
-    EXPECT_EQ(ReadFileBytes(pkg), original) << where;
-    if (r.exitCode == 0)
-      EXPECT_EQ(pbp::CheckWrittenPackage(rebuilt), "") << where;
-    else
-      EXPECT_FALSE(FileExists(rebuilt)) << where;
-    EXPECT_FALSE(FileExists(rebuilt + ".part")) << where;
-  };
-  std::printf("rebuild, two discs: %d faulted runs\n", s.Sweep(kCli));
-}
-
-TEST(Faults, RebuildAtEveryWrite) {
-  Scenario s;
-  const std::string pkg = s.root / "game.pbp";
-  const std::string rebuilt = s.root / "NEW.PBP";
-  const Bytes original = SmallPackage(pkg);
-  // The shipped PIC1 is far larger than the room the package has.
   const std::string pic1 = s.root / "PSXCust/Default/PIC1.PNG";
   s.args = {"convert", pkg, "--pic1", pic1, "-o", rebuilt, "--yes", "--quiet"};
   // The note of the file a rebuild may leave is written without a check (RUN.NOTE: without
   // it only a kill would leave NEW.PBP.part behind).
   s.mayFailUnseen = {"RUN.NOTE"};
-  s.reset = [&] {
+  s.reset = [=] {
     WriteFileBytes(pkg, original);
     DeleteFileIfExists(rebuilt);
   };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
+  s.check = [=](const ProcessResult& r, const std::string& where) {
     EXPECT_EQ(ReadFileBytes(pkg), original) << where;
     if (r.exitCode == 0)
       EXPECT_EQ(pbp::CheckWrittenPackage(rebuilt), "") << where;
@@ -386,6 +362,19 @@ TEST(Faults, RebuildAtEveryWrite) {
       EXPECT_FALSE(FileExists(rebuilt)) << where;
     EXPECT_FALSE(FileExists(rebuilt + ".part")) << where;
   };
+}
+
+TEST(Faults, RebuildOfADiscSetAtEveryWrite) {
+  Scenario s;
+  SmallDiscSet(s.root / "game.pbp");
+  RebuildScenario(s, s.root / "game.pbp");
+  std::printf("rebuild, two discs: %d faulted runs\n", s.Sweep(kCli));
+}
+
+TEST(Faults, RebuildAtEveryWrite) {
+  Scenario s;
+  SmallPackage(s.root / "game.pbp");
+  RebuildScenario(s, s.root / "game.pbp");
   std::printf("rebuild: %d faulted runs\n", s.Sweep(kCli));
 }
 

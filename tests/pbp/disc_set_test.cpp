@@ -18,6 +18,7 @@
 #include "pbp/rebuild.h"
 #include "pbp/toc.h"
 #include "pbp/track_extract.h"
+#include "support/eboot_jobs.h"
 #include "support/inflating_reader.h"
 #include "support/pbp_writer.h"
 #include "support/recording_host.h"
@@ -121,19 +122,7 @@ struct SetFixture {
     WriteFileBytes(p, NoiseBytes(size, seed));
     return p;
   }
-  EbootJob Job() const {
-    EbootJob job;
-    job.title = "New Title";
-    job.gameId = "SCES98765";
-    job.saveName = "New Save";
-    job.icon0 = Asset("icon0.png", 2500, 11);
-    job.icon1 = Asset("icon1.pmf", 0, 12);
-    job.pic0 = Asset("pic0.png", 1500, 13);
-    job.pic1 = Asset("pic1.png", 1000, 14);
-    job.snd0 = Asset("snd0.at3", 1000, 15);
-    job.gameboot = Asset("boot.png", 600, 16);
-    return job;
-  }
+  EbootJob Job() const { return test::NewAssetsJob(dir.MakeDir("assets")); }
 };
 
 void Put(Bytes& b, uint64_t at, const std::string& text) {

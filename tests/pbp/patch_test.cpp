@@ -11,6 +11,7 @@
 #include "pbp/inspect.h"
 #include "pbp/rebuild.h"
 #include "pbp/toc.h"
+#include "support/eboot_jobs.h"
 #include "support/pbp_writer.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -51,15 +52,7 @@ struct Fixture {
     written = test::WritePbp(pbp, recipe);
     Inspection r = InspectEboot(pbp, temp, host);
     EXPECT_EQ(r.message, "");
-    job.title = "New Title";
-    job.gameId = "SCES98765";
-    job.saveName = "New Save";
-    job.icon0 = Asset("icon0.png", 2500, 11);
-    job.icon1 = Asset("icon1.pmf", 0, 12);
-    job.pic0 = Asset("pic0.png", 1500, 13);
-    job.pic1 = Asset("pic1.png", 1000, 14);
-    job.snd0 = Asset("snd0.at3", 1000, 15);
-    job.gameboot = Asset("boot.png", 600, 16);
+    job = test::NewAssetsJob(dir.MakeDir("assets"));
   }
   std::string Asset(const std::string& name, std::size_t size, uint32_t seed) {
     std::string p = dir.MakeDir("assets") + "/" + name;
@@ -179,12 +172,11 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   fx.dir.MakeDir("rebuilt");
   fx.host.destination = dest;
   std::vector<std::string> noted;
-  const PackageUpdate made =
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel,
-                  [&](const std::string& partial) {
-                    noted.push_back(partial);
-                    return std::string();
-                  });
+  const PackageUpdate made = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host,
+                                         fx.host.cancel, [&](const std::string& partial) {
+                                           noted.push_back(partial);
+                                           return std::string();
+                                         });
   ASSERT_EQ(made.outcome, Outcome::Success());
   EXPECT_EQ(made.rebuiltTo, dest);
   // Told the temporary name before writing it, so that a crash can be cleaned up after.
