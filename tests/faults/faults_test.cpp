@@ -268,22 +268,22 @@ TEST(Faults, PalFixedConversionAtEveryWrite) {
   std::printf("PAL-fixed conversion: %d faulted runs\n", runs);
 }
 
-TEST(Faults, PatchInPlaceAtEveryWrite) {
-  Scenario s;
-  const std::string pkg = s.root / "game.pbp";
-  const Bytes original = SmallPackage(pkg);
-  s.args = {"convert", pkg, "--title", "Patched Title", "--no-pic1", "--yes", "--quiet"};
+// A patch in place of the package at `pkg` with `options`: the package is as it was or as
+// the patch makes it when nothing goes wrong (which is returned), and no journal is left.
+Bytes PatchScenario(Scenario& s, const std::string& pkg, const std::vector<std::string>& options) {
+  const Bytes original = ReadFileBytes(pkg);
+  s.args = {"convert", pkg};
+  s.args.insert(s.args.end(), options.begin(), options.end());
+  s.args.insert(s.args.end(), {"--no-pic1", "--yes", "--quiet"});
   // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
   // of it.
   s.mayFailUnseen = {"null"};
-  // The package the patch makes when nothing goes wrong.
-  WriteFileBytes(pkg, original);
   ProcessResult clean = s.Run(s.args);
-  ASSERT_EQ(clean.exitCode, 0) << clean.output;
+  EXPECT_EQ(clean.exitCode, 0) << clean.output;
   const Bytes patched = ReadFileBytes(pkg);
-  ASSERT_NE(patched, original);
-  s.reset = [&] { WriteFileBytes(pkg, original); };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
+  EXPECT_NE(patched, original);
+  s.reset = [=] { WriteFileBytes(pkg, original); };
+  s.check = [=](const ProcessResult& r, const std::string& where) {
     const Bytes now = ReadFileBytes(pkg);
     EXPECT_TRUE(now == original || now == patched) << where;
     if (r.exitCode == 0) {
@@ -291,6 +291,14 @@ TEST(Faults, PatchInPlaceAtEveryWrite) {
     }
     EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
   };
+  return patched;
+}
+
+TEST(Faults, PatchInPlaceAtEveryWrite) {
+  Scenario s;
+  SmallPackage(s.root / "game.pbp");
+  PatchScenario(s, s.root / "game.pbp", {"--title", "Patched Title"});
+  ASSERT_FALSE(::testing::Test::HasFailure());
   std::printf("patch in place: %d faulted runs\n", s.Sweep(kCli));
 }
 
@@ -313,30 +321,14 @@ TEST(Faults, PatchInPlaceOfADiscSetAtEveryWrite) {
   Scenario s;
   const std::string pkg = s.root / "game.pbp";
   const test::DiscSetWritten set = SmallDiscSet(pkg);
-  const Bytes original = ReadFileBytes(pkg);
-  s.args = {"convert",   pkg,         "--title",     "Patched Title",
-            "--id",      "SCES12345", "--save-name", "Patched Save",
-            "--no-pic1", "--yes",     "--quiet"};
-  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
-  // of it.
-  s.mayFailUnseen = {"null"};
-  ProcessResult clean = s.Run(s.args);
-  ASSERT_EQ(clean.exitCode, 0) << clean.output;
-  const Bytes patched = ReadFileBytes(pkg);
+  const Bytes patched = PatchScenario(
+      s, pkg, {"--title", "Patched Title", "--id", "SCES12345", "--save-name", "Patched Save"});
+  ASSERT_FALSE(::testing::Test::HasFailure());
   for (uint64_t section : set.sections)
     ASSERT_EQ(std::string(patched.begin() + section + 0x122C, patched.begin() + section + 0x1238),
               "Patched Save");
   ASSERT_EQ(std::string(patched.begin() + set.psar + 0x264, patched.begin() + set.psar + 0x26F),
             "_SCES_12345");
-  s.reset = [&] { WriteFileBytes(pkg, original); };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
-    const Bytes now = ReadFileBytes(pkg);
-    EXPECT_TRUE(now == original || now == patched) << where;
-    if (r.exitCode == 0) {
-      EXPECT_EQ(now, patched) << where;
-    }
-    EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
-  };
   std::printf("patch in place, two discs: %d faulted runs\n", s.Sweep(kCli));
 }
 
