@@ -19,8 +19,8 @@
 #include "disc/game_db.h"
 #include "disc/game_id.h"
 #include "disc/pal_fix.h"
-#include "engine/pal_run.h"
 #include "disc/resolver.h"
+#include "engine/pal_run.h"
 #include "engine/plan.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
@@ -276,8 +276,7 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
         }
         spans = std::move(*image);
       }
-      PalFixResult r =
-          ApplyPalFix(file, spans, options, nullptr, *ctx.progress, *ctx.cancel, note);
+      PalFixResult r = ApplyPalFix(file, spans, options, nullptr, *ctx.progress, *ctx.cancel, note);
       count = r.patches;
       if (!r.error.empty())
         outcome = Outcome::Failed(args->image + ": " + r.error);

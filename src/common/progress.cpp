@@ -13,8 +13,7 @@ void Progress::BeginStage(const std::string& name, double share, uint64_t workSi
 void Progress::Advance(uint64_t done, uint64_t total) {
   if (!stack_.empty() && total > 0) {
     const Frame& f = stack_.back();
-    const double fraction =
-        std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    const double fraction = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
     // Never backwards: a later estimate may be larger than an earlier one.
     overall_ = std::max(overall_, f.base + f.span * fraction);
   }

@@ -173,8 +173,7 @@ bool IsKnownGameIdShape(const std::string& gameId) {
 
 GameIdCheck CheckGameIdForConversion(const std::string& gameId, const std::string& title,
                                      const std::string& saveName, const std::string& region,
-                                     bool palFixScreen, bool palFixGfx,
-                                     Questions& questions) {
+                                     bool palFixScreen, bool palFixGfx, Questions& questions) {
   if (title.empty()) return {CheckOutcome::Refused, kNoTitleMessage};
   if (saveName.empty()) return {CheckOutcome::Refused, kNoSaveNameMessage};
   if (CharCount(gameId) != 9) return {CheckOutcome::Refused, kIdLengthMessage};

@@ -58,7 +58,6 @@ bool IsKnownGameIdShape(const std::string& gameId);
 // `region` is the region caption the database lookup left ("NTSC", "PAL" or anything else).
 GameIdCheck CheckGameIdForConversion(const std::string& gameId, const std::string& title,
                                      const std::string& saveName, const std::string& region,
-                                     bool palFixScreen, bool palFixGfx,
-                                     Questions& questions);
+                                     bool palFixScreen, bool palFixGfx, Questions& questions);
 
 }  // namespace ebf

@@ -158,8 +158,7 @@ class SpanRun {
 }  // namespace
 
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
-                         std::vector<PalPatch>* undo, Progress& progress,
-                         const CancelToken& cancel,
+                         std::vector<PalPatch>* undo, Progress& progress, const CancelToken& cancel,
                          const std::function<bool(const PalPatch&)>& onPatch) {
   const uint64_t start = file.Tell();
   return ApplyPalFix(file, {FileSpan{start, end > start ? end - start : 0}}, options, undo,

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "common/file_io.h"
 #include "common/cancel.h"
+#include "common/file_io.h"
 #include "common/progress.h"
 
 namespace ebf {
@@ -52,16 +52,15 @@ struct PalFixResult {
 // when one is given and reported to `onPatch` before it is written; when `onPatch` says
 // false (the change could not be noted), it is not written and the scan stops there.
 PalFixResult ApplyPalFix(File& file, uint64_t end, const PalFixOptions& options,
-                         std::vector<PalPatch>* undo, Progress& progress,
-                         const CancelToken& cancel,
+                         std::vector<PalPatch>* undo, Progress& progress, const CancelToken& cancel,
                          const std::function<bool(const PalPatch&)>& onPatch = {});
 // Scans the spans as one run of bytes, in the order given, so that a match may begin in one
 // span and end in the next (a package's disc image lies in blocks with headers between
 // them). A patch's offset is its first byte's file position; a window that straddles two
 // spans is written in two pieces, so such patches cannot be put back by ReplayPalUndo.
 PalFixResult ApplyPalFix(File& file, const std::vector<FileSpan>& spans,
-                         const PalFixOptions& options, std::vector<PalPatch>* undo, Progress& progress,
-                         const CancelToken& cancel,
+                         const PalFixOptions& options, std::vector<PalPatch>* undo,
+                         Progress& progress, const CancelToken& cancel,
                          const std::function<bool(const PalPatch&)>& onPatch = {});
 
 // Writes the original words back, in list order. Returns "" or an error text.

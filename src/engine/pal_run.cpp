@@ -123,8 +123,8 @@ Outcome FixAllOrNothing(const std::string& path, bool package, PalFixRun& run,
   pbp::PatchJournal journal(path, tempFolder);
   if (std::string e = journal.Begin(f, regions); !e.empty())
     return Outcome::Failed("The PAL -> NTSC fix failed on " + path + ": " + e);
-  PalFixResult res = ApplyPalFix(f, *spans, OptionsFor(run), nullptr, run.progress, run.cancel,
-                                 onPatch);
+  PalFixResult res =
+      ApplyPalFix(f, *spans, OptionsFor(run), nullptr, run.progress, run.cancel, onPatch);
   if (res.error.empty() && !res.cancelled && !f.Sync()) res.error = f.LastError();
   if (!f.Close() && res.error.empty()) res.error = f.LastError();
   if (res.cancelled || !res.error.empty()) {

@@ -128,12 +128,14 @@ CopyOutcome ReadSectionToFile(uint64_t start, uint64_t end, const std::string& d
         return CopyOutcome::Stopped;
     }
     if (n > 0 && !dest.Write(std::span<const uint8_t>(buf.data(), n))) {
-      if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
+      if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo))
+        return CopyOutcome::Stopped;
     }
     pos += want;
   }
   if (!dest.Close()) {
-    if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo)) return CopyOutcome::Stopped;
+    if (!AskContinueAfterError(questions, dest.LastError(), kErrDeviceIo))
+      return CopyOutcome::Stopped;
   }
   return CopyOutcome::Done;
 }

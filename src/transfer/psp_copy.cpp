@@ -53,7 +53,8 @@ Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targe
   const uint64_t total = in.Size();
   const std::string partial = folder + "EBOOT.PBP.part";
   File out(partial, File::Mode::Write);
-  if (!out) return Outcome::Failed("The package could not be written to the PSP: " + out.LastError());
+  if (!out)
+    return Outcome::Failed("The package could not be written to the PSP: " + out.LastError());
 
   Stage stage(progress, "Copying to the PSP...", 1.0, total);
   std::vector<uint8_t> buf(1 << 20);
@@ -67,7 +68,8 @@ Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targe
     std::size_t n = in.Read(buf);
     if (n == 0) break;
     if (!out.Write(std::span<const uint8_t>(buf.data(), n)))
-      return fail(Outcome::Failed("The package could not be written to the PSP: " + out.LastError()));
+      return fail(
+          Outcome::Failed("The package could not be written to the PSP: " + out.LastError()));
     done += n;
     stage.Advance(done, total);
     if (cancel.Take()) return fail(Outcome::Cancelled());
@@ -79,7 +81,8 @@ Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targe
   std::error_code ec;
   std::filesystem::rename(std::filesystem::u8path(partial),
                           std::filesystem::u8path(folder + "EBOOT.PBP"), ec);
-  if (ec) return fail(Outcome::Failed("The package could not be written to the PSP: " + ec.message()));
+  if (ec)
+    return fail(Outcome::Failed("The package could not be written to the PSP: " + ec.message()));
   stage.Done();
   return Outcome::Success();
 }

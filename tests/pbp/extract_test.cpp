@@ -94,7 +94,8 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
 
     RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host.cancel), Outcome::Success())
+    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host.cancel),
+              Outcome::Success())
         << "level " << v.level;
     EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
     EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
@@ -122,7 +123,8 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel), Outcome::Cancelled());
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
+            Outcome::Cancelled());
   EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
@@ -135,7 +137,8 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
 
   // Run to the end, the image and then its CCD replace the old files.
   RunRecorder whole;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel), Outcome::Success());
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel),
+            Outcome::Success());
   EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
@@ -143,8 +146,9 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   RunRecorder again;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again.cancel),
-            Outcome::Success());
+  EXPECT_EQ(
+      ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again.cancel),
+      Outcome::Success());
   EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"),
             Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
 }
@@ -224,8 +228,9 @@ TEST(ExtractDiscImage, IndexRules) {
   // A phantom entry (an offset with length 0) does not inflate.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(60), 1234);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")"));
+  EXPECT_EQ(
+      ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
+      Outcome::Failed(failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")"));
 
   // A deflated block that is not deflate data.
   w = test::WritePbp(pbp, recipe);
@@ -234,9 +239,9 @@ TEST(ExtractDiscImage, IndexRules) {
   uint8_t entry[4];
   ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
   PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
-  EXPECT_EQ(
-      ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-      Outcome::Failed(failed + "4, at byte " + std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")"));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(failed + "4, at byte " +
+                            std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")"));
   EXPECT_TRUE(host.questions.empty());
 }
 
@@ -306,8 +311,10 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   const std::string out = dir / "out.bin";
   RunRecorder host;
 
-  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host.cancel), Outcome::Failed(kNoSuchFile));
-  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host.cancel), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(kNoSuchFile));
 
   PackageRecipe recipe;
   recipe.image = SampleImage();
@@ -316,21 +323,25 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
   EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
   PatchLe32(pbp, 36, 0xFFFFFFF0u);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(kPsarHeaderNotFound));
   WriteFileBytes(pbp, Bytes(30, 0));
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
+            Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
   w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
-  const std::string r0 = ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host.cancel).text();
+  const std::string r0 =
+      ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host.cancel).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 

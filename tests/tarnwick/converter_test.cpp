@@ -187,8 +187,9 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
     EXPECT_EQ(LastLine(r.output), "Done.");
     // The program's own extractor gives the image back.
     RunRecorder host;
-    ASSERT_EQ(pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host, host.cancel),
-              Outcome::Success());
+    ASSERT_EQ(
+        pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host, host.cancel),
+        Outcome::Success());
     EXPECT_TRUE(ReadFileBytes(dir_ / "back.bin") == expected);
 
     PackageBytes pkg(dir_ / "EBOOT.PBP");
