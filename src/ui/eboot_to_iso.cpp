@@ -28,14 +28,10 @@ Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
   const int discs = pbp::PackageDiscCount(ebootPath);
   for (int disc = 1; disc <= discs; ++disc) {
     const std::string image = discs > 1 ? pbp::DiscOutputPath(output, disc) : output;
-    const std::string ccd = std::filesystem::path(image).replace_extension(".ccd").string();
-    if (FileExists(ccd) &&
-        !prompter.Ask(parent,
-                      QStringLiteral("The following file will be overwritten if you continue!\n"
-                                     "%1\nDo you wish to continue?")
-                          .arg(QString::fromStdString(ccd)),
-                      false))
-      return Outcome::Declined();
+    // The question is the command line's; a message box breaks lines at "\n".
+    const QString question = QString::fromStdString(pbp::CcdOverwriteQuestion(image))
+                                 .replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    if (!question.isEmpty() && !prompter.Ask(parent, question, false)) return Outcome::Declined();
   }
 
   ProgressWindow progress(ProgressWindow::Kind::Progress, prompter, theme, parent);

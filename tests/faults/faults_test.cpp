@@ -370,16 +370,23 @@ TEST(Faults, RebuildAtEveryWrite) {
   std::printf("rebuild: %d faulted runs\n", s.Sweep(kCli));
 }
 
+// A package of five noise blocks whose TOC gives a data track and, at sector 40, an audio
+// track. Returns the disc image it holds.
+Bytes TwoTrackPackage(const std::string& path, uint32_t seed, int level) {
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * kTestBlockSize, seed);
+  recipe.level = level;
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}}, 80);
+  WritePbp(path, recipe);
+  return recipe.image;
+}
+
 // An extraction into a folder that holds the user's older image and CCD: both stay as they
 // were, or both are replaced by the whole new ones.
 TEST(Faults, ExtractionAtEveryWrite) {
   Scenario s;
   const std::string pkg = s.root / "game.pbp";
-  PackageRecipe recipe;
-  recipe.image = NoiseBytes(5 * kTestBlockSize, 7);
-  recipe.level = 9;
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}}, 80);
-  WritePbp(pkg, recipe);
+  const Bytes packed = TwoTrackPackage(pkg, 7, 9);
   const std::string folder = s.root / "mine";
   const std::string image = folder + "/Game.bin", ccd = folder + "/Game.ccd";
   const Bytes olderImage = NoiseBytes(5000, 8);
@@ -396,7 +403,7 @@ TEST(Faults, ExtractionAtEveryWrite) {
     // The new image is the package's 5 blocks; its sheet starts "[CloneCD]" and lists the
     // second track.
     const bool newer =
-        ReadFileBytes(image) == recipe.image &&
+        ReadFileBytes(image) == packed &&
         ReadFileText(ccd).find("[TRACK 1]\r\nMODE=0\r\nINDEX 1=40\r\n") != std::string::npos;
     if (r.exitCode == 0) {
       EXPECT_TRUE(newer) << where;
@@ -416,11 +423,7 @@ TEST(Faults, ExtractionAtEveryWrite) {
 TEST(Faults, SplitExtractionAtEveryWrite) {
   Scenario s;
   const std::string pkg = s.root / "game.pbp";
-  PackageRecipe recipe;
-  recipe.image = NoiseBytes(5 * kTestBlockSize, 9);
-  recipe.level = 1;
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}}, 80);
-  WritePbp(pkg, recipe);
+  const Bytes packed = TwoTrackPackage(pkg, 9, 1);
   const std::string folder = s.root / "set";
   s.args = {"extract", pkg, folder + "/Game", "--split", "--quiet"};
   s.reset = [&] { fs::remove_all(folder); };
@@ -429,7 +432,7 @@ TEST(Faults, SplitExtractionAtEveryWrite) {
       EXPECT_EQ(Joined(FilesIn(folder)), "Game (Track 1).bin Game (Track 2).bin Game.cue ")
           << where;
       const Bytes one = ReadFileBytes(folder + "/Game (Track 1).bin");
-      EXPECT_TRUE(std::equal(one.begin(), one.end(), recipe.image.begin())) << where;
+      EXPECT_TRUE(std::equal(one.begin(), one.end(), packed.begin())) << where;
     } else {
       EXPECT_FALSE(FileExists(folder)) << where;
     }
