@@ -13,6 +13,7 @@
 #include "cli/terminal_host.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/cue_sheet.h"
 #include "disc/disc_set.h"
 #include "engine/conversion.h"
@@ -30,6 +31,7 @@ struct JobResult {
   std::vector<std::string> discs;  // the images of a game on several discs
   OutcomeKind kind = OutcomeKind::Failed;
   std::string game, id, result, size;
+  std::vector<std::string> warnings;  // what the package made lacks (a disc not found ...)
   double seconds = 0;
   int exitCode = kExitFailed;
 };
@@ -47,6 +49,7 @@ void PrintJobJson(const std::string& input, const std::string& output, const cha
                {"seconds", std::round(r.seconds * 1000) / 1000},
                {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
   if (r.discs.size() > 1) line["discs"] = r.discs;
+  if (!r.warnings.empty()) line["warnings"] = r.warnings;
   PrintJson(line, true);
 }
 
@@ -59,7 +62,7 @@ std::string Seconds(double s) {
 // Runs one input through the whole job; prints the closing message. A batch passes the
 // folders its earlier games took, and gets this game's added.
 JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options, CliContext& ctx,
-                 std::set<std::string>* takenFolders = nullptr) {
+                 std::set<std::string>* takenFolders = nullptr, bool wholeGame = false) {
   const std::string& input = discs.front();
   TerminalProgress& progress = *ctx.progress;
   TerminalQuestions& questions = *ctx.questions;
@@ -68,12 +71,13 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
   const auto start = std::chrono::steady_clock::now();
   JobResult out;
   out.discs = discs;
-  JobInput job = JobFor(discs, options, ctx.settings);
+  JobInput job = JobFor(discs, options, ctx.settings, wholeGame);
   if (takenFolders) job.takenOutputFolders = *takenFolders;
   const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
   out.game = planned.title.empty() ? StemOf(input) : planned.title;
   if (planned.plan) {
     out.id = planned.plan->gameId;
+    out.warnings = planned.plan->warnings;
     if (takenFolders && !planned.plan->output.empty())
       takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
@@ -151,6 +155,8 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
     case OutcomeKind::Failed: {
       const std::string text = ReplaceAll(outcome.text(), "\r\n", "\n");
       std::cerr << text << "\n";
+      if (!planned.plan && text.find("not converted without") != std::string::npos)
+        std::cerr << "(run again with --allow-missing-discs to convert the discs found)\n";
       const auto lines = SplitLines(outcome.text());
       out.result = ReplaceAll(lines.empty() ? outcome.text() : lines[0], "\t", " ");
       if (ctx.json) PrintJobJson(input, "", "failed", text, out, inputBytes, 0);
@@ -165,14 +171,6 @@ bool IsDiscImage(const std::string& path) {
   const std::string ext = Extension4(path);
   return ext == ".CUE" || ext == ".ISO" || ext == ".BIN" || ext == ".IMG" || ext == ".MDF" ||
          ext == ".CCD" || ext == ".CHD" || ext == ".ECM";
-}
-
-std::string Canonical(const std::string& path) {
-  std::error_code ec;
-  auto p = fs::weakly_canonical(fs::u8path(path), ec);
-  if (ec) return path;
-  auto u8 = p.u8string();
-  return std::string(u8.begin(), u8.end());
 }
 
 // Every disc image under the given files and folders, a CUE taking the place of the data
@@ -201,11 +199,11 @@ std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
     if (Extension4(f) == ".CCD") f = ResolveCaseBlind(WithoutExtension(f) + ".img");
     // A sheet stands for every file it names (a set has one per track).
     if (Extension4(f) == ".CUE")
-      for (const std::string& data : FindCueDataFiles(f)) covered.insert(Canonical(data));
+      for (const std::string& data : FindCueDataFiles(f)) covered.insert(CanonicalPath(data));
   }
   std::vector<std::string> images;
   for (const std::string& f : found) {
-    const std::string key = Canonical(f);
+    const std::string key = CanonicalPath(f);
     if (!FileExists(f) || covered.count(key) || !seen.insert(key).second) continue;
     images.push_back(f);
   }
@@ -228,38 +226,53 @@ std::optional<std::vector<std::string>> DiscsToConvert(const std::vector<std::st
     }
     return playlist.paths;
   }
-  for (const std::string& input : inputs)
+  std::vector<std::string> discs;
+  for (const std::string& input : inputs) {
     if (Extension4(input) == ".M3U") {
       std::cerr << "A playlist names every disc of a game: give it alone.\n";
       return std::nullopt;
     }
-  return inputs;
+    // An Alcohol descriptor named on the command line stands for the image it describes,
+    // which is read with the descriptor beside it, as the window reads an MDF.
+    if (Extension4(input) == ".MDS") {
+      const std::string mdf = DescribedMdfPath(input);
+      if (mdf.empty()) {
+        std::cerr << input << " describes "
+                  << FileNameOf(WithoutExtension(input)) + ".mdf, which is not beside it.\n";
+        return std::nullopt;
+      }
+      discs.push_back(mdf);
+      continue;
+    }
+    discs.push_back(input);
+  }
+  return discs;
 }
 
 // The games among the images found: the "(Disc N)" files of one game together, in disc
-// order (or each alone with `separate`). A game with a disc missing is said to be so.
-std::vector<std::vector<std::string>> GamesAmong(const std::vector<std::string>& images,
-                                                 bool separate) {
-  std::vector<std::vector<std::string>> games;
+// order (or each alone with `separate`); a game with a disc missing is refused when it runs.
+struct FoundGame {
+  std::vector<std::string> discs;
+  bool wholeGame = false;  // grouped by its names
+};
+std::vector<FoundGame> GamesAmong(const std::vector<std::string>& images, bool separate) {
+  std::vector<FoundGame> games;
   std::set<std::string> found, grouped;
-  for (const std::string& image : images) found.insert(Canonical(image));
+  for (const std::string& image : images) found.insert(CanonicalPath(image));
   for (const std::string& image : images) {
-    if (grouped.count(Canonical(image))) continue;
+    if (grouped.count(CanonicalPath(image))) continue;
     if (separate || DiscNumberOf(StemOf(image)) == 0) {
-      games.push_back({image});
+      games.push_back({{image}, false});
       continue;
     }
     const DiscSet set = FindDiscSet(
-        image, [&](const std::string& path) { return found.count(Canonical(path)) > 0; });
-    std::vector<std::string> discs;
+        image, [&](const std::string& path) { return found.count(CanonicalPath(path)) > 0; });
+    FoundGame game{{}, true};
     for (const SetMember& member : set.discs) {
-      discs.push_back(member.path);
-      grouped.insert(Canonical(member.path));
+      game.discs.push_back(member.path);
+      grouped.insert(CanonicalPath(member.path));
     }
-    for (int missing : set.missing)
-      std::cerr << "Disc " << missing << " of " << WithoutDiscNumber(StemOf(image))
-                << " was not found; the discs found go into its package.\n";
-    games.push_back(std::move(discs));
+    games.push_back(std::move(game));
   }
   return games;
 }
@@ -319,12 +332,12 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
-    const std::vector<std::vector<std::string>> games = GamesAmong(images, batch->separateDiscs);
+    const std::vector<FoundGame> games = GamesAmong(images, batch->separateDiscs);
     std::vector<JobResult> results;
     for (std::size_t i = 0; i < games.size(); ++i) {
       ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(games.size()) + "] " +
-                        games[i].front() + "\n");
-      results.push_back(RunOne(games[i], each, ctx, &taken));
+                        games[i].discs.front() + "\n");
+      results.push_back(RunOne(games[i].discs, each, ctx, &taken, games[i].wholeGame));
       // Ctrl+C stops the whole batch.
       if (results.back().kind == OutcomeKind::Cancelled) break;
     }

@@ -214,6 +214,17 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
+    // A sheet stands for the image it names.
+    if (Extension4(args->image) != ".PBP") {
+      std::string target;
+      if (std::string why = PalFixTarget(args->image, target); !why.empty()) {
+        std::cerr << ReplaceAll(why, "\r\n", "\n") << "\n";
+        ctx.exitCode = kExitFailed;
+        return;
+      }
+      if (target != args->image) ctx.progress->Log("The fix goes to " + target + "\n");
+      args->image = target;
+    }
     // A journal a run before this one left beside the file is rolled back first.
     RunLock lock;
     if (!MayRollBackLeftoverPatch(ctx, args->image, lock)) return;

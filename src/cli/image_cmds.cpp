@@ -81,6 +81,7 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
   chd->add_option("--bin", args->output, "Write the disc as one raw image of 2,352-byte sectors");
   chd->callback([args, &ctx] {
     if (args->output.empty()) return PrintChd(args->input, ctx);
+    if (!MayReplace(ctx, args->output)) return;
     Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
     ctx.exitCode = Finish(chd::WriteChdAsBin(args->input, args->output, TerminalHooks(ctx, stage)),
                           "Written: " + args->output);
@@ -95,6 +96,7 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
       out = WithoutExtension(args->input);
       if (out == args->input) out += ".bin";
     }
+    if (!MayReplace(ctx, out)) return;
     Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
     ctx.exitCode =
         Finish(DecodeEcmFile(args->input, out, TerminalHooks(ctx, stage)), "Written: " + out);

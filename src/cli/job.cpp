@@ -1,5 +1,6 @@
 #include "cli/job.h"
 
+#include "common/files.h"
 #include "common/text.h"
 
 namespace ebf::cli {
@@ -19,6 +20,8 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
   cmd.add_flag("--pal-screen", o.palScreen, "PAL -> NTSC fix: screen height");
   cmd.add_flag("--pal-gfx", o.palGfx, "PAL -> NTSC fix: graphics");
   cmd.add_flag("--recompress", o.recompress, "Rebuild a package through its disc image");
+  cmd.add_flag("--allow-missing-discs", o.allowMissingDiscs,
+               "Convert a game whose \"(Disc N)\" files skip a number from the discs found");
   for (std::size_t i = 0; i < kOptionNames.size(); ++i) {
     const std::string name = kOptionNames[i];
     cmd.add_option("--" + name, o.assets[i], "Custom " + std::string(kSlots[i].assetFileName));
@@ -28,8 +31,10 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
 }
 
 JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
-                const Settings& settings) {
+                const Settings& settings, bool wholeGame) {
   JobInput job;
+  job.wholeGame = wholeGame;
+  job.missingDiscs = o.allowMissingDiscs ? MissingDiscs::Allow : MissingDiscs::Refuse;
   const std::string& input = discs.front();
   job.input = input;
   job.laterDiscs.assign(discs.begin() + 1, discs.end());
@@ -40,7 +45,9 @@ JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
   job.title = o.title;
   job.saveName = o.saveName;
   job.gameId = o.gameId;
-  for (int i = 0; i < kSlotCount; ++i) job.assets[i] = {!o.removed[i], o.assets[i]};
+  // The slots' rules are made for the full paths the window hands them.
+  for (int i = 0; i < kSlotCount; ++i)
+    job.assets[i] = {!o.removed[i], o.assets[i].empty() ? "" : AbsolutePath(o.assets[i])};
   job.level = o.level ? *o.level : ValInt(settings.compressLevel);
   job.palFixScreen = o.palScreen;
   job.palFixGraphics = o.palGfx;

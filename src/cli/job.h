@@ -17,6 +17,7 @@ struct JobOptions {
   std::optional<std::string> title, gameId, saveName;
   std::optional<int> level;
   bool palScreen = false, palGfx = false, recompress = false;
+  bool allowMissingDiscs = false;
   std::array<std::string, kSlotCount> assets;  // --icon0 ... --boot, in the slots' order
   std::array<bool, kSlotCount> removed{};      // --no-icon0 ...
 };
@@ -29,8 +30,9 @@ inline constexpr const char* kNeedRebuildDestination =
 
 // The job for `discs` (one input, or the discs of one game in order) as the options describe
 // it: resolved as a drop would be, the user's words over what disc 1 says, and no
-// confirmations asked.
+// confirmations asked but the one before an EBOOT.PBP is replaced. `wholeGame`: the discs
+// were grouped by their names, so a gap in the numbering counts.
 JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& options,
-                const Settings& settings);
+                const Settings& settings, bool wholeGame = false);
 
 }  // namespace ebf::cli

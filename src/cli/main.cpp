@@ -59,6 +59,24 @@ bool MayRollBackLeftoverPatch(CliContext& ctx, const std::string& path, RunLock&
   return false;
 }
 
+bool AnswerableRefusal(CliContext& ctx) {
+  const std::string& question = ctx.questions->refusedQuestion();
+  // "Continue regardless?" after a failed read or write: --yes never answers it.
+  if (question.empty() || question.find("Continue regardless?") != std::string::npos) {
+    ctx.exitCode = kExitFailed;
+    return false;
+  }
+  std::cerr << question << "\n(not answered: run again with --yes to answer Yes)\n";
+  ctx.exitCode = kExitCancelled;
+  return true;
+}
+
+bool MayReplace(CliContext& ctx, const std::string& path) {
+  if (!ConfirmOverwrite(*ctx.questions, FolderOf(path), FileNameOf(path), "")) return true;
+  AnswerableRefusal(ctx);
+  return false;
+}
+
 }  // namespace ebf::cli
 
 int main(int argc, char** argv) {

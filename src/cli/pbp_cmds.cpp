@@ -139,9 +139,8 @@ void FinishExtract(CliContext& ctx, const Outcome& result) {
       ctx.exitCode = kExitCancelled;
       break;
     case OutcomeKind::Declined:
-      // Only a failed write is ever refused here: say which.
-      std::cerr << "\n" << ctx.questions->refusedQuestion() << "\n";
-      ctx.exitCode = kExitFailed;
+      // A failed write, which --yes never answers, or a file of the user's to be replaced.
+      if (!AnswerableRefusal(ctx)) std::cerr << "\n" << ctx.questions->refusedQuestion() << "\n";
       break;
     case OutcomeKind::Failed:
       std::cerr << "\n" << result.text() << "\n";
@@ -218,13 +217,18 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
         ctx.exitCode = 1;
         return;
       }
+      const pbp::TrackFiles layout =
+          args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile;
+      // Every disc's files in the way are asked about before the first is written.
       Outcome result = Outcome::Success();
+      for (int disc = first; disc < first + discs && result.succeeded(); ++disc)
+        result = pbp::ExtractTracks(args->path, outputOf(disc), layout, *ctx.progress, *ctx.cancel,
+                                    notes, disc, {ctx.questions, true});
       for (int disc = first; disc < first + discs && result.succeeded(); ++disc) {
         std::optional<Stage> stage;
         if (discs > 1) stage.emplace(*ctx.progress, "", 1.0 / discs);
-        result = pbp::ExtractTracks(args->path, outputOf(disc),
-                                    args->split ? pbp::TrackFiles::Split : pbp::TrackFiles::OneFile,
-                                    *ctx.progress, *ctx.cancel, notes, disc);
+        result = pbp::ExtractTracks(args->path, outputOf(disc), layout, *ctx.progress, *ctx.cancel,
+                                    notes, disc);
         if (!stage) break;
         result = result.Within("Disc " + std::to_string(disc));
         if (result.succeeded()) stage->Done();
@@ -235,18 +239,11 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
     static const std::map<std::string, int> tocModes = {
         {"none", pbp::kTocNone}, {"toc", pbp::kTocFile}, {"ccd", pbp::kTocCcd}};
     int toc = args->toc.empty() ? ctx.settings.ebootTocExtract : tocModes.at(args->toc);
-    for (int disc = first; disc < first + discs; ++disc) {
-      if (std::string question = pbp::CcdOverwriteQuestion(outputOf(disc));
-          !question.empty() && !ctx.questions->AskYesNo(question, false, MsgIcon::Exclamation)) {
-        std::cerr << "Not overwriting " << pbp::CcdFilePath(outputOf(disc)) << " (use --yes).\n";
-        ctx.exitCode = 1;
-        return;
-      }
-    }
-    Outcome result = discs > 1 ? pbp::ExtractEveryDisc(args->path, args->output, toc, *ctx.progress,
-                                                       *ctx.cancel, notes)
-                               : pbp::ExtractDiscImage(args->path, args->output, false, toc,
-                                                       *ctx.progress, *ctx.cancel, notes, first);
+    Outcome result =
+        discs > 1 ? pbp::ExtractEveryDisc(args->path, args->output, toc, *ctx.progress, *ctx.cancel,
+                                          notes, ctx.questions)
+                  : pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
+                                          *ctx.cancel, notes, first, {ctx.questions});
     FinishExtract(ctx, result);
   });
 }

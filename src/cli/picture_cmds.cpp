@@ -24,8 +24,12 @@ struct PngOptions {
 constexpr std::pair<const char*, int> kPictureSlots[] = {
     {"icon0", kSlotIcon0}, {"pic0", kSlotPic0}, {"pic1", kSlotPic1}, {"boot", kSlotGameboot}};
 
-int RunPng(const PngOptions& o, CliContext& ctx) {
+int RunPng(PngOptions o, CliContext& ctx) {
   LoadCliSettings(ctx);
+  // The slot's rules are made for the full paths the window hands it: "p.jpg" typed in a
+  // terminal is the same file as "./p.jpg".
+  o.input = AbsolutePath(o.input);
+  o.output = AbsolutePath(o.output);
   int slot = kSlotIcon0;
   for (const auto& [name, index] : kPictureSlots)
     if (o.slot == name) slot = index;

@@ -45,6 +45,14 @@ void AddPngCommand(CLI::App& app, CliContext& ctx);
 void AddDocCommand(CLI::App& app, CliContext& ctx);
 void AddCompletionCommand(CLI::App& app, CliContext& ctx);
 
+// After a command was stopped at a question: one that --yes answers is printed with how to
+// answer it (exit 2) and true returned; a failed read or write, which --yes never answers,
+// gives false and exit 1, and the caller says what failed.
+bool AnswerableRefusal(CliContext& ctx);
+// Before `path` is written: asks when a file is there (--yes answers). False when it was not
+// answered Yes, said as AnswerableRefusal says it.
+bool MayReplace(CliContext& ctx, const std::string& path);
+
 // Loads the settings named by ctx.iniPath into ctx.settings.
 void LoadCliSettings(CliContext& ctx);
 

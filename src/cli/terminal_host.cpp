@@ -63,6 +63,8 @@ void TerminalProgress::OnAdvanced(uint64_t done, uint64_t total, double /*overal
 
 void TerminalProgress::OnStageEnded(const std::string& name, bool completed) {
   if (name.empty()) return;
+  // The last figure stands in the log even when it came within a second of the one before.
+  if (completed && !quiet_ && !view_.terminal) WritePlainNumber(view_.now(), true);
   if (completed) Log("Done");
   caption_.clear();
   size_.clear();
@@ -100,7 +102,7 @@ void TerminalProgress::Redraw(bool force) {
   DrawLiveLine(now);
 }
 
-void TerminalProgress::WritePlainNumber(Clock::time_point now) {
+void TerminalProgress::WritePlainNumber(Clock::time_point now, bool force) {
   // The stage's own line has been written; a number waits for its second.
   std::string number;
   if (fraction_ >= 0)
@@ -108,7 +110,7 @@ void TerminalProgress::WritePlainNumber(Clock::time_point now) {
   else
     number = bytes_;
   if (number.empty() || number == numberWritten_) return;
-  if (lastNumberAt_ && now - *lastNumberAt_ < kPlainLineEvery) return;
+  if (!force && lastNumberAt_ && now - *lastNumberAt_ < kPlainLineEvery) return;
   numberWritten_ = number;
   lastNumberAt_ = now;
   out() << number << "\n" << std::flush;

@@ -37,7 +37,7 @@ class TerminalProgress : public Progress {
  private:
   void Redraw(bool force);
   void DrawLiveLine(Clock::time_point now);
-  void WritePlainNumber(Clock::time_point now);
+  void WritePlainNumber(Clock::time_point now, bool force = false);
   std::ostream& out();
 
   const bool& quiet_;

@@ -71,6 +71,14 @@ std::string AbsolutePath(const std::string& path) {
   return out;
 }
 
+std::string CanonicalPath(const std::string& path) {
+  std::error_code ec;
+  auto p = fs::weakly_canonical(P(path), ec);
+  if (ec) return path;
+  auto u8 = p.u8string();
+  return std::string(u8.begin(), u8.end());
+}
+
 bool IsAbsolutePath(const std::string& path) {
 #ifdef _WIN32
   if (path.size() >= 3 && path[1] == ':' && IsSeparator(path[2])) return true;

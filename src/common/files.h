@@ -34,6 +34,9 @@ std::string StemOf(const std::string& path);
 std::string WithoutExtension(const std::string& path);
 // The path made absolute against the current folder (as it is when that fails).
 std::string AbsolutePath(const std::string& path);
+// The path with links and "." and ".." resolved, so that two names of one file compare
+// equal (as it is when that fails).
+std::string CanonicalPath(const std::string& path);
 // Absolute path: POSIX "/..."; Windows "X:\..." or "X:/..." or a UNC path.
 bool IsAbsolutePath(const std::string& path);
 
@@ -83,6 +86,9 @@ int64_t CurrentProcessId();
 
 // True when this process may create files in `folder` (permissions, read-only mounts).
 bool CanWriteFolder(const std::string& folder);
+// "" when a file can be created in `folder` (tried without leaving one), else the system's
+// reason ("Permission denied", "Read-only file system").
+std::string FolderWriteError(const std::string& folder);
 
 uint8_t ToBcd(uint16_t n);
 using Msf = std::array<uint8_t, 3>;  // minute, second, frame

@@ -8,10 +8,13 @@
 
 #include <filesystem>
 #else
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #endif
 
@@ -57,6 +60,18 @@ bool CanWriteFolder(const std::string& folder) {
   return true;
 }
 
+std::string FolderWriteError(const std::string& folder) {
+  const std::filesystem::path probe = std::filesystem::u8path(
+      WithTrailingSep(folder) + ".ebootforge-" + std::to_string(GetCurrentProcessId()) + ".tmp");
+  HANDLE h = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  if (h != INVALID_HANDLE_VALUE) {
+    CloseHandle(h);
+    return {};
+  }
+  return GetLastError() == ERROR_ACCESS_DENIED ? "Permission denied" : "it cannot be written";
+}
+
 #else
 
 std::string ExecutablePath() {
@@ -88,6 +103,23 @@ int64_t CurrentProcessId() {
 
 bool CanWriteFolder(const std::string& folder) {
   return !folder.empty() && access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
+std::string FolderWriteError(const std::string& folder) {
+  // Creating a file is the surest test (a read-only mount, a network volume that refuses even
+  // root); an unnamed one leaves nothing behind however the process ends. Volumes that cannot
+  // make one (FAT) are judged by their permissions and mount flags.
+  const int fd = open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  if (fd >= 0) {
+    const bool closed = close(fd) == 0;
+    return closed ? std::string() : std::strerror(errno);
+  }
+  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return std::strerror(errno);
+  if (access(folder.c_str(), W_OK | X_OK) != 0) return std::strerror(errno);
+  struct statvfs volume {};
+  if (statvfs(folder.c_str(), &volume) == 0 && (volume.f_flag & ST_RDONLY))
+    return std::strerror(EROFS);
+  return {};
 }
 
 #endif

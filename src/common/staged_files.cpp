@@ -38,6 +38,13 @@ std::string StagedFiles::Add(const std::string& finalPath) {
   return temp;
 }
 
+bool StagedFiles::ConfirmReplacing(Questions* questions) const {
+  if (!questions) return true;
+  for (const Entry& e : entries_)
+    if (ConfirmOverwrite(*questions, FolderOf(e.final), FileNameOf(e.final), "")) return false;
+  return true;
+}
+
 void StagedFiles::AddMadeFolder(const std::string& folder) {
   folders_.push_back(folder);
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "common/questions.h"
+
 namespace ebf {
 
 // The notes of staged files in Temp: "STAGED-<process id>.NOTE", one line per entry, "F "
@@ -28,6 +30,9 @@ class StagedFiles {
 
   // Registers a final path and returns the temporary name to write instead.
   std::string Add(const std::string& finalPath);
+  // Asks before each registered file that already exists would be replaced, in the order
+  // they were added; false when a question was answered No. Null questions ask nothing.
+  bool ConfirmReplacing(Questions* questions) const;
   // A folder made for the files, to be noted with them.
   void AddMadeFolder(const std::string& folder);
   // Writes the note (every entry so far) and puts it on the disk; "" or what went wrong.

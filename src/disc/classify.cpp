@@ -37,6 +37,11 @@ std::string CcdImagePath(const std::string& ccdPath) {
   return ResolveCaseBlind(base + "IMG");
 }
 
+std::string DescribedMdfPath(const std::string& mdsPath) {
+  const std::string mdf = ResolveCaseBlind(WithoutExtension(mdsPath) + ".mdf");
+  return IsRegularFile(mdf) ? mdf : std::string();
+}
+
 DropDecision ClassifyInputPath(const std::string& path) {
   std::string ext = Extension4(path);
   if (ext == ".CCD") {

@@ -35,6 +35,10 @@ DropDecision ClassifyInputPath(const std::string& path);
 // The whole drop: warns about extra files, ignores a vanished first file, classifies it.
 DropDecision ClassifyDrop(const std::vector<std::string>& files);
 
+// The image an Alcohol descriptor (.mds) describes: the .mdf of the same name beside it,
+// found case-blind; "" when there is none.
+std::string DescribedMdfPath(const std::string& mdsPath);
+
 // A CCD's image: the path with its last three characters replaced by "IMG", found
 // case-blind.
 std::string CcdImagePath(const std::string& ccdPath);

@@ -21,11 +21,12 @@ bool IsFile(const std::string& path) {
 }  // namespace
 
 std::optional<CueLine> SplitCueLine(std::string_view raw) {
-  std::string line = ToUpperAscii(Trim(raw));
+  const std::string written = Trim(raw);
+  std::string line = ToUpperAscii(written);
   if (line.empty()) return std::nullopt;
   std::size_t blank = line.find_first_of(" \t");
   if (blank == std::string::npos) return std::nullopt;
-  return CueLine{line.substr(0, blank), line.substr(blank + 1)};
+  return CueLine{line.substr(0, blank), line.substr(blank + 1), written.substr(blank + 1)};
 }
 
 std::optional<std::string> CueQuotedName(std::string_view rest) {
@@ -59,7 +60,7 @@ CueFileEntry ReadCueFileEntry(const std::string& cuePath) {
       return entry;
     }
     if (line->keyword != "FILE") continue;
-    auto name = CueQuotedName(line->rest);
+    auto name = CueQuotedName(line->restAsWritten);
     if (!name || name->empty()) {
       entry.invalid = true;
       return entry;
@@ -107,6 +108,14 @@ std::optional<std::string> FindCueDataFile(const std::string& cuePath) {
   return found;
 }
 
+std::string CueInvalidMessage(const std::string& cuePath) {
+  const CueFileEntry entry = ReadCueFileEntry(cuePath);
+  if (entry.invalid || !entry.found || !LocateCueFile(cuePath, entry.name).empty())
+    return kCueInvalidMessage;
+  return std::string(kCueInvalidMessage) + "\r\n(" + entry.name + ", named by " +
+         FileNameOf(cuePath) + ", is not there)";
+}
+
 std::vector<std::string> FindCueDataFiles(const std::string& cuePath) {
   std::vector<std::string> found;
   File file(cuePath, File::Mode::Read);
@@ -116,7 +125,7 @@ std::vector<std::string> FindCueDataFiles(const std::string& cuePath) {
   while (reader.Next(raw)) {
     auto line = SplitCueLine(TextFileToUtf8(raw));
     if (!line || line->keyword != "FILE") continue;
-    auto name = CueQuotedName(line->rest);
+    auto name = CueQuotedName(line->restAsWritten);
     if (!name || name->empty()) continue;
     std::string path = LocateCueFile(cuePath, *name);
     if (!path.empty()) found.push_back(path);
@@ -212,7 +221,8 @@ class CueParser {
       if (!line || !IsCommand(line->keyword))
         error = "\"" + trimmed + "\" is not a CUE sheet command.";
       else
-        error = Command(line->keyword, Trim(line->rest));
+        error = Command(line->keyword,
+                        Trim(line->keyword == "FILE" ? line->restAsWritten : line->rest));
       if (!error.empty()) {
         out.error = At(error);
         return out;
@@ -258,7 +268,7 @@ class CueParser {
       after = Trim(rest.substr(rest.find(words[0]) + words[0].size()));
     }
     if (file.name.empty()) return "the FILE line names no file.";
-    file.type = after.empty() ? "BINARY" : std::string(Words(after)[0]);
+    file.type = after.empty() ? "BINARY" : ToUpperAscii(Words(after)[0]);
     sheet_.files.push_back(file);
     return {};
   }

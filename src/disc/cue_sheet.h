@@ -17,8 +17,9 @@ inline constexpr const char* kMsgBinNotFound = "The BIN file could not be found!
 
 // One line of a sheet, already trimmed and upper-cased.
 struct CueLine {
-  std::string keyword;  // text before the first blank
-  std::string rest;     // text after it
+  std::string keyword;        // text before the first blank
+  std::string rest;           // text after it, upper-cased
+  std::string restAsWritten;  // the same as the sheet spells it (file names)
 };
 // Trims and upper-cases a raw line. Empty lines and lines without a blank give nothing.
 std::optional<CueLine> SplitCueLine(std::string_view raw);
@@ -43,6 +44,9 @@ bool IsCueNameAbsolute(const std::string& name);
 // with the ".bin" fallback. Nothing when neither exists (the sheet is invalid). A sheet
 // without any FILE line stands for itself.
 std::optional<std::string> FindCueDataFile(const std::string& cuePath);
+// "CUE Sheet is invalid!", and when the sheet names a file that is not there, that file as
+// the sheet spells it.
+std::string CueInvalidMessage(const std::string& cuePath);
 
 // The file a FILE name stands for, found as FindCueDataFile finds the first: absolute or
 // beside the sheet, case-blind, else the same name ending in ".bin". "" when neither exists.

@@ -132,11 +132,19 @@ PlaylistDiscs ReadM3u(const std::string& playlistPath) {
                 " discs; a package holds at most " + std::to_string(kMaxDiscsInSet);
     return out;
   }
+  const std::string self = CanonicalPath(AbsolutePath(playlistPath));
   for (const std::string& entry : entries) {
     const std::string disc =
         IsAbsolutePath(entry) ? entry : JoinPath(FolderOf(AbsolutePath(playlistPath)), entry);
-    if (!FileExists(disc) || IsDirectory(disc)) {
-      out.error = "The playlist " + playlistPath + " names " + entry + ", which does not exist";
+    std::string why;
+    if (!FileExists(disc) || IsDirectory(disc))
+      why = ", which does not exist";
+    else if (CanonicalPath(disc) == self)
+      why = ": itself, not a disc";
+    else if (Extension4(disc) == ".M3U")
+      why = ", another playlist: a playlist names disc images";
+    if (!why.empty()) {
+      out.error = "The playlist " + playlistPath + " names " + entry + why;
       out.paths.clear();
       return out;
     }

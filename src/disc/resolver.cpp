@@ -102,7 +102,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
   if (ext == ".CUE") {
     auto data = FindCueDataFile(path);
     if (!data) {
-      r.message = kCueInvalidMessage;
+      r.message = CueInvalidMessage(path);
       return r;
     }
     r.dataFile = *data;

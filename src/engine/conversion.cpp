@@ -42,14 +42,13 @@ class RunCleanup {
   std::string Finish() {
     if (finished_) return {};
     finished_ = true;
-    if (staged_) RemoveStagedFiles(out_, assets_);
     // The new package under its temporary name never outlives the run: by now it either
-    // became EBOOT.PBP or is not to be trusted.
+    // became EBOOT.PBP or is not to be trusted. It is the only file the run made in the
+    // output folder.
     DeleteFileIfExists(out_ + kPartialPackageName);
     const std::string temp = TempFolder(work_);
     DeleteFileIfExists(temp + kRunNote);
     for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
-      DeleteFileIfExists(out_ + pbp::DiscTocFileName(disc));
       for (const std::string& name :
            {TempImageName("TempISO", ".iso", disc), TempImageName("TempISO", ".ccd", disc),
             TempImageName("TempBIN", ".bin", disc), pbp::DiscTocFileName(disc)})
@@ -60,10 +59,6 @@ class RunCleanup {
     return RevertPalFixes();
   }
 
-  void Staged(const AssetPaths& assets) {
-    staged_ = true;
-    assets_ = assets;
-  }
   // The undo list of a fix made on the user's own image of disc `disc`.
   std::vector<PalPatch>& PalTarget(int disc, const std::string& path) {
     fixed_.push_back({disc, path, {}});
@@ -92,14 +87,14 @@ class RunCleanup {
     std::vector<PalPatch> undo;
   };
   std::string work_, out_;
-  bool staged_ = false, finished_ = false;
-  AssetPaths assets_;
+  bool finished_ = false;
   std::deque<FixedImage> fixed_;  // a deque: the undo lists handed out stay where they are
 };
 
 // Names the files of the output folder that the next start removes should this program
-// be killed before its clean-up runs (the clean-up removes the note with them). A note that
-// cannot be written stops the run: what it would leave could not be found again.
+// be killed before its clean-up runs (the clean-up removes the note with them): the package
+// under its temporary name. A note that cannot be written stops the run: what it would leave
+// could not be found again.
 Outcome NoteRunFiles(const std::string& temp, const std::vector<std::string>& paths) {
   File note(temp + kRunNote, File::Mode::Write);
   bool written = static_cast<bool>(note);
@@ -214,26 +209,16 @@ ConversionResult PatchPackage(const ConversionPlan& plan, Progress& progress, Qu
   return result;
 }
 
-// Every file that will be written into the output folder, asked about in this order.
-Outcome ConfirmOverwrites(const ConversionPlan& plan, const AssetPaths& assets,
-                          Questions& questions) {
-  const std::pair<const char*, std::string> targets[] = {{"tarnwick.exe", ""},
-                                                         {"BASE.PBP", ""},
-                                                         {"EBOOT.PBP", ""},
-                                                         {"ICON0.PNG", assets[kIcon0]},
-                                                         {"PIC0.PNG", assets[kPic0]},
-                                                         {"PIC1.PNG", assets[kPic1]},
-                                                         {"ICON1.PMF", assets[kIcon1]},
-                                                         {"SND0.AT3", assets[kSnd0]},
-                                                         {"BOOT.PNG", assets[kBoot]}};
-  for (const auto& [name, source] : targets)
-    if (ConfirmOverwrite(questions, plan.output, name, source)) return Outcome::Declined();
+// The one file a new package writes into the output folder; an older one there is the user's
+// and is replaced only when the user says so (--yes on the command line).
+Outcome ConfirmPackageOverwrite(const ConversionPlan& plan, Questions& questions) {
+  if (ConfirmOverwrite(questions, plan.output, "EBOOT.PBP", "")) return Outcome::Declined();
   return Outcome::Success();
 }
 
 // The discs of a package being recompressed, each taken out with its TOC so that a
-// multi-track disc keeps its tracks: Temp/TempISO.iso (and ISO.TOC) for the first disc,
-// TempISO2.iso (ISO2.TOC) ... for later ones, each TOC copied beside the converter.
+// multi-track disc keeps its tracks: Temp/TempISO.iso (and Temp/ISO.TOC) for the first disc,
+// TempISO2.iso (ISO2.TOC) ... for later ones.
 struct PackageDiscs {
   Outcome outcome = Outcome::Success();
   std::vector<std::string> images;
@@ -265,12 +250,6 @@ PackageDiscs TakeDiscsOut(const ConversionPlan& plan, const std::string& temp, P
       taken.outcome = discs > 1 ? out.Within("Disc " + std::to_string(disc)) : out;
       return taken;
     }
-    const std::string tocName = pbp::DiscTocFileName(disc);
-    std::string err;
-    if (FileExists(temp + tocName) && !CopyFileTo(temp + tocName, plan.output + tocName, &err)) {
-      taken.outcome = Outcome::Failed(err);
-      return taken;
-    }
     taken.images.push_back(iso);
     stage.Done();
   }
@@ -291,12 +270,11 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   const std::string& out = plan.output;
   const bool fromPackage = plan.kind == JobKind::RecompressPackage;
 
-  std::vector<std::string> tocFiles;
-  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc) {
-    DeleteFileIfExists(out + pbp::DiscTocFileName(disc));
-    tocFiles.push_back(out + pbp::DiscTocFileName(disc));
-  }
-  if (Outcome noted = NoteRunFiles(temp, tocFiles); !noted.succeeded()) return stop(noted);
+  // Asked before any long work: the answer may end the run.
+  if (Outcome asked = ConfirmPackageOverwrite(plan, questions); !asked.succeeded())
+    return stop(asked);
+  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
+    DeleteFileIfExists(temp + pbp::DiscTocFileName(disc));
 
   // Each disc comes from its image, or from the package being recompressed.
   std::vector<std::string> sources = {plan.input};
@@ -313,7 +291,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     laterIds = std::move(taken.laterIds);
     toc = LoadToc(temp + "ISO.TOC");
   }
-  // A sheet's TOC goes to ISO.TOC (ISO2.TOC ... for later discs); an image that is not
+  // A sheet's TOC goes to Temp/ISO.TOC (ISO2.TOC ... for later discs); an image that is not
   // already raw sectors, or the files of a sheet to be joined, become Temp/TempBIN.bin
   // (TempBIN2.bin ...).
   const int discs = static_cast<int>(sources.size());
@@ -321,14 +299,14 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   for (int disc = 1; disc <= discs; ++disc) {
     Stage stage(progress, "", 1.0 / discs);
     DiscPreparation prep = PrepareDiscImage(
-        sources[disc - 1], out, temp + TempImageName("TempBIN", ".bin", disc),
+        sources[disc - 1], temp, temp + TempImageName("TempBIN", ".bin", disc),
         plan.settings.addIsoPadding, fromPackage, progress, cancel, pbp::DiscTocFileName(disc));
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
     stage.Done();
   }
-  if (!fromPackage) toc = LoadToc(out + "ISO.TOC");
+  if (!fromPackage) toc = LoadToc(temp + "ISO.TOC");
   const std::string& image = images.front();
 
   const AssetPaths assets = ConvertPictures(plan);
@@ -349,11 +327,6 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   for (std::size_t i = 1; i < images.size(); ++i) expected += FileSize(images[i]).value_or(0);
   if (std::string res = CheckFreeSpace(out, expected, tuning.freeSpace); !res.empty())
     return stop(Outcome::Failed(res));
-
-  if (plan.confirm) {
-    if (Outcome asked = ConfirmOverwrites(plan, assets, questions); !asked.succeeded())
-      return stop(asked);
-  }
 
   PalFixRun pal{plan.palFixScreen, plan.palFixGraphics, progress, cancel};
   bool palDone = false;
@@ -381,29 +354,34 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     palDone = true;
   }
 
-  {
-    std::vector<std::string> leftovers = StagedFilePaths(out, assets);
-    leftovers.push_back(out + kPartialPackageName);
-    if (Outcome noted = NoteRunFiles(temp, leftovers); !noted.succeeded()) return stop(noted);
-  }
-  std::string staged = StageConverterFiles(plan.folders, out, assets);
-  cleanup.Staged(assets);
-  if (!staged.empty()) return stop(Outcome::Failed(staged));
+  const std::string partial = out + kPartialPackageName;
+  if (Outcome noted = NoteRunFiles(temp, {partial}); !noted.succeeded()) return stop(noted);
 
+  // The converter runs where it is installed, in the work folder, and is told where every
+  // file is: nothing of it is copied, so a memory stick mounted noexec is no obstacle and the
+  // output folder receives the package alone.
   ConverterRunOptions run;
-  run.outputFolder = out;
+  run.converter = ResolveCaseBlind(plan.folders.converter);
+  run.workFolder = temp;
+  // Only a checked, patched package becomes EBOOT.PBP, so no way out of the run leaves a
+  // torn one under that name.
+  run.output = partial;
+  run.templatePackage = basePbp;
+  run.dataPsp = FindRuntimeFile(plan.folders, "Data/DATA.PSP");
+  run.assets = assets;
   run.title = plan.title;
   run.gameId = plan.gameId;
   run.level = plan.level;
   run.inputPath = image;
+  auto tocOf = [&](int disc) {
+    const std::string path = temp + pbp::DiscTocFileName(disc);
+    return FileExists(path) ? path : std::string();
+  };
+  run.toc = tocOf(1);
   for (std::size_t i = 1; i < images.size(); ++i)
-    run.laterDiscs.push_back({laterIds[i - 1], images[i]});
+    run.laterDiscs.push_back({laterIds[i - 1], images[i], tocOf(static_cast<int>(i) + 1)});
   run.expectedSize = expected;
   run.pollInterval = tuning.pollInterval;
-  // The converter writes under a temporary name; only a checked, patched package becomes
-  // EBOOT.PBP, so no way out of the run leaves a torn one under that name.
-  run.outputName = kPartialPackageName;
-  const std::string partial = out + kPartialPackageName;
   DeleteFileIfExists(partial);
 
   if (Outcome converted = RunConverter(run, progress, cancel); !converted.succeeded())
@@ -472,6 +450,7 @@ ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Q
       return refused;
     }
   }
+  for (const std::string& warning : plan.warnings) progress.Log("Warning: " + warning + "\r\n");
   // Held for the whole run: the notes it leaves for the next start are its own, and no
   // start takes them for a dead run's while it lives.
   RunLock lock(work, RunLockMode::Shared, kRunLockPatience);

@@ -6,82 +6,38 @@
 
 #include "common/files.h"
 #include "engine/process.h"
-#include "pbp/toc.h"
 
 namespace ebf {
-
-std::string StageConverterFiles(const ProgramFolders& folders, const std::string& outputFolder,
-                                const AssetPaths& assets) {
-  std::string err;
-  auto copy = [&](const std::string& from, const std::string& to) {
-    if (!err.empty()) return;
-    std::string why;
-    if (!CopyFileTo(from, to, &why))
-      err = "Could not copy " + from + " to " + to + " (" + why + ")";
-  };
-  copy(ResolveCaseBlind(folders.converter), outputFolder + kConverterName);
-  for (int i = 0; i < kAssetCount; ++i) {
-    const std::string staged = outputFolder + kStagedAssetNames[i];
-    if (assets[i] != staged) copy(assets[i], staged);
-  }
-  TempFolder(folders.work);
-  const std::string dataPsp = FindRuntimeFile(folders, "Data/DATA.PSP");
-  if (FileExists(dataPsp)) copy(dataPsp, outputFolder + "DATA.PSP");
-  copy(FindRuntimeFile(folders, "Data/BASE.PBP"), outputFolder + "BASE.PBP");
-  return err;
-}
-
-std::vector<std::string> StagedFilePaths(const std::string& outputFolder,
-                                         const AssetPaths& assets) {
-  std::vector<std::string> paths = {outputFolder + kConverterName, outputFolder + "BASE.PBP",
-                                    outputFolder + "DATA.PSP"};
-  for (int i = 0; i < kAssetCount; ++i) {
-    const std::string staged = outputFolder + kStagedAssetNames[i];
-    if (assets[i] != staged) paths.push_back(staged);
-  }
-  return paths;
-}
 
 std::string TempImageName(const std::string& stem, const std::string& extension, int disc) {
   return stem + (disc <= 1 ? std::string() : std::to_string(disc)) + extension;
 }
 
 bool IsRunFileName(const std::string& name) {
-  // A rebuilt package under its temporary name: "<name>.PBP.part".
   std::string upper;
   for (char c : name)
     upper.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
-  if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0) return true;
-  for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", kPartialPackageName})
-    if (name == n) return true;
-  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
-    if (name == pbp::DiscTocFileName(disc)) return true;
-  for (const char* n : kStagedAssetNames)
-    if (name == n) return true;
-  return false;
-}
-
-void RemoveStagedFiles(const std::string& outputFolder, const AssetPaths& assets) {
-  for (const char* name : {kConverterName, "BASE.PBP", "DATA.PSP"})
-    DeleteFileIfExists(outputFolder + name);
-  for (int i = 0; i < kAssetCount; ++i) {
-    const std::string staged = outputFolder + kStagedAssetNames[i];
-    if (assets[i] != staged) DeleteFileIfExists(staged);
-  }
-  for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
-    DeleteFileIfExists(outputFolder + pbp::DiscTocFileName(disc));
+  return upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0;
 }
 
 std::vector<std::string> ConverterArguments(const ConverterRunOptions& o) {
-  const std::string converter = o.outputFolder + kConverterName;
+  static const char* const kAssetOptions[kAssetCount] = {"--icon0", "--icon1", "--pic0",
+                                                         "--pic1",  "--snd0",  "--boot"};
+  std::vector<std::string> args = {o.converter, "--output", o.output, "--template",
+                                   o.templatePackage};
+  args.insert(args.end(), {"--data-psp", o.dataPsp});
+  for (int i = 0; i < kAssetCount; ++i) args.insert(args.end(), {kAssetOptions[i], o.assets[i]});
+  if (!o.toc.empty()) args.insert(args.end(), {"--toc", o.toc});
+  for (std::size_t i = 0; i < o.laterDiscs.size(); ++i)
+    if (!o.laterDiscs[i].toc.empty())
+      args.insert(args.end(), {"--toc" + std::to_string(i + 2), o.laterDiscs[i].toc});
+  args.push_back("--");
   const std::string level = std::to_string(o.level);
-  std::vector<std::string> args;
   if (o.title.find('"') == std::string::npos) {
-    args = {converter, o.title, o.gameId, level, o.inputPath};
+    args.insert(args.end(), {o.title, o.gameId, level, o.inputPath});
   } else {
     // The title has always gone to the converter in quotes with nothing escaped, so a quote
     // inside it ends the quoted part: the converter reads the words as the quotes group them.
-    args = {converter};
     for (std::string& word : SplitQuotedWords("\"" + o.title + "\" " + o.gameId + " " + level +
                                               " \"" + o.inputPath + "\""))
       args.push_back(std::move(word));
@@ -102,7 +58,7 @@ bool ConverterSucceeded(const std::string& output) {
 }
 
 Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelToken& cancel) {
-  const std::string eboot = o.outputFolder + o.outputName;
+  const std::string& eboot = o.output;
   // A compressed result has no foreseeable size: only the bytes written can be shown.
   const uint64_t total = o.level > 0 ? 0 : o.expectedSize;
   uint64_t imageBytes = FileSize(o.inputPath).value_or(0);
@@ -112,9 +68,7 @@ Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelTok
   stage.Advance(0, total);
 
   ChildProcess child;
-  std::vector<std::string> env;
-  if (o.outputName != "EBOOT.PBP") env.push_back("TARNWICK_OUTPUT=" + o.outputName);
-  switch (child.Start(ConverterArguments(o), o.outputFolder, env)) {
+  switch (child.Start(ConverterArguments(o), o.workFolder, {})) {
     case ChildProcess::StartError::Pipe:
       return Outcome::Failed(kMsgPipeError);
     case ChildProcess::StartError::Spawn:
@@ -149,12 +103,12 @@ Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelTok
     DeleteFileIfExists(eboot);
     return Outcome::Cancelled();
   }
-  // The run is over whatever the converter says; its verdict comes next.
-  stage.Done();
   std::this_thread::sleep_for(o.pollInterval);
-
   if (!ConverterSucceeded(child.output()))
     return Outcome::Failed(std::string(kMsgConversionError) + "\r\n\r\n" + child.output());
+  // What was written in all, however quickly the converter finished.
+  stage.Advance(FileSize(eboot).value_or(0), total);
+  stage.Done();
   return Outcome::Success();
 }
 

@@ -6,6 +6,8 @@
 
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
+#include "disc/cue_sheet.h"
 #include "engine/converter_run.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
@@ -177,6 +179,27 @@ std::string RecoverInterruptedPalFix(const std::string& workFolder) {
     if (!s.empty()) said += (said.empty() ? "" : "\n") + s;
   }
   return said;
+}
+
+std::string PalFixTarget(const std::string& input, std::string& target) {
+  target.clear();
+  std::string file = input;
+  const std::string ext = Extension4(input);
+  if (ext == ".CUE") {
+    auto named = FindCueDataFile(input);
+    if (!named) return CueInvalidMessage(input);
+    file = *named;
+  } else if (ext == ".CCD") {
+    file = CcdImagePath(input);
+  } else if (ext == ".MDS") {
+    file = DescribedMdfPath(input);
+    if (file.empty()) return input + ": the MDF it describes is not beside it.";
+  }
+  const std::string packed = Extension4(file);
+  if (packed == ".CHD" || packed == ".ECM")
+    return file + " is packed and cannot be changed in place; convert it with the fix instead.";
+  target = file;
+  return {};
 }
 
 }  // namespace ebf

@@ -65,6 +65,12 @@ Outcome FixAllOrNothing(const std::string& path, bool package, PalFixRun& run,
                         const std::string& tempFolder,
                         const std::function<bool(const PalPatch&)>& onPatch = {});
 
+// The file a fix given `input` changes: the image itself, the file a sheet names first (the
+// data track, where the game's code is), a CloneCD or Alcohol sheet's image. "" in
+// `target` and the reason returned when there is none that can be changed in place (a
+// CHD or ECM file, which is packed; a sheet naming what is not there).
+std::string PalFixTarget(const std::string& input, std::string& target);
+
 // Puts back every PAL fix that a run interrupted by a crash left on a user's images. Called
 // at start; returns "" or what went wrong.
 std::string RecoverInterruptedPalFix(const std::string& workFolder);

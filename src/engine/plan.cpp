@@ -1,8 +1,13 @@
 #include "engine/plan.h"
 
+#include <algorithm>
+
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_image.h"
+#include "disc/disc_set.h"
 #include "disc/game_id.h"
 #include "engine/converter_run.h"
 #include "pbp/inspect.h"
@@ -57,25 +62,61 @@ std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& sett
   return std::nullopt;
 }
 
-// The later discs of a game on several discs, each named as the user gave it and read for
-// its own ID (disc 1's when it has none to find).
-std::optional<Outcome> PlanLaterDiscs(const std::vector<std::string>& paths,
+// Whether a disc is one the input rules take: the message of the refusal, or "" with `path`
+// turned into the file that stands for the disc (a CloneCD sheet's image).
+std::string CheckDiscInput(std::string& path) {
+  if (std::string notFile = NotAFileMessage(path); !notFile.empty()) return notFile;
+  if (!FileExists(path)) return kMsgInputMissing;
+  const DropDecision decision = ClassifyInputPath(path);
+  if (decision.action == DropAction::Refuse) return decision.message;
+  path = decision.path;
+  if (Extension4(path) == ".PBP") return kMsgPackageInSet;
+  // A CHD or ECM file cut short is said now, before the game ID that could not be read from
+  // it is asked for. Sheets and plain images are read as the run has always read them.
+  const std::string ext = Extension4(path);
+  if (ext != ".CHD" && ext != ".ECM") return {};
+  const DiscOpenResult opened = OpenDiscImage(path);
+  return opened.disc ? std::string() : opened.message;
+}
+
+// The files behind a disc (a sheet stands for every file it names), as one key each.
+std::vector<std::string> DiscFileKeys(const std::string& path) {
+  std::vector<std::string> files = {path};
+  if (Extension4(path) == ".CUE") {
+    const std::vector<std::string> named = FindCueDataFiles(path);
+    files.insert(files.end(), named.begin(), named.end());
+  }
+  std::vector<std::string> keys;
+  for (const std::string& f : files) keys.push_back(CanonicalPath(f));
+  return keys;
+}
+
+// The later discs of a game on several discs, each named as the user gave it, checked as
+// disc 1 is, and read for its own ID (disc 1's when it has none to find).
+std::optional<Outcome> PlanLaterDiscs(const std::string& firstDisc,
+                                      const std::vector<std::string>& paths,
                                       const std::string& firstId,
                                       std::vector<PlannedDisc>& planned) {
   if (paths.size() + 1 > static_cast<std::size_t>(kMaxPackageDiscs))
     return Outcome::Failed(kMsgTooManyDiscs);
+  std::vector<std::vector<std::string>> seen = {DiscFileKeys(firstDisc)};
   for (std::size_t i = 0; i < paths.size(); ++i) {
     std::string path = paths[i];
-    if (Extension4(path) == ".CCD") path = ResolveCaseBlind(WithoutExtension(path) + ".img");
     const std::string disc = "Disc " + std::to_string(i + 2) + " (" + path + ")";
-    if (std::string notFile = NotAFileMessage(path); !notFile.empty())
-      return Outcome::Failed(notFile).Within(disc);
-    if (!FileExists(path)) return Outcome::Failed(kMsgInputMissing).Within(disc);
-    if (Extension4(path) == ".PBP") return Outcome::Failed(kMsgPackageInSet);
+    if (std::string refused = CheckDiscInput(path); !refused.empty())
+      return Outcome::Failed(refused).Within(disc);
+    const std::vector<std::string> keys = DiscFileKeys(path);
+    for (std::size_t other = 0; other < seen.size(); ++other)
+      for (const std::string& key : keys)
+        if (std::find(seen[other].begin(), seen[other].end(), key) != seen[other].end())
+          return Outcome::Failed("It is the same disc as disc " + std::to_string(other + 1) +
+                                 ": a package holds each disc once.")
+              .Within(disc);
+    seen.push_back(keys);
     std::string dataFile = path;
     if (Extension4(path) == ".CUE") {
       auto named = FindCueDataFile(path);
-      if (!named) return Outcome::Failed(kCueInvalidMessage).Within(disc);
+      if (!named) return Outcome::Failed(CueInvalidMessage(path)).Within(disc);
       dataFile = *named;
     }
     std::string id = DetectInputGameId(path, dataFile);
@@ -83,6 +124,36 @@ std::optional<Outcome> PlanLaterDiscs(const std::vector<std::string>& paths,
     planned.push_back({AbsolutePath(path), AbsolutePath(dataFile), id});
   }
   return std::nullopt;
+}
+
+// The numbers missing below the highest "(Disc N)" among the discs' names; none when a name
+// carries no number (nothing to go by).
+std::vector<int> MissingDiscNumbers(const std::vector<std::string>& discs) {
+  std::set<int> numbers;
+  for (const std::string& d : discs) {
+    const int n = DiscNumberOf(StemOf(d));
+    if (n == 0) return {};
+    numbers.insert(n);
+  }
+  std::vector<int> missing;
+  for (int n = 1; !numbers.empty() && n < *numbers.rbegin(); ++n)
+    if (!numbers.count(n)) missing.push_back(n);
+  return missing;
+}
+
+// "Disc 2" or "Discs 2 and 4" of the game.
+std::string MissingDiscsText(const std::vector<int>& missing, const std::string& game) {
+  std::string text = missing.size() == 1 ? "Disc " : "Discs ";
+  for (std::size_t i = 0; i < missing.size(); ++i)
+    text += (i == 0 ? "" : i + 1 == missing.size() ? " and " : ", ") + std::to_string(missing[i]);
+  return text + " of \"" + game + "\" " + (missing.size() == 1 ? "was" : "were") + " not found";
+}
+
+// Said before any work starts rather than when the package is about to be written.
+std::string OutputNotWritable(const std::string& folder) {
+  const std::string why = FolderWriteError(folder);
+  if (why.empty()) return {};
+  return "The output folder cannot be written: " + AbsolutePath(folder) + " (" + why + ")";
 }
 
 // A batch gives a game whose folder an earlier game took "<folder> (2)" and so on.
@@ -146,12 +217,23 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   if (std::string notFile = NotAFileMessage(id.input); !notFile.empty()) return refuse(notFile);
   if (!FileExists(id.input)) return refuse(kMsgInputMissing);
   if (id.input.size() < 4) return refuse(kMsgInputTooShort);
+  if (!isPbp) {
+    // Disc 1 is held to what the window's drop takes, as every later disc is.
+    std::string disc = id.input;
+    std::string refused = CheckDiscInput(disc);
+    if (!refused.empty())
+      return Refused(job.laterDiscs.empty()
+                         ? Outcome::Failed(refused)
+                         : Outcome::Failed(refused).Within("Disc 1 (" + id.input + ")"),
+                     id.title);
+  }
   if (Extension4(id.input) == ".ISO" && !questions.AskYesNo(kIsoQuestion, false))
     return Refused(Outcome::Declined(), id.title);
   if (!isPbp) {
     if (id.output.empty()) return refuse(kMsgNoOutput);
     if (!MakeFolders(id.output)) return refuse(kMsgOutputInvalid);
     if (IsDataFolder(folders.tree, id.output)) return refuse(kMsgOutputIsData);
+    if (std::string why = OutputNotWritable(id.output); !why.empty()) return refuse(why);
   }
   GameIdCheck check = CheckGameIdForConversion(id.gameId, id.title, id.saveName, id.region,
                                                job.palFixScreen, job.palFixGraphics, questions);
@@ -162,13 +244,35 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   std::vector<PlannedDisc> laterDiscs;
   if (!job.laterDiscs.empty()) {
     if (isPbp) return refuse(kMsgPackageInSet);
-    if (auto refused = PlanLaterDiscs(job.laterDiscs, id.gameId, laterDiscs))
+    if (auto refused = PlanLaterDiscs(id.input, job.laterDiscs, id.gameId, laterDiscs))
       return Refused(*refused, id.title);
+  }
+  std::vector<std::string> warnings;
+  if (!isPbp && (job.wholeGame || !job.laterDiscs.empty())) {
+    std::vector<std::string> discs = {job.input};
+    discs.insert(discs.end(), job.laterDiscs.begin(), job.laterDiscs.end());
+    if (const std::vector<int> missing = MissingDiscNumbers(discs); !missing.empty()) {
+      const std::string what = MissingDiscsText(missing, WithoutDiscNumber(id.title));
+      switch (job.missingDiscs) {
+        case MissingDiscs::Refuse:
+          return refuse(what + "; the game is not converted without " +
+                        (missing.size() == 1 ? "it." : "them."));
+        case MissingDiscs::Ask:
+          if (!questions.AskYesNo(what + ".  Make the package of the discs found anyway?", true,
+                                  MsgIcon::Exclamation))
+            return Refused(Outcome::Declined(), id.title);
+          break;
+        case MissingDiscs::Allow:
+          break;
+      }
+      warnings.push_back(what + "; the package holds the discs found.");
+    }
   }
   // A package rebuilt through the converter writes into the output folder too.
   if (isPbp && !inPlace) {
     if (!MakeFolders(id.output)) return refuse(kMsgOutputInvalid);
     if (IsDataFolder(folders.tree, id.output)) return refuse(kMsgOutputIsData);
+    if (std::string why = OutputNotWritable(id.output); !why.empty()) return refuse(why);
   }
 
   ConversionPlan plan;
@@ -193,6 +297,7 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   plan.palFixScreen = job.palFixScreen;
   plan.palFixGraphics = job.palFixGraphics;
   plan.confirm = job.confirm;
+  plan.warnings = std::move(warnings);
   plan.folders = folders;
   plan.settings = {settings.imgResMode, settings.imgResCentre, settings.addIsoPadding,
                    settings.ebootTocExtract};

@@ -34,6 +34,14 @@ inline constexpr const char* kIsoQuestion =
     "is recommended that you use a BIN+CUE or IMG+CCD instead.  Note, do not convert the ISO to "
     "BIN/IMG - re-dump the game if possible.  Are you sure you wish to continue?";
 
+// What a game whose discs' names skip a number ("(Disc 1)", "(Disc 3)") does: the package
+// would give disc 3 the place of disc 2.
+enum class MissingDiscs {
+  Ask,     // the window: a question, No by default
+  Refuse,  // the command line, unless told otherwise
+  Allow,   // convert the discs found, with a warning
+};
+
 // A slot row as the user left it: ticked or not, and the text typed or browsed ("" = the
 // default, or the original asset of a package input).
 struct SlotChoice {
@@ -46,6 +54,10 @@ struct JobInput {
   std::string input;  // as typed, dropped or named; disc 1 of a game on several discs
   // Discs 2 to 5 of a game on several discs, in disc order; they go into one package.
   std::vector<std::string> laterDiscs;
+  // The discs are a whole game found by their "(Disc N)" names (a batch's group, the window's
+  // disc list): a gap in the numbering counts even when only one disc was found.
+  bool wholeGame = false;
+  MissingDiscs missingDiscs = MissingDiscs::Ask;
   // Resolve the input as a drop does (companion files, the disc's identity, the package's
   // inspection, the per-game assets): the command line. The window resolved it when the
   // input was chosen, and the user may have changed what it found since.
@@ -108,6 +120,9 @@ struct ConversionPlan {
   int level = 9;
   bool palFixScreen = false, palFixGraphics = false;
   bool confirm = true;
+  // What the user should know about the package made (a disc missing from the set ...):
+  // logged when the run starts and carried in the command line's JSON record.
+  std::vector<std::string> warnings;
   ProgramFolders folders;
   RunSettings settings;
 

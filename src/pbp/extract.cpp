@@ -182,7 +182,8 @@ Outcome WriteSectors(File& in, const DiscImageLayout& layout,
 
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         CancelToken& cancel, const std::string& noteFolder, int disc) {
+                         CancelToken& cancel, const std::string& noteFolder, int disc,
+                         const ReplaceCheck& replace) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
@@ -210,6 +211,8 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
       TocOutputs(layout.toc, outputPath, conversionLayout, tocSetting, disc);
   std::vector<std::string> tocTemps;
   for (const TocOutput& t : tocs) tocTemps.push_back(staged.Add(t.path));
+  if (!staged.ConfirmReplacing(replace.questions)) return Outcome::Declined();
+  if (replace.onlyAsk) return Outcome::Success();
   if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
   Stage stage(progress, "Extracting ISO...");
   Outcome result =
@@ -227,10 +230,17 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
 
 Outcome ExtractEveryDisc(const std::string& ebootPath, const std::string& outputPath,
                          int tocSetting, Progress& progress, CancelToken& cancel,
-                         const std::string& noteFolder) {
+                         const std::string& noteFolder, Questions* askBeforeReplacing) {
   const int discs = PackageDiscCount(ebootPath);
   if (discs == 1)
-    return ExtractDiscImage(ebootPath, outputPath, false, tocSetting, progress, cancel, noteFolder);
+    return ExtractDiscImage(ebootPath, outputPath, false, tocSetting, progress, cancel, noteFolder,
+                            1, {askBeforeReplacing});
+  for (int disc = 1; askBeforeReplacing && disc <= discs; ++disc) {
+    Outcome asked =
+        ExtractDiscImage(ebootPath, DiscOutputPath(outputPath, disc), false, tocSetting, progress,
+                         cancel, noteFolder, disc, {askBeforeReplacing, true});
+    if (!asked.succeeded()) return asked.Within("Disc " + std::to_string(disc));
+  }
   for (int disc = 1; disc <= discs; ++disc) {
     Stage stage(progress, "", 1.0 / discs);
     Outcome done = ExtractDiscImage(ebootPath, DiscOutputPath(outputPath, disc), false, tocSetting,

@@ -102,15 +102,26 @@ Outcome WriteSectors(File& package, const DiscImageLayout& layout,
 // blocks. Failures: the messages above (kInflateFailed followed by the block and its offset),
 // the out-of-space text, or a message about a damaged package or an output that cannot be
 // written.
+// Whether the files of the user's that an extraction would replace are asked about first
+// (the run is Declined when one is answered No).
+struct ReplaceCheck {
+  Questions* questions = nullptr;  // null: replaced without a word (a save dialog asked)
+  // Ask, then stop before anything is written: a package of several discs has every disc's
+  // questions answered before the first disc is written.
+  bool onlyAsk = false;
+};
+
 Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& outputPath,
                          bool conversionLayout, int tocSetting, Progress& progress,
-                         CancelToken& cancel, const std::string& noteFolder = {}, int disc = 1);
+                         CancelToken& cancel, const std::string& noteFolder = {}, int disc = 1,
+                         const ReplaceCheck& replace = {});
 
 // Every disc of the package as ExtractDiscImage writes it: a package of one disc to
 // outputPath, each disc of several to DiscOutputPath(outputPath, N) with its TOC files
 // named after that. A failure says which disc; the discs written before it stay.
 Outcome ExtractEveryDisc(const std::string& ebootPath, const std::string& outputPath,
                          int tocSetting, Progress& progress, CancelToken& cancel,
-                         const std::string& noteFolder = {});
+                         const std::string& noteFolder = {},
+                         Questions* askBeforeReplacing = nullptr);
 
 }  // namespace ebf::pbp

@@ -51,7 +51,7 @@ bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, S
 
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
                       Progress& progress, CancelToken& cancel, const std::string& noteFolder,
-                      int discNumber) {
+                      int discNumber, const ReplaceCheck& replace) {
   if (!FileExists(ebootPath) || IsDirectory(ebootPath)) return Outcome::Failed(kNoSuchFile);
   File in(ebootPath, File::Mode::Read);
   if (!in) return Outcome::Failed(kNoSuchFile);
@@ -102,6 +102,8 @@ Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, T
     targets.push_back({staged.Add(folder + binNames[0]), 0, disc.sectors, folder + binNames[0]});
   }
   const std::string cueTemp = staged.Add(cuePath);
+  if (!staged.ConfirmReplacing(replace.questions)) return Outcome::Declined();
+  if (replace.onlyAsk) return Outcome::Success();
   if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
   if (makeFolder && MakeFolders(folder)) made.path = folder;
 

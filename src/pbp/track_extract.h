@@ -7,6 +7,7 @@
 #include "common/cancel.h"
 #include "common/outcome.h"
 #include "common/progress.h"
+#include "pbp/extract.h"
 
 namespace ebf::pbp {
 
@@ -18,8 +19,9 @@ enum class TrackFiles { Split, OneFile };
 // With a note folder, the temporary names are noted there first (see ExtractDiscImage). A
 // failure names the failing block and its offset for a damaged package, or the file that
 // could not be written. `discNumber` (from 1) chooses the disc of a package of several.
+// `replace` says whether files of the user's in the way are asked about first.
 Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, TrackFiles files,
                       Progress& progress, CancelToken& cancel, const std::string& noteFolder = {},
-                      int discNumber = 1);
+                      int discNumber = 1, const ReplaceCheck& replace = {});
 
 }  // namespace ebf::pbp

@@ -75,7 +75,7 @@ std::string CheckImage(const std::string& path) {
 
 // Everything known before EBOOT.PBP is created.
 struct Plan {
-  std::string folder;
+  ConverterFiles files;  // every path filled in
   PackageTemplate tmpl;
   std::vector<DiscInput> discs;  // disc 1 first
   std::array<uint64_t, pbp::kLeadingSectionCount> lengths{};
@@ -84,12 +84,10 @@ struct Plan {
   uint64_t bootSize = 0;
 };
 
-std::string Prepare(const ConverterArgs& args, const std::string& outputName, File& base,
-                    Plan& plan) {
-  const std::string& folder = plan.folder;
-  const std::string basePath = folder + kTemplateName;
+std::string Prepare(const ConverterArgs& args, File& base, Plan& plan) {
+  const std::string& basePath = plan.files.templatePackage;
   if (!FileExists(basePath) || IsDirectory(basePath))
-    return std::string(kTemplateName) + " is missing from " + folder;
+    return std::string(kTemplateName) + " is missing: " + basePath;
   if (!base.Open(basePath, File::Mode::Read))
     return "Cannot read " + std::string(kTemplateName) + ": " + base.LastError();
   std::string error;
@@ -101,7 +99,7 @@ std::string Prepare(const ConverterArgs& args, const std::string& outputName, Fi
   discs.insert(discs.end(), args.laterDiscs.begin(), args.laterDiscs.end());
   for (size_t i = 0; i < discs.size(); ++i) {
     const std::string& image = discs[i].imagePath;
-    if (SameFile(image, folder + outputName) || SameFile(image, basePath))
+    if (SameFile(image, plan.files.output) || SameFile(image, basePath))
       return "The image " + image + " cannot be the package being written or its template";
     if (std::string e = CheckImage(image); !e.empty()) return e;
     DiscInput& disc = plan.discs.emplace_back();
@@ -109,7 +107,7 @@ std::string Prepare(const ConverterArgs& args, const std::string& outputName, Fi
     disc.discId = discs[i].gameId;
     disc.title = Utf8ToAnsi(args.title);
     disc.level = args.level;
-    const std::string tocPath = folder + TocFileName(i + 1);
+    const std::string& tocPath = plan.files.tocs[i];
     if (FileExists(tocPath)) {
       TocArea toc;
       if (!LoadTocFile(tocPath, toc, error)) return error;
@@ -120,11 +118,11 @@ std::string Prepare(const ConverterArgs& args, const std::string& outputName, Fi
   // Sections before DATA.PSAR. An asset that is missing or empty is an empty section.
   plan.lengths[pbp::kParamSfo] = plan.tmpl.sfo.size();
   for (size_t i = 0; i < kAssetNames.size(); ++i)
-    plan.lengths[pbp::kIcon0 + i] = SizeOrZero(folder + kAssetNames[i]);
-  const uint64_t dataPspFileSize = SizeOrZero(folder + kDataPspName);
+    plan.lengths[pbp::kIcon0 + i] = SizeOrZero(plan.files.assets[i]);
+  const uint64_t dataPspFileSize = SizeOrZero(plan.files.dataPsp);
   plan.dataPspFromFile = dataPspFileSize > 0;
   plan.lengths[pbp::kDataPsp] = plan.dataPspFromFile ? dataPspFileSize : plan.tmpl.dataPspSize;
-  plan.bootSize = SizeOrZero(folder + kBootName);
+  plan.bootSize = SizeOrZero(plan.files.boot);
   if (plan.bootSize > UINT32_MAX) return std::string(kBootName) + " is too large";
   auto header = pbp::HeaderForLengths(plan.lengths);
   if (!header) return "The files to be packed are too large for one package";
@@ -133,17 +131,16 @@ std::string Prepare(const ConverterArgs& args, const std::string& outputName, Fi
 }
 
 std::string WriteSections(const Plan& plan, File& base, File& out) {
-  const std::string& folder = plan.folder;
   std::string error;
   if (!pbp::WritePbpHeader(out, plan.lengths) || !out.Write(plan.tmpl.sfo))
     return "Cannot write " + std::string(kOutputName) + ": " + out.LastError();
   for (size_t i = 0; i < kAssetNames.size(); ++i) {
-    if (!CopyFileExactly(folder + kAssetNames[i], plan.lengths[pbp::kIcon0 + i], out,
-                         kAssetNames[i], error))
+    if (!CopyFileExactly(plan.files.assets[i], plan.lengths[pbp::kIcon0 + i], out, kAssetNames[i],
+                         error))
       return error;
   }
   bool copied = plan.dataPspFromFile
-                    ? CopyFileExactly(folder + kDataPspName, plan.lengths[pbp::kDataPsp], out,
+                    ? CopyFileExactly(plan.files.dataPsp, plan.lengths[pbp::kDataPsp], out,
                                       kDataPspName, error)
                     : CopyRange(base, plan.tmpl.dataPspStart, plan.tmpl.dataPspSize, out,
                                 std::string(kTemplateName) + "'s DATA.PSP", error);
@@ -242,7 +239,7 @@ std::string WriteStartDat(const Plan& plan, File& base, File& out) {
   std::string error;
   if (!out.Write(StartDatHeader(static_cast<uint32_t>(plan.bootSize))))
     return "Cannot write " + std::string(kOutputName) + ": " + out.LastError();
-  if (!CopyFileExactly(plan.folder + kBootName, plan.bootSize, out, kBootName, error) ||
+  if (!CopyFileExactly(plan.files.boot, plan.bootSize, out, kBootName, error) ||
       !CopyRange(base, plan.tmpl.tailStart, plan.tmpl.tailSize, out,
                  std::string(kTemplateName) + "'s STARTDAT tail", error))
     return error;
@@ -251,23 +248,39 @@ std::string WriteStartDat(const Plan& plan, File& base, File& out) {
 
 }  // namespace
 
+ConverterFiles ResolveConverterFiles(const std::string& folder, const ConverterFiles& given) {
+  const std::string dir = WithTrailingSep(folder);
+  auto pick = [&](const std::string& named, const std::string& usual) {
+    return named.empty() ? dir + usual : named;
+  };
+  ConverterFiles files;
+  files.output = pick(given.output, kOutputName);
+  files.templatePackage = pick(given.templatePackage, kTemplateName);
+  files.dataPsp = pick(given.dataPsp, kDataPspName);
+  files.boot = pick(given.boot, kBootName);
+  for (size_t i = 0; i < kAssetNames.size(); ++i)
+    files.assets[i] = pick(given.assets[i], kAssetNames[i]);
+  for (size_t disc = 1; disc <= kMaxDiscs; ++disc)
+    files.tocs[disc - 1] = pick(given.tocs[disc - 1], TocFileName(disc));
+  return files;
+}
+
 std::string WriteEboot(const std::string& folder, const ConverterArgs& args,
                        const WriteOptions& options) {
   auto say = [&](const std::string& line) {
     if (options.say) options.say(line);
   };
   Plan plan;
-  plan.folder = WithTrailingSep(folder);
+  plan.files = ResolveConverterFiles(folder, args.files);
   File base;
-  if (std::string e = Prepare(args, options.outputName, base, plan); !e.empty()) return e;
+  if (std::string e = Prepare(args, base, plan); !e.empty()) return e;
   for (DiscInput& disc : plan.discs) disc.threads = options.threads;
 
-  const std::string outPath = plan.folder + options.outputName;
+  const std::string& outPath = plan.files.output;
   PartialOutput output(outPath);
   File& out = output.file;
   if (!out.Open(outPath, File::Mode::Write))
-    return "Cannot write " + std::string(kOutputName) + " in " + plan.folder + ": " +
-           out.LastError();
+    return "Cannot write " + std::string(kOutputName) + " as " + outPath + ": " + out.LastError();
 
   for (size_t i = 0; i < plan.discs.size(); ++i) {
     const std::string& image = plan.discs[i].imagePath;

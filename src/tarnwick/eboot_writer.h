@@ -1,6 +1,6 @@
 #pragma once
-// Writes EBOOT.PBP in the converter's working folder from BASE.PBP, the staged assets and
-// the disc image.
+// Writes EBOOT.PBP from BASE.PBP, the assets and the disc images: the files the arguments
+// name, or those of the converter's working folder.
 
 #include <functional>
 #include <string>
@@ -17,12 +17,12 @@ inline constexpr char kDataPspName[] = "DATA.PSP";
 
 struct WriteOptions {
   unsigned threads = 0;  // 0 = one per core
-  // The file written in the folder; the caller may ask for a temporary name and rename it
-  // once it has checked the result.
-  std::string outputName = kOutputName;
   // Progress lines, a handful per run.
   std::function<void(const std::string& line)> say;
 };
+
+// Every file the arguments name, the rest in `folder` under their usual names.
+ConverterFiles ResolveConverterFiles(const std::string& folder, const ConverterFiles& given);
 
 // Everything is checked before EBOOT.PBP is created; a failure after that removes it.
 // Returns "" on success, else one line saying what is wrong.

@@ -1,12 +1,9 @@
-// tarnwick.exe "<title>" <GAMEID> <level 0-9> "<image>" [<GAMEID> "<image>" ...]: writes
-// EBOOT.PBP in the current folder. The caller reads the output only after the program ends, through
-// a pipe, and takes a last line of "Done." as success; so the output is short and "Done." appears
-// only when EBOOT.PBP is complete. TARNWICK_OUTPUT in the environment, a plain file name, makes the
-// program write that file instead, so that a caller can check the result before it takes the
-// package's name.
+// tarnwick.exe [options] "<title>" <GAMEID> <level 0-9> "<image>" [<GAMEID> "<image>" ...]:
+// writes EBOOT.PBP (in the current folder, or where --output says). The caller reads the output
+// only after the program ends, through a pipe, and takes a last line of "Done." as success; so
+// the output is short and "Done." appears only when the package is complete.
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -37,17 +34,6 @@ void Print(std::FILE* stream, std::string line) {
   std::fflush(stream);
 }
 
-// The output's name: EBOOT.PBP, or a plain file name from the environment.
-std::string OutputName() {
-  const char* asked = std::getenv("TARNWICK_OUTPUT");
-  if (!asked) return ebf::tarnwick::kOutputName;
-  std::string name(asked);
-  if (name.empty() || name == "." || name == ".." ||
-      name.find_first_of("/\\:") != std::string::npos)
-    return ebf::tarnwick::kOutputName;
-  return name;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -64,9 +50,8 @@ int main(int argc, char** argv) {
     std::u8string cwd = std::filesystem::current_path().u8string();  // paths are UTF-8
     std::string folder(cwd.begin(), cwd.end());
     ebf::tarnwick::WriteOptions options;
-    options.outputName = OutputName();
     ebf::tarnwick::InstallReadFaultGuard(
-        ebf::WithTrailingSep(folder) + options.outputName,
+        ebf::tarnwick::ResolveConverterFiles(folder, parsed->files).output,
         "Cannot read the image " + parsed->imagePath + ": the file changed while it was read");
     ebf::tarnwick::InstallStopCleanup();
 #ifdef __linux__

@@ -161,8 +161,9 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
   const std::string asked = pkg.dir.MakeDir("asked") + "/";
   test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
   r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
-  EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.output.find("Not overwriting " + asked + "Game (Disc 2).ccd (use --yes)."),
+  EXPECT_EQ(r.exitCode, 2);
+  EXPECT_NE(r.output.find(asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
+                                  "run again with --yes to answer Yes)"),
             std::string::npos)
       << r.output;
   EXPECT_EQ(FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});

@@ -165,12 +165,24 @@ TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
   test::WriteFileBytes(in + "/Alpha (Disc 3).bin", alpha3);  // disc 2 is missing
   test::WriteFileBytes(in + "/Beta.bin", beta);
 
-  const test::ProcessResult r = Cli({"batch", in, "-o", dir / "out", "--level", "1"});
+  // A game with a disc missing is not converted: disc 3 would be the package's disc 2.
+  const test::ProcessResult refused = Cli({"batch", in, "-o", dir / "no", "--level", "1"});
+  EXPECT_EQ(refused.exitCode, 1) << refused.output;
+  EXPECT_NE(refused.output.find("Disc 2 of \"Alpha\" was not found; the game is not converted "
+                                "without it.\n(run again with --allow-missing-discs"),
+            std::string::npos)
+      << refused.output;
+  EXPECT_NE(refused.output.find("1 of 2 converted."), std::string::npos) << refused.output;
+  EXPECT_FALSE(FileExists(dir / "no/Alpha/EBOOT.PBP"));
+
+  // Allowed, the discs found go into one package, and the record says what it lacks.
+  const test::ProcessResult r =
+      Cli({"--json", "batch", in, "-o", dir / "out", "--level", "1", "--allow-missing-discs"});
   ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("Disc 2 of Alpha was not found; the discs found go into its package."),
+  EXPECT_NE(r.output.find("\"warnings\":[\"Disc 2 of \\\"Alpha\\\" was not found; the package "
+                          "holds the discs found.\"]"),
             std::string::npos)
       << r.output;
-  EXPECT_NE(r.output.find("2 of 2 converted."), std::string::npos) << r.output;
   ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 1, 2, alpha1);
   ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 2, 2, alpha3);
   ExpectDisc(dir / "out/Beta/EBOOT.PBP", 1, 1, beta);

@@ -35,7 +35,7 @@ TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecond) {
   f.now += 100ms;
   p.Advance(999, 1000);
   f.now += 100ms;
-  p.Advance(1000, 1000);  // too soon again, and never caught up: the stage ends
+  p.Advance(1000, 1000);  // too soon again: the stage's end writes it, the last figure
   p.EndStage(true);
   // A compressed package shows bytes written instead of a bar.
   p.BeginStage("Converting to EBOOT...", 1.0, 23520);
@@ -46,7 +46,7 @@ TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecond) {
   p.EndStage(false);  // a stage that did not finish says no "Done"
   p.FinishLine();
   EXPECT_EQ(f.out.str(),
-            "  Padding ISO... \n0%\n25%\n99%\nDone\n  Converting to EBOOT... \n"
+            "  Padding ISO... \n0%\n25%\n99%\n100%\nDone\n  Converting to EBOOT... \n"
             "Bytes written: 1.5 MB\n");
 }
 

@@ -12,7 +12,7 @@ TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
   CueParse p = ParseCueSheet(test::RedumpSheet({"a (Track 1).bin", "b.bin", "c.bin"}), "s.cue");
   ASSERT_EQ(p.error, "");
   ASSERT_EQ(p.sheet.files.size(), 3u);
-  EXPECT_EQ(p.sheet.files[0].name, "A (TRACK 1).BIN");
+  EXPECT_EQ(p.sheet.files[0].name, "a (Track 1).bin");
   EXPECT_EQ(p.sheet.files[0].type, "BINARY");
   ASSERT_EQ(p.sheet.tracks.size(), 3u);
   EXPECT_EQ(p.sheet.tracks[0].mode, "MODE2/2352");
@@ -34,7 +34,7 @@ TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
       "  TRACK 03 AUDIO\n  INDEX 01 100:59:74\n",
       "t.cue");
   ASSERT_EQ(p.error, "");
-  EXPECT_EQ(p.sheet.files[0].name, "ONE.BIN");
+  EXPECT_EQ(p.sheet.files[0].name, "one.bin");
   EXPECT_EQ(p.sheet.files[0].type, "BINARY");
   EXPECT_EQ(p.sheet.files[1].type, "MOTOROLA");
   const CueTrack& t2 = p.sheet.tracks[1];

@@ -189,7 +189,7 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
     EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
   };
   refused(test::RedumpSheet({names[0], "Missing (Track 2).bin", names[2]}),
-          "The BIN file could not be found!!!\r\n(MISSING (TRACK 2).BIN, named by t.cue)");
+          "The BIN file could not be found!!!\r\n(Missing (Track 2).bin, named by t.cue)");
   test::WriteFileBytes(dir / "odd.bin", Bytes(2352 * 10 + 1, 0));
   refused(test::RedumpSheet({names[0], "odd.bin", names[2]}),
           "odd.bin (23521 bytes) is not a whole number of 2,352-byte sectors");

@@ -114,6 +114,14 @@ TEST(Playlists, NameTheDiscsInOrderFromThePlaylistsFolder) {
   EXPECT_EQ(ReadM3u(dir / "none.m3u").error, "Cannot read the playlist " + (dir / "none.m3u"));
   WriteFileBytes(dir / "huge.m3u", Bytes(100000, 'a'));
   EXPECT_EQ(ReadM3u(dir / "huge.m3u").error, "Cannot read the playlist " + (dir / "huge.m3u"));
+  // A playlist names disc images: not itself, not another playlist.
+  WriteFileText(dir / "self.m3u", "Game (Disc 1).cue\n./self.m3u\n");
+  EXPECT_EQ(ReadM3u(dir / "self.m3u").error,
+            "The playlist " + (dir / "self.m3u") + " names ./self.m3u: itself, not a disc");
+  WriteFileText(dir / "outer.m3u", "Game (Disc 1).cue\nset.m3u\n");
+  EXPECT_EQ(ReadM3u(dir / "outer.m3u").error,
+            "The playlist " + (dir / "outer.m3u") +
+                " names set.m3u, another playlist: a playlist names disc images");
 }
 
 }  // namespace

@@ -168,20 +168,25 @@ TEST_F(Resolver, CueSheetsFindTheirDataFile) {
 
 TEST_F(Resolver, BrokenSheetsStopTheResolver) {
   std::string cue = images / "broken.cue";
-  const std::string sheets[] = {
-      "FILE \"MISSING.BIN\" BINARY\n",  // the fallback names the same file
-      "FILE \"MISSING.IMG\" BINARY\n",
-      "REM fine\nNOBLANK\nFILE \"X.BIN\" BINARY\n",
-      "FILE X.BIN BINARY\n",
-      "FILE \"X.BIN BINARY\n",
-      "FILE \"\" BINARY\n",
-      std::string(10000, 'A') + " x\nFILE \"X.BIN\" BINARY\n",
+  // A sheet naming a file that is not there says which, as the sheet spells it.
+  const std::string missing = std::string(kCueInvalidMessage) + "\r\n(";
+  const std::pair<std::string, std::string> sheets[] = {
+      // the fallback names the same file
+      {"FILE \"Missing.Bin\" BINARY\n",
+       missing + "Missing.Bin, named by broken.cue, is not there)"},
+      {"FILE \"MISSING.IMG\" BINARY\n",
+       missing + "MISSING.IMG, named by broken.cue, is not there)"},
+      {"REM fine\nNOBLANK\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
+      {"FILE X.BIN BINARY\n", kCueInvalidMessage},
+      {"FILE \"X.BIN BINARY\n", kCueInvalidMessage},
+      {"FILE \"\" BINARY\n", kCueInvalidMessage},
+      {std::string(10000, 'A') + " x\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
   };
   Image("X.BIN", "SLUS_005.94");
-  for (const auto& text : sheets) {
+  for (const auto& [text, message] : sheets) {
     WriteFileText(cue, text);
     ResolvedInput r = Resolve(cue);
-    EXPECT_EQ(r.message, kCueInvalidMessage) << text.substr(0, 40);
+    EXPECT_EQ(r.message, message) << text.substr(0, 40);
     EXPECT_EQ(r.input, cue);
     EXPECT_EQ(r.title, "broken");
     EXPECT_EQ(r.saveName, "broken");

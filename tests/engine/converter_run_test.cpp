@@ -16,8 +16,9 @@ using test::FakeMode;
 using test::RunRecorder;
 using test::TempDir;
 
+// The fake converter installed in a program folder, run from a work folder of its own.
 struct Staged {
-  TempDir prog, out;
+  TempDir prog, out, work;
   std::string progFolder, outFolder;
   AssetPaths assets;
   Staged() {
@@ -30,7 +31,9 @@ struct Staged {
   }
   ConverterRunOptions Options(int level = 9) const {
     ConverterRunOptions o;
-    o.outputFolder = outFolder;
+    o.converter = progFolder + "Data" + kSep + "tarnwick.exe";
+    o.workFolder = work.folder();
+    o.output = outFolder + "EBOOT.PBP";
     o.title = "My Game";
     o.gameId = "SLUS00594";
     o.level = level;
@@ -53,52 +56,61 @@ TEST(ConverterVerdict, DoneDotAtTheVeryEnd) {
 
 TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
   ConverterRunOptions o;
-  o.outputFolder = "/out/";
+  o.converter = "/opt/ebf/tarnwick.exe";
+  o.output = "/out/EBOOT.PBP.part";
+  o.templatePackage = "/opt/ebf/BASE.PBP";
+  o.dataPsp = "/opt/ebf/DATA.PSP";
+  o.assets = {"/a/0.png", "/a/1.pmf", "/a/p0.png", "/a/p1.png", "/a/s.at3", "/a/b.png"};
   o.title = "My Game: Part 2";
   o.gameId = "SLUS00594";
   o.level = 0;
   o.inputPath = "/tmp/Temp BIN.bin";
+  const std::vector<std::string> files = {"/opt/ebf/tarnwick.exe",
+                                          "--output",
+                                          "/out/EBOOT.PBP.part",
+                                          "--template",
+                                          "/opt/ebf/BASE.PBP",
+                                          "--data-psp",
+                                          "/opt/ebf/DATA.PSP",
+                                          "--icon0",
+                                          "/a/0.png",
+                                          "--icon1",
+                                          "/a/1.pmf",
+                                          "--pic0",
+                                          "/a/p0.png",
+                                          "--pic1",
+                                          "/a/p1.png",
+                                          "--snd0",
+                                          "/a/s.at3",
+                                          "--boot",
+                                          "/a/b.png"};
+  auto with = [&](std::vector<std::string> tail) {
+    std::vector<std::string> all = files;
+    all.insert(all.end(), tail.begin(), tail.end());
+    return all;
+  };
   EXPECT_EQ(ConverterArguments(o),
-            (std::vector<std::string>{"/out/tarnwick.exe", "My Game: Part 2", "SLUS00594", "0",
-                                      "/tmp/Temp BIN.bin"}));
+            with({"--", "My Game: Part 2", "SLUS00594", "0", "/tmp/Temp BIN.bin"}));
+  // Each disc's TOC by its own option; the later discs' IDs and images after disc 1's.
+  o.toc = "/w/ISO.TOC";
+  o.laterDiscs = {{"SLUS00595", "/d2.bin", ""}, {"SLUS00596", "/d3.bin", "/w/ISO3.TOC"}};
+  EXPECT_EQ(ConverterArguments(o), with({"--toc", "/w/ISO.TOC", "--toc3", "/w/ISO3.TOC", "--",
+                                         "My Game: Part 2", "SLUS00594", "0", "/tmp/Temp BIN.bin",
+                                         "SLUS00595", "/d2.bin", "SLUS00596", "/d3.bin"}));
+  o.toc.clear();
+  o.laterDiscs.clear();
   // A quote in the title ends its quoted part, unescaped, as it always has: the converter
   // reads the rest of the line grouped by the quotes that follow.
   o.title = "Final\" Cut";
-  EXPECT_EQ(ConverterArguments(o),
-            (std::vector<std::string>{"/out/tarnwick.exe", "Final", "Cut SLUS00594 0 /tmp/Temp",
-                                      "BIN.bin"}));
+  EXPECT_EQ(ConverterArguments(o), with({"--", "Final", "Cut SLUS00594 0 /tmp/Temp", "BIN.bin"}));
   EXPECT_EQ(SplitQuotedWords("a  \"\" b"), (std::vector<std::string>{"a", "", "b"}));
   // Windows gets one line that reads back as the same words.
   EXPECT_EQ(JoinCommandLine({"/out/tarnwick.exe", "My Game", "SLUS00594", "9", ""}),
             "/out/tarnwick.exe \"My Game\" SLUS00594 9 \"\"");
 }
 
-TEST(Staging, CopiesAndRemovesOnlyWhatItStaged) {
-  Staged s;
-  // The user's own ICON0 already is the staged file: neither copied over nor removed.
-  test::WriteFileText(s.out / "ICON0.PNG", "mine");
-  s.assets[kIcon0] = s.outFolder + "ICON0.PNG";
-  ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
-  for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON1.PMF", "PIC0.PNG",
-                           "PIC1.PNG", "SND0.AT3", "BOOT.PNG"})
-    EXPECT_TRUE(FileExists(s.out / name)) << name;
-  EXPECT_EQ(test::ReadFileText(s.out / "ICON0.PNG"), "mine");
-#ifndef _WIN32
-  auto perms = std::filesystem::status(s.out / "tarnwick.exe").permissions();
-  EXPECT_NE(perms & std::filesystem::perms::owner_exec, std::filesystem::perms::none);
-#endif
-  test::WriteFileText(s.out / "ISO.TOC", "toc");
-  RemoveStagedFiles(s.outFolder, s.assets);
-  for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON1.PMF", "PIC0.PNG",
-                           "PIC1.PNG", "SND0.AT3", "BOOT.PNG", "ISO.TOC"})
-    EXPECT_FALSE(FileExists(s.out / name)) << name;
-  EXPECT_EQ(test::ReadFileText(s.out / "ICON0.PNG"), "mine");
-  EXPECT_TRUE(FileExists(s.out / "game.bin"));
-}
-
 TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   Staged s;
-  ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
   FakeMode mode("done");
   RunRecorder host;
   EXPECT_EQ(RunConverter(s.Options(9), host, host.cancel), Outcome::Success());
@@ -108,9 +120,13 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   // A compressed package's size cannot be foreseen: only the bytes written are told.
   ASSERT_FALSE(host.amounts.empty());
   for (const auto& [done, total] : host.amounts) EXPECT_EQ(total, 0u);
-  // The converter got the five items, the title whole.
-  EXPECT_EQ(test::ReadFileText(s.out / "fake_args.txt"),
-            "My Game\nSLUS00594\n9\n" + (s.out / "game.bin") + "\n");
+  // However quickly it ran, the last figure is what was written.
+  EXPECT_EQ(host.amounts.back().first, FileSize(s.out / "EBOOT.PBP").value_or(1));
+  // The converter ran in the work folder and got the title whole.
+  const std::string args = test::ReadFileText(s.work / "fake_args.txt");
+  EXPECT_NE(args.find("\n--\nMy Game\nSLUS00594\n9\n" + (s.out / "game.bin") + "\n"),
+            std::string::npos)
+      << args;
 
   RunRecorder host0;
   EXPECT_EQ(RunConverter(s.Options(0), host0, host0.cancel), Outcome::Success());
@@ -120,7 +136,6 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
 
 TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
   Staged s;
-  ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
   const std::string prefix =
       "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
   for (const char* m : {"done-lower", "done-no-dot", "silent", "error", "crash"}) {
@@ -128,6 +143,7 @@ TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
     RunRecorder host;
     std::string r = RunConverter(s.Options(), host, host.cancel).text();
     EXPECT_EQ(r.rfind(prefix, 0), 0u) << m << ": " << r;
+    EXPECT_TRUE(host.completed.empty()) << m;  // no "Done" before the error
   }
   {
     FakeMode mode("error");
@@ -144,7 +160,6 @@ TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
 
 TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
   Staged s;
-  ASSERT_EQ(StageConverterFiles(s.progFolder, s.outFolder, s.assets), "");
   FakeMode mode("slow");
   // At the first poll, and after the size has been looked at three times (every fifth poll).
   for (int cancelAt : {1, 4}) {
@@ -163,33 +178,10 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
 
 TEST(RunConverter, MissingConverterCannotStart) {
   Staged s;
+  std::filesystem::remove(s.progFolder + "Data/tarnwick.exe");
   RunRecorder host;
   EXPECT_EQ(RunConverter(s.Options(), host, host.cancel),
             Outcome::Failed("Could not start tarnwick!"));
-}
-
-TEST(Staging, TheUsersTemplateAndLoaderBeforeTheShippedOnes) {
-  Staged s;
-  TempDir user;
-  ProgramFolders f;
-  f.tree = s.progFolder;
-  f.work = s.progFolder;
-  f.user = user.folder();
-  f.converter = s.progFolder + "Data" + kSep + "tarnwick.exe";
-  user.MakeDir("Data");
-  test::WriteFileText(user / "Data/BASE.PBP", "my own template");
-  ASSERT_EQ(StageConverterFiles(f, s.outFolder, s.assets), "");
-  EXPECT_EQ(test::ReadFileText(s.out / "BASE.PBP"), "my own template");
-  EXPECT_EQ(test::ReadFileBytes(s.out / "DATA.PSP"),
-            test::ReadFileBytes(s.progFolder + "Data/DATA.PSP"));
-  EXPECT_EQ(test::ReadFileBytes(s.out / "tarnwick.exe"), test::ReadFileBytes(f.converter));
-  RemoveStagedFiles(s.outFolder, s.assets);
-
-  // The converter comes from where the folders name it, not from Data/.
-  f.converter = user / "elsewhere.exe";
-  test::WriteFileText(f.converter, "the installed converter");
-  ASSERT_EQ(StageConverterFiles(f, s.outFolder, s.assets), "");
-  EXPECT_EQ(test::ReadFileText(s.out / "tarnwick.exe"), "the installed converter");
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "common/files.h"
+#include "disc/classify.h"
 #include "engine/plan.h"
 #include "support/disc_builder.h"
+#include "support/ecm_writer.h"
 #include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -232,7 +234,9 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   cli.input = f.work / "broken.cue";
   cli.title.reset();
   p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
-  EXPECT_EQ(p.outcome, Outcome::Failed("CUE Sheet is invalid!"));
+  EXPECT_EQ(
+      p.outcome,
+      Outcome::Failed("CUE Sheet is invalid!\r\n(gone.bin, named by broken.cue, is not there)"));
   EXPECT_EQ(p.title, "broken");
 }
 
@@ -279,15 +283,90 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
     job.laterDiscs = std::move(later);
     return PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host).outcome;
   };
+  // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
-  EXPECT_EQ(refusal({f.work / "gone.bin"}), Outcome::Failed("Disc 2 (" + (f.work / "gone.bin") +
-                                                            "): The input file doesn't exist!"));
-  EXPECT_EQ(refusal({two, two, two, two, two}),
-            Outcome::Failed("A package holds at most five discs; give no more than five."));
+  const std::string one = cli.input;
+  test::WriteFileText(f.work / "notes.txt", "my notes");
+  test::WriteFileText(f.work / "game.mds", "descriptor");
   test::WriteFileText(f.work / "EBOOT.PBP", "x");
-  EXPECT_EQ(refusal({f.work / "EBOOT.PBP"}),
-            Outcome::Failed("A game on several discs is made from disc images; a package cannot "
-                            "be one of them."));
+  test::WriteFileText(f.work / "one.cue",
+                      "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                      " INDEX 01 00:00:00\n");
+  Bytes ecm = test::EncodeEcm(test::ReadFileBytes(two));
+  ecm.resize(ecm.size() / 2);
+  test::WriteFileBytes(f.work / "cut.bin.ecm", ecm);
+  auto disc2 = [](const std::string& path, const std::string& why) {
+    return Outcome::Failed("Disc 2 (" + path + "): " + why);
+  };
+  const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
+  const std::pair<std::vector<std::string>, Outcome> rows[] = {
+      {{f.work / "gone.bin"}, disc2(f.work / "gone.bin", "The input file doesn't exist!")},
+      {{two, two, two, two, two},
+       Outcome::Failed("A package holds at most five discs; give no more than five.")},
+      {{f.work / "EBOOT.PBP"},
+       disc2(f.work / "EBOOT.PBP",
+             "A game on several discs is made from disc images; a package cannot be one of them.")},
+      {{f.work / "notes.txt"},
+       disc2(f.work / "notes.txt", "Doesn't appear to be a valid image file.")},
+      {{f.work / "game.mds"}, disc2(f.work / "game.mds", kMdsMessage)},
+      {{one}, disc2(one, sameDisc)},
+      {{f.work / "one.cue"}, disc2(f.work / "one.cue", sameDisc)},
+      {{two, two},
+       Outcome::Failed("Disc 3 (" + two +
+                       "): It is the same disc as disc 2: a package holds each disc once.")},
+  };
+  for (const auto& [later, expected] : rows) EXPECT_EQ(refusal(later), expected) << later[0];
+  const Outcome cut = refusal({f.work / "cut.bin.ecm"});
+  EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
+  EXPECT_NE(cut.text().find("cut short"), std::string::npos) << cut.text();
+}
+
+TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
+  Fixture f;
+  test::CopyRuntimeTree(f.prog, false);
+  for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"})
+    test::WriteFileBytes(f.work / name, test::BuildDiscImage(test::GameDisc("SLUS_009.01"),
+                                                             test::SectorLayout::Mode2Raw));
+  const std::string said = "Disc 2 of \"Tide\" was not found";
+  struct Row {
+    MissingDiscs rule;
+    std::vector<std::string> later;
+    bool wholeGame;
+    std::optional<bool> answer;  // to the question, when one is asked
+    Outcome expected;
+  };
+  const Row rows[] = {
+      {MissingDiscs::Refuse,
+       {f.work / "Tide (Disc 3).bin"},
+       false,
+       {},
+       Outcome::Failed(said + "; the game is not converted without it.")},
+      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, false, Outcome::Declined()},
+      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, true, Outcome::Success()},
+      {MissingDiscs::Allow, {f.work / "Tide (Disc 3).bin"}, false, {}, Outcome::Success()},
+      // Disc 1 alone is a game of its own, unless it was found as one of a set.
+      {MissingDiscs::Refuse, {}, false, {}, Outcome::Success()},
+  };
+  for (const Row& row : rows) {
+    JobInput job;
+    job.input = f.work / "Tide (Disc 1).bin";
+    job.laterDiscs = row.later;
+    job.wholeGame = row.wholeGame;
+    job.missingDiscs = row.rule;
+    job.resolve = true;
+    job.output = f.work / "out";
+    job.confirm = false;
+    RunRecorder host;
+    host.defaultAnswer = row.answer.value_or(true);
+    const Planned p = PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host);
+    EXPECT_EQ(p.outcome, row.expected) << static_cast<int>(row.rule);
+    const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
+    EXPECT_EQ(asked, row.answer.has_value()) << static_cast<int>(row.rule);
+    if (p.plan && !row.later.empty()) {
+      EXPECT_EQ(p.plan->warnings,
+                std::vector<std::string>{said + "; the package holds the discs found."});
+    }
+  }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Runs the built tarnwick.exe the way the program does: in a folder holding BASE.PBP and the
-// staged assets, with "<title>" <GAMEID> <level> "<image>".
+// Runs the built tarnwick.exe: in a folder holding BASE.PBP and the assets, with "<title>"
+// <GAMEID> <level> "<image>", or with options naming those files elsewhere.
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
@@ -310,7 +310,7 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
                   fs::perm_options::remove);
   ProcessOptions locked;
   locked.dropPrivileges = true;
-  ExpectFailure(Run({"T", "SLUS00001", "9", image}, locked), "Cannot write EBOOT.PBP in");
+  ExpectFailure(Run({"T", "SLUS00001", "9", image}, locked), "Cannot write EBOOT.PBP as");
   fs::permissions(dir_.path(), fs::perms::owner_write, fs::perm_options::add);
 
   fs::remove(dir_ / "BASE.PBP");
@@ -319,22 +319,33 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
 }
 
-TEST_F(ConverterTest, WritesTheNameItIsGivenAndRemovesItWhenStopped) {
+TEST_F(ConverterTest, ReadsAndWritesTheFilesItsOptionsNameAndRemovesItsOutputWhenStopped) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
   const std::string image = dir_ / "game.bin";
-  // A plain name from the environment is the file written; EBOOT.PBP is left alone.
-  WriteFileBytes(dir_ / "EBOOT.PBP", Bytes{1, 2, 3});
-  setenv("TARNWICK_OUTPUT", "EBOOT.PBP.part", 1);
-  ProcessResult named = Run({"T", "SLUS00001", "9", image});
-  EXPECT_EQ(LastLine(named.output), "Done.");
-  EXPECT_TRUE(fs::exists(dir_ / "EBOOT.PBP.part"));
-  EXPECT_EQ(ReadFileBytes(dir_ / "EBOOT.PBP"), (Bytes{1, 2, 3}));
-  // A name with a folder in it is not taken.
-  setenv("TARNWICK_OUTPUT", "../elsewhere.pbp", 1);
-  Run({"T", "SLUS00001", "9", image});
-  EXPECT_FALSE(fs::exists(fs::path(dir_.path()).parent_path() / "elsewhere.pbp"));
-  EXPECT_GT(fs::file_size(dir_ / "EBOOT.PBP"), 3u);
-  unsetenv("TARNWICK_OUTPUT");
+  // Run from an empty folder, every file named: the template and an ICON0 from one place,
+  // the package written to another; what lies in the working folder is not read or written.
+  TempDir cwd, out;
+  WriteFileBytes(cwd / "EBOOT.PBP", Bytes{1, 2, 3});
+  WriteFileBytes(cwd / "ICON0.PNG", NoiseBytes(50, 1));
+  const Bytes icon0 = NoiseBytes(500, 2);
+  WriteFileBytes(out / "mine.png", icon0);
+  ProcessOptions there;
+  there.workingFolder = cwd.path();
+  ProcessResult named =
+      RunProcess(Converter(),
+                 {"--template", dir_ / "BASE.PBP", "--icon0", out / "mine.png", "--output",
+                  out / "EBOOT.PBP.part", "--", "T", "SLUS00001", "9", image},
+                 there);
+  EXPECT_EQ(LastLine(named.output), "Done.") << named.output;
+  EXPECT_EQ(PackageBytes(out / "EBOOT.PBP.part").Section(1), icon0);
+  EXPECT_EQ(ReadFileBytes(cwd / "EBOOT.PBP"), (Bytes{1, 2, 3}));
+  // An option it does not know, or one without its file, is refused before anything is
+  // written.
+  ExpectFailure(Run({"--icon9", "x", "T", "SLUS00001", "9", image}), "Unknown option --icon9",
+                false);
+  ExpectFailure(Run({"T", "SLUS00001", "9", image, "--output"}), "Usage:", false);
+  ExpectFailure(Run({"--output", "", "T", "SLUS00001", "9", image}),
+                "No file was given for --output");
 
   // Stopped part-way (an interrupt or a termination request), it takes its partial file
   // with it and ends with 130. The image is large enough to be still in work.
@@ -342,8 +353,8 @@ TEST_F(ConverterTest, WritesTheNameItIsGivenAndRemovesItWhenStopped) {
   WriteFileBytes(dir_ / "big.bin", NoiseBytes(40u << 20, 9));
   for (const char* sig : {"INT", "TERM"}) {
     const std::string status =
-        Shell("cd '" + dir_.path() + "' || exit 9; TARNWICK_OUTPUT=EBOOT.PBP.part '" + Converter() +
-              "' T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; "
+        Shell("cd '" + dir_.path() + "' || exit 9; '" + Converter() +
+              "' --output EBOOT.PBP.part T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; "
               "while [ ! -s '" +
               (dir_ / "EBOOT.PBP.part") +
               "' ] && [ $n -lt 2000 ]; do "

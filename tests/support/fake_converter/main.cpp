@@ -1,6 +1,6 @@
 // A stand-in for the converter that misbehaves on request, so the engine's every way out
 // can be reached. EBF_FAKE_MODE picks the behaviour; the arguments it was given are written
-// to fake_args.txt in its working folder, one per line.
+// to fake_args.txt in its working folder, one per line. It writes the file --output names.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -9,9 +9,10 @@
 #include <string>
 #include <thread>
 
+static std::string output = "EBOOT.PBP";
+
 static void Grow(int steps, int delayMs) {
-  const char* name = std::getenv("TARNWICK_OUTPUT");
-  std::ofstream out(name ? name : "EBOOT.PBP", std::ios::binary | std::ios::trunc);
+  std::ofstream out(output, std::ios::binary | std::ios::trunc);
   std::string chunk(64 * 1024, 'E');
   for (int i = 0; i < steps; ++i) {
     out.write(chunk.data(), static_cast<std::streamsize>(chunk.size()));
@@ -25,6 +26,8 @@ int main(int argc, char** argv) {
     std::ofstream args("fake_args.txt", std::ios::binary | std::ios::trunc);
     for (int i = 1; i < argc; ++i) args << argv[i] << "\n";
   }
+  for (int i = 1; i + 1 < argc; ++i)
+    if (std::strcmp(argv[i], "--output") == 0) output = argv[i + 1];
   const char* env = std::getenv("EBF_FAKE_MODE");
   const std::string mode = env ? env : "done";
   std::setvbuf(stdout, nullptr, _IONBF, 0);

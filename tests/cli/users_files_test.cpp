@@ -1,0 +1,165 @@
+// The user's own files around a conversion: the output folder receives EBOOT.PBP and nothing
+// else, an older EBOOT.PBP or extracted image is replaced only when the user says so, and
+// every disc of a game is held to the rules disc 1 is.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+
+#include "common/files.h"
+#include "support/cd_sets.h"
+#include "support/chdman.h"
+#include "support/disc_sets.h"
+#include "support/ecm_writer.h"
+#include "support/picture_tools.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+namespace fs = std::filesystem;
+using test::TempDir;
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+bool Has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+std::map<std::string, Bytes> Contents(const std::string& folder) {
+  std::map<std::string, Bytes> files;
+  for (const auto& e : fs::directory_iterator(folder))
+    files[e.path().filename().string()] = test::ReadFileBytes(e.path().string());
+  return files;
+}
+
+TEST(UsersFiles, TheOutputFolderGetsEbootPbpAloneAndAnOlderOneOnlyWithYes) {
+  TempDir dir;
+  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
+  const std::string out = dir.MakeDir("out/Game");
+  // What a user keeps in a game's folder, with names the converter once used for itself.
+  const char* names[] = {"ICON0.PNG", "PIC0.PNG",     "PIC1.PNG", "ICON1.PMF",
+                         "SND0.AT3",  "BOOT.PNG",     "BASE.PBP", "DATA.PSP",
+                         "ISO.TOC",   "tarnwick.exe", "EBOOT.PBP"};
+  for (std::size_t i = 0; i < std::size(names); ++i)
+    test::WriteFileBytes(out + "/" + names[i], test::NoiseBytes(100 + i, static_cast<int>(i)));
+  fs::permissions(out + "/tarnwick.exe", fs::perms::owner_exec, fs::perm_options::add);
+  const std::map<std::string, Bytes> before = Contents(out);
+
+  test::ProcessResult r = Cli({"convert", set.cuePath, "-o", out, "--level", "1"});
+  EXPECT_EQ(r.exitCode, 2) << r.output;
+  EXPECT_TRUE(Has(r.output, "WARNING: the following file will be overwritten if you continue!!!\n" +
+                                out + "/EBOOT.PBP\nDo you wish to continue?\n(not answered"))
+      << r.output;
+  EXPECT_EQ(Contents(out), before);
+
+  r = Cli({"--yes", "convert", set.cuePath, "-o", out, "--level", "1"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  std::map<std::string, Bytes> after = Contents(out);
+  EXPECT_NE(after["EBOOT.PBP"], before.at("EBOOT.PBP"));
+  after["EBOOT.PBP"] = before.at("EBOOT.PBP");
+  EXPECT_EQ(after, before);
+}
+
+TEST(UsersFiles, ExtractChdAndEcmReplaceAFileOnlyWithYes) {
+  TempDir dir;
+  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
+  ASSERT_EQ(Cli({"--yes", "convert", set.cuePath, "-o", dir / "pkg", "--level", "1"}).exitCode, 0);
+  test::WriteFileText(dir / "game.bin", "mine");
+  const std::vector<std::string> commands[] = {
+      {"extract", dir / "pkg/EBOOT.PBP", dir / "game.bin", "--toc", "none"},
+      {"extract", dir / "pkg/EBOOT.PBP", dir / "game", "--split"},
+  };
+  // --split writes "game (Track 1).bin" and "game.cue": the sheet is the user's here.
+  test::WriteFileText(dir / "game.cue", "mine");
+  for (const auto& args : commands) {
+    test::ProcessResult r = Cli(args);
+    EXPECT_EQ(r.exitCode, 2) << r.output;
+    EXPECT_TRUE(Has(r.output, "(not answered: run again with --yes to answer Yes)")) << r.output;
+  }
+  EXPECT_EQ(test::ReadFileText(dir / "game.bin"), "mine");
+  EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
+  EXPECT_FALSE(FileExists(dir / "game (Track 1).bin"));
+  std::vector<std::string> yes = commands[0];
+  yes.insert(yes.begin(), "--yes");
+  EXPECT_EQ(Cli(yes).exitCode, 0);
+  EXPECT_GE(FileSize(dir / "game.bin").value_or(0), set.disc.size());
+
+  // A CHD or an ECM written out over the user's file: asked first as well.
+  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "game.chd", "zlib"));
+  test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"chd", dir / "game.chd", "--bin", dir / "game.cue"},
+        std::vector<std::string>{"ecm", dir / "game.bin.ecm", "-o", dir / "game.cue"}}) {
+    test::ProcessResult r = Cli(args);
+    EXPECT_EQ(r.exitCode, 2) << r.output;
+    EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
+  }
+}
+
+TEST(UsersFiles, EveryDiscIsADiscImageAndTheOutputFolderMustTakeFiles) {
+  TempDir dir;
+  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
+  test::WriteFileText(dir / "notes.txt", "my notes");
+  test::WriteFileText(dir / "self.m3u", set.cuePath + "\nself.m3u\n");
+  test::WriteFileText(dir / "b.m3u", set.cuePath + "\n");
+  test::WriteFileText(dir / "a.m3u", set.cuePath + "\nb.m3u\n");
+  struct Row {
+    std::vector<std::string> args;
+    std::string said;
+  };
+  const Row rows[] = {
+      {{"convert", set.cuePath, dir / "notes.txt"},
+       "Disc 2 (" + (dir / "notes.txt") + "): Doesn't appear to be a valid image file."},
+      {{"convert", dir / "self.m3u"}, "names self.m3u: itself, not a disc"},
+      {{"convert", dir / "a.m3u"}, "names b.m3u, another playlist"},
+      // A folder the program may not write to is said before any work; /proc is one for
+      // every user, root included.
+      {{"convert", set.cuePath, "-o", "/proc/1"}, "The output folder cannot be written: /proc/1"},
+  };
+  for (const Row& row : rows) {
+    std::vector<std::string> args = row.args;
+    if (args.size() < 4) args.insert(args.end(), {"-o", dir / "out"});
+    args.insert(args.begin(), "--yes");
+    const test::ProcessResult r = Cli(args);
+    EXPECT_EQ(r.exitCode, 1) << r.output;
+    EXPECT_TRUE(Has(r.output, row.said)) << r.output;
+    EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
+  }
+
+  // An Alcohol descriptor on the command line stands for the MDF it describes.
+  const test::DiscSet mdf = test::WriteAlcoholSet(dir.MakeDir("mds"), 2352, false);
+  test::ProcessResult r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  r = Cli({"info", dir / "mdsout/EBOOT.PBP"});
+  EXPECT_TRUE(Has(r.output, "SLUS01234")) << r.output;
+}
+
+TEST(UsersFiles, ShortRelativeNamesAndSheetsAreTakenForWhatTheyName) {
+  TempDir dir;
+  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
+  // palfix on a sheet works on the image the sheet names, never on the sheet's text; a
+  // packed image cannot be changed in place.
+  test::ProcessResult r = Cli({"palfix", set.cuePath, "--screen"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(Has(r.output, "The fix goes to " + set.binPaths[0])) << r.output;
+  test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
+  r = Cli({"palfix", dir / "game.bin.ecm", "--screen", "--apply"});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  EXPECT_TRUE(Has(r.output, "is packed and cannot be changed in place")) << r.output;
+
+  // "p.jpg" in the current folder is the picture "./p.jpg" is.
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 144x80 gradient:red-blue", dir / "p.jpg"));
+  test::ProcessOptions here;
+  here.workingFolder = dir.path();
+  r = test::RunProcess(test::PrivateCli(), {"png", "p.jpg", "i.png", "--slot", "icon0"}, here);
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(FileExists(dir / "i.png"));
+}
+
+}  // namespace
+}  // namespace ebf
