@@ -32,6 +32,7 @@ struct JobResult {
   std::string game, id, result, size;
   double seconds = 0;
   int exitCode = kExitFailed;
+  Json assets;  // where each slot's file came from, when the job was planned
 };
 
 // What --json prints for a finished job: one object on one line.
@@ -47,6 +48,7 @@ void PrintJobJson(const std::string& input, const std::string& output, const cha
                {"seconds", std::round(r.seconds * 1000) / 1000},
                {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
   if (r.discs.size() > 1) line["discs"] = r.discs;
+  if (!r.assets.is_null()) line["assets"] = r.assets;
   PrintJson(line, true);
 }
 
@@ -59,7 +61,7 @@ std::string Seconds(double s) {
 // Runs one input through the whole job; prints the closing message. A batch passes the
 // folders its earlier games took, and gets this game's added.
 JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options, CliContext& ctx,
-                 std::set<std::string>* takenFolders = nullptr) {
+                 std::set<std::string>* takenFolders = nullptr, PictureFinder* pictures = nullptr) {
   const std::string& input = discs.front();
   TerminalProgress& progress = *ctx.progress;
   TerminalQuestions& questions = *ctx.questions;
@@ -70,10 +72,12 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
   out.discs = discs;
   JobInput job = JobFor(discs, options, ctx.settings);
   if (takenFolders) job.takenOutputFolders = *takenFolders;
+  job.pictures = pictures;
   const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
   out.game = planned.title.empty() ? StemOf(input) : planned.title;
   if (planned.plan) {
     out.id = planned.plan->gameId;
+    out.assets = SlotSourcesJson(*planned.plan);
     if (takenFolders && !planned.plan->output.empty())
       takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
@@ -280,6 +284,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   AddJobOptions(*c, convert->options);
   c->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
+    ApplyJobSettings(convert->options, ctx.settings);
     const auto discs = DiscsToConvert(convert->paths);
     if (!discs) {
       ctx.exitCode = kExitFailed;
@@ -295,6 +300,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   AddJobOptions(*b, batch->options);
   b->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
+    ApplyJobSettings(batch->options, ctx.settings);
     if (batch->options.output.empty()) {
       std::cerr << "batch needs an output folder: -o FOLDER\n";
       ctx.exitCode = kExitFailed;
@@ -312,6 +318,8 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
     JobOptions each = batch->options;
     each.output.clear();
     std::set<std::string> taken;
+    // Every folder of pictures is read once for the whole batch.
+    PictureFinder pictures(PictureFoldersOf(ctx.settings));
 
     const std::vector<std::string> images = FindDiscImages(batch->paths);
     if (images.empty()) {
@@ -324,7 +332,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
     for (std::size_t i = 0; i < games.size(); ++i) {
       ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(games.size()) + "] " +
                         games[i].front() + "\n");
-      results.push_back(RunOne(games[i], each, ctx, &taken));
+      results.push_back(RunOne(games[i], each, ctx, &taken, &pictures));
       // Ctrl+C stops the whole batch.
       if (results.back().kind == OutcomeKind::Cancelled) break;
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "engine/plan.h"
 
@@ -19,6 +20,8 @@ struct JobOptions {
   bool palScreen = false, palGfx = false, recompress = false;
   std::array<std::string, kSlotCount> assets;  // --icon0 ... --boot, in the slots' order
   std::array<bool, kSlotCount> removed{};      // --no-icon0 ...
+  // Over the settings: ResourceRoot, ThumbnailsRoot, NameTemplate.
+  std::optional<std::string> resources, thumbnails, nameTemplate;
 };
 
 void AddJobOptions(CLI::App& cmd, JobOptions& options);
@@ -30,6 +33,15 @@ inline constexpr const char* kNeedRebuildDestination =
 // The job for `discs` (one input, or the discs of one game in order) as the options describe
 // it: resolved as a drop would be, the user's words over what disc 1 says, and no
 // confirmations asked.
+// The settings a job runs with: the file's, with --resources, --thumbnails and --name over
+// them. With --name, -o is the folder the named folder goes into.
+void ApplyJobSettings(const JobOptions& options, Settings& settings);
+
+// Every slot of a plan as --json names it: {"ICON0": {"source": ..., "file": ...}, ...},
+// the source one of "chosen", "custom folder", "resource folder", "thumbnails", "default",
+// "original" (a package's own) and "removed".
+Json SlotSourcesJson(const ConversionPlan& plan);
+
 JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& options,
                 const Settings& settings);
 
