@@ -31,7 +31,6 @@ std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& sett
   const ResolveContext context = ResolverContext(settings, folders.tree);
   ResolvedInput res = ResolveInput(job.input, context, questions);
   if (!job.laterDiscs.empty()) TakeAsDiscSet(res, context);
-  ApplyNameTemplate(res, settings);
   id.title = res.title;
   if (!res.message.empty()) return Outcome::Failed(res.message);
   id.input = res.input;
@@ -67,6 +66,12 @@ std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& sett
     FillFoundSlots(finder.Find(GameNamesOf(res)), id.slotTexts, id.slotSources, open);
     // ----
   }
+  // ---- The output folder by the name template, with the names the user gave or a package
+  // told of itself.
+  res.title = job.title.value_or(id.title);
+  res.gameId = job.gameId.value_or(id.gameId);
+  ApplyNameTemplate(res, settings);
+  // ----
   id.output = job.output.empty() ? res.outputFolder : job.output;
   return std::nullopt;
 }
