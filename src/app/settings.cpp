@@ -30,6 +30,10 @@ enum Key {
   kAddIsoPadding,
   kPreviewDelay,
   kTheme,
+  kResourceRoot,
+  kResourceTemplate,
+  kThumbnailsRoot,
+  kNameTemplate,
   kKeyCount
 };
 
@@ -39,7 +43,8 @@ constexpr std::array<const char*, kKeyCount> kPrefixes = {
     "defaultcustdir=", "usesourcedirascust=", "compresslevel=",    "showcust=",
     "autotransfer=",   "hidenametags=",       "defgameid=",        "imgresmode=",
     "imgrescentre=",   "eboot_toc_extract=",  "addisopadding=",    "previewdelay=",
-    "theme="};
+    "theme=",          "resourceroot=",       "resourcetemplate=", "thumbnailsroot=",
+    "nametemplate="};
 
 bool OneChar(const std::string& v) {
   return CharCount(v) == 1;
@@ -113,6 +118,18 @@ SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& 
         break;
       case kPreviewDelay:
         s.previewDelay = ValInt(value);
+        break;
+      case kResourceRoot:
+        if (IsDirectory(value)) s.resourceRoot = value;
+        break;
+      case kThumbnailsRoot:
+        if (IsDirectory(value)) s.thumbnailsRoot = value;
+        break;
+      case kResourceTemplate:
+        if (!value.empty()) s.resourceTemplate = value;
+        break;
+      case kNameTemplate:
+        s.nameTemplate = value;
         break;
       case kTheme: {
         if (!value.empty() && FileExists(ThemeFilePath(folders, value))) s.theme = value;
@@ -204,6 +221,25 @@ std::string FormatSettings(const Settings& s, const std::string& lastUsedImage) 
       "",
       ";The current theme",
       "Theme = " + s.theme,
+      "",
+      ";folder of pictures for every game: one folder per",
+      ";game, found by ResourceTemplate",
+      "ResourceRoot = " + s.resourceRoot,
+      "",
+      ";where a game's pictures lie under ResourceRoot,",
+      ";tried in order, separated by ;",
+      ";%GAMEID% (SLUS-00594 and SLUS00594 both tried),",
+      ";%TITLE%, %FILENAME%, %REGION%, %RESOURCE% (ICON0,",
+      ";ICON1, PIC0, PIC1, SND0, BOOT), %EXT% (png, jpg ...)",
+      "ResourceTemplate = " + s.resourceTemplate,
+      "",
+      ";RetroArch thumbnails folder (Named_Boxarts for",
+      ";ICON0, Named_Titles and Named_Snaps for PIC1)",
+      "ThumbnailsRoot = " + s.thumbnailsRoot,
+      "",
+      ";name of the output folder; blank = DefaultOutDirOpt",
+      ";%GAMEID%, %TITLE%, %FILENAME%, %REGION%",
+      "NameTemplate = " + s.nameTemplate,
       "",
   };
   std::string text;

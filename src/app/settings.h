@@ -13,6 +13,9 @@ namespace ebf {
 
 // The compression level used when the file names none: the converter's best level.
 inline constexpr const char* kDefaultCompressLevel = "9";
+// Where a game's pictures lie under the resource root, tried in order.
+inline constexpr const char* kDefaultResourceTemplate =
+    "%GAMEID%/%RESOURCE%.%EXT%;%FILENAME%/%RESOURCE%.%EXT%";
 
 struct Settings {
   std::string defaultImagePath;
@@ -31,6 +34,12 @@ struct Settings {
   bool addIsoPadding = false;
   long previewDelay = 0;
   std::string theme = "Default";
+  // Pictures for every game from the user's own folders, and the output folder's name
+  // ("" = DefaultOutDirOpt's rule).
+  std::string resourceRoot;
+  std::string resourceTemplate = kDefaultResourceTemplate;
+  std::string thumbnailsRoot;
+  std::string nameTemplate;
 
   bool operator==(const Settings&) const = default;
 };

@@ -34,6 +34,7 @@ struct JobResult {
   std::vector<std::string> warnings;  // what the package made lacks (a disc not found ...)
   double seconds = 0;
   int exitCode = kExitFailed;
+  Json assets;  // where each slot's file came from, when the job was planned
 };
 
 // What --json prints for a finished job: one object on one line.
@@ -50,6 +51,7 @@ void PrintJobJson(const std::string& input, const std::string& output, const cha
                {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
   if (r.discs.size() > 1) line["discs"] = r.discs;
   if (!r.warnings.empty()) line["warnings"] = r.warnings;
+  if (!r.assets.is_null()) line["assets"] = r.assets;
   PrintJson(line, true);
 }
 
@@ -62,7 +64,8 @@ std::string Seconds(double s) {
 // Runs one input through the whole job; prints the closing message. A batch passes the
 // folders its earlier games took, and gets this game's added.
 JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options, CliContext& ctx,
-                 std::set<std::string>* takenFolders = nullptr, bool wholeGame = false) {
+                 std::set<std::string>* takenFolders = nullptr, PictureFinder* pictures = nullptr,
+                 bool wholeGame = false) {
   const std::string& input = discs.front();
   TerminalProgress& progress = *ctx.progress;
   TerminalQuestions& questions = *ctx.questions;
@@ -73,11 +76,13 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
   out.discs = discs;
   JobInput job = JobFor(discs, options, ctx.settings, wholeGame);
   if (takenFolders) job.takenOutputFolders = *takenFolders;
+  job.pictures = pictures;
   const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
   out.game = planned.title.empty() ? StemOf(input) : planned.title;
   if (planned.plan) {
     out.id = planned.plan->gameId;
     out.warnings = planned.plan->warnings;
+    out.assets = SlotSourcesJson(*planned.plan);
     if (takenFolders && !planned.plan->output.empty())
       takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
@@ -293,6 +298,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   AddJobOptions(*c, convert->options);
   c->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
+    ApplyJobSettings(convert->options, ctx.settings);
     const auto discs = DiscsToConvert(convert->paths);
     if (!discs) {
       ctx.exitCode = kExitFailed;
@@ -308,6 +314,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   AddJobOptions(*b, batch->options);
   b->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
+    ApplyJobSettings(batch->options, ctx.settings);
     if (batch->options.output.empty()) {
       std::cerr << "batch needs an output folder: -o FOLDER\n";
       ctx.exitCode = kExitFailed;
@@ -325,6 +332,8 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
     JobOptions each = batch->options;
     each.output.clear();
     std::set<std::string> taken;
+    // Every folder of pictures is read once for the whole batch.
+    PictureFinder pictures(PictureFoldersOf(ctx.settings));
 
     const std::vector<std::string> images = FindDiscImages(batch->paths);
     if (images.empty()) {
@@ -337,7 +346,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
     for (std::size_t i = 0; i < games.size(); ++i) {
       ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(games.size()) + "] " +
                         games[i].discs.front() + "\n");
-      results.push_back(RunOne(games[i].discs, each, ctx, &taken, games[i].wholeGame));
+      results.push_back(RunOne(games[i].discs, each, ctx, &taken, &pictures, games[i].wholeGame));
       // Ctrl+C stops the whole batch.
       if (results.back().kind == OutcomeKind::Cancelled) break;
     }

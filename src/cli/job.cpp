@@ -28,6 +28,53 @@ void AddJobOptions(CLI::App& cmd, JobOptions& o) {
     cmd.add_flag("--no-" + name, o.removed[i],
                  "Leave " + std::string(kSlots[i].assetFileName) + " out of the package");
   }
+  cmd.add_option("--resources", o.resources,
+                 "Folder of pictures for every game, one folder per game (ResourceRoot)")
+      ->check(CLI::ExistingDirectory);
+  cmd.add_option("--thumbnails", o.thumbnails,
+                 "RetroArch thumbnails folder: box art for ICON0, title screens for PIC1 "
+                 "(ThumbnailsRoot)")
+      ->check(CLI::ExistingDirectory);
+  cmd.add_option("--name", o.nameTemplate,
+                 "Output folder's name under -o: %GAMEID%, %TITLE%, %FILENAME%, %REGION% "
+                 "(NameTemplate)");
+}
+
+void ApplyJobSettings(const JobOptions& o, Settings& settings) {
+  if (o.resources) settings.resourceRoot = *o.resources;
+  if (o.thumbnails) settings.thumbnailsRoot = *o.thumbnails;
+  if (o.nameTemplate) {
+    settings.nameTemplate = *o.nameTemplate;
+    if (!o.output.empty()) settings.defaultOutputDir = o.output;
+  }
+}
+
+Json SlotSourcesJson(const ConversionPlan& plan) {
+  Json slots = Json::object();
+  for (int i = 0; i < kSlotCount; ++i) {
+    const Slot& slot = plan.assets[i];
+    std::string source;
+    switch (slot.source) {
+      case SlotSource::CustomFolder:
+        source = "custom folder";
+        break;
+      case SlotSource::ResourceFolder:
+        source = "resource folder";
+        break;
+      case SlotSource::Thumbnails:
+        source = "thumbnails";
+        break;
+      default:
+        source = !slot.ticked                       ? "removed"
+                 : !slot.text.empty()               ? "chosen"
+                 : plan.kind == JobKind::NewPackage ? "default"
+                                                    : "original";
+    }
+    const std::string file = slot.text.empty() ? slot.path : slot.text;
+    slots[StemOf(kSlots[i].assetFileName)] = {{"source", source},
+                                              {"file", slot.ticked ? Json(file) : Json()}};
+  }
+  return slots;
 }
 
 JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
@@ -41,7 +88,8 @@ JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
   job.resolve = true;
   // For a package patched in place, -o names the file a rebuild writes instead.
   const bool inPlace = Extension4(input) == ".PBP" && !o.recompress;
-  if (!inPlace) job.output = o.output;
+  // With --name, -o is where the named folder goes (ApplyJobSettings).
+  if (!inPlace && !o.nameTemplate) job.output = o.output;
   job.title = o.title;
   job.saveName = o.saveName;
   job.gameId = o.gameId;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "engine/plan.h"
 
@@ -20,6 +21,8 @@ struct JobOptions {
   bool allowMissingDiscs = false;
   std::array<std::string, kSlotCount> assets;  // --icon0 ... --boot, in the slots' order
   std::array<bool, kSlotCount> removed{};      // --no-icon0 ...
+  // Over the settings: ResourceRoot, ThumbnailsRoot, NameTemplate.
+  std::optional<std::string> resources, thumbnails, nameTemplate;
 };
 
 void AddJobOptions(CLI::App& cmd, JobOptions& options);
@@ -27,6 +30,15 @@ void AddJobOptions(CLI::App& cmd, JobOptions& options);
 // What a run says when a package must be rebuilt and no -o named the new file.
 inline constexpr const char* kNeedRebuildDestination =
     "the new pictures do not fit: give -o NEW.PBP to rebuild into a new file";
+
+// The settings a job runs with: the file's, with --resources, --thumbnails and --name over
+// them. With --name, -o is the folder the named folder goes into.
+void ApplyJobSettings(const JobOptions& options, Settings& settings);
+
+// Every slot of a plan as --json names it: {"ICON0": {"source": ..., "file": ...}, ...},
+// the source one of "chosen", "custom folder", "resource folder", "thumbnails", "default",
+// "original" (a package's own) and "removed".
+Json SlotSourcesJson(const ConversionPlan& plan);
 
 // The job for `discs` (one input, or the discs of one game in order) as the options describe
 // it: resolved as a drop would be, the user's words over what disc 1 says, and no

@@ -10,6 +10,8 @@
 #include "disc/disc_set.h"
 #include "disc/game_id.h"
 #include "engine/converter_run.h"
+#include "library/found_pictures.h"
+#include "library/output_name.h"
 #include "pbp/inspect.h"
 
 namespace ebf {
@@ -19,6 +21,7 @@ namespace {
 struct Identity {
   std::string input, dataFile, output, title, saveName, gameId, region;
   std::array<std::string, kSlotCount> slotTexts{};
+  std::array<SlotSource, kSlotCount> slotSources{};
   bool packageInspected = false;
 };
 
@@ -57,7 +60,23 @@ std::optional<Outcome> ResolveJobInput(const JobInput& job, const Settings& sett
                                 res.dataFile, pass.gameId};
       FillSlotsFromCustomFolder(id.slotTexts, search);
     }
+    for (int i = 0; i < kSlotCount; ++i)
+      if (!id.slotTexts[i].empty()) id.slotSources[i] = SlotSource::CustomFolder;
+    // ---- Pictures from the user's resource and thumbnails folders, for blank slots.
+    std::optional<PictureFinder> own;
+    PictureFinder& finder = job.pictures ? *job.pictures : own.emplace(PictureFoldersOf(settings));
+    std::array<bool, kSlotCount> open{};
+    for (int i = 0; i < kSlotCount; ++i)
+      open[i] = job.assets[i].ticked && job.assets[i].text.empty();
+    FillFoundSlots(finder.Find(GameNamesOf(res)), id.slotTexts, id.slotSources, open);
+    // ----
   }
+  // ---- The output folder by the name template, with the names the user gave or a package
+  // told of itself.
+  res.title = job.title.value_or(id.title);
+  res.gameId = job.gameId.value_or(id.gameId);
+  ApplyNameTemplate(res, settings);
+  // ----
   id.output = job.output.empty() ? res.outputFolder : job.output;
   return std::nullopt;
 }
@@ -204,8 +223,12 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   if (job.title) id.title = *job.title;
   if (job.saveName) id.saveName = *job.saveName;
   if (job.gameId) id.gameId = *job.gameId;
-  for (int i = 0; i < kSlotCount; ++i)
-    if (!job.assets[i].text.empty() || !job.resolve) id.slotTexts[i] = job.assets[i].text;
+  for (int i = 0; i < kSlotCount; ++i) {
+    if (!job.assets[i].text.empty() || !job.resolve) {
+      id.slotTexts[i] = job.assets[i].text;
+      id.slotSources[i] = job.assets[i].source;
+    }
+  }
 
   const bool isPbp = Extension4(id.input) == ".PBP";
   const bool inPlace = isPbp && !job.recompress;
@@ -241,6 +264,17 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   if (check.outcome == CheckOutcome::Declined) return Refused(Outcome::Declined(), id.title);
   if (std::string missing = FirstMissingSlotMessage(id.slotTexts); !missing.empty())
     return refuse(missing);
+  // ---- A found picture is taken as a chosen one is; a refusal names the file.
+  FoundSlots found;
+  for (int i = 0; i < kSlotCount; ++i) found.ticked[i] = job.assets[i].ticked;
+  found.texts = id.slotTexts;
+  found.sources = id.slotSources;
+  std::array<std::string, kSlotCount> drawn;
+  if (Outcome taken =
+          TakeFoundPictures(found, folders.work, settings.imgResMode, settings.imgResCentre, drawn);
+      !taken.succeeded())
+    return Refused(taken, id.title);
+  // ----
   std::vector<PlannedDisc> laterDiscs;
   if (!job.laterDiscs.empty()) {
     if (isPbp) return refuse(kMsgPackageInSet);
@@ -291,7 +325,9 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
     const SlotChoice& choice = job.assets[i];
     plan.assets[i] = {choice.ticked, id.slotTexts[i],
                       ResolveSlotFile(folders, choice.ticked, id.slotTexts[i],
-                                      kSlots[i].assetFileName, isPbp && id.packageInspected)};
+                                      kSlots[i].assetFileName, isPbp && id.packageInspected),
+                      choice.ticked ? id.slotSources[i] : SlotSource::Chosen};
+    if (!drawn[i].empty()) plan.assets[i].path = drawn[i];  // a thumbnail drawn to size
   }
   plan.level = job.level;
   plan.palFixScreen = job.palFixScreen;

@@ -15,6 +15,7 @@
 #include "common/program_folders.h"
 #include "common/questions.h"
 #include "disc/resolver.h"
+#include "library/picture_lookup.h"
 
 namespace ebf {
 
@@ -47,6 +48,7 @@ enum class MissingDiscs {
 struct SlotChoice {
   bool ticked = true;
   std::string text;
+  SlotSource source = SlotSource::Chosen;  // where the window's lookup found `text`
 };
 
 // What a conversion starts from: the window's controls, or the command line's arguments.
@@ -80,6 +82,9 @@ struct JobInput {
   // Output folders that earlier games of a batch took (as OutputFolderKey gives them): this
   // game's gets " (2)" and so on.
   std::set<std::string> takenOutputFolders;
+  // With `resolve`: the finder of pictures in the user's folders, kept by a batch for all
+  // its games so that every folder is read once; null makes one for this job.
+  PictureFinder* pictures = nullptr;
 };
 
 enum class JobKind {
@@ -93,6 +98,7 @@ struct Slot {
   bool ticked = true;
   std::string text;
   std::string path;
+  SlotSource source = SlotSource::Chosen;
 };
 
 // A later disc of a game on several discs: the image as given, the file behind it, and the

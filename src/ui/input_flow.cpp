@@ -15,6 +15,7 @@
 #include "disc/game_db.h"
 #include "disc/resolver.h"
 #include "engine/conversion.h"
+#include "library/output_name.h"
 #include "pbp/info.h"
 #include "pbp/inspect.h"
 #include "pbp/rebuild.h"
@@ -43,6 +44,8 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   context.currentSaveName = saveName_;
   PrompterQuestions questions(*services_.prompter, this);
   ResolvedInput r = ebf::ResolveInput(decision.path, context, questions);
+  ApplyNameTemplate(r, settings_);
+  ForgetFoundPictures();
 
   SetInputText(r.input);
   SetTitleText(r.title);
@@ -72,10 +75,12 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   discs_->SetDiscs(set);
   if (set.size() > 1) {
     TakeAsDiscSet(r, context);
+    ApplyNameTemplate(r, settings_);
     SetTitleText(r.title);
     SetOutputText(r.outputFolder);
   }
   for (const AssetPass& pass : r.assetPasses) LoadSlotsForGame(r.dataFile, pass.gameId);
+  if (Extension4(r.input) != ".PBP") LoadFoundPictures(GameNamesOf(r));
   UpdateControlStates();
   if (r.runInspection && Extension4(r.input) == ".PBP") InspectPackage(r.input);
 }
@@ -129,7 +134,31 @@ void MainWindow::LoadSlotsForGame(const std::string& dataFile, const std::string
 
 void MainWindow::ReloadGameAssets() {
   const std::string input = S(txtIn_->text());
-  if (Extension4(input) != ".PBP") LoadSlotsForGame(input, gameId_);
+  if (Extension4(input) == ".PBP") return;
+  ForgetFoundPictures();
+  LoadSlotsForGame(input, gameId_);
+  LoadFoundPictures({input, S(txtTitle_->text()),
+                     gameId_.empty() ? std::vector<std::string>{} : std::vector{gameId_},
+                     S(lblRegion_->text())});
+}
+
+void MainWindow::ForgetFoundPictures() {
+  for (int i = 0; i < kSlotCount; ++i)
+    if (slotSources_[i] != SlotSource::Chosen) SetSlot(i, slots_[i].check->isChecked(), "");
+}
+
+void MainWindow::LoadFoundPictures(const GameNames& game) {
+  std::array<std::string, kSlotCount> texts;
+  std::array<SlotSource, kSlotCount> sources{};
+  std::array<bool, kSlotCount> ticked{};
+  for (int i = 0; i < kSlotCount; ++i) {
+    texts[i] = S(slots_[i].text->text());
+    ticked[i] = slots_[i].check->isChecked();
+  }
+  PictureFinder finder(PictureFoldersOf(settings_));
+  FillFoundSlots(finder.Find(game), texts, sources, ticked);
+  for (int i = 0; i < kSlotCount; ++i)
+    if (sources[i] != SlotSource::Chosen) SetSlot(i, ticked[i], texts[i], sources[i]);
 }
 
 void MainWindow::UpdateControlStates() {

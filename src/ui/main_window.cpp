@@ -239,6 +239,13 @@ QWidget* MainWindow::BuildCustomisationPanel() {
     row.info->setMinimumWidth(
         row.info->fontMetrics().horizontalAdvance(QStringLiteral("Information, up to 480 x 272")) +
         4);
+    row.source = new QLabel(panelCust_);
+    row.source->setObjectName(QStringLiteral("lblCust%1Source").arg(key));
+    row.source->setProperty("role", QStringLiteral("info"));
+    row.source->setToolTip(
+        QStringLiteral("Found for this game. Type, browse or drop another file to use it "
+                       "instead, clear the box for the default, or untick to remove it."));
+    row.source->setVisible(false);
     for (QWidget* w : {static_cast<QWidget*>(row.check), static_cast<QWidget*>(row.text),
                        static_cast<QWidget*>(row.browse)}) {
       w->setAcceptDrops(true);
@@ -246,6 +253,13 @@ QWidget* MainWindow::BuildCustomisationPanel() {
       w->setProperty("slot", i);
     }
     connect(row.check, &QCheckBox::toggled, this, [this, i] { UpdateSlotRow(i); });
+    // Any other text is the user's own choice.
+    connect(row.text, &QLineEdit::textChanged, this, [this, i](const QString& text) {
+      if (slotSources_[i] != SlotSource::Chosen && text != foundTexts_[i]) {
+        slotSources_[i] = SlotSource::Chosen;
+        ShowSlotSource(i);
+      }
+    });
     connect(row.browse, &QPushButton::clicked, this, [this, i] { BrowseSlot(i); });
     connect(row.extract, &QPushButton::clicked, this, [this, i] { ExtractSlot(i); });
     grid->addWidget(row.check, i, 0);
@@ -253,6 +267,7 @@ QWidget* MainWindow::BuildCustomisationPanel() {
     grid->addWidget(row.browse, i, 2);
     grid->addWidget(row.extract, i, 3);
     grid->addWidget(row.info, i, 4);
+    grid->addWidget(row.source, i, 5);
   }
   grid->setColumnStretch(1, 1);
   layout->addLayout(grid);
@@ -356,10 +371,19 @@ void MainWindow::SetPackageLoaded(bool loaded) {
   cmdVerify_->setEnabled(loaded && hooks_.verifyPackage);
 }
 
-void MainWindow::SetSlot(int slot, bool ticked, const std::string& text) {
+void MainWindow::SetSlot(int slot, bool ticked, const std::string& text, SlotSource source) {
+  slotSources_.at(slot) = source;
+  foundTexts_.at(slot) = Q(text);
   slots_.at(slot).check->setChecked(ticked);
   slots_.at(slot).text->setText(Q(text));
   UpdateSlotRow(slot);
+  ShowSlotSource(slot);
+}
+
+void MainWindow::ShowSlotSource(int slot) {
+  const QString caption = QLatin1String(SlotSourceCaption(slotSources_.at(slot)));
+  slots_.at(slot).source->setText(caption);
+  slots_.at(slot).source->setVisible(!caption.isEmpty());
 }
 
 void MainWindow::UpdateSlotRow(int slot) {

@@ -79,7 +79,10 @@ class MainWindow : public QWidget {
   // Package inputs enable the Extract buttons and the rebuild choice.
   void SetPackageLoaded(bool loaded);
   bool packageLoaded() const { return packageLoaded_; }
-  void SetSlot(int slot, bool ticked, const std::string& text);
+  // `source`: where the text was found; the row says so until the user changes the text.
+  void SetSlot(int slot, bool ticked, const std::string& text,
+               SlotSource source = SlotSource::Chosen);
+  SlotSource slotSource(int slot) const { return slotSources_.at(slot); }
 
   // Hands a path to the resolver (or, until there is one, puts it into txtIn).
   void ResolveInput(const std::string& path);
@@ -133,6 +136,7 @@ class MainWindow : public QWidget {
     QPushButton* browse;
     QPushButton* extract;
     QLabel* info;
+    QLabel* source;  // "from resource folder", "from thumbnails"
   };
   void BuildLayout();
   QWidget* BuildInputBox();
@@ -147,6 +151,11 @@ class MainWindow : public QWidget {
   void ResolveWithCore(const std::string& path);
   void InspectPackage(const std::string& path);
   void LoadSlotsForGame(const std::string& dataFile, const std::string& gameId);
+  // Pictures from the resource and thumbnails folders for the slots left blank; the ones
+  // found for the previous game are forgotten first (input_flow.cpp).
+  void LoadFoundPictures(const GameNames& game);
+  void ForgetFoundPictures();
+  void ShowSlotSource(int slot);
   // Which controls a new input enables (package or disc image, existing or not).
   void UpdateControlStates();
   // Runs a plan on a worker thread behind the progress window (input_flow.cpp).
@@ -172,6 +181,8 @@ class MainWindow : public QWidget {
   QPushButton* cmdCustShowHide_ = nullptr;
   QFrame* panelCust_ = nullptr;
   std::array<SlotRow, kSlotCount> slots_{};
+  std::array<SlotSource, kSlotCount> slotSources_{};
+  std::array<QString, kSlotCount> foundTexts_;
   QPushButton *cmdGo_ = nullptr, *cmdOptions_ = nullptr, *cmdDoc_ = nullptr, *cmdPreview_ = nullptr,
               *cmdAbout_ = nullptr, *cmdBatch_ = nullptr, *cmdEBOOT2ISO_ = nullptr,
               *cmdVerify_ = nullptr;

@@ -44,7 +44,7 @@ JobInput MainWindow::JobFromControls() const {
   job.gameId = gameId_;
   job.region = S(lblRegion_->text());
   for (int i = 0; i < kSlotCount; ++i)
-    job.assets[i] = {slots_[i].check->isChecked(), S(slots_[i].text->text())};
+    job.assets[i] = {slots_[i].check->isChecked(), S(slots_[i].text->text()), slotSources_[i]};
   job.packageInspected = packageLoaded_;
   job.level = txtCompress_->value();
   job.palFixScreen = chkPAL2NTSCScr_->isChecked();

@@ -88,6 +88,31 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
   grid->setColumnStretch(1, 1);
   body->addWidget(folders);
 
+  // Pictures for every game from the user's own folders.
+  auto* found = new QGroupBox(QStringLiteral("Pictures for every game"), this);
+  auto* foundGrid = new QGridLayout(found);
+  foundGrid->setHorizontalSpacing(8);
+  auto folderRow = [&](int r, const QString& label, const char* boxName, const char* buttonName,
+                       QLineEdit*& box, const char* title, const QString& hint) {
+    box = new QLineEdit(found);
+    box->setObjectName(QLatin1String(boxName));
+    box->setPlaceholderText(hint);
+    auto* l = new QLabel(label, found);
+    l->setBuddy(box);
+    QPushButton* b = BrowseButton(buttonName, found);
+    foundGrid->addWidget(l, r, 0);
+    foundGrid->addWidget(box, r, 1);
+    foundGrid->addWidget(b, r, 2);
+    connect(b, &QPushButton::clicked, this, [this, &box, title] { Browse(box, title); });
+  };
+  folderRow(0, QStringLiteral("R&esources:"), "txtResources", "cmdResourcesBrowse", txtResources_,
+            "Select Resource Folder", QStringLiteral("One folder per game ID or image name"));
+  folderRow(1, QStringLiteral("T&humbnails:"), "txtThumbnails", "cmdThumbnailsBrowse",
+            txtThumbnails_, "Select Thumbnails Folder",
+            QStringLiteral("RetroArch thumbnails (Named_Boxarts, Named_Titles, Named_Snaps)"));
+  foundGrid->setColumnStretch(1, 1);
+  body->addWidget(found);
+
   // The two choices side by side.
   auto* choices = new QHBoxLayout;
   choices->setSpacing(12);
@@ -103,6 +128,20 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
     outGroup->addButton(optOutDirAct_[i], i);
     outLayout->addWidget(optOutDirAct_[i]);
   }
+  optNameTemplate_ = new QRadioButton(QStringLiteral("A name &template:"), outDir);
+  optNameTemplate_->setObjectName(QStringLiteral("optNameTemplate"));
+  outGroup->addButton(optNameTemplate_, 4);
+  txtNameTemplate_ = new QLineEdit(outDir);
+  txtNameTemplate_->setObjectName(QStringLiteral("txtNameTemplate"));
+  txtNameTemplate_->setToolTip(
+      QStringLiteral("%GAMEID%, %TITLE%, %FILENAME%, %REGION%; characters a memory stick "
+                     "cannot hold become _"));
+  auto* templateRow = new QHBoxLayout;
+  templateRow->addWidget(optNameTemplate_);
+  templateRow->addWidget(txtNameTemplate_, 1);
+  outLayout->addLayout(templateRow);
+  connect(txtNameTemplate_, &QLineEdit::textEdited, this,
+          [this] { optNameTemplate_->setChecked(true); });
   auto* transfer = new QGroupBox(QStringLiteral("After a conversion"), this);
   auto* transLayout = new QVBoxLayout(transfer);
   const QString transNames[] = {QStringLiteral("Do not offer a transfer to the PSP"),
@@ -166,7 +205,14 @@ OptionsDialog::OptionsDialog(Settings& settings, std::string settingsFile,
   chkImgResCentre_->setChecked(settings_.imgResCentre);
   if (settings_.imgResMode >= 0 && settings_.imgResMode < 4)
     cboImgRes_->setCurrentIndex(settings_.imgResMode);
-  if (settings_.defaultOutDirOpt >= 0 && settings_.defaultOutDirOpt < 4)
+  txtResources_->setText(Q(settings_.resourceRoot));
+  txtThumbnails_->setText(Q(settings_.thumbnailsRoot));
+  // One folder per game ID is one click away.
+  txtNameTemplate_->setText(
+      Q(settings_.nameTemplate.empty() ? std::string("%GAMEID%") : settings_.nameTemplate));
+  if (!settings_.nameTemplate.empty())
+    optNameTemplate_->setChecked(true);
+  else if (settings_.defaultOutDirOpt >= 0 && settings_.defaultOutDirOpt < 4)
     optOutDirAct_[settings_.defaultOutDirOpt]->setChecked(true);
   if (settings_.autoTransfer >= 0 && settings_.autoTransfer < 3)
     optAutoTransAct_[settings_.autoTransfer]->setChecked(true);
@@ -191,8 +237,12 @@ void OptionsDialog::OkClicked() {
   settings_.hideNameTags = chkHideTags_->isChecked();
   settings_.imgResCentre = chkImgResCentre_->isChecked();
   settings_.imgResMode = std::max(0, cboImgRes_->currentIndex());
+  settings_.resourceRoot = txtResources_->text().toStdString();
+  settings_.thumbnailsRoot = txtThumbnails_->text().toStdString();
   for (int i = 0; i < 4; ++i)
     if (optOutDirAct_[i]->isChecked()) settings_.defaultOutDirOpt = i;
+  const std::string nameTemplate = Trim(txtNameTemplate_->text().toStdString());
+  settings_.nameTemplate = optNameTemplate_->isChecked() ? nameTemplate : std::string();
   for (int i = 0; i < 3; ++i)
     if (optAutoTransAct_[i]->isChecked()) settings_.autoTransfer = i;
 

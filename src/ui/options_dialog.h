@@ -44,10 +44,11 @@ class OptionsDialog : public QDialog {
   FileDialogs& dialogs_;
   Prompter& prompter_;
   std::function<void()> onThemeChanged_;
-  QLineEdit *txtIn_, *txtOut_, *txtCust_;
+  QLineEdit *txtIn_, *txtOut_, *txtCust_, *txtResources_, *txtThumbnails_, *txtNameTemplate_;
   QCheckBox *chkCustSearchDest_, *chkHideTags_, *chkImgResCentre_;
   QComboBox *cboImgRes_, *cboTheme_;
   std::array<QRadioButton*, 4> optOutDirAct_{};
+  QRadioButton* optNameTemplate_ = nullptr;
   std::array<QRadioButton*, 3> optAutoTransAct_{};
 };
 

@@ -76,6 +76,8 @@ TEST(SettingsWriter, ExactBytes) {
   s.defGameId = "SLUS00594";
   s.ebootTocExtract = 2;
   s.previewDelay = 250;
+  s.resourceRoot = "/res";
+  s.nameTemplate = "%GAMEID%";
   const std::string expected =
       ";erm, the last file used\r\nLastUsedImage = /in/game.cue\r\n\r\n"
       ";the default path, which is shown when you click\r\n"
@@ -110,7 +112,18 @@ TEST(SettingsWriter, ExactBytes) {
       ";Convert ISOs to BINs (add RAW padding)\r\nAddISOPadding = 0\r\n\r\n"
       ";The time (in miliseconds) between transitions in\r\n;the Preview window\r\n"
       "PreviewDelay = 250\r\n\r\n"
-      ";The current theme\r\nTheme = Default\r\n\r\n";
+      ";The current theme\r\nTheme = Default\r\n\r\n"
+      ";folder of pictures for every game: one folder per\r\n;game, found by ResourceTemplate\r\n"
+      "ResourceRoot = /res\r\n\r\n"
+      ";where a game's pictures lie under ResourceRoot,\r\n;tried in order, separated by ;\r\n"
+      ";%GAMEID% (SLUS-00594 and SLUS00594 both tried),\r\n"
+      ";%TITLE%, %FILENAME%, %REGION%, %RESOURCE% (ICON0,\r\n"
+      ";ICON1, PIC0, PIC1, SND0, BOOT), %EXT% (png, jpg ...)\r\n"
+      "ResourceTemplate = %GAMEID%/%RESOURCE%.%EXT%;%FILENAME%/%RESOURCE%.%EXT%\r\n\r\n"
+      ";RetroArch thumbnails folder (Named_Boxarts for\r\n"
+      ";ICON0, Named_Titles and Named_Snaps for PIC1)\r\nThumbnailsRoot = \r\n\r\n"
+      ";name of the output folder; blank = DefaultOutDirOpt\r\n"
+      ";%GAMEID%, %TITLE%, %FILENAME%, %REGION%\r\nNameTemplate = %GAMEID%\r\n\r\n";
   EXPECT_EQ(FormatSettings(s, "/in/game.cue"), expected);
 }
 
@@ -136,6 +149,10 @@ TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
   s.addIsoPadding = true;
   s.previewDelay = 1200;
   s.theme = "Night";
+  s.resourceRoot = img.path();
+  s.resourceTemplate = "%TITLE%/%RESOURCE%.%EXT%";
+  s.thumbnailsRoot = cust.path();
+  s.nameTemplate = "%REGION%/%TITLE%";
   const std::string ini = prog / "ebootforge.ini";
   ASSERT_EQ(SaveSettingsFile(ini, s, "/games/Caf\xC3\xA9.cue"), "");
   // Single-byte text on disk when the code page can hold it.

@@ -9,6 +9,7 @@
 
 #include "common/bytes.h"
 #include "common/files.h"
+#include "imaging/png_writer.h"
 #include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/disc_builder.h"
@@ -306,6 +307,29 @@ TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
       << help.out;
   EXPECT_EQ(Cli(dir, "convert").exit, 1);  // INPUT missing
   EXPECT_EQ(Cli(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
+}
+
+TEST(CliJson, ConvertTakesPicturesFromTheUsersFoldersAndNamesTheFolder) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
+  dir.MakeDir("res/SLUS-00594");
+  dir.MakeDir("thumbs/Named_Titles");
+  ASSERT_TRUE(
+      WritePngFromDrawingContext(Surface(144, 80), dir / "res/SLUS-00594/icon0.png", 144, 80));
+  ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
+                                         640, 480));
+  Ran done = Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --resources " +
+                          Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
+                          " --name '%GAMEID% %REGION%' --level 0 --json --yes");
+  ASSERT_EQ(done.exit, 0) << done.err;
+  EXPECT_EQ(Python(dir, done.out, true,
+                   "d[0][\"output\"], [(k, v[\"source\"]) for k, v in d[0][\"assets\"].items()], "
+                   "d[0][\"assets\"][\"ICON0\"][\"file\"], d[0][\"assets\"][\"PIC1\"][\"file\"]"),
+            "('" + dir / "out/SLUS00594 NTSC/EBOOT.PBP" +
+                "', [('ICON0', 'resource folder'), ('ICON1', 'default'), ('PIC0', 'default'), "
+                "('PIC1', 'thumbnails'), ('SND0', 'default'), ('Gameboot', 'default')], '" +
+                dir / "res/SLUS-00594/icon0.png" + "', '" + dir / "thumbs/Named_Titles/GAME.png" +
+                "')\n");
 }
 
 }  // namespace

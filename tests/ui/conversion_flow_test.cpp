@@ -13,10 +13,13 @@
 #include <tuple>
 
 #include "fakes.h"
+#include "imaging/png_writer.h"
+#include "pbp/inspect.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/inflating_reader.h"
 #include "support/program_tree.h"
+#include "support/recording_host.h"
 #include "support/runtime.h"
 #include "ui/main_window.h"
 #include "ui/progress_window.h"
@@ -234,6 +237,57 @@ class ConversionFlowTest : public QObject {
     QVERIFY(!FileExists(f.prog / "Temp/TempBIN.bin"));
     QVERIFY(!FileExists(f.prog / "Temp/RUN.NOTE"));
     QVERIFY(ReadFileBytes(bin) == image);
+  }
+
+  // Pictures from the user's folders: each row says where its file came from, the user's
+  // own choice replaces a found one, and Go packs what the rows show; the folder is named
+  // by the template.
+  void picturesFromTheUsersFoldersFillTheSlots() {
+    Fixture f;
+    f.w->settings().resourceRoot = f.work / "res";
+    f.w->settings().thumbnailsRoot = f.work / "thumbs";
+    f.w->settings().nameTemplate = "%TITLE%";
+    f.work.MakeDir("res/slus-00594");
+    f.work.MakeDir("thumbs/Named_Titles");
+    const std::string icon = f.work / "res/slus-00594/ICON0.png";
+    QVERIFY(WritePngFromDrawingContext(Surface(144, 80), icon, 144, 80));
+    const std::string title = f.work / "thumbs/Named_Titles/metal gear.png";
+    QVERIFY(WritePngFromDrawingContext(Surface(640, 480), title, 640, 480));
+    const std::string pic0 = f.work / "res/slus-00594/PIC0.png";
+    QVERIFY(WritePngFromDrawingContext(Surface(300, 100), pic0, 300, 100));
+    const std::string bin = f.Disc("Metal Gear.bin");
+    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+
+    auto source = [&](const char* slot) {
+      auto* label = f.Get<QLabel>((std::string("lblCust") + slot + "Source").c_str());
+      return label->isHidden() ? QString() : label->text();
+    };
+    QCOMPARE(f.Text("txtCustICON0"), QString::fromStdString(icon));
+    QCOMPARE(source("ICON0"), QStringLiteral("from resource folder"));
+    QCOMPARE(f.Text("txtCustPIC1"), QString::fromStdString(title));
+    QCOMPARE(source("PIC1"), QStringLiteral("from thumbnails"));
+    QCOMPARE(f.Text("txtCustSND0"), QString());
+    QCOMPARE(source("SND0"), QString());
+    QCOMPARE(f.Text("txtOut"),
+             QString::fromStdString(JoinPath(f.work / "out", "Metal Gear Solid [NTSC-U]")));
+    // The user overrides PIC0 with the default by clearing it.
+    QCOMPARE(source("PIC0"), QStringLiteral("from resource folder"));
+    f.Get<QLineEdit>("txtCustPIC0")->clear();
+    QCOMPARE(source("PIC0"), QString());
+
+    f.Get<QSpinBox>("txtCompress")->setValue(0);
+    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    const std::string eboot = JoinPath(f.Text("txtOut").toStdString(), "EBOOT.PBP");
+    QVERIFY2(FileExists(eboot), qPrintable(f.prompter.last()));
+    RunRecorder quiet;
+    const std::string seen = f.work.MakeDir("seen") + "/";
+    QCOMPARE(pbp::InspectEboot(eboot, seen, quiet).message, std::string());
+    QVERIFY(ReadFileBytes(seen + "ICON0.PNG") == ReadFileBytes(icon));
+    const Bytes pic1 = ReadFileBytes(seen + "PIC1.PNG");
+    QVERIFY(pic1.size() > 24);
+    QCOMPARE(pic1[18] * 256 + pic1[19], 480);  // drawn to the background's size
+    QCOMPARE(pic1[22] * 256 + pic1[23], 272);
+    QVERIFY(ReadFileBytes(seen + "PIC0.PNG") == ReadFileBytes(f.prog / "PSXCust/Default/PIC0.PNG"));
   }
 };
 

@@ -79,6 +79,8 @@ class OptionsDialogTest : public QObject {
     Child<QRadioButton>(d.get(), "optOutDirAct_3")->setChecked(true);
     Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
     Child<QComboBox>(d.get(), "cboTheme")->setCurrentIndex(0);  // Default
+    Child<QLineEdit>(d.get(), "txtResources")->setText(QString::fromStdString(f.images.path()));
+    Child<QLineEdit>(d.get(), "txtThumbnails")->setText(QString::fromStdString(f.out.path()));
     QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(d->result(), int(QDialog::Accepted));
     QCOMPARE(f.themeReloads, 1);
@@ -96,6 +98,14 @@ class OptionsDialogTest : public QObject {
     QCOMPARE(s.defaultOutDirOpt, 3);
     QCOMPARE(s.autoTransfer, 2);
     QCOMPARE(s.theme, std::string("Default"));
+    QCOMPARE(s.resourceRoot, f.images.path());
+    QCOMPARE(s.thumbnailsRoot, f.out.path());
+    QCOMPARE(s.nameTemplate, std::string());
+    // One folder per game ID is one choice away.
+    auto again = f.Open();
+    Child<QRadioButton>(again.get(), "optNameTemplate")->setChecked(true);
+    QTest::mouseClick(Child<QPushButton>(again.get(), "cmdOK"), Qt::LeftButton);
+    QCOMPARE(f.settings.nameTemplate, std::string("%GAMEID%"));
     // Settings the dialog does not show survive at their loaded values.
     QCOMPARE(s.defGameId, std::string("SCUS94476"));
     QCOMPARE(s.previewDelay, 2500L);

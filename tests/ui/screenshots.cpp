@@ -136,9 +136,13 @@ int main(int argc, char** argv) {
   w.SetRegion("NTSC");
   w.SetOutputText("/home/mira/PSP/GAME/Moonlit Harbour");
   w.findChild<QSpinBox*>("txtCompress")->setValue(9);
-  w.SetSlot(ui::MainWindow::kIcon0, true, "/home/mira/Pictures/harbour-icon.png");
+  w.SetSlot(ui::MainWindow::kIcon0, true, "/home/mira/Pictures/Resources/SLUS-01234/ICON0.png",
+            SlotSource::ResourceFolder);
   w.SetSlot(ui::MainWindow::kIcon1, false, "");
-  w.SetSlot(ui::MainWindow::kPic1, true, "/home/mira/Pictures/harbour-night.jpg");
+  w.SetSlot(ui::MainWindow::kPic1, true,
+            "/home/mira/Thumbnails/Sony - PlayStation/Named_Titles/Moonlit Harbour (USA).png",
+            SlotSource::Thumbnails);
+  w.SetSlot(ui::MainWindow::kGameboot, true, "/home/mira/Pictures/harbour-night.jpg");
   w.resize(820, 10);
   bool ok = Save(w, out, "main.png");
   {
@@ -173,6 +177,8 @@ int main(int argc, char** argv) {
   s.defaultOutDirOpt = 2;
   s.autoTransfer = 1;
   s.imgResMode = 3;
+  s.resourceRoot = "/home/mira/Pictures/Resources";
+  s.thumbnailsRoot = "/home/mira/Thumbnails";
   ui::OptionsDialog options(s, scratch, w.theme(), dialogs, prompter, {});
   ok &= Save(options, out, "options.png");
 
