@@ -13,7 +13,7 @@ PACKAGES=(
   qt6-base-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-format
   # the Debian package: manual pages, and the tools that check what it ships
-  dpkg-dev help2man desktop-file-utils appstream shared-mime-info man-db file
+  dpkg-dev help2man desktop-file-utils appstream shared-mime-info man-db file lintian
   # independent witnesses used by the tests
   genisoimage xorriso pngcheck imagemagick python3 mame-tools
   # GUI tests and screenshots without a display; fuzzers

@@ -50,94 +50,111 @@ bool OneChar(const std::string& v) {
   return CharCount(v) == 1;
 }
 
+// A flag and a one-digit number are taken only from a value of one character.
+bool TakeFlag(bool& flag, const std::string& value) {
+  if (!OneChar(value)) return false;
+  flag = Val(value) != 0;
+  return true;
+}
+
+bool TakeDigit(int& number, const std::string& value) {
+  if (!OneChar(value)) return false;
+  number = ValInt(value);
+  return true;
+}
+
 }  // namespace
+
+bool TakeSettingValue(Settings& s, int key, const std::string& value,
+                      const ProgramFolders& folders) {
+  switch (key) {
+    case kDefaultImagePath:
+      if (!IsDirectory(value)) return false;
+      s.defaultImagePath = value;
+      return true;
+    case kDefaultOutputDir:
+      if (!IsDirectory(value)) return false;
+      s.defaultOutputDir = value;
+      return true;
+    case kDefaultCustDir:
+      if (!IsDirectory(value)) return false;
+      s.defaultCustDir = value;
+      return true;
+    case kDefaultOutDirOpt: {
+      const int v = ValInt(value);
+      s.defaultOutDirOpt = (v < 0 || v > 3) ? 0 : v;
+      return v == s.defaultOutDirOpt;
+    }
+    case kUseSourceDirAsCust:
+      return TakeFlag(s.useSourceDirAsCust, value);
+    case kShowCust:
+      return TakeFlag(s.showCust, value);
+    case kHideNameTags:
+      return TakeFlag(s.hideNameTags, value);
+    case kImgResCentre:
+      return TakeFlag(s.imgResCentre, value);
+    case kAddIsoPadding:
+      return TakeFlag(s.addIsoPadding, value);
+    case kCompressLevel:
+      if (!OneChar(value)) return false;
+      s.compressLevel = std::to_string(ValInt(value));
+      return true;
+    case kAutoTransfer:
+      return TakeDigit(s.autoTransfer, value);
+    case kImgResMode:
+      return TakeDigit(s.imgResMode, value);
+    case kEbootTocExtract:
+      return TakeDigit(s.ebootTocExtract, value);
+    case kDefGameId:
+      if (value.size() != 9 || !Matches(value, "????#####")) return false;
+      s.defGameId = value;
+      return true;
+    case kPreviewDelay:
+      s.previewDelay = ValInt(value);
+      return true;
+    case kResourceRoot:
+      if (!IsDirectory(value)) return false;
+      s.resourceRoot = value;
+      return true;
+    case kThumbnailsRoot:
+      if (!IsDirectory(value)) return false;
+      s.thumbnailsRoot = value;
+      return true;
+    case kResourceTemplate:
+      if (value.empty()) return false;
+      s.resourceTemplate = value;
+      return true;
+    case kNameTemplate:
+      s.nameTemplate = value;
+      return true;
+    case kTheme:
+      if (value.empty() || !FileExists(ThemeFilePath(folders, value))) return false;
+      s.theme = value;
+      return true;
+    default:
+      return false;
+  }
+}
+
+int SettingsKeyOfLine(std::string_view line) {
+  const std::string key = ToLowerAscii(RemoveBlanks(line));
+  for (int k = 0; k < kKeyCount; ++k)
+    if (key.rfind(kPrefixes[k], 0) == 0) return k;
+  return -1;
+}
 
 SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& folders,
                                    const Settings& base) {
   SettingsFileContents out;
   out.settings = base;
-  Settings& s = out.settings;
   for (const std::string& line : SplitLines(text)) {
-    const std::string key = ToLowerAscii(RemoveBlanks(line));
-    int which = -1;
-    for (int k = 0; k < kKeyCount; ++k) {
-      if (key.rfind(kPrefixes[k], 0) == 0) {
-        which = k;
-        break;
-      }
-    }
+    const int which = SettingsKeyOfLine(line);
     if (which < 0) continue;
     const std::string value = Trim(line.substr(line.find('=') + 1));
-    switch (which) {
-      case kLastUsedImage:
-        out.lastUsedImage = value;
-        break;
-      case kDefaultImagePath:
-        if (IsDirectory(value)) s.defaultImagePath = value;
-        break;
-      case kDefaultOutputDir:
-        if (IsDirectory(value)) s.defaultOutputDir = value;
-        break;
-      case kDefaultCustDir:
-        if (IsDirectory(value)) s.defaultCustDir = value;
-        break;
-      case kDefaultOutDirOpt: {
-        int v = ValInt(value);
-        s.defaultOutDirOpt = (v < 0 || v > 3) ? 0 : v;
-        break;
-      }
-      case kUseSourceDirAsCust:
-        if (OneChar(value)) s.useSourceDirAsCust = Val(value) != 0;
-        break;
-      case kShowCust:
-        if (OneChar(value)) s.showCust = Val(value) != 0;
-        break;
-      case kHideNameTags:
-        if (OneChar(value)) s.hideNameTags = Val(value) != 0;
-        break;
-      case kImgResCentre:
-        if (OneChar(value)) s.imgResCentre = Val(value) != 0;
-        break;
-      case kAddIsoPadding:
-        if (OneChar(value)) s.addIsoPadding = Val(value) != 0;
-        break;
-      case kCompressLevel:
-        if (OneChar(value)) s.compressLevel = std::to_string(ValInt(value));
-        break;
-      case kAutoTransfer:
-        if (OneChar(value)) s.autoTransfer = ValInt(value);
-        break;
-      case kImgResMode:
-        if (OneChar(value)) s.imgResMode = ValInt(value);
-        break;
-      case kEbootTocExtract:
-        if (OneChar(value)) s.ebootTocExtract = ValInt(value);
-        break;
-      case kDefGameId:
-        if (value.size() == 9 && Matches(value, "????#####")) s.defGameId = value;
-        break;
-      case kPreviewDelay:
-        s.previewDelay = ValInt(value);
-        break;
-      case kResourceRoot:
-        if (IsDirectory(value)) s.resourceRoot = value;
-        break;
-      case kThumbnailsRoot:
-        if (IsDirectory(value)) s.thumbnailsRoot = value;
-        break;
-      case kResourceTemplate:
-        if (!value.empty()) s.resourceTemplate = value;
-        break;
-      case kNameTemplate:
-        s.nameTemplate = value;
-        break;
-      case kTheme: {
-        if (!value.empty() && FileExists(ThemeFilePath(folders, value))) s.theme = value;
-        break;
-      }
-      default:
-        break;
-    }
+    if (which == kLastUsedImage)
+      out.lastUsedImage = value;
+    else
+      TakeSettingValue(out.settings, which, value, folders);
   }
   return out;
 }

@@ -51,6 +51,17 @@ struct SettingsFileContents {
   std::optional<std::string> lastUsedImage;
 };
 
+// The setting a line of the file sets, as reading matches it (the line lower-cased without
+// its blanks, compared with each key's "name=" in turn): an index into the writer's order,
+// 0 being LastUsedImage, or -1 for a comment, a blank line or an unknown key.
+int SettingsKeyOfLine(std::string_view line);
+
+// Takes `value` for the setting `key` (not LastUsedImage) into `s` as reading does. False
+// when reading does not take the value as given: `s` then keeps its earlier value, except
+// DefaultOutDirOpt, which reading sets to 0 when out of range.
+bool TakeSettingValue(Settings& s, int key, const std::string& value,
+                      const ProgramFolders& folders);
+
 // Reads settings text over `base`. Folder values and the theme are checked against the
 // file system (the theme's Themes/<name>/style.ini in either tree).
 SettingsFileContents ParseSettings(std::string_view text, const ProgramFolders& folders,

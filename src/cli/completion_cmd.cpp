@@ -6,6 +6,7 @@
 #include <sstream>
 #include <vector>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 
 namespace ebf::cli {
@@ -73,17 +74,34 @@ std::string BashCompletion(const CLI::App& root) {
   s << "# bash completion for " << name << "; written by `" << name << " completion bash`\n"
     << "_ebootforge_cli() {\n"
     << "  local cur=\"${COMP_WORDS[COMP_CWORD]}\" prev=\"${COMP_WORDS[COMP_CWORD-1]}\"\n"
-    << "  local path=\"\" i IFS=$'\\n'\n"
+    << "  local path=\"\" i w skip=0 npos=0 IFS=$'\\n'\n"
+    // Walks the words typed: command words, option values (skipped), and the command's own
+    // arguments, counted so that an argument with a fixed set of values can offer them.
     << "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
-    << "    case \"$path:${COMP_WORDS[i]}\" in\n";
+    << "    w=\"${COMP_WORDS[i]}\"\n"
+    << "    if ((skip)); then skip=0; continue; fi\n"
+    << "    case \"$path:$w\" in\n";
   for (const Node& n : nodes) {
     if (n.path.empty()) continue;
     const auto slash = n.path.rfind('/');
     const std::string parent = slash == std::string::npos ? "" : n.path.substr(0, slash);
     const std::string word = n.path.substr(slash == std::string::npos ? 0 : slash + 1);
-    s << "      \"" << parent << ":" << word << "\") path=\"" << n.path << "\" ;;\n";
+    s << "      \"" << parent << ":" << word << "\") path=\"" << n.path
+      << "\"; npos=0; continue ;;\n";
   }
-  s << "    esac\n  done\n"
+  std::vector<std::string> valued;  // "path:--option" of every option that takes a value
+  for (const Node& n : nodes)
+    for (const CLI::Option* opt : n.app->get_options())
+      if (opt->nonpositional() && opt->get_items_expected_min() > 0)
+        for (const std::string& o : OptionNames(*opt))
+          valued.push_back("\"" + n.path + ":" + o + "\"");
+  std::string valuedList;
+  for (const std::string& v : valued) valuedList += (valuedList.empty() ? "" : "|") + v;
+  s << "    esac\n";
+  if (!valuedList.empty())
+    s << "    case \"$path:$w\" in " << valuedList << ") skip=1; continue ;; esac\n";
+  s << "    [[ $w == -* ]] || ((npos++))\n"
+    << "  done\n"
     << "  case \"$path:$prev\" in\n";
   for (const Node& n : nodes) {
     for (const CLI::Option* opt : n.app->get_options()) {
@@ -121,7 +139,20 @@ std::string BashCompletion(const CLI::App& root) {
     << "  elif [[ -n \"$commands\" ]]; then\n"
     << "    COMPREPLY=($(IFS=' '; compgen -W \"$commands\" -- \"$cur\"))\n"
     << "  else\n"
-    << "    COMPREPLY=($(compgen -f -- \"$cur\"))\n"
+    << "    case \"$path:$npos\" in\n";
+  // An argument that takes one of a few values offers them instead of file names.
+  for (const Node& n : nodes) {
+    int position = 0;
+    for (const CLI::Option* opt : n.app->get_options()) {
+      if (opt->nonpositional()) continue;
+      if (const std::string choices = ChoicesOf(*opt); !choices.empty())
+        s << "      \"" << n.path << ":" << position << "\") COMPREPLY=($(IFS=' '; compgen -W \""
+          << choices << "\" -- \"$cur\")) ;;\n";
+      ++position;
+    }
+  }
+  s << "      *) COMPREPLY=($(compgen -f -- \"$cur\")) ;;\n"
+    << "    esac\n"
     << "  fi\n"
     << "}\n"
     << "complete -o filenames -o bashdefault -F _ebootforge_cli " << name << "\n";
@@ -136,7 +167,8 @@ void AddCompletionCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("SHELL", *shell, "The shell (bash)")->required()->check(CLI::IsMember({"bash"}));
   const CLI::App* root = &app;
   cmd->callback([root, shell, &ctx] {
-    std::cout << BashCompletion(*root);
+    const std::string script = BashCompletion(*root);
+    PrintResult(ctx, {{"shell", *shell}, {"script", script}}, script);
     ctx.exitCode = kExitSuccess;
   });
 }

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "common/cancel.h"
 #include "common/files.h"
@@ -37,13 +38,35 @@ std::string FolderName(std::string folder) {
   return FileNameOf(folder);
 }
 
-int Finish(const Outcome& result, const std::string& done) {
+int Finish(const CliContext& ctx, const Outcome& result, const std::string& written) {
   if (result.succeeded()) {
-    std::cout << done << "\n";
+    PrintResult(ctx, {{"written", written}}, "Written: " + written);
     return kExitSuccess;
   }
   std::cerr << result.text() << "\n";
   return result.kind() == OutcomeKind::Cancelled ? kExitCancelled : kExitFailed;
+}
+
+void PrintChdJson(const std::string& path, chd::ChdCdImage& image) {
+  const chd::Header& h = image.file().header();
+  Json codecs = Json::array(), tracks = Json::array();
+  for (uint32_t c : h.compressors)
+    if (c) codecs.push_back(chd::CodecName(c));
+  for (const chd::CdTrackLayout& t : image.tracks())
+    tracks.push_back({{"number", t.number},
+                      {"type", t.type},
+                      {"start", t.start},
+                      {"index1", t.index1},
+                      {"sectors", t.end - t.start},
+                      {"pregap", t.pregap},
+                      {"pregapStored", t.pregapStored}});
+  PrintJson({{"file", path},
+             {"version", h.version},
+             {"hunks", h.hunkCount},
+             {"hunkBytes", h.hunkBytes},
+             {"compression", codecs},
+             {"sectors", image.SectorCount()},
+             {"tracks", tracks}});
 }
 
 void PrintChd(const std::string& path, CliContext& ctx) {
@@ -55,6 +78,7 @@ void PrintChd(const std::string& path, CliContext& ctx) {
     return;
   }
   const chd::Header& h = image.file().header();
+  if (ctx.json) return PrintChdJson(path, image);
   std::cout << "CHD version " << h.version << ", " << h.hunkCount << " hunks of " << h.hunkBytes
             << " bytes, compression:";
   std::string codecs;
@@ -83,8 +107,9 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
     if (args->output.empty()) return PrintChd(args->input, ctx);
     if (!MayReplace(ctx, args->output)) return;
     Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
-    ctx.exitCode = Finish(chd::WriteChdAsBin(args->input, args->output, TerminalHooks(ctx, stage)),
-                          "Written: " + args->output);
+    ctx.exitCode =
+        Finish(ctx, chd::WriteChdAsBin(args->input, args->output, TerminalHooks(ctx, stage)),
+               args->output);
   });
 
   auto* ecm = app.add_subcommand("ecm", "Decode an ECM file back to the original image");
@@ -98,8 +123,7 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
     }
     if (!MayReplace(ctx, out)) return;
     Stage stage(*ctx.progress, "Decoding " + FileNameOf(args->input));
-    ctx.exitCode =
-        Finish(DecodeEcmFile(args->input, out, TerminalHooks(ctx, stage)), "Written: " + out);
+    ctx.exitCode = Finish(ctx, DecodeEcmFile(args->input, out, TerminalHooks(ctx, stage)), out);
   });
 
   auto* drives = app.add_subcommand("drives", "List the CD drives");
@@ -110,7 +134,9 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = 1;
       return;
     }
-    for (const std::string& d : list) std::cout << d << "\n";
+    std::string text;
+    for (const std::string& d : list) text += d + "\n";
+    PrintResult(ctx, {{"drives", list}}, text);
   });
 
   auto* ripCmd = app.add_subcommand("rip", "Rip the disc in a drive into BIN+CUE (Redump names)");
@@ -127,7 +153,7 @@ void AddImageCommands(CLI::App& app, CliContext& ctx) {
     rip::RipResult result;
     Stage stage(*ctx.progress, "Reading " + args->input);
     const Outcome message = rip::RipToBinCue(request, TerminalHooks(ctx, stage), &result);
-    ctx.exitCode = Finish(message, "Written: " + result.cuePath);
+    ctx.exitCode = Finish(ctx, message, result.cuePath);
   });
 }
 

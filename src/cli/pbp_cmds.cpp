@@ -128,11 +128,12 @@ struct ExtractArgs {
   int disc = 0;  // 0: every disc
 };
 
-void FinishExtract(CliContext& ctx, const Outcome& result) {
+void FinishExtract(CliContext& ctx, const Outcome& result,
+                   const std::vector<std::string>& outputs) {
   ctx.progress->FinishLine();
   switch (result.kind()) {
     case OutcomeKind::Success:
-      std::cout << pbp::kExtractDone << "\n";
+      PrintResult(ctx, {{"outputs", outputs}, {"message", pbp::kExtractDone}}, pbp::kExtractDone);
       break;
     case OutcomeKind::Cancelled:
       std::cerr << "\nCancelled.\n";
@@ -210,6 +211,8 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
     auto outputOf = [&](int disc) {
       return discs > 1 ? pbp::DiscOutputPath(args->output, disc) : args->output;
     };
+    std::vector<std::string> outputs;
+    for (int disc = first; disc < first + discs; ++disc) outputs.push_back(outputOf(disc));
     if (args->split || args->toc == "cue") {
       if (args->split && !args->toc.empty() && args->toc != "cue") {
         std::cerr << "--split writes a CUE sheet; it cannot be combined with --toc " << args->toc
@@ -233,7 +236,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
         result = result.Within("Disc " + std::to_string(disc));
         if (result.succeeded()) stage->Done();
       }
-      FinishExtract(ctx, result);
+      FinishExtract(ctx, result, outputs);
       return;
     }
     static const std::map<std::string, int> tocModes = {
@@ -244,7 +247,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
                                           notes, ctx.questions)
                   : pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
                                           *ctx.cancel, notes, first, {ctx.questions});
-    FinishExtract(ctx, result);
+    FinishExtract(ctx, result, outputs);
   });
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "assets/slot_file.h"
+#include "cli/json_out.h"
 #include "cli/registry.h"
 #include "common/files.h"
 #include "docmaker/document_dat.h"
@@ -56,10 +57,10 @@ int RunPng(PngOptions o, CliContext& ctx) {
     std::cerr << "Could not write " << o.output << "\n";
     return 1;
   }
-  std::cout << o.output << ": "
-            << (take.converted ? "converted as the " + o.slot + " slot converts it"
-                               : "taken as it is, as the " + o.slot + " slot takes it")
-            << "\n";
+  PrintResult(ctx, {{"output", o.output}, {"slot", o.slot}, {"converted", take.converted}},
+              o.output + ": " +
+                  (take.converted ? "converted as the " + o.slot + " slot converts it"
+                                  : "taken as it is, as the " + o.slot + " slot takes it"));
   return 0;
 }
 
@@ -115,8 +116,11 @@ void AddDocCommand(CLI::App& app, CliContext& ctx) {
       return;
     }
     stage.Done();
-    std::cout << opts->output << ": " << r.pagesStored << " of " << opts->pages.size()
-              << " pages stored\n";
+    PrintResult(
+        ctx,
+        {{"output", opts->output}, {"pagesStored", r.pagesStored}, {"pages", opts->pages.size()}},
+        opts->output + ": " + std::to_string(r.pagesStored) + " of " +
+            std::to_string(opts->pages.size()) + " pages stored");
   });
 
   auto* extract = doc->add_subcommand("extract", "Write the pages of a DOCUMENT.DAT as PNG files");
@@ -132,7 +136,8 @@ void AddDocCommand(CLI::App& app, CliContext& ctx) {
       return;
     }
     stage.Done();
-    std::cout << r.pagesStored << " pages written to " << opts->folder << "\n";
+    PrintResult(ctx, {{"folder", opts->folder}, {"pagesWritten", r.pagesStored}},
+                std::to_string(r.pagesStored) + " pages written to " + opts->folder);
   });
 }
 

@@ -33,6 +33,16 @@ inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitCancelled = 2;  // cancelled, or a question not answered Yes
 
+// What each exit code means, for --help and the manual page.
+struct ExitStatusLine {
+  int code;
+  const char* meaning;
+};
+inline constexpr ExitStatusLine kExitStatusLines[] = {
+    {kExitSuccess, "success"},
+    {kExitFailed, "failed (bad input, a refused run, a bad command line)"},
+    {kExitCancelled, "cancelled (Ctrl+C), or stopped at a question that --yes would answer"}};
+
 // The subcommands, each from its own file, added in the order --help lists them.
 void AddSettingsCommand(CLI::App& app, CliContext& ctx);
 void AddDiscCommands(CLI::App& app, CliContext& ctx);     // gameid, lookup, resolve, palfix
@@ -44,6 +54,10 @@ void AddVerifyCommand(CLI::App& app, CliContext& ctx);
 void AddPngCommand(CLI::App& app, CliContext& ctx);
 void AddDocCommand(CLI::App& app, CliContext& ctx);
 void AddCompletionCommand(CLI::App& app, CliContext& ctx);
+// Added last: each command's exit status and examples at the end of its --help, and the
+// hidden `manpage` that writes the manual page from the whole tree; `about` is the text
+// that --help prints after the command list.
+void AddManual(CLI::App& app, CliContext& ctx, const std::string& about);
 
 // After a command was stopped at a question: one that --yes answers is printed with how to
 // answer it (exit 2) and true returned; a failed read or write, which --yes never answers,

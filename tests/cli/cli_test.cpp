@@ -61,7 +61,21 @@ TEST(Cli, SettingsShowsTheEffectiveValues) {
   EXPECT_NE(r.out.find("DefGameID = SCUS94476\n"), std::string::npos);
   EXPECT_LT(r.out.find("DefaultImagePath"), r.out.find("Theme ="));  // the writer's order
   EXPECT_EQ(Cli("--version").exit, 0);
-  EXPECT_NE(Cli("nonsense").exit, 0);
+
+  // Changed from the command line: the line in place, its neighbours as they were.
+  Ran set = Cli("settings set showcust 1 --ini " + Q(dir / "t.ini"));
+  EXPECT_EQ(set.exit, 0);
+  EXPECT_EQ(set.out, "ShowCust = 1\n");
+  EXPECT_EQ(test::ReadFileText(dir / "t.ini"),
+            "Default Output Dir = " + (dir / "out") +
+                "\r\nShowCust = 1\r\nDefaultOutDirOpt = 7\r\nDefGameID = SCUS-94476\r\n"
+                "DefGameID = SCUS94476\r\n");
+
+  Ran unknown = Cli("nonsense");
+  EXPECT_EQ(unknown.exit, 1);
+  EXPECT_EQ(unknown.out.substr(0, 61),
+            "\"nonsense\" is not a command. The commands are: settings, game");
+  EXPECT_NE(unknown.out.find(", convert, batch, info, extract, verify,"), std::string::npos);
 }
 
 TEST(Cli, ConvertAnswersQuestionsOnlyWithYes) {

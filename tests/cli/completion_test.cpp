@@ -45,7 +45,11 @@ TEST_F(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
   EXPECT_EQ(Offer("ebootforge-cli info --j"), "--json\n");
   EXPECT_EQ(Offer("ebootforge-cli doc make --i"), "--id\n");
   EXPECT_EQ(Offer("ebootforge-cli doc make --q"), "--quiet\n");
-  // Positionals are files.
+  // An argument of a few values offers them, after an option's value too; others are files.
+  EXPECT_EQ(Offer("ebootforge-cli completion ''"), "bash\n");
+  EXPECT_EQ(Offer("ebootforge-cli settings --ini my.ini set Sh"), "ShowCust\n");
+  EXPECT_EQ(Offer("ebootforge-cli settings unset -q Def"),
+            "DefaultImagePath\nDefaultOutputDir\nDefaultOutDirOpt\nDefaultCustDir\nDefGameID\n");
   test::WriteFileText(dir_ / "Game One.cue", "");
   EXPECT_EQ(Offer("ebootforge-cli convert Ga"), "Game One.cue\n");
   EXPECT_EQ(test::Shell("bash -c " + ShellQuote("source " + ShellQuote(script_) +

@@ -8,6 +8,7 @@
 #   deb_test.sh install PACKAGE_FOLDER    dpkg installs the package into a scratch root with
 #                                         a dpkg database of its own, man finds the pages
 #                                         there, and removing and purging leave nothing
+#   deb_test.sh lintian PACKAGE_FOLDER    lintian finds no error and no warning
 set -euo pipefail
 
 mode=$1
@@ -267,8 +268,25 @@ install() {
   [ -z "$left" ] || fail "folders left after --purge: $left"
 }
 
+# Debian's own checker, as the archive runs it on a binary package. Not as root, which
+# lintian itself warns against.
+lint() {
+  local as=()
+  cp "$deb" "$scratch/"
+  if [ "$(id -u)" -eq 0 ]; then
+    chmod a+rx "$scratch"
+    chmod a+r "$scratch/$(basename "$deb")"
+    as=(setpriv --reuid=nobody --regid=nogroup --clear-groups env HOME="$scratch" TMPDIR=/tmp)
+  fi
+  local said
+  said=$("${as[@]}" lintian --fail-on error,warning --tag-display-limit 0 \
+    "$scratch/$(basename "$deb")" 2>&1) || fail "lintian: $said"
+  [ -z "$said" ] || echo "$said"
+}
+
 case $mode in
   metadata) metadata ;;
+  lintian) lint ;;
   run) run ;;
   install) install ;;
   *) fail "unknown mode $mode" ;;
