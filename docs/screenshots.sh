@@ -15,13 +15,13 @@ data=/tmp/ebootforge-docs
 rm -rf "$data"
 trap 'rm -rf "$data"' EXIT
 mkdir -p "$data/Games" "$data/Pictures" "$data/Scans" "$data/PSP/GAME" \
-  "$data/media/PSP/PSP/GAME" "$data/media/CARD"
+  "$data/media/PSP/PSP/GAME" "$data/media/CARD" "$data/Resources/SLUS-99901"
 cmake --build "$build" --target ebf_ui_screenshots ebf_runtime_tree ebootforge-cli
 
 ini=$data/ebootforge.ini
 for setting in "DefaultImagePath $data/Games" "DefaultOutputDir $data/PSP/GAME" \
   "DefaultOutDirOpt 2" "DefaultCustDir $data/Pictures" "CompressLevel 9" "ImgResMode 3" \
-  "PreviewDelay 1500"; do
+  "PreviewDelay 1500" "ResourceRoot $data/Resources"; do
   # shellcheck disable=SC2086
   "$build/bin/ebootforge-cli" --quiet settings set ${setting%% *} "${setting#* }" --ini "$ini" \
     >/dev/null
@@ -36,6 +36,9 @@ convert -size 480x272 gradient:'#050b18-#1d3f66' -fill '#f4e9c1' -draw 'circle 3
   -draw 'rectangle 320,212 420,215' -draw 'rectangle 340,226 400,228' \
   -fill '#0a1424' -draw 'polygon 40,200 70,150 120,150 150,200' \
   -quality 90 "$data/Pictures/harbour-night.jpg"
+# The game's own banner in the user's resource folder, found by its ID.
+convert -size 310x180 gradient:'#14324f-#3d7fb0' -fill '#f4e9c1' -draw 'rectangle 20,70 290,110' \
+  "$data/Resources/SLUS-99901/PIC0.png"
 for page in 1 2 3 4; do
   ext=png
   [ "$page" -gt 2 ] && ext=jpg

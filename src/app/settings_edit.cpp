@@ -35,7 +35,7 @@ std::vector<Block> WrittenBlocks() {
   return blocks;
 }
 
-enum class Kind { Folder, Flag, Number, GameId, Theme };
+enum class Kind { Folder, Flag, Number, GameId, Theme, Template };
 struct Rule {
   Kind kind;
   long low = 0, high = 0;
@@ -55,7 +55,11 @@ Rule RuleFor(const std::string& name) {
       {"ImgResMode", {Kind::Number, 0, 3}},
       {"EBOOT_TOC_Extract", {Kind::Number, 0, 2}},
       {"PreviewDelay", {Kind::Number, 0, 999999999}},
-      {"Theme", {Kind::Theme}}};
+      {"Theme", {Kind::Theme}},
+      {"ResourceRoot", {Kind::Folder}},
+      {"ThumbnailsRoot", {Kind::Folder}},
+      {"ResourceTemplate", {Kind::Template}},
+      {"NameTemplate", {Kind::Template}}};
   for (const auto& [n, rule] : rules)
     if (name == n) return rule;
   return {Kind::Flag, 0, 1};
@@ -78,6 +82,8 @@ std::string Refusal(const std::string& name, const std::string& value, const Rul
     case Kind::Theme:
       return name + " takes the name of a folder under Themes that holds a style.ini; " + quoted +
              " is not one.";
+    case Kind::Template:
+      return name + " takes a name template such as %GAMEID%/%RESOURCE%.%EXT%, not " + quoted + ".";
   }
   return "";
 }
