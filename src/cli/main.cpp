@@ -14,7 +14,7 @@ constexpr const char* kFooter =
     "Each command's own options: ebootforge-cli COMMAND --help.\n"
     "Global options (--yes, --quiet, --json) may stand anywhere on the line.\n"
     "Progress goes to standard error: a bar on a terminal, \"NN%\" lines otherwise.\n"
-    "With --json, info, gameid, lookup, resolve, palfix and verify print one JSON object;\n"
+    "With --json, info, gameid, lookup, resolve, palfix, patch and verify print one JSON object;\n"
     "convert and batch print one per finished job, each on its own line.\n"
     "\n"
     "Exit status:\n"
@@ -35,6 +35,7 @@ void AddCommands(CLI::App& app, CliContext& ctx) {
   AddConvertCommands(app, ctx);
   AddInfoCommand(app, ctx);
   AddExtractCommand(app, ctx);
+  AddPatchCommand(app, ctx);
   AddVerifyCommand(app, ctx);
   AddPngCommand(app, ctx);
   AddDocCommand(app, ctx);

@@ -52,6 +52,8 @@ bool IsRunFileName(const std::string& name) {
   for (char c : name)
     upper.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
   if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0) return true;
+  // The LibCrypt data for emulators under its temporary name: "EBOOT.sbi.part".
+  if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".SBI.PART") == 0) return true;
   for (const char* n : {kConverterName, "BASE.PBP", "DATA.PSP", kPartialPackageName})
     if (name == n) return true;
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)

@@ -15,6 +15,7 @@
 #include "common/program_folders.h"
 #include "common/questions.h"
 #include "disc/resolver.h"
+#include "engine/patch_plan.h"
 
 namespace ebf {
 
@@ -68,6 +69,12 @@ struct JobInput {
   // Output folders that earlier games of a batch took (as OutputFolderKey gives them): this
   // game's gets " (2)" and so on.
   std::set<std::string> takenOutputFolders;
+  // ---- Patches (engine/patch_plan.h) ----
+  // Patch files, applied in this order to the disc each names.
+  std::vector<PatchChoice> patches;
+  // Ask whether a patch found beside a disc image that was given none is to be applied.
+  bool offerBesidePatches = false;
+  // ---- end of patches ----
 };
 
 enum class JobKind {
@@ -110,6 +117,9 @@ struct ConversionPlan {
   bool confirm = true;
   ProgramFolders folders;
   RunSettings settings;
+  // ---- Patches and LibCrypt (engine/patch_plan.h) ----
+  DiscPatchPlan discPatches;
+  // ---- end of patches ----
 
   bool palFix() const { return palFixScreen || palFixGraphics; }
   int discCount() const { return 1 + static_cast<int>(laterDiscs.size()); }

@@ -214,6 +214,7 @@ TEST(CliJson, TheHelpNamesTheCommandsThatPrintJsonAndNoOther) {
   StoreLe32(&pal[70001], 0x3C028007);
   StoreLe32(&pal[70005], 0x8C42EC90);
   test::WriteFileBytes(dir / "pal.bin", pal);
+  test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\0\x10\0\x01!EOF", 14));
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
   ASSERT_EQ(
       Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") + " --level 0 --yes")
@@ -233,6 +234,8 @@ TEST(CliJson, TheHelpNamesTheCommandsThatPrintJsonAndNoOther) {
       {"info", "info " + eboot},
       {"lookup", "lookup SLUS00776"},
       {"palfix", "palfix " + Q(dir / "pal.bin") + " --gfx"},
+      {"patch",
+       "patch " + Q(dir / "game.iso") + " " + Q(dir / "fix.ips") + " -o " + Q(dir / "patched.iso")},
       {"png", "png " + Q(dir / "page.png") + " " + Q(dir / "pic1.png") + " --slot pic1"},
       {"resolve", "resolve " + Q(set.cuePath)},
       {"rip", "rip " + Q(set.cuePath) + " -o " + Q(dir / "ripped")},
@@ -279,7 +282,7 @@ TEST(CliJson, TheHelpNamesTheCommandsThatPrintJsonAndNoOther) {
   EXPECT_EQ(CommandsTheFooterNames(help, commands), speakJson) << help;
   // The commands as the footer names them today, written out: a reader sees which.
   EXPECT_EQ(speakJson, (std::set<std::string>{"batch", "convert", "gameid", "info", "lookup",
-                                              "palfix", "resolve", "verify"}));
+                                              "palfix", "patch", "resolve", "verify"}));
 }
 
 TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
