@@ -9,7 +9,6 @@
 // with xdelta3's own once. Everything lives in a temporary folder removed at the end.
 // Usage: bench_patch_bench [MB of image] [MB of new data]
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -72,11 +71,9 @@ int main(int argc, char** argv) {
     // New data in 256 KiB pieces spread evenly, as a translation's scripts and pictures are.
     File f(tgt, File::Mode::ReadWrite);
     const uint64_t pieces = (changedMb << 20) / (256 << 10);
-    Bytes noise = test::NoiseBytes(256 << 10, 11);
     for (uint64_t i = 0; i < pieces; ++i) {
       f.Seek(size / pieces * i);
-      f.Write(noise);
-      std::rotate(noise.begin(), noise.begin() + 4099, noise.end());
+      f.Write(test::NoiseBytes(256 << 10, static_cast<uint32_t>(100 + i)));
     }
   }
   std::printf("Making the xdelta3 patch (LZMA)...\n");

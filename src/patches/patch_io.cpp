@@ -1,7 +1,15 @@
 #include "patches/patch_io.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+
+#include <utility>
+
+#ifdef __linux__
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include "common/files.h"
 
@@ -10,6 +18,7 @@ namespace {
 
 constexpr std::size_t kCursorBuffer = 1 << 20;
 constexpr std::size_t kWriteChunk = 4 << 20;
+constexpr uint64_t kMaxCopiedView = 256 << 20;
 
 std::string Describe(const File& f, const char* otherwise) {
   return f.LastError().empty() ? otherwise : f.LastError();
@@ -132,8 +141,33 @@ bool SourceImage::Open(const std::string& path) {
     return false;
   }
   size_ = file_.Size();
+  mapper_.Open(path);
   for (Block& b : cache_) b.index = UINT64_MAX;
   return true;
+}
+
+void SourceImage::Close() {
+  file_.Close();
+  mapper_.Close();
+}
+
+std::span<const uint8_t> SourceImage::View(uint64_t offset, uint64_t length, MappedView& view,
+                                           std::vector<uint8_t>& copy) {
+  if (offset > size_ || length > size_ - offset) {
+    error_ = "a read past the end of the image";
+    return {};
+  }
+  if (length == 0) return {};
+  view = mapper_.Map(offset, static_cast<std::size_t>(length));
+  if (view) return view.bytes();
+  // Where mapping fails, a copy stands in, as long as it is of a size to hold.
+  if (length > kMaxCopiedView) {
+    error_ = "the image could not be mapped into memory";
+    return {};
+  }
+  copy.resize(static_cast<std::size_t>(length));
+  if (!Read(offset, copy)) return {};
+  return copy;
 }
 
 SourceImage::Block* SourceImage::Load(uint64_t index) {
@@ -154,6 +188,12 @@ SourceImage::Block* SourceImage::Load(uint64_t index) {
 bool SourceImage::Read(uint64_t offset, std::span<uint8_t> out) {
   if (offset > size_ || out.size() > size_ - offset) {
     error_ = "a read past the end of the image";
+    return false;
+  }
+  // A long read goes straight to the caller: the cache is for the short ones around it.
+  if (out.size() >= kBlock) {
+    if (file_.Seek(offset) && file_.ReadExact(out)) return true;
+    error_ = Describe(file_, "the image is shorter than it was");
     return false;
   }
   std::size_t done = 0;
@@ -223,6 +263,18 @@ bool TargetImage::Append(std::span<const uint8_t> data) {
     keep = keep.subspan(n);
     at += n;
   }
+  return true;
+}
+
+bool TargetImage::AppendPieces(std::span<const std::span<const uint8_t>> pieces) {
+  if (inPlace_ || !writer_) return Fail("the patched image is not being written");
+  uint64_t total = 0;
+  for (const auto& p : pieces) total += p.size();
+  if (TooLarge(size_ + total)) return false;
+  // What the writer holds goes first; the pieces then go straight to the file.
+  if (!writer_->Flush()) return Fail(writer_->TakeError());
+  if (!file_.WriteGather(pieces)) return Fail(file_.LastError());
+  size_ += total;
   return true;
 }
 
@@ -306,8 +358,71 @@ bool TargetImage::Finish() {
 
 // ---- CopyImage ------------------------------------------------------------------------
 
+namespace {
+
+#ifdef __linux__
+// A descriptor closed with its owner.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { Close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  bool Close() {
+    const int fd = std::exchange(fd_, -1);
+    return fd < 0 || ::close(fd) == 0;
+  }
+
+ private:
+  int fd_;
+};
+
+// The system's own copy within the kernel, as cp makes it; nothing when the file systems
+// cannot (the caller then copies through a buffer).
+std::optional<Outcome> KernelCopy(const std::string& from, const std::string& to,
+                                  const std::function<bool(uint64_t, uint64_t)>& step) {
+  Descriptor in(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  if (in.get() < 0) return std::nullopt;
+  const off_t total = ::lseek(in.get(), 0, SEEK_END);
+  if (total < 0 || ::lseek(in.get(), 0, SEEK_SET) != 0) return std::nullopt;
+  Descriptor out(::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (out.get() < 0) return std::nullopt;
+  auto fail = [&](Outcome why) {
+    out.Close();
+    DeleteFileIfExists(to);
+    return why;
+  };
+  constexpr std::size_t kPiece = 64 << 20;
+  uint64_t done = 0;
+  while (done < static_cast<uint64_t>(total)) {
+    const ssize_t n = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, kPiece, 0);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      const int why = errno;
+      if (done == 0 && (why == EXDEV || why == ENOSYS || why == EINVAL || why == EOPNOTSUPP)) {
+        out.Close();
+        DeleteFileIfExists(to);
+        return std::nullopt;
+      }
+      return fail(Outcome::Failed(
+          to + ": " + (n == 0 ? "the image is shorter than it was" : std::strerror(why))));
+    }
+    done += static_cast<uint64_t>(n);
+    if (step && !step(done, static_cast<uint64_t>(total))) return fail(Outcome::Cancelled());
+  }
+  if (!out.Close()) return fail(Outcome::Failed(to + ": " + std::strerror(errno)));
+  return Outcome::Success();
+}
+#endif
+
+}  // namespace
+
 Outcome CopyImage(const std::string& from, const std::string& to,
                   const std::function<bool(uint64_t, uint64_t)>& step) {
+#ifdef __linux__
+  if (std::optional<Outcome> copied = KernelCopy(from, to, step)) return *copied;
+#endif
   File in(from, File::Mode::Read);
   if (!in) return Outcome::Failed(from + ": " + in.LastError());
   const uint64_t total = in.Size();

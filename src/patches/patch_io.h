@@ -15,6 +15,7 @@
 
 #include "common/async_writer.h"
 #include "common/file_io.h"
+#include "common/mapped_view.h"
 #include "common/outcome.h"
 
 namespace ebf::patches {
@@ -64,7 +65,7 @@ class PatchCursor {
 class SourceImage {
  public:
   bool Open(const std::string& path);
-  void Close() { file_.Close(); }
+  void Close();
   const std::string& error() const { return error_; }
   uint64_t size() const { return size_; }
   // [offset, offset + out.size()) of the image; false when it is not all inside or a read
@@ -73,6 +74,10 @@ class SourceImage {
   // Reads the whole image front to back in fixed pieces (a checksum over it).
   template <typename Fn>
   bool ForEachPiece(Fn&& fn);
+  // [offset, offset + length) of the image mapped into memory, or read into `copy` where
+  // mapping is not possible; an empty span when it is not all inside or cannot be read.
+  std::span<const uint8_t> View(uint64_t offset, uint64_t length, MappedView& view,
+                                std::vector<uint8_t>& copy);
 
  private:
   static constexpr std::size_t kBlock = 1 << 20;
@@ -84,6 +89,7 @@ class SourceImage {
   };
   Block* Load(uint64_t index);
   File file_;
+  FileMapper mapper_;
   uint64_t size_ = 0;
   std::array<Block, kBlocks> cache_;
   std::string error_;
@@ -125,6 +131,9 @@ class TargetImage {
   void KeepTail() { tail_.resize(kTail); }
   bool Append(std::span<const uint8_t> data);
   bool AppendFill(uint8_t value, uint64_t count);
+  // Appends pieces that lie elsewhere (a mapped image, a patch's data) in one system call,
+  // without gathering them first.
+  bool AppendPieces(std::span<const std::span<const uint8_t>> pieces);
   bool ReadBack(uint64_t offset, std::span<uint8_t> out);
   // In-place mode: bytes at any offset up to the end (the image may grow at its end), and
   // the image cut (or lengthened with zeros) to a size.

@@ -4,6 +4,7 @@
 #include <libdeflate.h>
 
 #include "common/files.h"
+#include "common/mapped_view.h"
 #include "patches/formats.h"
 #include "patches/vcdiff_window.h"
 
@@ -16,6 +17,13 @@ std::string Hex(uint64_t v) {
   char t[24];
   std::snprintf(t, sizeof t, "0x%llX", static_cast<unsigned long long>(v));
   return t;
+}
+
+uint32_t Adler32(const WindowPieces& window) {
+  uint32_t sum = 1;
+  for (const auto& piece : window.pieces())
+    sum = libdeflate_adler32(sum, piece.data(), piece.size());
+  return sum;
 }
 
 class VcdiffPatch final : public Patch {
@@ -93,7 +101,8 @@ class VcdiffPatch final : public Patch {
     if (!c.Open(path())) return IoFailed(c.error());
     c.Seek(windowsBegin_);
     LzmaSections lzma;
-    std::vector<uint8_t> sections, decoded[3], window;
+    std::vector<uint8_t> sections, decoded[3], segmentCopy;
+    WindowPieces window;
     while (c.pos() < c.size()) {
       WindowHeader w;
       if (std::string bad = ReadWindowHeader(c, lzma_, w); !bad.empty()) return Damaged(bad);
@@ -109,12 +118,19 @@ class VcdiffPatch final : public Patch {
           part[k] = decoded[k];
         }
       }
-      if (auto error = DecodeWindow(w, part[0], part[1], part[2], source, window))
+      // The source segment is read where it lies: mapped, not copied.
+      MappedView view;
+      std::span<const uint8_t> segment;
+      if (w.indicator & kWindowSource && w.sourceLength > 0) {
+        segment = source.View(w.sourceOffset, w.sourceLength, view, segmentCopy);
+        if (segment.empty()) return IoFailed(source.error());
+      }
+      if (auto error = DecodeWindow(w, part[0], part[1], part[2], segment, window))
         return error->io ? IoFailed(error->text) : Damaged(error->text);
-      if (w.adler32 && libdeflate_adler32(1, window.data(), window.size()) != *w.adler32)
+      if (w.adler32 && Adler32(window) != *w.adler32)
         return NotForThisImage("the result differs from what it was made to give at byte " +
                                Hex(target.size()) + " (its window checksum)");
-      if (!target.Append(window)) return IoFailed(target.error());
+      if (!target.AppendPieces(window.pieces())) return IoFailed(target.error());
       if (cancel.Take()) return Outcome::Cancelled();
       progress.Advance(target.size(), targetSize_);
     }

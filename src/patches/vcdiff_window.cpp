@@ -2,6 +2,7 @@
 
 #include <lzma.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -208,16 +209,63 @@ std::string LzmaSections::Decode(int kind, std::span<const uint8_t> section,
   return {};
 }
 
+void WindowPieces::Reset(uint64_t targetLength) {
+  pieces_.clear();
+  starts_.clear();
+  made_.clear();
+  made_.reserve(static_cast<std::size_t>(targetLength));
+  size_ = 0;
+}
+
+void WindowPieces::Add(std::span<const uint8_t> piece) {
+  if (piece.empty()) return;
+  // A piece that goes on where the last one ended is the same piece, longer.
+  if (!pieces_.empty() && pieces_.back().data() + pieces_.back().size() == piece.data()) {
+    pieces_.back() = {pieces_.back().data(), pieces_.back().size() + piece.size()};
+  } else {
+    pieces_.push_back(piece);
+    starts_.push_back(size_);
+  }
+  size_ += piece.size();
+}
+
+void WindowPieces::Fill(uint8_t value, uint64_t length) {
+  const std::size_t at = made_.size();
+  made_.insert(made_.end(), static_cast<std::size_t>(length), value);
+  Add(std::span<const uint8_t>(made_).subspan(at));
+}
+
+void WindowPieces::Repeat(std::span<const uint8_t> period, uint64_t length) {
+  const std::size_t at = made_.size();
+  for (uint64_t k = 0; k < length; ++k) made_.push_back(period[k % period.size()]);
+  Add(std::span<const uint8_t>(made_).subspan(at));
+}
+
+void WindowPieces::Resolve(uint64_t from, uint64_t length,
+                           std::vector<std::span<const uint8_t>>& out) const {
+  std::size_t i = static_cast<std::size_t>(std::upper_bound(starts_.begin(), starts_.end(), from) -
+                                           starts_.begin() - 1);
+  while (length > 0) {
+    const uint64_t skip = from - starts_[i];
+    const uint64_t n = std::min<uint64_t>(length, pieces_[i].size() - skip);
+    out.push_back(pieces_[i].subspan(static_cast<std::size_t>(skip), static_cast<std::size_t>(n)));
+    from += n;
+    length -= n;
+    ++i;
+  }
+}
+
 std::optional<WindowError> DecodeWindow(const WindowHeader& w, std::span<const uint8_t> data,
                                         std::span<const uint8_t> inst,
-                                        std::span<const uint8_t> addr, SourceImage& source,
-                                        std::vector<uint8_t>& target) {
+                                        std::span<const uint8_t> addr,
+                                        std::span<const uint8_t> segment, WindowPieces& target) {
   auto damaged = [](std::string text) { return WindowError{false, std::move(text)}; };
-  target.resize(w.targetLength);
-  const uint64_t segment = w.sourceLength;
+  target.Reset(w.targetLength);
+  const uint64_t segmentLength = w.sourceLength;
   const bool fromSource = (w.indicator & kWindowSource) != 0;
   AddressCache cache;
-  uint64_t at = 0;  // bytes of the window's target made so far
+  std::vector<std::span<const uint8_t>> found;
+  std::vector<uint8_t> period;
   const auto& table = CodeTable();
   while (!inst.empty()) {
     const Code& code = table[inst[0]];
@@ -230,45 +278,50 @@ std::optional<WindowError> DecodeWindow(const WindowHeader& w, std::span<const u
         if (!v) return damaged("an instruction is cut short");
         size = *v;
       }
+      const uint64_t at = target.size();  // bytes of the window's target made so far
       if (size > w.targetLength - at) return damaged("an instruction makes more than its window");
-      uint8_t* out = target.data() + at;
       switch (half.kind) {
         case kAdd:
           if (data.size() < size) return damaged("an instruction wants more data than there are");
-          std::memcpy(out, data.data(), size);
-          data = data.subspan(size);
+          target.Add(data.first(static_cast<std::size_t>(size)));
+          data = data.subspan(static_cast<std::size_t>(size));
           break;
         case kRun:
           if (data.empty()) return damaged("an instruction wants more data than there are");
-          std::memset(out, data[0], size);
+          target.Fill(data[0], size);
           data = data.subspan(1);
           break;
         case kCopy: {
-          const uint64_t here = segment + at;
+          const uint64_t here = segmentLength + at;
           const auto a = cache.Decode(half.mode, here, addr);
           if (!a || *a >= here) return damaged("a copy has an address that cannot be");
-          if (*a < segment) {
-            if (!fromSource || size > segment - *a)
+          if (*a < segmentLength) {
+            if (!fromSource || size > segmentLength - *a)
               return damaged("a copy runs past the end of its source segment");
-            if (!source.Read(w.sourceOffset + *a, std::span<uint8_t>(out, size)))
-              return WindowError{true, source.error()};
+            target.Add(
+                segment.subspan(static_cast<std::size_t>(*a), static_cast<std::size_t>(size)));
+            break;
+          }
+          // From the window's own target, which may be what this copy is writing: then it
+          // repeats the bytes between its start and here.
+          const uint64_t from = *a - segmentLength, have = at - from;
+          found.clear();
+          target.Resolve(from, std::min(size, have), found);
+          if (size <= have) {
+            for (const auto& piece : found) target.Add(piece);
           } else {
-            // From the window's own target, which may be what this copy is writing.
-            const uint8_t* from = target.data() + (*a - segment);
-            if (from + size <= out)
-              std::memcpy(out, from, size);
-            else
-              for (uint64_t k = 0; k < size; ++k) out[k] = from[k];
+            period.clear();
+            for (const auto& piece : found) period.insert(period.end(), piece.begin(), piece.end());
+            target.Repeat(period, size);
           }
           break;
         }
         case kNoop:
           break;
       }
-      at += size;
     }
   }
-  if (at != w.targetLength) return damaged("a window makes less than its length");
+  if (target.size() != w.targetLength) return damaged("a window makes less than its length");
   if (!data.empty() || !addr.empty()) return damaged("a window has data or addresses left over");
   return std::nullopt;
 }

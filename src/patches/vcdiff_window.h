@@ -63,17 +63,40 @@ class LzmaSections {
   std::unique_ptr<Streams> streams_;
 };
 
+// The pieces a window's target is made of, in order: spans of the source segment, of the
+// window's data section and of bytes made here (runs), which `made` holds. Nothing is
+// copied that can be pointed at, so that the target goes to the file in one gathered write.
+class WindowPieces {
+ public:
+  void Reset(uint64_t targetLength);
+  uint64_t size() const { return size_; }
+  const std::vector<std::span<const uint8_t>>& pieces() const { return pieces_; }
+  void Add(std::span<const uint8_t> piece);
+  // `length` bytes made here, all `value`, or repeating `period` (a copy that reads what
+  // it writes).
+  void Fill(uint8_t value, uint64_t length);
+  void Repeat(std::span<const uint8_t> period, uint64_t length);
+  // The pieces that make [from, from + length) of the target made so far.
+  void Resolve(uint64_t from, uint64_t length, std::vector<std::span<const uint8_t>>& out) const;
+
+ private:
+  std::vector<std::span<const uint8_t>> pieces_;
+  std::vector<uint64_t> starts_;
+  std::vector<uint8_t> made_;  // reserved to the window's length: it never moves
+  uint64_t size_ = 0;
+};
+
 // What went wrong in a window: the patch (damaged) or a read of the source (I/O).
 struct WindowError {
   bool io = false;
   std::string text;
 };
 
-// Rebuilds the window's target into `target` (sized to its length) from its decoded
-// sections, the source segment and the target itself.
+// Makes the window's target from its decoded sections, the source segment (`segment`, the
+// window's [sourceOffset, + sourceLength) of the image) and the target itself.
 std::optional<WindowError> DecodeWindow(const WindowHeader& w, std::span<const uint8_t> data,
                                         std::span<const uint8_t> inst,
-                                        std::span<const uint8_t> addr, SourceImage& source,
-                                        std::vector<uint8_t>& target);
+                                        std::span<const uint8_t> addr,
+                                        std::span<const uint8_t> segment, WindowPieces& target);
 
 }  // namespace ebf::patches::vcdiff
