@@ -1,8 +1,9 @@
 #!/bin/sh
 # Takes the screenshots in docs/ under a virtual X display: the main window (and its CD
-# menu), progress, options, game selection, save name, preview (menu and fade),
-# documentation maker and transfer dialogs, the verify result, then a real conversion: the
-# progress window half way through and the message box that closes it.
+# menu, a game on several discs and its patches), progress, options, game selection, save
+# name, preview (menu and fade), documentation maker and transfer dialogs, the verify
+# result, then a real conversion: the progress window half way through and the message
+# box that closes it.
 #   docs/screenshots.sh [build folder]
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)

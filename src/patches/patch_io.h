@@ -33,8 +33,12 @@ class PatchCursor {
   uint64_t size() const { return size_; }
   uint64_t pos() const { return pos_; }
   bool ok() const { return ok_; }
-  // Reads beyond `end` fail (the end of the file when not set).
-  void Limit(uint64_t end) { end_ = std::min(end, size_); }
+  // Reads beyond `end` fail (the end of the file when not set); a cursor already past it
+  // fails at once.
+  void Limit(uint64_t end) {
+    end_ = std::min(end, size_);
+    if (pos_ > end_) ok_ = false;
+  }
   uint64_t end() const { return end_; }
   uint64_t remaining() const { return ok_ && pos_ < end_ ? end_ - pos_ : 0; }
 

@@ -14,8 +14,8 @@
 
 namespace ebf::patches::vcdiff {
 
-// Bounds no real patch comes near: xdelta3's windows are at most 64 MiB of target.
-inline constexpr uint64_t kMaxWindow = 64ull << 20;
+// Bounds no real patch passes: xdelta3's windows are at most 16 MiB of target (its -W).
+inline constexpr uint64_t kMaxWindow = 16ull << 20;
 inline constexpr uint64_t kMaxSection = 2 * kMaxWindow + (1 << 20);
 
 // The indicator bits.

@@ -33,9 +33,9 @@ PatchList::PatchList(QWidget* parent) : QWidget(parent) {
   lst_->setToolTip(
       QStringLiteral("PPF, IPS, BPS or xdelta patches, applied in this order to the package's "
                      "copy of the disc; the disc image itself is not changed"));
+  // As tall as its buttons beside it, three rows at least.
   lst_->setMinimumHeight(lst_->fontMetrics().lineSpacing() * 3 + 12);
-  lst_->setMaximumHeight(lst_->fontMetrics().lineSpacing() * 4 + 12);
-  lst_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  lst_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
   row->addWidget(lst_, 1);
   auto* buttons = new QGridLayout;
   buttons->setSpacing(4);
@@ -49,10 +49,10 @@ PatchList::PatchList(QWidget* parent) : QWidget(parent) {
   disc_->setRange(1, 1);
   disc_->setToolTip(QStringLiteral("The disc the next patch added is for"));
   buttons->addWidget(add_, 0, 0);
-  buttons->addWidget(disc_, 0, 1);
-  buttons->addWidget(remove_, 1, 0);
-  buttons->addWidget(up_, 2, 0);
-  buttons->addWidget(down_, 2, 1);
+  buttons->addWidget(remove_, 0, 1);
+  buttons->addWidget(up_, 1, 0);
+  buttons->addWidget(down_, 1, 1);
+  buttons->addWidget(disc_, 2, 0, 1, 2);
   buttons->setRowStretch(3, 1);
   row->addLayout(buttons);
   column->addLayout(row);

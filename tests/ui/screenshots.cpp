@@ -32,6 +32,7 @@
 #include "ui/fix_save_dialog.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
+#include "ui/patch_list.h"
 #include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
@@ -240,6 +241,24 @@ int main(int argc, char** argv) {
     w.SetOutputText("/home/mira/PSP/GAME/Moonlit Harbour");
     w.resize(820, 10);
     ok &= Save(w, out, "disc-set.png");
+
+    // LibCrypt data beside disc 1, a translation for disc 2 in the Patches list.
+    QFile sbi(QString::fromStdString(work + "Moonlit Harbour (Disc 1).sbi"));
+    const char record[] = {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41,
+                           1,   1,   3,   6, 6,    0,    3,    8, 0x15};
+    if (!sbi.open(QIODevice::WriteOnly) || sbi.write(record, sizeof record) != sizeof record)
+      return 1;
+    sbi.close();
+    w.ResolveInput(work + "Moonlit Harbour (Disc 2).bin");
+    w.SetTitleText("Moonlit Harbour");
+    w.SetGameIdentity("SLUS01234", "SLUS01234");
+    w.SetRegion("NTSC");
+    w.SetOutputText("/home/mira/PSP/GAME/Moonlit Harbour");
+    auto* patches = w.findChild<ui::PatchList*>("frmPatches");
+    if (!patches) return 1;
+    patches->AddPatch(2, work + "Moonlit Harbour (Disc 2) English v1.1.xdelta");
+    ok &= Save(w, out, "patches.png");
+    patches->Clear();
   }
 
   // A real run from the main window: Go, the progress window half way, the closing message.
