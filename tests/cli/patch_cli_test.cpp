@@ -1,7 +1,7 @@
-// Patches and LibCrypt from the command line, one disc through every command that meets
-// them: resolve shows the key and the patch beside the image, patch writes the patched image,
-// convert --yes takes the patch beside the image and writes EBOOT.sbi, extract brings the
-// .sbi back beside the image it writes.
+// Patches and LibCrypt from the command line, a game on two discs through every command
+// that meets them: resolve shows disc 1's key and the patch beside it, patch writes the
+// patched image, convert --yes takes that patch and --patch 2:FILE for disc 2 and writes
+// EBOOT_1.sbi, extract brings the .sbi back beside the image of disc 1.
 #include <gtest/gtest.h>
 
 #include "common/files.h"
@@ -18,47 +18,57 @@ test::ProcessResult Cli(const std::vector<std::string>& args) {
   return test::RunProcess(test::PrivateCli(), args, {});
 }
 
-TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchAndTheLibCryptData) {
+TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
   test::TempDir dir;
   test::IsoOptions o = test::GameDisc("SLES_012.34", test::NoiseBytes(20000, 3));
   o.minSectors = 120;
   const Bytes image = test::BuildDiscImage(o, test::SectorLayout::Mode2Raw);
-  test::WriteFileBytes(dir / "game.bin", image);
-  // PPF 1.0: "FIXED" at 2350, across the edge of sectors 0 and 1.
+  const std::string one = dir / "Game (Disc 1).bin", two = dir / "Game (Disc 2).bin";
+  test::WriteFileBytes(one, image);
+  test::WriteFileBytes(two, image);
+  // Disc 1: a PPF 1.0 beside it ("FIXED" at 2350, across the edge of sectors 0 and 1) and
+  // LibCrypt data (key bit 0: sector 16167, 03:35:42). Disc 2: an IPS named on the line.
   Bytes ppf = {'P', 'P', 'F', '1', '0', 0};
   ppf.resize(56, ' ');
   const Bytes record = {0x2E, 0x09, 0x00, 0x00, 0x05, 'F', 'I', 'X', 'E', 'D'};
   ppf.insert(ppf.end(), record.begin(), record.end());
-  test::WriteFileBytes(dir / "game.ppf", ppf);
-  // Key bit 0: sector 16167 (03:35:42).
-  Bytes sbi = {'S', 'B', 'I', 0, 0x03, 0x35, 0x42, 1, 0x41, 1, 1, 3, 0x33, 0x43, 0, 3, 0x35, 0x40};
-  test::WriteFileBytes(dir / "game.sbi", sbi);
-  Bytes patched = image;
-  for (int i = 0; i < 5; ++i) patched[2350 + i] = static_cast<uint8_t>("FIXED"[i]);
+  test::WriteFileBytes(dir / "Game (Disc 1).ppf", ppf);
+  test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\x09\x2E\0\x03ipsEOF", 16));
+  const Bytes sbi = {'S', 'B', 'I', 0,    0x03, 0x35, 0x42, 1,    0x41,
+                     1,   1,   3,   0x33, 0x43, 0,    3,    0x35, 0x40};
+  test::WriteFileBytes(dir / "Game (Disc 1).sbi", sbi);
+  Bytes fixed = image, ips = image;
+  for (int i = 0; i < 5; ++i) fixed[2350 + i] = static_cast<uint8_t>("FIXED"[i]);
+  for (int i = 0; i < 3; ++i) ips[2350 + i] = static_cast<uint8_t>("ips"[i]);
 
-  test::ProcessResult r = Cli({"resolve", dir / "game.bin"});
-  EXPECT_NE(r.output.find("libcrypt key = 0x0001 (game.sbi)\n"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("patch = " + dir / "game.ppf" + "\n"), std::string::npos) << r.output;
+  test::ProcessResult r = Cli({"resolve", one});
+  EXPECT_NE(r.output.find("libcrypt key = 0x0001 (Game (Disc 1).sbi)\n"), std::string::npos)
+      << r.output;
+  EXPECT_NE(r.output.find("patch = " + dir / "Game (Disc 1).ppf\n"), std::string::npos) << r.output;
 
-  r = Cli({"patch", dir / "game.bin", dir / "game.ppf", "-o", dir / "patched.bin"});
+  r = Cli({"patch", one, dir / "Game (Disc 1).ppf", "-o", dir / "patched.bin"});
   ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == patched);
+  EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == fixed);
 
-  r = Cli({"convert", dir / "game.bin", "-o", dir / "out", "--level", "1", "--yes"});
+  r = Cli({"convert", one, two, "--patch", "2:" + dir / "fix.ips", "-o", dir / "out", "--level",
+           "1", "--yes"});
   ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("A patch lies beside the disc image:\n" + dir / "game.ppf"),
+  EXPECT_NE(r.output.find("A patch lies beside the disc image:\n" + dir / "Game (Disc 1).ppf"),
             std::string::npos)
       << r.output;
-  test::InflatingReader reader(dir / "out/EBOOT.PBP");
-  Bytes disc;
-  ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), disc), "");
-  EXPECT_TRUE(disc == patched);
-  EXPECT_TRUE(test::ReadFileBytes(dir / "out/EBOOT.sbi") == sbi);
-  EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == image);
+  for (const auto& [disc, expected] : {std::pair{1, fixed}, std::pair{2, ips}}) {
+    test::InflatingReader reader(dir / "out/EBOOT.PBP", disc);
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back), "");
+    EXPECT_TRUE(back == expected) << disc;
+  }
+  EXPECT_TRUE(test::ReadFileBytes(dir / "out/EBOOT_1.sbi") == sbi);
+  EXPECT_TRUE(test::ReadFileBytes(one) == image);
 
   r = Cli({"extract", dir / "out/EBOOT.PBP", dir / "back.bin", "--toc", "none"});
   ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(test::ReadFileBytes(dir / "back.sbi") == sbi);
+  EXPECT_TRUE(test::ReadFileBytes(dir / "back (Disc 1).sbi") == sbi);
+  EXPECT_FALSE(FileExists(dir / "back (Disc 2).sbi"));
 }
 
 }  // namespace
