@@ -15,7 +15,7 @@ PACKAGES=(
   # the Debian package: manual pages, and the tools that check what it ships
   dpkg-dev help2man desktop-file-utils appstream shared-mime-info man-db file lintian
   # independent witnesses used by the tests
-  genisoimage xorriso pngcheck imagemagick python3 mame-tools
+  genisoimage xorriso pngcheck imagemagick python3 mame-tools xdelta3
   # GUI tests and screenshots without a display; fuzzers
   xvfb xauth clang libclang-rt-14-dev
 )

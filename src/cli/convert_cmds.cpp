@@ -296,6 +296,7 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
                 "discs every disc in order (at most five), or an .m3u playlist naming them")
       ->required();
   AddJobOptions(*c, convert->options);
+  AddPatchOption(*c, convert->options);
   c->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
     ApplyJobSettings(convert->options, ctx.settings);

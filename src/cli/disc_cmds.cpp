@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "cli/json_out.h"
 #include "cli/registry.h"
@@ -18,9 +19,11 @@
 #include "disc/disc_image.h"
 #include "disc/game_db.h"
 #include "disc/game_id.h"
+#include "disc/libcrypt.h"
 #include "disc/pal_fix.h"
 #include "disc/resolver.h"
 #include "engine/pal_run.h"
+#include "engine/patch_plan.h"
 #include "engine/plan.h"
 #include "pbp/inspect.h"
 #include "pbp/patch.h"
@@ -73,6 +76,24 @@ bool PrintTracks(const std::string& input, bool addIsoPadding, bool json, std::s
   std::cout << "disc = " << disc.sectorCount << " sectors (" << MsfText(disc.sectorCount).data()
             << ")\n";
   return true;
+}
+
+// What lies beside a disc for it: LibCrypt data (the key and the file) and a patch.
+struct Companions {
+  std::string libcryptFile, patch;
+  std::optional<uint16_t> key;
+};
+
+Companions FindCompanions(const ResolvedInput& r) {
+  Companions c;
+  if (!r.message.empty() || Extension4(r.input) == ".PBP") return c;
+  c.patch = FindPatchBeside(r.input, r.dataFile);
+  c.libcryptFile = FindSubchannelFile(r.input, r.dataFile);
+  SubchannelData data;
+  if (!c.libcryptFile.empty() && ReadSubchannelFile(c.libcryptFile, data).empty() &&
+      HasLibCrypt(data))
+    c.key = LibCryptKey(data);
+  return c;
 }
 
 struct Args {
@@ -170,6 +191,7 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
     if (ctx.json && r.message.empty() &&
         !PrintTracks(r.input, ctx.settings.addIsoPadding, true, discError))
       ctx.exitCode = 1;
+    const Companions companions = FindCompanions(r);
     if (ctx.json) {
       Json passes = Json::array();
       for (const auto& pass : r.assetPasses)
@@ -183,6 +205,9 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
                  {"outputFolder", r.outputFolder},
                  {"assetPasses", passes},
                  {"inspection", r.runInspection},
+                 {"libcryptKey", companions.key ? Json(LibCryptKeyText(*companions.key)) : Json()},
+                 {"libcryptFile", companions.key ? Json(companions.libcryptFile) : Json()},
+                 {"patch", companions.patch.empty() ? Json() : Json(companions.patch)},
                  {"message", r.message.empty() ? discError : r.message}});
       return;
     }
@@ -196,6 +221,10 @@ void AddDiscCommands(CLI::App& app, CliContext& ctx) {
     for (const auto& pass : r.assetPasses)
       std::cout << (pass.second ? "asset pass 2 = " : "asset pass 1 = ") << pass.gameId << "\n";
     std::cout << "inspection = " << (r.runInspection ? "yes" : "no") << "\n";
+    if (companions.key)
+      std::cout << "libcrypt key = " << LibCryptKeyText(*companions.key) << " ("
+                << FileNameOf(companions.libcryptFile) << ")\n";
+    if (!companions.patch.empty()) std::cout << "patch = " << companions.patch << "\n";
     if (r.message.empty() && !PrintTracks(r.input, ctx.settings.addIsoPadding, false, discError))
       ctx.exitCode = 1;
   });

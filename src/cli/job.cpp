@@ -77,6 +77,21 @@ Json SlotSourcesJson(const ConversionPlan& plan) {
   return slots;
 }
 
+void AddPatchOption(CLI::App& cmd, JobOptions& o) {
+  cmd.add_option("--patch", o.patches,
+                 "A patch (PPF, IPS, BPS, xdelta) for the disc, applied to the package's copy; "
+                 "repeatable, applied in order; N:FILE for disc N of a game on several discs");
+}
+
+PatchChoice ParsePatchOption(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  if (colon == std::string::npos || colon == 0 || colon > 2 || colon + 1 == text.size())
+    return {1, text};
+  for (std::size_t i = 0; i < colon; ++i)
+    if (text[i] < '0' || text[i] > '9') return {1, text};
+  return {std::stoi(text.substr(0, colon)), text.substr(colon + 1)};
+}
+
 JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
                 const Settings& settings, bool wholeGame) {
   JobInput job;
@@ -101,6 +116,8 @@ JobInput JobFor(const std::vector<std::string>& discs, const JobOptions& o,
   job.palFixGraphics = o.palGfx;
   job.recompress = o.recompress;
   job.confirm = false;
+  for (const std::string& p : o.patches) job.patches.push_back(ParsePatchOption(p));
+  job.offerBesidePatches = true;
   return job;
 }
 

@@ -23,9 +23,14 @@ struct JobOptions {
   std::array<bool, kSlotCount> removed{};      // --no-icon0 ...
   // Over the settings: ResourceRoot, ThumbnailsRoot, NameTemplate.
   std::optional<std::string> resources, thumbnails, nameTemplate;
+  std::vector<std::string> patches;            // --patch FILE or --patch N:FILE, in order
 };
 
 void AddJobOptions(CLI::App& cmd, JobOptions& options);
+// --patch, for a command that converts one game.
+void AddPatchOption(CLI::App& cmd, JobOptions& options);
+// "N:FILE" names disc N; anything else is FILE for disc 1.
+PatchChoice ParsePatchOption(const std::string& text);
 
 // What a run says when a package must be rebuilt and no -o named the new file.
 inline constexpr const char* kNeedRebuildDestination =

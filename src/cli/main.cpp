@@ -39,6 +39,7 @@ void AddCommands(CLI::App& app, CliContext& ctx) {
   AddConvertCommands(app, ctx);
   AddInfoCommand(app, ctx);
   AddExtractCommand(app, ctx);
+  AddPatchCommand(app, ctx);
   AddVerifyCommand(app, ctx);
   AddPngCommand(app, ctx);
   AddDocCommand(app, ctx);

@@ -76,6 +76,10 @@ const std::map<std::string, Notes>& CommandNotes() {
        {"0 written; 1 failed, or a file would be replaced without --yes; 2 cancelled.",
         {"ebootforge-cli extract EBOOT.PBP game.bin --toc ccd",
          "ebootforge-cli extract EBOOT.PBP \"Game (USA)\" --split"}}},
+      {"patch",
+       {"0 the patched image was written; 1 a patch made for another disc, or a file that "
+        "cannot be read or written; 2 cancelled, or stopped at a question that --yes answers.",
+        {"ebootforge-cli patch \"Game (Europe).cue\" english.xdelta -o \"Game (English).bin\""}}},
       {"verify",
        {"0 everything checked agrees; 1 something does not, or the package cannot be read; 2 "
         "cancelled.",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/run_lock.h"
+#include "engine/patch_run.h"
 #include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "pbp/info.h"
@@ -128,6 +130,16 @@ struct ExtractArgs {
   int disc = 0;  // 0: every disc
 };
 
+// The package's LibCrypt data go beside each image taken out (engine/patch_run.h).
+Outcome CopySbiFiles(CliContext& ctx, const std::string& package, int first, int count,
+                     const std::function<std::string(int)>& imageOf) {
+  for (int disc = first; disc < first + count; ++disc) {
+    Outcome copied = CopyPackageSbi(package, disc, imageOf(disc), *ctx.questions);
+    if (!copied.succeeded()) return copied;
+  }
+  return Outcome::Success();
+}
+
 void FinishExtract(CliContext& ctx, const Outcome& result,
                    const std::vector<std::string>& outputs) {
   ctx.progress->FinishLine();
@@ -236,6 +248,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
         result = result.Within("Disc " + std::to_string(disc));
         if (result.succeeded()) stage->Done();
       }
+      if (result.succeeded()) result = CopySbiFiles(ctx, args->path, first, discs, outputOf);
       FinishExtract(ctx, result, outputs);
       return;
     }
@@ -247,6 +260,7 @@ void AddExtractCommand(CLI::App& app, CliContext& ctx) {
                                           notes, ctx.questions)
                   : pbp::ExtractDiscImage(args->path, args->output, false, toc, *ctx.progress,
                                           *ctx.cancel, notes, first, {ctx.questions});
+    if (result.succeeded()) result = CopySbiFiles(ctx, args->path, first, discs, outputOf);
     FinishExtract(ctx, result, outputs);
   });
 }

@@ -50,6 +50,7 @@ void AddImageCommands(CLI::App& app, CliContext& ctx);    // chd, ecm, drives, r
 void AddConvertCommands(CLI::App& app, CliContext& ctx);  // convert, batch
 void AddInfoCommand(CLI::App& app, CliContext& ctx);
 void AddExtractCommand(CLI::App& app, CliContext& ctx);
+void AddPatchCommand(CLI::App& app, CliContext& ctx);
 void AddVerifyCommand(CLI::App& app, CliContext& ctx);
 void AddPngCommand(CLI::App& app, CliContext& ctx);
 void AddDocCommand(CLI::App& app, CliContext& ctx);

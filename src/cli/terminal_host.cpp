@@ -14,6 +14,7 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/resolver.h"
+#include "engine/patch_plan.h"
 
 namespace ebf::cli {
 namespace {
@@ -138,8 +139,8 @@ void TerminalProgress::DrawLiveLine(Clock::time_point now) {
 
 bool TerminalQuestions::AskYesNo(const std::string& text, bool /*defaultNo*/, MsgIcon icon) {
   view_.FinishLine();
-  if (text == kBinHasCueQuestion) {
-    view_.Log(text + (assumeYes_ ? " -> Yes\n" : " -> No\n"));
+  if (text == kBinHasCueQuestion || text.rfind(kBesidePatchHead, 0) == 0) {
+    view_.Log(ReplaceAll(text, "\r\n", "\n") + (assumeYes_ ? " -> Yes\n" : " -> No\n"));
     return assumeYes_;
   }
   // "Continue regardless?" after a failed read or write is never answered Yes for the user:

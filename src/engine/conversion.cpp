@@ -11,6 +11,7 @@
 #include "common/run_lock.h"
 #include "common/text.h"
 #include "engine/converter_run.h"
+#include "engine/patch_run.h"
 #include "imaging/dib.h"
 #include "pbp/container.h"
 #include "pbp/disc_table.h"
@@ -273,6 +274,9 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   // Asked before any long work: the answer may end the run.
   if (Outcome asked = ConfirmPackageOverwrite(plan, questions); !asked.succeeded())
     return stop(asked);
+  // The LibCrypt data beside the package (engine/patch_run.h): asked about like EBOOT.PBP.
+  LibCryptFiles libcrypt(plan);
+  if (Outcome asked = libcrypt.Confirm(questions); !asked.succeeded()) return stop(asked);
   for (int disc = 1; disc <= kMaxPackageDiscs; ++disc)
     DeleteFileIfExists(temp + pbp::DiscTocFileName(disc));
 
@@ -304,6 +308,10 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
+    // The disc's patches go onto the prepared image (engine/patch_run.h).
+    Outcome patched = PatchPreparedDisc(plan, disc, images.back(), temp, progress, cancel);
+    if (!patched.succeeded())
+      return stop(discs > 1 ? patched.Within("Disc " + std::to_string(disc)) : patched);
     stage.Done();
   }
   if (!fromPackage) toc = LoadToc(temp + "ISO.TOC");
@@ -355,7 +363,11 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   }
 
   const std::string partial = out + kPartialPackageName;
-  if (Outcome noted = NoteRunFiles(temp, {partial}); !noted.succeeded()) return stop(noted);
+  {
+    std::vector<std::string> leftovers = {partial};
+    for (const std::string& p : libcrypt.PartialPaths()) leftovers.push_back(p);
+    if (Outcome noted = NoteRunFiles(temp, leftovers); !noted.succeeded()) return stop(noted);
+  }
 
   // The converter runs where it is installed, in the work folder, and is told where every
   // file is: nothing of it is copied, so a memory stick mounted noexec is no obstacle and the
@@ -404,11 +416,13 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     if (!fixed.succeeded()) return stop(fixed);
   }
   if (cancel.Take()) return stop(Outcome::Cancelled());
+  if (Outcome written = libcrypt.WritePartial(); !written.succeeded()) return stop(written);
   std::string why;
   if (!RenameReplacing(partial, out + "EBOOT.PBP", &why))
     return stop(Outcome::Failed("The new package could not be named EBOOT.PBP in " + out + " (" +
                                 why + ")"));
   result.package = out + "EBOOT.PBP";
+  if (Outcome named = libcrypt.Commit(progress); !named.succeeded()) return stop(named);
   result.outcome = Outcome::Success();
   return result;
 }

@@ -17,7 +17,9 @@ bool IsRunFileName(const std::string& name) {
   std::string upper;
   for (char c : name)
     upper.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
-  return upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0;
+  if (upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".PBP.PART") == 0) return true;
+  // The LibCrypt data for emulators under its temporary name: "EBOOT.sbi.part".
+  return upper.size() > 9 && upper.compare(upper.size() - 9, 9, ".SBI.PART") == 0;
 }
 
 std::vector<std::string> ConverterArguments(const ConverterRunOptions& o) {

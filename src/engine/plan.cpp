@@ -12,6 +12,7 @@
 #include "engine/converter_run.h"
 #include "library/found_pictures.h"
 #include "library/output_name.h"
+#include "pbp/disc_table.h"
 #include "pbp/inspect.h"
 
 namespace ebf {
@@ -337,6 +338,22 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
   plan.folders = folders;
   plan.settings = {settings.imgResMode, settings.imgResCentre, settings.addIsoPadding,
                    settings.ebootTocExtract};
+  // ---- Patches and LibCrypt (engine/patch_plan.h) ----
+  {
+    std::vector<DiscFiles> discFiles = {{plan.input, plan.dataFile}};
+    for (const PlannedDisc& d : plan.laterDiscs) discFiles.push_back({d.input, d.dataFile});
+    // A package recompressed: each of its discs is one to patch.
+    if (plan.kind == JobKind::RecompressPackage)
+      discFiles.resize(std::max(1, pbp::PackageDiscCount(plan.input)), discFiles.front());
+    const PatchedInput input = plan.kind == JobKind::NewPackage ? PatchedInput::DiscImages
+                               : plan.kind == JobKind::RecompressPackage
+                                   ? PatchedInput::RecompressedPackage
+                                   : PatchedInput::PackageInPlace;
+    Outcome patched = PlanDiscPatches(job.patches, job.offerBesidePatches, discFiles, input,
+                                      questions, plan.discPatches);
+    if (!patched.succeeded()) return Refused(patched, id.title);
+  }
+  // ---- end of patches ----
   return {Outcome::Success(), std::move(plan), id.title};
 }
 

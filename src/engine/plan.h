@@ -16,6 +16,7 @@
 #include "common/questions.h"
 #include "disc/resolver.h"
 #include "library/picture_lookup.h"
+#include "engine/patch_plan.h"
 
 namespace ebf {
 
@@ -85,6 +86,12 @@ struct JobInput {
   // With `resolve`: the finder of pictures in the user's folders, kept by a batch for all
   // its games so that every folder is read once; null makes one for this job.
   PictureFinder* pictures = nullptr;
+  // ---- Patches (engine/patch_plan.h) ----
+  // Patch files, applied in this order to the disc each names.
+  std::vector<PatchChoice> patches;
+  // Ask whether a patch found beside a disc image that was given none is to be applied.
+  bool offerBesidePatches = false;
+  // ---- end of patches ----
 };
 
 enum class JobKind {
@@ -131,6 +138,9 @@ struct ConversionPlan {
   std::vector<std::string> warnings;
   ProgramFolders folders;
   RunSettings settings;
+  // ---- Patches and LibCrypt (engine/patch_plan.h) ----
+  DiscPatchPlan discPatches;
+  // ---- end of patches ----
 
   bool palFix() const { return palFixScreen || palFixGraphics; }
   int discCount() const { return 1 + static_cast<int>(laterDiscs.size()); }

@@ -23,6 +23,7 @@
 #include "ui/file_dialogs.h"
 #include "ui/job_runner.h"
 #include "ui/main_window.h"
+#include "ui/patch_list.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 #include "ui/widgets.h"
@@ -51,6 +52,8 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
   SetTitleText(r.title);
   discs_->SetDiscs({});
   SetPackageLoaded(false);
+  patches_->Clear();
+  patches_->SetDiscCount(1);
   if (!r.message.empty()) {
     SetGameIdentity(r.saveName, "");
     UpdateControlStates();
@@ -80,7 +83,10 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
     SetOutputText(r.outputFolder);
   }
   for (const AssetPass& pass : r.assetPasses) LoadSlotsForGame(r.dataFile, pass.gameId);
-  if (Extension4(r.input) != ".PBP") LoadFoundPictures(GameNamesOf(r));
+  if (Extension4(r.input) != ".PBP") {
+    LoadFoundPictures(GameNamesOf(r));
+    FindDiscCompanions(true);
+  }
   UpdateControlStates();
   if (r.runInspection && Extension4(r.input) == ".PBP") InspectPackage(r.input);
 }
@@ -177,6 +183,7 @@ void MainWindow::UpdateControlStates() {
   txtOut_->setEnabled(converting);
   cmdOutBrowse_->setEnabled(converting);
   txtCompress_->setEnabled(converting);
+  patches_->setEnabled(exists && converting);
   chkPAL2NTSCScr_->setEnabled(exists && !isPbp);
   chkPAL2NTSCGFX_->setEnabled(exists && !isPbp);
 }

@@ -18,6 +18,7 @@
 #include "app/theme.h"
 #include "common/text.h"
 #include "ui/disc_list.h"
+#include "ui/patch_list.h"
 #include "ui/prompter.h"
 #include "ui/slot_table.h"
 #include "ui/widgets.h"
@@ -147,6 +148,11 @@ QWidget* MainWindow::BuildInputBox() {
   identity->addWidget(lblGameId_, 1);
   grid->addWidget(FieldLabel(QStringLiteral("Game ID:"), nullptr, box), 3, 0);
   grid->addLayout(identity, 3, 1, 1, 4);
+  // Patches for the discs, and the LibCrypt line under them.
+  patches_ = new PatchList(box);
+  connect(patches_, &PatchList::addRequested, this, &MainWindow::AddPatch);
+  grid->addWidget(FieldLabel(QStringLiteral("Patches:"), nullptr, box), 4, 0, Qt::AlignTop);
+  grid->addWidget(patches_, 4, 1, 1, 4);
   grid->setColumnStretch(1, 1);
   return box;
 }

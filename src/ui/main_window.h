@@ -26,6 +26,7 @@ namespace ebf::ui {
 
 class DiscList;
 class FileDialogs;
+class PatchList;
 class Prompter;
 class ProgressWindow;
 
@@ -108,6 +109,8 @@ class MainWindow : public QWidget {
   void AddDisc();
   // The discs the package will hold, in order: the disc list, or the input alone.
   std::vector<std::string> Discs() const;
+  // Adds a patch file picked by the user to the Patches list (patch_flow.cpp).
+  void AddPatch();
   void BrowseOutput();
   // The CD menu's entries (cd_menu.h).
   void MakeImageFromDrive();
@@ -156,6 +159,9 @@ class MainWindow : public QWidget {
   void LoadFoundPictures(const GameNames& game);
   void ForgetFoundPictures();
   void ShowSlotSource(int slot);
+  // What lies beside the discs of a new input (patch_flow.cpp): LibCrypt data for the notice,
+  // and a patch named like a disc, offered at a question (`offer`).
+  void FindDiscCompanions(bool offer);
   // Which controls a new input enables (package or disc image, existing or not).
   void UpdateControlStates();
   // Runs a plan on a worker thread behind the progress window (input_flow.cpp).
@@ -172,6 +178,7 @@ class MainWindow : public QWidget {
   ThemedHeader* header_ = nullptr;
   QLineEdit *txtIn_ = nullptr, *txtTitle_ = nullptr, *txtOut_ = nullptr;
   DiscList* discs_ = nullptr;
+  PatchList* patches_ = nullptr;
   QPushButton *cmdInBrowse_ = nullptr, *cmdInCD_ = nullptr, *cmdOutBrowse_ = nullptr;
   QPushButton *cmdGame_ = nullptr, *cmdGameCust_ = nullptr;
   QMenu* mnuCD_ = nullptr;

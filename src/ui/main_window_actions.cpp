@@ -19,6 +19,7 @@
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
+#include "ui/patch_list.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
 #include "ui/slot_table.h"
@@ -51,6 +52,7 @@ JobInput MainWindow::JobFromControls() const {
   job.palFixGraphics = chkPAL2NTSCGFX_->isChecked();
   job.recompress = chkRecompressEBOOT_->isChecked();
   job.confirm = true;
+  job.patches = patches_->patches();
   return job;
 }
 
@@ -113,7 +115,7 @@ void MainWindow::AddDisc() {
       this, QStringLiteral("Select the next disc of the game"), Q(FolderOf(S(txtIn_->text()))),
       {{QStringLiteral("Disc Images (%1)").arg(patterns), patterns},
        {QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
-  if (!path.isEmpty()) discs_->AddDisc(S(path));
+  if (!path.isEmpty() && discs_->AddDisc(S(path))) FindDiscCompanions(false);
 }
 
 void MainWindow::MakeImageFromDrive() {

@@ -75,7 +75,7 @@ TEST(Cli, SettingsShowsTheEffectiveValues) {
   EXPECT_EQ(unknown.exit, 1);
   EXPECT_EQ(unknown.out.substr(0, 61),
             "\"nonsense\" is not a command. The commands are: settings, game");
-  EXPECT_NE(unknown.out.find(", convert, batch, info, extract, verify,"), std::string::npos);
+  EXPECT_NE(unknown.out.find(", convert, batch, info, extract, patch, verify,"), std::string::npos);
 }
 
 TEST(Cli, ConvertAnswersQuestionsOnlyWithYes) {

@@ -195,6 +195,7 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   StoreLe32(&pal[70001], 0x3C028007);
   StoreLe32(&pal[70005], 0x8C42EC90);
   test::WriteFileBytes(dir / "pal.bin", pal);
+  test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\0\x10\0\x01!EOF", 14));
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
   ASSERT_EQ(
       Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") + " --level 0 --yes")
@@ -231,6 +232,10 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
       {"info", {"info " + eboot, "d['gameId']"}},
       {"lookup", {"lookup SLUS00776", "d['saveName']"}},
       {"palfix", {"palfix " + Q(dir / "pal.bin") + " --gfx", "d['count']"}},
+      {"patch",
+       {"patch " + Q(dir / "game.iso") + " " + Q(dir / "fix.ips") + " -o " +
+            Q(dir / "patched.iso"),
+        "d['patches'][0]['format']"}},
       {"png",
        {"png " + Q(dir / "page.png") + " " + Q(dir / "pic1.png") + " --slot pic1",
         "d['slot'], d['converted']"}},
@@ -272,6 +277,7 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "info: 'SLUS00594'\n"
             "lookup: 'Metal Gear Solid'\n"
             "palfix: 1\n"
+            "patch: 'IPS'\n"
             "png: ('pic1', False)\n"
             "resolve: 'SLUS01234'\n"
             "rip: 'ripped.cue'\n"

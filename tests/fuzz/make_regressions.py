@@ -6,7 +6,10 @@ in the repository; run this again after changing it. (The compressed CHD seeds, 
 cut-map.chd and map-crc.chd, were made by the tests' CHD writer, tests/support/chd_writer,
 and are kept as they are.)"""
 import os
+import shutil
 import struct
+import subprocess
+import tempfile
 import zlib
 
 HERE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "regressions")
@@ -644,6 +647,146 @@ def dat_cases():
     yield "binary_junk.dat", bytes(range(256)) * 4
 
 
+# ---- Patches: PPF, IPS, BPS, VCDIFF against the targets' 64 KiB image ------------------
+
+FUZZ_IMAGE = bytes(((i * 7 + i // 256) & 0xFF) for i in range(65536))
+
+
+def be(v, n):
+    return v.to_bytes(n, "big")
+
+
+def ppf_cases():
+    desc = b"fuzz seed".ljust(50, b" ")
+    rec1 = le32(0x9318) + bytes([12]) + bytes(range(12))  # across a sector edge
+    yield "ppf1.ppf", b"PPF10\x00" + desc + rec1
+    block = FUZZ_IMAGE[0x9320:0x9320 + 1024]
+    diz = b"@BEGIN_FILE_ID.DIZ" + b"a fix\r\n" + b"@END_FILE_ID.DIZ"
+    ppf2 = b"PPF20\x01" + desc + le32(len(FUZZ_IMAGE)) + block + rec1
+    yield "ppf2.ppf", ppf2
+    yield "ppf2_diz.ppf", ppf2 + diz + le32(7)
+    yield "ppf2_diz_length_lies.ppf", ppf2 + diz + le32(0xFFFFFFFF)
+    yield "ppf2_wrong_block.ppf", ppf2[:60] + bytes(1024) + rec1
+    rec3 = struct.pack("<Q", 0x10) + bytes([4]) + b"abcd" + b"WXYZ"
+    yield "ppf3_undo.ppf", b"PPF30\x02" + desc + bytes([0, 1, 1, 0]) + block + rec3
+    yield "ppf3_undo_diz.ppf", (b"PPF30\x02" + desc + bytes([0, 1, 1, 0]) + block + rec3 + diz +
+                                le16(7))
+    yield "ppf3_no_block.ppf", b"PPF30\x02" + desc + bytes([1, 0, 0, 0]) + rec3[:13]
+    yield "ppf3_past_end.ppf", (b"PPF30\x02" + desc + bytes([0, 0, 0, 0]) +
+                                struct.pack("<Q", 1 << 62) + b"\x01z")
+    yield "ppf3_cut.ppf", b"PPF30\x02" + desc + bytes([0, 0, 1, 0]) + rec3[:11]
+    yield "ppf_version_9.ppf", b"PPF90\x08" + desc
+    yield "ppf_header_cut.ppf", b"PPF20\x01" + desc[:10]
+
+
+def ips_cases():
+    good = b"PATCH" + be(0x10, 3) + be(3, 2) + b"abc" + be(0xFFF0, 3) + be(0, 2) + be(40, 2) + b"\x55"
+    yield "ips.ips", good + b"EOF"
+    yield "ips_truncate.ips", good + b"EOF" + be(0x100, 3)
+    yield "ips_junk_after_eof.ips", good + b"EOF" + b"ju"
+    yield "ips_no_eof.ips", good
+    yield "ips_cut_record.ips", b"PATCH" + be(0x10, 3) + be(300, 2) + b"ab"
+    yield "ips_rle_huge.ips", b"PATCH" + be(0xFFFFFE, 3) + be(0, 2) + be(0xFFFF, 2) + b"\x01EOF"
+    yield "ips_empty.ips", b"PATCHEOF"
+
+
+def bps_number(v):
+    out = b""
+    while True:
+        x = v & 0x7F
+        v >>= 7
+        if v == 0:
+            return out + bytes([0x80 | x])
+        out += bytes([x])
+        v -= 1
+
+
+def bps(source_size, target_size, actions, source_crc, target_crc, metadata=b""):
+    body = (b"BPS1" + bps_number(source_size) + bps_number(target_size) +
+            bps_number(len(metadata)) + metadata + actions)
+    body += le32(source_crc) + le32(target_crc)
+    return body + le32(zlib.crc32(body))
+
+
+def bps_cases():
+    n = len(FUZZ_IMAGE)
+    target = bytearray(FUZZ_IMAGE)
+    target[100:104] = b"abcd"
+    actions = (bps_number(((100 - 1) << 2) | 0) + bps_number(((4 - 1) << 2) | 1) + b"abcd" +
+               bps_number(((n - 104 - 1) << 2) | 2) + bps_number(104 << 1))
+    good = bps(n, n, actions, zlib.crc32(FUZZ_IMAGE), zlib.crc32(bytes(target)))
+    yield "bps.bps", good
+    yield "bps_patch_crc_wrong.bps", good[:-1] + bytes([good[-1] ^ 1])
+    yield "bps_source_crc_wrong.bps", bps(n, n, actions, 0, zlib.crc32(bytes(target)))
+    run = bps_number(((1 - 1) << 2) | 1) + b"z" + bps_number(((5000 - 1) << 2) | 3) + bps_number(0)
+    yield "bps_target_copy_run.bps", bps(n, 5001, run, zlib.crc32(FUZZ_IMAGE), 0)
+    yield "bps_copy_before_start.bps", bps(n, 10, bps_number((9 << 2) | 2) + bps_number(3),
+                                           zlib.crc32(FUZZ_IMAGE), 0)
+    yield "bps_target_huge.bps", bps(n, 1 << 40, b"", zlib.crc32(FUZZ_IMAGE), 0)
+    yield "bps_number_overflow.bps", b"BPS1" + b"\x00" * 12 + b"\x80" + bytes(12)
+    yield "bps_cut.bps", good[:9]
+
+
+def vcdiff_integer(v):
+    out = bytes([v & 0x7F])
+    v >>= 7
+    while v:
+        out = bytes([0x80 | (v & 0x7F)]) + out
+        v >>= 7
+    return out
+
+
+def vcdiff_window(source, target_len, data, inst, addr, adler=None, indicator=None, delta=0):
+    ind = (1 if source else 0) | (4 if adler is not None else 0) if indicator is None else indicator
+    head = vcdiff_integer(target_len) + bytes([delta])
+    head += vcdiff_integer(len(data)) + vcdiff_integer(len(inst)) + vcdiff_integer(len(addr))
+    if adler is not None:
+        head += be(adler, 4)
+    w = bytes([ind])
+    if source:
+        w += vcdiff_integer(source[0]) + vcdiff_integer(source[1])
+    return w + vcdiff_integer(len(head) + len(data) + len(inst) + len(addr)) + head + data + inst + addr
+
+
+def vcdiff_cases():
+    # ADD 3 (code 4), COPY 0 mode 0 with its size (code 19), RUN (code 0).
+    target = b"xyz" + FUZZ_IMAGE[1000:1100] + b"Q" * 20
+    inst = bytes([4, 19]) + vcdiff_integer(100) + bytes([0]) + vcdiff_integer(20)
+    win = vcdiff_window((100, 900), len(target), b"xyzQ", inst, vcdiff_integer(100),
+                        adler=zlib.adler32(target))
+    head = b"\xd6\xc3\xc4\x00\x00"
+    yield "vcdiff.vcdiff", head + win
+    yield "vcdiff_adler_wrong.vcdiff", head + vcdiff_window((100, 900), len(target), b"xyzQ", inst,
+                                                            vcdiff_integer(100), adler=1)
+    yield "vcdiff_source_past_end.vcdiff", head + vcdiff_window((100, 1 << 40), len(target), b"xyzQ",
+                                                                inst, vcdiff_integer(100))
+    yield "vcdiff_target_window.vcdiff", head + vcdiff_window((100, 0), 3, b"xyz", bytes([4]), b"",
+                                                              indicator=2)
+    yield "vcdiff_djw.vcdiff", b"\xd6\xc3\xc4\x00\x01\x01" + win
+    yield "vcdiff_lzma_junk.vcdiff", b"\xd6\xc3\xc4\x00\x01\x02" + vcdiff_window(
+        None, 10, b"\x0a\xfd7zXZ\x00junk", bytes([4]), b"", delta=1)
+    yield "vcdiff_code_table.vcdiff", b"\xd6\xc3\xc4\x00\x02\x05\x04\x03abc"
+    yield "vcdiff_app_header_lies.vcdiff", b"\xd6\xc3\xc4\x00\x04\x8f\xff\xff\x7f"
+    yield "vcdiff_window_huge.vcdiff", head + b"\x00" + vcdiff_integer(20) + vcdiff_integer(1 << 40)
+    yield "vcdiff_cut.vcdiff", (head + win)[:20]
+    # Patches made by xdelta3 itself, when it is installed where this runs.
+    if shutil.which("xdelta3"):
+        with tempfile.TemporaryDirectory() as tmp:
+            src, tgt = os.path.join(tmp, "src"), os.path.join(tmp, "tgt")
+            with open(src, "wb") as f:
+                f.write(FUZZ_IMAGE)
+            changed = bytearray(FUZZ_IMAGE)
+            changed[5000:5100] = bytes(range(100, 200))
+            changed[40000:40000] = b"inserted" * 50
+            with open(tgt, "wb") as f:
+                f.write(bytes(changed))
+            for mode in ("none", "lzma"):
+                subprocess.run(["xdelta3", "-e", "-f", "-S", mode, "-s", "src", "tgt", mode],
+                               check=True, cwd=tmp)
+                with open(os.path.join(tmp, mode), "rb") as f:
+                    yield "xdelta3_" + mode + ".vcdiff", f.read()
+
+
 def main():
     for target, cases in (("package", package_cases()), ("package", title_package_cases()),
                           ("sfo", sfo_cases()),
@@ -652,7 +795,8 @@ def main():
             write(target, name, data)
     for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases()),
                           ("disc_sheets", disc_sheet_cases()), ("chd", chd_cases()),
-                          ("ecm", ecm_cases()), ("dat", dat_cases())):
+                          ("ecm", ecm_cases()), ("dat", dat_cases()), ("ppf", ppf_cases()),
+                          ("ips", ips_cases()), ("bps", bps_cases()), ("vcdiff", vcdiff_cases())):
         for name, data in cases:
             write(target, name, data)
 

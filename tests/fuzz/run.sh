@@ -17,7 +17,7 @@ BUILD=build-fuzz
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -DEBF_BUILD_GUI=OFF -DEBF_BUILD_BENCH=OFF \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_FLAGS="$SAN" -DCMAKE_CXX_FLAGS="$SAN" >/dev/null
-TARGETS="bmp ico document_dat disc_sheets chd ecm package sfo iso_game_id game_list dat"
+TARGETS="bmp ico document_dat disc_sheets chd ecm package sfo iso_game_id game_list dat ppf ips bps vcdiff"
 cmake --build "$BUILD" -j2 --target $(for t in $TARGETS; do printf 'fuzz_%s ' "$t"; done) >/dev/null
 
 CORPUS="$BUILD/fuzz/corpus"

@@ -39,6 +39,7 @@
 #include "ui/fix_save_dialog.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
+#include "ui/patch_list.h"
 #include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
@@ -309,6 +310,24 @@ int main(int argc, char** argv) {
   w.ResolveInput(games + "Tidewater (Disc 2).bin");
   w.resize(820, 10);
   ok &= Save(w, out, "disc-set.png");
+
+  {
+    // LibCrypt data beside disc 1, a fan translation for disc 2 in the Patches list.
+    std::ofstream sbi(games + "Tidewater (Disc 1).sbi", std::ios::binary);
+    const char record[] = {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41,
+                           1,   1,   3,   6, 6,    0,    3,    8, 0x15};
+    sbi.write(record, sizeof record);
+    std::ofstream(games + "Tidewater (Disc 2) English v1.1.ips", std::ios::binary)
+        << std::string("PATCH\0\0\x10\0\x01!EOF", 14);
+  }
+  w.ResolveInput(games + "Tidewater (Disc 2).bin");
+  if (auto* patches = w.findChild<ui::PatchList*>("frmPatches")) {
+    patches->AddPatch(2, games + "Tidewater (Disc 2) English v1.1.ips");
+    ok &= Save(w, out, "patches.png");
+    patches->Clear();
+  } else {
+    ok = false;
+  }
 
   for (const char* file : {"progress.png", "progress-run.png", "message.png", "verify.png"})
     if (std::find(watcher.taken.begin(), watcher.taken.end(), QString::fromLatin1(file)) ==

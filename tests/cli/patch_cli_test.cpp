@@ -1,0 +1,75 @@
+// Patches and LibCrypt from the command line, a game on two discs through every command
+// that meets them: resolve shows disc 1's key and the patch beside it, patch writes the
+// patched image, convert --yes takes that patch and --patch 2:FILE for disc 2 and writes
+// EBOOT_1.sbi, extract brings the .sbi back beside the image of disc 1.
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "support/disc_builder.h"
+#include "support/inflating_reader.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+test::ProcessResult Cli(const std::vector<std::string>& args) {
+  return test::RunProcess(test::PrivateCli(), args, {});
+}
+
+TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
+  test::TempDir dir;
+  test::IsoOptions o = test::GameDisc("SLES_012.34", test::NoiseBytes(20000, 3));
+  o.minSectors = 120;
+  const Bytes image = test::BuildDiscImage(o, test::SectorLayout::Mode2Raw);
+  const std::string one = dir / "Game (Disc 1).bin", two = dir / "Game (Disc 2).bin";
+  test::WriteFileBytes(one, image);
+  test::WriteFileBytes(two, image);
+  // Disc 1: a PPF 1.0 beside it ("FIXED" at 2350, across the edge of sectors 0 and 1) and
+  // LibCrypt data (key bit 0: sector 16167, 03:35:42). Disc 2: an IPS named on the line.
+  Bytes ppf = {'P', 'P', 'F', '1', '0', 0};
+  ppf.resize(56, ' ');
+  const Bytes record = {0x2E, 0x09, 0x00, 0x00, 0x05, 'F', 'I', 'X', 'E', 'D'};
+  ppf.insert(ppf.end(), record.begin(), record.end());
+  test::WriteFileBytes(dir / "Game (Disc 1).ppf", ppf);
+  test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\x09\x2E\0\x03ipsEOF", 16));
+  const Bytes sbi = {'S', 'B', 'I', 0,    0x03, 0x35, 0x42, 1,    0x41,
+                     1,   1,   3,   0x33, 0x43, 0,    3,    0x35, 0x40};
+  test::WriteFileBytes(dir / "Game (Disc 1).sbi", sbi);
+  Bytes fixed = image, ips = image;
+  for (int i = 0; i < 5; ++i) fixed[2350 + i] = static_cast<uint8_t>("FIXED"[i]);
+  for (int i = 0; i < 3; ++i) ips[2350 + i] = static_cast<uint8_t>("ips"[i]);
+
+  test::ProcessResult r = Cli({"resolve", one});
+  EXPECT_NE(r.output.find("libcrypt key = 0x0001 (Game (Disc 1).sbi)\n"), std::string::npos)
+      << r.output;
+  EXPECT_NE(r.output.find("patch = " + dir / "Game (Disc 1).ppf\n"), std::string::npos) << r.output;
+
+  r = Cli({"patch", one, dir / "Game (Disc 1).ppf", "-o", dir / "patched.bin"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == fixed);
+
+  r = Cli({"convert", one, two, "--patch", "2:" + dir / "fix.ips", "-o", dir / "out", "--level",
+           "1", "--yes"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_NE(r.output.find("A patch lies beside the disc image:\n" + dir / "Game (Disc 1).ppf"),
+            std::string::npos)
+      << r.output;
+  for (const auto& [disc, expected] : {std::pair{1, fixed}, std::pair{2, ips}}) {
+    test::InflatingReader reader(dir / "out/EBOOT.PBP", disc);
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back), "");
+    EXPECT_TRUE(back == expected) << disc;
+  }
+  EXPECT_TRUE(test::ReadFileBytes(dir / "out/EBOOT_1.sbi") == sbi);
+  EXPECT_TRUE(test::ReadFileBytes(one) == image);
+
+  r = Cli({"extract", dir / "out/EBOOT.PBP", dir / "back.bin", "--toc", "none"});
+  ASSERT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_TRUE(test::ReadFileBytes(dir / "back (Disc 1).sbi") == sbi);
+  EXPECT_FALSE(FileExists(dir / "back (Disc 2).sbi"));
+}
+
+}  // namespace
+}  // namespace ebf

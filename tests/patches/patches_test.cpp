@@ -1,0 +1,262 @@
+// Patch files built here byte by byte, applied to an image of 17 sectors whose byte i is
+// i % 251: what each format writes (across a sector edge, with PPF 3.0 undo data, IPS runs
+// and its cut, the four BPS actions), and every check that refuses a patch made for another
+// disc before anything is written. VCDIFF as xdelta3 writes it is tested against xdelta3
+// itself in tests/engine/patch_conversion_test.cpp.
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <functional>
+
+#include "common/bytes.h"
+#include "common/files.h"
+#include "patches/patch.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+
+constexpr std::size_t kSize = 17 * 2352;  // 39,984 = 0x9C30: past PPF's check block at 0x9320
+
+Bytes Source() {
+  Bytes b(kSize);
+  for (std::size_t i = 0; i < kSize; ++i) b[i] = static_cast<uint8_t>(i % 251);
+  return b;
+}
+
+Bytes Str(const std::string& s) {
+  return Bytes(s.begin(), s.end());
+}
+void Put(Bytes& to, const Bytes& more) {
+  to.insert(to.end(), more.begin(), more.end());
+}
+void Le(Bytes& to, uint64_t v, int n) {
+  for (int i = 0; i < n; ++i) to.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+void Be(Bytes& to, uint64_t v, int n) {
+  for (int i = n - 1; i >= 0; --i) to.push_back(static_cast<uint8_t>(v >> (8 * i)));
+}
+
+struct Rec {
+  uint64_t offset;
+  Bytes data;
+};
+
+// PPF `version` with the check block copied from `checkFrom` (2.0 always has one).
+Bytes Ppf(int version, const std::vector<Rec>& records, const Bytes& checkFrom = {},
+          bool undo = false, uint32_t imageSize = kSize) {
+  Bytes p = Str("PPF" + std::to_string(version) + "0");
+  p.push_back(static_cast<uint8_t>(version - 1));
+  Put(p, Str("A translation" + std::string(37, ' ')));
+  if (version == 2) Le(p, imageSize, 4);
+  if (version == 3) Put(p, {0, checkFrom.empty() ? uint8_t{0} : uint8_t{1}, undo, 0});
+  if (!checkFrom.empty()) Put(p, Bytes(checkFrom.begin() + 0x9320, checkFrom.begin() + 0x9720));
+  for (const Rec& r : records) {
+    Le(p, r.offset, version == 3 ? 8 : 4);
+    p.push_back(static_cast<uint8_t>(r.data.size()));
+    Put(p, r.data);
+    if (undo) Put(p, Bytes(r.data.size(), 0xEE));
+  }
+  return p;
+}
+
+// BPS's numbers: 7 bits a byte, low first, each further byte also worth the ones before.
+void Number(Bytes& to, uint64_t v) {
+  for (;; --v) {
+    to.push_back(v & 0x7F);
+    v >>= 7;
+    if (v == 0) return void(to.back() |= 0x80);
+  }
+}
+
+Bytes Bps(uint64_t sourceSize, uint64_t targetSize, const Bytes& actions, uint32_t sourceCrc,
+          uint32_t targetCrc) {
+  Bytes p = Str("BPS1");
+  Number(p, sourceSize);
+  Number(p, targetSize);
+  Number(p, 0);
+  Put(p, actions);
+  Le(p, sourceCrc, 4);
+  Le(p, targetCrc, 4);
+  Le(p, crc32(0, p.data(), static_cast<uInt>(p.size())), 4);
+  return p;
+}
+
+// A BPS action (length - 1 above the two command bits), a copy's signed move, its bytes.
+Bytes Action(uint64_t length, int command, int64_t move = 0, const Bytes& bytes = {}) {
+  Bytes out;
+  Number(out, ((length - 1) << 2) | static_cast<uint64_t>(command));
+  if (command >= 2) Number(out, (static_cast<uint64_t>(move < 0 ? -move : move) << 1) | (move < 0));
+  Put(out, bytes);
+  return out;
+}
+
+// VCDIFF's integers: 7 bits a byte, high first, the high bit on all but the last.
+void Int(Bytes& to, uint64_t v) {
+  Bytes rev = {static_cast<uint8_t>(v & 0x7F)};
+  for (v >>= 7; v; v >>= 7) rev.push_back(0x80 | (v & 0x7F));
+  to.insert(to.end(), rev.rbegin(), rev.rend());
+}
+
+// One VCDIFF window with a source segment (length, offset) and an Adler-32 that only adds
+// `add` (code 1 + size: ADD of that size); `secondary` names a compressor.
+Bytes Vcdiff(uint8_t secondary, uint64_t segLength, uint64_t segOffset, const Bytes& add,
+             uint32_t adler) {
+  Bytes p = {0xD6, 0xC3, 0xC4, 0x00, secondary ? uint8_t{1} : uint8_t{0}};
+  if (secondary) p.push_back(secondary);
+  Bytes body;
+  Int(body, add.size());
+  body.push_back(0);
+  Int(body, add.size()), Int(body, 1), Int(body, 0);
+  Be(body, adler, 4);
+  Put(body, add);
+  body.push_back(static_cast<uint8_t>(1 + add.size()));
+  p.push_back(0x05);
+  Int(p, segLength), Int(p, segOffset), Int(p, body.size());
+  Put(p, body);
+  return p;
+}
+
+struct Applied {
+  Outcome outcome = Outcome::Success();
+  Bytes image;
+  bool leftovers = false;
+};
+
+Applied Apply(const std::string& name, const Bytes& patch) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "disc.bin", Source());
+  test::WriteFileBytes(dir / name, patch);
+  test::RunRecorder host;
+  Applied a;
+  patches::OpenedPatch opened = patches::OpenPatch(dir / name);
+  a.outcome = opened.outcome;
+  if (opened.patch)
+    a.outcome = patches::ApplyPatchFile(*opened.patch, dir / "disc.bin", dir / "out.bin", host,
+                                        host.cancel);
+  if (a.outcome.succeeded()) a.image = test::ReadFileBytes(dir / "out.bin");
+  a.leftovers =
+      FileExists(dir / "out.bin") != a.outcome.succeeded() || FileExists(dir / "out.bin.part");
+  EXPECT_TRUE(test::ReadFileBytes(dir / "disc.bin") == Source()) << name;
+  return a;
+}
+
+TEST(Patches, EachFormatWritesWhereItSaysAcrossSectorEdges) {
+  const Bytes src = Source();
+  const Bytes edge = {1, 2, 3, 4, 5, 6};  // 2349-2354: three bytes either side of sector 1
+  Bytes ppf2 = Ppf(2, {{2349, edge}}, src);
+  Put(ppf2, Str("@BEGIN_FILE_ID.DIZ"
+                "Fix by us"
+                "@END_FILE_ID.DIZ"));
+  Le(ppf2, 9, 4);
+  Bytes ips = Str("PATCH");
+  Be(ips, 2350, 3), Be(ips, 3, 2), Put(ips, Str("xyz"));
+  Be(ips, 4700, 3), Be(ips, 0, 2), Be(ips, 10, 2), ips.push_back(0x55);
+  Put(ips, Str("EOF")), Be(ips, 30000, 3);
+  Bytes grow = Str("PATCH");
+  Be(grow, kSize, 3), Be(grow, 4, 2), Put(grow, Str("more")), Put(grow, Str("EOF"));
+  // BPS: the source up to the edge, six bytes of its own, the source after them, "ba", and a
+  // copy of the "ba" that reads what it writes itself.
+  Bytes bpsTarget = src;
+  std::copy(edge.begin(), edge.end(), bpsTarget.begin() + 2349);
+  for (std::size_t i = kSize - 10; i < kSize; ++i) bpsTarget[i] = (i % 2) ? 'a' : 'b';
+  Bytes actions = Action(2349, 0);
+  Put(actions, Action(6, 1, 0, edge));
+  Put(actions, Action(kSize - 2355 - 10, 2, 2355));
+  Put(actions, Action(2, 1, 0, Str("ba")));
+  Put(actions, Action(8, 3, static_cast<int64_t>(kSize) - 10));
+  const Bytes bps =
+      Bps(kSize, kSize, actions, crc32(0, src.data(), kSize), crc32(0, bpsTarget.data(), kSize));
+
+  struct Row {
+    const char* name;
+    Bytes patch;
+    std::vector<Rec> expect;  // the source with these bytes written
+    std::size_t size = kSize;
+  } rows[] = {
+      {"p1.ppf", Ppf(1, {{2349, edge}, {0, {0xAA}}}), {{2349, edge}, {0, {0xAA}}}},
+      {"p2.ppf", ppf2, {{2349, edge}}},
+      {"p3.ppf", Ppf(3, {{2349, edge}, {4703, {7, 8}}}, src, true), {{2349, edge}, {4703, {7, 8}}}},
+      {"cut.ips", ips, {{2350, Str("xyz")}, {4700, Bytes(10, 0x55)}}, 30000},
+      {"grow.ips", grow, {{kSize, Str("more")}}, kSize + 4},
+      {"p.bps", bps, {{2349, edge}, {kSize - 10, Str("bababababa")}}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const Applied a = Apply(row.name, row.patch);
+    ASSERT_EQ(a.outcome, Outcome::Success());
+    Bytes expected = src;
+    expected.resize(std::max(row.size, kSize));
+    for (const Rec& r : row.expect)
+      std::copy(r.data.begin(), r.data.end(), expected.begin() + r.offset);
+    expected.resize(row.size);
+    EXPECT_TRUE(a.image == expected);
+    EXPECT_FALSE(a.leftovers);
+  }
+}
+
+TEST(Patches, APatchForAnotherDiscIsRefusedBeforeAnythingIsWritten) {
+  const Bytes src = Source();
+  Bytes otherBlock = src;
+  otherBlock[0x9400] ^= 1;
+  const Bytes x = Action(1, 1, 0, {'x'});
+  const Bytes bpsOk = Bps(kSize, 1, x, 0x12345678, 0);
+  Bytes bpsDamaged = Bps(kSize, 1, x, 0x88814B3F, 0);
+  bpsDamaged[6] ^= 0x40;
+  const std::string other = " was made for another version of the disc: ";
+  const std::string none = ". Nothing was written.";
+  struct Row {
+    const char* name;
+    Bytes patch;
+    std::string message;
+  } rows[] = {
+      {"size.ppf", Ppf(2, {{0, {1}}}, src, false, 40000),
+       "The patch \"size.ppf\"" + other + "it expects an image of 40000 bytes, this one has 39984" +
+           none},
+      {"block.ppf", Ppf(3, {{0, {1}}}, otherBlock),
+       "The patch \"block.ppf\"" + other +
+           "the 1,024 bytes it checks at 0x9320 differ from this image's" + none},
+      {"far.ppf", Ppf(1, {{0x9C31, {1}}}),
+       "The patch \"far.ppf\"" + other +
+           "it writes at byte 0x9C31, past the end of this image (0x9C30 bytes)" + none},
+      {"crc.bps", bpsOk,
+       "The patch \"crc.bps\"" + other +
+           "the CRC32 of the image it was made from is 12345678, this image's is 88814B3F" + none},
+      {"size.bps", Bps(100, 1, x, 0, 0),
+       "The patch \"size.bps\"" + other + "it expects an image of 100 bytes, this one has 39984" +
+           none},
+      {"damaged.bps", bpsDamaged, ""},
+      {"range.vcdiff", Vcdiff(0, 200, 0x9BD0, Str("abc"), 0x024d0127),
+       "The patch \"range.vcdiff\"" + other +
+           "it copies from bytes 0x9BD0 to 0x9C98 of the image it was made from, past the end of "
+           "this one (0x9C30 bytes)" +
+           none},
+      {"sum.vcdiff", Vcdiff(0, 200, 0, Str("abc"), 0x11111111),
+       "The patch \"sum.vcdiff\"" + other +
+           "the result differs from what it was made to give at byte 0x0 (its window checksum)" +
+           none},
+      {"djw.vcdiff", Vcdiff(1, 200, 0, Str("abc"), 0),
+       "The patch \"djw.vcdiff\" is compressed with xdelta3's DJW coding, which this program does "
+       "not read. Make it again with \"xdelta3 -S lzma\" or \"xdelta3 -S none\"."},
+      {"notes.txt", Str("Notes on the patch"),
+       "\"notes.txt\" is not a patch this program reads (PPF, IPS, BPS, or VCDIFF as xdelta3 makes "
+       "it)."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const Applied a = Apply(row.name, row.patch);
+    if (row.message.empty())
+      EXPECT_EQ(a.outcome.text().rfind("The patch \"damaged.bps\" is damaged: its CRC32 is ", 0),
+                0u)
+          << a.outcome.text();
+    else
+      EXPECT_EQ(a.outcome, Outcome::Failed(row.message));
+    EXPECT_FALSE(a.leftovers);
+  }
+}
+
+}  // namespace
+}  // namespace ebf
