@@ -74,6 +74,13 @@ void MainWindow::ResolveWithCore(const std::string& chosen) {
       return false;
     });
     for (const SetMember& member : found.discs) set.push_back(member.path);
+    // The game goes by disc 1: its ID names the package and its saves, whichever disc was
+    // chosen.
+    if (set.size() > 1 && CanonicalPath(set.front()) != CanonicalPath(r.input) &&
+        DiscNumberOf(StemOf(set.front())) < DiscNumberOf(StemOf(r.input))) {
+      ResolveWithCore(set.front());
+      return;
+    }
   }
   discs_->SetDiscs(set);
   if (set.size() > 1) {

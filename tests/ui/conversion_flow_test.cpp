@@ -141,6 +141,9 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(list->item(1)->text(), QStringLiteral("Metal Gear Solid (Disc 2).bin"));
     QCOMPARE(list->item(2)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
     QVERIFY(!f.Text("txtTitle").contains(QStringLiteral("Disc")));
+    // Whichever disc was chosen, the game goes by disc 1's ID.
+    QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
+    QCOMPARE(f.Text("txtIn").toStdString(), one);
 
     // Disc 3 before disc 2; then an unwanted disc in and out again.
     list->setCurrentRow(2);
