@@ -70,7 +70,9 @@ struct LeftBehind {
     made = user.MakeDir("set");
     staged = made + "/Game.bin.ebf-part";
     test::WriteFileText(staged, "half an image");
-    test::WriteFileText(temp + "/STAGED-4242.NOTE", "F " + staged + "\nD " + made + "\n");
+    // The note also names the user's image: only names a run gives its files are removed.
+    test::WriteFileText(temp + "/STAGED-4242.NOTE",
+                        "F " + staged + "\nF " + image + "\nD " + made + "\n");
     work = temp + "/TempBIN.bin";
     test::WriteFileText(work, "work");
   }

@@ -178,6 +178,9 @@ TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
             "\"Bad.chd\" is damaged: its hunk map is cut short.");
   EXPECT_EQ(open(Bytes(good.begin(), good.begin() + good.size() / 2)),
             "\"Bad.chd\" is damaged: its map lies outside the file.");
+  // Cut just where the map would begin: not one byte of it is there.
+  EXPECT_EQ(open(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(mapOffset))),
+            "\"Bad.chd\" is damaged: its map lies outside the file.");
 
   // A flipped byte in the compressed data: that hunk fails to decode or fails its CRC.
   bad = good;
