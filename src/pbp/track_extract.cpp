@@ -106,7 +106,8 @@ Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, T
   if (makeFolder && MakeFolders(folder)) made.path = folder;
 
   Stage stage(progress, "Extracting tracks...");
-  if (Outcome written = WriteSectors(in, layout, targets, progress, cancel); !written.succeeded())
+  if (Outcome written = WriteSectors(ebootPath, layout, targets, progress, cancel);
+      !written.succeeded())
     return written;
 
   std::vector<SheetTrack> sheet(disc.tracks.size());

@@ -162,6 +162,14 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
   ASSERT_EQ(j["problems"].size(), 1u);
   EXPECT_EQ(j["problems"][0], "Block 5 (track 1, at byte " + std::to_string(b5.data) +
                                   ") does not match its digest.");
+  // `extract` names it too, and writes nothing.
+  test::ProcessResult r = Cli({"--quiet", "extract", dir / "flipped.pbp", dir / "flipped.bin"});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  EXPECT_NE(
+      r.output.find("block 5, at byte " + std::to_string(b5.data) + ", does not match its digest."),
+      std::string::npos)
+      << r.output;
+  EXPECT_FALSE(FileExists(dir / "flipped.bin"));
 
   // In a compressed package, a byte flipped in block 30 (sectors 480-495, track 2) breaks the
   // stream or the digest; either way the block and its track are named.
@@ -192,7 +200,7 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
   for (uint64_t i = 0; i < 72; ++i)
     std::fill_n(bad.begin() + static_cast<std::ptrdiff_t>(PlaceOf(good, i).slot + 8), 16, 0);
   test::WriteFileBytes(dir / "nodigest.pbp", bad);
-  test::ProcessResult r = Cli({"--quiet", "verify", dir / "nodigest.pbp"});
+  r = Cli({"--quiet", "verify", dir / "nodigest.pbp"});
   EXPECT_EQ(r.exitCode, 0) << r.output;
   EXPECT_NE(r.output.find("the package carries no block digests: blocks could not be checked "
                           "against them"),
