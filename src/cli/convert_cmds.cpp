@@ -13,6 +13,7 @@
 #include "cli/terminal_host.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/cue_sheet.h"
 #include "disc/disc_set.h"
 #include "engine/conversion.h"
@@ -198,7 +199,7 @@ std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
   }
   std::set<std::string> covered, seen;
   for (std::string& f : found) {
-    if (Extension4(f) == ".CCD") f = ResolveCaseBlind(WithoutExtension(f) + ".img");
+    if (Extension4(f) == ".CCD") f = CcdImagePath(f);
     // A sheet stands for every file it names (a set has one per track).
     if (Extension4(f) == ".CUE")
       for (const std::string& data : FindCueDataFiles(f)) covered.insert(Canonical(data));

@@ -35,8 +35,9 @@ DropDecision ClassifyInputPath(const std::string& path);
 // The whole drop: warns about extra files, ignores a vanished first file, classifies it.
 DropDecision ClassifyDrop(const std::vector<std::string>& files);
 
-// A CCD's image: the path with its last three characters replaced by "IMG", found
-// case-blind.
+// A CCD's image: the path with its last three characters replaced by "IMG", "BIN" or
+// "ISO" (CloneCD keeps it as .img, extractions write .bin or .iso), the first that exists,
+// found case-blind; the "IMG" name when none does.
 std::string CcdImagePath(const std::string& ccdPath);
 
 }  // namespace ebf

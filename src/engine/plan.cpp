@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/cue_sheet.h"
 #include "disc/game_id.h"
 #include "engine/converter_run.h"
@@ -66,7 +67,7 @@ std::optional<Outcome> PlanLaterDiscs(const std::vector<std::string>& paths,
     return Outcome::Failed(kMsgTooManyDiscs);
   for (std::size_t i = 0; i < paths.size(); ++i) {
     std::string path = paths[i];
-    if (Extension4(path) == ".CCD") path = ResolveCaseBlind(WithoutExtension(path) + ".img");
+    if (Extension4(path) == ".CCD") path = CcdImagePath(path);
     const std::string disc = "Disc " + std::to_string(i + 2) + " (" + path + ")";
     if (std::string notFile = NotAFileMessage(path); !notFile.empty())
       return Outcome::Failed(notFile).Within(disc);

@@ -70,8 +70,8 @@ TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackList) {
   const test::DiscSet gaps = test::WritePregapSheet(dir.path());
   r = cli.Run({"resolve", gaps.input});
   EXPECT_NE(r.output.find("track 01 = MODE2/2352 at 00:00:00 (sector 0), postgap 00:01:00, "
-                          "gap.bin\ntrack 02 = AUDIO      at 00:07:00 (sector 525), pregap "
-                          "00:02:00, gap.bin\n"),
+                          "gap.bin\ntrack 02 = AUDIO      at 00:05:00 (sector 375), INDEX 01 at "
+                          "00:07:00, pregap 00:02:00, gap.bin\n"),
             std::string::npos)
       << r.output;
 
@@ -121,18 +121,19 @@ TEST(DiscLayoutsCli, ConvertsARedumpSetAndACloneCdImageWithTheirAudioTracks) {
   };
   struct Layout {
     const char* name;
-    test::DiscSet (*write)(const std::string&);
+    test::DiscSet (*write)(const std::string&, bool);
     std::vector<Track> tracks;
   };
+  // Both tracks start at their INDEX 00.
   const Layout layouts[] = {
       {"redump", test::WriteRedumpSet, {{1, false, 0}, {2, true, 300}, {3, true, 675}}},
-      {"clonecd", test::WriteCloneCdSet, {{1, false, 0}, {2, true, 450}, {3, true, 825}}},
+      {"clonecd", test::WriteCloneCdSet, {{1, false, 0}, {2, true, 300}, {3, true, 675}}},
   };
   PrivateCli cli;
   for (const Layout& l : layouts) {
     SCOPED_TRACE(l.name);
     TempDir dir;
-    const test::DiscSet set = l.write(dir.path());
+    const test::DiscSet set = l.write(dir.path(), false);
     test::ProcessResult r = cli.Run({"--yes", "convert", set.input, "-o", dir / "out", "--level",
                                      "9", "--title", "Disc", "--id", "SLUS01234"});
     ASSERT_EQ(r.exitCode, 0) << r.output;
@@ -212,12 +213,14 @@ TEST(DiscLayoutsCli, ResolveFailsOnABrokenCloneCdOrAlcoholSheet) {
   // Both whole: their track lists.
   test::ProcessResult r = cli.Run({"resolve", clone.input});
   EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("track 02 = AUDIO      at 00:06:00 (sector 450), game.img\n"),
+  EXPECT_NE(r.output.find("track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
+                          "game.img\n"),
             std::string::npos)
       << r.output;
   r = cli.Run({"resolve", alcohol.input});
   EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("track 03 = AUDIO      at 00:11:00 (sector 825), game.mdf\n"),
+  EXPECT_NE(r.output.find("track 03 = AUDIO      at 00:09:00 (sector 675), INDEX 01 at 00:11:00, "
+                          "game.mdf\n"),
             std::string::npos)
       << r.output;
 

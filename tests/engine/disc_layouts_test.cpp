@@ -9,11 +9,15 @@
 #include <filesystem>
 #include <set>
 
+#include <openssl/sha.h>
+
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "engine/conversion.h"
 #include "engine/image_prep.h"
+#include "engine/verify.h"
+#include "pbp/track_extract.h"
 #include "support/conversion_job.h"
 #include "support/disc_sets.h"
 #include "support/inflating_reader.h"
@@ -120,10 +124,11 @@ TEST(DiscLayouts, RedumpSetReadsBackWholeAtLevelsNineAndZero) {
   }
 }
 
-TEST(DiscLayouts, PregapAndPostgapSheetPlacesEveryTrackAfterItsSilence) {
+TEST(DiscLayouts, PregapAndPostgapSheetStartsEveryTrackAtItsPregap) {
+  // Track 1's 300 sectors and its POSTGAP of 75; each PREGAP's 150 zeros begin a track.
   TempDir dir;
   ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9,
-                     {{1, false, 0}, {2, true, 525}, {3, true, 900}}, "Joining tracks...");
+                     {{1, false, 0}, {2, true, 375}, {3, true, 750}}, "Joining tracks...");
 }
 
 TEST(DiscLayouts, OneFileSheetKeepsItsFileAndGetsTheSameTracks) {
@@ -162,7 +167,8 @@ TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
 }
 
 TEST(DiscLayouts, CloneCdAndAlcoholImagesKeepTheirAudioTracks) {
-  const std::vector<Track> tracks = {{1, false, 0}, {2, true, 450}, {3, true, 825}};
+  // Each audio track starts at its pregap (INDEX 0, or INDEX 1 less the MDS pregap).
+  const std::vector<Track> tracks = {{1, false, 0}, {2, true, 300}, {3, true, 675}};
   {
     TempDir dir;
     ConvertAndReadBack(test::WriteCloneCdSet(dir.path()), 0, tracks, "");
@@ -295,6 +301,74 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
   EXPECT_FALSE(FileExists(temp));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Joining tracks..."});
   EXPECT_TRUE(host.completed.empty());
+}
+
+std::string Sha1(const Bytes& bytes) {
+  uint8_t sha[SHA_DIGEST_LENGTH];
+  SHA1(bytes.data(), bytes.size(), sha);
+  std::string hex;
+  for (uint8_t b : sha) hex += "0123456789abcdef"[b >> 4], hex += "0123456789abcdef"[b & 15];
+  return hex;
+}
+
+// One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
+// starts, and track files taken back out that are the Redump files.
+TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
+  using L = test::SameDiscLayout;
+  const std::pair<L, const char*> layouts[] = {{L::OneFileSheet, "one-file sheet"},
+                                               {L::RedumpSet, "Redump set"},
+                                               {L::PregapLine, "PREGAP sheet"},
+                                               {L::CloneCd, "IMG+CCD"},
+                                               {L::CloneCdBin, "CCD of a BIN"},
+                                               {L::CloneCdIso, "ISO with a CCD"},
+                                               {L::Alcohol, "MDF+MDS"},
+                                               {L::ChdOfRedumpSet, "CHD of the Redump set"},
+                                               {L::ChdOfPregapLine, "CHD of the PREGAP sheet"},
+                                               {L::EcmRedumpSet, "ECM Redump set"}};
+  // The package's TOC: lead entries, then the tracks at 0, 300 and 675 (bytes 7-9 + 2 s).
+  const Bytes toc = {0x41, 0, 0xA0, 0,    0, 0,    0, 0x01, 0x20, 0,    0x01, 0, 0xA1, 0,    0,
+                     0,    0, 0x03, 0,    0, 0x01, 0, 0xA2, 0,    0,    0,    0, 0,    0x15, 0,
+                     0x41, 0, 0x01, 0,    0, 0,    0, 0,    0x02, 0,    0x01, 0, 0x02, 0,    0x04,
+                     0,    0, 0,    0x06, 0, 0x01, 0, 0x03, 0,    0x09, 0,    0, 0,    0x11, 0};
+  TempDir redump;
+  const DiscSet reference = test::WriteSameDisc(L::RedumpSet, redump.path());
+  std::string dat = "<datafile><game name=\"Game (USA)\">";
+  for (int i = 0; i < 3; ++i)
+    dat += "<rom name=\"" + FileNameOf(reference.files[i]) + "\" sha1=\"" +
+           Sha1(test::ReadFileBytes(reference.files[i])) + "\"/>";
+  test::WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
+
+  Bytes first;
+  for (const auto& [layout, name] : layouts) {
+    SCOPED_TRACE(name);
+    Job r(9);
+    const DiscSet set = test::WriteSameDisc(layout, r.work.MakeDir("in"));
+    r.job.input = set.input;
+    ASSERT_EQ(r.Go(), Outcome::Success());
+    const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+    const Bytes psar(pbp.begin() + LoadLe32(&pbp[36]), pbp.end());
+    std::cout << "DATA.PSAR SHA-1 " << Sha1(psar) << "  " << name << "\n";
+    EXPECT_TRUE(Bytes(psar.begin() + 0x800, psar.begin() + 0x800 + toc.size()) == toc);
+    if (first.empty()) first = psar;
+    EXPECT_TRUE(psar == first);
+
+    ASSERT_EQ(pbp::ExtractTracks(r.Out("EBOOT.PBP"), r.work / "back/Game (USA)",
+                                 pbp::TrackFiles::Split, r.host, r.host.cancel),
+              Outcome::Success());
+    for (int i = 0; i < 3; ++i)
+      EXPECT_TRUE(test::ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[i]))) ==
+                  test::ReadFileBytes(reference.files[i]))
+          << i;
+    EXPECT_EQ(test::ReadFileText(r.work / "back/Game (USA).cue"),
+              test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                                 "Game (USA) (Track 3).bin"}));
+    if (layout == L::CloneCd) {
+      VerifyOptions options;
+      options.dat = redump / "redump.dat";
+      const VerifyReport report = VerifyPackage(r.Out("EBOOT.PBP"), options, r.host, r.host.cancel);
+      EXPECT_TRUE(report.datMatched) << report.datText;
+    }
+  }
 }
 
 }  // namespace
