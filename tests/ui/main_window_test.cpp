@@ -82,6 +82,32 @@ class MainWindowTest : public QObject {
   };
 
  private slots:
+  // The title box holds at most 127 bytes of UTF-8 (what PARAM.SFO takes), cut whole
+  // characters at a time from the end of what came in.
+  void titleBoxCountsBytes() {
+    Fixture f;
+    auto* box = f.Get<QLineEdit>("txtTitle");
+    const QString x125(125, QLatin1Char('x')), star = QString::fromUtf8("\xE2\x98\x86");
+    const QString title = QString::fromUtf8(
+        "\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB \xE2\x98\x86 "
+        "\xC3\x9Cn\xC3\xAF"
+        "c\xC3\xB6"
+        "d\xC3\xA9");  // 31 bytes
+    box->setText(title + QString(96, QLatin1Char('x')));
+    QCOMPARE(box->text(), title + QString(96, QLatin1Char('x')));
+    box->setText(QString(300, QLatin1Char('y')));
+    QCOMPARE(box->text(), QString(127, QLatin1Char('y')));
+    box->setText(x125);
+    box->insert(QStringLiteral("ab") + star);  // pasted: as much as fits
+    QCOMPARE(box->text(), x125 + QStringLiteral("ab"));
+    box->setCursorPosition(0);
+    box->insert(star);  // typed into a full box: refused
+    QCOMPARE(box->text(), x125 + QStringLiteral("ab"));
+    box->setText(QString(42, star[0]));  // 126 bytes, and one more character does not fit
+    box->insert(star);
+    QCOMPARE(box->text(), QString(42, star[0]));
+  }
+
   void everyControlIsThere() {
     Fixture f;
     QCOMPARE(f.w->objectName(), QStringLiteral("frmMain"));
