@@ -31,6 +31,7 @@ struct JobResult {
   std::vector<std::string> discs;  // the images of a game on several discs
   OutcomeKind kind = OutcomeKind::Failed;
   std::string game, id, result, size;
+  std::vector<std::string> warnings;
   double seconds = 0;
   int exitCode = kExitFailed;
 };
@@ -48,6 +49,7 @@ void PrintJobJson(const std::string& input, const std::string& output, const cha
                {"seconds", std::round(r.seconds * 1000) / 1000},
                {"sizes", {{"input", inputBytes}, {"output", outputBytes}}}};
   if (r.discs.size() > 1) line["discs"] = r.discs;
+  if (!r.warnings.empty()) line["warnings"] = r.warnings;
   PrintJson(line, true);
 }
 
@@ -106,6 +108,7 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
       const uint64_t outputBytes = FileSize(result.package).value_or(0);
       out.size = FormatSize(outputBytes);
       out.result = outcome.text();
+      out.warnings = result.warnings;
       if (ctx.json) {
         PrintJobJson(input, result.package, "success", done, out, inputBytes, outputBytes);
       } else {

@@ -326,6 +326,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
+    if (!prep.warning.empty()) result.warnings.push_back(prep.warning);
     stage.Done();
   }
   if (!fromPackage) toc = LoadToc(out + "ISO.TOC");

@@ -269,7 +269,7 @@ VerifyReport Verifier::Run() {
     return report_;
   }
   if (!options_.against.empty()) {
-    DiscOpenResult opened = OpenDiscImage(options_.against, {options_.addIsoPadding});
+    DiscOpenResult opened = OpenDiscImage(options_.against, {.addIsoPadding = true});
     if (!opened.disc) {
       report_.error = opened.message;
       return report_;
