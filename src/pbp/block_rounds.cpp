@@ -1,12 +1,11 @@
 #include "pbp/block_rounds.h"
 
-#include <openssl/sha.h>
-
 #include <algorithm>
 #include <cstring>
 #include <thread>
 
 #include "common/file_io.h"
+#include "pbp/block_digest.h"
 
 namespace ebf::pbp {
 namespace {
@@ -14,18 +13,14 @@ namespace {
 // Blocks each thread decodes per round; two rounds' worth of blocks are held at once.
 constexpr uint64_t kBlocksPerThread = 32;
 
-bool DigestAgrees(std::span<const uint8_t> block, const BlockDigestField& digest) {
-  uint8_t sha[SHA_DIGEST_LENGTH];
-  SHA1(block.data(), block.size(), sha);
-  return std::memcmp(sha, digest.data(), digest.size()) == 0;
-}
-
 }  // namespace
 
 // A thread's own handle on the package, kept from round to round.
 struct BlockRounds::Worker {
   File file;
   std::unique_ptr<BlockReader> reader;
+  BlockHasher hasher;
+  std::vector<BlockDigestValue> digests;
 };
 
 BlockRounds::BlockRounds(const std::string& path, const DiscImageLayout& layout, uint64_t count,
@@ -73,6 +68,15 @@ void BlockRounds::Decode(Worker& worker, uint64_t first, uint64_t count, std::si
   static const BlockDigestField kNoDigest{};
   if (!worker.reader && worker.file.Open(path_, File::Mode::Read))
     worker.reader = std::make_unique<BlockReader>(worker.file, layout_.fileSize, layout_.section);
+  // This thread's stretch is read ahead, not the stretches of the others that follow it.
+  uint64_t end = 0;
+  for (uint64_t k = 0; k < count && worker.reader; ++k) {
+    const BlockRef& b = layout_.blocks[first + k];
+    end =
+        std::max(end, worker.reader->FileOffset(b) + (b.stored() ? kBlockSize : b.length & 0xFFFF));
+  }
+  if (worker.reader) worker.reader->LimitReadAhead(end);
+  bool anyDigest = false;
   for (uint64_t k = 0; k < count; ++k) {
     const BlockRef& b = layout_.blocks[first + k];
     std::span<uint8_t> block(bytes_[slot].data() + (at + k) * kBlockSize, kBlockSize);
@@ -86,7 +90,19 @@ void BlockRounds::Decode(Worker& worker, uint64_t first, uint64_t count, std::si
     if (d.status == BlockStatus::ReadFailed) d.why = worker.file.LastError();
     if (d.made < kBlockSize) std::memset(block.data() + d.made, 0, kBlockSize - d.made);
     d.digestCarried = b.digest != kNoDigest;
-    if (d.digestCarried) d.digestEqual = DigestAgrees(block, b.digest);
+    anyDigest = anyDigest || d.digestCarried;
+  }
+  if (!anyDigest) return;
+  // The stretch is hashed as one run, its blocks side by side.
+  worker.digests.resize(count);
+  worker.hasher.Digest(
+      std::span<const uint8_t>(bytes_[slot].data() + at * kBlockSize, count * kBlockSize),
+      worker.digests);
+  for (uint64_t k = 0; k < count; ++k) {
+    DecodedBlock& d = blocks_[slot][at + k];
+    const BlockDigestField& carried = layout_.blocks[first + k].digest;
+    d.digestEqual =
+        d.digestCarried && std::equal(carried.begin(), carried.end(), worker.digests[k].begin());
   }
 }
 
@@ -109,7 +125,7 @@ bool WrittenByOurConverter(const DiscImageLayout& layout) {
   const BlockRef& padding = layout.blocks.back();
   if (marker(padding) != 0) return false;
   static const std::vector<uint8_t> zeros(kBlockSize, 0);
-  return DigestAgrees(zeros, padding.digest);
+  return BlockDigest(zeros) == padding.digest;
 }
 
 void DigestTally::Add(uint64_t block, const DecodedBlock& decoded) {
