@@ -10,7 +10,6 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "support/disc_sets.h"
-#include "support/inflating_reader.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
 #include "support/runtime.h"
@@ -111,50 +110,6 @@ TEST(DiscLayoutsCli, BadSheetFailsWithItsMessageAndLeavesNothing) {
       << r.output;
   EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
   EXPECT_FALSE(FileExists(cli.Temp("TempBIN.bin")));
-}
-
-TEST(DiscLayoutsCli, ConvertsARedumpSetAndACloneCdImageWithTheirAudioTracks) {
-  struct Track {
-    int number;
-    bool audio;
-    int64_t start;
-  };
-  struct Layout {
-    const char* name;
-    test::DiscSet (*write)(const std::string&, bool);
-    std::vector<Track> tracks;
-  };
-  // Both tracks start at their INDEX 00.
-  const Layout layouts[] = {
-      {"redump", test::WriteRedumpSet, {{1, false, 0}, {2, true, 300}, {3, true, 675}}},
-      {"clonecd", test::WriteCloneCdSet, {{1, false, 0}, {2, true, 300}, {3, true, 675}}},
-  };
-  PrivateCli cli;
-  for (const Layout& l : layouts) {
-    SCOPED_TRACE(l.name);
-    TempDir dir;
-    const test::DiscSet set = l.write(dir.path(), false);
-    test::ProcessResult r = cli.Run({"--yes", "convert", set.input, "-o", dir / "out", "--level",
-                                     "9", "--title", "Disc", "--id", "SLUS01234"});
-    ASSERT_EQ(r.exitCode, 0) << r.output;
-    EXPECT_EQ(Entries(dir / "out"), Names{"EBOOT.PBP"});
-    EXPECT_EQ(Entries(cli.TempFolder()), Names{});
-
-    test::InflatingReader reader(dir / "out/EBOOT.PBP");
-    ASSERT_EQ(reader.error(), "");
-    EXPECT_EQ(reader.discSectors(), 1125u);
-    ASSERT_EQ(reader.tracks().size(), l.tracks.size());
-    for (std::size_t i = 0; i < l.tracks.size(); ++i) {
-      SCOPED_TRACE(l.tracks[i].number);
-      EXPECT_EQ(reader.tracks()[i].number, l.tracks[i].number);
-      EXPECT_EQ(reader.tracks()[i].audio, l.tracks[i].audio);
-      EXPECT_EQ(reader.tracks()[i].start, l.tracks[i].start);
-      EXPECT_EQ(reader.tracks()[i].audioPosition, l.tracks[i].start);
-    }
-    Bytes disc;
-    ASSERT_EQ(reader.ReadSectors(0, 1125, disc), "");
-    EXPECT_TRUE(disc == set.disc);
-  }
 }
 
 TEST(DiscLayoutsCli, BadOneFileSheetsFailWithTheirMessageAndLeaveNothing) {

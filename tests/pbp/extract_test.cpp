@@ -381,9 +381,8 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     bool split;
     int damaged;  // the block changed (-1: none; the digest fields are then of another kind)
   };
-  const Row rows[] = {{"stored, first block", 0, false, 0},
-                      {"stored, split into tracks", 0, true, 0},
-                      {"compressed", 9, false, 11},
+  const Row rows[] = {{"first block", 0, false, 0},
+                      {"split into tracks", 0, true, 0},
                       {"digests of another kind", 9, false, -1}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -402,14 +401,8 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     const uint64_t at = w.psar + kPsarBlockDataPos + LoadLe32(entry);
     if (row.damaged < 0) {
       for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));
-    } else if (row.level == 0) {
+    } else {  // one bit of a stored block; the later blocks' digests show they are ours
       PatchBytes(pbp, at + 1000, {static_cast<uint8_t>(recipe.image[1000] ^ 0x20)});
-    } else {
-      // A stream that inflates well, to other bytes than the block's (zeros).
-      const Bytes packed = RawDeflate(Bytes(kBlockSize, 0));
-      ASSERT_LE(packed.size(), w.blockLengths[row.damaged]);
-      PatchBytes(pbp, at, packed);
-      PatchLe32(pbp, w.SlotPos(row.damaged) + 4, static_cast<uint32_t>(packed.size()));
     }
     RunRecorder host;
     const Outcome result =

@@ -41,18 +41,10 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
 // image named game.bin (the input is its sheet) and game.iso (the input is the image),
 // chdman's CHDs of the Redump set and of the PREGAP sheet, and the Redump set with every
 // file ECM-packed (the sheet still names the .bin files).
-enum class SameDiscLayout {
-  OneFileSheet,
-  RedumpSet,
-  PregapLine,
-  CloneCd,
-  CloneCdBin,
-  CloneCdIso,
-  Alcohol,
-  ChdOfRedumpSet,
-  ChdOfPregapLine,
-  EcmRedumpSet
-};
+// clang-format off
+enum class SameDiscLayout { OneFileSheet, RedumpSet, PregapLine, CloneCd, CloneCdBin, CloneCdIso,
+                            Alcohol, ChdOfRedumpSet, ChdOfPregapLine, EcmRedumpSet };
+// clang-format on
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder);
 
 // A one-track Redump set: "Solo (USA).bin" (the 300-sector data track) and its sheet.
