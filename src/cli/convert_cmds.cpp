@@ -114,6 +114,7 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
       const uint64_t outputBytes = FileSize(result.package).value_or(0);
       out.size = FormatSize(outputBytes);
       out.result = outcome.text();
+      out.warnings.insert(out.warnings.end(), result.warnings.begin(), result.warnings.end());
       if (ctx.json) {
         PrintJobJson(input, result.package, "success", done, out, inputBytes, outputBytes);
       } else {
@@ -201,7 +202,7 @@ std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
   }
   std::set<std::string> covered, seen;
   for (std::string& f : found) {
-    if (Extension4(f) == ".CCD") f = ResolveCaseBlind(WithoutExtension(f) + ".img");
+    if (Extension4(f) == ".CCD") f = CcdImagePath(f);
     // A sheet stands for every file it names (a set has one per track).
     if (Extension4(f) == ".CUE")
       for (const std::string& data : FindCueDataFiles(f)) covered.insert(CanonicalPath(data));

@@ -107,9 +107,7 @@ void AddVerifyCommand(CLI::App& app, CliContext& ctx) {
   cmd->add_option("--dat", args->options.dat, "Look the tracks up in a Redump/No-Intro XML DAT");
   cmd->add_option("--ini", ctx.iniPath, "Settings file to read (default: the program's own)");
   cmd->callback([args, &ctx] {
-    // The source is read as the conversion reads it: the ISO padding setting applies.
     LoadCliSettings(ctx);
-    args->options.addIsoPadding = ctx.settings.addIsoPadding;
     VerifyReport r = VerifyPackage(args->path, args->options, *ctx.progress, *ctx.cancel);
     ctx.progress->FinishLine();
     if (!r.error.empty()) {

@@ -33,9 +33,9 @@ class ChdDisc final : public DiscImage {
       if (c.pregapStored || k == 0) {
         d.start = c.start + (c.pregapStored ? 0 : c.pregap) - skip_;
       } else {
-        // Zeros in no file before the track, as a sheet's PREGAP inserts them.
+        // Zeros in no file, as a sheet's PREGAP inserts them; the track starts at the first.
         d.pregap = c.pregap;
-        d.start = c.index1 - skip_;
+        d.start = c.start - skip_;
       }
       d.postgap = c.postgap;
       info_.tracks.push_back(d);

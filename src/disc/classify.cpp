@@ -34,6 +34,10 @@ DropDecision Refuse(const char* message) {
 std::string CcdImagePath(const std::string& ccdPath) {
   std::size_t n = CharCount(ccdPath);
   std::string base = n >= 3 ? LeftChars(ccdPath, n - 3) : std::string();
+  for (const char* ext : {"IMG", "BIN", "ISO"}) {
+    const std::string image = ResolveCaseBlind(base + ext);
+    if (FileExists(image) && !IsDirectory(image)) return image;
+  }
   return ResolveCaseBlind(base + "IMG");
 }
 

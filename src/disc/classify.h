@@ -39,8 +39,9 @@ DropDecision ClassifyDrop(const std::vector<std::string>& files);
 // found case-blind; "" when there is none.
 std::string DescribedMdfPath(const std::string& mdsPath);
 
-// A CCD's image: the path with its last three characters replaced by "IMG", found
-// case-blind.
+// A CCD's image: the path with its last three characters replaced by "IMG", "BIN" or
+// "ISO" (CloneCD keeps it as .img, extractions write .bin or .iso), the first that exists,
+// found case-blind; the "IMG" name when none does.
 std::string CcdImagePath(const std::string& ccdPath);
 
 }  // namespace ebf

@@ -95,13 +95,16 @@ class Joiner {
       d.number = t.number;
       d.mode = ModeOf(t.mode);
       // Track 1's PREGAP is the 2-second gap before INDEX 01 that no image holds: the image
-      // starts at the track's first INDEX whatever the sheet says.
+      // starts at the track's first INDEX whatever the sheet says. Any other track starts
+      // where its pregap does, at the first zero sector its PREGAP inserts, after the
+      // POSTGAP of the track before it.
       if (k > 0) {
         d.pregap = t.pregap;
-        Zeros(uint64_t{sheet_.tracks[k - 1].postgap} + t.pregap);
+        Zeros(sheet_.tracks[k - 1].postgap);
       }
       d.postgap = t.postgap;
       d.start = static_cast<uint32_t>(disc_);
+      Zeros(d.pregap);
       const CueIndex& one = Index01(t);
       d.index1 = static_cast<uint32_t>(disc_ + fileStart_[one.file] + one.frames - firsts[k]);
       d.file = parts_.files[FirstIndex(t).file];

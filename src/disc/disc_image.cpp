@@ -6,6 +6,7 @@
 #include "common/cd_sector.h"
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/disc_openers.h"
 
 namespace ebf {
@@ -111,13 +112,24 @@ DiscOpenResult OpenDiscImage(const std::string& path, const DiscOpenOptions& opt
   const std::string ext = Extension4(path);
   if (ext == ".CUE") return OpenCueDisc(path, options);
   if (ext == ".CHD") return OpenChdDisc(path);
-  if (ext == ".IMG") {
+  // A CloneCD sheet beside an image of any of the names it is kept under: CloneCD's .img,
+  // or the .bin and .iso that extractions write beside their .ccd.
+  if (ext == ".IMG" || ext == ".BIN" || ext == ".ISO") {
     const std::string ccd = Companion(path, ".ccd");
     if (IsFile(ccd)) return OpenCcdDisc(path, ccd, options);
   }
   if (ext == ".MDF") {
     const std::string mds = Companion(path, ".mds");
     if (IsFile(mds)) return OpenMdsDisc(path, mds);
+  }
+  // A sheet chosen for its image: the image beside it.
+  if (ext == ".CCD") {
+    const std::string image = CcdImagePath(path);
+    if (IsFile(image)) return OpenCcdDisc(image, path, options);
+  }
+  if (ext == ".MDS") {
+    const std::string mdf = Companion(path, ".mdf");
+    if (IsFile(mdf)) return OpenMdsDisc(mdf, path);
   }
   return OpenPlainDisc(path, options);
 }

@@ -24,10 +24,12 @@ struct DiscTrack {
   int number = 0;  // 1-99
   TrackMode mode = TrackMode::Mode2;
   // Disc sectors (0 = the first sector of the prepared image, which lies at 00:02:00).
-  uint32_t start = 0;    // where the TOC puts the track: its first INDEX (or the sheet's INDEX 01)
+  // Where the TOC puts the track: where its pregap starts (its INDEX 00, or the first zero
+  // sector a PREGAP inserts), else its INDEX 01. Every layout of one disc agrees on it.
+  uint32_t start = 0;
   uint32_t index1 = 0;   // INDEX 01
   uint32_t length = 0;   // sectors from `start` up to the next track's start, or the disc's end
-  uint32_t pregap = 0;   // zero sectors inserted just before `start` (PREGAP), in no file
+  uint32_t pregap = 0;   // zero sectors inserted from `start` on (PREGAP), in no file
   uint32_t postgap = 0;  // zero sectors inserted after the track's data (POSTGAP)
   std::string file;      // the file that holds the sector at `start` ("" for an inserted gap)
   bool audio() const { return mode == TrackMode::Audio; }
@@ -75,9 +77,10 @@ struct DiscOpenResult {
   std::string message;  // why it could not be opened; set exactly when disc is null
 };
 
-// Opens a disc by its path: a CUE sheet; a CHD; an IMG with a CloneCD sheet (.ccd) beside
-// it; an MDF with an Alcohol sheet (.mds) beside it; otherwise the file as a plain image
-// (an ECM file as the image it was made from).
+// Opens a disc by its path: a CUE sheet; a CHD; an IMG, BIN or ISO with a CloneCD sheet
+// (.ccd) beside it, or the sheet itself; an MDF with an Alcohol sheet (.mds) beside it, or
+// the sheet itself; otherwise the file as a plain image (an ECM file as the image it was
+// made from).
 DiscOpenResult OpenDiscImage(const std::string& path, const DiscOpenOptions& options = {});
 // The file as a plain image, whatever lies beside it.
 DiscOpenResult OpenPlainDisc(const std::string& path, const DiscOpenOptions& options = {});

@@ -1,6 +1,7 @@
 // A disc from an MDF with an Alcohol descriptor (.mds) beside it. The MDF holds the disc's
 // sectors from sector 0 on, one after another, each of the size the track blocks give
-// (2,352, or 2,448 with subchannel); the tracks start where the blocks say.
+// (2,352, or 2,448 with subchannel); the tracks start where the blocks say, less the pregap
+// each track's extra block gives.
 #include "common/cd_sector.h"
 #include "common/files.h"
 #include "disc/disc_openers.h"
@@ -39,7 +40,7 @@ DiscOpenResult OpenMdsDisc(const std::string& mdfPath, const std::string& mdsPat
     if (sectorSize != 0 && b.sectorSize != sectorSize)
       return DiscFailure(which + " has sectors of another size than the tracks before it.");
     sectorSize = b.sectorSize;
-    if (tracks.empty() ? b.startSector != 0 : b.startSector <= tracks.back().start)
+    if (tracks.empty() ? b.startSector != 0 : b.startSector <= tracks.back().index1)
       return DiscFailure(which + " starts at sector " + std::to_string(b.startSector) +
                          (tracks.empty() ? "; the image must begin with track 1."
                                          : ", not after the track before it."));
@@ -58,6 +59,14 @@ DiscOpenResult OpenMdsDisc(const std::string& mdfPath, const std::string& mdsPat
              : (b.mode & 0x0F) == kModeNibbleMode1 ? TrackMode::Mode1
                                                    : TrackMode::Mode2;
     t.start = t.index1 = b.startSector;
+    // The pregap lies in the MDF before INDEX 01 and belongs to the track; track 1's is the
+    // two seconds no image holds.
+    if (!tracks.empty() && b.pregap > 0) {
+      if (b.pregap >= b.startSector - tracks.back().index1)
+        return DiscFailure(which + " has a pregap of " + std::to_string(b.pregap) +
+                           " sectors, which reaches back past the start of the track before it.");
+      t.start = b.startSector - b.pregap;
+    }
     tracks.push_back(t);
   }
   if (tracks.empty()) return DiscFailure(name + " lists no tracks.");
@@ -68,7 +77,7 @@ DiscOpenResult OpenMdsDisc(const std::string& mdfPath, const std::string& mdsPat
   const MdsTrackBlock* last = nullptr;
   for (const MdsTrackBlock& b : parse.sheet.sessions[0].blocks)
     if (b.point == tracks.back().number) last = &b;
-  const uint64_t needed = uint64_t{tracks.back().start} + (last->hasExtra ? last->length : 1);
+  const uint64_t needed = uint64_t{tracks.back().index1} + (last->hasExtra ? last->length : 1);
   const uint64_t held = parts.extents.empty() ? 0 : parts.extents.back().count;
   if (held < needed)
     return DiscFailure(FileNameOf(mdfPath) + " holds " + std::to_string(held) +

@@ -5,6 +5,7 @@
 
 #include "common/files.h"
 #include "common/text.h"
+#include "disc/classify.h"
 #include "disc/cue_sheet.h"
 #include "disc/disc_file.h"
 #include "disc/disc_image.h"
@@ -85,7 +86,7 @@ ResolvedInput ResolveInput(const std::string& chosen, const ResolveContext& cont
   }
   std::string ext = Extension4(path);
   if (ext == ".CCD") {
-    path = ResolveCaseBlind(LessLastFour(path) + ".img");
+    path = CcdImagePath(path);
   } else if (ext == ".BIN") {
     std::string cue = ResolveCaseBlind(LessLastFour(path) + ".cue");
     if (FileSize(cue) && questions.AskYesNo(kBinHasCueQuestion, false)) path = cue;

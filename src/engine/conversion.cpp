@@ -308,6 +308,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
+    if (!prep.warning.empty()) result.warnings.push_back(prep.warning);
     // The disc's patches go onto the prepared image (engine/patch_run.h).
     Outcome patched = PatchPreparedDisc(plan, disc, images.back(), temp, progress, cancel);
     if (!patched.succeeded())

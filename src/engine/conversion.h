@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "common/cancel.h"
 #include "common/outcome.h"
@@ -34,6 +35,7 @@ struct ConversionResult {
   std::string package;   // the package made, patched or rebuilt (on success)
   bool rebuilt = false;  // a package input rebuilt into a new file (`package` names it)
   uint64_t palPatches = 0;
+  std::vector<std::string> warnings;  // what the package made lacks (kMsgUnpaddedIso), logged too
 };
 
 // Knobs the tests turn: the volume's free space and the converter's poll interval.

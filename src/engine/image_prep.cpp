@@ -123,6 +123,7 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
                                  const std::string& tocName) {
   const DiscOpenOptions options{addIsoPadding};
   DiscOpenResult opened;
+  std::string warning;
   if (plainImage) {
     opened = OpenPlainDisc(inputPath, options);
   } else if (Extension4(inputPath) == ".CUE" && IsOneFileSheet(inputPath)) {
@@ -130,21 +131,31 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
     // gives it, the file it names prepared like any image; but a sheet that would make a
     // broken disc is refused as any sheet is.
     CuePreparation cue = PrepareCue(inputPath, outputFolder, options, tocName);
-    if (!cue.result.empty()) return {Outcome::Failed(cue.result), {}};
+    if (!cue.result.empty()) return {Outcome::Failed(cue.result), {}, {}};
     opened = OpenPlainDisc(cue.imagePath, options);
   } else {
     opened = OpenDiscImage(inputPath, options);
     if (opened.disc && !opened.disc->info().sheet.empty()) {
       std::string error = WriteIsoToc(BuildDiscToc(opened.disc->info()), outputFolder, tocName);
-      if (!error.empty()) return {Outcome::Failed(error), {}};
+      if (!error.empty()) return {Outcome::Failed(error), {}, {}};
+    } else if (opened.disc && !addIsoPadding &&
+               PlainImageFormat(inputPath, true) == SectorFormat::Iso2048) {
+      // The settings keep the ISO's bytes as they are; the TOC still tells the disc's length
+      // in its own sectors, not in the 2,352-byte sectors the converter cuts the bytes into.
+      DiscInfo iso = opened.disc->info();
+      iso.sectorCount = PlainImagePartsAs(inputPath, SectorFormat::Iso2048).info.tracks[0].length;
+      std::string error = WriteIsoToc(BuildDiscToc(iso), outputFolder, tocName);
+      if (!error.empty()) return {Outcome::Failed(error), {}, {}};
+      warning = ReplaceAll(kMsgUnpaddedIso, "%s", FileNameOf(inputPath));
+      progress.Log(warning + "\r\n");
     }
   }
-  if (!opened.disc) return {Outcome::Failed(opened.message), {}};
+  if (!opened.disc) return {Outcome::Failed(opened.message), {}, {}};
   DiscImage& disc = *opened.disc;
   const char* caption = kCaptionJoin;
   switch (disc.info().assembly) {
     case DiscAssembly::File:
-      return {Outcome::Success(), disc.info().wholeFile};
+      return {Outcome::Success(), disc.info().wholeFile, warning};
     case DiscAssembly::IsoPadding:
       caption = kCaptionPadding;
       break;
@@ -158,7 +169,7 @@ DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string
       break;
   }
   Outcome written = WriteDiscImage(disc, tempBin, caption, progress, cancel);
-  return {written, written.succeeded() ? tempBin : std::string()};
+  return {written, written.succeeded() ? tempBin : std::string(), warning};
 }
 
 uint64_t ExpectedEbootSize(const std::string& imagePath, const std::string assetPaths[5],

@@ -35,16 +35,23 @@ Outcome PadIsoToRaw(const std::string& isoPath, const std::string& outPath, Prog
 Outcome StripSubchannel(const std::string& imagePath, const std::string& outPath,
                         Progress& progress, CancelToken& cancel);
 
+inline constexpr const char* kMsgUnpaddedIso =
+    "ISO padding is off, so the 2,048-byte sectors of %s are stored without raw headers: the "
+    "package will not start in emulators.";
+
 struct DiscPreparation {
   Outcome outcome = Outcome::Success();
   std::string imagePath;  // what the converter is given: the user's file or `tempBin`
+  std::string warning;    // what the package will lack, also logged ("" when nothing)
 };
 // The whole preparation of a disc input. A CUE sheet of one file without gaps is read as it
 // always was (PrepareCue), unless its disc would come out broken; a CUE sheet of several
 // files, an IMG with a .ccd beside it and an MDF with an .mds beside it get ISO.TOC from
 // their sheet in the output folder (ending in the separator). The image is the user's file when it
 // already is the disc's raw sectors, else it is written to `tempBin`. `plainImage` reads the input
-// as a plain image whatever lies beside it (a package's extracted image).
+// as a plain image whatever lies beside it (a package's extracted image). A plain ISO of
+// 2,048-byte sectors with padding off goes to the converter as it is, with an ISO.TOC that
+// gives the disc its length in the ISO's sectors, and the warning kMsgUnpaddedIso.
 DiscPreparation PrepareDiscImage(const std::string& inputPath, const std::string& outputFolder,
                                  const std::string& tempBin, bool addIsoPadding, bool plainImage,
                                  Progress& progress, CancelToken& cancel,

@@ -1,7 +1,6 @@
 #include "engine/verify.h"
 
 #include <openssl/evp.h>
-#include <openssl/sha.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -14,7 +13,7 @@
 #include "common/file_io.h"
 #include "disc/disc_image.h"
 #include "engine/dat_file.h"
-#include "pbp/block_reader.h"
+#include "pbp/block_rounds.h"
 #include "pbp/container.h"
 #include "pbp/disc_table.h"
 #include "pbp/extract.h"
@@ -26,9 +25,6 @@ namespace {
 using pbp::kBlockSize;
 using pbp::kSectorSize;
 using pbp::kSectorsPerBlock;
-
-// Blocks each worker decodes per round; two rounds' worth of blocks are held at once.
-constexpr uint64_t kBlocksPerWorker = 32;
 
 std::string Hex(const uint8_t* p, std::size_t n) {
   static const char digits[] = "0123456789abcdef";
@@ -58,31 +54,6 @@ std::string FinishDigest(EVP_MD_CTX* c) {
   return Hex(out, len);
 }
 
-// What our converter writes at the end of the index, whatever became of the blocks: a
-// marker of 1 (u16 at +6) on every real block and, last, the padding block of 16 zero sectors
-// with marker 0 and the digest of those zeros. Another tool's package fits this only if its
-// digests are of our kind too.
-bool WrittenByOurConverter(const pbp::DiscImageLayout& layout) {
-  if (layout.blocks.size() < 2) return false;
-  auto marker = [](const pbp::BlockRef& b) { return b.length >> 16; };
-  for (std::size_t i = 0; i + 1 < layout.blocks.size(); ++i)
-    if (marker(layout.blocks[i]) != 1) return false;
-  const pbp::BlockRef& padding = layout.blocks.back();
-  if (marker(padding) != 0) return false;
-  const Bytes zeros(kBlockSize, 0);
-  uint8_t sha[SHA_DIGEST_LENGTH];
-  SHA1(zeros.data(), zeros.size(), sha);
-  return std::memcmp(sha, padding.digest.data(), padding.digest.size()) == 0;
-}
-
-// What decoding one block found.
-struct BlockOutcome {
-  pbp::BlockStatus status = pbp::BlockStatus::Ok;
-  std::size_t made = 0;
-  bool digestCarried = false;  // the field is not all zero
-  bool digestEqual = false;
-};
-
 class Verifier {
  public:
   Verifier(const std::string& path, const VerifyOptions& options, Progress& progress,
@@ -95,16 +66,12 @@ class Verifier {
   std::string TrackName(uint64_t sector) const;
   std::string BlockName(uint64_t block) const;
   void CheckExtents();
-  void DecodeRange(File& file, uint64_t first, uint64_t count, uint8_t* out,
-                   BlockOutcome* outcomes);
-  void DecodeRound(uint64_t first, uint64_t count, Bytes& buffer,
-                   std::vector<BlockOutcome>& outcomes);
   // Track slices of the sectors [first, first + count) held in `data`.
   template <typename Fn>
   void ForEachTrackSlice(uint64_t first, uint64_t count, const uint8_t* data, Fn fn) const;
-  void HashRound(uint64_t firstBlock, uint64_t count, const Bytes& buffer);
-  void CompareRound(uint64_t firstBlock, uint64_t count, const Bytes& buffer);
-  void Conclude();
+  void HashRound(uint64_t firstBlock, uint64_t count, const uint8_t* data);
+  void CompareRound(uint64_t firstBlock, uint64_t count, const uint8_t* data);
+  void Conclude(const pbp::DigestTally& digests);
   void LookUpDat();
 
   const std::string& path_;
@@ -115,13 +82,9 @@ class Verifier {
   VerifyReport report_;
   pbp::DiscImageLayout layout_;
   pbp::PackageDisc disc_;
-  unsigned workers_ = 1;
 
   std::vector<uLong> crc_;
   std::vector<EvpContext> md5_, sha1_;
-  uint64_t digestsCarried_ = 0, digestsEqual_ = 0;
-  bool ours_ = false;
-  std::vector<uint64_t> digestMismatches_;
 
   std::unique_ptr<DiscImage> source_;
   Bytes sourceBuffer_;
@@ -164,46 +127,6 @@ void Verifier::CheckExtents() {
         " bytes): the package is cut short.");
 }
 
-void Verifier::DecodeRange(File& file, uint64_t first, uint64_t count, uint8_t* out,
-                           BlockOutcome* outcomes) {
-  pbp::BlockReader reader(file, layout_.fileSize, layout_.section);
-  static const pbp::BlockDigestField zero{};
-  for (uint64_t k = 0; k < count; ++k) {
-    const pbp::BlockRef& b = layout_.blocks[first + k];
-    std::span<uint8_t> block(out + k * kBlockSize, kBlockSize);
-    BlockOutcome& o = outcomes[k];
-    o = BlockOutcome{};
-    o.status = reader.Read(b, block, o.made);
-    if (o.status != pbp::BlockStatus::Ok || o.made < kBlockSize)
-      std::memset(block.data() + o.made, 0, kBlockSize - o.made);
-    o.digestCarried = b.digest != zero;
-    if (o.digestCarried) {
-      uint8_t sha[SHA_DIGEST_LENGTH];
-      SHA1(block.data(), block.size(), sha);
-      o.digestEqual = std::memcmp(sha, b.digest.data(), b.digest.size()) == 0;
-    }
-  }
-}
-
-void Verifier::DecodeRound(uint64_t first, uint64_t count, Bytes& buffer,
-                           std::vector<BlockOutcome>& outcomes) {
-  outcomes.assign(count, {});
-  std::vector<std::future<void>> jobs;
-  const uint64_t per = (count + workers_ - 1) / workers_;
-  for (uint64_t at = 0; at < count; at += per) {
-    const uint64_t n = std::min(per, count - at);
-    jobs.push_back(std::async(std::launch::async, [this, first, at, n, &buffer, &outcomes] {
-      File f(path_, File::Mode::Read);
-      if (!f) {
-        for (uint64_t k = at; k < at + n; ++k) outcomes[k].status = pbp::BlockStatus::ReadFailed;
-        return;
-      }
-      DecodeRange(f, first + at, n, buffer.data() + at * kBlockSize, outcomes.data() + at);
-    }));
-  }
-  for (auto& j : jobs) j.get();
-}
-
 template <typename Fn>
 void Verifier::ForEachTrackSlice(uint64_t first, uint64_t count, const uint8_t* data, Fn fn) const {
   for (std::size_t t = 0; t < disc_.tracks.size(); ++t) {
@@ -214,12 +137,11 @@ void Verifier::ForEachTrackSlice(uint64_t first, uint64_t count, const uint8_t* 
   }
 }
 
-void Verifier::HashRound(uint64_t firstBlock, uint64_t count, const Bytes& buffer) {
+void Verifier::HashRound(uint64_t firstBlock, uint64_t count, const uint8_t* data) {
   const uint64_t first = firstBlock * kSectorsPerBlock;
   const uint64_t sectors = std::min<uint64_t>(count * kSectorsPerBlock,
                                               first < disc_.sectors ? disc_.sectors - first : 0);
   if (sectors == 0) return;
-  const uint8_t* data = buffer.data();
   // The three sums each run through the round on a thread of their own.
   auto crc = std::async(std::launch::async, [&] {
     ForEachTrackSlice(first, sectors, data, [&](std::size_t t, const uint8_t* p, uint64_t n) {
@@ -234,12 +156,12 @@ void Verifier::HashRound(uint64_t firstBlock, uint64_t count, const Bytes& buffe
   ForEachTrackSlice(first, sectors, data, [&](std::size_t t, const uint8_t* p, uint64_t n) {
     EVP_DigestUpdate(sha1_[t].get(), p, n);
   });
-  if (source_) CompareRound(firstBlock, count, buffer);
+  if (source_) CompareRound(firstBlock, count, data);
   crc.get();
   md5.get();
 }
 
-void Verifier::CompareRound(uint64_t firstBlock, uint64_t count, const Bytes& buffer) {
+void Verifier::CompareRound(uint64_t firstBlock, uint64_t count, const uint8_t* data) {
   if (againstDone_) return;
   const uint64_t first = firstBlock * kSectorsPerBlock;
   const uint64_t limit = std::min<uint64_t>(disc_.sectors, source_->info().sectorCount);
@@ -254,7 +176,7 @@ void Verifier::CompareRound(uint64_t firstBlock, uint64_t count, const Bytes& bu
     return;
   }
   for (uint64_t s = 0; s < sectors; ++s) {
-    if (std::memcmp(src.data() + s * kSectorSize, buffer.data() + s * kSectorSize, kSectorSize)) {
+    if (std::memcmp(src.data() + s * kSectorSize, data + s * kSectorSize, kSectorSize)) {
       report_.againstText =
           "sector " + std::to_string(first + s) + " (" + TrackName(first + s) + ") differs first";
       againstDone_ = true;
@@ -263,17 +185,15 @@ void Verifier::CompareRound(uint64_t firstBlock, uint64_t count, const Bytes& bu
   }
 }
 
-void Verifier::Conclude() {
-  if (digestsCarried_ == 0) {
+void Verifier::Conclude(const pbp::DigestTally& digests) {
+  if (digests.carried() == 0) {
     report_.digests = DigestCheck::Absent;
-  } else if (digestsEqual_ == 0 && !ours_) {
-    // Not one agrees: fields of another kind, unless the package is one of ours (then every
-    // block it carries is damaged).
+  } else if (!digests.Known()) {
     report_.digests = DigestCheck::Foreign;
   } else {
     report_.digests = DigestCheck::Checked;
-    report_.digestMismatches = digestMismatches_.size();
-    for (uint64_t b : digestMismatches_)
+    report_.digestMismatches = digests.mismatches().size();
+    for (uint64_t b : digests.mismatches())
       report_.problems.push_back(BlockName(b) + " does not match its digest.");
   }
   for (std::size_t t = 0; t < disc_.tracks.size(); ++t) {
@@ -349,7 +269,7 @@ VerifyReport Verifier::Run() {
     return report_;
   }
   if (!options_.against.empty()) {
-    DiscOpenResult opened = OpenDiscImage(options_.against, {options_.addIsoPadding});
+    DiscOpenResult opened = OpenDiscImage(options_.against, {.addIsoPadding = true});
     if (!opened.disc) {
       report_.error = opened.message;
       return report_;
@@ -357,8 +277,7 @@ VerifyReport Verifier::Run() {
     source_ = std::move(opened.disc);
   }
   report_.blocks = layout_.blocks.size();
-  ours_ = WrittenByOurConverter(layout_);
-  workers_ =
+  const unsigned workers =
       options_.threads ? options_.threads : std::max(1u, std::thread::hardware_concurrency());
   for (std::size_t t = 0; t < disc_.tracks.size(); ++t) {
     crc_.push_back(crc32_z(0, nullptr, 0));
@@ -368,25 +287,15 @@ VerifyReport Verifier::Run() {
   CheckExtents();
 
   const uint64_t n = layout_.blocks.size();
-  const uint64_t round = kBlocksPerWorker * workers_;
-  Bytes current(round * kBlockSize), next(round * kBlockSize);
-  if (source_) sourceBuffer_.resize(round * kBlockSize);
-  std::vector<BlockOutcome> outcomes, nextOutcomes;
+  pbp::DigestTally digests(layout_);
   Stage stage(progress_, "Verifying...");
-  uint64_t at = 0;
-  uint64_t count = std::min(round, n);
-  DecodeRound(0, count, current, outcomes);
-  while (count > 0) {
-    // The next round decodes while this one is summed and compared.
-    const uint64_t nextAt = at + count;
-    const uint64_t nextCount = std::min(round, n - nextAt);
-    std::future<void> decoding;
-    if (nextCount > 0)
-      decoding = std::async(std::launch::async,
-                            [&] { DecodeRound(nextAt, nextCount, next, nextOutcomes); });
-    for (uint64_t k = 0; k < count; ++k) {
-      const BlockOutcome& o = outcomes[k];
-      const uint64_t block = at + k;
+  // The next round is decoded while this one is summed and compared.
+  pbp::BlockRounds rounds(path_, layout_, n, workers);
+  for (pbp::BlockRound round = rounds.Next(); round.count > 0; round = rounds.Next()) {
+    if (source_) sourceBuffer_.resize(round.count * kBlockSize);
+    for (uint64_t k = 0; k < round.count; ++k) {
+      const pbp::DecodedBlock& o = round.blocks[k];
+      const uint64_t block = round.first + k;
       if (o.status == pbp::BlockStatus::InflateFailed)
         report_.problems.push_back(BlockName(block) + " does not inflate.");
       else if (o.status == pbp::BlockStatus::ReadFailed)
@@ -394,27 +303,17 @@ VerifyReport Verifier::Run() {
       else if (o.made < kBlockSize)
         report_.problems.push_back(BlockName(block) + " inflates to " + std::to_string(o.made) +
                                    " bytes instead of " + std::to_string(kBlockSize) + ".");
-      if (o.digestCarried) {
-        ++digestsCarried_;
-        if (o.digestEqual)
-          ++digestsEqual_;
-        else
-          digestMismatches_.push_back(block);
-      }
+      digests.Add(block, o);
     }
-    HashRound(at, count, current);
-    if (decoding.valid()) decoding.get();
-    at = nextAt;
-    count = nextCount;
-    current.swap(next);
-    outcomes.swap(nextOutcomes);
-    stage.Advance(at, n);
-    if (count > 0 && cancel_.Take()) {
+    HashRound(round.first, round.count, round.bytes);
+    const uint64_t done = round.first + round.count;
+    stage.Advance(done, n);
+    if (done < n && cancel_.Take()) {
       report_.cancelled = true;
       return report_;
     }
   }
-  Conclude();
+  Conclude(digests);
   if (!options_.dat.empty()) LookUpDat();
   stage.Done();
   return report_;

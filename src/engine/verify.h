@@ -14,11 +14,11 @@
 namespace ebf {
 
 struct VerifyOptions {
-  int disc = 0;         // the disc of a package of several (from 1); 0 = every disc
-  std::string against;  // a disc image to compare with ("" = none; one disc only)
-  // A plain 2,048-byte source is read as a conversion with this setting reads it (raw
-  // headers added, or the bytes taken as they are).
-  bool addIsoPadding = false;
+  int disc = 0;  // the disc of a package of several (from 1); 0 = every disc
+  // A disc image to compare with ("" = none; one disc only), read as the disc it stands
+  // for: a plain ISO of 2,048-byte sectors as raw sectors with headers, what a package of it
+  // must hold to start, whatever the padding setting made of it.
+  std::string against;
   std::string dat;       // an XML DAT to look the tracks up in ("" = none)
   unsigned threads = 0;  // 0 = every core
 };

@@ -40,9 +40,10 @@ class WindowReader {
     const bool inWindow = pos >= start_ && pos < start_ + len_;
     const bool tooShort = whole && pos + maxLen > start_ + len_ && start_ + len_ < size_;
     if (!inWindow || tooShort) {
-      std::size_t want = static_cast<std::size_t>(std::min<uint64_t>(buf_.size(), size_ - pos));
+      uint64_t want = std::min<uint64_t>(buf_.size(), size_ - pos);
+      if (limit_ > pos) want = std::min(want, std::max<uint64_t>(limit_ - pos, maxLen));
       if (!f_.Seek(pos)) return false;
-      std::size_t got = f_.Read(std::span<uint8_t>(buf_.data(), want));
+      std::size_t got = f_.Read(std::span<uint8_t>(buf_.data(), static_cast<std::size_t>(want)));
       start_ = pos;
       len_ = got;
       if (got == 0) return false;
@@ -52,9 +53,12 @@ class WindowReader {
     return true;
   }
 
+  void Limit(uint64_t end) { limit_ = end; }
+
  private:
   File& f_;
   uint64_t size_;
+  uint64_t limit_ = 0;
   Bytes buf_;
   uint64_t start_ = 0;
   std::size_t len_ = 0;
@@ -189,6 +193,10 @@ BlockReader::~BlockReader() = default;
 
 uint64_t BlockReader::FileOffset(const BlockRef& block) const {
   return impl_->dataStart + block.offset;
+}
+
+void BlockReader::LimitReadAhead(uint64_t end) {
+  impl_->reader.Limit(end);
 }
 
 BlockStatus BlockReader::Read(const BlockRef& b, std::span<uint8_t> out, std::size_t& made) {

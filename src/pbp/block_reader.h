@@ -32,6 +32,10 @@ class BlockReader {
   // The absolute file offset of a block's bytes.
   uint64_t FileOffset(const BlockRef& block) const;
 
+  // Reading ahead stops at this file offset (where the blocks this reader is given end),
+  // unless a block itself reaches further; 0 lifts the limit.
+  void LimitReadAhead(uint64_t end);
+
  private:
   struct Impl;
   std::unique_ptr<Impl> impl_;

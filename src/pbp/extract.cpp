@@ -6,12 +6,14 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <thread>
 
 #include "common/async_writer.h"
 #include "common/bytes.h"
 #include "common/files.h"
 #include "common/staged_files.h"
 #include "pbp/block_reader.h"
+#include "pbp/block_rounds.h"
 #include "pbp/container.h"
 #include "pbp/disc_table.h"
 #include "pbp/toc.h"
@@ -23,6 +25,8 @@ constexpr uint64_t kProgressEvery = 32;
 // Output goes to the file in pieces of this many blocks, written while the next ones
 // inflate.
 constexpr uint64_t kWriteChunkBlocks = 16;
+// Threads that inflate and digest blocks, at most: more would only wait for the disk.
+constexpr unsigned kExtractionThreads = 4;
 
 std::string CannotWrite(const std::string& path, const std::string& why) {
   return "Could not write \"" + path + "\": " + why;
@@ -114,15 +118,14 @@ std::string BlockFailureText(BlockStatus status, uint64_t block, uint64_t fileOf
   return "The EBOOT could not be read at " + where + ": " + why;
 }
 
-Outcome WriteSectors(File& in, const DiscImageLayout& layout,
+Outcome WriteSectors(const std::string& packagePath, const DiscImageLayout& layout,
                      const std::vector<SectorTarget>& targets, Progress& progress,
                      CancelToken& cancel) {
   if (targets.empty()) return Outcome::Success();
   const uint64_t endSector = targets.back().first + targets.back().count;
   const uint64_t n = std::min<uint64_t>(layout.blocks.size(),
                                         (endSector + kSectorsPerBlock - 1) / kSectorsPerBlock);
-  BlockReader reader(in, layout.fileSize, layout.section);
-  Bytes block(kBlockSize, 0);
+  const uint64_t dataStart = layout.section + kPsarBlockDataPos;
   std::size_t target = 0;
   auto out = std::make_unique<File>();
   std::unique_ptr<AsyncWriter> writer;
@@ -142,35 +145,56 @@ Outcome WriteSectors(File& in, const DiscImageLayout& layout,
     return {};
   };
   if (std::string err = openTarget(); !err.empty()) return Outcome::Failed(err);
-  for (uint64_t i = 0; i < n; ++i) {
-    if ((i + 1) % kProgressEvery == 0) {
-      progress.Advance(i, n);
-      if (cancel.Take()) return Outcome::Cancelled();
-    }
-    const BlockRef& b = layout.blocks[i];
-    std::size_t made = 0;
-    BlockStatus st = reader.Read(b, block, made);
-    if (st != BlockStatus::Ok)
-      return Outcome::Failed(BlockFailureText(st, i, reader.FileOffset(b), in.LastError()));
-    // The block's sectors go to the targets that cover them, in order.
-    uint64_t sector = i * kSectorsPerBlock;
-    const uint64_t blockEnd = sector + kSectorsPerBlock;
-    while (sector < blockEnd && target < targets.size()) {
-      const SectorTarget& t = targets[target];
-      const uint64_t tEnd = t.first + t.count;
-      if (sector >= tEnd) {
-        if (std::string err = closeTarget(); !err.empty()) return Outcome::Failed(err);
-        if (++target == targets.size()) break;
-        if (std::string err = openTarget(); !err.empty()) return Outcome::Failed(err);
-        continue;
+  // Blocks are inflated and their digests checked on other threads, ahead of the writing.
+  BlockRounds rounds(packagePath, layout, n,
+                     std::clamp(std::thread::hardware_concurrency(), 1u, kExtractionThreads));
+  DigestTally digests(layout);
+  // A block that inflates short keeps the previous block's bytes in its tail.
+  Bytes previous(kBlockSize, 0);
+  for (BlockRound round = rounds.Next(); round.count > 0; round = rounds.Next()) {
+    for (uint64_t k = 0; k < round.count; ++k) {
+      const uint64_t i = round.first + k;
+      if ((i + 1) % kProgressEvery == 0) {
+        progress.Advance(i, n);
+        if (cancel.Take()) return Outcome::Cancelled();
       }
-      const uint64_t upTo = std::min(blockEnd, tEnd);
-      const std::size_t from =
-          static_cast<std::size_t>((sector - i * kSectorsPerBlock) * kSectorSize);
-      const std::size_t len = static_cast<std::size_t>((upTo - sector) * kSectorSize);
-      if (!writer->Write(std::span<const uint8_t>(block.data() + from, len)))
-        return Outcome::Failed(CannotWrite(t.shownAs, writer->TakeError()));
-      sector = upTo;
+      const DecodedBlock& decoded = round.blocks[k];
+      const uint64_t at = dataStart + layout.blocks[i].offset;
+      if (decoded.status != BlockStatus::Ok)
+        return Outcome::Failed(BlockFailureText(decoded.status, i, at, decoded.why));
+      digests.Add(i, decoded);
+      if (digests.Known() && !digests.mismatches().empty()) {
+        const uint64_t bad = digests.mismatches().front();
+        return Outcome::Failed("The EBOOT \"" + packagePath + "\" is damaged: disc image block " +
+                               std::to_string(bad) + ", at byte " +
+                               std::to_string(dataStart + layout.blocks[bad].offset) +
+                               ", does not match its digest.");
+      }
+      uint8_t* block = round.bytes + k * kBlockSize;
+      const uint8_t* before = k > 0 ? block - kBlockSize : previous.data();
+      if (decoded.made < kBlockSize)
+        std::memcpy(block + decoded.made, before + decoded.made, kBlockSize - decoded.made);
+      if (k + 1 == round.count) std::memcpy(previous.data(), block, kBlockSize);
+      // The block's sectors go to the targets that cover them, in order.
+      uint64_t sector = i * kSectorsPerBlock;
+      const uint64_t blockEnd = sector + kSectorsPerBlock;
+      while (sector < blockEnd && target < targets.size()) {
+        const SectorTarget& t = targets[target];
+        const uint64_t tEnd = t.first + t.count;
+        if (sector >= tEnd) {
+          if (std::string err = closeTarget(); !err.empty()) return Outcome::Failed(err);
+          if (++target == targets.size()) break;
+          if (std::string err = openTarget(); !err.empty()) return Outcome::Failed(err);
+          continue;
+        }
+        const uint64_t upTo = std::min(blockEnd, tEnd);
+        const std::size_t from =
+            static_cast<std::size_t>((sector - i * kSectorsPerBlock) * kSectorSize);
+        const std::size_t len = static_cast<std::size_t>((upTo - sector) * kSectorSize);
+        if (!writer->Write(std::span<const uint8_t>(block + from, len)))
+          return Outcome::Failed(CannotWrite(t.shownAs, writer->TakeError()));
+        sector = upTo;
+      }
     }
   }
   if (target < targets.size()) {
@@ -215,8 +239,8 @@ Outcome ExtractDiscImage(const std::string& ebootPath, const std::string& output
   if (replace.onlyAsk) return Outcome::Success();
   if (std::string err = staged.Note(); !err.empty()) return Outcome::Failed(err);
   Stage stage(progress, "Extracting ISO...");
-  Outcome result =
-      WriteSectors(in, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}}, progress, cancel);
+  Outcome result = WriteSectors(ebootPath, layout, {{temp, 0, n * kSectorsPerBlock, outputPath}},
+                                progress, cancel);
   if (!result.succeeded()) return result;
   for (std::size_t i = 0; i < tocs.size(); ++i) {
     File f(tocTemps[i], File::Mode::Write);

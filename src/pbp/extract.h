@@ -87,9 +87,10 @@ struct SectorTarget {
 };
 
 // Reads the blocks in order and writes their sectors to the targets (created or
-// truncated); progress and cancel every 32 blocks. A failure names the failing block and
-// its offset, or the file that could not be written. Written files are left to the caller.
-Outcome WriteSectors(File& package, const DiscImageLayout& layout,
+// truncated); progress and cancel every 32 blocks. Where the package carries our block
+// digests, every block must match its own. A failure names the failing block and its
+// offset, or the file that could not be written. Written files are left to the caller.
+Outcome WriteSectors(const std::string& packagePath, const DiscImageLayout& layout,
                      const std::vector<SectorTarget>& targets, Progress& progress,
                      CancelToken& cancel);
 

@@ -35,9 +35,9 @@ std::string TrackLines(const SheetTrack& t, uint32_t at) {
   else
     std::snprintf(head, sizeof head, "  TRACK %02d MODE%d/2352\r\n", t.track.number, t.mode);
   std::string lines = head;
-  if (t.track.audio && t.silentPregap) {
+  if (t.track.audio && t.pregap) {
     lines += "    INDEX 00 " + Msf(at) + "\r\n";
-    lines += "    INDEX 01 " + Msf(at + kSilentPregapSectors) + "\r\n";
+    lines += "    INDEX 01 " + Msf(at + kPregapSectors) + "\r\n";
   } else {
     lines += "    INDEX 01 " + Msf(at) + "\r\n";
   }

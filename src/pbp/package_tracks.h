@@ -27,15 +27,16 @@ struct PackageDisc {
 // Returns "" or a message saying what in the table cannot be used.
 std::string ReadPackageDisc(const DiscImageLayout& layout, PackageDisc& out);
 
-// Sectors of digital silence that let a sheet give an audio track INDEX 00 before INDEX 01.
-inline constexpr uint32_t kSilentPregapSectors = 150;
+// The pregap a sheet gives an audio track, INDEX 00 to INDEX 01: two seconds.
+inline constexpr uint32_t kPregapSectors = 150;
 
 // How a track appears in a sheet. `mode` is 1 or 2 for a data track (its first sector's
-// mode byte), ignored for audio; `silentPregap` says the first 150 sectors are all zero.
+// mode byte), ignored for audio; `pregap` says the track starts with two seconds of pregap:
+// INDEX 00 at its start, INDEX 01 150 sectors in.
 struct SheetTrack {
   PackageTrack track;
   int mode = 2;
-  bool silentPregap = false;
+  bool pregap = false;
 };
 
 // "Game (Track 1).bin" ... : "(Track 01)" once the disc has ten tracks or more; a
@@ -43,8 +44,8 @@ struct SheetTrack {
 std::vector<std::string> SplitTrackNames(const std::string& stem, std::size_t trackCount);
 
 // Sheet text, CR LF line ends. Split: one FILE per track, each track at 00:00:00 of its file
-// (INDEX 00 00:00:00 and INDEX 01 00:02:00 for a silent pregap). One file: every track at
-// its place in `binName`.
+// (INDEX 00 00:00:00 and INDEX 01 00:02:00 for a pregap). One file: every track at its place
+// in `binName`.
 std::string SplitSheet(const std::vector<SheetTrack>& tracks,
                        const std::vector<std::string>& fileNames);
 std::string OneFileSheet(const std::vector<SheetTrack>& tracks, const std::string& binName);

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/ansi.h"
-#include "common/text.h"
 
 namespace ebf::pbp {
 namespace {
@@ -22,11 +21,11 @@ std::string TakeSlice(const Bytes& b, std::size_t offset, std::size_t n) {
   return std::string(b.begin() + offset, b.begin() + offset + n);
 }
 
-// Text up to the first NUL, from ANSI.
+// Text up to the first NUL: UTF-8, or ANSI where it is not.
 std::string FromField(std::string raw) {
   auto nul = raw.find('\0');
   if (nul != std::string::npos) raw.resize(nul);
-  return AnsiToUtf8(raw);
+  return TextFileToUtf8(raw);
 }
 
 Bytes FixedAnsi(const std::string& text, std::size_t size) {
@@ -55,15 +54,27 @@ SfoFields ReadSfoFields(const Bytes& sfo) {
   return out;
 }
 
+std::string SfoTitle(const std::string& title) {
+  std::string utf8 = TextFileToUtf8(title);
+  if (utf8.size() <= kMaxTitleBytes) return utf8;
+  std::size_t cut = kMaxTitleBytes;
+  while (cut > 0 && (static_cast<uint8_t>(utf8[cut]) & 0xC0) == 0x80) --cut;  // continuation
+  utf8.resize(cut);
+  return utf8;
+}
+
 Bytes TitleField(const std::string& title) {
-  return FixedAnsi(title, kSfoTitleSize);
+  const std::string stored = SfoTitle(title);
+  Bytes out(kSfoTitleSize, 0);
+  std::copy(stored.begin(), stored.end(), out.begin());
+  return out;
 }
 
 std::string PatchSfo(Bytes& sfo, const std::string& title, const std::string& gameId) {
   if (sfo.size() < kSfoMinPatchSize)
     return "PARAM.SFO is too short to hold the title and game ID (" + std::to_string(sfo.size()) +
            " bytes, at least " + std::to_string(kSfoMinPatchSize) + " needed).";
-  sfo[kSfoTitleLengthPos] = static_cast<uint8_t>((CharCount(title) + 1) & 0xFF);
+  sfo[kSfoTitleLengthPos] = static_cast<uint8_t>(SfoTitle(title).size() + 1);
   Bytes id = FixedAnsi(gameId, kSfoDiscIdSize);
   std::copy(id.begin(), id.end(), sfo.begin() + kSfoDiscIdPos);
   Bytes t = TitleField(title);

@@ -31,14 +31,14 @@ bool ReadBack(const std::string& path, uint64_t offset, Bytes& out) {
   return f && f.Seek(offset) && f.ReadExact(out);
 }
 
-// The sheet's view of a written track: its data mode and whether its pregap is silent.
+// The sheet's view of a written track: its data mode, or whether the audio starts with a
+// pregap. Every track starts where its pregap does, but a package does not keep where INDEX
+// 01 lies; an audio track after the first is given the two seconds of pregap that discs
+// carry between tracks, silent or not.
 bool Describe(const std::string& path, uint64_t offset, const PackageTrack& t, SheetTrack& s) {
   s.track = t;
   if (t.audio) {
-    if (t.length <= kSilentPregapSectors) return true;
-    Bytes gap(kSilentPregapSectors * kSectorSize);
-    if (!ReadBack(path, offset, gap)) return false;
-    s.silentPregap = std::all_of(gap.begin(), gap.end(), [](uint8_t b) { return b == 0; });
+    s.pregap = t.number > 1 && t.length > kPregapSectors;
     return true;
   }
   Bytes head(kModeByte + 1);
@@ -108,7 +108,8 @@ Outcome ExtractTracks(const std::string& ebootPath, const std::string& output, T
   if (makeFolder && MakeFolders(folder)) made.path = folder;
 
   Stage stage(progress, "Extracting tracks...");
-  if (Outcome written = WriteSectors(in, layout, targets, progress, cancel); !written.succeeded())
+  if (Outcome written = WriteSectors(ebootPath, layout, targets, progress, cancel);
+      !written.succeeded())
     return written;
 
   std::vector<SheetTrack> sheet(disc.tracks.size());

@@ -108,9 +108,9 @@ class Pipeline {
       if (mapper.Open(source_.imagePath)) mappable = std::min(source_.imageSize, image.Size());
     }
     BlockEncoder encoder(level_);
-    BlockHasher hasher;
+    pbp::BlockHasher hasher;
     Bytes plain;
-    std::vector<BlockDigestValue> digests;
+    std::vector<pbp::BlockDigestValue> digests;
     EncodedRun encoded;
     encoded.data.reserve(size_t{kRunBlocks} * (kStoredStreamSize + 64));
     for (;;) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/mapped_view.h"
+#include "pbp/block_digest.h"
 #include "tarnwick/block_codec.h"
-#include "tarnwick/block_digest.h"
 
 namespace ebf::tarnwick {
 
@@ -25,7 +25,7 @@ struct BlockSource {
 
 struct EncodedBlockInfo {
   StoredForm form;
-  BlockDigestValue digest{};  // of the plain block
+  pbp::BlockDigestValue digest{};  // of the plain block
 };
 
 struct EncodedRun {

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <vector>
 
+#include "pbp/sfo.h"
+
 namespace ebf::tarnwick {
 namespace {
 
@@ -46,7 +48,7 @@ Bytes BuildPs1Sfo(const Ps1SfoValues& v) {
   entries.push_back(Number("PARENTAL_LEVEL", v.parentalLevel));
   entries.push_back(Text("PSP_SYSTEM_VER", v.systemVersion, 8));
   entries.push_back(Number("REGION", v.region));
-  entries.push_back(Text("TITLE", v.title, 128));
+  entries.push_back(Text("TITLE", pbp::SfoTitle(v.title), 128));
 
   Bytes keys;
   for (const Entry& e : entries) {

@@ -12,7 +12,7 @@ namespace ebf::tarnwick {
 inline constexpr size_t kPs1SfoSize = 944;
 
 struct Ps1SfoValues {
-  std::string title;   // ANSI bytes, at most 127
+  std::string title;   // UTF-8, stored as pbp::SfoTitle gives it (at most 127 bytes)
   std::string discId;  // "SLUS00594", at most 15
   std::string discVersion = "1.00";
   std::string license;  // at most 511

@@ -1,5 +1,7 @@
 #include "ui/main_window.h"
 
+#include <algorithm>
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QDragEnterEvent>
@@ -14,9 +16,11 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
+#include <QValidator>
 
 #include "app/theme.h"
 #include "common/text.h"
+#include "pbp/sfo.h"
 #include "ui/disc_list.h"
 #include "ui/patch_list.h"
 #include "ui/prompter.h"
@@ -34,6 +38,37 @@ QLabel* FieldLabel(const QString& text, QWidget* buddy, QWidget* parent) {
   l->setMinimumWidth(l->fontMetrics().horizontalAdvance(QStringLiteral("Compression:")) + 6);
   return l;
 }
+
+// Takes whole characters away from before `end` until `excess` bytes of UTF-8 are gone or
+// the text's start is reached; returns where the cut begins.
+qsizetype CutBefore(QString& text, qsizetype end, qsizetype& excess) {
+  qsizetype from = end;
+  while (from > 0 && excess > 0) {
+    const bool pair =
+        from >= 2 && text[from - 1].isLowSurrogate() && text[from - 2].isHighSurrogate();
+    const char16_t c = text[from - 1].unicode();
+    excess -= pair ? 4 : c < 0x80 ? 1 : c < 0x800 ? 2 : 3;
+    from -= pair ? 2 : 1;
+  }
+  text.remove(from, end - from);
+  return from;
+}
+
+// Holds the title box to what PARAM.SFO carries: at most 127 bytes of UTF-8. What is typed,
+// pasted or set beyond that is cut from the end of the new text (where the cursor stands),
+// whole characters at a time; a box already full takes no more.
+class TitleBytes : public QValidator {
+ public:
+  using QValidator::QValidator;
+  State validate(QString& text, int& pos) const override {
+    qsizetype excess = text.toUtf8().size() - static_cast<qsizetype>(pbp::kMaxTitleBytes);
+    if (excess <= 0) return Acceptable;
+    pos = static_cast<int>(CutBefore(text, pos > 0 ? pos : text.size(), excess));
+    if (excess > 0) CutBefore(text, text.size(), excess);
+    pos = std::min(pos, static_cast<int>(text.size()));
+    return Acceptable;
+  }
+};
 
 constexpr const char* kShownCaption = "    Customize the EBOOT (-)";
 constexpr const char* kHiddenCaption = "    Customize the EBOOT (+)";
@@ -112,6 +147,7 @@ QWidget* MainWindow::BuildInputBox() {
   txtTitle_ = new QLineEdit(box);
   txtTitle_->setObjectName(QStringLiteral("txtTitle"));
   txtTitle_->setPlaceholderText(QStringLiteral("The name shown in the PSP's game menu"));
+  txtTitle_->setValidator(new TitleBytes(txtTitle_));
   cmdGame_ = Button(QStringLiteral("&Select..."), "cmdGame", box);
   cmdGame_->setToolTip(QStringLiteral("Choose the game from the database"));
   cmdGameCust_ = Button(QStringLiteral("Cus&tom..."), "cmdGameCust", box);

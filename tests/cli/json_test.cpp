@@ -144,7 +144,8 @@ TEST(CliJson, QueriesPrintOneDocument) {
 
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SCES_003.44")));
   ASSERT_EQ(Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") +
-                         " --title 'Caf\xC3\xA9 Racer' --level 1 --yes")
+                         " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
+                         "\xE2\x98\x86 Caf\xC3\xA9' --level 1 --yes")
                 .exit,
             0);
   Ran info = Cli(dir, "info " + Q(dir / "out/EBOOT.PBP") + " --json");
@@ -152,7 +153,8 @@ TEST(CliJson, QueriesPrintOneDocument) {
   EXPECT_EQ(Python(dir, info.out, false,
                    "d[\"title\"], d[\"gameId\"], [s[\"name\"] for s in d[\"sections\"]], "
                    "d[\"fileSize\"], [t[\"type\"] for t in d[\"tracks\"]]"),
-            "('Caf\xC3\xA9 Racer', 'SCES00344', ['PARAM.SFO', 'ICON0.PNG', 'ICON1.PMF', "
+            "('\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB \xE2\x98\x86 "
+            "Caf\xC3\xA9', 'SCES00344', ['PARAM.SFO', 'ICON0.PNG', 'ICON1.PMF', "
             "'PIC0.PNG', 'PIC1.PNG', 'SND0.AT3', 'DATA.PSP', 'DATA.PSAR'], " +
                 SizeOf(dir / "out/EBOOT.PBP") + ", ['data'])\n");
 }

@@ -30,8 +30,8 @@ TEST(PackedImagesCli, ResolveShowsAChdsTracksAndBatchFindsEveryPackedDisc) {
   EXPECT_NE(r.output.find("track 01 = MODE2/2352 at 00:00:00 (sector 0), Mixed.chd\n"
                           "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
                           "Mixed.chd\n"
-                          "track 03 = AUDIO      at 00:09:70 (sector 745), pregap 00:01:00, "
-                          "Mixed.chd\n"
+                          "track 03 = AUDIO      at 00:08:70 (sector 670), INDEX 01 at 00:09:70, "
+                          "pregap 00:01:00, Mixed.chd\n"
                           "disc = 875 sectors (00:11:50)\n"),
             std::string::npos)
       << r.output;

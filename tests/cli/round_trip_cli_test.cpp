@@ -46,13 +46,11 @@ TEST(RoundTripCli, RedumpSetsComeBackFileForFile) {
   std::vector<Case> cases = {
       {test::WriteSoloRedumpSet(dir.MakeDir("solo")), "Solo (USA)",
        "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"},
-      // Pregaps that are not silence: every track starts at INDEX 01 of its file.
+      // Pregaps, silent or not: INDEX 00 at the file's start, INDEX 01 two seconds in, as
+      // Redump has.
       {test::WriteRedumpSet(dir.MakeDir("noisy")), "Game (USA)",
-       "FILE \"Game (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
-       "    INDEX 01 00:00:00\r\n"
-       "FILE \"Game (USA) (Track 2).bin\" BINARY\r\n  TRACK 02 AUDIO\r\n    INDEX 01 00:00:00\r\n"
-       "FILE \"Game (USA) (Track 3).bin\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 01 00:00:00\r\n"},
-      // Silent pregaps: INDEX 00 at the file's start, INDEX 01 two seconds in, as Redump has.
+       test::RedumpSheet(
+           {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin", "Game (USA) (Track 3).bin"})},
       {test::WriteSilentRedumpSet(dir.MakeDir("quiet")), "Quiet (USA)",
        "FILE \"Quiet (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
        "    INDEX 01 00:00:00\r\n"
@@ -98,11 +96,11 @@ TEST(RoundTripCli, OneFileAndCloneCdInputsComeBackAsTheSameSectors) {
       {"--quiet", "extract", dir / "one-pkg/EBOOT.PBP", dir / "one-back/Disc.cue", "--toc", "cue"});
   ASSERT_EQ(r.exitCode, 0) << r.output;
   EXPECT_TRUE(ReadFileBytes(dir / "one-back/Disc.bin") == one.disc);
-  // Tracks 2 and 3 start at 300 and 675; their pregaps are not silence.
+  // Tracks 2 and 3 start at their INDEX 00, 300 and 675; INDEX 01 stays two seconds in.
   EXPECT_EQ(ReadFileText(dir / "one-back/Disc.cue"),
             "FILE \"Disc.bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
-            "  TRACK 02 AUDIO\r\n    INDEX 01 00:04:00\r\n"
-            "  TRACK 03 AUDIO\r\n    INDEX 01 00:09:00\r\n");
+            "  TRACK 02 AUDIO\r\n    INDEX 00 00:04:00\r\n    INDEX 01 00:06:00\r\n"
+            "  TRACK 03 AUDIO\r\n    INDEX 00 00:09:00\r\n    INDEX 01 00:11:00\r\n");
   EXPECT_TRUE(Convert(dir / "one-back/Disc.cue", dir / "one-again", 5) == package);
 
   const test::DiscSet clone = test::WriteCloneCdSet(dir.MakeDir("clone"));

@@ -162,6 +162,14 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
   ASSERT_EQ(j["problems"].size(), 1u);
   EXPECT_EQ(j["problems"][0], "Block 5 (track 1, at byte " + std::to_string(b5.data) +
                                   ") does not match its digest.");
+  // `extract` names it too, and writes nothing.
+  test::ProcessResult r = Cli({"--quiet", "extract", dir / "flipped.pbp", dir / "flipped.bin"});
+  EXPECT_EQ(r.exitCode, 1) << r.output;
+  EXPECT_NE(
+      r.output.find("block 5, at byte " + std::to_string(b5.data) + ", does not match its digest."),
+      std::string::npos)
+      << r.output;
+  EXPECT_FALSE(FileExists(dir / "flipped.bin"));
 
   // In a compressed package, a byte flipped in block 30 (sectors 480-495, track 2) breaks the
   // stream or the digest; either way the block and its track are named.
@@ -192,7 +200,7 @@ TEST(VerifyCli, DamageIsFoundAndNamed) {
   for (uint64_t i = 0; i < 72; ++i)
     std::fill_n(bad.begin() + static_cast<std::ptrdiff_t>(PlaceOf(good, i).slot + 8), 16, 0);
   test::WriteFileBytes(dir / "nodigest.pbp", bad);
-  test::ProcessResult r = Cli({"--quiet", "verify", dir / "nodigest.pbp"});
+  r = Cli({"--quiet", "verify", dir / "nodigest.pbp"});
   EXPECT_EQ(r.exitCode, 0) << r.output;
   EXPECT_NE(r.output.find("the package carries no block digests: blocks could not be checked "
                           "against them"),
@@ -263,21 +271,25 @@ TEST(VerifyCli, AgainstCloneCdAndIsoSources) {
   j = VerifyJson({fromCcd, "--against", ccd.input}, 1);
   EXPECT_EQ(j["against"]["text"], "sector 500 (track 2) differs first");
 
-  // An ISO is read as the conversion reads it: its bytes as they are by default, ...
+  // An ISO is read as the disc it stands for, raw sectors with headers. Converted with
+  // padding off (the default) its bytes are stored as they are, and the run says that such a
+  // package will not start in emulators: it is not the disc.
   const Bytes isoBytes = test::BuildIsoSectors(test::GameDisc("SLUS_012.34"));
   const std::string iso = dir / "game.iso";
   test::WriteFileBytes(iso, isoBytes);
-  const std::string asIs = Convert(iso, dir / "pkg-iso", 9);
-  j = VerifyJson({asIs, "--against", iso}, 0);
-  EXPECT_EQ(j["against"]["text"], "identical");
-  Bytes other = isoBytes;
-  other[20 * 2048 + 3] ^= 0x10;  // byte 40,963: in the 18th 2,352-byte sector
-  test::WriteFileBytes(iso, other);
-  j = VerifyJson({asIs, "--against", iso}, 1);
-  EXPECT_EQ(j["against"]["text"], "sector 17 (track 1) differs first");
+  test::ProcessResult r =
+      Cli({"--yes", "--quiet", "--json", "convert", iso, "-o", dir / "pkg-iso"});
+  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(nlohmann::json::parse(r.output)["warnings"],
+            nlohmann::json::array({"ISO padding is off, so the 2,048-byte sectors of game.iso "
+                                   "are stored without raw headers: the package will not start "
+                                   "in emulators."}));
+  j = VerifyJson({dir / "pkg-iso/EBOOT.PBP", "--against", iso}, 1);
+  EXPECT_EQ(j["against"]["text"], "sector 0 (track 1) differs first");
 
-  // ... and as raw sectors with headers when the settings say AddISOPadding.
-  test::WriteFileBytes(iso, isoBytes);
+  // With AddISOPadding the package is the disc.
+  Bytes other = isoBytes;
+  other[20 * 2048 + 3] ^= 0x10;
   const std::string ini = FolderOf(test::PrivateCli()) + "ebootforge.ini";
   test::WriteFileText(ini, "AddISOPadding = 1\r\n");
   const std::string padded = Convert(iso, dir / "pkg-padded", 9);

@@ -87,9 +87,10 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().sectorCount, 1200u);
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 525, 0, 75, "gap.bin"},
-                                {2, TrackMode::Audio, 525, 525, 375, 150, 0, "gap.bin"},
-                                {3, TrackMode::Audio, 900, 900, 300, 150, 0, "gap.bin"}});
+  // Each track starts with the zeros its PREGAP inserts, after the POSTGAP before it.
+  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 375, 0, 75, "gap.bin"},
+                                {2, TrackMode::Audio, 375, 525, 375, 150, 0, "gap.bin"},
+                                {3, TrackMode::Audio, 750, 900, 450, 150, 0, "gap.bin"}});
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
 
   // A POSTGAP on the last track comes after all data; a PREGAP on track 1 inserts nothing,
@@ -140,9 +141,10 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
 
 TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
   TempDir dir;
-  const std::vector<Expect> indexed = {{1, TrackMode::Mode2, 0, 0, 450, 0, 0, "game.img"},
-                                       {2, TrackMode::Audio, 450, 450, 375, 0, 0, "game.img"},
-                                       {3, TrackMode::Audio, 825, 825, 300, 0, 0, "game.img"}};
+  // The tracks start at INDEX 0 of their CCD track section, or the MDS pregap before INDEX 1.
+  const std::vector<Expect> indexed = {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "game.img"},
+                                       {2, TrackMode::Audio, 300, 450, 375, 0, 0, "game.img"},
+                                       {3, TrackMode::Audio, 675, 825, 450, 0, 0, "game.img"}};
   const test::DiscSet ccd = test::WriteCloneCdSet(dir.path());
   DiscOpenResult r = OpenDiscImage(ccd.input);  // GAME.CCD beside game.img, found case-blind
   ASSERT_TRUE(r.disc) << r.message;

@@ -61,15 +61,15 @@ TEST(PackedDisc, ChdOpensWithTheJoinedSheetsTracksAndSectors) {
   EXPECT_EQ(info.sheet, dir / "Mixed.chd");
   EXPECT_EQ(info.sectorCount, 875u);
   // Written out by hand from the sheet: track 2's INDEX 00 (150 sectors) is in its file,
-  // track 3's PREGAP of 75 sectors is in no file.
+  // track 3's PREGAP of 75 sectors is in no file and starts the track.
   struct Want {
     int number;
     TrackMode mode;
     uint32_t start, index1, length, pregap;
   };
   const Want want[] = {{1, TrackMode::Mode2, 0, 0, 300, 0},
-                       {2, TrackMode::Audio, 300, 450, 445, 0},
-                       {3, TrackMode::Audio, 745, 745, 130, 75}};
+                       {2, TrackMode::Audio, 300, 450, 370, 0},
+                       {3, TrackMode::Audio, 670, 745, 205, 75}};
   DiscOpenResult cue = OpenDiscImage(set.cuePath);
   ASSERT_TRUE(cue.disc) << cue.message;
   ASSERT_EQ(info.tracks.size(), 3u);

@@ -10,6 +10,7 @@
 #include "common/files.h"
 #include "engine/conversion.h"
 #include "engine/recovery.h"
+#include "engine/verify.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
@@ -160,6 +161,33 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
     EXPECT_TRUE(std::equal(raw.begin(), raw.end(), back.begin())) << name;
   }
+}
+
+// Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
+// disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
+// package will not start in emulators, and --against finds it is not the disc.
+TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
+  Job r;
+  test::IsoOptions disc = test::GameDisc("SCES_003.44");
+  disc.minSectors = 1731;
+  test::WriteFileBytes(r.work / "game.iso", test::BuildIsoSectors(disc));
+  r.job.input = r.work / "game.iso";
+  const ConversionResult result = r.Run();
+  ASSERT_EQ(result.outcome, Outcome::Success());
+  const std::string warning =
+      "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
+      "headers: the package will not start in emulators.";
+  EXPECT_EQ(result.warnings, std::vector<std::string>{warning});
+  EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), warning + "\r\n"), 1);
+  const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+  const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
+  EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
+
+  VerifyOptions against;
+  against.against = r.work / "game.iso";
+  const VerifyReport report = VerifyPackage(r.Out("EBOOT.PBP"), against, r.host, r.host.cancel);
+  EXPECT_FALSE(report.againstEqual);
+  EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
 }
 
 TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {

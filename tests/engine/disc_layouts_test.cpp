@@ -9,11 +9,15 @@
 #include <filesystem>
 #include <set>
 
+#include <openssl/sha.h>
+
 #include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "engine/conversion.h"
 #include "engine/image_prep.h"
+#include "engine/verify.h"
+#include "pbp/track_extract.h"
 #include "support/conversion_job.h"
 #include "support/disc_sets.h"
 #include "support/inflating_reader.h"
@@ -120,10 +124,11 @@ TEST(DiscLayouts, RedumpSetReadsBackWholeAtLevelsNineAndZero) {
   }
 }
 
-TEST(DiscLayouts, PregapAndPostgapSheetPlacesEveryTrackAfterItsSilence) {
+TEST(DiscLayouts, PregapAndPostgapSheetStartsEveryTrackAtItsPregap) {
+  // Track 1's 300 sectors and its POSTGAP of 75; each PREGAP's 150 zeros begin a track.
   TempDir dir;
   ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9,
-                     {{1, false, 0}, {2, true, 525}, {3, true, 900}}, "Joining tracks...");
+                     {{1, false, 0}, {2, true, 375}, {3, true, 750}}, "Joining tracks...");
 }
 
 TEST(DiscLayouts, OneFileSheetKeepsItsFileAndGetsTheSameTracks) {
@@ -158,23 +163,6 @@ TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
                               std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
     ConvertAndReadBack(set, 9, {{1, false, 0}, {2, true, 300}, {3, true, 675}},
                        "Joining tracks...");
-  }
-}
-
-TEST(DiscLayouts, CloneCdAndAlcoholImagesKeepTheirAudioTracks) {
-  const std::vector<Track> tracks = {{1, false, 0}, {2, true, 450}, {3, true, 825}};
-  {
-    TempDir dir;
-    ConvertAndReadBack(test::WriteCloneCdSet(dir.path()), 0, tracks, "");
-  }
-  {
-    TempDir dir;
-    ConvertAndReadBack(test::WriteAlcoholSet(dir.path(), 2352, true), 9, tracks, "");
-  }
-  {
-    TempDir dir;
-    ConvertAndReadBack(test::WriteAlcoholSet(dir.path(), 2448, false), 0, tracks,
-                       "Extracting RAW Image...");
   }
 }
 
@@ -295,6 +283,69 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
   EXPECT_FALSE(FileExists(temp));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Joining tracks..."});
   EXPECT_TRUE(host.completed.empty());
+}
+
+std::string Sha1(const Bytes& bytes) {
+  uint8_t sha[SHA_DIGEST_LENGTH];
+  SHA1(bytes.data(), bytes.size(), sha);
+  std::string hex;
+  for (uint8_t b : sha) hex += "0123456789abcdef"[b >> 4], hex += "0123456789abcdef"[b & 15];
+  return hex;
+}
+
+// One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
+// starts (the track files taken back out are the Redump files), and the Redump sheet.
+TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
+  using L = test::SameDiscLayout;
+  const char* names[] = {"one-file sheet",
+                         "Redump set",
+                         "PREGAP sheet",
+                         "IMG+CCD",
+                         "CCD of a BIN",
+                         "ISO with a CCD",
+                         "MDF+MDS",
+                         "CHD of the Redump set",
+                         "CHD of the PREGAP sheet",
+                         "ECM Redump set"};
+  TempDir redump;
+  const DiscSet reference = test::WriteSameDisc(L::RedumpSet, redump.path());
+  std::string dat = "<datafile><game name=\"Game (USA)\">";
+  for (int i = 0; i < 3; ++i)
+    dat += "<rom name=\"" + FileNameOf(reference.files[i]) + "\" sha1=\"" +
+           Sha1(test::ReadFileBytes(reference.files[i])) + "\"/>";
+  test::WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
+
+  Bytes first;
+  for (int i = 0; i <= static_cast<int>(L::EcmRedumpSet); ++i) {
+    const L layout = static_cast<L>(i);
+    SCOPED_TRACE(names[i]);
+    Job r(9);
+    const DiscSet set = test::WriteSameDisc(layout, r.work.MakeDir("in"));
+    r.job.input = set.input;
+    ASSERT_EQ(r.Go(), Outcome::Success());
+    const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+    const Bytes psar(pbp.begin() + LoadLe32(&pbp[36]), pbp.end());
+    std::cout << "DATA.PSAR SHA-1 " << Sha1(psar) << "  " << names[i] << "\n";
+    if (first.empty()) first = psar;
+    EXPECT_TRUE(psar == first);
+
+    ASSERT_EQ(pbp::ExtractTracks(r.Out("EBOOT.PBP"), r.work / "back/Game (USA)",
+                                 pbp::TrackFiles::Split, r.host, r.host.cancel),
+              Outcome::Success());
+    for (int t = 0; t < 3; ++t)
+      EXPECT_TRUE(test::ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[t]))) ==
+                  test::ReadFileBytes(reference.files[t]))
+          << t;
+    EXPECT_EQ(test::ReadFileText(r.work / "back/Game (USA).cue"),
+              test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                                 "Game (USA) (Track 3).bin"}));
+    if (layout == L::CloneCd) {
+      VerifyOptions options;
+      options.dat = redump / "redump.dat";
+      const VerifyReport report = VerifyPackage(r.Out("EBOOT.PBP"), options, r.host, r.host.cancel);
+      EXPECT_TRUE(report.datMatched) << report.datText;
+    }
+  }
 }
 
 }  // namespace

@@ -93,8 +93,8 @@ void ExpectTracks(const Package& p, const std::vector<Track>& want, const std::s
 }
 
 // Track 2's INDEX 00 is in its file (the TOC puts the track there); track 3's PREGAP is
-// silence in no file, and the track starts after it.
-const std::vector<Track> kMixedTracks = {{1, false, 0}, {2, true, 300}, {3, true, 745}};
+// silence in no file, and the track starts with it.
+const std::vector<Track> kMixedTracks = {{1, false, 0}, {2, true, 300}, {3, true, 670}};
 
 TEST(ImageFormats, ChdmanChdsGiveTheSameDiscAsTheirBinCueSet) {
   TempDir dir;

@@ -10,6 +10,7 @@
 #include "common/cancel.h"
 #include "common/files.h"
 #include "pbp/toc.h"
+#include "pbp/track_extract.h"
 #include "support/disc_builder.h"
 #include "support/pbp_writer.h"
 #include "support/recording_host.h"
@@ -368,6 +369,56 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host.cancel).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
+}
+
+// Damage is never passed on: a block that reads well but disagrees with its digest stops
+// the extraction, naming it, and nothing is written. Digests of another kind (not one
+// agrees) are no damage.
+TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
+  struct Row {
+    const char* name;
+    int level;
+    bool split;
+    int damaged;  // the block changed (-1: none; the digest fields are then of another kind)
+  };
+  const Row rows[] = {{"first block", 0, false, 0},
+                      {"split into tracks", 0, true, 0},
+                      {"digests of another kind", 9, false, -1}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TempDir dir;
+    const std::string pbp = dir / "EBOOT.PBP";
+    PackageRecipe recipe;
+    recipe.image = SampleImage();
+    recipe.level = row.level;
+    recipe.digests = true;
+    PbpWritten w = test::WritePbp(pbp, recipe);
+    uint8_t entry[4];
+    {
+      File probe(pbp, File::Mode::Read);
+      ASSERT_TRUE(probe.Seek(w.SlotPos(std::max(row.damaged, 0))) && probe.ReadExact(entry));
+    }
+    const uint64_t at = w.psar + kPsarBlockDataPos + LoadLe32(entry);
+    if (row.damaged < 0) {
+      for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));
+    } else {  // one bit of a stored block; the later blocks' digests show they are ours
+      PatchBytes(pbp, at + 1000, {static_cast<uint8_t>(recipe.image[1000] ^ 0x20)});
+    }
+    RunRecorder host;
+    const Outcome result =
+        row.split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
+                  : ExtractDiscImage(pbp, dir / "out.bin", false, kTocNone, host, host.cancel);
+    if (row.damaged < 0) {
+      ASSERT_EQ(result, Outcome::Success());
+      EXPECT_EQ(ReadFileBytes(dir / "out.bin"), Padded(recipe.image));
+      continue;
+    }
+    EXPECT_EQ(result, Outcome::Failed("The EBOOT \"" + pbp + "\" is damaged: disc image block " +
+                                      std::to_string(row.damaged) + ", at byte " +
+                                      std::to_string(at) + ", does not match its digest."));
+    EXPECT_FALSE(FileExists(dir / "out.bin"));
+    EXPECT_FALSE(FileExists(dir / "set"));
+  }
 }
 
 }  // namespace

@@ -48,23 +48,39 @@ TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
   EXPECT_EQ(sfo[273], after);
 }
 
-TEST(Sfo, TitleLengthByteCountsCharactersAndTextIsAnsiInTheFile) {
+TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
+  const std::string star = "\xE2\x98\x86", e = "\xC3\xA9";  // U+2606, U+00E9
+  const std::string final = "\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB";
+  const std::string unicode =
+      "\xC3\x9Cn\xC3\xAF"
+      "c\xC3\xB6"
+      "d\xC3\xA9";
+  struct Row {
+    std::string title, stored;  // as given, and the field's bytes up to the zero
+  };
+  const Row rows[] = {
+      {"Example Title", "Example Title"},  // ASCII: the bytes the ANSI rule gave
+      {final + " " + star + " " + unicode, final + " " + star + " " + unicode},  // 31 bytes
+      {std::string(127, 'x'), std::string(127, 'x')},
+      {std::string(300, 'y'), std::string(127, 'y')},
+      {std::string(126, 'x') + e, std::string(126, 'x')},
+      {std::string(125, 'x') + star, std::string(125, 'x')},
+      {"Pok\xE9mon", "Pok" + e + "mon"},  // ANSI bytes (not UTF-8) are taken as ANSI
+  };
   Bytes sfo(kSfoMinPatchSize, 0);
-  ASSERT_EQ(PatchSfo(sfo, "Pok\xC3\xA9mon", "SLES12345"), "");
-  EXPECT_EQ(sfo[152], 8);  // seven characters + 1, though UTF-8 needs eight bytes
-  EXPECT_EQ(sfo[816 + 3], 0xE9);
-  EXPECT_EQ(ReadSfoFields(sfo).title, "Pok\xC3\xA9mon");
-
-  const std::string t127(127, 'x');
-  ASSERT_EQ(PatchSfo(sfo, t127, "SLES12345"), "");
-  EXPECT_EQ(sfo[152], 128);
-  EXPECT_EQ(ReadSfoFields(sfo).title, t127);
-
-  // Longer titles cannot come from the title box; the byte keeps only its low 8 bits and
-  // the field is cut.
-  ASSERT_EQ(PatchSfo(sfo, std::string(300, 'y'), "SLES12345"), "");
-  EXPECT_EQ(sfo[152], 301 & 0xFF);
-  EXPECT_EQ(Field(sfo, 816, 128), std::string(128, 'y'));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.stored);
+    ASSERT_EQ(PatchSfo(sfo, row.title, "SLES12345"), "");
+    EXPECT_EQ(sfo[152], row.stored.size() + 1);
+    EXPECT_EQ(Field(sfo, 816, 128), row.stored + std::string(128 - row.stored.size(), '\0'));
+    EXPECT_EQ(ReadSfoFields(sfo).title, row.stored);
+  }
+  // A title an older package wrote in ANSI reads back as its characters.
+  const std::string ansi = "Caf\xE9";
+  std::copy(ansi.begin(), ansi.end(), sfo.begin() + 816);
+  sfo[816 + 4] = 0;
+  sfo[152] = 5;
+  EXPECT_EQ(ReadSfoFields(sfo).title, "Caf" + e);
 
   // Byte 152 = 0 reads as an empty title.
   sfo[152] = 0;

@@ -1,8 +1,14 @@
 #include "support/disc_sets.h"
 
+#include <cstdio>
 #include <cstring>
 
+#include <gtest/gtest.h>
+
+#include "common/files.h"
+#include "support/chdman.h"
 #include "support/disc_builder.h"
+#include "support/ecm_writer.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
@@ -35,15 +41,45 @@ Bytes Pregap(uint32_t seed) {
   return b;
 }
 
+// Track 3's pregap: quiet noise, or silence.
+Bytes ThirdPregap(bool silent) {
+  return silent ? Zeros(150) : Pregap(31);
+}
+
 // The 1,125-sector disc of the CloneCD and Alcohol sets: data, then two audio tracks, each
 // with 150 sectors of pregap.
-Bytes IndexedDisc() {
+Bytes IndexedDisc(bool silentThirdPregap) {
   Bytes disc = DataTrack();
   Append(disc, Pregap(21));
   Append(disc, AudioSectors(225, 2));
-  Append(disc, Pregap(31));
+  Append(disc, ThirdPregap(silentThirdPregap));
   Append(disc, AudioSectors(300, 3));
   return disc;
+}
+
+// The same disc with track 3's silent pregap as a PREGAP line: one file of 975 sectors.
+DiscSet WritePregapLineSet(const std::string& folder) {
+  DiscSet set;
+  set.disc = IndexedDisc(true);
+  Bytes file(set.disc.begin(), set.disc.begin() + 675 * kSector);
+  file.insert(file.end(), set.disc.begin() + 825 * kSector, set.disc.end());
+  WriteFileBytes(Join(folder, "Gap Line.bin"), file);
+  set.input = Join(folder, "Gap Line.cue");
+  WriteFileText(set.input,
+                "FILE \"Gap Line.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                "  TRACK 03 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:09:00\n");
+  set.files = {Join(folder, "Gap Line.bin"), set.input};
+  return set;
+}
+
+// A CHD that chdman makes of a set's sheet, in the set's folder.
+DiscSet Chd(DiscSet set) {
+  const std::string chd = FolderOf(set.input) + "Disc.chd";
+  EXPECT_TRUE(CreateChd(set.input, chd, ""));
+  set.input = chd;
+  set.files = {chd};
+  return set;
 }
 
 }  // namespace
@@ -55,11 +91,11 @@ std::string RedumpSheet(const std::vector<std::string>& names) {
          "\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n";
 }
 
-DiscSet WriteRedumpSet(const std::string& folder) {
+DiscSet WriteRedumpSet(const std::string& folder, bool silentThirdPregap) {
   DiscSet set;
   const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
                                           "Game (USA) (Track 3).bin"};
-  Bytes t1 = DataTrack(), t2 = Pregap(21), t3 = Pregap(31);
+  Bytes t1 = DataTrack(), t2 = Pregap(21), t3 = ThirdPregap(silentThirdPregap);
   Append(t2, AudioSectors(225, 2));
   Append(t3, AudioSectors(300, 3));
   const Bytes* parts[] = {&t1, &t2, &t3};
@@ -97,9 +133,9 @@ DiscSet WritePregapSheet(const std::string& folder) {
   return set;
 }
 
-DiscSet WriteOneFileSheet(const std::string& folder) {
+DiscSet WriteOneFileSheet(const std::string& folder, bool silentThirdPregap) {
   DiscSet set;
-  set.disc = IndexedDisc();
+  set.disc = IndexedDisc(silentThirdPregap);
   WriteFileBytes(Join(folder, "One File.bin"), set.disc);
   set.input = Join(folder, "One File.cue");
   WriteFileText(set.input,
@@ -110,9 +146,9 @@ DiscSet WriteOneFileSheet(const std::string& folder) {
   return set;
 }
 
-DiscSet WriteCloneCdSet(const std::string& folder) {
+DiscSet WriteCloneCdSet(const std::string& folder, bool silentThirdPregap) {
   DiscSet set;
-  set.disc = IndexedDisc();
+  set.disc = IndexedDisc(silentThirdPregap);
   set.input = Join(folder, "game.img");
   WriteFileBytes(set.input, set.disc);
   // As CloneCD writes it: lead entries, the three tracks at PLBA = INDEX 01, then the
@@ -145,9 +181,10 @@ DiscSet WriteCloneCdSet(const std::string& folder) {
   return set;
 }
 
-DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool offsetAtPregap) {
+DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool offsetAtPregap,
+                        bool silentThirdPregap) {
   DiscSet set;
-  set.disc = IndexedDisc();
+  set.disc = IndexedDisc(silentThirdPregap);
   set.input = Join(folder, "game.mdf");
   const uint32_t sectors = static_cast<uint32_t>(set.disc.size() / kSector);
   Bytes mdf;
@@ -241,6 +278,51 @@ DiscSet WriteSilentRedumpSet(const std::string& folder) {
   WriteFileText(set.input, RedumpSheet(names));
   set.files.push_back(set.input);
   return set;
+}
+
+DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
+  switch (layout) {
+    case SameDiscLayout::OneFileSheet:
+      return WriteOneFileSheet(folder, true);
+    case SameDiscLayout::RedumpSet:
+      return WriteRedumpSet(folder, true);
+    case SameDiscLayout::PregapLine:
+      return WritePregapLineSet(folder);
+    case SameDiscLayout::CloneCd:
+      return WriteCloneCdSet(folder, true);
+    case SameDiscLayout::CloneCdBin:
+    case SameDiscLayout::CloneCdIso: {
+      // The names extractions give the image beside their .ccd; the sheet or the image chosen.
+      DiscSet set = WriteCloneCdSet(folder, true);
+      const bool bin = layout == SameDiscLayout::CloneCdBin;
+      const std::string image = Join(folder, bin ? "game.bin" : "game.iso");
+      std::rename(set.input.c_str(), image.c_str());
+      set.input = bin ? set.files[1] : image;
+      set.files[0] = image;
+      return set;
+    }
+    case SameDiscLayout::Alcohol:
+      return WriteAlcoholSet(folder, 2352, false, true);
+    case SameDiscLayout::ChdOfRedumpSet: {
+      // chdman takes the names as the sheet spells them.
+      DiscSet set = WriteRedumpSet(folder, true);
+      WriteFileText(set.input, RedumpSheet({FileNameOf(set.files[0]), FileNameOf(set.files[1]),
+                                            FileNameOf(set.files[2])}));
+      return Chd(set);
+    }
+    case SameDiscLayout::ChdOfPregapLine:
+      return Chd(WritePregapLineSet(folder));
+    case SameDiscLayout::EcmRedumpSet: {
+      DiscSet set = WriteRedumpSet(folder, true);
+      for (std::size_t i = 0; i < 3; ++i) {
+        WriteFileBytes(set.files[i] + ".ecm", EncodeEcm(ReadFileBytes(set.files[i])));
+        DeleteFileIfExists(set.files[i]);
+        set.files[i] += ".ecm";
+      }
+      return set;
+    }
+  }
+  return {};
 }
 
 }  // namespace ebf::test

@@ -1,5 +1,7 @@
 #include "support/pbp_writer.h"
 
+#include <openssl/sha.h>
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -176,6 +178,11 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
     StoreLe32(e, static_cast<uint32_t>(dataOffset));
     StoreLe16(e + 4, static_cast<uint16_t>(body.size()));
     StoreLe16(e + 6, (!packed.empty() && i < blocks) ? 1 : 0);
+    if (recipe.digests) {
+      uint8_t sha[SHA_DIGEST_LENGTH];
+      SHA1(block.data(), block.size(), sha);
+      std::copy_n(sha, 16, e + 8);
+    }
     MustWrite(f, body);
     w.blockSlots.push_back(slot);
     w.blockLengths.push_back(static_cast<uint32_t>(body.size()));

@@ -38,7 +38,8 @@ struct PackageRecipe {
   std::function<bool(uint64_t)> storeBlock;  // true forces block i to be stored
   std::set<uint64_t> holeBeforeBlock;        // an all-zero index slot before these blocks
   bool paddingBlock = false;                 // 16 zero sectors after the last real block
-  std::optional<TestTocArea> toc;            // default: one data track over the image
+  bool digests = false;            // SHA-1 of each block's plain bytes in its index entry, as ours
+  std::optional<TestTocArea> toc;  // default: one data track over the image
 
   Bytes bootPng = Bytes{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 1, 2, 3};
   Bytes tail = Bytes{'P', 'G', 'D', 0, 9, 8, 7};

@@ -1,5 +1,5 @@
 #include "tarnwick/block_codec.h"
-#include "tarnwick/block_digest.h"
+#include "pbp/block_digest.h"
 
 #include <gtest/gtest.h>
 #include <libdeflate.h>
@@ -13,6 +13,10 @@
 
 namespace ebf::tarnwick {
 namespace {
+
+using pbp::BlockDigest;
+using pbp::BlockDigestValue;
+using pbp::BlockHasher;
 
 Bytes RawInflate(const Bytes& in) {
   Bytes out(kBlockSize * 2);

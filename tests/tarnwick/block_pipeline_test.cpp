@@ -7,6 +7,10 @@
 namespace ebf::tarnwick {
 namespace {
 
+using pbp::BlockDigest;
+using pbp::BlockDigestValue;
+using pbp::BlockHasher;
+
 // Blocks that differ from each other, some compressible and some not, and a tail that
 // ends part-way through a sector.
 Bytes MixedImage(uint32_t blocks, uint32_t tail) {

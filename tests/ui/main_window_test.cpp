@@ -82,6 +82,23 @@ class MainWindowTest : public QObject {
   };
 
  private slots:
+  // The title box holds at most 127 bytes of UTF-8 (what PARAM.SFO takes), cut whole
+  // characters at a time from the end of what came in.
+  void titleBoxCountsBytes() {
+    Fixture f;
+    auto* box = f.Get<QLineEdit>("txtTitle");
+    const QString star = QString::fromUtf8("\xE2\x98\x86");  // three bytes
+    box->setText(QString(300, QLatin1Char('y')));
+    QCOMPARE(box->text(), QString(127, QLatin1Char('y')));
+    box->setText(QString(125, QLatin1Char('x')));
+    box->insert(QStringLiteral("ab") + star);  // pasted: as much as fits
+    QCOMPARE(box->text(), QString(125, QLatin1Char('x')) + QStringLiteral("ab"));
+    box->setText(QString(42, star[0]));  // 126 bytes: one more star does not fit
+    box->setCursorPosition(0);
+    box->insert(star);
+    QCOMPARE(box->text(), QString(42, star[0]));
+  }
+
   void everyControlIsThere() {
     Fixture f;
     QCOMPARE(f.w->objectName(), QStringLiteral("frmMain"));

@@ -1,4 +1,4 @@
-#include "tarnwick/block_digest.h"
+#include "pbp/block_digest.h"
 
 #include <openssl/evp.h>
 
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "tarnwick/block_codec.h"
+#include "pbp/psar.h"
 
 #ifdef EBF_HAVE_IPSEC_MB
 // Keeps the library's old names (one of them is SHA1) out of OpenSSL's way.
@@ -15,7 +15,7 @@
 #include <intel-ipsec-mb.h>
 #endif
 
-namespace ebf::tarnwick {
+namespace ebf::pbp {
 
 BlockDigestValue BlockDigest(std::span<const uint8_t> plain) {
   unsigned char md[EVP_MAX_MD_SIZE];
@@ -99,4 +99,4 @@ void BlockHasher::Digest(std::span<const uint8_t> blocks, std::span<BlockDigestV
       out[i] = BlockDigest(blocks.subspan(i * kBlockSize, kBlockSize));
 }
 
-}  // namespace ebf::tarnwick
+}  // namespace ebf::pbp

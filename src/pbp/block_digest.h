@@ -1,14 +1,15 @@
 #pragma once
 // The digest field of the block index: the first 16 bytes of SHA-1 over a block's 37,632
-// plain bytes. Hashing is most of the converter's work at level 0, so blocks are hashed
-// in runs: where Intel's multi-buffer library is present, it hashes a run's blocks side by
-// side in vector lanes, several times faster than one block at a time.
+// plain bytes. Hashing is most of the converter's work at level 0, and a good part of
+// extracting and verifying, so blocks are hashed in runs: where Intel's multi-buffer library is
+// present, it hashes a run's blocks side by side in vector lanes, several times faster than one
+// block at a time.
 
 #include <array>
 #include <cstdint>
 #include <span>
 
-namespace ebf::tarnwick {
+namespace ebf::pbp {
 
 using BlockDigestValue = std::array<uint8_t, 16>;
 
@@ -33,4 +34,4 @@ class BlockHasher {
   Lanes* lanes_ = nullptr;
 };
 
-}  // namespace ebf::tarnwick
+}  // namespace ebf::pbp
