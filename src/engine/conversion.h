@@ -34,6 +34,7 @@ struct ConversionResult {
   std::string package;   // the package made, patched or rebuilt (on success)
   bool rebuilt = false;  // a package input rebuilt into a new file (`package` names it)
   uint64_t palPatches = 0;
+  std::string converterOutput;  // all the converter printed, when it ran to its end
 };
 
 // Knobs the tests turn: the volume's free space and the converter's poll interval.

@@ -45,11 +45,21 @@ class QueueWindow::Bridge : public QueueObserver, public Questions {
     progress_ = std::make_unique<RowProgress>(window_, row.id);
     return *progress_;
   }
-  void RowStarted(const QueueRow& row, std::size_t, std::size_t) override {
-    Post(&window_, [w = &window_, row] { w->OnRowStarted(row); });
+  void RowStarted(const QueueRow& row, std::size_t number, std::size_t count) override {
+    Post(&window_, [w = &window_, row, number, count] {
+      w->lblSummary_->setText(QStringLiteral("Game %1 of %2").arg(number).arg(count));
+      w->OnRowStarted(row);
+    });
   }
-  void RowFinished(const QueueRow& row, const RowRun&) override {
-    Post(&window_, [w = &window_, row] { w->OnRowFinished(row); });
+  void RowFinished(const QueueRow& row, const RowRun& run) override {
+    QString printed = Q(ReplaceAll(run.result.converterOutput, "\r\n", "\n"));
+    // A failure's message holds the converter's output already.
+    if (row.state == RowState::Failed) printed.clear();
+    Post(&window_, [w = &window_, row, printed] {
+      if (!printed.isEmpty())
+        w->AppendLog(row.id, printed.endsWith('\n') ? printed : printed + '\n');
+      w->OnRowFinished(row);
+    });
   }
   bool AskYesNo(const std::string& text, bool, MsgIcon icon) override {
     const bool yes = icon != MsgIcon::Critical;
@@ -69,20 +79,27 @@ class QueueWindow::Bridge : public QueueObserver, public Questions {
     }
 
    protected:
+    // The stage and how far it is, as the progress window shows a single run: a bar when
+    // the end is known, the bytes written when it is not (a compressed package growing).
     void OnStageBegun(const std::string& name, uint64_t) override {
       if (name.empty()) return;
       stage_ = Q(name);
-      Show(true);
+      Show(0, 0, true);
     }
-    void OnAdvanced(uint64_t, uint64_t, double) override { Show(false); }
+    void OnAdvanced(uint64_t done, uint64_t total, double) override { Show(done, total, false); }
 
    private:
-    void Show(bool now) {
+    void Show(uint64_t done, uint64_t total, bool now) {
       const auto at = Clock::now();
       if (!now && at - shown_ < kShowEvery) return;
       shown_ = at;
-      Post(&window_, [w = &window_, id = id_, f = std::min(overall(), 1.0), s = stage_] {
-        w->table_->ShowProgress(id, f, s);
+      const double fraction = total ? static_cast<double>(done) / static_cast<double>(total) : -1;
+      const QString text =
+          total  ? QStringLiteral("%1%  %2").arg(static_cast<int>(fraction * 100)).arg(stage_)
+          : done ? QStringLiteral("%1  %2 written").arg(stage_, Q(FormatSize(done)))
+                 : stage_;
+      Post(&window_, [w = &window_, id = id_, fraction, text] {
+        w->table_->ShowProgress(id, fraction, text);
       });
     }
     QueueWindow& window_;
@@ -133,7 +150,6 @@ void QueueWindow::Start() {
   CancelToken cancel;
   cancel_ = &cancel;
   UpdateControls();
-  lblSummary_->setText(QStringLiteral("Running..."));
   Bridge bridge(*this);
   RunOnWorker([&] { queue_.Run(setup, bridge, bridge, cancel); });
   cancel_ = nullptr;
@@ -160,7 +176,7 @@ void QueueWindow::StopAfterThis() {
 
 void QueueWindow::OnRowStarted(const QueueRow& row) {
   table_->ShowRow(row);
-  table_->ShowProgress(row.id, 0, QStringLiteral("Starting..."));
+  table_->ShowProgress(row.id, -1, QStringLiteral("Starting..."));
   if (!logs_.value(row.id).isEmpty()) AppendLog(row.id, QStringLiteral("\n"));
   UpdateControls();
   emit rowStarted(row.id);

@@ -14,7 +14,7 @@ namespace ebf::ui {
 namespace {
 
 constexpr int kIdRole = Qt::UserRole;
-constexpr int kFractionRole = Qt::UserRole + 1;  // -1: no bar
+constexpr int kFractionRole = Qt::UserRole + 1;  // 0 to 1; below 0 no bar, the text alone
 
 // The progress cell: a bar with the percentage and the stage on it.
 class ProgressDelegate : public QStyledItemDelegate {
@@ -22,7 +22,8 @@ class ProgressDelegate : public QStyledItemDelegate {
   using QStyledItemDelegate::QStyledItemDelegate;
   void paint(QPainter* painter, const QStyleOptionViewItem& option,
              const QModelIndex& index) const override {
-    const double fraction = index.data(kFractionRole).toDouble();
+    const QVariant value = index.data(kFractionRole);
+    const double fraction = value.isValid() ? value.toDouble() : -1;
     if (fraction < 0) return QStyledItemDelegate::paint(painter, option, index);
     QStyleOptionProgressBar bar;
     bar.rect = option.rect.adjusted(2, 3, -2, -3);
@@ -60,6 +61,7 @@ QueueTable::QueueTable(QWidget* parent) : QTableWidget(0, kColumns, parent) {
                              QStringLiteral("Progress"), QStringLiteral("Reason")});
   verticalHeader()->hide();
   setSelectionBehavior(QAbstractItemView::SelectRows);
+  setWordWrap(false);
   setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
   setItemDelegateForColumn(kProgress, new ProgressDelegate(this));
   QHeaderView* header = horizontalHeader();
@@ -67,7 +69,7 @@ QueueTable::QueueTable(QWidget* parent) : QTableWidget(0, kColumns, parent) {
   header->setSectionResizeMode(kReason, QHeaderView::Stretch);
   for (int c : {kId, kDiscs, kSize, kState})
     header->setSectionResizeMode(c, QHeaderView::ResizeToContents);
-  header->resizeSection(kProgress, 190);
+  header->resizeSection(kProgress, 280);
   connect(this, &QTableWidget::itemChanged, this, [this](QTableWidgetItem* item) {
     if (filling_ || (item->column() != kTitle && item->column() != kId)) return;
     const int id = IdAt(item->row());
@@ -118,13 +120,13 @@ void QueueTable::ShowRow(const QueueRow& row) {
   filling_ = false;
 }
 
-void QueueTable::ShowProgress(int id, double fraction, const QString& stage) {
+void QueueTable::ShowProgress(int id, double fraction, const QString& text) {
   const int r = TableRowOf(id);
   if (r < 0) return;
   QTableWidgetItem* cell = item(r, kProgress);
   filling_ = true;
   cell->setData(kFractionRole, fraction);
-  cell->setText(QStringLiteral("%1%  %2").arg(static_cast<int>(fraction * 100)).arg(stage));
+  cell->setText(text);
   filling_ = false;
 }
 
@@ -153,7 +155,7 @@ void QueueTable::Fill(int r, const QueueRow& row) {
   QStringList discs;
   for (const std::string& disc : row.discs) discs << Q(disc);
   item(r, kTitle)->setToolTip(discs.join(QLatin1Char('\n')));
-  item(r, kProgress)->setData(kFractionRole, row.state == RowState::Running ? 0.0 : -1.0);
+  item(r, kProgress)->setData(kFractionRole, -1.0);
   item(r, kReason)->setToolTip(Q(row.reason));
 }
 

@@ -23,8 +23,8 @@ class QueueTable : public QTableWidget {
   void ShowRows(const std::vector<QueueRow>& rows);
   // One row's cells anew (its progress emptied unless it is running).
   void ShowRow(const QueueRow& row);
-  // The running row's bar and stage.
-  void ShowProgress(int id, double fraction, const QString& stage);
+  // The running row's bar (0 to 1; below 0 none: the end is not known) and its text.
+  void ShowProgress(int id, double fraction, const QString& text);
 
   int IdAt(int tableRow) const;
   int TableRowOf(int id) const;
