@@ -138,7 +138,7 @@ void IdentifyRow(QueueRow& row, const Settings& settings, const ProgramFolders& 
   row.sourceBytes = SourceBytes(row.discs);
   row.identified = true;
   if (!row.problem.empty()) return;
-  // Asked nothing: a BIN with a CUE beside it was taken as the CUE when it was found.
+  // Nothing is asked while games are read: a question gets its default answer.
   DefaultAnswers quiet;
   const ResolveContext context = ResolverContext(settings, folders.tree);
   ResolvedInput r = ResolveInput(row.discs.front(), context, quiet);
