@@ -1,11 +1,9 @@
 // convert and batch: the Go button from the command line.
 #include <chrono>
 #include <cmath>
-#include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <set>
 #include <sstream>
 
 #include "cli/job.h"
@@ -14,9 +12,9 @@
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/classify.h"
-#include "disc/cue_sheet.h"
 #include "disc/disc_set.h"
 #include "engine/conversion.h"
+#include "library/queue/report.h"
 #include "pbp/rebuild.h"
 
 namespace ebf::cli {
@@ -25,8 +23,6 @@ namespace {
 // How the program's "Continue regardless?" question after a failed read or write begins.
 constexpr const char* kUnexpectedErrorHead = "The following unexpected error occurred!!!";
 
-namespace fs = std::filesystem;
-
 struct JobResult {
   std::vector<std::string> discs;  // the images of a game on several discs
   OutcomeKind kind = OutcomeKind::Failed;
@@ -34,6 +30,7 @@ struct JobResult {
   std::vector<std::string> warnings;  // what the package made lacks (a disc not found ...)
   double seconds = 0;
   int exitCode = kExitFailed;
+  bool converted = false;
   Json assets;  // where each slot's file came from, when the job was planned
 };
 
@@ -61,52 +58,39 @@ std::string Seconds(double s) {
   return out.str();
 }
 
-// Runs one input through the whole job; prints the closing message. A batch passes the
-// folders its earlier games took, and gets this game's added.
-JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options, CliContext& ctx,
-                 std::set<std::string>* takenFolders = nullptr, PictureFinder* pictures = nullptr,
-                 bool wholeGame = false) {
-  const std::string& input = discs.front();
-  TerminalProgress& progress = *ctx.progress;
+// A job that was planned (or refused), and how its run went.
+struct JobRun {
+  const std::vector<std::string>& discs;
+  const Planned& planned;
+  const ConversionResult& result;
+  double seconds = 0;
+  uint64_t inputBytes = 0;
+};
+
+// Prints the closing message of a job (or its JSON record) and says how it went.
+JobResult ReportJob(const JobRun& run, const JobOptions& options, CliContext& ctx) {
+  const std::string& input = run.discs.front();
+  const Planned& planned = run.planned;
+  const ConversionResult& result = run.result;
+  const uint64_t inputBytes = run.inputBytes;
   TerminalQuestions& questions = *ctx.questions;
-  questions.Clear();
-  questions.SetRebuildDestination(options.output);
-  const auto start = std::chrono::steady_clock::now();
+  ctx.progress->FinishLine();
   JobResult out;
-  out.discs = discs;
-  JobInput job = JobFor(discs, options, ctx.settings, wholeGame);
-  if (takenFolders) job.takenOutputFolders = *takenFolders;
-  job.pictures = pictures;
-  const Planned planned = PlanConversion(job, ctx.settings, ctx.folders, questions);
+  out.discs = run.discs;
+  out.seconds = run.seconds;
   out.game = planned.title.empty() ? StemOf(input) : planned.title;
   if (planned.plan) {
     out.id = planned.plan->gameId;
     out.warnings = planned.plan->warnings;
     out.assets = SlotSourcesJson(*planned.plan);
-    if (takenFolders && !planned.plan->output.empty())
-      takenFolders->insert(OutputFolderKey(planned.plan->output));
   }
-  // Measured before the run: patching in place changes the input.
-  uint64_t inputBytes = FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
-  if (planned.plan)
-    for (const PlannedDisc& disc : planned.plan->laterDiscs)
-      inputBytes += FileSize(disc.dataFile).value_or(0);
-  ConversionResult result;
-  result.outcome = planned.outcome;
-  if (planned.plan) {
-    progress.Log("Converting " + input + "\n");
-    for (std::size_t i = 1; i < discs.size(); ++i)
-      progress.Log("  disc " + std::to_string(i + 1) + ": " + discs[i] + "\n");
-    result = RunConversion(*planned.plan, progress, questions, *ctx.cancel);
-  }
-  progress.FinishLine();
-  out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
   const Outcome& outcome = result.outcome;
   out.kind = outcome.kind();
   switch (outcome.kind()) {
     case OutcomeKind::Success: {
       out.exitCode = kExitSuccess;
+      out.converted = true;
       const bool inPlace = planned.plan->kind == JobKind::PatchPackage && !result.rebuilt;
       const std::string done = result.rebuilt ? pbp::kRebuildDone
                                : inPlace      ? kMsgPatchingDone
@@ -169,57 +153,45 @@ JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& option
       break;
     }
   }
-  questions.Clear();
   return out;
 }
 
-bool IsDiscImage(const std::string& path) {
-  const std::string ext = Extension4(path);
-  return ext == ".CUE" || ext == ".ISO" || ext == ".BIN" || ext == ".IMG" || ext == ".MDF" ||
-         ext == ".CCD" || ext == ".CHD" || ext == ".ECM";
-}
-
-// Every disc image under the given files and folders, a CUE taking the place of the data
-// file it names, a CCD turned into its IMG, each once.
-std::vector<std::string> FindDiscImages(const std::vector<std::string>& paths) {
-  std::vector<std::string> found;
-  for (const std::string& p : paths) {
-    std::error_code ec;
-    if (fs::is_directory(fs::u8path(p), ec)) {
-      std::vector<std::string> inFolder;
-      for (auto it = fs::recursive_directory_iterator(fs::u8path(p), ec);
-           !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
-        if (!it->is_regular_file(ec)) continue;
-        auto u8 = it->path().u8string();
-        std::string file(u8.begin(), u8.end());
-        if (IsDiscImage(file)) inFolder.push_back(file);
-      }
-      std::sort(inFolder.begin(), inFolder.end());
-      found.insert(found.end(), inFolder.begin(), inFolder.end());
-    } else if (IsDiscImage(p)) {
-      found.push_back(p);
-    }
+// Runs one input through the whole job; prints the closing message.
+JobResult RunOne(const std::vector<std::string>& discs, const JobOptions& options,
+                 CliContext& ctx) {
+  const std::string& input = discs.front();
+  TerminalQuestions& questions = *ctx.questions;
+  questions.Clear();
+  questions.SetRebuildDestination(options.output);
+  const auto start = std::chrono::steady_clock::now();
+  const Planned planned =
+      PlanConversion(JobFor(discs, options, ctx.settings), ctx.settings, ctx.folders, questions);
+  // Measured before the run: patching in place changes the input.
+  uint64_t inputBytes = FileSize(planned.plan ? planned.plan->dataFile : input).value_or(0);
+  if (planned.plan)
+    for (const PlannedDisc& disc : planned.plan->laterDiscs)
+      inputBytes += FileSize(disc.dataFile).value_or(0);
+  ConversionResult result;
+  result.outcome = planned.outcome;
+  if (planned.plan) {
+    ctx.progress->Log("Converting " + input + "\n");
+    for (std::size_t i = 1; i < discs.size(); ++i)
+      ctx.progress->Log("  disc " + std::to_string(i + 1) + ": " + discs[i] + "\n");
+    result = RunConversion(*planned.plan, *ctx.progress, questions, *ctx.cancel);
   }
-  std::set<std::string> covered, seen;
-  for (std::string& f : found) {
-    if (Extension4(f) == ".CCD") f = CcdImagePath(f);
-    // A sheet stands for every file it names (a set has one per track).
-    if (Extension4(f) == ".CUE")
-      for (const std::string& data : FindCueDataFiles(f)) covered.insert(CanonicalPath(data));
-  }
-  std::vector<std::string> images;
-  for (const std::string& f : found) {
-    const std::string key = CanonicalPath(f);
-    if (!FileExists(f) || covered.count(key) || !seen.insert(key).second) continue;
-    images.push_back(f);
-  }
-  return images;
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  JobResult out = ReportJob({discs, planned, result, seconds, inputBytes}, options, ctx);
+  questions.Clear();
+  return out;
 }
 
 struct ConvertArgs {
   std::vector<std::string> paths;
   JobOptions options;
   bool separateDiscs = false;
+  std::string existing;  // batch: "skip" or "replace"; "" as --yes says
+  std::string report;    // batch: the file the report goes to
 };
 
 // The discs `convert` was given: the images named, or the ones a playlist names.
@@ -255,33 +227,61 @@ std::optional<std::vector<std::string>> DiscsToConvert(const std::vector<std::st
   return discs;
 }
 
-// The games among the images found: the "(Disc N)" files of one game together, in disc
-// order (or each alone with `separate`); a game with a disc missing is refused when it runs.
-struct FoundGame {
-  std::vector<std::string> discs;
-  bool wholeGame = false;  // grouped by its names
-};
-std::vector<FoundGame> GamesAmong(const std::vector<std::string>& images, bool separate) {
-  std::vector<FoundGame> games;
-  std::set<std::string> found, grouped;
-  for (const std::string& image : images) found.insert(CanonicalPath(image));
-  for (const std::string& image : images) {
-    if (grouped.count(CanonicalPath(image))) continue;
-    if (separate || DiscNumberOf(StemOf(image)) == 0) {
-      games.push_back({{image}, false});
-      continue;
-    }
-    const DiscSet set = FindDiscSet(
-        image, [&](const std::string& path) { return found.count(CanonicalPath(path)) > 0; });
-    FoundGame game{{}, true};
-    for (const SetMember& member : set.discs) {
-      game.discs.push_back(member.path);
-      grouped.insert(CanonicalPath(member.path));
-    }
-    games.push_back(std::move(game));
+// The command line's face of the queue: the terminal for every row's progress, a line
+// before each row, and the closing message or JSON record of each as `convert` prints it.
+class BatchView : public QueueObserver {
+ public:
+  BatchView(const JobOptions& options, CliContext& ctx) : options_(options), ctx_(ctx) {}
+  Progress& ProgressFor(const QueueRow&) override { return *ctx_.progress; }
+  void RowStarted(const QueueRow& row, std::size_t number, std::size_t count) override {
+    ctx_.questions->Clear();
+    ctx_.progress->Log("[" + std::to_string(number) + "/" + std::to_string(count) + "] " +
+                       row.discs.front() + "\n");
   }
-  return games;
-}
+  void RowFinished(const QueueRow& row, const RowRun& run) override {
+    if (row.state == RowState::Skipped || !run.planned)
+      results.push_back(Unplanned(row));
+    else
+      results.push_back(ReportJob(
+          {row.discs, *run.planned, run.result, row.seconds, row.sourceBytes}, options_, ctx_));
+    ctx_.questions->Clear();
+  }
+  std::vector<JobResult> results;
+
+ private:
+  // A game passed over (its package is there already, which is no failure; it is not a
+  // disc; a disc of it is missing), or one whose playlist could not be taken.
+  JobResult Unplanned(const QueueRow& row) {
+    ctx_.progress->FinishLine();
+    const bool skipped = row.state == RowState::Skipped;
+    JobResult out;
+    out.discs = row.discs;
+    out.game = row.title;
+    out.id = row.gameId;
+    out.seconds = row.seconds;
+    out.result = skipped ? "Skipped: " + std::string(SkipReasonName(row.skip)) : row.reason;
+    out.exitCode = row.skip == SkipReason::Exists ? kExitSuccess : kExitFailed;
+    std::cerr << row.reason << "\n";
+    if (row.skip == SkipReason::DiscMissing)
+      std::cerr << "(run again with --allow-missing-discs to convert the discs found)\n";
+    if (ctx_.json) {
+      Json line = {{"input", row.discs.front()},
+                   {"output", row.output.empty() ? Json() : Json(row.output)},
+                   {"outcome", skipped ? "skipped" : "failed"},
+                   {"reason", SkipReasonName(row.skip)},
+                   {"message", row.reason},
+                   {"title", row.title},
+                   {"gameId", row.gameId},
+                   {"seconds", std::round(row.seconds * 1000) / 1000},
+                   {"sizes", {{"input", row.sourceBytes}, {"output", 0}}}};
+      if (row.discs.size() > 1) line["discs"] = row.discs;
+      PrintJson(line, true);
+    }
+    return out;
+  }
+  const JobOptions& options_;
+  CliContext& ctx_;
+};
 
 }  // namespace
 
@@ -313,6 +313,13 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
   b->add_option("PATH", batch->paths, "Disc images and folders to search")->required();
   b->add_flag("--separate-discs", batch->separateDiscs,
               "A package for each disc of a game on several discs, not one for the game");
+  b->add_option("--existing", batch->existing,
+                "A game whose folder holds an EBOOT.PBP already: skip it, or replace the "
+                "package (default: replace with --yes, else skip)")
+      ->check(CLI::IsMember({"skip", "replace"}));
+  b->add_option("--report", batch->report,
+                "Write every game's result and the summary to FILE: JSON when it ends in "
+                ".json, otherwise CSV");
   AddJobOptions(*b, batch->options);
   b->callback([convert, batch, &ctx] {
     LoadCliSettings(ctx);
@@ -327,34 +334,41 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
       ctx.exitCode = kExitFailed;
       return;
     }
-    // Each game gets its own folder under the output, named as the settings say (by title
-    // when they would name none).
-    ctx.settings.defaultOutputDir = batch->options.output;
-    if (ctx.settings.defaultOutDirOpt == 0) ctx.settings.defaultOutDirOpt = 2;
-    JobOptions each = batch->options;
-    each.output.clear();
-    std::set<std::string> taken;
-    // Every folder of pictures is read once for the whole batch.
-    PictureFinder pictures(PictureFoldersOf(ctx.settings));
-
     const std::vector<std::string> images = FindDiscImages(batch->paths);
     if (images.empty()) {
       std::cerr << "No disc images found.\n";
       ctx.exitCode = kExitFailed;
       return;
     }
-    const std::vector<FoundGame> games = GamesAmong(images, batch->separateDiscs);
-    std::vector<JobResult> results;
-    for (std::size_t i = 0; i < games.size(); ++i) {
-      ctx.progress->Log("[" + std::to_string(i + 1) + "/" + std::to_string(games.size()) + "] " +
-                        games[i].discs.front() + "\n");
-      results.push_back(RunOne(games[i].discs, each, ctx, &taken, &pictures, games[i].wholeGame));
-      // Ctrl+C stops the whole batch.
-      if (results.back().kind == OutcomeKind::Cancelled) break;
-    }
+    BatchQueue queue;
+    std::vector<QueueRow> rows;
+    for (const FoundGame& game : GamesAmong(images, batch->separateDiscs))
+      rows.push_back(RowFor(game));
+    const std::size_t games = queue.Add(std::move(rows)).size();
+
+    QueueSetup setup;
+    setup.settings = QueueSettings(ctx.settings, batch->options.output);
+    setup.folders = ctx.folders;
+    JobOptions each = batch->options;
+    each.output.clear();
+    setup.job = JobFor({images.front()}, each, setup.settings);
+    const std::string existing =
+        batch->existing.empty() ? (ctx.assumeYes ? "replace" : "skip") : batch->existing;
+    setup.existing = existing == "replace" ? ExistingPackage::Replace : ExistingPackage::Skip;
+    BatchView view(batch->options, ctx);
+    queue.Run(setup, view, *ctx.questions, *ctx.cancel);
+    const std::vector<JobResult>& results = view.results;
+
     int worst = kExitSuccess;
     for (const auto& r : results) worst = std::max(worst, r.exitCode);
     ctx.exitCode = worst;
+    if (!batch->report.empty()) {
+      if (std::string why = WriteQueueReport(batch->report, queue.Rows(), queue.Summary());
+          !why.empty()) {
+        std::cerr << why << "\n";
+        ctx.exitCode = std::max(ctx.exitCode, kExitFailed);
+      }
+    }
     if (ctx.json) return;
 
     std::size_t w = 4;
@@ -374,8 +388,9 @@ void AddConvertCommands(CLI::App& app, CliContext& ctx) {
                 << Seconds(r.seconds) << "\n";
     }
     std::size_t ok = 0;
-    for (const auto& r : results) ok += r.exitCode == 0;
-    std::cout << ok << " of " << games.size() << " converted.\n";
+    for (const auto& r : results) ok += r.converted;
+    std::cout << ok << " of " << games << " converted.\n";
+    std::cout << SummaryLine(queue.Summary()) << "\n";
   });
 }
 

@@ -310,9 +310,8 @@ bool ConfirmOverwrite(Questions& questions, const std::string& folder, const std
   std::string target = folder + name;
   if (target == source || !FileExists(target)) return false;
   return !questions.AskYesNo(
-      "WARNING: the following file will be overwritten if you continue!!!\r\n" + target +
-          "\r\nDo you wish to continue?",
-      false, MsgIcon::Exclamation);
+      std::string(kOverwriteWarningHead) + "\r\n" + target + "\r\nDo you wish to continue?", false,
+      MsgIcon::Exclamation);
 }
 
 uint8_t ToBcd(uint16_t n) {

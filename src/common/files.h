@@ -76,6 +76,9 @@ bool ReadWholeFile(const std::string& path, std::vector<uint8_t>& out,
 // Copies a file to the current position of an open file in 32 KB blocks.
 bool AppendFileToOpenFile(const std::string& path, File& out);
 
+// How the question before an overwrite begins.
+inline constexpr const char* kOverwriteWarningHead =
+    "WARNING: the following file will be overwritten if you continue!!!";
 // Asks before a file in `folder` would be overwritten. True means stop (the user said
 // No). Never asks when the target is the source itself or does not exist.
 bool ConfirmOverwrite(Questions& questions, const std::string& folder, const std::string& name,

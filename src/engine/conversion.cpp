@@ -395,6 +395,7 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
     run.laterDiscs.push_back({laterIds[i - 1], images[i], tocOf(static_cast<int>(i) + 1)});
   run.expectedSize = expected;
   run.pollInterval = tuning.pollInterval;
+  run.printed = &result.converterOutput;
   DeleteFileIfExists(partial);
 
   if (Outcome converted = RunConverter(run, progress, cancel); !converted.succeeded())

@@ -99,6 +99,7 @@ Outcome RunConverter(const ConverterRunOptions& o, Progress& progress, CancelTok
   // An unreadable pipe leaves the output short; the verdict below then reports the run as
   // failed with whatever was read, which is all the user can be told.
   if (!child.DrainToEnd() || !readable) progress.Log(kMsgPipeUnreadable);
+  if (o.printed) *o.printed = child.output();
   // Ctrl+C in a terminal reaches the converter too, which then ends on its own: still a
   // cancel, not a converter that failed.
   if (cancel.Take()) {

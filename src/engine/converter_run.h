@@ -59,6 +59,7 @@ struct ConverterRunOptions {
   std::vector<LaterDisc> laterDiscs;
   uint64_t expectedSize = 0;
   std::chrono::milliseconds pollInterval{200};
+  std::string* printed = nullptr;  // receives all the converter printed, when given
 };
 
 // The converter's arguments: itself, the options naming every file it reads and writes, then

@@ -289,9 +289,12 @@ Planned PlanConversion(const JobInput& job, const Settings& settings, const Prog
     if (const std::vector<int> missing = MissingDiscNumbers(discs); !missing.empty()) {
       const std::string what = MissingDiscsText(missing, WithoutDiscNumber(id.title));
       switch (job.missingDiscs) {
-        case MissingDiscs::Refuse:
-          return refuse(what + "; the game is not converted without " +
-                        (missing.size() == 1 ? "it." : "them."));
+        case MissingDiscs::Refuse: {
+          Planned refused = refuse(what + "; the game is not converted without " +
+                                   (missing.size() == 1 ? "it." : "them."));
+          refused.discMissing = true;
+          return refused;
+        }
         case MissingDiscs::Ask:
           if (!questions.AskYesNo(what + ".  Make the package of the discs found anyway?", true,
                                   MsgIcon::Exclamation))

@@ -151,6 +151,7 @@ struct Planned {
   std::optional<ConversionPlan> plan;
   // The title the job goes by, also when it was refused (for a batch's summary).
   std::string title;
+  bool discMissing = false;  // refused for a disc missing from the game's numbering
 };
 
 // Resolves what needs resolving, runs every check in its fixed order (each refusal is a

@@ -87,4 +87,12 @@ Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targe
   return Outcome::Success();
 }
 
+std::string CheckPspRoom(const std::string& volumeRoot, uint64_t bytes,
+                         const VolumeFreeSpace& freeSpace) {
+  const std::optional<uint64_t> free = freeSpace ? freeSpace(volumeRoot) : FreeSpace(volumeRoot);
+  if (!free || bytes <= *free) return {};
+  return "The PSP (" + volumeRoot + ") has " + FormatSize(*free) +
+         " free; the packages may take up to " + FormatSize(bytes) + ".";
+}
+
 }  // namespace ebf

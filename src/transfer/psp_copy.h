@@ -1,6 +1,9 @@
 #pragma once
 // Where a game goes on a PSP (<volume>/PSP/GAME/<folder>/EBOOT.PBP) and the copy there.
 
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "common/cancel.h"
@@ -27,5 +30,11 @@ std::string PspGameFolder(const std::string& volumeRoot, const std::string& titl
 // complete.
 Outcome CopyEbootToPsp(const std::string& sourceFolder, const std::string& targetFolder,
                        Progress& progress, Questions& questions, CancelToken& cancel);
+
+// Before packages of up to `bytes` in all are copied onto the volume at `volumeRoot`: ""
+// when they fit (or its free space cannot be told), else what the user should know.
+using VolumeFreeSpace = std::function<std::optional<uint64_t>(const std::string& path)>;
+std::string CheckPspRoom(const std::string& volumeRoot, uint64_t bytes,
+                         const VolumeFreeSpace& freeSpace = {});
 
 }  // namespace ebf

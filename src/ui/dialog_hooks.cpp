@@ -14,6 +14,7 @@
 #include "ui/eboot_to_iso.h"
 #include "ui/fix_save_dialog.h"
 #include "ui/preview_dialog.h"
+#include "ui/queue_window.h"
 #include "ui/select_dialog.h"
 #include "ui/slot_table.h"
 #include "ui/transfer_dialog.h"
@@ -93,6 +94,19 @@ void OpenTransfer(MainWindow& window, const DialogServices& services,
   dialog.exec();
 }
 
+void OpenBatch(MainWindow& window, const DialogServices& services) {
+  window.TakeSettingsFromControls();
+  QueueWindow queue({window.folders(),
+                     window.settings(),
+                     window.theme(),
+                     &window.prompter(),
+                     &window.dialogs(),
+                     services.volumes,
+                     {}},
+                    &window);
+  queue.exec();
+}
+
 void InstallDialogHooks(MainWindow::Hooks& hooks, DialogServices services) {
   auto shared = std::make_shared<DialogServices>(std::move(services));
   hooks.selectGame = [shared](MainWindow& w) { SelectGame(w, *shared); };
@@ -109,6 +123,7 @@ void InstallDialogHooks(MainWindow::Hooks& hooks, DialogServices services) {
   hooks.verifyPackage = [](MainWindow& w) {
     VerifyLoadedPackage(&w, w.prompter(), w.theme(), MainWindowText(w, "txtIn"));
   };
+  hooks.openBatch = [shared](MainWindow& w) { OpenBatch(w, *shared); };
   hooks.isOnPspGameFolder = [shared](const std::string& folder) {
     return shared->volumes && IsOnPspGameFolder(folder, *shared->volumes);
   };

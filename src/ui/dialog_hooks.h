@@ -31,6 +31,7 @@ void OpenDocMaker(MainWindow& window);
 void OpenPreview(MainWindow& window);
 void OpenTransfer(MainWindow& window, const DialogServices& services,
                   const std::string& outputFolder);
+void OpenBatch(MainWindow& window, const DialogServices& services);
 
 // The control's text in the main window, by its control name ("txtTitle", "txtOut"...).
 std::string MainWindowText(MainWindow& window, const char* controlName);

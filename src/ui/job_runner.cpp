@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QWidget>
+#include <exception>
 
 namespace ebf::ui {
 
@@ -24,6 +25,24 @@ std::optional<std::string> WorkerQuestions::ChooseRebuildDestination(const std::
   std::optional<std::string> chosen;
   OnGuiThread([&] { chosen = chooseDestination_(source); });
   return chosen;
+}
+
+void RunOnWorker(const std::function<void()>& work) {
+  std::exception_ptr failure;
+  QEventLoop loop;
+  std::thread worker([&] {
+    try {
+      work();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    // Queued behind everything the work queued, so that all of it is handled first.
+    QMetaObject::invokeMethod(
+        &loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+  });
+  loop.exec();
+  worker.join();
+  if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace ebf::ui

@@ -7,7 +7,6 @@
 
 #include <QEventLoop>
 #include <QThread>
-#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -40,6 +39,11 @@ class WorkerQuestions : public Questions {
   DestinationChooser chooseDestination_;
 };
 
+// Runs `work` on a worker thread while the caller waits in an event loop of its own, and
+// rethrows what it threw. Whatever the worker queued for the GUI thread before it ended has
+// been handled when this returns.
+void RunOnWorker(const std::function<void()>& work);
+
 // Runs `job(progress, questions, cancel)` on a worker thread with `window` as its progress
 // and its Cancel button wired to the job's token, and returns what the job returned.
 template <class Job>
@@ -49,21 +53,13 @@ auto RunJob(ProgressWindow& window, Questions& questions, Job job)
   CancelToken cancel;
   window.SetCancelToken(&cancel);
   std::optional<Result> result;
-  std::exception_ptr failure;
-  QEventLoop loop;
-  std::thread worker([&] {
-    try {
-      result.emplace(job(window, questions, cancel));
-    } catch (...) {
-      failure = std::current_exception();
-    }
-    QMetaObject::invokeMethod(
-        &loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
-  });
-  loop.exec();
-  worker.join();
+  try {
+    RunOnWorker([&] { result.emplace(job(window, questions, cancel)); });
+  } catch (...) {
+    window.SetCancelToken(nullptr);
+    throw;
+  }
   window.SetCancelToken(nullptr);
-  if (failure) std::rethrow_exception(failure);
   return std::move(*result);
 }
 

@@ -329,7 +329,8 @@ QWidget* MainWindow::BuildButtonBar() {
   cmdVerify_->setToolTip(
       QStringLiteral("Read every block of the package and show each track's checksums"));
   cmdAbout_ = Button(QStringLiteral("&About"), "cmdAbout", bar);
-  cmdBatch_ = Button(BatchCaptions().front(), "cmdBatch", bar);
+  cmdBatch_ = Button(QStringLiteral("Batc&h..."), "cmdBatch", bar);
+  cmdBatch_->setToolTip(QStringLiteral("Convert a whole library of games in one run"));
   cmdGo_ = Button(QStringLiteral("&Go!"), "cmdGo", bar);
   cmdGo_->setProperty("accent", true);
   cmdGo_->setDefault(true);
@@ -348,7 +349,9 @@ QWidget* MainWindow::BuildButtonBar() {
     if (hooks_.verifyPackage) hooks_.verifyPackage(*this);
   });
   connect(cmdAbout_, &QPushButton::clicked, this, &MainWindow::ShowAbout);
-  connect(cmdBatch_, &QPushButton::clicked, this, &MainWindow::NextBatchCaption);
+  connect(cmdBatch_, &QPushButton::clicked, this, [this] {
+    if (hooks_.openBatch) hooks_.openBatch(*this);
+  });
   connect(cmdGo_, &QPushButton::clicked, this, &MainWindow::GoClicked);
   for (QPushButton* b :
        {cmdOptions_, cmdDoc_, cmdPreview_, cmdEBOOT2ISO_, cmdVerify_, cmdAbout_, cmdBatch_})
@@ -373,6 +376,7 @@ void MainWindow::UpdateHookedButtons() {
   gate(cmdGameCust_, bool(hooks_.customGame));
   gate(cmdDoc_, bool(hooks_.openDocMaker));
   gate(cmdPreview_, bool(hooks_.openPreview));
+  gate(cmdBatch_, bool(hooks_.openBatch));
   cmdEBOOT2ISO_->setEnabled(packageLoaded_ && hooks_.ebootToIso);
   cmdVerify_->setEnabled(packageLoaded_ && hooks_.verifyPackage);
 }
@@ -485,24 +489,6 @@ void MainWindow::BringToFront() {
   show();
   raise();
   activateWindow();
-}
-
-QStringList MainWindow::BatchCaptions() {
-  return {QStringLiteral("Batch"),
-          QStringLiteral("Batch (soon)"),
-          QStringLiteral("Still baking"),
-          QStringLiteral("Pressing harder won't help"),
-          QStringLiteral("The oven is preheating"),
-          QStringLiteral("One disc at a time, please"),
-          QStringLiteral("Have you tried Go?"),
-          QStringLiteral("This button is decorative"),
-          QStringLiteral("Fine. Round again.")};
-}
-
-void MainWindow::NextBatchCaption() {
-  const QStringList captions = BatchCaptions();
-  batchCaption_ = (batchCaption_ + 1) % captions.size();
-  cmdBatch_->setText(captions.at(batchCaption_));
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {

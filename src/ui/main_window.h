@@ -47,6 +47,8 @@ class MainWindow : public QWidget {
     DriveLister listDrives;
     // Reads every block of the loaded package and shows the per-track figures.
     std::function<void(MainWindow&)> verifyPackage;
+    // The batch queue: a whole library in one run.
+    std::function<void(MainWindow&)> openBatch;
   };
 
   struct Services {
@@ -119,13 +121,10 @@ class MainWindow : public QWidget {
   void ExtractSlot(int slot);
   void OpenOptions();
   void ShowAbout();
-  void NextBatchCaption();
   // A list of dropped files on the window (index -1) or on a slot's controls.
   void DropFiles(const QStringList& paths, int slot);
   // Brings a minimised or hidden window to the front (a second copy asked for it).
   void BringToFront();
-
-  static QStringList BatchCaptions();
 
  protected:
   void dragEnterEvent(QDragEnterEvent* event) override;
@@ -173,7 +172,6 @@ class MainWindow : public QWidget {
   ThemeContext theme_;
   std::string saveName_, gameId_;
   bool packageLoaded_ = false;
-  int batchCaption_ = 0;
 
   ThemedHeader* header_ = nullptr;
   QLineEdit *txtIn_ = nullptr, *txtTitle_ = nullptr, *txtOut_ = nullptr;

@@ -18,10 +18,6 @@
 
 namespace ebf::ui {
 
-inline constexpr const char* kMsgCancelWarning =
-    "WARNING: cancelling this process may cause problems, such as ending up with corrupt files "
-    "- are you sure you wish to do this?";
-
 ProgressBarFrame::ProgressBarFrame(const QString& fillName, QWidget* parent) : QWidget(parent) {
   setObjectName(fillName == QLatin1String("imgTotal") ? QStringLiteral("shpTotal")
                                                       : QStringLiteral("frame"));

@@ -20,6 +20,11 @@ namespace ebf::ui {
 
 class Prompter;
 
+// Asked before a cancel while the user's own file is being rewritten.
+inline constexpr const char* kMsgCancelWarning =
+    "WARNING: cancelling this process may cause problems, such as ending up with corrupt files "
+    "- are you sure you wish to do this?";
+
 // The bar: a frame whose width is the 100 % mark and a fill (imgFill) sized to the fraction.
 class ProgressBarFrame : public QWidget {
   Q_OBJECT

@@ -68,13 +68,17 @@ TransferDialog::TransferDialog(const ThemeContext& theme, Prompter& prompter, Vo
   Refresh();
 }
 
+void FillDriveList(QComboBox* drives, VolumeSource& volumes) {
+  const QString previous = drives->currentText();
+  drives->clear();
+  for (const RemovableVolume& v : volumes.List())
+    drives->addItem(QString::fromStdString(VolumeEntryText(v)));
+  drives->setCurrentIndex(drives->findText(previous));
+  if (drives->currentIndex() < 0 && drives->count() > 0) drives->setCurrentIndex(0);
+}
+
 void TransferDialog::Refresh() {
-  const QString previous = cboDrive_->currentText();
-  cboDrive_->clear();
-  for (const RemovableVolume& v : volumes_.List())
-    cboDrive_->addItem(QString::fromStdString(VolumeEntryText(v)));
-  cboDrive_->setCurrentIndex(cboDrive_->findText(previous));
-  if (cboDrive_->currentIndex() < 0 && cboDrive_->count() > 0) cboDrive_->setCurrentIndex(0);
+  FillDriveList(cboDrive_, volumes_);
   cmdOK_->setEnabled(cboDrive_->count() > 0);
 }
 

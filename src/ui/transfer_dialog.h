@@ -24,6 +24,10 @@ struct TransferRequest {
   int autoTransfer = 1;  // 1: folder named by the title, otherwise by the ID
 };
 
+// Lists the volumes in `drives` ("[E:] MEMSTICK"), keeping the one chosen when it is still
+// there, else choosing the first.
+void FillDriveList(QComboBox* drives, VolumeSource& volumes);
+
 class TransferDialog : public BackdropDialog {
   Q_OBJECT
  public:

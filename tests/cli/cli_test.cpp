@@ -131,6 +131,19 @@ TEST(Cli, BatchConvertsEveryGameAndReports) {
   EXPECT_EQ(packages, 5);
   for (const char* id : {"SLUS01234", "SCES00344", "SLPS00111", "SLUS00594", "SCUS94476"})
     EXPECT_NE(r.out.find(id), std::string::npos) << id;
+
+  // Again, without --yes: every package is there already, so every game is skipped (no
+  // failure), and the report says so.
+  r = Cli("batch " + Q(dir / "games") + " -o " + Q(dir / "out") + " --report " +
+          Q(dir / "report.csv"));
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_NE(r.out.find("0 done, 0 failed, 5 skipped in "), std::string::npos) << r.out;
+  const std::string report = test::ReadFileText(dir / "report.csv");
+  std::size_t skipped = 0;
+  for (std::size_t at = 0; (at = report.find(",Skipped,exists,", at)) != std::string::npos; ++at)
+    ++skipped;
+  EXPECT_EQ(skipped, 5u) << report;
+  EXPECT_NE(report.find("\r\n0,0,5,0,0,"), std::string::npos) << report;
 }
 
 }  // namespace

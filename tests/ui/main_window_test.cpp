@@ -159,25 +159,6 @@ class MainWindowTest : public QObject {
     QVERIFY(f.Get<QLineEdit>("txtCustSND0")->isEnabled());
   }
 
-  void batchCaptionsCycle() {
-    Fixture f;
-    const QStringList captions = {QStringLiteral("Batch"),
-                                  QStringLiteral("Batch (soon)"),
-                                  QStringLiteral("Still baking"),
-                                  QStringLiteral("Pressing harder won't help"),
-                                  QStringLiteral("The oven is preheating"),
-                                  QStringLiteral("One disc at a time, please"),
-                                  QStringLiteral("Have you tried Go?"),
-                                  QStringLiteral("This button is decorative"),
-                                  QStringLiteral("Fine. Round again.")};
-    auto* batch = f.Get<QPushButton>("cmdBatch");
-    QCOMPARE(batch->text(), captions[0]);
-    for (int i = 1; i <= captions.size(); ++i) {
-      f.Click("cmdBatch");
-      QCOMPARE(batch->text(), captions[i % captions.size()]);
-    }
-  }
-
   // The checks themselves are the core's (engine/plan); here only that the window feeds
   // them its controls and shows what they say.
   void goChecksReachTheWindow() {

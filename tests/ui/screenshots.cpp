@@ -5,10 +5,11 @@
 // taken as a user reaches it: the main window with the user's pictures, its CD menu, the
 // dialogs, a conversion (its progress window and closing message), Verify on the package
 // made (its progress half way and its result), the transfer onto a folder that stands in
-// for a PSP, and a game on three discs.
+// for a PSP, a game on three discs, and the batch queue half way through a library.
 //   ebf_ui_screenshots <runtime folder> <output folder> <data folder>
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
 #include <QLabel>
 #include <QListWidget>
@@ -43,6 +44,8 @@
 #include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/prompter.h"
+#include "ui/queue_table.h"
+#include "ui/queue_window.h"
 #include "ui/select_dialog.h"
 #include "ui/startup_flow.h"
 #include "ui/transfer_dialog.h"
@@ -102,6 +105,58 @@ std::string WriteDiscs(const std::string& games) {
                                                 test::SectorLayout::Mode2Raw));
   }
   return ok ? stem + ".cue" : "";
+}
+
+// A library for the batch queue: games of one disc and of two, one with a disc missing,
+// a file that is no disc, and one game long enough to be caught half way.
+bool WriteLibrary(const std::string& library) {
+  bool ok = WriteDataTrack(library + "Ashen Coast (USA).bin", "SLUS_999.21", 6000);
+  for (int n = 1; n <= 2; ++n)
+    ok = ok && WriteDataTrack(library + "Tidewater (Disc " + std::to_string(n) + ").bin",
+                              "SLUS_999.1" + std::to_string(n), 4000);
+  for (int n : {1, 3})
+    ok = ok && WriteDataTrack(library + "Lantern Fields (Disc " + std::to_string(n) + ").bin",
+                              "SLUS_999.3" + std::to_string(n), 3000);
+  ok = ok && WriteDataTrack(library + "Glass Garden.bin", "SLUS_999.41", 60000);
+  ok = ok && WriteDataTrack(library + "Quiet Orchard.bin", "SLUS_999.51", 3000);
+  std::ofstream notes(library + "Old Notes.iso", std::ios::binary);
+  return ok && Append(notes, Bytes(40000, 'n'));
+}
+
+// The batch queue as a user runs it: the library and the game converted before added, the
+// copy onto the PSP ticked, Start; taken once "Glass Garden" has written 10 MB of its
+// package, with a finished game's log shown.
+bool TakeQueue(ui::MainWindow& w, const std::string& games, const std::string& library,
+               const QString& out) {
+  bool taken = false;
+  QTimer::singleShot(100, &w, [&] {
+    auto* queue = w.findChild<ui::QueueWindow*>();
+    if (!queue) return;
+    queue->resize(980, 700);
+    queue->AddPaths(
+        {QString::fromStdString(games + "Moonlit Harbour.cue"), QString::fromStdString(library)});
+    queue->findChild<QCheckBox*>(QStringLiteral("chkCopyToPsp"))->setChecked(true);
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, queue, [&] {
+      ui::QueueTable* table = queue->table();
+      for (int r = 0; r < table->rowCount(); ++r) {
+        const QString title = table->item(r, ui::QueueTable::kTitle)->text();
+        if (title.startsWith(QLatin1String("Ashen Coast"))) table->selectRow(r);
+        const QString progress = table->item(r, ui::QueueTable::kProgress)->text();
+        if (taken || title != QLatin1String("Glass Garden") ||
+            !progress.endsWith(QLatin1String(" MB written")) ||
+            progress.section(' ', -3, -3).toDouble() < 10)
+          continue;
+        QApplication::processEvents();
+        taken = queue->grab().save(out + "/queue.png");
+      }
+    });
+    look.start(40);
+    queue->Start();
+    queue->close();
+  });
+  w.findChild<QPushButton*>("cmdBatch")->click();
+  return taken;
 }
 
 // Answers every window that comes up while the program runs, and takes the ones asked for:
@@ -326,6 +381,15 @@ int main(int argc, char** argv) {
     ok &= Save(w, out, "patches.png");
     patches->Clear();
   } else {
+    qWarning("patches.png was not taken");
+    ok = false;
+  }
+
+  const std::string library = data + "Library/";
+  std::filesystem::create_directories(library);
+  ok &= WriteLibrary(library);
+  if (!TakeQueue(w, games, library, out)) {
+    qWarning("queue.png was not taken");
     ok = false;
   }
 

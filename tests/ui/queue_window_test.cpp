@@ -1,0 +1,205 @@
+// The batch queue's window with the real queue, the real converter (or the stand-in where
+// a run must fail or last), a folder standing in for a PSP: a library becomes rows and
+// every row ends in its state; Stop after this one, Stop now, a failed row run again.
+#include <QCheckBox>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QUrl>
+#include <filesystem>
+
+#include "fakes.h"
+#include "support/disc_builder.h"
+#include "support/fake_program.h"
+#include "support/program_tree.h"
+#include "support/runtime.h"
+#include "transfer/volumes.h"
+#include "ui/queue_table.h"
+#include "ui/queue_window.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+class QueueWindowTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog, work;
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    std::unique_ptr<ui::QueueWindow> w;
+
+    Fixture() {
+      CopyRuntimeTree(prog);
+      ui::QueueWindow::Services s{prog.folder(), {}, {}, &prompter, &dialogs, nullptr, {}};
+      s.settings.defaultOutputDir = work / "out";
+      s.volumes = std::make_shared<FixedVolumes>(
+          std::vector<RemovableVolume>{{work.MakeDir("psp"), "PSP"}});
+      s.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1ull << 40); };
+      w = std::make_unique<ui::QueueWindow>(std::move(s));
+      w->show();
+    }
+    void Game(const std::string& name, const std::string& exe) {
+      WriteFileBytes(work / name,
+                     BuildDiscImage(GameDisc(exe, NoiseBytes(20000, 5)), SectorLayout::Mode2Raw));
+    }
+    void Converter(const std::string& from) {
+      std::filesystem::copy_file(from, prog / "Data/tarnwick.exe",
+                                 std::filesystem::copy_options::overwrite_existing);
+    }
+    void Click(const char* name) { Child<QPushButton>(w.get(), name)->click(); }
+    // Every row as "title | state | reason", the test's folder written as "~".
+    QStringList Rows() {
+      QStringList rows;
+      ui::QueueTable* t = w->table();
+      for (int r = 0; r < t->rowCount(); ++r)
+        rows << QStringLiteral("%1 | %2 | %3")
+                    .arg(t->item(r, ui::QueueTable::kTitle)->text(),
+                         t->item(r, ui::QueueTable::kState)->text(),
+                         t->item(r, ui::QueueTable::kReason)->text())
+                    .replace(QString::fromStdString(work.path()), QStringLiteral("~"));
+      return rows;
+    }
+  };
+
+ private slots:
+  // Six games: one on two discs, one with a disc missing, one not a disc, one converted
+  // before; the window answers throughout the run, and each row keeps its log.
+  void aLibraryBecomesRowsThatEndInTheirStates() {
+    Fixture f;
+    f.work.MakeDir("lib");
+    f.Game("lib/Metal Gear (Disc 1).bin", "SLUS_005.94");
+    f.Game("lib/Metal Gear (Disc 2).bin", "SLUS_007.76");
+    f.Game("lib/Fox Hunt (Disc 1).bin", "SLUS_001.01");
+    f.Game("lib/Fox Hunt (Disc 3).bin", "SLUS_001.76");
+    WriteFileBytes(f.work / "lib/readme.iso", NoiseBytes(60000, 9));
+    f.Game("lib/Hot Shots.bin", "SCUS_944.76");
+    f.Game("lib/Crash.bin", "SCES_003.44");
+    f.Game("lib/Smack.bin", "SLUS_012.34");
+    const std::string mine = f.work.MakeDir("out/Hot Shots Golf 2 [NTSC-U]") + "/EBOOT.PBP";
+    WriteFileText(mine, "mine");
+
+    f.dialogs.results = {QString::fromStdString(f.work / "lib")};
+    f.Click("cmdAddFolder");
+    QCOMPARE(f.w->table()->rowCount(), 6);
+    QCOMPARE(f.w->table()->item(3, ui::QueueTable::kDiscs)->text(), QStringLiteral("2"));
+    Child<QCheckBox>(f.w.get(), "chkCopyToPsp")->setChecked(true);
+
+    // The gaps between ticks of a 10 ms timer, from the click to the end of the run.
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = 0, worstGap = 0;
+    QTimer tick;
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+      worstGap = std::max(worstGap, clock.elapsed() - last);
+      last = clock.elapsed();
+    });
+    tick.start(10);
+    f.Click("cmdStart");
+    worstGap = std::max(worstGap, clock.elapsed() - last);
+    tick.stop();
+    QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
+    QCOMPARE(
+        f.Rows(),
+        QStringList({"Crash Bandicoot [PAL-E] | Done | Copied to ~/psp/PSP/GAME/SCES00344",
+                     "Fox Hunt [NTSC-U] | Skipped (disc missing) | Disc 2 of \"Fox Hunt [NTSC-U]\" "
+                     "was not found; the game is not converted without it.",
+                     "Hot Shots Golf 2 [NTSC-U] | Skipped (exists) | An EBOOT.PBP is already in "
+                     "~/out/Hot Shots Golf 2 [NTSC-U]",
+                     "Metal Gear Solid [NTSC-U] | Done | Copied to ~/psp/PSP/GAME/SLUS00594",
+                     "WWF SmackDown! 2 - Know Your Role [NTSC-U] | Done | Copied to "
+                     "~/psp/PSP/GAME/SLUS01234",
+                     "readme | Skipped (not a disc) | readme.iso is not a PlayStation disc: it "
+                     "holds no ISO 9660 file system."}));
+    QCOMPARE(Child<QLabel>(f.w.get(), "lblSummary")->text().left(31),
+             QStringLiteral("3 done, 0 failed, 3 skipped in "));
+    QCOMPARE(QString::fromStdString(ReadFileText(mine)), QStringLiteral("mine"));
+    for (const char* id : {"SCES00344", "SLUS00594", "SLUS01234"})
+      QVERIFY(FileExists(f.work / "psp/PSP/GAME/" + id + "/EBOOT.PBP"));
+    const QString log = f.w->LogOf(f.w->table()->IdAt(3));
+    QVERIFY2(log.contains(QStringLiteral("  disc 2: ")) && log.contains(QStringLiteral("\nDone")),
+             qPrintable(log));
+    QVERIFY(f.prompter.shown.empty());
+  }
+
+  // Stop after this one: the running game ends, the next waits, and the next Start takes
+  // it. The games come in by a drop.
+  void stopAfterThisOneLetsTheRunningGameEnd() {
+    Fixture f;
+    f.Game("a.bin", "SLUS_005.94");
+    f.Game("b.bin", "SCUS_944.76");
+    QMimeData mime;
+    mime.setUrls({QUrl::fromLocalFile(QString::fromStdString(f.work / "a.bin")),
+                  QUrl::fromLocalFile(QString::fromStdString(f.work / "b.bin"))});
+    QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    // Straight to the window: the application hands a drop on only while a drag is on.
+    static_cast<QObject*>(f.w.get())->event(&drop);
+    QCOMPARE(f.w->table()->rowCount(), 2);
+    QObject::connect(f.w.get(), &ui::QueueWindow::rowStarted, [&] { f.Click("cmdStopAfter"); });
+    f.Click("cmdStart");
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Done | ",
+                                    "Hot Shots Golf 2 [NTSC-U] | Queued | "}));
+    f.w->disconnect();
+    f.Click("cmdStart");
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Done | ",
+                                    "Hot Shots Golf 2 [NTSC-U] | Done | "}));
+  }
+
+  // Stop now cancels the game being converted as Cancel does: no package, no temporary
+  // file; the window asked before it would close in the middle of the run.
+  void stopNowLeavesNoPackageAndNoTemporaryFile() {
+    Fixture f;
+    f.Converter(FakeConverterPath());
+    FakeMode slow("slow");  // ten seconds, unless cancelled
+    f.Game("a.bin", "SLUS_005.94");
+    f.Game("b.bin", "SCUS_944.76");
+    f.w->AddPaths(
+        {QString::fromStdString(f.work / "a.bin"), QString::fromStdString(f.work / "b.bin")});
+    f.prompter.answers = {false};  // "Stop ... and close the window?" No
+    QTimer::singleShot(600, f.w.get(), [&] { f.w->close(); });
+    QTimer::singleShot(900, f.w.get(), [&] { f.Click("cmdStopNow"); });
+    QElapsedTimer clock;
+    clock.start();
+    f.Click("cmdStart");
+    QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(f.w->isVisible());
+    QCOMPARE(f.prompter.shown.size(), std::size_t(1));
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Cancelled | Cancelled.",
+                                    "Hot Shots Golf 2 [NTSC-U] | Queued | "}));
+    const std::string out = f.work / "out/Metal Gear Solid [NTSC-U]/";
+    for (const char* name : {"EBOOT.PBP", "EBOOT.PBP.part"})
+      QVERIFY2(!FileExists(out + name), name);
+    QVERIFY(!FileExists(f.prog / "Temp/RUN.NOTE"));
+    QVERIFY(!FileExists(f.prog / "Temp/START.DAT"));
+  }
+
+  // A converter that fails fails its row and the run goes on; put right, the row runs
+  // again.
+  void aFailedRowRunsAgain() {
+    Fixture f;
+    f.Converter(FakeConverterPath());
+    std::optional<FakeMode> error;
+    error.emplace("error");
+    f.Game("a.bin", "SLUS_005.94");
+    f.w->AddPaths({QString::fromStdString(f.work / "a.bin")});
+    f.Click("cmdStart");
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Failed | Error occurred during "
+                                    "conversion!  Tarnwick returned the following:"}));
+    QVERIFY(f.w->LogOf(f.w->table()->IdAt(0)).contains(QStringLiteral("Cannot read the image")));
+
+    f.Converter(RuntimeFolder() + "Data/tarnwick.exe");
+    error.reset();
+    f.w->table()->selectRow(0);
+    f.Click("cmdRetry");
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Queued | "}));
+    f.Click("cmdStart");
+    QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Done | "}));
+    QVERIFY(FileExists(f.work / "out/Metal Gear Solid [NTSC-U]/EBOOT.PBP"));
+  }
+};
+
+QTEST_MAIN(QueueWindowTest)
+#include "queue_window_test.moc"
