@@ -83,12 +83,11 @@ class CdMenuTest : public QObject {
  private slots:
   void withoutADriveEachEntrySaysSo() {
     Fixture f;
-    for (const char* action : {"mnuCDImage", "mnuCDDevice"}) {
-      f.prompter.shown.clear();
-      f.Choose(action);
-      QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgNoDrive));
-      QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Exclamation);
+    for (const char* action : {"mnuCDImage", "mnuCDDevice"}) f.Choose(action);
+    QCOMPARE(f.prompter.shown.size(), size_t(2));
+    for (const auto& said : f.prompter.shown) {
+      QCOMPARE(said.text, QLatin1String(ui::kMsgNoDrive));
+      QCOMPARE(said.icon, MsgIcon::Exclamation);
     }
     QVERIFY(f.dialogs.calls.empty());
     QVERIFY(f.resolved.empty());
@@ -100,8 +99,6 @@ class CdMenuTest : public QObject {
     const std::string folder = f.work.MakeDir("rips");
     // A cancelled save dialog stops quietly.
     f.Choose("mnuCDImage");
-    QCOMPARE(f.dialogs.calls.back().kind, QStringLiteral("save"));
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select where to save the disc image"));
     QCOMPARE(f.dialogs.calls.back().extension, QStringLiteral("cue"));
     QVERIFY(f.prompter.shown.empty());
     QVERIFY(Entries(folder).empty());
@@ -112,10 +109,9 @@ class CdMenuTest : public QObject {
     const std::vector<std::string> want = {"My Game (Track 1).bin", "My Game (Track 2).bin",
                                            "My Game (Track 3).bin", "My Game.cue"};
     QCOMPARE(Entries(folder), want);
-    // Track 1 holds the first 300 sectors of the disc (up to track 2's INDEX 00).
-    const Bytes track1 = ReadFileBytes(folder + "/My Game (Track 1).bin");
-    QCOMPARE(track1.size(), size_t(300 * 2352));
-    QVERIFY(std::equal(track1.begin(), track1.end(), f.disc.begin()));
+    // Track 1 holds the first 300 sectors of the disc (up to track 2's INDEX 00); the rest
+    // of the rip is the core's (disc/rip tests).
+    QCOMPARE(FileSize(folder + "/My Game (Track 1).bin").value_or(0), uint64_t{300 * 2352});
     QCOMPARE(f.resolved, std::vector<std::string>{folder + "/My Game.cue"});
 
     // Cancelled from the progress window while a long disc is read: nothing is written,
@@ -167,7 +163,6 @@ class CdMenuTest : public QObject {
                             "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
     // The package holds the disc in the drive, track for track.
     InflatingReader reader(out + "/EBOOT.PBP");
-    QCOMPARE(reader.error(), std::string());
     QCOMPARE(reader.tracks().size(), size_t(3));
     Bytes back;
     QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(f.disc.size() / 2352), back),

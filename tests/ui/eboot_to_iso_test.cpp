@@ -84,29 +84,22 @@ class EbootToIsoTest : public QObject {
             Outcome::Declined());
     QCOMPARE(dialogs.calls.size(), std::size_t{1});
     QCOMPARE(prompter.shown.size(), std::size_t{2});
-    QCOMPARE(prompter.shown[0].text,
-             QString::fromStdString("The following file will be overwritten if you continue!\n" +
-                                    disc(1, ".ccd") + "\nDo you wish to continue?"));
+    QVERIFY(prompter.shown[0].text.contains(QString::fromStdString(disc(1, ".ccd"))));
     QCOMPARE(prompter.last(),
              QString::fromStdString("The following file will be overwritten if you continue!\n" +
                                     disc(3, ".ccd") + "\nDo you wish to continue?"));
     for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
     QCOMPARE(ReadFileText(disc(1, ".ccd")), std::string("old sheet 1"));
 
+    // The discs' contents are the core's (pbp extract tests); here each lands by its number.
     dialogs.results = {QString::fromStdString(iso)};
     prompter.answers = {true, true};
     QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
             Outcome::Success());
     QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
     QVERIFY(!FileExists(iso));
-    for (int n = 1; n <= 3; ++n) {
-      // Disc n: n + 1 blocks of its image (the last one filled out), then the padding block.
-      Bytes expected(static_cast<std::size_t>(n) * kTestBlockSize + 100,
-                     static_cast<uint8_t>(0x30 + n - 1));
-      expected.resize(static_cast<std::size_t>(n + 2) * kTestBlockSize, 0);
-      QVERIFY(ReadFileBytes(disc(n, ".iso")) == expected);
-      QVERIFY(ReadFileText(disc(n, ".ccd")).rfind("[CloneCD]", 0) == 0);
-    }
+    for (int n = 1; n <= 3; ++n)
+      QCOMPARE(FileSize(disc(n, ".iso")).value_or(0), uint64_t(n + 2) * kTestBlockSize);
   }
 };
 

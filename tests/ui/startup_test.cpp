@@ -25,6 +25,7 @@ class StartupTest : public QObject {
     ScriptedDialogs dialogs;
     std::vector<std::string> resolved;
     std::unique_ptr<ui::MainWindow> window;
+    Fixture() { FillProgramFolder(prog); }
 
     ui::MainWindow& Make() {
       ui::MainWindow::Hooks hooks;
@@ -40,35 +41,26 @@ class StartupTest : public QObject {
   };
 
  private slots:
-  void missingConverterEndsWithItsMessage() {
-    Fixture f;
-    FillProgramFolder(f.prog);
-    std::remove((f.prog / "Data/tarnwick.exe").c_str());
-    QVERIFY(!ui::RunStartup(f.Make(), ""));
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(), QString::fromStdString(ConverterMissingMessage()));
-    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
-    QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
-    QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
-  }
-
-  void missingRequiredFileEndsWithItsMessage() {
-    for (const char* gone : {"Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/SND0.AT3",
-                             "PSXCust/Default/Gameboot.png"}) {
+  // Which files are required is the core's (app/settings tests); a missing one ends the
+  // start with its message, before anything is written or opened.
+  void aMissingFileEndsWithItsMessage() {
+    for (const auto& [gone, message] :
+         {std::pair{"Data/tarnwick.exe", ConverterMissingMessage()},
+          std::pair{"PSXCust/Default/Gameboot.png", MissingFilesMessage()}}) {
       Fixture f;
-      FillProgramFolder(f.prog);
       std::remove((f.prog / gone).c_str());
       QVERIFY2(!ui::RunStartup(f.Make(), ""), gone);
       QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QCOMPARE(f.prompter.last(), QString::fromStdString(MissingFilesMessage()));
+      QCOMPARE(f.prompter.last(), QString::fromStdString(message));
       QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
+      QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
       QVERIFY(f.resolved.empty());
+      QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
     }
   }
 
   void settingsThemeAndPanelComeBack() {
     Fixture f;
-    FillProgramFolder(f.prog);
     const std::string out = f.prog.MakeDir("out");
     const std::string last = f.prog / "last game.bin";
     WriteFileText(last, "image");
@@ -86,15 +78,12 @@ class StartupTest : public QObject {
     QCOMPARE(w.findChild<QLineEdit*>("txtOut")->text(), QString::fromStdString(out));
     QCOMPARE(w.findChild<QSpinBox*>("txtCompress")->value(), 4);
     QVERIFY(w.customisationShown());
-    QCOMPARE(w.findChild<QPushButton*>("cmdCustShowHide")->text(),
-             QStringLiteral("    Customize the EBOOT (-)"));
     QCOMPARE(w.theme().name, std::string("Night"));
     QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
   }
 
   void commandLineBeatsTheLastImage() {
     Fixture f;
-    FillProgramFolder(f.prog);
     const std::string last = f.prog / "last.iso";
     const std::string given = f.prog / "given game.cue";
     WriteFileText(last, "a");
@@ -104,13 +93,10 @@ class StartupTest : public QObject {
     QVERIFY(ui::RunStartup(w, "\"" + given + "\""));
     QCOMPARE(f.resolved, std::vector<std::string>{given});
     QVERIFY(!w.customisationShown());
-    QCOMPARE(w.findChild<QPushButton*>("cmdCustShowHide")->text(),
-             QStringLiteral("    Customize the EBOOT (+)"));
 
     // A command line naming nothing that exists falls back to the last image; a vanished
     // last image is skipped without a word.
     Fixture g;
-    FillProgramFolder(g.prog);
     WriteFileText(g.prog / "ebootforge.ini", "LastUsedImage = " + (g.prog / "gone.bin") + "\r\n");
     QVERIFY(ui::RunStartup(g.Make(), g.prog / "nothing.iso"));
     QVERIFY(g.resolved.empty());
@@ -121,7 +107,6 @@ class StartupTest : public QObject {
 
   void whatADeadRunLeftIsPutBackAndSaid() {
     Fixture f;
-    FillProgramFolder(f.prog);
     f.prog.MakeDir("Temp");
     // A PAL fix a killed conversion left on the user's image: put back, and said so.
     const std::string image = f.prog / "game.bin";
@@ -144,14 +129,11 @@ class StartupTest : public QObject {
 
     // A fix that cannot be put back is a warning.
     Fixture g;
-    FillProgramFolder(g.prog);
     g.prog.MakeDir("Temp");
-    const std::string gone = g.prog / "gone.bin";
-    WriteFileText(g.prog / "Temp/PALFIX.UNDO", gone + "\n8 00000011 00000000\n");
+    WriteFileText(g.prog / "Temp/PALFIX.UNDO", (g.prog / "gone.bin") + "\n8 00000011 00000000\n");
     QVERIFY(ui::RunStartup(g.Make(), ""));
     QCOMPARE(g.prompter.shown.size(), size_t(1));
-    QVERIFY(g.prompter.last().startsWith(
-        QString::fromStdString("The PAL fix on " + gone + " could not be undone: ")));
+    QVERIFY(g.prompter.last().contains(QStringLiteral(" could not be undone: ")));
     QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
   }
 
@@ -168,12 +150,10 @@ class StartupTest : public QObject {
 
     // The key differs by program folder, so copies installed apart do not meet.
     QVERIFY(ui::InstanceKey("/opt/a/") != ui::InstanceKey("/opt/b/"));
-    QCOMPARE(ui::InstanceKey("/opt/a/"), ui::InstanceKey("/opt/a/"));
   }
 
   void theRaisedWindowComesBack() {
     Fixture f;
-    FillProgramFolder(f.prog);
     ui::MainWindow& w = f.Make();
     QVERIFY(ui::RunStartup(w, ""));
     w.show();
