@@ -92,7 +92,9 @@ class ContrastTest : public QObject {
   std::vector<TextReading> readings_;
   QStringList windowsSeen_;
 
+  // Shows `top` (if it is not up yet) and measures every text it draws.
   void Probe(QWidget* top, const QString& label) {
+    top->show();
     Settle();
     windowsSeen_ << label;
     if (qEnvironmentVariableIsSet("EBF_CONTRAST_SHOTS"))  // to look at them while working
@@ -105,6 +107,11 @@ class ContrastTest : public QObject {
       readings_.push_back(r);
     }
     Settle();
+  }
+
+  void ProbeAndHide(QWidget& top, const QString& label) {
+    Probe(&top, label);
+    top.hide();
   }
 
   void ProbeTheme(const std::string& prog, const std::string& themeName) {
@@ -124,7 +131,6 @@ class ContrastTest : public QObject {
     w.SetSlot(ui::MainWindow::kIcon1, false, "");
     if (!w.customisationShown()) w.ToggleCustomisation();
     w.resize(820, 700);
-    w.show();
     Probe(&w, t + "main window");
 
     // Message boxes of every kind, over the main window and over a dialog.
@@ -168,7 +174,6 @@ class ContrastTest : public QObject {
     progress.BeginStage("Converting to EBOOT...", 1.0, 537185075);
     progress.Advance(225232076, 0);
     progress.Tick();
-    progress.show();
     Probe(&progress, t + "progress window");
     WhileModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
                [&](QWidget* box) { Probe(box, t + "question over progress"); });
@@ -179,14 +184,12 @@ class ContrastTest : public QObject {
     log.SetCaption("Converting to EBOOT...");
     log.Log("Game 1 of 3: Moonlit Harbour\r\n  Extracting ISO... Done");
     log.BeginStage("Converting to EBOOT...", 1.0, 537185075);
-    log.show();
     Probe(&log, t + "log window");
     log.EndStage(true);
     log.hide();
 
     ui::OptionsDialog options(w.settings(), prog + "ebootforge.ini", w.theme(), scripted, prompter,
                               {});
-    options.show();
     Probe(&options, t + "options");
     auto* resize = Child<QComboBox>(&options, "cboImgRes");
     resize->showPopup();
@@ -197,12 +200,9 @@ class ContrastTest : public QObject {
 
     ui::SelectDialog selectDialog(w.theme(), prompter);
     selectDialog.Load(GameDbPath(prog), true, "SCUS94476", "");
-    selectDialog.show();
-    Probe(&selectDialog, t + "game selection");
-    selectDialog.hide();
+    ProbeAndHide(selectDialog, t + "game selection");
 
     ui::FixSaveDialog fixSave(w.theme(), prompter, "", "SLUS01234");
-    fixSave.show();
     Probe(&fixSave, t + "save name and ID");
     WhileModal([&] { fixSave.OkClicked(); },
                [&](QWidget* box) { Probe(box, t + "warning over a dialog"); });
@@ -214,23 +214,17 @@ class ContrastTest : public QObject {
       previewIn.slotFiles[i] = ResolveSlotFile(prog, true, "", kSlots[i].assetFileName, false);
     ui::PreviewDialog preview(previewIn, w.theme());
     preview.timer().stop();
-    preview.show();
-    Probe(&preview, t + "preview");
-    preview.hide();
+    ProbeAndHide(preview, t + "preview");
 
     ui::DocDialog doc(w.theme(), prompter, scripted, "SLUS01234", "/nowhere/out");
     doc.AddPage(QStringLiteral("/nowhere/manual-01.png"), false);
     doc.AddPage(QStringLiteral("/nowhere/manual-02.jpg"), true);
-    doc.show();
-    Probe(&doc, t + "documentation maker");
-    doc.hide();
+    ProbeAndHide(doc, t + "documentation maker");
 
     FixedVolumes volumes({{"/media/mira/PSP", "PSP"}, {"/media/mira/CARD", "CARD 32GB"}});
     ui::TransferDialog transfer(w.theme(), prompter, volumes,
                                 {"/nowhere/out", "Moonlit Harbour", "SLUS01234", 1});
-    transfer.show();
-    Probe(&transfer, t + "transfer");
-    transfer.hide();
+    ProbeAndHide(transfer, t + "transfer");
 
     // A verified package with a data and an audio track, one of them damaged.
     VerifyReport report;
@@ -242,9 +236,7 @@ class ContrastTest : public QObject {
                       "da39a3ee5e6b4b0d3255bfef95601890afd80709"}};
     report.problems = {"Block 2,417 at offset 91,334,656 (track 2) does not inflate."};
     ui::VerifyDialog verify(w.theme(), "/nowhere/out/EBOOT.PBP", report);
-    verify.show();
-    Probe(&verify, t + "verify");
-    verify.hide();
+    ProbeAndHide(verify, t + "verify");
   }
 
  private slots:
