@@ -53,11 +53,10 @@ class ConversionFlowTest : public QObject {
     }
     template <class T>
     T* Get(const char* name) {
-      T* c = w->findChild<T*>(name);
-      if (!c) qFatal("no control %s", name);
-      return c;
+      return Child<T>(w.get(), name);
     }
     QString Text(const char* name) { return Get<QLineEdit>(name)->text(); }
+    void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
     std::string Disc(const std::string& name, const std::string& exe = "SLUS_005.94") {
       const std::string path = work / name;
       WriteFileBytes(path,
@@ -97,7 +96,7 @@ class ConversionFlowTest : public QObject {
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
     f.Get<QSpinBox>("txtCompress")->setValue(0);
     f.prompter.shown.clear();
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
              QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
@@ -142,7 +141,7 @@ class ConversionFlowTest : public QObject {
 
     // Patched in place with a new title.
     f.Get<QLineEdit>("txtTitle")->setText(QStringLiteral("Solid Snake"));
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     QCOMPARE(f.prompter.last(), QStringLiteral("Patching Done!  Enjoy :)"));
     QCOMPARE(f.Text("txtTitle"), QStringLiteral("Solid Snake"));
 
@@ -178,17 +177,17 @@ class ConversionFlowTest : public QObject {
 
     // Disc 3 before disc 2; then an unwanted disc in and out again.
     list->setCurrentRow(2);
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscUp"), Qt::LeftButton);
+    f.Click("cmdDiscUp");
     QCOMPARE(list->item(1)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
     f.dialogs.results = {QString::fromStdString(f.work / "Metal Gear Solid (Demo).bin")};
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscAdd"), Qt::LeftButton);
+    f.Click("cmdDiscAdd");
     QCOMPARE(list->count(), 4);
     list->setCurrentRow(3);
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscRemove"), Qt::LeftButton);
+    f.Click("cmdDiscRemove");
     QCOMPARE(list->count(), 3);
 
     f.Get<QSpinBox>("txtCompress")->setValue(1);
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     QVERIFY2(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")),
              qPrintable(f.prompter.last()));
     const std::string eboot = f.OutFolder() + "EBOOT.PBP";
@@ -257,7 +256,7 @@ class ConversionFlowTest : public QObject {
             b->click();
           }
     });
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     const qint64 endedAt = clock.elapsed();
     QVERIFY(cancelledAt > 0);
     QVERIFY2(endedAt - cancelledAt < 1000,
@@ -310,7 +309,7 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(source("PIC0"), QString());
 
     f.Get<QSpinBox>("txtCompress")->setValue(0);
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     const std::string eboot = JoinPath(f.Text("txtOut").toStdString(), "EBOOT.PBP");
     QVERIFY2(FileExists(eboot), qPrintable(f.prompter.last()));
     RunRecorder quiet;
@@ -319,49 +318,25 @@ class ConversionFlowTest : public QObject {
     QVERIFY(ReadFileBytes(seen + "ICON0.PNG") == ReadFileBytes(icon));
     QVERIFY(ReadFileBytes(seen + "PIC0.PNG") == ReadFileBytes(f.prog / "PSXCust/Default/PIC0.PNG"));
   }
-};
 
-// The Patches list of the Game box with the real core behind it: the patch beside a dropped
-// image is offered and listed, the LibCrypt line gives the key and, while the disc has no
-// patch, the notice; patches are added and put in order, and Go makes a package whose disc
-// has them applied in that order, with EBOOT.sbi beside it.
-
-class PatchesTest : public QObject {
-  Q_OBJECT
-
- private slots:
   void thePatchesListAndTheLibCryptNotice() {
-    TempDir prog, work;
-    CopyRuntimeTree(prog);
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    ui::MainWindow w(
-        ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
-    w.settings().defaultOutputDir = work / "out";
-    w.settings().defaultOutDirOpt = 3;
-    auto get = [&w](const char* name) {
-      QWidget* c = w.findChild<QWidget*>(name);
-      if (!c) qFatal("no control %s", name);
-      return c;
-    };
-    auto* list = static_cast<QListWidget*>(get("lstPatches"));
-    auto* libcrypt = static_cast<QLabel*>(get("lblLibCrypt"));
+    Fixture f;
+    auto* list = f.Get<QListWidget>("lstPatches");
+    auto* libcrypt = f.Get<QLabel>("lblLibCrypt");
 
-    const Bytes image =
-        BuildDiscImage(GameDisc("SLUS_005.94", NoiseBytes(60000, 4)), SectorLayout::Mode2Raw);
-    WriteFileBytes(work / "game.bin", image);
+    const Bytes image = ReadFileBytes(f.Disc("game.bin"));
     Bytes ppf = {'P', 'P', 'F', '1', '0', 0};
     ppf.resize(56, ' ');
     const Bytes record = {0x2E, 0x09, 0x00, 0x00, 0x05, 'F', 'I', 'X', 'E', 'D'};
     ppf.insert(ppf.end(), record.begin(), record.end());
-    WriteFileBytes(work / "game.ppf", ppf);
-    WriteFileText(work / "other.ips", std::string("PATCH\x00\x09\x2E\x00\x04ips!EOF", 17));
-    WriteFileBytes(work / "game.sbi",
+    WriteFileBytes(f.work / "game.ppf", ppf);
+    WriteFileText(f.work / "other.ips", std::string("PATCH\x00\x09\x2E\x00\x04ips!EOF", 17));
+    WriteFileBytes(f.work / "game.sbi",
                    {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41, 1, 1, 3, 6, 6, 0, 3, 8, 0x15});
 
     // The patch beside the image is offered (Yes), the key shown without the notice.
-    w.DropFiles({QString::fromStdString(work / "game.bin")}, -1);
-    QVERIFY(prompter.shown.at(0).text.startsWith(
+    f.w->DropFiles({QString::fromStdString(f.work / "game.bin")}, -1);
+    QVERIFY(f.prompter.shown.at(0).text.startsWith(
         QStringLiteral("A patch lies beside the disc image:\r\n")));
     QCOMPARE(list->count(), 1);
     QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
@@ -369,25 +344,25 @@ class PatchesTest : public QObject {
 
     // Without a patch the notice says what a PSP needs.
     list->setCurrentRow(0);
-    QTest::mouseClick(static_cast<QPushButton*>(get("cmdPatchRemove")), Qt::LeftButton);
+    f.Click("cmdPatchRemove");
     QCOMPARE(list->count(), 0);
     QVERIFY(libcrypt->text().endsWith(
         QStringLiteral("convert it with an anti-LibCrypt patch. Emulators read the protection "
                        "from EBOOT.sbi beside the package.")));
 
     // Two patches over the same bytes: the one applied last wins.
-    dialogs.results = {QString::fromStdString(work / "other.ips"),
-                       QString::fromStdString(work / "game.ppf")};
-    QTest::mouseClick(static_cast<QPushButton*>(get("cmdPatchAdd")), Qt::LeftButton);
-    QTest::mouseClick(static_cast<QPushButton*>(get("cmdPatchAdd")), Qt::LeftButton);
+    f.dialogs.results = {QString::fromStdString(f.work / "other.ips"),
+                         QString::fromStdString(f.work / "game.ppf")};
+    f.Click("cmdPatchAdd");
+    f.Click("cmdPatchAdd");
     QCOMPARE(list->item(1)->text(), QStringLiteral("game.ppf"));
-    QTest::mouseClick(static_cast<QPushButton*>(get("cmdPatchUp")), Qt::LeftButton);
+    f.Click("cmdPatchUp");
     QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
     QCOMPARE(libcrypt->text(), QStringLiteral("LibCrypt key 0x8000 (from game.sbi)"));
 
-    QTest::mouseClick(static_cast<QPushButton*>(get("cmdGo")), Qt::LeftButton);
-    QVERIFY(prompter.last().startsWith(QStringLiteral("Conversion Done :)")));
-    const std::string out = WithTrailingSep(work / "out") + "SLUS00594" + kSep;
+    f.Click("cmdGo");
+    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")));
+    const std::string out = f.OutFolder();
     InflatingReader reader(out + "EBOOT.PBP");
     Bytes disc;
     QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), disc),
@@ -396,9 +371,14 @@ class PatchesTest : public QObject {
     const char* written = "ips!D";
     std::copy(written, written + 5, expected.begin() + 2350);
     QVERIFY(disc == expected);
-    QCOMPARE(ReadFileBytes(out + "EBOOT.sbi"), ReadFileBytes(work / "game.sbi"));
+    QCOMPARE(ReadFileBytes(out + "EBOOT.sbi"), ReadFileBytes(f.work / "game.sbi"));
   }
 };
+
+// The Patches list of the Game box with the real core behind it: the patch beside a dropped
+// image is offered and listed, the LibCrypt line gives the key and, while the disc has no
+// patch, the notice; patches are added and put in order, and Go makes a package whose disc
+// has them applied in that order, with EBOOT.sbi beside it.
 
 // The CD menu of the main window, with a BIN/CUE set opened by libcdio as the drive (no
 // machine here has one): without a drive each entry says so; "Make an image from a disc..."
@@ -561,7 +541,7 @@ class CdMenuTest : public QObject {
 };
 
 int main(int argc, char** argv) {
-  return RunSuites<ConversionFlowTest, PatchesTest, CdMenuTest>(argc, argv);
+  return RunSuites<ConversionFlowTest, CdMenuTest>(argc, argv);
 }
 
 #include "conversion_flow_test.moc"
