@@ -60,6 +60,7 @@ class MainWindowTest : public QObject {
       return Child<T>(w.get(), name);
     }
     void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
+    ui::MainWindow& Make() { return *w; }
   };
 
  private slots:
@@ -265,33 +266,7 @@ class MainWindowTest : public QObject {
     QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
     QVERIFY(f.prompter.shown.empty());
   }
-};
 
-class StartupTest : public QObject {
-  Q_OBJECT
-
-  struct Fixture {
-    TempDir prog;
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    std::vector<std::string> resolved;
-    std::unique_ptr<ui::MainWindow> window;
-    Fixture() { FillProgramFolder(prog); }
-
-    ui::MainWindow& Make() {
-      ui::MainWindow::Hooks hooks;
-      hooks.resolveInput = [this](ui::MainWindow& w, const std::string& path) {
-        resolved.push_back(path);
-        w.SetInputText(path);
-      };
-      window = std::make_unique<ui::MainWindow>(
-          ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs},
-          hooks);
-      return *window;
-    }
-  };
-
- private slots:
   // Which files are required is the core's (app/settings tests); a missing one ends the
   // start with its message, before anything is written or opened.
   void aMissingFileEndsWithItsMessage() {
@@ -352,8 +327,8 @@ class StartupTest : public QObject {
     QVERIFY(ui::RunStartup(g.Make(), g.prog / "nothing.iso"));
     QVERIFY(g.resolved.empty());
     QVERIFY(g.prompter.shown.empty());
-    QCOMPARE(g.window->theme().name, std::string("Default"));
-    QCOMPARE(g.window->windowTitle(), QStringLiteral("Plain"));
+    QCOMPARE(g.w->theme().name, std::string("Default"));
+    QCOMPARE(g.w->windowTitle(), QStringLiteral("Plain"));
   }
 
   void whatADeadRunLeftIsPutBackAndSaid() {
@@ -417,8 +392,6 @@ class StartupTest : public QObject {
   }
 };
 
-int main(int argc, char** argv) {
-  return RunSuites<MainWindowTest, StartupTest>(argc, argv);
-}
+QTEST_MAIN(MainWindowTest)
 
 #include "main_window_test.moc"
