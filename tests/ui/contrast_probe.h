@@ -190,21 +190,16 @@ inline std::vector<TextProbe> TextProbes(QWidget* top) {
     } else if (auto* label = qobject_cast<QLabel*>(w)) {
       if (!label->text().trimmed().isEmpty())
         probes.push_back({w, w->rect(), Describe(w, label->text()), InkBySheet(w)});
-    } else if (auto* check = qobject_cast<QCheckBox*>(w)) {
+    } else if (qobject_cast<QCheckBox*>(w) || qobject_cast<QRadioButton*>(w)) {
+      auto* box = static_cast<QAbstractButton*>(w);
       QStyleOptionButton opt;
-      opt.initFrom(check);
-      opt.text = check->text();
-      const QRect area = check->style()->subElementRect(QStyle::SE_CheckBoxContents, &opt, check);
-      if (!check->text().isEmpty())
-        probes.push_back({w, area, Describe(w, check->text()), InkBySheet(w)});
-    } else if (auto* radio = qobject_cast<QRadioButton*>(w)) {
-      QStyleOptionButton opt;
-      opt.initFrom(radio);
-      opt.text = radio->text();
-      const QRect area =
-          radio->style()->subElementRect(QStyle::SE_RadioButtonContents, &opt, radio);
-      if (!radio->text().isEmpty())
-        probes.push_back({w, area, Describe(w, radio->text()), InkBySheet(w)});
+      opt.initFrom(box);
+      opt.text = box->text();
+      const auto element = qobject_cast<QCheckBox*>(w) ? QStyle::SE_CheckBoxContents
+                                                       : QStyle::SE_RadioButtonContents;
+      if (!box->text().isEmpty())
+        probes.push_back({w, box->style()->subElementRect(element, &opt, box),
+                          Describe(w, box->text()), InkBySheet(w)});
     } else if (auto* button = qobject_cast<QAbstractButton*>(w)) {
       if (!button->text().isEmpty())
         probes.push_back({w, w->rect(), Describe(w, button->text()), InkBySheet(w)});

@@ -1,5 +1,5 @@
-// The main window with the real core behind it: the resolver fills the window from a
-// dropped image, Go runs the real converter, packages switch the window into package mode.
+// The main window with the real core behind it, in three suites.
+#include <QAction>
 #include <QCheckBox>
 #include <QElapsedTimer>
 #include <QLabel>
@@ -12,9 +12,11 @@
 #include <filesystem>
 #include <tuple>
 
+#include "app/settings.h"
 #include "fakes.h"
 #include "imaging/png_writer.h"
 #include "pbp/inspect.h"
+#include "support/cd_sets.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/inflating_reader.h"
@@ -26,6 +28,9 @@
 
 using namespace ebf;
 using namespace ebf::test;
+
+// The main window with the real core behind it: the resolver fills the window from a
+// dropped image, Go runs the real converter, packages switch the window into package mode.
 
 class ConversionFlowTest : public QObject {
   Q_OBJECT
@@ -48,11 +53,10 @@ class ConversionFlowTest : public QObject {
     }
     template <class T>
     T* Get(const char* name) {
-      T* c = w->findChild<T*>(name);
-      if (!c) qFatal("no control %s", name);
-      return c;
+      return Child<T>(w.get(), name);
     }
     QString Text(const char* name) { return Get<QLineEdit>(name)->text(); }
+    void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
     std::string Disc(const std::string& name, const std::string& exe = "SLUS_005.94") {
       const std::string path = work / name;
       WriteFileBytes(path,
@@ -63,28 +67,67 @@ class ConversionFlowTest : public QObject {
   };
 
  private slots:
+  // Go carries what the window shows into a real package: nothing in between stands in
+  // for the window's choices.
   void dropFillsTheWindowAndGoMakesAPackage() {
     Fixture f;
+    // Refused drops leave the window as it was.
+    WriteFileText(f.work / "game.mds", "x");
+    f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
+    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
+    QVERIFY(f.Text("txtIn").isEmpty());
+    WriteFileBytes(f.work / "small.pbp", Bytes(100, 0));
+    f.w->DropFiles({QString::fromStdString(f.work / "small.pbp")}, -1);
+    QCOMPARE(f.prompter.last(), QStringLiteral("The selected EBOOT is WAY too small to be valid!"));
+    QVERIFY(!f.w->packageLoaded());
     const std::string bin = f.Disc("Metal Gear.bin");
+    const Bytes image = ReadFileBytes(bin);
     f.w->DropFiles({QString::fromStdString(bin)}, -1);
     QCOMPARE(f.Text("txtIn"), QString::fromStdString(bin));
-    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Metal Gear Solid [NTSC-U]"));
-    QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
-    QCOMPARE(f.w->saveName(), std::string("Metal Gear Solid"));
     QCOMPARE(f.Get<QLabel>("lblRegion")->text(), QStringLiteral("NTSC"));
     QCOMPARE(f.Text("txtOut"),
              QString::fromStdString(WithTrailingSep(f.work / "out") + "SLUS00594"));
     QVERIFY(f.Get<QCheckBox>("chkPAL2NTSCScr")->isEnabled());
     QVERIFY(!f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
-
-    f.Get<QSpinBox>("txtCompress")->setValue(1);
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    // The user's own ICON0, no sound, level 0.
+    const std::string icon = f.work / "icon.png";
+    std::filesystem::copy_file(f.prog / "PSXCust/Default/ICON0.PNG", icon);
+    f.Get<QLineEdit>("txtCustICON0")->setText(QString::fromStdString(icon));
+    f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
+    f.Get<QSpinBox>("txtCompress")->setValue(0);
+    f.prompter.shown.clear();
+    f.Click("cmdGo");
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
              QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
                             "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
-    QVERIFY(FileExists(f.OutFolder() + "EBOOT.PBP"));
+    QVERIFY(f.prompter.shown.back().icon == MsgIcon::Information);
     QVERIFY(!FileExists(f.OutFolder() + "tarnwick.exe"));
     QVERIFY(!FileExists(f.OutFolder() + "BASE.PBP"));
+
+    // The package carries the title, save name and ID the drop found, the slots and the disc.
+    const std::string eboot = f.OutFolder() + "EBOOT.PBP";
+    RunRecorder quiet;
+    const std::string seen = f.work.MakeDir("seen") + "/";
+    const pbp::Inspection inside = pbp::InspectEboot(eboot, seen, quiet);
+    QCOMPARE(inside.message, std::string());
+    QCOMPARE(inside.title, std::string("Metal Gear Solid [NTSC-U]"));
+    QCOMPARE(inside.saveName, std::string("Metal Gear Solid"));
+    QCOMPARE(inside.gameId, std::string("SLUS00594"));
+    QVERIFY(ReadFileBytes(seen + "ICON0.PNG") == ReadFileBytes(icon));
+    QCOMPARE(FileSize(seen + "SND0.AT3").value_or(99), uint64_t{0});
+    InflatingReader reader(eboot);
+    Bytes back;
+    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back),
+             std::string());
+    QVERIFY(back == image);
+    // Level 0: every block a stored-mode deflate stream, 5 bytes longer than its sectors.
+    QVERIFY(!reader.entrySizes().empty());
+    for (uint16_t size : reader.entrySizes()) QCOMPARE(size, uint16_t{37637});
+    // The settings file now names the input just converted and the level used.
+    const SettingsFileContents saved = LoadSettingsFile(f.prog / "ebootforge.ini", f.prog.folder());
+    QCOMPARE(saved.lastUsedImage.value_or(""), bin);
+    QCOMPARE(saved.settings.compressLevel, std::string("0"));
 
     // The package as input: package mode, identity from the package itself.
     f.w->DropFiles({QString::fromStdString(f.OutFolder() + "EBOOT.PBP")}, -1);
@@ -98,7 +141,7 @@ class ConversionFlowTest : public QObject {
 
     // Patched in place with a new title.
     f.Get<QLineEdit>("txtTitle")->setText(QStringLiteral("Solid Snake"));
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     QCOMPARE(f.prompter.last(), QStringLiteral("Patching Done!  Enjoy :)"));
     QCOMPARE(f.Text("txtTitle"), QStringLiteral("Solid Snake"));
 
@@ -107,19 +150,6 @@ class ConversionFlowTest : public QObject {
     QVERIFY(!f.w->packageLoaded());
     QVERIFY(!f.Get<QPushButton>("cmdCustICON0Extract")->isEnabled());
     QVERIFY(f.Get<QLineEdit>("txtOut")->isEnabled());
-  }
-
-  void refusedDropsAndBadPackages() {
-    Fixture f;
-    WriteFileText(f.work / "game.mds", "x");
-    f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
-    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
-    QVERIFY(f.Text("txtIn").isEmpty());
-
-    WriteFileBytes(f.work / "small.pbp", Bytes(100, 0));
-    f.w->DropFiles({QString::fromStdString(f.work / "small.pbp")}, -1);
-    QCOMPARE(f.prompter.last(), QStringLiteral("The selected EBOOT is WAY too small to be valid!"));
-    QVERIFY(!f.w->packageLoaded());
   }
 
   // One disc of a game on several: the discs beside it appear in a list, which the user
@@ -147,17 +177,17 @@ class ConversionFlowTest : public QObject {
 
     // Disc 3 before disc 2; then an unwanted disc in and out again.
     list->setCurrentRow(2);
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscUp"), Qt::LeftButton);
+    f.Click("cmdDiscUp");
     QCOMPARE(list->item(1)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
     f.dialogs.results = {QString::fromStdString(f.work / "Metal Gear Solid (Demo).bin")};
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscAdd"), Qt::LeftButton);
+    f.Click("cmdDiscAdd");
     QCOMPARE(list->count(), 4);
     list->setCurrentRow(3);
-    QTest::mouseClick(f.Get<QPushButton>("cmdDiscRemove"), Qt::LeftButton);
+    f.Click("cmdDiscRemove");
     QCOMPARE(list->count(), 3);
 
     f.Get<QSpinBox>("txtCompress")->setValue(1);
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     QVERIFY2(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")),
              qPrintable(f.prompter.last()));
     const std::string eboot = f.OutFolder() + "EBOOT.PBP";
@@ -226,7 +256,7 @@ class ConversionFlowTest : public QObject {
             b->click();
           }
     });
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     const qint64 endedAt = clock.elapsed();
     QVERIFY(cancelledAt > 0);
     QVERIFY2(endedAt - cancelledAt < 1000,
@@ -279,20 +309,239 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(source("PIC0"), QString());
 
     f.Get<QSpinBox>("txtCompress")->setValue(0);
-    QTest::mouseClick(f.Get<QPushButton>("cmdGo"), Qt::LeftButton);
+    f.Click("cmdGo");
     const std::string eboot = JoinPath(f.Text("txtOut").toStdString(), "EBOOT.PBP");
     QVERIFY2(FileExists(eboot), qPrintable(f.prompter.last()));
     RunRecorder quiet;
     const std::string seen = f.work.MakeDir("seen") + "/";
     QCOMPARE(pbp::InspectEboot(eboot, seen, quiet).message, std::string());
     QVERIFY(ReadFileBytes(seen + "ICON0.PNG") == ReadFileBytes(icon));
-    const Bytes pic1 = ReadFileBytes(seen + "PIC1.PNG");
-    QVERIFY(pic1.size() > 24);
-    QCOMPARE(pic1[18] * 256 + pic1[19], 480);  // drawn to the background's size
-    QCOMPARE(pic1[22] * 256 + pic1[23], 272);
     QVERIFY(ReadFileBytes(seen + "PIC0.PNG") == ReadFileBytes(f.prog / "PSXCust/Default/PIC0.PNG"));
+  }
+
+  void thePatchesListAndTheLibCryptNotice() {
+    Fixture f;
+    auto* list = f.Get<QListWidget>("lstPatches");
+    auto* libcrypt = f.Get<QLabel>("lblLibCrypt");
+
+    const Bytes image = ReadFileBytes(f.Disc("game.bin"));
+    Bytes ppf = {'P', 'P', 'F', '1', '0', 0};
+    ppf.resize(56, ' ');
+    const Bytes record = {0x2E, 0x09, 0x00, 0x00, 0x05, 'F', 'I', 'X', 'E', 'D'};
+    ppf.insert(ppf.end(), record.begin(), record.end());
+    WriteFileBytes(f.work / "game.ppf", ppf);
+    WriteFileText(f.work / "other.ips", std::string("PATCH\x00\x09\x2E\x00\x04ips!EOF", 17));
+    WriteFileBytes(f.work / "game.sbi",
+                   {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41, 1, 1, 3, 6, 6, 0, 3, 8, 0x15});
+
+    // The patch beside the image is offered (Yes), the key shown without the notice.
+    f.w->DropFiles({QString::fromStdString(f.work / "game.bin")}, -1);
+    QVERIFY(f.prompter.shown.at(0).text.startsWith(
+        QStringLiteral("A patch lies beside the disc image:\r\n")));
+    QCOMPARE(list->count(), 1);
+    QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
+    QCOMPARE(libcrypt->text(), QStringLiteral("LibCrypt key 0x8000 (from game.sbi)"));
+
+    // Without a patch the notice says what a PSP needs.
+    list->setCurrentRow(0);
+    f.Click("cmdPatchRemove");
+    QCOMPARE(list->count(), 0);
+    QVERIFY(libcrypt->text().endsWith(
+        QStringLiteral("convert it with an anti-LibCrypt patch. Emulators read the protection "
+                       "from EBOOT.sbi beside the package.")));
+
+    // Two patches over the same bytes: the one applied last wins.
+    f.dialogs.results = {QString::fromStdString(f.work / "other.ips"),
+                         QString::fromStdString(f.work / "game.ppf")};
+    f.Click("cmdPatchAdd");
+    f.Click("cmdPatchAdd");
+    QCOMPARE(list->item(1)->text(), QStringLiteral("game.ppf"));
+    f.Click("cmdPatchUp");
+    QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
+    QCOMPARE(libcrypt->text(), QStringLiteral("LibCrypt key 0x8000 (from game.sbi)"));
+
+    f.Click("cmdGo");
+    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")));
+    const std::string out = f.OutFolder();
+    InflatingReader reader(out + "EBOOT.PBP");
+    Bytes disc;
+    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), disc),
+             std::string());
+    Bytes expected = image;
+    const char* written = "ips!D";
+    std::copy(written, written + 5, expected.begin() + 2350);
+    QVERIFY(disc == expected);
+    QCOMPARE(ReadFileBytes(out + "EBOOT.sbi"), ReadFileBytes(f.work / "game.sbi"));
   }
 };
 
-QTEST_MAIN(ConversionFlowTest)
+// The Patches list of the Game box with the real core behind it: the patch beside a dropped
+// image is offered and listed, the LibCrypt line gives the key and, while the disc has no
+// patch, the notice; patches are added and put in order, and Go makes a package whose disc
+// has them applied in that order, with EBOOT.sbi beside it.
+
+// The CD menu of the main window, with a BIN/CUE set opened by libcdio as the drive (no
+// machine here has one): without a drive each entry says so; "Make an image from a disc..."
+// saves a Redump-style set where the user chose and takes it as the input; "Convert
+// straight from a drive..." rips into Temp, converts into the output folder and removes the
+// rip; a cancelled rip leaves nothing.
+
+namespace {
+
+std::vector<std::string> Entries(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (const auto& e : std::filesystem::directory_iterator(std::filesystem::u8path(folder), ec))
+    names.push_back(e.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+class CdMenuTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog, work;
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    std::vector<std::string> drives, resolved;
+    std::unique_ptr<ui::MainWindow> w;
+    Bytes disc;
+
+    // The stand-in files of fakes.h, or a copy of the real runtime tree for a conversion.
+    explicit Fixture(bool realRuntime = false) {
+      if (realRuntime)
+        CopyRuntimeTree(prog);
+      else
+        FillProgramFolder(prog);
+      // The mixed set as one file with a one-file sheet: libcdio reads it as a disc.
+      CdSet set = WriteMixedSet(work.MakeDir("set"));
+      disc = set.disc;
+      WriteFileBytes(work / "drive.bin", set.disc);
+      WriteFileText(work / "drive.cue",
+                    "FILE \"drive.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                    "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                    "  TRACK 03 AUDIO\n    INDEX 00 00:08:70\n    INDEX 01 00:09:70\n");
+      ui::MainWindow::Hooks hooks;
+      hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
+        resolved.push_back(path);
+        mw.SetInputText(path);
+        mw.SetTitleText("Disc");
+        mw.SetGameIdentity("SLUS01234", "SLUS01234");
+        mw.SetRegion("NTSC");
+      };
+      hooks.listDrives = [this] { return drives; };
+      w = std::make_unique<ui::MainWindow>(
+          ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs},
+          hooks);
+    }
+    void Choose(const char* action) {
+      QAction* a = w->findChild<QAction*>(action);
+      if (!a) qFatal("no action %s", action);
+      QVERIFY(a->isEnabled());
+      a->trigger();
+    }
+  };
+
+ private slots:
+  void withoutADriveEachEntrySaysSo() {
+    Fixture f;
+    for (const char* action : {"mnuCDImage", "mnuCDDevice"}) f.Choose(action);
+    QCOMPARE(f.prompter.shown.size(), size_t(2));
+    for (const auto& said : f.prompter.shown) {
+      QCOMPARE(said.text, QLatin1String(ui::kMsgNoDrive));
+      QCOMPARE(said.icon, MsgIcon::Exclamation);
+    }
+    QVERIFY(f.dialogs.calls.empty());
+    QVERIFY(f.resolved.empty());
+  }
+
+  void makeAnImageSavesARedumpSetAndTakesItAsInput() {
+    Fixture f;
+    f.drives = {f.work / "drive.cue"};
+    const std::string folder = f.work.MakeDir("rips");
+    // A cancelled save dialog stops quietly.
+    f.Choose("mnuCDImage");
+    QCOMPARE(f.dialogs.calls.back().extension, QStringLiteral("cue"));
+    QVERIFY(f.prompter.shown.empty());
+    QVERIFY(Entries(folder).empty());
+
+    f.dialogs.results = {QString::fromStdString(folder + "/My Game.cue")};
+    f.Choose("mnuCDImage");
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgRipDone));
+    const std::vector<std::string> want = {"My Game (Track 1).bin", "My Game (Track 2).bin",
+                                           "My Game (Track 3).bin", "My Game.cue"};
+    QCOMPARE(Entries(folder), want);
+    // Track 1 holds the first 300 sectors of the disc (up to track 2's INDEX 00); the rest
+    // of the rip is the core's (disc/rip tests).
+    QCOMPARE(FileSize(folder + "/My Game (Track 1).bin").value_or(0), uint64_t{300 * 2352});
+    QCOMPARE(f.resolved, std::vector<std::string>{folder + "/My Game.cue"});
+
+    // Cancelled from the progress window while a long disc is read: nothing is written,
+    // nothing is said.
+    WriteFileBytes(f.work / "long.bin", Bytes(20000 * 2352, 0x5A));
+    WriteFileText(f.work / "long.cue",
+                  "FILE \"long.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
+    f.drives = {f.work / "long.cue"};
+    const std::string other = f.work.MakeDir("cancelled");
+    f.dialogs.results = {QString::fromStdString(other + "/Other.cue")};
+    f.prompter.shown.clear();
+    QTimer clicker;
+    QObject::connect(&clicker, &QTimer::timeout, [&] {
+      auto* progress = f.w->findChild<ui::ProgressWindow*>();
+      if (progress && progress->isVisible())
+        QTest::mouseClick(progress->findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);
+    });
+    clicker.start(1);
+    f.Choose("mnuCDImage");
+    clicker.stop();
+    QVERIFY(f.prompter.shown.empty());
+    QVERIFY(Entries(other).empty());
+    QCOMPARE(f.resolved.size(), size_t(1));
+
+    // A drive that cannot be read: its message.
+    f.drives = {f.work / "missing.cue"};
+    f.dialogs.results = {QString::fromStdString(other + "/Other.cue")};
+    f.Choose("mnuCDImage");
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QVERIFY(!f.prompter.last().isEmpty());
+    QVERIFY(Entries(other).empty());
+  }
+
+  void convertStraightFromADriveRipsIntoTempAndClearsUp() {
+    Fixture f(true);
+    f.drives = {f.work / "drive.cue"};
+    // No output folder yet: it is asked for; a cancelled picker stops before any rip.
+    f.Choose("mnuCDDevice");
+    QCOMPARE(f.dialogs.calls.back().kind, QStringLiteral("folder"));
+    QVERIFY(f.resolved.empty());
+
+    const std::string out = f.work.MakeDir("out");
+    f.dialogs.results = {QString::fromStdString(out)};
+    f.Choose("mnuCDDevice");
+    const std::string temp = f.prog.folder() + "Temp/Disc";
+    QCOMPARE(f.resolved, std::vector<std::string>{temp + "/Disc.cue"});
+    QCOMPARE(f.prompter.last(),
+             QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
+                            "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
+    // The package holds the disc in the drive, track for track.
+    InflatingReader reader(out + "/EBOOT.PBP");
+    QCOMPARE(reader.tracks().size(), size_t(3));
+    Bytes back;
+    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(f.disc.size() / 2352), back),
+             std::string());
+    QVERIFY(back == f.disc);
+    // Afterwards the rip is gone and the input box no longer names it.
+    QVERIFY(!std::filesystem::exists(std::filesystem::u8path(temp)));
+    QCOMPARE(f.w->findChild<QLineEdit*>("txtIn")->text(), QString());
+    QCOMPARE(f.w->findChild<QLineEdit*>("txtOut")->text(), QString::fromStdString(out));
+  }
+};
+
+int main(int argc, char** argv) {
+  return RunSuites<ConversionFlowTest, CdMenuTest>(argc, argv);
+}
+
 #include "conversion_flow_test.moc"

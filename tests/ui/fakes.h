@@ -2,7 +2,9 @@
 // Scripted stand-ins for message boxes and file pickers, and a program folder with the
 // files that start-up asks for, so that the windows run headless.
 
+#include <QApplication>
 #include <QString>
+#include <QTest>
 #include <QWidget>
 #include <deque>
 #include <string>
@@ -94,6 +96,20 @@ inline void FillProgramFolder(const TempDir& dir) {
         "PSXCust/Default/SND0.AT3", "PSXCust/Default/Gameboot.png"})
     WriteFileText(dir / f, "x");
   WriteFileText(dir / "Themes/Default/style.ini", "MAINBGCOL = 202020\nMAINTITLE = Plain\n");
+}
+
+// Several small suites in one process: each runs as QTEST_MAIN would run it alone.
+template <class Suite>
+int RunSuite(int argc, char** argv) {
+  Suite suite;
+  return QTest::qExec(&suite, argc, argv);
+}
+template <class... Suites>
+int RunSuites(int argc, char** argv) {
+  QApplication app(argc, argv);
+  int failed = 0;
+  ((failed += RunSuite<Suites>(argc, argv)), ...);
+  return failed;
 }
 
 }  // namespace ebf::test

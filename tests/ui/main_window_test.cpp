@@ -1,25 +1,26 @@
+// The main window with stand-ins for the core's runs: its controls, its checks and
+// messages, its drops and pickers; and the start of the program that opens it.
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSpinBox>
 #include <QTest>
 #include <QUrl>
+#include <QUuid>
+#include <filesystem>
 
-#include "app/settings.h"
 #include "fakes.h"
-#include "pbp/extract.h"
-#include "pbp/inspect.h"
-#include "support/disc_builder.h"
 #include "support/fake_program.h"
-#include "support/inflating_reader.h"
-#include "support/program_tree.h"
-#include "support/recording_host.h"
+#include "support/messages.h"
 #include "ui/main_window.h"
-#include "ui/progress_window.h"
+#include "ui/single_instance.h"
+#include "ui/startup_flow.h"
 
 using namespace ebf;
 using namespace ebf::test;
@@ -36,16 +37,11 @@ class MainWindowTest : public QObject {
     bool onPsp = false;
     std::unique_ptr<ui::MainWindow> w;
 
-    // The stand-in files of fakes.h with the stand-in converter, or a copy of the real
-    // runtime tree for runs that must make a real package.
-    explicit Fixture(bool realRuntime = false) {
-      if (realRuntime) {
-        CopyRuntimeTree(prog);
-      } else {
-        FillProgramFolder(prog);
-        std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
-                                   std::filesystem::copy_options::overwrite_existing);
-      }
+    // The stand-in files of fakes.h with the stand-in converter.
+    Fixture() {
+      FillProgramFolder(prog);
+      std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
+                                 std::filesystem::copy_options::overwrite_existing);
       ui::MainWindow::Hooks hooks;
       hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
         resolved.push_back(path);
@@ -61,24 +57,10 @@ class MainWindowTest : public QObject {
     }
     template <class T>
     T* Get(const char* name) {
-      T* c = w->findChild<T*>(name);
-      if (!c) qFatal("no control %s", name);
-      return c;
+      return Child<T>(w.get(), name);
     }
     void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
-    // Whether a run reached the converter: the stand-in notes its arguments where it runs.
-    bool ConverterRan() const { return FileExists(work / "out/fake_args.txt"); }
-    // A form that passes every check.
-    std::string FillValid(const std::string& inputName = "game.bin") {
-      const std::string input = work / inputName;
-      WriteFileText(input, "image");
-      Get<QLineEdit>("txtIn")->setText(QString::fromStdString(input));
-      Get<QLineEdit>("txtOut")->setText(QString::fromStdString(work / "out"));
-      Get<QLineEdit>("txtTitle")->setText("My Game");
-      w->SetGameIdentity("SLUS00594", "SLUS00594");
-      w->SetRegion("NTSC");
-      return input;
-    }
+    ui::MainWindow& Make() { return *w; }
   };
 
  private slots:
@@ -99,43 +81,21 @@ class MainWindowTest : public QObject {
     QCOMPARE(box->text(), QString(42, star[0]));
   }
 
-  void everyControlIsThere() {
+  void controlsPanelAndSlots() {
     Fixture f;
-    QCOMPARE(f.w->objectName(), QStringLiteral("frmMain"));
-    for (const char* name :
-         {"txtIn", "cmdInBrowse", "cmdInCD", "txtTitle", "lblRegion", "cmdGame", "cmdGameCust",
-          "txtOut", "txtCompress", "chkPAL2NTSCScr", "chkPAL2NTSCGFX", "chkRecompressEBOOT",
-          "cmdCustShowHide", "cmdGo", "cmdOptions", "cmdDoc", "cmdPreview", "cmdAbout", "cmdBatch"})
-      QVERIFY2(f.w->findChild<QWidget*>(name), name);
-    for (const char* key : {"ICON0", "ICON1", "PIC0", "PIC1", "SND0", "Gameboot"})
-      for (const char* pattern :
-           {"chkCust%1", "txtCust%1", "cmdCust%1Browse", "cmdCust%1Extract", "lblCust%1Info"}) {
-        const QString name = QString::fromLatin1(pattern).arg(QLatin1String(key));
-        QVERIFY2(f.w->findChild<QWidget*>(name), qPrintable(name));
-      }
-    auto* menu = f.w->findChild<QMenu*>("mnuCD");
-    QVERIFY(menu);
+    auto* menu = f.Get<QMenu>("mnuCD");
     QCOMPARE(menu->actions().size(), 2);
     // Enabled with or without a drive: choosing one says when there is none.
     for (QAction* a : menu->actions()) QVERIFY(a->isEnabled());
-    QCOMPARE(menu->actions()[0]->objectName(), QStringLiteral("mnuCDImage"));
-    QCOMPARE(menu->actions()[1]->objectName(), QStringLiteral("mnuCDDevice"));
-    // The compression box spins from 0 to 9.
-    auto* compress = f.Get<QSpinBox>("txtCompress");
-    QCOMPARE(compress->minimum(), 0);
-    QCOMPARE(compress->maximum(), 9);
+    QCOMPARE(f.Get<QSpinBox>("txtCompress")->maximum(), 9);
     // Dialogs that other parts of the program provide stay off until they are hooked up.
     QVERIFY(!f.Get<QPushButton>("cmdGame")->isEnabled());
     QVERIFY(!f.Get<QPushButton>("cmdPreview")->isEnabled());
-    QVERIFY(f.Get<QPushButton>("cmdGo")->isEnabled());
     // Extract buttons wait for a package input.
     QVERIFY(!f.Get<QPushButton>("cmdCustPIC1Extract")->isEnabled());
     f.w->SetPackageLoaded(true);
     QVERIFY(f.Get<QPushButton>("cmdCustPIC1Extract")->isEnabled());
-  }
 
-  void customisationPanelAndSlots() {
-    Fixture f;
     f.w->show();
     auto* toggle = f.Get<QPushButton>("cmdCustShowHide");
     QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (+)"));
@@ -145,9 +105,7 @@ class MainWindowTest : public QObject {
     QVERIFY(f.Get<QLineEdit>("txtCustICON0")->isVisible());
     QVERIFY(f.w->settings().showCust);
     f.Click("cmdCustShowHide");
-    QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (+)"));
     QVERIFY(!f.w->settings().showCust);
-
     // Unticking a slot greys its box, browse button and info but keeps the text.
     f.Get<QLineEdit>("txtCustSND0")->setText("/music.at3");
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
@@ -155,12 +113,10 @@ class MainWindowTest : public QObject {
     QVERIFY(!f.Get<QPushButton>("cmdCustSND0Browse")->isEnabled());
     QVERIFY(!f.Get<QLabel>("lblCustSND0Info")->isEnabled());
     QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), QStringLiteral("/music.at3"));
-    f.Get<QCheckBox>("chkCustSND0")->setChecked(true);
-    QVERIFY(f.Get<QLineEdit>("txtCustSND0")->isEnabled());
   }
 
   // The checks themselves are the core's (engine/plan); here only that the window feeds
-  // them its controls and shows what they say.
+  // them its controls, asks its questions and shows what they say.
   void goChecksReachTheWindow() {
     Fixture f;
     auto go = [&] {
@@ -169,106 +125,22 @@ class MainWindowTest : public QObject {
       return f.prompter.shown.empty() ? QString() : f.prompter.shown.front().text;
     };
     QCOMPARE(go(), QStringLiteral("The input file doesn't exist!"));
-
     const std::string iso = f.work / "game.iso";
     WriteFileText(iso, "x");
     f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(iso));
+    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
+    f.Get<QLineEdit>("txtTitle")->setText("My Game");
+    f.w->SetGameIdentity("SLUS00594", "SLUS00594");
+    f.w->SetRegion("NTSC");
     f.prompter.answers = {false};
     QVERIFY(go().startsWith("It appears that you're using an ISO."));
     QVERIFY(!f.prompter.shown[0].defaultNo);       // Yes is the default
     QCOMPARE(f.prompter.shown.size(), size_t(1));  // No ends the handler silently
-
-    f.FillValid();
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.prog.folder() + "Data"));
-    QCOMPARE(go(), QStringLiteral("The output folder is cannot be the same as the Data folder!"));
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
-    f.w->SetGameIdentity("SAVE", "SLUS0059A");
-    QCOMPARE(go(), QStringLiteral("Game ID is invalid (well tarnwick will at least say that)"));
-    QVERIFY(!f.ConverterRan());
-  }
-
-  void regionQuestionsAndSlotChecks() {
-    Fixture f;
-    f.FillValid();
-    // NTSC with one fix ticked asks, No by default; No ends the run.
-    f.Get<QCheckBox>("chkPAL2NTSCGFX")->setChecked(true);
-    f.prompter.answers = {false};
-    f.Click("cmdGo");
-    QVERIFY(f.prompter.last().startsWith("It seems that you're trying to apply a PAL -> NTSC fix"));
-    QVERIFY(f.prompter.shown.back().defaultNo);
-    QVERIFY(!f.ConverterRan());
-    // PAL with one fix ticked asks nothing; PAL with none asks.
-    f.w->SetRegion("PAL");
-    f.prompter.shown.clear();
-    f.Get<QLineEdit>("txtCustPIC1")->setText(QString::fromStdString(f.work / "nope.png"));
-    f.Click("cmdGo");
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(), QStringLiteral("The PIC1.PNG file doesn't exist!"));
-    f.Get<QCheckBox>("chkPAL2NTSCGFX")->setChecked(false);
-    f.prompter.shown.clear();
-    f.prompter.answers = {true};
+    WriteFileText(f.work / "game.bin", "x");
+    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(f.work / "game.bin"));
     f.Get<QLineEdit>("txtCustGameboot")->setText(QString::fromStdString(f.work / "boot.png"));
-    f.Get<QLineEdit>("txtCustPIC1")->clear();
-    f.Click("cmdGo");
-    QCOMPARE(f.prompter.shown.size(), size_t(2));
-    QVERIFY(f.prompter.shown[0].text.startsWith("It seems that you're converting a PAL game"));
-    QVERIFY(f.prompter.shown[0].defaultNo);
-    QCOMPARE(f.prompter.shown[1].text, QStringLiteral("The Gameboot PNG file doesn't exist!"));
-    QVERIFY(!f.ConverterRan());
-  }
-
-  // Go carries what the window shows into a real package: the window's choices reach the
-  // converter through the real plan, nothing in between stands in for them.
-  void goRunsAndCloses() {
-    Fixture f(true);
-    const std::string input = f.work / "game.bin";
-    const Bytes image = BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw);
-    WriteFileBytes(input, image);
-    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(input));
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
-    f.Get<QLineEdit>("txtTitle")->setText("My Game");
-    f.w->SetGameIdentity("My Save", "SLUS00594");
-    f.w->SetRegion("NTSC");
-    // The user's own ICON0 (a valid PNG of the icon's size), and no sound.
-    const std::string icon = f.work / "icon.png";
-    std::filesystem::copy_file(f.prog / "PSXCust/Default/ICON0.PNG", icon);
-    f.Get<QLineEdit>("txtCustICON0")->setText(QString::fromStdString(icon));
-    f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
-    f.Get<QSpinBox>("txtCompress")->setValue(0);
-    f.w->show();
-    f.Click("cmdGo");
-    QVERIFY(f.w->isVisible());
-    QCOMPARE(f.prompter.last(),
-             QStringLiteral("Conversion Done :)  Just copy the EBOOT.PBP file to "
-                            "ms0:/PSP/GAME/<Game Name>  Enjoy!"));
-    QVERIFY(f.prompter.shown.back().icon == MsgIcon::Information);
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-
-    // The package carries the window's title, save name, ID and assets, and the disc.
-    const std::string eboot = f.work / "out/EBOOT.PBP";
-    RunRecorder quiet;
-    const std::string temp = f.work.MakeDir("seen") + "/";
-    const pbp::Inspection seen = pbp::InspectEboot(eboot, temp, quiet);
-    QCOMPARE(seen.message, std::string());
-    QCOMPARE(seen.title, std::string("My Game"));
-    QCOMPARE(seen.saveName, std::string("My Save"));
-    QCOMPARE(seen.gameId, std::string("SLUS00594"));
-    QVERIFY(ReadFileBytes(temp + "ICON0.PNG") == ReadFileBytes(icon));
-    QCOMPARE(FileSize(temp + "SND0.AT3").value_or(99), uint64_t{0});
-    InflatingReader reader(eboot);
-    QCOMPARE(reader.error(), std::string());
-    Bytes back;
-    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back),
-             std::string());
-    QVERIFY(back == image);
-    // Level 0: every block a stored-mode deflate stream, 5 bytes longer than its sectors
-    // (the padding block after them included).
-    QVERIFY(!reader.entrySizes().empty());
-    for (uint16_t size : reader.entrySizes()) QCOMPARE(size, uint16_t{37637});
-    // The settings file now names the input just converted and the level used.
-    const SettingsFileContents saved = LoadSettingsFile(f.prog / "ebootforge.ini", f.prog.folder());
-    QCOMPARE(saved.lastUsedImage.value_or(""), input);
-    QCOMPARE(saved.settings.compressLevel, std::string("0"));
+    QCOMPARE(go(), QStringLiteral("The Gameboot PNG file doesn't exist!"));
+    QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
   }
 
   void closingMessages() {
@@ -342,10 +214,8 @@ class MainWindowTest : public QObject {
     files.setUrls({QUrl::fromLocalFile(QString::fromStdString(b))});
     QMimeData text;
     text.setText("words");
-    for (QWidget* target : {static_cast<QWidget*>(f.Get<QPushButton>("cmdCustPIC0Browse")),
-                            static_cast<QWidget*>(f.Get<QLineEdit>("txtCustPIC0")),
-                            static_cast<QWidget*>(f.Get<QCheckBox>("chkCustPIC0")),
-                            static_cast<QWidget*>(f.w.get())}) {
+    for (QWidget* target : {f.Get<QWidget>("cmdCustPIC0Browse"), f.Get<QWidget>("txtCustPIC0"),
+                            f.Get<QWidget>("chkCustPIC0"), static_cast<QWidget*>(f.w.get())}) {
       QDragEnterEvent withFiles(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton,
                                 Qt::NoModifier);
       QCoreApplication::sendEvent(target, &withFiles);
@@ -360,8 +230,6 @@ class MainWindowTest : public QObject {
     f.w->settings().defaultImagePath = f.work.path();
     f.dialogs.results = {QString::fromStdString(c)};
     f.Click("cmdInBrowse");
-    QCOMPARE(f.dialogs.calls.back().title,
-             QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"));
     QCOMPARE(f.dialogs.calls.back().startAt, QString::fromStdString(f.work.path()));
     QCOMPARE(f.dialogs.calls.back().filters.size(), size_t(2));
     QCOMPARE(f.dialogs.calls.back().filters[0].second,
@@ -374,10 +242,7 @@ class MainWindowTest : public QObject {
     f.Click("cmdCustShowHide");
     f.dialogs.results = {"/pics/boot.gif"};
     f.Click("cmdCustGamebootBrowse");
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select an Image file"));
     QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), QStringLiteral("/pics/boot.gif"));
-    f.Click("cmdCustSND0Browse");
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select a ATRAC3 file"));
   }
 
   void extractCopiesTheLoadedAsset() {
@@ -401,7 +266,132 @@ class MainWindowTest : public QObject {
     QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
     QVERIFY(f.prompter.shown.empty());
   }
+
+  // Which files are required is the core's (app/settings tests); a missing one ends the
+  // start with its message, before anything is written or opened.
+  void aMissingFileEndsWithItsMessage() {
+    for (const auto& [gone, message] :
+         {std::pair{"Data/tarnwick.exe", ConverterMissingMessage()},
+          std::pair{"PSXCust/Default/Gameboot.png", MissingFilesMessage()}}) {
+      Fixture f;
+      std::remove((f.prog / gone).c_str());
+      QVERIFY2(!ui::RunStartup(f.Make(), ""), gone);
+      QCOMPARE(f.prompter.shown.size(), size_t(1));
+      QCOMPARE(f.prompter.last(), QString::fromStdString(message));
+      QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
+      QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
+      QVERIFY(f.resolved.empty());
+      QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
+    }
+  }
+
+  void settingsThemeAndPanelComeBack() {
+    Fixture f;
+    const std::string out = f.prog.MakeDir("out");
+    const std::string last = f.prog / "last game.bin";
+    WriteFileText(last, "image");
+    f.prog.MakeDir("Themes/Night");
+    WriteFileText(f.prog / "Themes/Night/style.ini", "MAINTITLE = Night Owl\n");
+    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last +
+                                                 "\r\nDefaultOutputDir = " + out +
+                                                 "\r\nShowCust = 1\r\nCompressLevel = 4\r\n"
+                                                 "Theme = Night\r\n");
+    ui::MainWindow& w = f.Make();
+    QVERIFY(!w.customisationShown());
+    QVERIFY(ui::RunStartup(w, ""));
+    QVERIFY(f.prompter.shown.empty());
+    QCOMPARE(f.resolved, std::vector<std::string>{last});
+    QCOMPARE(w.findChild<QLineEdit*>("txtOut")->text(), QString::fromStdString(out));
+    QCOMPARE(w.findChild<QSpinBox*>("txtCompress")->value(), 4);
+    QVERIFY(w.customisationShown());
+    QCOMPARE(w.theme().name, std::string("Night"));
+    QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
+  }
+
+  void commandLineBeatsTheLastImage() {
+    Fixture f;
+    const std::string last = f.prog / "last.iso";
+    const std::string given = f.prog / "given game.cue";
+    WriteFileText(last, "a");
+    WriteFileText(given, "b");
+    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last + "\r\nShowCust = 0\r\n");
+    ui::MainWindow& w = f.Make();
+    QVERIFY(ui::RunStartup(w, "\"" + given + "\""));
+    QCOMPARE(f.resolved, std::vector<std::string>{given});
+    QVERIFY(!w.customisationShown());
+
+    // A command line naming nothing that exists falls back to the last image; a vanished
+    // last image is skipped without a word.
+    Fixture g;
+    WriteFileText(g.prog / "ebootforge.ini", "LastUsedImage = " + (g.prog / "gone.bin") + "\r\n");
+    QVERIFY(ui::RunStartup(g.Make(), g.prog / "nothing.iso"));
+    QVERIFY(g.resolved.empty());
+    QVERIFY(g.prompter.shown.empty());
+    QCOMPARE(g.w->theme().name, std::string("Default"));
+    QCOMPARE(g.w->windowTitle(), QStringLiteral("Plain"));
+  }
+
+  void whatADeadRunLeftIsPutBackAndSaid() {
+    Fixture f;
+    f.prog.MakeDir("Temp");
+    // A PAL fix a killed conversion left on the user's image: put back, and said so.
+    const std::string image = f.prog / "game.bin";
+    Bytes original = NoiseBytes(64, 3);
+    // The words the fix replaced at 8: 0x00000011 and 0 (little-endian in the file).
+    const Bytes words = {0x11, 0, 0, 0, 0, 0, 0, 0};
+    std::copy(words.begin(), words.end(), original.begin() + 8);
+    Bytes patched = original;
+    patched[8] = 0x00;
+    WriteFileBytes(image, patched);
+    WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
+    QVERIFY(ui::RunStartup(f.Make(), ""));
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(f.prompter.last(),
+             QString::fromStdString("An interrupted PAL -> NTSC fix on " + image +
+                                    " was found and undone; the image is as "
+                                    "it was before."));
+    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Information);
+    QCOMPARE(ReadFileBytes(image), original);
+
+    // A fix that cannot be put back is a warning.
+    Fixture g;
+    g.prog.MakeDir("Temp");
+    WriteFileText(g.prog / "Temp/PALFIX.UNDO", (g.prog / "gone.bin") + "\n8 00000011 00000000\n");
+    QVERIFY(ui::RunStartup(g.Make(), ""));
+    QCOMPARE(g.prompter.shown.size(), size_t(1));
+    QVERIFY(g.prompter.last().contains(QStringLiteral(" could not be undone: ")));
+    QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
+  }
+
+  void secondCopyBringsTheFirstToTheFront() {
+    const QString key = QStringLiteral("ebf-test-") + QUuid::createUuid().toString(QUuid::Id128);
+    ui::SingleInstance first(key);
+    QVERIFY(!first.AskRunningCopy(200));  // nobody runs yet
+    QVERIFY(first.Listen());
+    QSignalSpy raised(&first, &ui::SingleInstance::Activated);
+    ui::SingleInstance second(key);
+    QVERIFY(second.AskRunningCopy());
+    QVERIFY(raised.wait(3000));
+    QCOMPARE(raised.count(), 1);
+
+    // The key differs by program folder, so copies installed apart do not meet.
+    QVERIFY(ui::InstanceKey("/opt/a/") != ui::InstanceKey("/opt/b/"));
+  }
+
+  void theRaisedWindowComesBack() {
+    Fixture f;
+    ui::MainWindow& w = f.Make();
+    QVERIFY(ui::RunStartup(w, ""));
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    w.showMinimized();
+    w.hide();
+    w.BringToFront();
+    QVERIFY(w.isVisible());
+    QVERIFY(!w.isMinimized());
+  }
 };
 
 QTEST_MAIN(MainWindowTest)
+
 #include "main_window_test.moc"

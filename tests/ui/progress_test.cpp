@@ -18,6 +18,7 @@
 
 using ebf::CancelToken;
 using ebf::Outcome;
+using ebf::test::Child;
 using ebf::test::ScriptedPrompter;
 using ebf::ui::ProgressWindow;
 using ebf::ui::ThemeContext;
@@ -25,58 +26,42 @@ using ebf::ui::ThemeContext;
 class ProgressWindowTest : public QObject {
   Q_OBJECT
  private slots:
-  void elapsedText() {
+  void elapsedTextAndTheClock() {
     QCOMPARE(ProgressWindow::ElapsedText(0), QStringLiteral("Time Elapsed: 0m 0s"));
     QCOMPARE(ProgressWindow::ElapsedText(125), QStringLiteral("Time Elapsed: 2m 5s"));
-    QCOMPARE(ProgressWindow::ElapsedText(3600), QStringLiteral("Time Elapsed: 60m 0s"));
     QCOMPARE(ProgressWindow::ElapsedText(3661), QStringLiteral("Time Elapsed: 61m 1s"));
-
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
     auto* time = w.findChild<QLabel*>("lblTime");
-    QVERIFY(time);
     QCOMPARE(time->text(), QStringLiteral("0s"));
     for (int i = 0; i < 65; ++i) w.Tick();
     QCOMPARE(time->text(), QStringLiteral("Time Elapsed: 1m 5s"));
     w.Reset();
     w.Tick();
     QCOMPARE(time->text(), QStringLiteral("Time Elapsed: 0m 1s"));
-  }
-
-  void timerCountsWhileShown() {
-    ScriptedPrompter prompter;
-    ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
+    // Shown, the window keeps the time itself.
     w.show();
-    QTRY_VERIFY_WITH_TIMEOUT(w.elapsedSeconds() >= 1, 3000);
-    QVERIFY(w.findChild<QLabel*>("lblTime")->text().startsWith("Time Elapsed: 0m "));
+    QTRY_VERIFY_WITH_TIMEOUT(w.elapsedSeconds() >= 2, 3000);
+    QVERIFY(time->text().startsWith("Time Elapsed: 0m "));
   }
 
-  void cancelWithoutConfirmation() {
+  // Cancel asks first only while the user's own file is being rewritten.
+  void cancelAsksOnlyWhileTheUsersFileIsRewritten() {
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
     auto* cancel = w.findChild<QPushButton*>("cmdCancel");
-    QVERIFY(cancel);
     QCOMPARE(cancel->text(), QStringLiteral("Cancel"));
-    // With no job running, Cancel has nothing to stop.
-    QTest::mouseClick(cancel, Qt::LeftButton);
+    QTest::mouseClick(cancel, Qt::LeftButton);  // no job: nothing to stop
     CancelToken token;
     w.SetCancelToken(&token);
     QTest::mouseClick(cancel, Qt::LeftButton);
     QTest::mouseClick(cancel, Qt::LeftButton);
     QVERIFY(prompter.shown.empty());
-    // Two clicks leave one request; the routine takes it and it is gone.
     QVERIFY(token.Take());
-    QVERIFY(!token.Take());
-  }
+    QVERIFY(!token.Take());  // two clicks, one request
 
-  void cancelAsksWhileTheUsersFileIsRewritten() {
-    ScriptedPrompter prompter;
-    ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
-    CancelToken token;
-    w.SetCancelToken(&token);
     CancelToken::ConfirmScope confirm(token);
     prompter.answers = {false, true};
-    auto* cancel = w.findChild<QPushButton*>("cmdCancel");
     QTest::mouseClick(cancel, Qt::LeftButton);
     QVERIFY(!token.Requested());
     QCOMPARE(prompter.shown.size(), size_t(1));
@@ -111,10 +96,9 @@ class ProgressWindowTest : public QObject {
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
     QCOMPARE(w.windowTitle(), QStringLiteral("Processing..."));
-    auto* frame = w.findChild<ebf::ui::ProgressBarFrame*>("frame");
-    auto* fill = w.findChild<QWidget*>("imgFill");
-    auto* bytes = w.findChild<QLabel*>("lblBytes");
-    QVERIFY(frame && fill && bytes);
+    auto* frame = Child<ebf::ui::ProgressBarFrame>(&w, "frame");
+    auto* fill = Child<QWidget>(&w, "imgFill");
+    auto* bytes = Child<QLabel>(&w, "lblBytes");
 
     // A stage names the window; a known total fills the bar (never past the frame).
     progress.BeginStage("Adding RAW padding...");
@@ -145,10 +129,6 @@ class ProgressWindowTest : public QObject {
   void logWindowHasItsExtraControls() {
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Log, prompter, ThemeContext{});
-    QCOMPARE(w.objectName(), QStringLiteral("frmLog"));
-    for (const char* name : {"lblErr", "lblTotProg", "lblCurProg", "imgTotal", "shpTotal",
-                             "imgFill", "cmdCancel", "lblTime", "lblOrigSize", "lblBytes"})
-      QVERIFY2(w.findChild<QWidget*>(name), name);
     QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), QStringLiteral("Errors:"));
     ebf::Progress& progress = w;
     // A stage's words and its "Done" share one line; text is added as it stands.

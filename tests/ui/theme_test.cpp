@@ -5,9 +5,11 @@
 #include <cmath>
 
 #include "fakes.h"
+#include "support/runtime.h"
 #include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/progress_window.h"
+#include "ui/readable_colours.h"
 #include "ui/theme_apply.h"
 
 using namespace ebf;
@@ -78,7 +80,8 @@ class ThemeApplyTest : public QObject {
   }
 
   void unreadableThemeColoursAreMovedUntilTheyRead() {
-    // Contrast ratios below are worked out by hand from the WCAG formula.
+    // Contrast ratios below are worked out by hand from the WCAG formula; ContrastRatio is
+    // pinned on such pairs in contrastOfKnownPairs.
     TempDir prog;
     FillProgramFolder(prog);
     prog.MakeDir("Themes/Murk");
@@ -95,27 +98,17 @@ class ThemeApplyTest : public QObject {
     ui::MainWindow w({prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
     w.settings().theme = "Murk";
     w.LoadAndApplyTheme();
-    auto luminance = [](const QColor& c) {
-      auto ch = [](double v) {
-        return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
-      };
-      return 0.2126 * ch(c.redF()) + 0.7152 * ch(c.greenF()) + 0.0722 * ch(c.blueF());
-    };
-    auto ratio = [&](const QColor& a, const QColor& b) {
-      const double la = luminance(a), lb = luminance(b);
-      return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-    };
     // Green cannot get 4.5:1 on red by turning lighter (white reaches only 3.998:1), so it
     // turns darker, staying a green: red stays zero and green outweighs blue.
     const QColor fg = w.palette().color(QPalette::WindowText);
-    QVERIFY2(ratio(fg, QColor(255, 0, 0)) >= 4.5, qPrintable(fg.name()));
+    QVERIFY2(ui::ContrastRatio(fg, QColor(255, 0, 0)) >= 4.5, qPrintable(fg.name()));
     QCOMPARE(fg.red(), 0);
     QVERIFY(fg.green() < 255 && fg.green() > 0);
     QCOMPARE(fg.blue(), 0);
     // Near-white on white turns dark, just far enough.
     const QColor editFg = w.findChild<QLineEdit*>("txtIn")->palette().color(QPalette::Text);
-    QVERIFY2(ratio(editFg, Qt::white) >= 4.5, qPrintable(editFg.name()));
-    QVERIFY2(ratio(editFg, Qt::white) < 5.0, qPrintable(editFg.name()));
+    QVERIFY2(ui::ContrastRatio(editFg, Qt::white) >= 4.5, qPrintable(editFg.name()));
+    QVERIFY2(ui::ContrastRatio(editFg, Qt::white) < 5.0, qPrintable(editFg.name()));
     QCOMPARE(editFg.red(), editFg.blue());
     // The faint title becomes solid, and the subtitle stays legible too.
     auto* header = w.findChild<ui::ThemedHeader*>("header");
@@ -150,10 +143,8 @@ class ThemeApplyTest : public QObject {
 
   void shippedDefaultThemeIsComplete() {
     // The runtime tree's Default theme has every picture the windows use.
-    const std::string runtime = qEnvironmentVariable("EBF_RUNTIME_DIR").toStdString();
-    if (runtime.empty()) QSKIP("EBF_RUNTIME_DIR not set");
-    ui::ThemeContext shipped{LoadTheme(WithTrailingSep(runtime), "Default"),
-                             WithTrailingSep(runtime), "Default"};
+    const std::string runtime = RuntimeFolder();
+    ui::ThemeContext shipped{LoadTheme(runtime, "Default"), runtime, "Default"};
     for (const char* name : {"Ti_Main.jpg", "Ti_Options.jpg", "Ti_Select.jpg", "Ti_DocMaker.jpg",
                              "BG_SaveID.jpg", "BG_Transfer.jpg", "Btn_Normal.png", "Btn_Hover.png",
                              "Btn_Pressed.png", "Btn_Accent.png"})
@@ -161,6 +152,60 @@ class ThemeApplyTest : public QObject {
     QCOMPARE(ui::ThemePicture(shipped, "Ti_Options.jpg").size(), QSize(1200, 128));
     QVERIFY(shipped.values.mainBg.has_value());
     QVERIFY(shipped.values.dialogTitleLineHeight > 0);
+  }
+  // The colour rules that keep theme text legible, on pairs worked out by hand from the
+  // WCAG 2 formula.
+  void contrastOfKnownPairs() {
+    QCOMPARE(qRound(ui::ContrastRatio(Qt::black, Qt::white) * 100), 2100);
+    QCOMPARE(qRound(ui::ContrastRatio(QColor(0x76, 0x76, 0x76), Qt::white) * 100), 454);
+    QCOMPARE(qRound(ui::ContrastRatio(QColor(0x77, 0x77, 0x77), Qt::white) * 100), 448);
+    QCOMPARE(ui::ContrastRatio(Qt::red, Qt::red), 1.0);
+  }
+
+  void readableMovesOnlyAsFarAsNeeded() {
+    // Already readable: kept (alpha dropped).
+    QCOMPARE(ui::ReadableOn(QColor(0, 0, 0, 128), {Qt::white}), QColor(Qt::black));
+    // #777777 on white misses by a hair; one step of 1/128 towards black gives #767676.
+    QCOMPARE(ui::ReadableOn(QColor(0x77, 0x77, 0x77), {Qt::white}), QColor(0x76, 0x76, 0x76));
+    // Dark grey on black turns lighter, never darker.
+    const QColor lifted = ui::ReadableOn(QColor(0x20, 0x20, 0x20), {Qt::black});
+    QVERIFY(lifted.red() > 0x20 && ui::ContrastRatio(lifted, Qt::black) >= 4.5);
+    // Against black and white at once only a narrow band of greys reads on both: #808080
+    // steps towards black until #767676, which reads 4.54:1 on either.
+    QCOMPARE(ui::ReadableOn(QColor(0x80, 0x80, 0x80), {Qt::black, Qt::white}),
+             QColor(0x76, 0x76, 0x76));
+    // Red and white: white never reads on red (4:1), so towards black, where #161616 is
+    // the first to read on red (4.53:1; #171717 gives 4.48:1).
+    QCOMPARE(ui::ReadableOn(QColor(0x80, 0x80, 0x80), {Qt::red, Qt::white}),
+             QColor(0x16, 0x16, 0x16));
+  }
+
+  void quietStopsAtTheRatio() {
+    // White quieted nine tenths of the way to black would be #1A1A1A; on black it stops
+    // at #767676, the darkest step that still reads 4.5:1 (#747474 reads 4.49:1).
+    QCOMPARE(ui::QuietOn(Qt::white, Qt::black, {Qt::black}, 0.9), QColor(0x76, 0x76, 0x76));
+    // A small amount is taken as it is, in steps of 1/128: a tenth is 13 steps,
+    // 255 x 115 / 128 = 229.1 -> 229.
+    QCOMPARE(ui::QuietOn(Qt::white, Qt::black, {Qt::black}, 0.1), QColor(229, 229, 229));
+  }
+
+  void shadesOfAPicture() {
+    QImage half(100, 10, QImage::Format_ARGB32);
+    half.fill(Qt::black);
+    for (int y = 0; y < 10; ++y)
+      for (int x = 50; x < 100; ++x) half.setPixel(x, y, qRgb(255, 255, 255));
+    ui::PictureShades s = ui::ShadesOf(half, half.rect(), Qt::red);
+    QCOMPARE(s.dark, QColor(Qt::black));
+    QCOMPARE(s.light, QColor(Qt::white));
+    QCOMPARE(s.mean, QColor(128, 128, 128));
+    // Only the area asked for counts, and see-through pixels show what lies under them.
+    s = ui::ShadesOf(half, QRect(0, 0, 50, 10), Qt::red);
+    QCOMPARE(s.light, QColor(Qt::black));
+    QImage clear(20, 20, QImage::Format_ARGB32);
+    clear.fill(Qt::transparent);
+    s = ui::ShadesOf(clear, clear.rect(), Qt::red);
+    QCOMPARE(s.dark, QColor(Qt::red));
+    QCOMPARE(s.mean, QColor(Qt::red));
   }
 };
 

@@ -1,0 +1,511 @@
+// The program's smaller dialogs, each driven as the user drives it: the save name and
+// ID, the game selection, the options, and the documentation maker.
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QCompleter>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include "app/settings.h"
+#include "common/bytes.h"
+#include "docmaker/document_dat.h"
+#include "fakes.h"
+#include "imaging/png_writer.h"
+#include "support/runtime.h"
+#include "transfer/volumes.h"
+#include "ui/dialog_hooks.h"
+#include "ui/doc_dialog.h"
+#include "ui/fix_save_dialog.h"
+#include "ui/id_key_filter.h"
+#include "ui/main_window.h"
+#include "ui/options_dialog.h"
+#include "ui/select_dialog.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+class FixSaveDialogTest : public QObject {
+  Q_OBJECT
+
+  ui::ThemeContext theme_;
+  ScriptedPrompter prompter_;
+
+ private slots:
+  void opensWithTheCurrentValues() {
+    ui::FixSaveDialog d(theme_, prompter_, "MY SAVE", "SLUS01234");
+    QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), QStringLiteral("MY SAVE"));
+    QCOMPARE(Child<QComboBox>(&d, "cboID")->currentText(), QStringLiteral("SLUS"));
+    QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), QStringLiteral("01234"));
+    auto* combo = Child<QComboBox>(&d, "cboID");
+    QCOMPARE(combo->count(), 12);
+    QCOMPARE(combo->itemText(5), QStringLiteral("SLPS"));
+    QCOMPARE(combo->itemText(9), QStringLiteral("SLPS"));
+    QCOMPARE(combo->itemText(11), QStringLiteral("ESPM"));
+
+    ui::FixSaveDialog blank(theme_, prompter_, "MY SAVE", "");
+    QCOMPARE(Child<QComboBox>(&blank, "cboID")->currentText(), QString());
+    QCOMPARE(Child<QLineEdit>(&blank, "txtID")->text(), QString());
+  }
+
+  void keyFilterKeepsDigitsAndColon() {
+    QVERIFY(ui::IdKeyFilter::Accepts('0') && ui::IdKeyFilter::Accepts('9'));
+    QVERIFY(ui::IdKeyFilter::Accepts(':') && !ui::IdKeyFilter::Accepts(';'));
+    QVERIFY(!ui::IdKeyFilter::Accepts('/') && !ui::IdKeyFilter::Accepts('a'));
+    QVERIFY(ui::IdKeyFilter::Accepts(8) && ui::IdKeyFilter::Accepts(3) &&
+            ui::IdKeyFilter::Accepts(22));
+
+    ui::FixSaveDialog d(theme_, prompter_, "S", "");
+    d.show();
+    auto* id = Child<QLineEdit>(&d, "txtID");
+    QTest::keyClicks(id, QStringLiteral("1a:3 b45x"));
+    QCOMPARE(id->text(), QStringLiteral("1:345"));
+    QTest::keyClick(id, Qt::Key_Backspace);
+    QCOMPARE(id->text(), QStringLiteral("1:34"));
+    // A paste is not filtered.
+    QApplication::clipboard()->setText(QStringLiteral("z"));
+    QTest::keyClick(id, Qt::Key_V, Qt::ControlModifier);
+    QCOMPARE(id->text(), QStringLiteral("1:34z"));
+  }
+
+  void okChecksAndHandsBack() {
+    ScriptedPrompter p;
+    ui::FixSaveDialog d(theme_, p, "", "SLUS0123");
+    d.OkClicked();
+    QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterSaveName));
+    Child<QLineEdit>(&d, "txtSave")->setText(QStringLiteral("New save"));
+    d.OkClicked();  // four digits
+    QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterValidId));
+    QCOMPARE(p.shown.back().icon, MsgIcon::Exclamation);
+    Child<QLineEdit>(&d, "txtID")->setText(QStringLiteral("1:345"));
+    Child<QComboBox>(&d, "cboID")->setEditText(QStringLiteral("abc"));
+    d.OkClicked();
+    QCOMPARE(p.shown.size(), size_t(3));
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+    // The prefix is not judged here; the conversion's checks refuse it later.
+    Child<QComboBox>(&d, "cboID")->setEditText(QStringLiteral("abcd"));
+    d.OkClicked();
+    QCOMPARE(p.shown.size(), size_t(3));
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QCOMPARE(d.gameId(), std::string("abcd1:345"));
+    QCOMPARE(d.saveName(), std::string("New save"));
+  }
+};
+
+namespace {
+
+constexpr const char* kDb =
+    "SCUS-94476;SCUS94476;Fallback Save;Fallback Game;NTSC;SCUS94476\n"
+    "SLUS-00594;SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594\n"
+    "SLES-01234;SLES01234;Harbour;Moonlit Harbour (Disc 2);PAL;SLES11234\n"
+    "SLUS00999;SLUS00999;No Dash;No Dash Game;NTSC;SLUS00999\n"
+    "SLES-01234;SLES01234;Harbour;Moonlit Harbour (Disc 1);PAL;SLES01234\n";
+
+}  // namespace
+
+class SelectDialogTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog;
+    ui::ThemeContext theme;
+    ScriptedPrompter prompter;
+    std::string db;
+    explicit Fixture(const std::string& text = kDb) {
+      FillProgramFolder(prog);
+      db = prog / "Data/TarnwickPS1ID.db";
+      WriteFileText(db, text);
+      theme.folders = prog.folder();
+    }
+  };
+
+ private slots:
+  // Which entry is chosen is the core's (LoadGameList); here the dialog shows it.
+  void preselectsTheCurrentIdAndSaysWhenNothingIsChosen() {
+    Fixture f;
+    ui::SelectDialog known(f.theme, f.prompter);
+    QVERIFY(known.Load(f.db, true, "SLES11234", "typed title"));
+    QCOMPARE(known.count(), 4);
+    QCOMPARE(known.selectedIndex(), 2);
+    QCOMPARE(known.titleText(), QStringLiteral("Moonlit Harbour (Disc 2)"));
+    QCOMPARE(known.list()->itemText(1), QStringLiteral("Metal Game"));  // tag hidden
+
+    // Without the fallback line nothing is chosen and the handed title stays.
+    Fixture noFallback(std::string(kDb).substr(std::string(kDb).find('\n') + 1));
+    ui::SelectDialog none(noFallback.theme, noFallback.prompter);
+    QVERIFY(none.Load(noFallback.db, false, "SLUS99999", "typed title"));
+    QCOMPARE(none.selectedIndex(), -1);
+    QCOMPARE(none.titleText(), QStringLiteral("typed title"));
+    none.OkClicked();
+    QCOMPARE(noFallback.prompter.last(), QLatin1String(ui::kMsgSelectGame));
+    QCOMPARE(none.result(), int(QDialog::Rejected));
+
+    Fixture empty("not a game line\n");
+    ui::SelectDialog d(empty.theme, empty.prompter);
+    QVERIFY(!d.Load(empty.db, false, "", ""));
+    QCOMPARE(empty.prompter.last(), QLatin1String(kNoGamesMessage));
+  }
+
+  void titleLengthLimit() {
+    Fixture f;
+    ui::SelectDialog d(f.theme, f.prompter);
+    QVERIFY(d.Load(f.db, false, "SLUS00594", ""));
+    d.list()->setEditText(QString(128, QLatin1Char('x')));
+    d.OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgTitleTooLong));
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+    d.list()->setEditText(QString(127, QLatin1Char('x')));
+    d.OkClicked();
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QCOMPARE(d.chosen().discId, std::string("SLUS00594"));
+  }
+
+  void typingFiltersTheList() {
+    Fixture f;
+    ui::SelectDialog d(f.theme, f.prompter);
+    QVERIFY(d.Load(f.db, false, "", ""));
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    d.list()->lineEdit()->clear();
+    QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("harb"));
+    QCompleter* c = d.list()->completer();
+    QCOMPARE(c->completionCount(), 2);
+    QCOMPARE(c->completionModel()->index(0, 0).data().toString(),
+             QStringLiteral("Moonlit Harbour (Disc 2)"));
+    QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("our (disc 1"));
+    QCOMPARE(c->completionCount(), 1);
+    // Picking the match selects its entry, so that OK takes its IDs.
+    QSignalSpy picked(d.list(), &QComboBox::currentIndexChanged);
+    emit c->activated(c->completionModel()->index(0, 0));
+    QCOMPARE(d.selectedIndex(), 3);
+    QCOMPARE(picked.size(), 1);
+  }
+
+  // Through the main window's button: OK writes title, region, save name and IDs back,
+  // with the asset loader run for the disc ID and then for the package ID.
+  void okAndCancelThroughTheMainWindow() {
+    Fixture f;
+    ScriptedDialogs dialogs;
+    ui::MainWindow w({f.prog.folder(), f.prog / "ebootforge.ini", &f.prompter, &dialogs});
+    std::vector<std::pair<std::string, bool>> passes;
+    ui::DialogServices services{
+        std::make_shared<FixedVolumes>(std::vector<RemovableVolume>{}),
+        [&](ui::MainWindow& mw, bool second) { passes.emplace_back(mw.gameId(), second); }};
+    w.SetTitleText("Old title");
+    w.SetGameIdentity("Old save", "SLUS00594");
+
+    auto answer = [](bool ok, int pick) {
+      QTimer::singleShot(0, [ok, pick] {
+        auto* d = qobject_cast<ui::SelectDialog*>(QApplication::activeModalWidget());
+        if (!d) qFatal("the selection dialog is not open");
+        if (!ok) return d->reject();
+        d->list()->setCurrentIndex(pick);
+        d->list()->setEditText(QStringLiteral("Harbour, edited"));
+        d->OkClicked();
+      });
+    };
+    answer(false, 0);
+    ui::SelectGame(w, services);
+    QCOMPARE(w.gameId(), std::string("SLUS00594"));
+    QCOMPARE(ui::MainWindowText(w, "txtTitle"), std::string("Old title"));
+    QVERIFY(passes.empty());
+
+    answer(true, 2);
+    ui::SelectGame(w, services);
+    QCOMPARE(ui::MainWindowText(w, "txtTitle"), std::string("Harbour, edited"));
+    QCOMPARE(ui::MainWindowText(w, "lblRegion"), std::string("PAL"));
+    QCOMPARE(w.saveName(), std::string("Harbour"));
+    QCOMPARE(w.gameId(), std::string("SLES01234"));
+    const std::vector<std::pair<std::string, bool>> expected{{"SLES11234", false},
+                                                             {"SLES01234", true}};
+    QVERIFY(passes == expected);
+  }
+};
+
+class OptionsDialogTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog;
+    TempDir images, out;
+    std::string settingsFile;
+    Settings settings;
+    ui::ThemeContext theme;
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    int themeReloads = 0;
+
+    Fixture() {
+      FillProgramFolder(prog);
+      prog.MakeDir("Themes/Night");
+      prog.MakeDir("Themes/Sketch");  // no style.ini: not a theme
+      WriteFileText(prog / "Themes/Night/style.ini", "MAINBGCOL = 000000\n");
+      settingsFile = prog / "ebootforge.ini";
+      WriteFileText(settingsFile,
+                    "LastUsedImage = /games/Some Game.cue\r\n"
+                    "DefGameID = SCUS94476\r\nPreviewDelay = 2500\r\nAddISOPadding = 1\r\n"
+                    "EBOOT_TOC_Extract = 2\r\nTheme = Night\r\nCompressLevel = 5\r\n");
+      settings = LoadSettingsFile(settingsFile, prog.folder()).settings;
+      theme.folders = prog.folder();
+    }
+    std::unique_ptr<ui::OptionsDialog> Open() {
+      return std::make_unique<ui::OptionsDialog>(settings, settingsFile, theme, dialogs, prompter,
+                                                 [this] { ++themeReloads; });
+    }
+  };
+
+ private slots:
+  void fillsFromSettingsAndListsThemes() {
+    Fixture f;
+    f.settings.defaultOutDirOpt = 2;
+    f.settings.autoTransfer = 1;
+    f.settings.imgResMode = 3;
+    f.settings.hideNameTags = true;
+    f.settings.theme = "NIGHT";  // the list entry is found case-blind
+    auto d = f.Open();
+    QCOMPARE(d->windowTitle(), QStringLiteral("options"));
+    auto* themes = Child<QComboBox>(d.get(), "cboTheme");
+    QCOMPARE(themes->count(), 2);
+    QCOMPARE(themes->itemText(0), QStringLiteral("Default"));
+    QCOMPARE(themes->itemText(1), QStringLiteral("Night"));
+    QCOMPARE(themes->currentText(), QStringLiteral("Night"));
+    QVERIFY(Child<QRadioButton>(d.get(), "optOutDirAct_2")->isChecked());
+    QVERIFY(Child<QRadioButton>(d.get(), "optAutoTransAct_1")->isChecked());
+    QCOMPARE(Child<QComboBox>(d.get(), "cboImgRes")->currentIndex(), 3);
+    QCOMPARE(Child<QComboBox>(d.get(), "cboImgRes")->count(), 4);
+    QVERIFY(Child<QCheckBox>(d.get(), "chkHideTags")->isChecked());
+    QVERIFY(!Child<QCheckBox>(d.get(), "chkImgResCentre")->isChecked());
+    // OK with the same theme in other letters keeps the user's spelling and reloads nothing.
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
+    QCOMPARE(f.themeReloads, 0);
+    QCOMPARE(f.settings.theme, std::string("NIGHT"));
+  }
+
+  void okSavesAndKeepsTheFileOnlySettings() {
+    Fixture f;
+    auto d = f.Open();
+    Child<QLineEdit>(d.get(), "txtIn")->setText(QString::fromStdString(f.images.path()));
+    Child<QLineEdit>(d.get(), "txtOut")->setText(QString::fromStdString(f.out.path()));
+    Child<QCheckBox>(d.get(), "chkCustSearchDest")->setChecked(true);
+    Child<QCheckBox>(d.get(), "chkImgResCentre")->setChecked(true);
+    Child<QComboBox>(d.get(), "cboImgRes")->setCurrentIndex(2);
+    Child<QRadioButton>(d.get(), "optOutDirAct_3")->setChecked(true);
+    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
+    Child<QComboBox>(d.get(), "cboTheme")->setCurrentIndex(0);  // Default
+    Child<QLineEdit>(d.get(), "txtResources")->setText(QString::fromStdString(f.images.path()));
+    Child<QLineEdit>(d.get(), "txtThumbnails")->setText(QString::fromStdString(f.out.path()));
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
+    QCOMPARE(d->result(), int(QDialog::Accepted));
+    QCOMPARE(f.themeReloads, 1);
+    QCOMPARE(f.settings.theme, std::string("Default"));
+
+    // Read the rewritten file back as the next start would.
+    const SettingsFileContents back = LoadSettingsFile(f.settingsFile, f.prog.folder());
+    QCOMPARE(back.lastUsedImage.value_or(""), std::string("/games/Some Game.cue"));
+    const Settings& s = back.settings;
+    QCOMPARE(s.defaultImagePath, f.images.path());
+    QCOMPARE(s.defaultOutputDir, f.out.path());
+    QVERIFY(s.useSourceDirAsCust);
+    QVERIFY(s.imgResCentre);
+    QCOMPARE(s.imgResMode, 2);
+    QCOMPARE(s.defaultOutDirOpt, 3);
+    QCOMPARE(s.autoTransfer, 2);
+    QCOMPARE(s.theme, std::string("Default"));
+    QCOMPARE(s.resourceRoot, f.images.path());
+    QCOMPARE(s.thumbnailsRoot, f.out.path());
+    QCOMPARE(s.nameTemplate, std::string());
+    // One folder per game ID is one choice away.
+    auto again = f.Open();
+    Child<QRadioButton>(again.get(), "optNameTemplate")->setChecked(true);
+    QTest::mouseClick(Child<QPushButton>(again.get(), "cmdOK"), Qt::LeftButton);
+    QCOMPARE(f.settings.nameTemplate, std::string("%GAMEID%"));
+    // Settings the dialog does not show survive at their loaded values.
+    QCOMPARE(s.defGameId, std::string("SCUS94476"));
+    QCOMPARE(s.previewDelay, 2500L);
+    QVERIFY(s.addIsoPadding);
+    QCOMPARE(s.ebootTocExtract, 2);
+    QCOMPARE(s.compressLevel, std::string("5"));
+    QVERIFY(f.prompter.shown.empty());
+  }
+
+  void cancelChangesNothing() {
+    Fixture f;
+    const std::string before = ReadFileText(f.settingsFile);
+    const Settings kept = f.settings;
+    auto d = f.Open();
+    Child<QLineEdit>(d.get(), "txtOut")->setText("/elsewhere");
+    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCancel"), Qt::LeftButton);
+    QCOMPARE(d->result(), int(QDialog::Rejected));
+    QVERIFY(f.settings == kept);
+    QCOMPARE(ReadFileText(f.settingsFile), before);
+    QCOMPARE(f.themeReloads, 0);
+  }
+
+  void browseTitlesAreCrossed() {
+    Fixture f;
+    auto d = f.Open();
+    f.dialogs.results = {"/picked/cust", "", "/picked/out"};
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdInBrowse"), Qt::LeftButton);
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCustBrowse"), Qt::LeftButton);
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOutBrowse"), Qt::LeftButton);
+    QCOMPARE(f.dialogs.calls.size(), size_t(3));
+    QCOMPARE(f.dialogs.calls[0].title, QStringLiteral("Select Default Customize Folder"));
+    QCOMPARE(f.dialogs.calls[1].title, QStringLiteral("Select Default Image Folder"));
+    QCOMPARE(f.dialogs.calls[2].title, QStringLiteral("Select Default Output Folder"));
+    for (const auto& c : f.dialogs.calls) QCOMPARE(c.kind, QStringLiteral("folder"));
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtIn")->text(), QStringLiteral("/picked/cust"));
+    // A cancelled picker leaves the box as it was.
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtCust")->text(), QString());
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(), QStringLiteral("/picked/out"));
+  }
+};
+
+class DocDialogTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog, pages, out;
+    ui::ThemeContext theme;
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    Fixture() {
+      FillProgramFolder(prog);
+      theme.folders = prog.folder();
+    }
+    std::unique_ptr<ui::DocDialog> Open(const std::string& gameId = "SLUS01234") {
+      return std::make_unique<ui::DocDialog>(theme, prompter, dialogs, gameId, out.folder());
+    }
+  };
+
+  static QStringList Selected(QListWidget* l) {
+    QStringList s;
+    for (int i = 0; i < l->count(); ++i)
+      if (l->item(i)->isSelected()) s << l->item(i)->text();
+    return s;
+  }
+
+ private slots:
+  void opensWithIdAndOutput() {
+    Fixture f;
+    auto d = f.Open();
+    QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), QStringLiteral("SLUS"));
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), QStringLiteral("01234"));
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(),
+             QString::fromStdString(f.out / "DOCUMENT.DAT"));
+    auto odd = f.Open("SLUS0123");
+    QCOMPARE(Child<QLineEdit>(odd.get(), "txtID")->text(), QString());
+  }
+
+  void movesAndRemovesSelectedBlocks() {
+    Fixture f;
+    auto d = f.Open();
+    QListWidget* l = d->list();
+    for (const char* p : {"a", "b", "c", "d", "e", "f"}) d->AddPage(QLatin1String(p), false);
+    for (int i : {2, 3, 4}) l->item(i)->setSelected(true);  // lines 3 to 5
+    d->MoveUp();
+    d->MoveUp();
+    QCOMPARE(d->pages(), (QStringList{"c", "d", "e", "a", "b", "f"}));
+    QCOMPARE(Selected(l), (QStringList{"c", "d", "e"}));
+    d->MoveUp();  // the first line is selected: nothing moves
+    QCOMPARE(d->pages(), (QStringList{"c", "d", "e", "a", "b", "f"}));
+
+    // Keys on the list: Alt+Down moves, Delete removes, Ctrl+Delete empties.
+    l->clearSelection();
+    l->item(4)->setSelected(true);
+    QTest::keyClick(l, Qt::Key_Down, Qt::AltModifier);
+    QCOMPARE(d->pages(), (QStringList{"c", "d", "e", "a", "f", "b"}));
+    d->MoveDown();  // the last line is selected
+    QCOMPARE(d->pages().last(), QStringLiteral("b"));
+    l->item(0)->setSelected(true);
+    QTest::keyClick(l, Qt::Key_Delete);
+    QCOMPARE(d->pages(), (QStringList{"d", "e", "a", "f"}));
+    QTest::keyClick(l, Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(Selected(l).size(), 4);
+    QTest::keyClick(l, Qt::Key_Delete, Qt::ControlModifier);
+    QCOMPARE(l->count(), 0);
+  }
+
+  void addsFoldersAndDrops() {
+    Fixture f;
+    f.pages.MakeDir("sub");
+    for (const char* n : {"one.png", "two.JPEG", "notes.txt", "sub/deep.png"})
+      WriteFileText(f.pages / n, "x");
+    auto d = f.Open();
+    f.dialogs.results = {QString::fromStdString(f.pages.folder())};
+    d->AddDirClicked();
+    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select Directory to Add"));
+    QStringList got = d->pages();
+    got.sort();
+    QCOMPARE(got, (QStringList{QString::fromStdString(f.pages / "one.png"),
+                               QString::fromStdString(f.pages / "two.JPEG")}));
+    QVERIFY(Selected(d->list()).isEmpty());
+
+    d->list()->clear();
+    d->DropPaths({QString::fromStdString(f.pages / "sub"),
+                  QString::fromStdString(f.pages / "notes.txt"),
+                  QString::fromStdString(f.pages / "one.png")});
+    QCOMPARE(d->pages(), (QStringList{QString::fromStdString(f.pages / "sub/deep.png"),
+                                      QString::fromStdString(f.pages / "one.png")}));
+    QCOMPARE(Selected(d->list()), QStringList{QString::fromStdString(f.pages / "one.png")});
+  }
+
+  // The file's layout is the core's (docmaker tests); here the checks, the questions and
+  // the messages on the way to it, and the pages back out.
+  void writesAfterTheChecksAndExtracts() {
+    Fixture f;
+    auto d = f.Open();
+    d->OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgNothingToConvert));
+    const std::string png = f.pages / "page.png";
+    QVERIFY(WritePngFromDrawingContext(Surface(16, 16), png, 16, 16));
+    for (int i = 0; i < 101; ++i) d->AddPage(QString::fromStdString(png), false);
+    const std::string dat = f.out / "DOCUMENT.DAT";
+    f.prompter.answers = {false};
+    d->OkClicked();  // No to the page warning
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgTooManyPages));
+    QVERIFY(f.prompter.shown.back().defaultNo);
+    QVERIFY(!FileExists(dat));
+    d->OkClicked();  // Yes, but there is no template
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocHeadMissing));
+    QVERIFY(CopyFileTo(RuntimeFolder() + "Data/DOCHead.dat", f.prog / "Data/DOCHead.dat"));
+    Child<QLineEdit>(d.get(), "txtID")->setText(QStringLiteral("0123"));
+    d->OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgEnterValidId));
+    QVERIFY(!FileExists(dat));
+    Child<QLineEdit>(d.get(), "txtID")->setText(QStringLiteral("12:45"));
+    d->OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocDone));
+    QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Information);
+    const Bytes bytes = ReadFileBytes(dat);
+    QVERIFY(bytes.size() > 136 + 101 * 128);
+    QCOMPARE(LoadLe32(bytes.data() + 132), 101u);
+    QCOMPARE(std::string(bytes.begin() + 12, bytes.begin() + 21), std::string("SLUS12:45"));
+
+    TempDir pagesOut;
+    f.dialogs.calls.clear();
+    f.dialogs.results = {QString::fromStdString(dat), QString::fromStdString(pagesOut.folder())};
+    d->ExtractClicked();
+    QCOMPARE(f.dialogs.calls[0].title, QStringLiteral("Select a DOCUMENT.DAT file"));
+    QCOMPARE(f.dialogs.calls[1].title, QStringLiteral("Select Output Directory"));
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocExtracted));
+    QCOMPARE(ReadFileBytes(pagesOut / DocumentPageFileName(0, 101)), ReadFileBytes(png));
+    QVERIFY(FileExists(pagesOut / DocumentPageFileName(100, 101)));
+    QVERIFY(!FileExists(pagesOut / DocumentPageFileName(101, 101)));
+  }
+};
+
+int main(int argc, char** argv) {
+  return RunSuites<FixSaveDialogTest, SelectDialogTest, OptionsDialogTest, DocDialogTest>(argc,
+                                                                                          argv);
+}
+
+#include "dialogs_test.moc"

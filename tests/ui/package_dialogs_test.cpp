@@ -1,0 +1,370 @@
+// The dialogs around a package: its verification, its discs written back out as images,
+// its copy onto a PSP, and the preview of how it will look in the PSP's menu.
+#include <QComboBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTest>
+#include <tuple>
+
+#include "assets/slots.h"
+#include "fakes.h"
+#include "imaging/png_writer.h"
+#include "pbp/extract.h"
+#include "pbp/toc.h"
+#include "support/pbp_writer.h"
+#include "transfer/psp_copy.h"
+#include "transfer/volumes.h"
+#include "ui/dialog_hooks.h"
+#include "ui/eboot_to_iso.h"
+#include "ui/preview_dialog.h"
+#include "ui/transfer_dialog.h"
+#include "ui/verify_dialog.h"
+
+using namespace ebf;
+using namespace ebf::test;
+
+class VerifyDialogTest : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void showsTheTracksAndTheVerdict() {
+    TempDir dir;
+    // Three blocks of 0x5A: a data track of 20 sectors and an audio track of 28.
+    PackageRecipe recipe;
+    recipe.image = Bytes(3 * kTestBlockSize, 0x5A);
+    recipe.toc = MakeToc({{0x41, 0}, {0x01, 20}}, 48);
+    WritePbp(dir / "EBOOT.PBP", recipe);
+    NoProgress progress;
+    CancelToken cancel;
+    const VerifyReport report = VerifyPackage(dir / "EBOOT.PBP", {}, progress, cancel);
+    ui::ThemeContext theme;
+    ui::VerifyDialog dialog(theme, dir / "EBOOT.PBP", report);
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Verify EBOOT.PBP"));
+    QCOMPARE(dialog.verdict()->text(),
+             QStringLiteral("Verified: every block reads and everything checked agrees."));
+    QCOMPARE(dialog.findChild<QLabel*>("lblDigests")->text(),
+             QStringLiteral("3 blocks read; the package carries no block digests: blocks could "
+                            "not be checked against them."));
+    QTableWidget* t = dialog.table();
+    QCOMPARE(t->rowCount(), 2);
+    auto row = [t](int r) {
+      QStringList cells;
+      for (int c = 0; c < t->columnCount(); ++c) cells << t->item(r, c)->text();
+      return cells.join(' ');
+    };
+    QVERIFY2(row(0).startsWith(QStringLiteral("1 data 47040 02d971dd ")), qPrintable(row(0)));
+    // 65,856 bytes of 0x5A, summed by hand with Python's zlib and hashlib.
+    QCOMPARE(row(1), QStringLiteral("2 audio 65856 6051734d a819b0e0845e767ef0a624200c899aa0 "
+                                    "6c92f64d2c27b11a293179a917365c7f90345390"));
+    QVERIFY(!dialog.findChild<QPlainTextEdit*>("txtProblems"));
+
+    // A damaged package: the verdict counts the problems and the list names them.
+    VerifyReport bad = report;
+    bad.problems = {"Block 1 (track 1, at byte 1100000) does not inflate."};
+    bad.againstChecked = true;
+    bad.againstText = "sector 20 (track 2) differs first";
+    ui::VerifyDialog second(theme, dir / "EBOOT.PBP", bad);
+    QCOMPARE(second.verdict()->text(), QStringLiteral("Not verified: 2 problems found."));
+    auto* list = second.findChild<QPlainTextEdit*>("txtProblems");
+    QVERIFY(list);
+    QCOMPARE(list->toPlainText(),
+             QStringLiteral("Against the source: sector 20 (track 2) differs first\n"
+                            "Block 1 (track 1, at byte 1100000) does not inflate."));
+  }
+};
+
+class EbootToIsoTest : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void asksForTheTargetAndTheCcd() {
+    TempDir dir;
+    PackageRecipe recipe;
+    recipe.image = Bytes(kTestBlockSize + 100, 0x5A);
+    const std::string eboot = dir / "EBOOT.PBP";
+    WritePbp(eboot, recipe);
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    ui::ThemeContext theme;
+    const std::string iso = dir / "game.iso";
+
+    // A cancelled save dialog ends silently.
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
+    QCOMPARE(dialogs.calls[0].title, QStringLiteral("Select where to save the ISO"));
+    QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
+    QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
+    QVERIFY(prompter.shown.empty());
+
+    // A .ccd beside the target: No stops before anything is written.
+    WriteFileText(dir / "game.ccd", "old sheet");
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {false};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
+    QCOMPARE(prompter.last(),
+             QString::fromStdString("The following file will be overwritten if you continue!\n" +
+                                    (dir / "game.ccd") + "\nDo you wish to continue?"));
+    QVERIFY(!FileExists(iso));
+
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {true};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Success());
+    QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
+    QCOMPARE(FileSize(iso).value_or(0), uint64_t(2 * kTestBlockSize));
+
+    // Any other result is shown as it is.
+    WriteFileText(dir / "bad.pbp", std::string(64, 'x'));
+    dialogs.results = {QString::fromStdString(dir / "bad.iso")};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, dir / "bad.pbp", 0) ==
+            Outcome::Failed(pbp::kPsarHeaderNotFound));
+    QCOMPARE(prompter.last(), QLatin1String(pbp::kPsarHeaderNotFound));
+    QCOMPARE(prompter.shown.back().icon, MsgIcon::Exclamation);
+  }
+
+  // A package of several discs: one name asked for, every disc written beside it under its
+  // number, each .ccd in the way asked about before anything is written.
+  void writesEveryDiscOfAPackageOfSeveral() {
+    TempDir dir;
+    std::vector<PackageRecipe> discs(3);
+    for (std::size_t i = 0; i < discs.size(); ++i) {
+      discs[i].discId = "SLUS0123" + std::to_string(i);
+      discs[i].image = Bytes((i + 1) * kTestBlockSize + 100, static_cast<uint8_t>(0x30 + i));
+      discs[i].paddingBlock = true;
+    }
+    const std::string eboot = dir / "EBOOT.PBP";
+    WriteDiscSetPbp(eboot, discs);
+    ScriptedPrompter prompter;
+    ScriptedDialogs dialogs;
+    ui::ThemeContext theme;
+    const std::string iso = dir / "game.iso";
+    auto disc = [&](int n, const char* extension) {
+      return dir / ("game (Disc " + std::to_string(n) + ")" + extension);
+    };
+
+    WriteFileText(disc(1, ".ccd"), "old sheet 1");
+    WriteFileText(disc(3, ".ccd"), "old sheet 3");
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {true, false};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
+            Outcome::Declined());
+    QCOMPARE(dialogs.calls.size(), std::size_t{1});
+    QCOMPARE(prompter.shown.size(), std::size_t{2});
+    QVERIFY(prompter.shown[0].text.contains(QString::fromStdString(disc(1, ".ccd"))));
+    QCOMPARE(prompter.last(),
+             QString::fromStdString("The following file will be overwritten if you continue!\n" +
+                                    disc(3, ".ccd") + "\nDo you wish to continue?"));
+    for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
+    QCOMPARE(ReadFileText(disc(1, ".ccd")), std::string("old sheet 1"));
+
+    // The discs' contents are the core's (pbp extract tests); here each lands by its number.
+    dialogs.results = {QString::fromStdString(iso)};
+    prompter.answers = {true, true};
+    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
+            Outcome::Success());
+    QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
+    QVERIFY(!FileExists(iso));
+    for (int n = 1; n <= 3; ++n)
+      QCOMPARE(FileSize(disc(n, ".iso")).value_or(0), uint64_t(n + 2) * kTestBlockSize);
+  }
+};
+
+class TransferTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir psp, source;
+    ui::ThemeContext theme;
+    ScriptedPrompter prompter;
+    FixedVolumes volumes;
+    Fixture() : volumes({{psp.path(), "  PSP STICK "}}) {
+      WriteFileText(source / "EBOOT.PBP", "new package");
+    }
+    std::unique_ptr<ui::TransferDialog> Open(const std::string& title, int autoTransfer,
+                                             VolumeSource* v = nullptr) {
+      return std::make_unique<ui::TransferDialog>(
+          theme, prompter, v ? *v : volumes,
+          ui::TransferRequest{source.folder(), title, "SLUS01234", autoTransfer});
+    }
+  };
+
+ private slots:
+  void listsVolumesAndEnablesOk() {
+    Fixture f;
+    auto d = f.Open("Game", 1);
+    auto* drives = d->findChild<QComboBox*>("cboDrive");
+    QCOMPARE(drives->count(), 1);
+    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
+    QVERIFY(d->findChild<QPushButton*>("cmdOK")->isEnabled());
+
+    FixedVolumes none({});
+    auto empty = f.Open("Game", 1, &none);
+    QCOMPARE(empty->drives()->count(), 0);
+    QVERIFY(!empty->findChild<QPushButton*>("cmdOK")->isEnabled());
+  }
+
+  void copiesByTitleOrId() {
+    Fixture f;
+    const std::string title = "A Rather Long Game Title That Goes On";  // 37 characters
+    auto byTitle = f.Open(title, 1);
+    byTitle->OkClicked();
+    QCOMPARE(byTitle->result(), int(QDialog::Accepted));
+    const std::string titled = f.psp.path() + "/PSP/GAME/A Rather Long Game Title That G";
+    QCOMPARE(byTitle->target(), titled);
+    QCOMPARE(ReadFileText(titled + "/EBOOT.PBP"), std::string("new package"));
+    QVERIFY(f.prompter.shown.empty());
+
+    f.Open(title, 2)->OkClicked();
+    QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
+             std::string("new package"));
+
+    // A package already there: the question reaches the user, and No keeps it.
+    WriteFileText(f.source / "EBOOT.PBP", "newer package");
+    f.prompter.answers = {false};
+    f.Open(title, 2)->OkClicked();
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
+             std::string("new package"));
+  }
+
+  void folderThatCannotBeMadeKeepsTheDialogOpen() {
+    Fixture f;
+    WriteFileText(f.psp / "PSP", "a file where the folder should be");
+    auto d = f.Open("Game", 1);
+    d->show();
+    d->OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(kMsgCouldNotCreateFolders));
+    QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Critical);
+    QVERIFY(d->isVisible());
+  }
+
+  void hooksKnowThePspGameFolder() {
+    Fixture f;
+    ui::MainWindow::Hooks hooks;
+    ui::InstallDialogHooks(hooks, {std::make_shared<FixedVolumes>(f.volumes), {}});
+    QVERIFY(hooks.selectGame && hooks.customGame && hooks.openDocMaker && hooks.openPreview &&
+            hooks.openTransfer && hooks.ebootToIso);
+    const std::string game = f.psp.path() + "/PSP/GAME/MYGAME";
+    // The rule is the core's (PspGameFolder); here only that the hook asks the volumes.
+    QVERIFY(hooks.isOnPspGameFolder(game));
+    QVERIFY(!hooks.isOnPspGameFolder("/elsewhere/PSP/GAME/MYGAME"));
+  }
+};
+
+namespace {
+
+struct Colour {
+  int r, g, b;
+};
+
+void WriteSolidPng(const std::string& path, int w, int h, Colour c) {
+  Surface s(w, h);
+  s.FillRect(0, 0, w, h, c.r, c.g, c.b);
+  if (!WritePngFromDrawingContext(s, path, w, h)) qFatal("could not write %s", path.c_str());
+}
+
+Colour At(const Surface& s, int x, int y) {
+  const uint8_t* p = s.Row(y) + x * 4;
+  return {p[2], p[1], p[0]};
+}
+
+bool Is(Colour a, Colour b) {
+  return a.r == b.r && a.g == b.g && a.b == b.b;
+}
+
+constexpr Colour kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250},
+    kPic0{250, 0, 0}, kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
+
+}  // namespace
+
+class PreviewTest : public QObject {
+  Q_OBJECT
+
+  struct Fixture {
+    TempDir prog, art;
+    ui::PreviewInputs in;
+    Fixture() {
+      prog.MakeDir("Data");
+      WriteSolidPng(prog / "Data/back.png", 480, 272, kBack);
+      WriteSolidPng(prog / "Data/highlight.png", 200, 100, kHighlight);
+      WriteSolidPng(prog / "Data/deficon.png", 144, 80, kDefIcon);
+      WriteSolidPng(art / "pic0.png", 310, 180, kPic0);
+      WriteSolidPng(art / "pic1.png", 480, 272, kPic1);
+      WriteSolidPng(art / "boot.png", 480, 272, kBoot);
+      WriteSolidPng(art / "icon0.png", 144, 80, kIcon);
+      in.programFolder = prog.folder();
+      in.slotFiles = {art / "icon0.png", "", art / "pic0.png",
+                      art / "pic1.png",  "", art / "boot.png"};
+      in.holdMs = 1500;
+    }
+  };
+
+ private slots:
+  void layersAreDrawnInPlace() {
+    Fixture f;
+    const ui::PreviewLayers l = ui::DrawPreviewLayers(f.in);
+    QVERIFY(Is(At(l.base, 0, 0), kBack));
+    QVERIFY(Is(At(l.background, 240, 136), kPic1));
+    QVERIFY(Is(At(l.gameboot, 479, 271), kBoot));
+    // A 310 x 180 PIC0 sits at (165, 87), its corner 5 pixels inside the screen's.
+    // Below the highlight (86..185) PIC0 begins at x 165; the highlight at (15, 86) goes
+    // over PIC0, the icon at (24, 96) over both.
+    // clang-format off
+    for (auto [x, y, want] : {std::tuple{400, 87, kPic0}, {400, 86, kPic1}, {474, 266, kPic0},
+           {475, 266, kPic1}, {474, 267, kPic1}, {165, 190, kPic0}, {164, 190, kPic1},
+           {214, 185, kHighlight}, {215, 185, kPic0}, {15, 86, kHighlight}, {14, 86, kPic1},
+           {24, 96, kIcon}, {167, 175, kIcon}, {168, 176, kHighlight}})
+      QVERIFY2(Is(At(l.menu, x, y), want), qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+    // clang-format on
+
+    // An unticked icon is the empty "null" file: the stock icon stands in. Without a
+    // background the base shows through.
+    f.in.slotFiles[0] = ResolveSlotFile(f.prog.folder(), false, "", "ICON0.PNG", false);
+    f.in.slotFiles[3] = "";
+    const ui::PreviewLayers plain = ui::DrawPreviewLayers(f.in);
+    QVERIFY(Is(At(plain.menu, 24, 96), kDefIcon));
+    QVERIFY(Is(At(plain.menu, 300, 20), kBack));
+  }
+
+  void fadeSequence() {
+    Fixture f;
+    ui::PreviewDialog d(f.in, {});
+    QCOMPARE(d.interval(), 1500);
+    QVERIFY(d.timer().isActive());
+    QCOMPARE(d.alpha(), 0);
+    QVERIFY(!d.animating());
+    QCOMPARE(&d.shown(), &d.layers().menu);
+
+    d.Tick();  // end of the hold: the fade starts at the next tick
+    QCOMPARE(d.interval(), 60);
+    QVERIFY(!d.animating());
+    QList<int> alphas;
+    for (int i = 0; i < 7; ++i) {
+      d.Tick();
+      QVERIFY(d.animating());
+      alphas << d.alpha();
+      if (i == 0) {
+        // Mostly the boot picture, a little background.
+        const Colour c = At(d.shown(), 240, 136);
+        QVERIFY(c.g > 180 && c.b > 0 && c.b < 60);
+      }
+      QCOMPARE(d.interval(), i < 6 ? 60 : 1500);
+    }
+    QCOMPARE(alphas, (QList<int>{40, 80, 120, 160, 200, 240, 255}));
+    QVERIFY(Is(At(d.shown(), 240, 136), kPic1));  // the background alone
+
+    d.Tick();  // after holding the background, back to the menu
+    QCOMPARE(d.alpha(), 0);
+    QVERIFY(!d.animating());
+    QCOMPARE(&d.shown(), &d.layers().menu);
+    QCOMPARE(d.interval(), 1500);
+    d.Tick();
+    QCOMPARE(d.interval(), 60);
+  }
+};
+
+int main(int argc, char** argv) {
+  return RunSuites<VerifyDialogTest, EbootToIsoTest, TransferTest, PreviewTest>(argc, argv);
+}
+
+#include "package_dialogs_test.moc"
