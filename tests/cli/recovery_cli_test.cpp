@@ -2,17 +2,11 @@
 // run lock, a start (and `info` on a package with a journal) leaves everything that run may
 // own alone; once no run is under way, the next start puts back the PAL fix and the torn
 // patch a dead run left, says so, removes the files it left and empties Temp.
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <filesystem>
 
-#include "common/files.h"
+#include "cli/cli_run.h"
 #include "common/run_lock.h"
 #include "support/pbp_writer.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
@@ -159,18 +153,6 @@ TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
   EXPECT_TRUE(Has(r.output, "Title:     Before")) << r.output;
   EXPECT_EQ(test::ReadFileBytes(pkg), before);
   EXPECT_FALSE(FileExists(pkg + ".undo"));
-
-  // palfix --apply puts such a change back before it goes to work on the package.
-  test::WriteFileBytes(pkg, torn);
-  test::WritePatchJournal(pkg, before.size(),
-                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
-  r = test::RunProcess(cli, {"palfix", pkg, "--screen", "--apply"}, {});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
-                                " was found and undone; the EBOOT is as it was before."))
-      << r.output;
-  EXPECT_TRUE(Has(r.output, "0 patched")) << r.output;
-  EXPECT_EQ(test::ReadFileBytes(pkg), before);
 }
 
 }  // namespace
