@@ -2,6 +2,8 @@
 // the inspection opens and refuses, `png` takes, converts and refuses what an asset slot
 // does, `palfix` on a package patches its disc image only, a package run that needs a file
 // to rebuild into says so, and a rebuild refuses the pictures a new package refuses.
+#include <tuple>
+
 #include "assets/convert.h"
 #include "cli/cli_run.h"
 #include "imaging/dib.h"
@@ -91,12 +93,13 @@ TEST(CliAgreesWithTheWindow, PngTakesConvertsAndRefusesAsTheSlotDoes) {
   ASSERT_TRUE(ConvertSlotPictureToPng(prog.folder(), runPath, "PIC1", image, 480, 272, 3, false));
   EXPECT_EQ(test::ReadFileBytes(dir / "fit.png"), test::ReadFileBytes(runPath));
   // ICON0 and the boot picture take their own sizes; stretched, exactly those.
-  EXPECT_EQ(Cli({"png", dir / "photo.jpg", dir / "i.png", "--slot", "icon0", "--mode", "2"}).exit,
-            0);
-  EXPECT_EQ(PngSize(dir / "i.png"), (std::pair<uint32_t, uint32_t>{144, 80}));
-  EXPECT_EQ(Cli({"png", dir / "photo.jpg", dir / "b.png", "--slot", "boot", "--mode", "2"}).exit,
-            0);
-  EXPECT_EQ(PngSize(dir / "b.png"), (std::pair<uint32_t, uint32_t>{480, 272}));
+  const std::tuple<const char*, uint32_t, uint32_t> sizes[] = {{"icon0", 144, 80},
+                                                               {"boot", 480, 272}};
+  for (const auto& [slot, w, h] : sizes) {
+    EXPECT_EQ(Cli({"png", dir / "photo.jpg", dir / "s.png", "--slot", slot, "--mode", "2"}).exit,
+              0);
+    EXPECT_EQ(PngSize(dir / "s.png"), (std::pair<uint32_t, uint32_t>{w, h})) << slot;
+  }
 
   // What the slot refuses gets the slot's own words, and an existing output stays. A bitmap
   // under a name the slot does not convert is left alone, so the slot refuses it; PIC0

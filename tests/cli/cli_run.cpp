@@ -9,6 +9,16 @@ Ran Cli(const std::vector<std::string>& args) {
   return {r.exitCode, r.output, ""};
 }
 
+std::string Convert(const std::string& input, const std::string& folder, int level,
+                    const std::vector<std::string>& more) {
+  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
+                                   "-o",    folder,    "--level", std::to_string(level)};
+  args.insert(args.end(), more.begin(), more.end());
+  const Ran r = Cli(args);
+  EXPECT_EQ(r.exit, 0) << r.out;
+  return folder + "/EBOOT.PBP";
+}
+
 Ran CliSh(const TempDir& dir, const std::string& args) {
   const std::string out = dir / "stdout.txt", err = dir / "stderr.txt";
   const std::string code = Shell(ShellQuote(PrivateCli()) + " " + args + " >" + ShellQuote(out) +

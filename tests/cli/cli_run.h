@@ -27,6 +27,9 @@ struct Ran {
 
 // This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
 Ran Cli(const std::vector<std::string>& args);
+// `convert --yes --quiet` of `input` into `folder` at `level`; returns the package's path.
+std::string Convert(const std::string& input, const std::string& folder, int level,
+                    const std::vector<std::string>& more = {});
 // `args` put on a shell line as they are (quote paths with ShellQuote); standard output and
 // standard error kept apart, in files in `dir`.
 Ran CliSh(const TempDir& dir, const std::string& args);

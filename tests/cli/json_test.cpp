@@ -163,7 +163,9 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
     read.pop_back();  // its newline
     said += name + ": " + read + (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
     // Only the objects reach standard output: a batch's "[1/1]" lines go to standard error.
-    if (name == "batch") EXPECT_TRUE(ran.err.find("[1/1]") != std::string::npos) << ran.err;
+    if (name == "batch") {
+      EXPECT_TRUE(ran.err.find("[1/1]") != std::string::npos) << ran.err;
+    }
   }
   EXPECT_EQ(test::ReadFileBytes(dir / "pal.bin"), pal);  // listed, not applied
   EXPECT_FALSE(FileExists(dir / "out4/EBOOT.PBP"));      // declined: nothing written

@@ -47,6 +47,7 @@ TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
            "1", "--yes"});
   ASSERT_EQ(r.exit, 0) << r.out;
   EXPECT_TRUE(r.Says("A patch lies beside the disc image:\n" + dir / "Game (Disc 1).ppf")) << r.out;
+  // Disc 1 takes the patch beside it, disc 2 the one named for it.
   for (const auto& [disc, expected] : {std::pair{1, fixed}, std::pair{2, ips}}) {
     test::InflatingReader reader(dir / "out/EBOOT.PBP", disc);
     Bytes back;

@@ -18,12 +18,7 @@ using test::TempDir;
 // Converts `input` into `folder` and returns the package's bytes.
 Bytes Convert(const std::string& input, const std::string& folder, int level,
               const std::vector<std::string>& more = {}) {
-  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
-                                   "-o",    folder,    "--level", std::to_string(level)};
-  args.insert(args.end(), more.begin(), more.end());
-  test::Ran r = Cli(args);
-  EXPECT_EQ(r.exit, 0) << r.out;
-  return ReadFileBytes(folder + "/EBOOT.PBP");
+  return ReadFileBytes(test::Convert(input, folder, level, more));
 }
 
 TEST(RoundTripCli, RedumpSetsComeBackFileForFile) {

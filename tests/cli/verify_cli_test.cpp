@@ -3,8 +3,8 @@
 // --dat with a matching and a changed entry, and damage: a flipped byte in block data, a
 // package cut short, digests missing.
 #include <nlohmann/json.hpp>
-#include "cli/cli_run.h"
 
+#include "cli/cli_run.h"
 #include "support/disc_builder.h"
 #include "support/disc_sets.h"
 
@@ -12,15 +12,9 @@ namespace ebf {
 namespace {
 
 using test::Cli;
-
 using test::TempDir;
 
-std::string Convert(const std::string& input, const std::string& folder, int level) {
-  test::Ran r =
-      Cli({"--yes", "--quiet", "convert", input, "-o", folder, "--level", std::to_string(level)});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  return folder + "/EBOOT.PBP";
-}
+using test::Convert;
 
 struct Witness {
   std::string crc, md5, sha1;
