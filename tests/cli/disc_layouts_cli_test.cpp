@@ -1,6 +1,5 @@
-// Multi-track discs from the command line: the track list `resolve` shows, a bad sheet's
-// message and exit code, and `batch` taking a set's sheet rather than its track files. The
-// sheet rules themselves are pinned in the disc and engine tests.
+// Multi-track discs from the command line: the track list `resolve` shows, and a bad sheet's
+// message and exit code. The sheet rules themselves are pinned in the disc and engine tests.
 #include "cli/cli_run.h"
 #include "common/text.h"
 #include "support/disc_sets.h"
@@ -91,18 +90,6 @@ TEST(DiscLayoutsCli, ResolveFailsOnABrokenCloneCdOrAlcoholSheet) {
     EXPECT_TRUE(r.Says(message)) << r.out;
     EXPECT_FALSE(r.Says("track 01 =")) << r.out;
   }
-}
-
-TEST(DiscLayoutsCli, BatchConvertsASetThroughItsSheetOnce) {
-  TempDir dir;
-  test::WriteRedumpSet(dir.MakeDir("games/set"));
-  test::WriteCloneCdSet(dir.MakeDir("games/clone"));
-  Ran r = Cli({"--yes", "batch", dir / "games", "-o", dir / "out", "--level", "1"});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("2 of 2 converted.")) << r.out;
-  EXPECT_TRUE(r.Says("Game (USA).cue")) << r.out;
-  EXPECT_FALSE(r.Says("Track 2).bin")) << r.out;
-  EXPECT_TRUE(r.Says("game.img")) << r.out;
 }
 
 }  // namespace
