@@ -54,7 +54,8 @@ TEST(SettingsEdit, OnlyTheKeysLineChangesAndOnlyToAValueReadingTakes) {
        "There is no setting \"LastUsedImage\". The settings are: DefaultImagePath, "
        "DefaultOutputDir, DefaultOutDirOpt, DefaultCustDir, UseSourceDirAsCust, CompressLevel, "
        "ShowCust, AutoTransfer, HideNameTags, DefGameID, ImgResMode, ImgResCentre, "
-       "EBOOT_TOC_Extract, AddISOPadding, PreviewDelay, Theme, ResourceRoot, ResourceTemplate, ThumbnailsRoot, NameTemplate."},
+       "EBOOT_TOC_Extract, AddISOPadding, PreviewDelay, Theme, ResourceRoot, ResourceTemplate, "
+       "ThumbnailsRoot, NameTemplate."},
   };
   for (const Row& row : rows) {
     const SettingsEdit edit = EditSettingsText(file, row.key, row.value, prog.folder());

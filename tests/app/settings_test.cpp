@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "app/settings.h"
 #include "app/startup.h"
 #include "common/files.h"
@@ -11,22 +13,6 @@ namespace {
 
 using test::TempDir;
 
-TEST(SettingsReader, KeysAreCaseBlindAndValuesValidated) {
-  TempDir prog;
-  TempDir out;
-  const std::string text = "Default Output Dir = " + out.path() +
-                           "\r\n"
-                           "ShowCust = 10\r\n"
-                           "DefaultOutDirOpt = 7\r\n"
-                           "DefGameID = SCUS-94476\r\n"
-                           "DefGameID = SCUS94476\r\n";
-  Settings s = ParseSettings(text, prog.folder()).settings;
-  EXPECT_EQ(s.defaultOutputDir, out.path());
-  EXPECT_FALSE(s.showCust);
-  EXPECT_EQ(s.defaultOutDirOpt, 0);
-  EXPECT_EQ(s.defGameId, "SCUS94476");
-}
-
 TEST(SettingsReader, EveryRule) {
   TempDir prog;
   prog.MakeDir("Themes/Dark");
@@ -37,12 +23,15 @@ TEST(SettingsReader, EveryRule) {
 
   auto parse = [&](const std::string& text) { return ParseSettings(text, prog.folder(), base); };
 
+  EXPECT_EQ(parse("Default Output Dir = " + prog.path()).settings.defaultOutputDir, prog.path());
   EXPECT_TRUE(parse("ShowCust = 2").settings.showCust);
+  EXPECT_FALSE(parse("ShowCust = 10").settings.showCust);
   EXPECT_FALSE(parse("ShowCust = 0").settings.showCust);
   EXPECT_FALSE(parse("showcust=x").settings.showCust);  // Val("x") is 0
   EXPECT_TRUE(parse("  H i d e N a m e T a g s=1").settings.hideNameTags);
   EXPECT_EQ(parse("DefaultOutDirOpt = 3").settings.defaultOutDirOpt, 3);
   EXPECT_EQ(parse("DefaultOutDirOpt = -1").settings.defaultOutDirOpt, 0);
+  EXPECT_EQ(parse("DefaultOutDirOpt = 4").settings.defaultOutDirOpt, 0);
   EXPECT_EQ(parse("CompressLevel = 7").settings.compressLevel, "7");
   EXPECT_EQ(parse("CompressLevel = 10").settings.compressLevel, "5");  // two characters
   EXPECT_EQ(parse("AutoTransfer = 9").settings.autoTransfer, 9);       // not range-checked
@@ -55,6 +44,8 @@ TEST(SettingsReader, EveryRule) {
   EXPECT_EQ(parse("Theme = Missing").settings.theme, "Default");
   EXPECT_EQ(parse("DefaultImagePath = /no/such/folder").settings.defaultImagePath, "");
   EXPECT_EQ(parse("DefGameID = SCUS9447").settings.defGameId, "");
+  EXPECT_EQ(parse("DefGameID = SCUS-94476\r\nDefGameID = SCUS94476").settings.defGameId,
+            "SCUS94476");
   EXPECT_EQ(parse(";ShowCust = 1\r\nUnknown = 1\r\n\r\n").settings, base);
 
   // A later line for a key wins; the value keeps its case and loses its blanks at the ends.
@@ -193,36 +184,27 @@ TEST(Startup, ConverterAndRequiredFiles) {
   test::WriteFileText(prog / "PSXCust/Default/SND0.AT3", "");
   EXPECT_EQ(CheckRequiredFiles(prog.folder()), "");
 
+  // The user's files stand in for the shipped ones; the converter is where the folders say.
+  ProgramFolders f;
+  f.tree = prog.folder();
+  f.user = prog.MakeDir("user") + "/";
+  f.converter = prog / "libexec/tarnwick.exe";
+  prog.MakeDir("user/Data");
+  std::filesystem::rename(prog / "Data/BASE.PBP", prog / "user/Data/BASE.PBP");
+  EXPECT_EQ(CheckRequiredFiles(f), "");  // BASE.PBP from the user's, DATA.PSP shipped
+  std::filesystem::remove(prog / "user/Data/BASE.PBP");
+  EXPECT_EQ(CheckRequiredFiles(f), test::MissingFilesMessage());  // BASE.PBP in neither tree
+  // A converter in the shipped Data/ does not count when the folders put it elsewhere.
+  EXPECT_EQ(CheckConverterPresent(f), test::ConverterMissingMessage());
+  prog.MakeDir("libexec");
+  test::WriteFileText(prog / "libexec/tarnwick.exe", "");
+  EXPECT_EQ(CheckConverterPresent(f), "");
+
   test::WriteFileText(prog / "My Game.cue", "");
   EXPECT_EQ(CommandLineInput("\"" + (prog / "My Game.cue") + "\""), prog / "My Game.cue");
   EXPECT_EQ(CommandLineInput(prog / "missing.cue"), "");
   EXPECT_EQ(CommandLineInput(prog.path()), "");
   EXPECT_EQ(CommandLineInput(""), "");
-}
-
-TEST(Startup, TheUsersFilesStandInAndTheConverterIsWhereTheFoldersSay) {
-  TempDir dir;
-  ProgramFolders f;
-  f.tree = dir.MakeDir("share") + "/";
-  f.user = dir.MakeDir("user") + "/";
-  f.converter = dir / "libexec/tarnwick.exe";
-  dir.MakeDir("share/PSXCust/Default");
-  for (const char* name :
-       {"Gameboot.png", "ICON0.PNG", "ICON1.PMF", "PIC0.PNG", "PIC1.PNG", "SND0.AT3"})
-    test::WriteFileText(dir / "share/PSXCust/Default/" + name, "");
-  dir.MakeDir("user/Data");
-  dir.MakeDir("share/Data");
-  test::WriteFileText(dir / "user/Data/BASE.PBP", "");
-  EXPECT_EQ(CheckRequiredFiles(f), test::MissingFilesMessage());  // DATA.PSP in neither tree
-  test::WriteFileText(dir / "share/Data/DATA.PSP", "");
-  EXPECT_EQ(CheckRequiredFiles(f), "");  // BASE.PBP from the user's, DATA.PSP shipped
-
-  // A converter in the shipped Data/ does not count when the folders put it elsewhere.
-  test::WriteFileText(dir / "share/Data/tarnwick.exe", "");
-  EXPECT_EQ(CheckConverterPresent(f), test::ConverterMissingMessage());
-  dir.MakeDir("libexec");
-  test::WriteFileText(dir / "libexec/tarnwick.exe", "");
-  EXPECT_EQ(CheckConverterPresent(f), "");
 }
 
 }  // namespace

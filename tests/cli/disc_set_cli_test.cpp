@@ -1,28 +1,17 @@
 // A game on several discs from the command line: convert with every disc named, or with a
 // playlist; batch putting the "(Disc N)" files of one game into one package. Each package is
 // read back disc by disc as the emulators read it.
-#include <gtest/gtest.h>
+#include "cli/cli_run.h"
 
-#include <filesystem>
-#include <set>
-
-#include "common/bytes.h"
-#include "common/files.h"
 #include "support/disc_builder.h"
 #include "support/inflating_reader.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
-namespace fs = std::filesystem;
-using test::TempDir;
+using test::Cli;
 
-test::ProcessResult Cli(const std::vector<std::string>& args) {
-  return test::RunProcess(test::PrivateCli(), args, {});
-}
+using test::TempDir;
 
 // A data disc of the game whose executable is `exe`, with `padding` sectors of noise after
 // its files so that discs differ and blocks do not shrink to nothing.
@@ -76,18 +65,19 @@ void ExpectDisc(const std::string& eboot, int number, int discs, const Bytes& di
   EXPECT_TRUE(back == disc);
 }
 
-TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackageEachWithItsOwnIdAndTracks) {
+// The whole way: two discs converted by the real converter, each with its own ID and tracks,
+// patched in place, and taken apart again.
+TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackageArePatchedAndComeApartAgain) {
   TempDir dir;
   const Bytes disc1 = DataDisc("SLUS_005.94", 1);
   test::WriteFileBytes(dir / "Metal Gear (Disc 1).bin", disc1);
   const Bytes data2 = DataDisc("SLUS_007.76", 2);
   const Bytes disc2 = WriteTwoTrackDisc(dir.path(), "Metal Gear (Disc 2)", data2);
-  const Bytes before1 = disc1;
 
-  const test::ProcessResult r =
+  const test::Ran r =
       Cli({"convert", dir / "Metal Gear (Disc 1).bin", dir / "Metal Gear (Disc 2).cue", "-o",
            dir / "out", "--level", "9", "--json"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
+  ASSERT_EQ(r.exit, 0) << r.out;
   const std::string eboot = dir / "out/EBOOT.PBP";
   ExpectDisc(eboot, 1, 2, disc1);
   ExpectDisc(eboot, 2, 2, disc2);
@@ -100,25 +90,41 @@ TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackageEachWithItsOwnIdAndTracks) {
     EXPECT_EQ(second.tracks()[1].start, static_cast<int64_t>(data2.size() / 2352));
   }
   // Each disc carries its own ID, the title header disc 1's: the package's ID and saves.
-  const Bytes pkg = test::ReadFileBytes(eboot);
-  const uint64_t psar = LoadLe32(&pkg[0x24]);
-  ASSERT_EQ(std::string(reinterpret_cast<const char*>(&pkg[psar]), 16), "PSTITLEIMG000000");
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&pkg[psar + 0x264]), 11), "_SLUS_00594");
-  EXPECT_EQ(SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x200])), "_SLUS_00594");
-  EXPECT_EQ(SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x204])), "_SLUS_00776");
-  EXPECT_EQ(LoadLe32(&pkg[psar + 0x208]), 0u);
+  const auto ids = [&] {
+    const Bytes pkg = test::ReadFileBytes(eboot);
+    const uint64_t psar = LoadLe32(&pkg[0x24]);
+    EXPECT_EQ(LoadLe32(&pkg[psar + 0x208]), 0u);  // two discs, no third
+    return SectionId(pkg, psar + 0x264 - 0x400) + " " +
+           SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x200])) + " " +
+           SectionId(pkg, psar + LoadLe32(&pkg[psar + 0x204]));
+  };
+  EXPECT_EQ(ids(), "_SLUS_00594 _SLUS_00594 _SLUS_00776");
   // The game is named as the game list names disc 1, without a disc number.
-  EXPECT_EQ(JsonString(r.output, "title"), "Metal Gear Solid [NTSC-U]") << r.output;
-  EXPECT_EQ(JsonString(r.output, "gameId"), "SLUS00594");
+  EXPECT_EQ(JsonString(r.out, "title"), "Metal Gear Solid [NTSC-U]") << r.out;
+  EXPECT_EQ(JsonString(r.out, "gameId"), "SLUS00594");
   // The user's files are as they were; nothing of the run is left beside the package.
-  EXPECT_TRUE(test::ReadFileBytes(dir / "Metal Gear (Disc 1).bin") == before1);
-  std::set<std::string> left;
-  for (const auto& e : fs::directory_iterator(fs::u8path(dir / "out")))
-    left.insert(e.path().filename().string());
-  EXPECT_EQ(left, std::set<std::string>{"EBOOT.PBP"});
+  EXPECT_TRUE(test::ReadFileBytes(dir / "Metal Gear (Disc 1).bin") == disc1);
+  EXPECT_EQ(test::FilesIn(dir / "out"), std::vector<std::string>{"EBOOT.PBP"});
+
+  // Patched in place, every disc keeps its sectors and its ID.
+  const test::Ran patched = Cli({"--yes", "--quiet", "convert", eboot, "--save-name", "Two Save"});
+  ASSERT_EQ(patched.exit, 0) << patched.out;
+  ExpectDisc(eboot, 2, 2, disc2);
+  EXPECT_EQ(ids(), "_SLUS_00594 _SLUS_00594 _SLUS_00776");
+  EXPECT_TRUE(Cli({"info", eboot}).Says("Two Save"));
+
+  ASSERT_EQ(Cli({"extract", eboot, dir.MakeDir("back") + "/Game.bin", "--toc", "none"}).exit, 0);
+  for (int n = 1; n <= 2; ++n) {
+    Bytes image = test::ReadFileBytes(dir / ("back/Game (Disc " + std::to_string(n) + ").bin"));
+    const Bytes& given = n == 1 ? disc1 : disc2;
+    ASSERT_GE(image.size(), given.size());
+    image.resize(given.size());
+    EXPECT_TRUE(image == given) << n;
+  }
 }
 
-TEST(DiscSetCli, APlaylistOfFiveDiscsAndTheLimitOfFive) {
+// Five discs, the most a package holds (six are refused by the plan).
+TEST(DiscSetCli, APlaylistOfFiveDiscs) {
   TempDir dir;
   std::vector<Bytes> discs;
   std::string playlist = "# the discs in order\n";
@@ -129,69 +135,46 @@ TEST(DiscSetCli, APlaylistOfFiveDiscsAndTheLimitOfFive) {
     playlist += "discs/" + name + "\n";
   }
   test::WriteFileText(dir / "Quintet.m3u", playlist);
-  const test::ProcessResult r = Cli({"convert", dir / "Quintet.m3u", "-o", dir / "out", "--level",
-                                     "1", "--id", "SLUS90101", "--json"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
+  const test::Ran r = Cli({"convert", dir / "Quintet.m3u", "-o", dir / "out", "--level", "1",
+                           "--id", "SLUS90101", "--json"});
+  ASSERT_EQ(r.exit, 0) << r.out;
   for (int n = 1; n <= 5; ++n) ExpectDisc(dir / "out/EBOOT.PBP", n, 5, discs[n - 1]);
   // Named after the file, without its disc number.
-  EXPECT_EQ(JsonString(r.output, "title"), "Quintet") << r.output;
-
-  // A sixth disc is refused before anything is made; so is a package among the discs.
-  test::WriteFileBytes(dir / "discs/Quintet (Disc 6).bin", discs[0]);
-  std::vector<std::string> six = {"convert"};
-  for (int n = 1; n <= 6; ++n)
-    six.push_back(dir / ("discs/Quintet (Disc " + std::to_string(n) + ").bin"));
-  six.insert(six.end(), {"-o", dir / "six", "--id", "SLUS90101"});
-  const test::ProcessResult refused = Cli(six);
-  EXPECT_EQ(refused.exitCode, 1);
-  EXPECT_NE(refused.output.find("A package holds at most five discs; give no more than five."),
-            std::string::npos)
-      << refused.output;
-  EXPECT_FALSE(FileExists(dir / "six/EBOOT.PBP"));
-  const test::ProcessResult withPackage =
-      Cli({"convert", dir / "discs/Quintet (Disc 1).bin", dir / "out/EBOOT.PBP", "-o",
-           dir / "mixed", "--id", "SLUS90101"});
-  EXPECT_EQ(withPackage.exitCode, 1);
-  EXPECT_NE(withPackage.output.find("a package cannot be one of them"), std::string::npos)
-      << withPackage.output;
+  EXPECT_EQ(JsonString(r.out, "title"), "Quintet") << r.out;
 }
 
 TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
   TempDir dir;
   const std::string in = dir.MakeDir("in");
   const Bytes alpha1 = DataDisc("SLUS_902.01", 11), alpha3 = DataDisc("SLUS_902.03", 13);
-  const Bytes beta = DataDisc("SLUS_903.01", 21);
   test::WriteFileBytes(in + "/Alpha (Disc 1).bin", alpha1);
   test::WriteFileBytes(in + "/Alpha (Disc 3).bin", alpha3);  // disc 2 is missing
-  test::WriteFileBytes(in + "/Beta.bin", beta);
+  test::WriteFileBytes(in + "/Beta.bin", DataDisc("SLUS_903.01", 21));
 
   // A game with a disc missing is not converted: disc 3 would be the package's disc 2.
-  const test::ProcessResult refused = Cli({"batch", in, "-o", dir / "no", "--level", "1"});
-  EXPECT_EQ(refused.exitCode, 1) << refused.output;
-  EXPECT_NE(refused.output.find("Disc 2 of \"Alpha\" was not found; the game is not converted "
-                                "without it.\n(run again with --allow-missing-discs"),
-            std::string::npos)
-      << refused.output;
-  EXPECT_NE(refused.output.find("1 of 2 converted."), std::string::npos) << refused.output;
+  const test::Ran refused = Cli({"batch", in, "-o", dir / "no", "--level", "1"});
+  EXPECT_EQ(refused.exit, 1) << refused.out;
+  EXPECT_TRUE(
+      refused.Says("Disc 2 of \"Alpha\" was not found; the game is not converted "
+                   "without it.\n(run again with --allow-missing-discs"))
+      << refused.out;
+  EXPECT_TRUE(refused.Says("1 of 2 converted.")) << refused.out;
   EXPECT_FALSE(FileExists(dir / "no/Alpha/EBOOT.PBP"));
 
   // Allowed, the discs found go into one package, and the record says what it lacks.
-  const test::ProcessResult r =
+  const test::Ran r =
       Cli({"--json", "batch", in, "-o", dir / "out", "--level", "1", "--allow-missing-discs"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("\"warnings\":[\"Disc 2 of \\\"Alpha\\\" was not found; the package "
-                          "holds the discs found.\"]"),
-            std::string::npos)
-      << r.output;
-  ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 1, 2, alpha1);
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(
+      r.Says("\"warnings\":[\"Disc 2 of \\\"Alpha\\\" was not found; the package "
+             "holds the discs found.\"]"))
+      << r.out;
   ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 2, 2, alpha3);
-  ExpectDisc(dir / "out/Beta/EBOOT.PBP", 1, 1, beta);
 
-  const test::ProcessResult apart =
+  const test::Ran apart =
       Cli({"batch", in, "-o", dir / "apart", "--level", "1", "--separate-discs"});
-  ASSERT_EQ(apart.exitCode, 0) << apart.output;
-  EXPECT_NE(apart.output.find("3 of 3 converted."), std::string::npos) << apart.output;
-  ExpectDisc(dir / "apart/Alpha (Disc 1)/EBOOT.PBP", 1, 1, alpha1);
+  ASSERT_EQ(apart.exit, 0) << apart.out;
+  EXPECT_TRUE(apart.Says("3 of 3 converted.")) << apart.out;
   ExpectDisc(dir / "apart/Alpha (Disc 3)/EBOOT.PBP", 1, 1, alpha3);
 }
 

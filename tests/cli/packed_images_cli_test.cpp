@@ -1,40 +1,34 @@
 // CHD and ECM files from the command line: `resolve` shows a chdman CHD's track list as the
 // joined sheet would, `batch` finds CHDs, lone ECM files and ECM-packed sets (through
 // their sheet, not their packed track files) and converts each once.
-#include <gtest/gtest.h>
+#include "cli/cli_run.h"
 
-#include "common/files.h"
 #include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/ecm_writer.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
-using test::TempDir;
+using test::Cli;
 
-test::ProcessResult Cli(const std::vector<std::string>& args) {
-  return test::RunProcess(test::PrivateCli(), args, {});
-}
+using test::TempDir;
 
 TEST(PackedImagesCli, ResolveShowsAChdsTracksAndBatchFindsEveryPackedDisc) {
   TempDir dir;
   const test::CdSet chdSet = test::WriteMixedSet(dir.MakeDir("src"));
   ASSERT_TRUE(test::CreateChd(chdSet.cuePath, dir.MakeDir("games/chd") + "/Mixed.chd", ""));
 
-  test::ProcessResult r = Cli({"resolve", dir / "games/chd/Mixed.chd"});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("track 01 = MODE2/2352 at 00:00:00 (sector 0), Mixed.chd\n"
-                          "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
-                          "Mixed.chd\n"
-                          "track 03 = AUDIO      at 00:08:70 (sector 670), INDEX 01 at 00:09:70, "
-                          "pregap 00:01:00, Mixed.chd\n"
-                          "disc = 875 sectors (00:11:50)\n"),
-            std::string::npos)
-      << r.output;
+  test::Ran r = Cli({"resolve", dir / "games/chd/Mixed.chd"});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(
+      r.Says("track 01 = MODE2/2352 at 00:00:00 (sector 0), Mixed.chd\n"
+             "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
+             "Mixed.chd\n"
+             "track 03 = AUDIO      at 00:08:70 (sector 670), INDEX 01 at 00:09:70, "
+             "pregap 00:01:00, Mixed.chd\n"
+             "disc = 875 sectors (00:11:50)\n"))
+      << r.out;
 
   // A Redump set whose track files were packed one by one; the sheet still names the .bin.
   const test::CdSet packed = test::WriteMixedSet(dir.MakeDir("games/ecm"));
@@ -49,11 +43,11 @@ TEST(PackedImagesCli, ResolveShowsAChdsTracksAndBatchFindsEveryPackedDisc) {
   DeleteFileIfExists(data.cuePath);
 
   r = Cli({"--yes", "batch", dir / "games", "-o", dir / "out", "--level", "1"});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("3 of 3 converted."), std::string::npos) << r.output;
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(r.Says("3 of 3 converted.")) << r.out;
   for (const char* name : {"Mixed.chd", "Mixed.cue", "Data Disc.bin.ecm"})
-    EXPECT_NE(r.output.find(name), std::string::npos) << name << "\n" << r.output;
-  EXPECT_EQ(r.output.find("Track 2).bin.ecm"), std::string::npos) << r.output;
+    EXPECT_TRUE(r.Says(name)) << name << "\n" << r.out;
+  EXPECT_EQ(r.out.find("Track 2).bin.ecm"), std::string::npos) << r.out;
 }
 
 }  // namespace

@@ -2,21 +2,15 @@
 // that meets them: resolve shows disc 1's key and the patch beside it, patch writes the
 // patched image, convert --yes takes that patch and --patch 2:FILE for disc 2 and writes
 // EBOOT_1.sbi, extract brings the .sbi back beside the image of disc 1.
-#include <gtest/gtest.h>
+#include "cli/cli_run.h"
 
-#include "common/files.h"
 #include "support/disc_builder.h"
 #include "support/inflating_reader.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
-test::ProcessResult Cli(const std::vector<std::string>& args) {
-  return test::RunProcess(test::PrivateCli(), args, {});
-}
+using test::Cli;
 
 TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
   test::TempDir dir;
@@ -41,21 +35,19 @@ TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
   for (int i = 0; i < 5; ++i) fixed[2350 + i] = static_cast<uint8_t>("FIXED"[i]);
   for (int i = 0; i < 3; ++i) ips[2350 + i] = static_cast<uint8_t>("ips"[i]);
 
-  test::ProcessResult r = Cli({"resolve", one});
-  EXPECT_NE(r.output.find("libcrypt key = 0x0001 (Game (Disc 1).sbi)\n"), std::string::npos)
-      << r.output;
-  EXPECT_NE(r.output.find("patch = " + dir / "Game (Disc 1).ppf\n"), std::string::npos) << r.output;
+  test::Ran r = Cli({"resolve", one});
+  EXPECT_TRUE(r.Says("libcrypt key = 0x0001 (Game (Disc 1).sbi)\n")) << r.out;
+  EXPECT_TRUE(r.Says("patch = " + dir / "Game (Disc 1).ppf\n")) << r.out;
 
   r = Cli({"patch", one, dir / "Game (Disc 1).ppf", "-o", dir / "patched.bin"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
+  ASSERT_EQ(r.exit, 0) << r.out;
   EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == fixed);
 
   r = Cli({"convert", one, two, "--patch", "2:" + dir / "fix.ips", "-o", dir / "out", "--level",
            "1", "--yes"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_NE(r.output.find("A patch lies beside the disc image:\n" + dir / "Game (Disc 1).ppf"),
-            std::string::npos)
-      << r.output;
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(r.Says("A patch lies beside the disc image:\n" + dir / "Game (Disc 1).ppf")) << r.out;
+  // Disc 1 takes the patch beside it, disc 2 the one named for it.
   for (const auto& [disc, expected] : {std::pair{1, fixed}, std::pair{2, ips}}) {
     test::InflatingReader reader(dir / "out/EBOOT.PBP", disc);
     Bytes back;
@@ -66,7 +58,7 @@ TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
   EXPECT_TRUE(test::ReadFileBytes(one) == image);
 
   r = Cli({"extract", dir / "out/EBOOT.PBP", dir / "back.bin", "--toc", "none"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
+  ASSERT_EQ(r.exit, 0) << r.out;
   EXPECT_TRUE(test::ReadFileBytes(dir / "back (Disc 1).sbi") == sbi);
   EXPECT_FALSE(FileExists(dir / "back (Disc 2).sbi"));
 }

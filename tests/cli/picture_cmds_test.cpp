@@ -1,57 +1,25 @@
 // The png and doc commands as a user runs them.
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstdio>
-
-#include "common/bytes.h"
-#include "common/files.h"
-#include "support/picture_tools.h"
-#include "support/program_tree.h"
-#include "support/runtime.h"
-#include "support/temp_dir.h"
+#include "cli/cli_run.h"
 
 namespace ebf {
 namespace {
 
-using test::ShellQuote;
+using test::Cli;
+using test::PngSize;
 using test::TempDir;
-
-struct CliRun {
-  int exit = -1;
-  std::string out;
-};
-
-CliRun RunCli(const std::string& args) {
-  const std::string cmd = ShellQuote(test::PrivateCli()) + " " + args + " 2>&1";
-  CliRun r;
-  FILE* pipe = popen(cmd.c_str(), "r");
-  if (!pipe) return r;
-  std::array<char, 4096> buf;
-  std::size_t n;
-  while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) r.out.append(buf.data(), n);
-  const int status = pclose(pipe);
-  r.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
-}
-
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
-  const Bytes png = test::ReadFileBytes(path);
-  if (png.size() < 24) return {0, 0};
-  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
-}
 
 TEST(PictureCommands, PngResizesAsTheSettingsSay) {
   TempDir dir;
-  const std::string jpeg = dir / "photo.jpg";
+  const std::string jpeg = dir / "photo.jpg", out = dir / "out.png", ini = dir / "fit.ini";
   ASSERT_TRUE(test::DrawWithImageMagick("-size 640x480 xc:white", jpeg));
-  const std::string out = dir / "out.png";
-  auto png = [&](const std::string& options) {
-    return RunCli("png " + ShellQuote(jpeg) + " " + ShellQuote(out) + " --slot pic1 " + options);
+  auto png = [&](std::vector<std::string> more) {
+    std::vector<std::string> args = {"png", jpeg, out, "--slot", "pic1"};
+    args.insert(args.end(), more.begin(), more.end());
+    return Cli(args);
   };
   // The resize mode and centring come from the settings file, as a slot takes them.
-  test::WriteFileText(dir / "fit.ini", "ImgResMode = 3\r\nImgResCentre = 1\r\n");
-  CliRun fit = png("--ini " + ShellQuote(dir / "fit.ini"));
+  test::WriteFileText(ini, "ImgResMode = 3\r\nImgResCentre = 1\r\n");
+  test::Ran fit = png({"--ini", ini});
   EXPECT_EQ(fit.exit, 0) << fit.out;
   EXPECT_EQ(PngSize(out), (std::pair<uint32_t, uint32_t>{363, 272}));
   // Centred, the fitted 363 columns start 58 in (58.5 goes to the even neighbour), and the
@@ -60,15 +28,15 @@ TEST(PictureCommands, PngResizesAsTheSettingsSay) {
   ASSERT_EQ(centred.width, 363);
   EXPECT_EQ(centred.Row(100)[57 * 4], 0);
   EXPECT_EQ(centred.Row(100)[58 * 4], 255);
-  ASSERT_EQ(png("--ini " + ShellQuote(dir / "fit.ini") + " --no-centre").exit, 0);
+  ASSERT_EQ(png({"--ini", ini, "--no-centre"}).exit, 0);
   EXPECT_EQ(test::ReadWithImageMagick(out).Row(100)[0], 255);
   // Options win over the settings.
-  ASSERT_EQ(png("--ini " + ShellQuote(dir / "fit.ini") + " --mode 1").exit, 0);
+  ASSERT_EQ(png({"--ini", ini, "--mode", "1"}).exit, 0);
   EXPECT_EQ(PngSize(out), (std::pair<uint32_t, uint32_t>{480, 272}));
   EXPECT_TRUE(test::PngcheckAccepts(out));
 
-  EXPECT_NE(png("--mode 4").exit, 0);
-  EXPECT_NE(RunCli("png " + ShellQuote(jpeg) + " " + ShellQuote(out)).exit, 0);  // no slot
+  EXPECT_NE(png({"--mode", "4"}).exit, 0);
+  EXPECT_NE(Cli({"png", jpeg, out}).exit, 0);  // no slot
 }
 
 TEST(PictureCommands, DocMakeAndExtract) {
@@ -81,32 +49,26 @@ TEST(PictureCommands, DocMakeAndExtract) {
   for (int i = 0; i < 6; ++i) AppendLe32(bmp, 0);
   for (uint8_t b : {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0}) bmp.push_back(b);
   test::WriteFileBytes(dir / "page.bmp", bmp);
-  const std::string page = dir / "page.png";
-  ASSERT_EQ(RunCli("png " + ShellQuote(dir / "page.bmp") + " " + ShellQuote(page) +
-                   " --slot icon0 --mode 0")
-                .exit,
-            0);
+  const std::string page = dir / "page.png", dat = dir / "DOCUMENT.DAT";
+  ASSERT_EQ(Cli({"png", dir / "page.bmp", page, "--slot", "icon0", "--mode", "0"}).exit, 0);
 
-  const std::string dat = dir / "DOCUMENT.DAT";
-  CliRun make = RunCli("doc make " + ShellQuote(dat) + " --id SLUS01234 " + ShellQuote(page) + " " +
-                       ShellQuote(dir / "missing.png") + " " + ShellQuote(dir / "page.bmp"));
+  test::Ran make =
+      Cli({"doc", "make", dat, "--id", "SLUS01234", page, dir / "missing.png", dir / "page.bmp"});
   EXPECT_EQ(make.exit, 0) << make.out;
-  EXPECT_NE(make.out.find("2 of 3 pages stored"), std::string::npos) << make.out;
+  EXPECT_TRUE(make.Says("2 of 3 pages stored")) << make.out;
   const Bytes d = test::ReadFileBytes(dat);
   ASSERT_GT(d.size(), 144u + 3 * 128);
   EXPECT_EQ(std::string(d.begin() + 12, d.begin() + 21), "SLUS01234");
   EXPECT_EQ(LoadLe32(&d[132]), 3u);
 
-  CliRun badId =
-      RunCli("doc make " + ShellQuote(dir / "x.dat") + " --id SLUS1 " + ShellQuote(page));
+  test::Ran badId = Cli({"doc", "make", dir / "x.dat", "--id", "SLUS1", page});
   EXPECT_EQ(badId.exit, 1);
-  EXPECT_NE(
-      badId.out.find("Please enter a valid Game ID (must be 9 characters according to tarnwick)!"),
-      std::string::npos);
+  EXPECT_TRUE(
+      badId.Says("Please enter a valid Game ID (must be 9 characters according to tarnwick)!"));
   EXPECT_FALSE(FileExists(dir / "x.dat"));
 
   const std::string folder = dir / "pages";
-  CliRun extract = RunCli("doc extract " + ShellQuote(dat) + " " + ShellQuote(folder));
+  test::Ran extract = Cli({"doc", "extract", dat, folder});
   EXPECT_EQ(extract.exit, 0) << extract.out;
   EXPECT_EQ(test::ReadFileBytes(folder + "/00000.png"), test::ReadFileBytes(page));
   EXPECT_FALSE(FileExists(folder + "/00001.png"));

@@ -2,34 +2,21 @@
 // run lock, a start (and `info` on a package with a journal) leaves everything that run may
 // own alone; once no run is under way, the next start puts back the PAL fix and the torn
 // patch a dead run left, says so, removes the files it left and empties Temp.
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <filesystem>
 
-#include "common/files.h"
+#include "cli/cli_run.h"
 #include "common/run_lock.h"
 #include "support/pbp_writer.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
-namespace fs = std::filesystem;
 using test::TempDir;
 
-bool Has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
-
-std::vector<std::string> EntriesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  std::error_code ec;
-  for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec))
-    names.push_back(it->path().filename().string());
-  return names;
+// The program of a work folder of the test's own.
+test::Ran RunIn(const std::string& cli, const std::vector<std::string>& args) {
+  const test::ProcessResult r = test::RunProcess(cli, args, {});
+  return {r.exitCode, r.output, ""};
 }
 
 // What a dead run left: a PAL fix on an image, a torn patch of a package, a conversion's
@@ -90,48 +77,48 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
   TempDir root, user;
   const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
   const LeftBehind left(root, user);
-  const std::vector<std::string> notes = EntriesIn(root / "Temp");
+  const std::vector<std::string> notes = test::FilesIn(root / "Temp");
   {
     // This process is the run under way: the program's start must not take its notes for
     // those of a dead run.
     RunLock run(root.path(), RunLockMode::Shared);
     ASSERT_TRUE(run.held());
-    test::ProcessResult r = test::RunProcess(cli, {"settings", "--quiet"}, {});
-    EXPECT_EQ(r.exitCode, 0) << r.output;
-    EXPECT_FALSE(Has(r.output, "undone")) << r.output;
+    test::Ran r = RunIn(cli, {"settings", "--quiet"});
+    EXPECT_EQ(r.exit, 0) << r.out;
+    EXPECT_FALSE(r.Says("undone")) << r.out;
     left.ExpectUntouched("a start beside a run");
-    EXPECT_EQ(EntriesIn(root / "Temp"), notes);
+    EXPECT_EQ(test::FilesIn(root / "Temp"), notes);
 
     // Nor does `info` roll back a journal that may be that run's.
-    r = test::RunProcess(cli, {"info", left.package}, {});
-    EXPECT_EQ(r.exitCode, 1) << r.output;
-    EXPECT_TRUE(Has(r.output, "\"" + left.package + "\" has an unfinished change (its journal " +
-                                  left.package +
-                                  ".undo is there) and another run of the program is under way"))
-        << r.output;
+    r = RunIn(cli, {"info", left.package});
+    EXPECT_EQ(r.exit, 1) << r.out;
+    EXPECT_TRUE(r.Says("\"" + left.package + "\" has an unfinished change (its journal " +
+                       left.package +
+                       ".undo is there) and another run of the program is under way"))
+        << r.out;
     left.ExpectUntouched("info beside a run");
   }
 
   // No run under way: the next start puts everything right and says what it put back.
-  test::ProcessResult r = test::RunProcess(cli, {"settings", "--quiet"}, {});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(Has(r.output, "An interrupted PAL -> NTSC fix on " + left.image +
-                                " was found and undone; the image is as it was before."))
-      << r.output;
-  EXPECT_TRUE(Has(r.output, "An interrupted change to " + left.package +
-                                " was found and undone; the EBOOT is as it was before."))
-      << r.output;
+  test::Ran r = RunIn(cli, {"settings", "--quiet"});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(r.Says("An interrupted PAL -> NTSC fix on " + left.image +
+                     " was found and undone; the image is as it was before."))
+      << r.out;
+  EXPECT_TRUE(r.Says("An interrupted change to " + left.package +
+                     " was found and undone; the EBOOT is as it was before."))
+      << r.out;
   EXPECT_EQ(test::ReadFileBytes(left.image), left.imageBefore);
   EXPECT_EQ(test::ReadFileBytes(left.package), left.packageBefore);
   for (const std::string& f : {left.package + ".undo", left.partial, left.staged, left.made})
     EXPECT_FALSE(FileExists(f)) << f;
   // A run makes nothing else in an output folder: a note naming another file is not obeyed.
   EXPECT_TRUE(FileExists(left.converter));
-  EXPECT_TRUE(EntriesIn(root / "Temp").empty());
+  EXPECT_TRUE(test::FilesIn(root / "Temp").empty());
 
   // Said once: the start after it has nothing to say.
-  r = test::RunProcess(cli, {"settings", "--quiet"}, {});
-  EXPECT_FALSE(Has(r.output, "undone")) << r.output;
+  r = RunIn(cli, {"settings", "--quiet"});
+  EXPECT_FALSE(r.Says("undone")) << r.out;
 }
 
 TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
@@ -151,26 +138,14 @@ TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
   test::WritePatchJournal(pkg, before.size(),
                           {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
 
-  test::ProcessResult r = test::RunProcess(cli, {"info", pkg}, {});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
-                                " was found and undone; the EBOOT is as it was before."))
-      << r.output;
-  EXPECT_TRUE(Has(r.output, "Title:     Before")) << r.output;
+  test::Ran r = RunIn(cli, {"info", pkg});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(r.Says("An interrupted change to " + pkg +
+                     " was found and undone; the EBOOT is as it was before."))
+      << r.out;
+  EXPECT_TRUE(r.Says("Title:     Before")) << r.out;
   EXPECT_EQ(test::ReadFileBytes(pkg), before);
   EXPECT_FALSE(FileExists(pkg + ".undo"));
-
-  // palfix --apply puts such a change back before it goes to work on the package.
-  test::WriteFileBytes(pkg, torn);
-  test::WritePatchJournal(pkg, before.size(),
-                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
-  r = test::RunProcess(cli, {"palfix", pkg, "--screen", "--apply"}, {});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(Has(r.output, "An interrupted change to " + pkg +
-                                " was found and undone; the EBOOT is as it was before."))
-      << r.output;
-  EXPECT_TRUE(Has(r.output, "0 patched")) << r.output;
-  EXPECT_EQ(test::ReadFileBytes(pkg), before);
 }
 
 }  // namespace

@@ -1,34 +1,22 @@
 // The user's own files around a conversion: the output folder receives EBOOT.PBP and nothing
 // else, an older EBOOT.PBP or extracted image is replaced only when the user says so, and
 // every disc of a game is held to the rules disc 1 is.
-#include <gtest/gtest.h>
+#include "cli/cli_run.h"
 
-#include <filesystem>
 #include <map>
 
-#include "common/files.h"
 #include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/disc_sets.h"
 #include "support/ecm_writer.h"
-#include "support/picture_tools.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
-#include "support/temp_dir.h"
 
 namespace ebf {
 namespace {
 
+using test::Cli;
+
 namespace fs = std::filesystem;
 using test::TempDir;
-
-test::ProcessResult Cli(const std::vector<std::string>& args) {
-  return test::RunProcess(test::PrivateCli(), args, {});
-}
-
-bool Has(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
-}
 
 std::map<std::string, Bytes> Contents(const std::string& folder) {
   std::map<std::string, Bytes> files;
@@ -50,15 +38,15 @@ TEST(UsersFiles, TheOutputFolderGetsEbootPbpAloneAndAnOlderOneOnlyWithYes) {
   fs::permissions(out + "/tarnwick.exe", fs::perms::owner_exec, fs::perm_options::add);
   const std::map<std::string, Bytes> before = Contents(out);
 
-  test::ProcessResult r = Cli({"convert", set.cuePath, "-o", out, "--level", "1"});
-  EXPECT_EQ(r.exitCode, 2) << r.output;
-  EXPECT_TRUE(Has(r.output, "WARNING: the following file will be overwritten if you continue!!!\n" +
-                                out + "/EBOOT.PBP\nDo you wish to continue?\n(not answered"))
-      << r.output;
+  test::Ran r = Cli({"convert", set.cuePath, "-o", out, "--level", "1"});
+  EXPECT_EQ(r.exit, 2) << r.out;
+  EXPECT_TRUE(r.Says("WARNING: the following file will be overwritten if you continue!!!\n" + out +
+                     "/EBOOT.PBP\nDo you wish to continue?\n(not answered"))
+      << r.out;
   EXPECT_EQ(Contents(out), before);
 
   r = Cli({"--yes", "convert", set.cuePath, "-o", out, "--level", "1"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
+  ASSERT_EQ(r.exit, 0) << r.out;
   std::map<std::string, Bytes> after = Contents(out);
   EXPECT_NE(after["EBOOT.PBP"], before.at("EBOOT.PBP"));
   after["EBOOT.PBP"] = before.at("EBOOT.PBP");
@@ -68,7 +56,7 @@ TEST(UsersFiles, TheOutputFolderGetsEbootPbpAloneAndAnOlderOneOnlyWithYes) {
 TEST(UsersFiles, ExtractChdAndEcmReplaceAFileOnlyWithYes) {
   TempDir dir;
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
-  ASSERT_EQ(Cli({"--yes", "convert", set.cuePath, "-o", dir / "pkg", "--level", "1"}).exitCode, 0);
+  ASSERT_EQ(Cli({"--yes", "convert", set.cuePath, "-o", dir / "pkg", "--level", "1"}).exit, 0);
   test::WriteFileText(dir / "game.bin", "mine");
   const std::vector<std::string> commands[] = {
       {"extract", dir / "pkg/EBOOT.PBP", dir / "game.bin", "--toc", "none"},
@@ -77,16 +65,16 @@ TEST(UsersFiles, ExtractChdAndEcmReplaceAFileOnlyWithYes) {
   // --split writes "game (Track 1).bin" and "game.cue": the sheet is the user's here.
   test::WriteFileText(dir / "game.cue", "mine");
   for (const auto& args : commands) {
-    test::ProcessResult r = Cli(args);
-    EXPECT_EQ(r.exitCode, 2) << r.output;
-    EXPECT_TRUE(Has(r.output, "(not answered: run again with --yes to answer Yes)")) << r.output;
+    test::Ran r = Cli(args);
+    EXPECT_EQ(r.exit, 2) << r.out;
+    EXPECT_TRUE(r.Says("(not answered: run again with --yes to answer Yes)")) << r.out;
   }
   EXPECT_EQ(test::ReadFileText(dir / "game.bin"), "mine");
   EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
   EXPECT_FALSE(FileExists(dir / "game (Track 1).bin"));
   std::vector<std::string> yes = commands[0];
   yes.insert(yes.begin(), "--yes");
-  EXPECT_EQ(Cli(yes).exitCode, 0);
+  EXPECT_EQ(Cli(yes).exit, 0);
   EXPECT_GE(FileSize(dir / "game.bin").value_or(0), set.disc.size());
 
   // A CHD or an ECM written out over the user's file: asked first as well.
@@ -95,8 +83,8 @@ TEST(UsersFiles, ExtractChdAndEcmReplaceAFileOnlyWithYes) {
   for (const std::vector<std::string>& args :
        {std::vector<std::string>{"chd", dir / "game.chd", "--bin", dir / "game.cue"},
         std::vector<std::string>{"ecm", dir / "game.bin.ecm", "-o", dir / "game.cue"}}) {
-    test::ProcessResult r = Cli(args);
-    EXPECT_EQ(r.exitCode, 2) << r.output;
+    test::Ran r = Cli(args);
+    EXPECT_EQ(r.exit, 2) << r.out;
     EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
   }
 }
@@ -125,18 +113,18 @@ TEST(UsersFiles, EveryDiscIsADiscImageAndTheOutputFolderMustTakeFiles) {
     std::vector<std::string> args = row.args;
     if (args.size() < 4) args.insert(args.end(), {"-o", dir / "out"});
     args.insert(args.begin(), "--yes");
-    const test::ProcessResult r = Cli(args);
-    EXPECT_EQ(r.exitCode, 1) << r.output;
-    EXPECT_TRUE(Has(r.output, row.said)) << r.output;
+    const test::Ran r = Cli(args);
+    EXPECT_EQ(r.exit, 1) << r.out;
+    EXPECT_TRUE(r.Says(row.said)) << r.out;
     EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
   }
 
   // An Alcohol descriptor on the command line stands for the MDF it describes.
   const test::DiscSet mdf = test::WriteAlcoholSet(dir.MakeDir("mds"), 2352, false);
-  test::ProcessResult r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
+  test::Ran r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
+  EXPECT_EQ(r.exit, 0) << r.out;
   r = Cli({"info", dir / "mdsout/EBOOT.PBP"});
-  EXPECT_TRUE(Has(r.output, "SLUS01234")) << r.output;
+  EXPECT_TRUE(r.Says("SLUS01234")) << r.out;
 }
 
 TEST(UsersFiles, ShortRelativeNamesAndSheetsAreTakenForWhatTheyName) {
@@ -144,20 +132,21 @@ TEST(UsersFiles, ShortRelativeNamesAndSheetsAreTakenForWhatTheyName) {
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   // palfix on a sheet works on the image the sheet names, never on the sheet's text; a
   // packed image cannot be changed in place.
-  test::ProcessResult r = Cli({"palfix", set.cuePath, "--screen"});
-  EXPECT_EQ(r.exitCode, 0) << r.output;
-  EXPECT_TRUE(Has(r.output, "The fix goes to " + set.binPaths[0])) << r.output;
+  test::Ran r = Cli({"palfix", set.cuePath, "--screen"});
+  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(r.Says("The fix goes to " + set.binPaths[0])) << r.out;
   test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
   r = Cli({"palfix", dir / "game.bin.ecm", "--screen", "--apply"});
-  EXPECT_EQ(r.exitCode, 1) << r.output;
-  EXPECT_TRUE(Has(r.output, "is packed and cannot be changed in place")) << r.output;
+  EXPECT_EQ(r.exit, 1) << r.out;
+  EXPECT_TRUE(r.Says("is packed and cannot be changed in place")) << r.out;
 
   // "p.jpg" in the current folder is the picture "./p.jpg" is.
   ASSERT_TRUE(test::DrawWithImageMagick("-size 144x80 gradient:red-blue", dir / "p.jpg"));
   test::ProcessOptions here;
   here.workingFolder = dir.path();
-  r = test::RunProcess(test::PrivateCli(), {"png", "p.jpg", "i.png", "--slot", "icon0"}, here);
-  EXPECT_EQ(r.exitCode, 0) << r.output;
+  EXPECT_EQ(test::RunProcess(test::PrivateCli(), {"png", "p.jpg", "i.png", "--slot", "icon0"}, here)
+                .exitCode,
+            0);
   EXPECT_TRUE(FileExists(dir / "i.png"));
 }
 

@@ -1,14 +1,7 @@
 #!/usr/bin/env python3
-"""The manual page that ships, read as `man` shows it, against what each --help of the
-shipped program lists: every command has its section, and every option and argument of
-the command is in it, with its exit status and an example of it.
-    man_test.py PACKAGE_FOLDER"""
-import glob
-import os
-import re
-import subprocess
-import sys
-import tempfile
+"""man_test.py PACKAGE_FOLDER: the shipped manual page, as `man` shows it, has a section
+for every command of --help with its every option and argument, exit status and example."""
+import glob, os, re, subprocess, sys, tempfile
 
 
 def run(*args):

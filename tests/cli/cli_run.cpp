@@ -1,0 +1,56 @@
+#include "cli/cli_run.h"
+
+#include <algorithm>
+
+namespace ebf::test {
+
+Ran Cli(const std::vector<std::string>& args) {
+  const ProcessResult r = RunProcess(PrivateCli(), args, {});
+  return {r.exitCode, r.output, ""};
+}
+
+std::string Convert(const std::string& input, const std::string& folder, int level,
+                    const std::vector<std::string>& more) {
+  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
+                                   "-o",    folder,    "--level", std::to_string(level)};
+  args.insert(args.end(), more.begin(), more.end());
+  const Ran r = Cli(args);
+  EXPECT_EQ(r.exit, 0) << r.out;
+  return folder + "/EBOOT.PBP";
+}
+
+Ran CliSh(const TempDir& dir, const std::string& args) {
+  const std::string out = dir / "stdout.txt", err = dir / "stderr.txt";
+  const std::string code = Shell(ShellQuote(PrivateCli()) + " " + args + " >" + ShellQuote(out) +
+                                 " 2>" + ShellQuote(err) + "; echo $?");
+  return {std::stoi(code), ReadFileText(out), ReadFileText(err)};
+}
+
+std::vector<std::string> FilesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (std::filesystem::directory_iterator it(std::filesystem::u8path(folder), ec), end;
+       !ec && it != end; it.increment(ec)) {
+    const auto name = it->path().filename().u8string();
+    names.emplace_back(name.begin(), name.end());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
+  const Bytes png = ReadFileBytes(path);
+  if (png.size() < 24) return {0, 0};
+  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
+}
+
+std::string Figures(const std::string& path) {
+  const std::string out = Shell(
+      "python3 -c \"import sys,zlib,hashlib; d=open(sys.argv[1],'rb').read(); "
+      "print('%08x %s %s' % (zlib.crc32(d), hashlib.md5(d).hexdigest(), "
+      "hashlib.sha1(d).hexdigest()))\" " +
+      ShellQuote(path));
+  return out.substr(0, out.find('\n'));
+}
+
+}  // namespace ebf::test

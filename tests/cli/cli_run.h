@@ -1,0 +1,44 @@
+#pragma once
+// What the command-line tests share: the built program run as a user runs it, and the
+// witnesses they read its files with.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/bytes.h"
+#include "common/files.h"
+#include "support/picture_tools.h"
+#include "support/process_run.h"
+#include "support/program_tree.h"
+#include "support/temp_dir.h"
+
+namespace ebf::test {
+
+struct Ran {
+  int exit = -1;
+  std::string out, err;  // err only when the streams were kept apart
+  bool Says(const std::string& text) const { return out.find(text) != std::string::npos; }
+};
+
+// This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
+Ran Cli(const std::vector<std::string>& args);
+// `convert --yes --quiet` of `input` into `folder` at `level`; returns the package's path.
+std::string Convert(const std::string& input, const std::string& folder, int level,
+                    const std::vector<std::string>& more = {});
+// `args` put on a shell line as they are (quote paths with ShellQuote); standard output and
+// standard error kept apart, in files in `dir`.
+Ran CliSh(const TempDir& dir, const std::string& args);
+
+// The names in a folder, sorted; none when there is no folder.
+std::vector<std::string> FilesIn(const std::string& folder);
+// Width and height from a PNG's header.
+std::pair<uint32_t, uint32_t> PngSize(const std::string& path);
+// "crc32 md5 sha1" of a file, from Python's zlib and hashlib.
+std::string Figures(const std::string& path);
+
+}  // namespace ebf::test
