@@ -283,12 +283,6 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
 }
 
-}  // namespace
-}  // namespace ebf::pbp
-
-namespace ebf::pbp {
-namespace {
-
 // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
 // exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
 // leave that byte visible at the end of the new package.
