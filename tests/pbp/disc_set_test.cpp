@@ -479,6 +479,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       Inspection seen = InspectEboot(dest, fx.temp, fx.host);
       ASSERT_EQ(seen.message, "");
       EXPECT_EQ(seen.title, "New Title");
+      EXPECT_EQ(seen.gameId, "SCES98765");
       EXPECT_EQ(seen.startData, newPsar + (fx.written.startData - fx.written.psar));
     }
   }

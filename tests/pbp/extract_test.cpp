@@ -55,6 +55,11 @@ void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
   PatchBytes(path, at, raw);
 }
 
+// The image alone, as the Extract ISO command writes it.
+Outcome Extract(const std::string& pbp, const std::string& out, RunRecorder& host) {
+  return ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel);
+}
+
 // Where block i's data lies in a package written without index holes.
 uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
   return w.psar + kPsarBlockDataPos +
@@ -92,9 +97,7 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
 
     RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host.cancel),
-              Outcome::Success())
-        << "level " << v.level;
+    ASSERT_EQ(Extract(dir / "EBOOT.PBP", out, host), Outcome::Success()) << "level " << v.level;
     EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
     EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
     EXPECT_EQ(host.completed, std::vector<std::string>{"Extracting ISO..."});
@@ -274,7 +277,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
     ASSERT_NE(w.blockLengths[4], kBlockSize);
     row.damage(w);
     DeleteFileIfExists(out);
-    const Outcome result = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel);
+    const Outcome result = Extract(pbp, out, host);
     if (row.expected) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_TRUE(ReadFileBytes(out) == row.expected(w));
@@ -293,7 +296,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   recipe.tail.clear();
   const PbpWritten w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
+  ASSERT_EQ(Extract(pbp, out, host), Outcome::Success());
   Bytes expected = Padded(image);
   std::fill(expected.end() - 1000, expected.end(), 0);
   EXPECT_EQ(ReadFileBytes(out), expected);
@@ -305,37 +308,31 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   const std::string out = dir / "out.bin";
   RunRecorder host;
 
-  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kNoSuchFile));
-  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(Extract(dir / "missing.pbp", out, host), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(Extract(dir.path(), out, host), Outcome::Failed(kNoSuchFile));
 
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
   PbpWritten w = test::WritePbp(pbp, recipe);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
   PatchLe32(pbp, 36, 0xFFFFFFF0u);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
   WriteFileBytes(pbp, Bytes(30, 0));
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
   w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
-  const std::string r0 =
-      ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host.cancel).text();
+  const std::string r0 = Extract(pbp, dir.path() + "/./EBOOT.PBP", host).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
@@ -343,7 +340,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
-  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
+  std::string r = Extract(pbp, out, host).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("cut short"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -351,7 +348,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // An index entry that points past the end of the file.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
-  r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
+  r = Extract(pbp, out, host).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -359,7 +356,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // A target that cannot be written says so, naming it.
   w = test::WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
-  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host.cancel).text();
+  r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }
@@ -395,7 +392,7 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     RunRecorder host;
     const Outcome result =
         row.split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
-                  : ExtractDiscImage(pbp, dir / "out.bin", false, kTocNone, host, host.cancel);
+                  : Extract(pbp, dir / "out.bin", host);
     if (row.damaged < 0) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_EQ(ReadFileBytes(dir / "out.bin"), Padded(recipe.image));
