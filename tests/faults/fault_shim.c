@@ -86,64 +86,35 @@ __attribute__((destructor)) static void Report(void) {
   fclose(f);
 }
 
-ssize_t write(int fd, const void* buf, size_t n) {
-  static ssize_t (*real)(int, const void*, size_t);
-  if (!real) real = (ssize_t(*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write");
-  if (StrikeCall(fd, "write")) return -1;
-  return real(fd, buf, n);
-}
+/* The C library's own function behind a wrapper, looked up once. */
+#define REAL(name)               \
+  static __typeof__(&name) real; \
+  if (!real) real = (__typeof__(&name))dlsym(RTLD_NEXT, #name)
 
-ssize_t writev(int fd, const struct iovec* iov, int cnt) {
-  static ssize_t (*real)(int, const struct iovec*, int);
-  if (!real) real = (ssize_t(*)(int, const struct iovec*, int))dlsym(RTLD_NEXT, "writev");
-  if (StrikeCall(fd, "writev")) return -1;
-  return real(fd, iov, cnt);
-}
+/* A call that writes to `fd`: at the fault it writes nothing and says the disk is full. */
+#define WRITE_CALL(type, name, fd, params, args) \
+  type name params {                             \
+    REAL(name);                                  \
+    if (StrikeCall(fd, #name)) return -1;        \
+    return real args;                            \
+  }
 
-ssize_t pwrite(int fd, const void* buf, size_t n, off_t at) {
-  static ssize_t (*real)(int, const void*, size_t, off_t);
-  if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite");
-  if (StrikeCall(fd, "pwrite")) return -1;
-  return real(fd, buf, n, at);
-}
-
-ssize_t pwrite64(int fd, const void* buf, size_t n, off_t at) {
-  static ssize_t (*real)(int, const void*, size_t, off_t);
-  if (!real) real = (ssize_t(*)(int, const void*, size_t, off_t))dlsym(RTLD_NEXT, "pwrite64");
-  if (StrikeCall(fd, "pwrite64")) return -1;
-  return real(fd, buf, n, at);
-}
+WRITE_CALL(ssize_t, write, fd, (int fd, const void* buf, size_t n), (fd, buf, n))
+WRITE_CALL(ssize_t, writev, fd, (int fd, const struct iovec* iov, int cnt), (fd, iov, cnt))
+WRITE_CALL(ssize_t, pwrite, fd, (int fd, const void* buf, size_t n, off_t at), (fd, buf, n, at))
+WRITE_CALL(ssize_t, pwrite64, fd, (int fd, const void* buf, size_t n, off_t at), (fd, buf, n, at))
+WRITE_CALL(ssize_t, sendfile, out, (int out, int in, off_t* at, size_t n), (out, in, at, n))
+WRITE_CALL(ssize_t, sendfile64, out, (int out, int in, off_t* at, size_t n), (out, in, at, n))
+WRITE_CALL(ssize_t, copy_file_range, out,
+           (int in, off_t* inAt, int out, off_t* outAt, size_t n, unsigned flags),
+           (in, inAt, out, outAt, n, flags))
 
 /* stdio reaches the system through calls inside the C library that a preload cannot see,
  * so each fwrite to a regular file counts as one write of its own. */
 size_t fwrite(const void* buf, size_t size, size_t n, FILE* stream) {
-  static size_t (*real)(const void*, size_t, size_t, FILE*);
-  if (!real) real = (size_t(*)(const void*, size_t, size_t, FILE*))dlsym(RTLD_NEXT, "fwrite");
+  REAL(fwrite);
   if (size && n && StrikeCall(fileno(stream), "fwrite")) return 0;
   return real(buf, size, n, stream);
-}
-
-ssize_t sendfile(int out, int in, off_t* at, size_t n) {
-  static ssize_t (*real)(int, int, off_t*, size_t);
-  if (!real) real = (ssize_t(*)(int, int, off_t*, size_t))dlsym(RTLD_NEXT, "sendfile");
-  if (StrikeCall(out, "sendfile")) return -1;
-  return real(out, in, at, n);
-}
-
-ssize_t sendfile64(int out, int in, off_t* at, size_t n) {
-  static ssize_t (*real)(int, int, off_t*, size_t);
-  if (!real) real = (ssize_t(*)(int, int, off_t*, size_t))dlsym(RTLD_NEXT, "sendfile64");
-  if (StrikeCall(out, "sendfile64")) return -1;
-  return real(out, in, at, n);
-}
-
-ssize_t copy_file_range(int in, off_t* inAt, int out, off_t* outAt, size_t n, unsigned flags) {
-  static ssize_t (*real)(int, off_t*, int, off_t*, size_t, unsigned);
-  if (!real)
-    real =
-        (ssize_t(*)(int, off_t*, int, off_t*, size_t, unsigned))dlsym(RTLD_NEXT, "copy_file_range");
-  if (StrikeCall(out, "copy_file_range")) return -1;
-  return real(in, inAt, out, outAt, n, flags);
 }
 
 /* The calls that end a write fail as a disk that loses the data does. */
@@ -153,68 +124,43 @@ static int StrikeEnd(int fd, const char* call) {
   return StrikeCall(fd, call);
 }
 
+static int FailWithEio(void) {
+  errno = EIO;
+  return -1;
+}
+
 int fsync(int fd) {
-  static int (*real)(int);
-  if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "fsync");
-  if (StrikeEnd(fd, "fsync")) {
-    errno = EIO;
-    return -1;
-  }
-  return real(fd);
+  REAL(fsync);
+  return StrikeEnd(fd, "fsync") ? FailWithEio() : real(fd);
 }
 
 int fdatasync(int fd) {
-  static int (*real)(int);
-  if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "fdatasync");
-  if (StrikeEnd(fd, "fdatasync")) {
-    errno = EIO;
-    return -1;
-  }
-  return real(fd);
+  REAL(fdatasync);
+  return StrikeEnd(fd, "fdatasync") ? FailWithEio() : real(fd);
 }
 
 int ftruncate(int fd, off_t length) {
-  static int (*real)(int, off_t);
-  if (!real) real = (int (*)(int, off_t))dlsym(RTLD_NEXT, "ftruncate");
-  if (StrikeCall(fd, "ftruncate")) {
-    errno = EIO;
-    return -1;
-  }
-  return real(fd, length);
+  REAL(ftruncate);
+  return StrikeCall(fd, "ftruncate") ? FailWithEio() : real(fd, length);
 }
 
 int ftruncate64(int fd, off_t length) {
-  static int (*real)(int, off_t);
-  if (!real) real = (int (*)(int, off_t))dlsym(RTLD_NEXT, "ftruncate64");
-  if (StrikeCall(fd, "ftruncate64")) {
-    errno = EIO;
-    return -1;
-  }
-  return real(fd, length);
+  REAL(ftruncate64);
+  return StrikeCall(fd, "ftruncate64") ? FailWithEio() : real(fd, length);
 }
 
 /* A failed close still closes: the descriptor is gone, the data may not be. */
 int close(int fd) {
-  static int (*real)(int);
-  if (!real) real = (int (*)(int))dlsym(RTLD_NEXT, "close");
+  REAL(close);
   const int strike = StrikeEnd(fd, "close");
   const int result = real(fd);
-  if (strike) {
-    errno = EIO;
-    return -1;
-  }
-  return result;
+  return strike ? FailWithEio() : result;
 }
 
 /* stdio closes through the C library's own calls, so fclose counts as the close. */
 int fclose(FILE* stream) {
-  static int (*real)(FILE*);
-  if (!real) real = (int (*)(FILE*))dlsym(RTLD_NEXT, "fclose");
+  REAL(fclose);
   const int strike = stream && StrikeEnd(fileno(stream), "fclose");
   const int result = real(stream);
-  if (strike) {
-    errno = EIO;
-    return EOF;
-  }
-  return result;
+  return strike ? FailWithEio() : result; /* EOF is -1 */
 }

@@ -50,20 +50,17 @@ class FaultEnvironment {
   }
 };
 
-// Every entry of a folder, folders with a "/" after their names.
-std::vector<std::string> FilesIn(const std::string& folder) {
+// Every entry of a folder, sorted, each followed by a space; folders with a "/" after
+// their names.
+std::string FilesIn(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code ec;
   for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec))
-    names.push_back(it->path().filename().string() + (it->is_directory() ? "/" : ""));
+    names.push_back(it->path().filename().string() + (it->is_directory() ? "/ " : " "));
   std::sort(names.begin(), names.end());
-  return names;
-}
-
-std::string Joined(const std::vector<std::string>& names) {
-  std::string s;
-  for (const auto& n : names) s += n + " ";
-  return s;
+  std::string joined;
+  for (const auto& n : names) joined += n;
+  return joined;
 }
 
 struct Scenario {
@@ -149,7 +146,7 @@ struct Scenario {
         }
         ProcessResult next = Run({"settings", "--quiet"});
         EXPECT_EQ(next.exitCode, 0) << where << "\nnext start:\n" << next.output;
-        EXPECT_EQ(Joined(FilesIn(temp)), "") << where;
+        EXPECT_EQ(FilesIn(temp), "") << where;
         // Nor is the stand-in of an unticked slot left beside it.
         EXPECT_FALSE(FileExists(root / "null")) << where;
         check(r, where);
@@ -228,7 +225,7 @@ void ConversionScenario(Scenario& s, const Bytes& disc, const std::vector<std::s
       EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
     }
     // Nothing else of the run is left beside it.
-    EXPECT_EQ(Joined(FilesIn(out)), "EBOOT.PBP ") << where;
+    EXPECT_EQ(FilesIn(out), "EBOOT.PBP ") << where;
   };
 }
 
@@ -413,7 +410,7 @@ TEST(Faults, ExtractionAtEveryWrite) {
       EXPECT_TRUE(older) << where;
       EXPECT_NE(r.output.find("Could not write"), std::string::npos) << where;
     }
-    EXPECT_EQ(Joined(FilesIn(folder)), "Game.bin Game.ccd ") << where;
+    EXPECT_EQ(FilesIn(folder), "Game.bin Game.ccd ") << where;
   };
   std::printf("extraction: %d faulted runs\n", s.Sweep(kCli));
 }
@@ -429,8 +426,7 @@ TEST(Faults, SplitExtractionAtEveryWrite) {
   s.reset = [&] { fs::remove_all(folder); };
   s.check = [&](const ProcessResult& r, const std::string& where) {
     if (r.exitCode == 0) {
-      EXPECT_EQ(Joined(FilesIn(folder)), "Game (Track 1).bin Game (Track 2).bin Game.cue ")
-          << where;
+      EXPECT_EQ(FilesIn(folder), "Game (Track 1).bin Game (Track 2).bin Game.cue ") << where;
       const Bytes one = ReadFileBytes(folder + "/Game (Track 1).bin");
       EXPECT_TRUE(std::equal(one.begin(), one.end(), packed.begin())) << where;
     } else {

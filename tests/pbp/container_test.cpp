@@ -30,19 +30,30 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
   const std::string out = dir / "out.bin";
 
   struct Case {
-    uint64_t start, length, expected;
+    uint64_t start, end, copied;  // the bytes from `start` the copy holds
   };
-  // Lengths around the 32 KB buffer: only a remainder of exactly 32,767 takes one more byte.
+  // Lengths around the 32 KB buffer: only a remainder of exactly 32,767 takes one more byte,
+  // and only when the file has one more.
   const Case cases[] = {
-      {1000, 1, 1},         {1000, 32766, 32766},          {1000, 32767, 32768},
-      {1000, 32768, 32768}, {0, 32768 + 32767, 32768 * 2}, {5, 32768 * 2 + 100, 32768 * 2 + 100},
-      {3, 40000, 40000},
+      {1000, 1001, 1},
+      {1000, 1000 + 32766, 32766},
+      {1000, 1000 + 32767, 32768},
+      {1000, 1000 + 32768, 32768},
+      {0, 32768 + 32767, 32768 * 2},
+      {5, 5 + 32768 * 2 + 100, 32768 * 2 + 100},
+      {3, 40003, 40000},
+      {200000 - 32767, 200000, 32767},
+      {400, 400, 0},  // empty
+      {400, 100, 0},  // backwards
+      // A range that runs past the end stops where the file stops.
+      {195000, 900000, 5000},
+      {0xFFFFFFF0ull, 0x1FFFFFFFFull, 0},
   };
   for (const Case& c : cases) {
     WriteFileBytes(out, NoiseBytes(70000, 1));  // a longer leftover must be replaced
-    EXPECT_EQ(ReadSectionToFile(c.start, c.start + c.length, out, in, host), CopyOutcome::Done);
-    EXPECT_EQ(ReadFileBytes(out), Slice(src, c.start, c.expected))
-        << "start " << c.start << " length " << c.length;
+    EXPECT_EQ(ReadSectionToFile(c.start, c.end, out, in, host), CopyOutcome::Done);
+    EXPECT_EQ(ReadFileBytes(out), c.copied ? Slice(src, c.start, c.copied) : Bytes())
+        << "start " << c.start << " end " << c.end;
   }
   EXPECT_TRUE(host.questions.empty());
 
@@ -51,34 +62,6 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
   ASSERT_TRUE(in.Seek(10));
   ASSERT_TRUE(in.ReadExact(b));
   EXPECT_EQ(b[0], src[10]);
-}
-
-TEST(ReadSectionToFile, EmptyBackwardsAndPastTheEnd) {
-  TempDir dir;
-  const Bytes src = NoiseBytes(50000, 3);
-  WriteFileBytes(dir / "src.bin", src);
-  File in(dir / "src.bin", File::Mode::Read);
-  RunRecorder host;
-  const std::string out = dir / "out.bin";
-
-  WriteFileBytes(out, Bytes(10, 1));
-  EXPECT_EQ(ReadSectionToFile(400, 400, out, in, host), CopyOutcome::Done);
-  ASSERT_TRUE(FileExists(out));
-  EXPECT_EQ(FileSize(out), 0u);
-
-  EXPECT_EQ(ReadSectionToFile(400, 100, out, in, host), CopyOutcome::Done);
-  EXPECT_EQ(FileSize(out), 0u);
-
-  // A remainder of 32,767 that ends at the end of the file: there is no byte to overshoot.
-  EXPECT_EQ(ReadSectionToFile(50000 - 32767, 50000, out, in, host), CopyOutcome::Done);
-  EXPECT_EQ(ReadFileBytes(out), Slice(src, 50000 - 32767, 32767));
-
-  // A range that runs past the end stops where the file stops.
-  EXPECT_EQ(ReadSectionToFile(45000, 900000, out, in, host), CopyOutcome::Done);
-  EXPECT_EQ(ReadFileBytes(out), Slice(src, 45000, 5000));
-  EXPECT_EQ(ReadSectionToFile(0xFFFFFFF0ull, 0x1FFFFFFFFull, out, in, host), CopyOutcome::Done);
-  EXPECT_EQ(FileSize(out), 0u);
-  EXPECT_TRUE(host.questions.empty());
 }
 
 TEST(ReadSectionToFile, UnwritableDestinationAsksThroughTheHost) {

@@ -29,10 +29,6 @@ pbp::DiscTable Read(const std::string& path) {
   return pbp::ReadDiscTable(file, LoadLe32(ReadFileBytes(path).data() + 36));
 }
 
-uint64_t Sum(const std::vector<uint32_t>& v) {
-  return std::accumulate(v.begin(), v.end(), uint64_t{0});
-}
-
 TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   TempDir dir;
   PbpWritten one = WritePbp(dir / "one.pbp", DiscRecipe("SLUS01234", 100, 1));
@@ -42,7 +38,9 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   ASSERT_EQ(table.discs.size(), 1u);
   EXPECT_EQ(table.discs[0].start, one.psar);
   EXPECT_EQ(table.discs[0].discId, "SLUS01234");
-  EXPECT_EQ(table.discs[0].dataEnd, one.psar + 0x100000 + Sum(one.blockLengths));
+  EXPECT_EQ(table.discs[0].dataEnd,
+            one.psar + 0x100000 +
+                std::accumulate(one.blockLengths.begin(), one.blockLengths.end(), uint64_t{0}));
   EXPECT_EQ(table.startData, one.startData);
   EXPECT_EQ(table.sharedId, "");
 

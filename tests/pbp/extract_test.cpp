@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <numeric>
 
 #include "common/cancel.h"
 #include "common/files.h"
@@ -43,33 +44,34 @@ Bytes Padded(Bytes image, uint64_t extraBlocks = 0) {
   return image;
 }
 
-void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
-  File f(path, File::Mode::ReadWrite);
-  ASSERT_TRUE(f);
-  uint8_t raw[4];
-  StoreLe32(raw, value);
-  ASSERT_TRUE(f.Seek(at) && f.Write(raw));
-}
-
 void PatchBytes(const std::string& path, uint64_t at, const Bytes& bytes) {
   File f(path, File::Mode::ReadWrite);
-  ASSERT_TRUE(f);
-  ASSERT_TRUE(f.Seek(at) && f.Write(bytes));
+  ASSERT_TRUE(f && f.Seek(at) && f.Write(bytes));
 }
 
+void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
+  Bytes raw(4);
+  StoreLe32(raw.data(), value);
+  PatchBytes(path, at, raw);
+}
+
+// The image alone, as the Extract ISO command writes it.
+Outcome Extract(const std::string& pbp, const std::string& out, RunRecorder& host) {
+  return ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel);
+}
+
+// Where block i's data lies in a package written without index holes.
+uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
+  return w.psar + kPsarBlockDataPos +
+         std::accumulate(w.blockLengths.begin(), w.blockLengths.begin() + i, uint64_t{0});
+}
+
+// A raw deflate stream: zlib's stream without its 2-byte head and 4-byte check.
 Bytes RawDeflate(const Bytes& data) {
-  uLongf size = compressBound(data.size()) + 64;
+  uLongf size = compressBound(data.size());
   Bytes out(size);
-  z_stream zs{};
-  deflateInit2(&zs, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
-  zs.next_in = const_cast<Bytef*>(data.data());
-  zs.avail_in = static_cast<uInt>(data.size());
-  zs.next_out = out.data();
-  zs.avail_out = static_cast<uInt>(out.size());
-  deflate(&zs, Z_FINISH);
-  out.resize(zs.total_out);
-  deflateEnd(&zs);
-  return out;
+  EXPECT_EQ(compress2(out.data(), &size, data.data(), data.size(), 9), Z_OK);
+  return Bytes(out.begin() + 2, out.begin() + static_cast<std::ptrdiff_t>(size) - 4);
 }
 
 TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
@@ -95,9 +97,7 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
 
     RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocNone, host, host.cancel),
-              Outcome::Success())
-        << "level " << v.level;
+    ASSERT_EQ(Extract(dir / "EBOOT.PBP", out, host), Outcome::Success()) << "level " << v.level;
     EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
     EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
     EXPECT_EQ(host.completed, std::vector<std::string>{"Extracting ISO..."});
@@ -108,15 +108,13 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
   }
 }
 
-TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
+TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
   test::WritePbp(dir / "EBOOT.PBP", recipe);
-
-  RunRecorder host;
-  host.onAdvance = [&](int) { host.cancel.Request(); };
+  const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
   const std::string out = dir / "Game.iso";
   EXPECT_EQ(CcdOverwriteQuestion(out), "");
   test::WriteFileText(dir / "Game.ccd", "old");
@@ -124,17 +122,36 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
+  test::WriteFileText(dir / "Game.TOC", "old toc");
+
+  // The check comes before the 32nd block; a cancelled run leaves the user's files as they
+  // were and nothing of its own.
+  RunRecorder host;
+  host.onAdvance = [&](int) { host.cancel.Request(); };
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
             Outcome::Cancelled());
   EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
-  // The check comes before the 32nd block; a cancelled run leaves the user's files as they
-  // were and nothing of its own.
   ASSERT_EQ(host.amounts.size(), 1u);
   EXPECT_EQ(host.amounts[0], std::make_pair(uint64_t{31}, uint64_t{47}));
   EXPECT_TRUE(host.completed.empty());
   EXPECT_EQ(test::ReadFileBytes(out), Bytes(5, 1));
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), "old");
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
+
+  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
+  // renamed, says why, and the user's image and TOC stay as they were.
+  std::filesystem::rename(dir / "Game.ccd", dir / "Game.ccd.old");
+  std::filesystem::create_directory(dir / "Game.ccd");
+  RunRecorder blocked;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, blocked, blocked.cancel),
+            Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
+                            "\": a folder of that name is in the way."));
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
+  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
+    EXPECT_FALSE(FileExists(dir / name)) << name;
+  std::filesystem::remove(dir / "Game.ccd");
+  std::filesystem::rename(dir / "Game.ccd.old", dir / "Game.ccd");
 
   // Run to the end, the image and then its CCD replace the old files.
   RunRecorder whole;
@@ -145,36 +162,6 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFiles) {
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
   EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
-
-  RunRecorder again;
-  EXPECT_EQ(
-      ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, again, again.cancel),
-      Outcome::Success());
-  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"),
-            Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
-}
-
-TEST(ExtractDiscImage, TocFilesGoWithTheImageOrNotAtAll) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.image = SampleImage();
-  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
-  const std::string out = dir / "Game.iso";
-  WriteFileBytes(out, Bytes(5, 1));
-  test::WriteFileText(dir / "Game.TOC", "old toc");
-
-  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
-  // renamed, says why, and the user's image and TOC stay as they were.
-  std::filesystem::create_directory(dir / "Game.ccd");
-  RunRecorder host;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
-            Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
-                            "\": a folder of that name is in the way."));
-  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
-  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
-    EXPECT_FALSE(FileExists(dir / name)) << name;
 
   // With a note folder the temporary names are noted while the run writes, and the note goes
   // with the run.
@@ -191,117 +178,126 @@ TEST(ExtractDiscImage, TocFilesGoWithTheImageOrNotAtAll) {
   EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
                       (dir / "Game.TOC") + ".ebf-part\n");
   EXPECT_TRUE(std::filesystem::is_empty(temp));
-  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
-  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"),
-            Bytes(recipe.toc->begin(), recipe.toc->begin() + 5 * 10));
+  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
+
+  // The conversion's layout: ISO.TOC beside the image.
+  EXPECT_EQ(
+      ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, noted, noted.cancel),
+      Outcome::Success());
+  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), tocFile);
 }
 
-TEST(ExtractDiscImage, IndexRules) {
+// Damaged or odd index entries and block streams, each in a fresh package: what the
+// extraction gives or says.
+TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   TempDir dir;
   const Bytes image = SampleImage();
   const std::string pbp = dir / "EBOOT.PBP";
   const std::string out = dir / "out.bin";
-  RunRecorder host;
-
-  // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
-  // of the length it is inflated, which fails.
+  const std::string failed = "zlib inflate failed!  (disc image block ";
+  // Block 6 as a stream of 100 bytes (the rest of its 37,632 repeat block 5), and as one
+  // that would give more than a block (the first 37,632 bytes are kept).
+  const Bytes shortData(100, 'Q');
+  Bytes longData(kBlockSize + 3000, 'L');
+  for (std::size_t i = 20000; i < 21000; ++i) longData[i] = static_cast<uint8_t>(i % 7);
+  struct Row {
+    const char* name;
+    std::function<void(const PbpWritten&)> damage;
+    std::function<Bytes(const PbpWritten&)> expected;  // or the failure below
+    std::function<std::string(const PbpWritten&)> failure;
+  };
+  auto replace6 = [&](const PbpWritten& w, const Bytes& data) {
+    const Bytes packed = RawDeflate(data);
+    ASSERT_LT(packed.size(), w.blockLengths[6]);
+    PatchBytes(pbp, BlockAt(w, 6), packed);
+    PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
+  };
+  const Row rows[] = {
+      // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
+      // of the length it is inflated, which fails.
+      {"marked stored block",
+       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, nullptr,
+       [&](const PbpWritten& w) {
+         return failed + "2, at byte " + std::to_string(BlockAt(w, 2)) + ")";
+       }},
+      // Offset 0 with a length is a real block; only 0/0 is skipped.
+      {"slot 10 at block 0",
+       [&](const PbpWritten& w) {
+         PatchLe32(pbp, w.SlotPos(10), 0);
+         PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
+       },
+       [&](const PbpWritten&) {
+         Bytes e = Padded(image);
+         std::copy_n(e.begin(), kBlockSize, e.begin() + 10 * kBlockSize);
+         return e;
+       },
+       nullptr},
+      // A phantom entry (an offset with length 0) does not inflate.
+      {"phantom entry", [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(60), 1234); }, nullptr,
+       [&](const PbpWritten& w) {
+         return failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")";
+       }},
+      {"not deflate data",
+       [&](const PbpWritten& w) {
+         PatchBytes(pbp, BlockAt(w, 4), {0xFF, 0xFF, 0xFF});
+       },
+       nullptr,
+       [&](const PbpWritten& w) {
+         return failed + "4, at byte " + std::to_string(BlockAt(w, 4)) + ")";
+       }},
+      {"short stream", [&](const PbpWritten& w) { replace6(w, shortData); },
+       [&](const PbpWritten&) {
+         Bytes e = Padded(image);
+         std::copy_n(e.begin() + 5 * kBlockSize, kBlockSize, e.begin() + 6 * kBlockSize);
+         std::copy(shortData.begin(), shortData.end(), e.begin() + 6 * kBlockSize);
+         return e;
+       },
+       nullptr},
+      {"long stream", [&](const PbpWritten& w) { replace6(w, longData); },
+       [&](const PbpWritten&) {
+         Bytes e = Padded(image);
+         std::copy_n(longData.begin(), kBlockSize, e.begin() + 6 * kBlockSize);
+         return e;
+       },
+       nullptr},
+      // The last block's length runs far past the end of the file: it is read as far as the
+      // file goes and inflate stops at its stream's end.
+      {"last length past the end",
+       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u); },
+       [&](const PbpWritten&) { return Padded(image); }, nullptr},
+  };
   PackageRecipe recipe;
   recipe.image = image;
   recipe.storeBlock = [](uint64_t i) { return i == 2; };
-  PbpWritten w = test::WritePbp(pbp, recipe);
-  PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300);
-  const std::string failed = "zlib inflate failed!  (disc image block ";
-  std::string result = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
-  EXPECT_EQ(result.rfind(failed + "2, at byte ", 0), 0u) << result;
-  // Nothing of the failed run is left.
-  EXPECT_FALSE(FileExists(out));
-  EXPECT_FALSE(FileExists(out + ".ebf-part"));
-
-  // Offset 0 with a length is a real block; only 0/0 is skipped. Point slot 10 at block 0.
-  w = test::WritePbp(pbp, recipe);
-  PatchLe32(pbp, w.SlotPos(10), 0);
-  PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
-  Bytes expected = Padded(image);
-  std::copy_n(expected.begin(), kBlockSize, expected.begin() + 10 * kBlockSize);
-  EXPECT_EQ(ReadFileBytes(out), expected);
-
-  // A phantom entry (an offset with length 0) does not inflate.
-  w = test::WritePbp(pbp, recipe);
-  PatchLe32(pbp, w.SlotPos(60), 1234);
-  EXPECT_EQ(
-      ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-      Outcome::Failed(failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")"));
-
-  // A deflated block that is not deflate data.
-  w = test::WritePbp(pbp, recipe);
-  ASSERT_NE(w.blockLengths[4], kBlockSize);
-  File probe(pbp, File::Mode::Read);
-  uint8_t entry[4];
-  ASSERT_TRUE(probe.Seek(w.SlotPos(4)) && probe.ReadExact(entry));
-  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), {0xFF, 0xFF, 0xFF});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(failed + "4, at byte " +
-                            std::to_string(w.psar + kPsarBlockDataPos + LoadLe32(entry)) + ")"));
-  EXPECT_TRUE(host.questions.empty());
-}
-
-TEST(ExtractDiscImage, ShortStreamsAndLengthsPastTheEnd) {
-  TempDir dir;
-  const Bytes image = SampleImage();
-  const std::string pbp = dir / "EBOOT.PBP";
-  const std::string out = dir / "out.bin";
   RunRecorder host;
-
-  // Block 6 replaced by a stream of 100 bytes: the rest of its 37,632 repeat block 5.
-  PackageRecipe recipe;
-  recipe.image = image;
-  PbpWritten w = test::WritePbp(pbp, recipe);
-  Bytes shortData(100, 'Q');
-  Bytes packed = RawDeflate(shortData);
-  ASSERT_LT(packed.size(), w.blockLengths[6]);
-  uint8_t entry[4];
-  {
-    File probe(pbp, File::Mode::Read);
-    ASSERT_TRUE(probe.Seek(w.SlotPos(6)) && probe.ReadExact(entry));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const PbpWritten w = test::WritePbp(pbp, recipe);
+    ASSERT_EQ(w.blockLengths[2], kBlockSize);
+    ASSERT_NE(w.blockLengths[4], kBlockSize);
+    row.damage(w);
+    DeleteFileIfExists(out);
+    const Outcome result = Extract(pbp, out, host);
+    if (row.expected) {
+      ASSERT_EQ(result, Outcome::Success());
+      EXPECT_TRUE(ReadFileBytes(out) == row.expected(w));
+    } else {
+      EXPECT_EQ(result, Outcome::Failed(row.failure(w)));
+      // Nothing of the failed run is left.
+      EXPECT_FALSE(FileExists(out));
+      EXPECT_FALSE(FileExists(out + ".ebf-part"));
+    }
   }
-  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
-  PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
-  Bytes expected = Padded(image);
-  std::copy(expected.begin() + 5 * kBlockSize, expected.begin() + 6 * kBlockSize,
-            expected.begin() + 6 * kBlockSize);
-  std::copy(shortData.begin(), shortData.end(), expected.begin() + 6 * kBlockSize);
-  EXPECT_EQ(ReadFileBytes(out), expected);
+  EXPECT_TRUE(host.questions.empty());
 
-  // A stream that would give more than a block: the first 37,632 bytes are kept.
-  w = test::WritePbp(pbp, recipe);
-  Bytes longData(kBlockSize + 3000, 'L');
-  for (std::size_t i = 20000; i < 21000; ++i) longData[i] = static_cast<uint8_t>(i % 7);
-  packed = RawDeflate(longData);
-  ASSERT_LT(packed.size(), w.blockLengths[6]);
-  PatchBytes(pbp, w.psar + kPsarBlockDataPos + LoadLe32(entry), packed);
-  PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
-  expected = Padded(image);
-  std::copy_n(longData.begin(), kBlockSize, expected.begin() + 6 * kBlockSize);
-  EXPECT_EQ(ReadFileBytes(out), expected);
-
-  // The last block's length runs far past the end of the file: it is read as far as the
-  // file goes and inflate stops at its stream's end.
-  w = test::WritePbp(pbp, recipe);
-  PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
-  EXPECT_EQ(ReadFileBytes(out), Padded(image));
-
-  // The same for a stored last block: what the file lacks is zero.
+  // The same for a stored last block cut short: what the file lacks is zero.
   recipe.storeBlock = [](uint64_t i) { return i == 46; };
   recipe.bootPng.clear();
   recipe.tail.clear();
-  w = test::WritePbp(pbp, recipe);
+  const PbpWritten w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
-  ASSERT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
-  expected = Padded(image);
+  ASSERT_EQ(Extract(pbp, out, host), Outcome::Success());
+  Bytes expected = Padded(image);
   std::fill(expected.end() - 1000, expected.end(), 0);
   EXPECT_EQ(ReadFileBytes(out), expected);
 }
@@ -312,37 +308,31 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   const std::string out = dir / "out.bin";
   RunRecorder host;
 
-  EXPECT_EQ(ExtractDiscImage(dir / "missing.pbp", out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kNoSuchFile));
-  EXPECT_EQ(ExtractDiscImage(dir.path(), out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(Extract(dir / "missing.pbp", out, host), Outcome::Failed(kNoSuchFile));
+  EXPECT_EQ(Extract(dir.path(), out, host), Outcome::Failed(kNoSuchFile));
 
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
   PbpWritten w = test::WritePbp(pbp, recipe);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel), Outcome::Success());
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
   PatchLe32(pbp, 36, 0xFFFFFFF0u);
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
   WriteFileBytes(pbp, Bytes(30, 0));
-  EXPECT_EQ(ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel),
-            Outcome::Failed(kPsarHeaderNotFound));
+  EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
   w = test::WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
-  const std::string r0 =
-      ExtractDiscImage(pbp, dir.path() + "/./EBOOT.PBP", false, kTocNone, host, host.cancel).text();
+  const std::string r0 = Extract(pbp, dir.path() + "/./EBOOT.PBP", host).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
@@ -350,7 +340,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   w = test::WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
-  std::string r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
+  std::string r = Extract(pbp, out, host).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("cut short"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -358,7 +348,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // An index entry that points past the end of the file.
   w = test::WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
-  r = ExtractDiscImage(pbp, out, false, kTocNone, host, host.cancel).text();
+  r = Extract(pbp, out, host).text();
   EXPECT_NE(r.find(pbp), std::string::npos) << r;
   EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
   EXPECT_FALSE(FileExists(out));
@@ -366,7 +356,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // A target that cannot be written says so, naming it.
   w = test::WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
-  r = ExtractDiscImage(pbp, nowhere, false, kTocNone, host, host.cancel).text();
+  r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }
@@ -393,12 +383,7 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     recipe.level = row.level;
     recipe.digests = true;
     PbpWritten w = test::WritePbp(pbp, recipe);
-    uint8_t entry[4];
-    {
-      File probe(pbp, File::Mode::Read);
-      ASSERT_TRUE(probe.Seek(w.SlotPos(std::max(row.damaged, 0))) && probe.ReadExact(entry));
-    }
-    const uint64_t at = w.psar + kPsarBlockDataPos + LoadLe32(entry);
+    const uint64_t at = BlockAt(w, std::max(row.damaged, 0));
     if (row.damaged < 0) {
       for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));
     } else {  // one bit of a stored block; the later blocks' digests show they are ours
@@ -407,7 +392,7 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     RunRecorder host;
     const Outcome result =
         row.split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
-                  : ExtractDiscImage(pbp, dir / "out.bin", false, kTocNone, host, host.cancel);
+                  : Extract(pbp, dir / "out.bin", host);
     if (row.damaged < 0) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_EQ(ReadFileBytes(dir / "out.bin"), Padded(recipe.image));

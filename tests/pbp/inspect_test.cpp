@@ -20,13 +20,6 @@ using test::RunRecorder;
 using test::TempDir;
 using test::WriteFileBytes;
 
-void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
-  File f(path, File::Mode::ReadWrite);
-  uint8_t raw[4];
-  StoreLe32(raw, value);
-  ASSERT_TRUE(f.Seek(at) && f.Write(raw));
-}
-
 TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   TempDir dir;
   PackageRecipe recipe;
@@ -139,17 +132,18 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
       {w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 79), "boot picture"},
   };
   for (const Damage& d : cases) {
-    WriteFileBytes(pbp, good);
-    PatchLe32(pbp, d.at, d.value);
-    std::filesystem::remove_all(temp);
+    Bytes bad = good;
+    StoreLe32(&bad[d.at], d.value);
+    WriteFileBytes(pbp, bad);
     Inspection r = InspectEboot(pbp, temp, host);
     EXPECT_NE(r.message.find(d.mentions), std::string::npos) << r.message;
     EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
     EXPECT_FALSE(FileExists(temp)) << d.mentions;
   }
   // A boot picture that ends exactly at the end of the file is fine.
-  WriteFileBytes(pbp, good);
-  PatchLe32(pbp, w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 80));
+  Bytes exact = good;
+  StoreLe32(&exact[w.startData + 20], static_cast<uint32_t>(w.fileSize - w.startData - 80));
+  WriteFileBytes(pbp, exact);
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
   EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
 }

@@ -59,6 +59,10 @@ struct Fixture {
     WriteFileBytes(p, NoiseBytes(size, seed));
     return p;
   }
+  Outcome Update() { return UpdateEboot(pbp, temp, program, job, host, host, host.cancel).outcome; }
+  Outcome Rebuild(const std::string& dest) {
+    return ReconstructEboot(pbp, dest, temp, program, job, host, host.cancel);
+  }
   Bytes Image(const std::string& pbpPath) {
     RunRecorder h;
     std::string out = dir / "image.bin";
@@ -84,9 +88,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   ASSERT_EQ(MeasureRoom(fx.pbp, fx.temp, fx.job, room), "");
   EXPECT_EQ(room.assets, 6000);
   EXPECT_EQ(room.room, 6000);
-  ASSERT_EQ(
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
-      Outcome::Success());
+  ASSERT_EQ(fx.Update(), Outcome::Success());
   EXPECT_TRUE(fx.host.questions.empty());
 
   const Bytes after = ReadFileBytes(fx.pbp);
@@ -122,9 +124,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
 
   // Smaller assets: the gap before DATA.PSAR is zero-filled; each patch adds one byte.
   fx.job.icon0 = fx.Asset("small.png", 10, 21);
-  ASSERT_EQ(
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
-      Outcome::Success());
+  ASSERT_EQ(fx.Update(), Outcome::Success());
   const Bytes again = ReadFileBytes(fx.pbp);
   EXPECT_EQ(again.size(), after.size() + 1);
   const uint64_t baseEnd = 40 + 944 + 10 + 3500 + 700;
@@ -143,29 +143,22 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
 
   // No ends the job; the package is untouched.
   fx.host.answers = {false};
-  EXPECT_EQ(
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
-      Outcome::Declined());
+  EXPECT_EQ(fx.Update(), Outcome::Declined());
   ASSERT_EQ(fx.host.questions.size(), 1u);
   EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
   EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
   // Yes, then the dialog cancelled, or the source itself chosen.
   fx.host.answers.clear();
-  EXPECT_EQ(
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
-      Outcome::Declined());
+  EXPECT_EQ(fx.Update(), Outcome::Declined());
   EXPECT_EQ(fx.host.destinationsAsked, 1);
   fx.host.destination = fx.pbp;
-  EXPECT_EQ(
-      UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel).outcome,
-      Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(fx.Update(), Outcome::Failed(kSameFileMessage));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   // The same file under another spelling of its path is refused too: nothing may
   // delete the source.
   const std::string other = fx.dir.path() + "/./EBOOT.PBP";
-  EXPECT_EQ(ReconstructEboot(fx.pbp, other, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
-            Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(fx.Rebuild(other), Outcome::Failed(kSameFileMessage));
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 
   const std::string dest = fx.dir / "rebuilt/EBOOT.PBP";
@@ -217,8 +210,7 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
     pumps = n;
     fx.host.cancel.Request();
   };
-  EXPECT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
-            Outcome::Cancelled());
+  EXPECT_EQ(fx.Rebuild(dest), Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
   EXPECT_FALSE(fx.host.cancel.Requested());
   EXPECT_FALSE(FileExists(dest));
@@ -226,12 +218,10 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
 
   // A missing asset is named before anything is written.
   fx.job.snd0 = fx.dir / "assets/none.at3";
-  std::string r =
-      ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel).text();
+  std::string r = fx.Rebuild(dest).text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_FALSE(FileExists(dest));
-  r = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host, fx.host.cancel)
-          .outcome.text();
+  r = fx.Update().text();
   EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 }
@@ -283,12 +273,6 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
 }
 
-}  // namespace
-}  // namespace ebf::pbp
-
-namespace ebf::pbp {
-namespace {
-
 // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
 // exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
 // leave that byte visible at the end of the new package.
@@ -307,8 +291,7 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   fx.job.gameboot = fx.Asset("empty.png", 0, 1);
   WriteFileBytes(fx.temp + "START.DAT", {});
   const std::string dest = fx.dir / "new.pbp";
-  ASSERT_EQ(ReconstructEboot(fx.pbp, dest, fx.temp, fx.program, fx.job, fx.host, fx.host.cancel),
-            Outcome::Success());
+  ASSERT_EQ(fx.Rebuild(dest), Outcome::Success());
   const Bytes rebuilt = ReadFileBytes(dest);
   File in(dest, File::Mode::Read);
   const uint64_t newP = ReadPbpHeader(in)->psarOffset();

@@ -5,6 +5,7 @@
 #include <openssl/evp.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "common/files.h"
@@ -35,10 +36,6 @@ std::string LastLine(std::string out) {
   return out.substr(out.rfind('\n') + 1);
 }
 
-int LineCount(const std::string& out) {
-  return static_cast<int>(std::count(out.begin(), out.end(), '\n'));
-}
-
 // A game disc in mode 2 sectors, then noise (incompressible, like XA audio), then zeros,
 // ending part-way through a sector.
 Bytes GameImage() {
@@ -46,11 +43,6 @@ Bytes GameImage() {
   Bytes noise = AudioSectors(40, 5);
   image.insert(image.end(), noise.begin(), noise.end());
   image.resize(image.size() + 30 * 2352 + 1000, 0);
-  return image;
-}
-
-Bytes PaddedToBlocks(Bytes image) {
-  image.resize((image.size() + kTestBlock - 1) / kTestBlock * kTestBlock, 0);
   return image;
 }
 
@@ -72,7 +64,7 @@ class ConverterTest : public ::testing::Test {
   void ExpectFailure(const ProcessResult& r, const std::string& expected, bool onlyLine = true) {
     EXPECT_NE(r.exitCode, 0) << r.output;
     if (onlyLine) {
-      EXPECT_EQ(LineCount(r.output), 1) << r.output;
+      EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 1) << r.output;
     }
     EXPECT_NE(LastLine(r.output).find(expected), std::string::npos) << r.output;
     EXPECT_EQ(r.output.find("Done."), std::string::npos) << r.output;
@@ -125,24 +117,17 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   EXPECT_EQ(fields.title, "My Game: \xC3\xA9t\xC3\xA9");  // the ANSI bytes, read back
   EXPECT_EQ(fields.discId, "SLUS01234");
   EXPECT_EQ(pkg.Section(0).size(), sfo.size());
-  EXPECT_EQ(pkg.Section(1), icon0);
-  EXPECT_TRUE(pkg.Section(2).empty());
-  EXPECT_EQ(pkg.Section(3), pic0);
-  EXPECT_EQ(pkg.Section(4), pic1);
-  EXPECT_TRUE(pkg.Section(5).empty());
-  EXPECT_EQ(pkg.Section(6), loader);
+  const Bytes sections[] = {icon0, {}, pic0, pic1, {}, loader};
+  for (int i = 1; i <= 6; ++i) EXPECT_EQ(pkg.Section(i), sections[i - 1]) << i;
 
   EXPECT_EQ(pkg.PsarText(0, 12), "PSISOIMG0000");
   EXPECT_EQ(pkg.PsarText(0x400, 16), "_SLUS_01234");
   EXPECT_EQ(LoadLe32(pkg.PsarAt(0xBFC)), 0x100000u);
   EXPECT_EQ(pkg.PsarText(0x122C, 128), "My Game: \xE9t\xE9");
-  // No ISO.TOC: the default table, lead-out at the image's sector count (rounded up).
-  const uint32_t sectors = static_cast<uint32_t>((image.size() + 2351) / 2352);
-  const uint8_t* a2 = pkg.PsarAt(0x800 + 20);
-  EXPECT_EQ(a2[2], 0xA2);
-  EXPECT_EQ((a2[7] >> 4) * 10 + (a2[7] & 15), static_cast<int>(sectors / 4500));
-  EXPECT_EQ((a2[8] >> 4) * 10 + (a2[8] & 15), static_cast<int>(sectors / 75 % 60));
-  EXPECT_EQ((a2[9] >> 4) * 10 + (a2[9] & 15), static_cast<int>(sectors % 75));
+  // No ISO.TOC: the default table, lead-out at the image's 95 sectors (rounded up): 00:01:20.
+  ASSERT_EQ((image.size() + 2351) / 2352, 95u);
+  EXPECT_EQ(Bytes(pkg.PsarAt(0x800 + 20), pkg.PsarAt(0x800 + 30)),
+            (Bytes{0x41, 0, 0xA2, 0, 0, 0, 0, 0x00, 0x01, 0x20}));
 
   // STARTDAT right after the blocks: new boot picture, then the template's tail.
   uint64_t s = uint64_t{pkg.Psar()} + LoadLe32(pkg.PsarAt(12));
@@ -160,10 +145,8 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   pbp::Inspection seen = pbp::InspectEboot(dir_ / "EBOOT.PBP", dir_.folder() + "temp" + kSep, host);
   EXPECT_EQ(seen.message, "");
   EXPECT_EQ(seen.title, "My Game: \xC3\xA9t\xC3\xA9");
-  EXPECT_EQ(seen.gameId, "SLUS01234");
   EXPECT_EQ(seen.bootPngSize, boot.size());
   EXPECT_EQ(ReadFileBytes(dir_ / "temp/Gameboot.png"), boot);
-  EXPECT_TRUE(host.questions.empty());
 
   // A non-empty DATA.PSP beats the template's loader.
   const Bytes ownLoader = NoiseBytes(777, 9);
@@ -176,22 +159,26 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
 TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
   const Bytes image = GameImage();
   WriteFileBytes(dir_ / "game.bin", image);
-  Bytes expected = PaddedToBlocks(image);
-  const uint32_t blocks = static_cast<uint32_t>(expected.size() / kTestBlock);
-  expected.resize(expected.size() + kTestBlock, 0);  // the padding block
+  const uint32_t blocks = static_cast<uint32_t>((image.size() + kTestBlock - 1) / kTestBlock);
+  Bytes expected = image;
+  expected.resize((blocks + 1) * kTestBlock, 0);  // the last block filled, the padding block
 
   for (int level = 0; level <= 9; ++level) {
     SCOPED_TRACE(level);
     ProcessResult r = Run({"Round Trip", "SCES00001", std::to_string(level), dir_ / "game.bin"});
     ASSERT_EQ(r.exitCode, 0) << r.output;
     EXPECT_EQ(LastLine(r.output), "Done.");
-    // The program's own extractor gives the image back.
+    // Every block inflates on its own to exactly its 37,632 bytes; the program's own
+    // extractor reaches the padding block too, which such readers never do.
+    InflatingReader reader(dir_ / "EBOOT.PBP");
+    Bytes back;
+    ASSERT_EQ(reader.ReadSectors(0, blocks * 16, back), "");
+    EXPECT_TRUE(back == Bytes(expected.begin(), expected.begin() + blocks * kTestBlock));
     RunRecorder host;
     ASSERT_EQ(
         pbp::ExtractDiscImage(dir_ / "EBOOT.PBP", dir_ / "back.bin", false, 0, host, host.cancel),
         Outcome::Success());
     EXPECT_TRUE(ReadFileBytes(dir_ / "back.bin") == expected);
-
     PackageBytes pkg(dir_ / "EBOOT.PBP");
     // Blocks back to back, every one a deflate stream (never a raw 0x9300 block); markers 1
     // on the image's blocks, 0 on the padding block; an all-zero terminator; the digest
@@ -204,15 +191,14 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
       EXPECT_NE(e.size, kTestBlock) << i;
       storedStreams += e.size == 37637;
       EXPECT_EQ(e.marker, i == blocks ? 0 : 1) << i;
-      auto plain = pkg.Block(e.offset, e.size);
-      ASSERT_TRUE(plain.has_value()) << i;
       unsigned char md[EVP_MAX_MD_SIZE];
       unsigned int len = 0;
-      EVP_Digest(plain->data(), plain->size(), md, &len, EVP_sha1(), nullptr);
+      EVP_Digest(&expected[uint64_t{i} * kTestBlock], kTestBlock, md, &len, EVP_sha1(), nullptr);
       EXPECT_EQ(std::memcmp(e.digest, md, 16), 0) << i;
       next += e.size;
     }
-    EXPECT_TRUE(pkg.EntryIsZero(blocks + 1));
+    EXPECT_EQ(Bytes(pkg.PsarAt(0x4000 + 32 * (blocks + 1)), pkg.PsarAt(0x4000 + 32 * (blocks + 2))),
+              Bytes(32, 0));
     EXPECT_EQ(LoadLe32(pkg.PsarAt(12)), 0x100000u + next);
     if (level == 0) {
       EXPECT_EQ(storedStreams, static_cast<int>(blocks + 1));
@@ -234,7 +220,6 @@ Bytes ThreeTrackToc() {
 
 TEST_F(ConverterTest, IsoTocIsCopiedWithTheAudioTimesReadersTakeRight) {
   const Bytes toc = ThreeTrackToc();
-  ASSERT_EQ(toc.size(), 60u);
   WriteFileBytes(dir_ / "ISO.TOC", toc);
   WriteFileBytes(dir_ / "game.bin", GameImage());
   ProcessResult r = Run({"Tracks", "SLPS00002", "5", dir_ / "game.bin"});
@@ -244,9 +229,9 @@ TEST_F(ConverterTest, IsoTocIsCopiedWithTheAudioTimesReadersTakeRight) {
   Bytes expected = toc;
   const uint8_t audio[3][3] = {{0x00, 0x00, 0x00}, {0x00, 0x38, 0x10}, {0x09, 0x58, 0x01}};
   for (int t = 0; t < 3; ++t) std::copy(audio[t], audio[t] + 3, expected.begin() + 30 + 10 * t + 3);
+  expected.resize(1020, 0);
   PackageBytes pkg(dir_ / "EBOOT.PBP");
-  EXPECT_EQ(Bytes(pkg.PsarAt(0x800), pkg.PsarAt(0x800) + 60), expected);
-  EXPECT_EQ(Bytes(pkg.PsarAt(0x800 + 60), pkg.PsarAt(0xBFC)), Bytes(1020 - 60, 0));
+  EXPECT_EQ(Bytes(pkg.PsarAt(0x800), pkg.PsarAt(0xBFC)), expected);
   EXPECT_EQ(ReadFileBytes(dir_ / "ISO.TOC"), toc);
 
   WriteFileBytes(dir_ / "ISO.TOC", NoiseBytes(1021, 1));
@@ -256,32 +241,34 @@ TEST_F(ConverterTest, IsoTocIsCopiedWithTheAudioTimesReadersTakeRight) {
 
 TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
-  const std::string image = dir_ / "game.bin";
-
-  ExpectFailure(Run({"T", "SLUS00001", "9", dir_ / "missing.bin"}), "Cannot read the image");
-  ExpectFailure(Run({"T", "SLUS00001", "9", dir_.MakeDir("folder.bin")}), "it is a folder");
   WriteFileBytes(dir_ / "empty.bin", {});
-  ExpectFailure(Run({"T", "SLUS00001", "9", dir_ / "empty.bin"}), "is empty");
-  ExpectFailure(Run({"T", "SLUS00001", "10", image}), "compression level");
-  ExpectFailure(Run({"T", "SLUS0001", "9", image}), "game ID");
-  ProcessResult usage = Run({"T", "SLUS00001", "9"});
-  ExpectFailure(usage, "Usage: tarnwick.exe");
+  const std::string image = dir_ / "game.bin", missing = dir_ / "missing.bin";
+  const std::string folder = dir_.MakeDir("folder.bin");
+  // Later discs: an ID and an image each, at most five discs, each checked as disc 1 is.
+  const std::vector<std::string> sixDiscs = {
+      "T",   "SLUS00001", "9",   image,       "SLUS00002", image,       "SLUS00003",
+      image, "SLUS00004", image, "SLUS00005", image,       "SLUS00006", image};
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{"T", "SLUS00001", "9", missing}, "Cannot read the image"},
+      {{"T", "SLUS00001", "9", folder}, "it is a folder"},
+      {{"T", "SLUS00001", "9", dir_ / "empty.bin"}, "is empty"},
+      {{"T", "SLUS00001", "10", image}, "compression level"},
+      {{"T", "SLUS0001", "9", image}, "game ID"},
+      {{"T", "SLUS00001", "9"}, "Usage: tarnwick.exe"},
+      {{"T", "SLUS00001", "9", image, "SLUS00002"}, "Usage: tarnwick.exe"},
+      {sixDiscs, "Usage: tarnwick.exe"},
+      {{"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS0003", image},
+       "Disc 3: The game ID must be 9 characters such as SLUS00594, not \"SLUS0003\""},
+      {{"T", "SLUS00001", "9", image, "SLUS00002", missing}, "Cannot read the image " + missing},
+  };
+  for (const auto& [args, said] : rows) ExpectFailure(Run(args), said);
+
   // Started by hand without arguments, it says how a game on several discs is given.
   ProcessResult bare = Run({});
   EXPECT_EQ(bare.exitCode, 2);
   EXPECT_NE(bare.output.find("[<GAMEID2> \"<image2>\" ... up to disc 5]"), std::string::npos)
       << bare.output;
   EXPECT_NE(bare.output.find("ISO2.TOC to ISO5.TOC"), std::string::npos) << bare.output;
-
-  // Later discs: an ID and an image each, at most five discs, each checked as disc 1 is.
-  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002"}), "Usage: tarnwick.exe");
-  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS00003", image,
-                     "SLUS00004", image, "SLUS00005", image, "SLUS00006", image}),
-                "Usage: tarnwick.exe");
-  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS0003", image}),
-                "Disc 3: The game ID must be 9 characters such as SLUS00594, not \"SLUS0003\"");
-  ExpectFailure(Run({"T", "SLUS00001", "9", image, "SLUS00002", dir_ / "missing.bin"}),
-                "Cannot read the image " + (dir_ / "missing.bin"));
 
   // An image that is the package to be written is refused before anything is touched.
   const Bytes older = NoiseBytes(50000, 8);
@@ -318,7 +305,6 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   WriteFileBytes(dir_ / "BASE.PBP", Bytes(100, 0x11));
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
 }
-
 TEST_F(ConverterTest, ReadsAndWritesTheFilesItsOptionsNameAndRemovesItsOutputWhenStopped) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
   const std::string image = dir_ / "game.bin";
@@ -379,16 +365,9 @@ TEST_F(ConverterTest, LongTitlesAndPathsAreCutToWhatTheFieldsAndPipeHold) {
   PackageBytes pkg(dir_ / "EBOOT.PBP");
   EXPECT_EQ(pbp::ReadSfoFields(pkg.Section(0)).title, std::string(127, 'x'));
   EXPECT_EQ(pkg.PsarText(0x122C, 128), std::string(127, 'x'));
-
   fs::remove(dir_ / "EBOOT.PBP");
   ExpectFailure(Run({title, "SLUS00001", "9", image + ".missing"}), "No such file or directory");
 }
-
-}  // namespace
-}  // namespace ebf::test
-
-namespace ebf::test {
-namespace {
 
 TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
   PackageBytes base(RuntimeFolder() + "Data" + kSep + "BASE.PBP");
@@ -410,25 +389,17 @@ TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
   EXPECT_EQ(LoadLe32(&psar[0x14]), 0u);
 }
 
-namespace multi {
-
-// A game on three discs of different lengths, so the sections end at different places.
-Bytes Disc(int n) {
-  Bytes image =
-      BuildDiscImage(GameDisc("SLUS_012.3" + std::to_string(3 + n)), SectorLayout::Mode2Raw);
-  Bytes noise = AudioSectors(20 + 37 * n, 10 + n);
-  image.insert(image.end(), noise.begin(), noise.end());
-  image.resize(image.size() + 2352 * n + 100 * n, 0);
-  return image;
-}
-
-}  // namespace multi
-
 TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
+  // Three discs of different lengths, so the sections end at different places.
   std::vector<Bytes> discs;
   for (int n = 1; n <= 3; ++n) {
-    discs.push_back(multi::Disc(n));
-    WriteFileBytes(dir_ / ("disc" + std::to_string(n) + ".bin"), discs.back());
+    Bytes image =
+        BuildDiscImage(GameDisc("SLUS_012.3" + std::to_string(3 + n)), SectorLayout::Mode2Raw);
+    Bytes noise = AudioSectors(20 + 37 * n, 10 + n);
+    image.insert(image.end(), noise.begin(), noise.end());
+    image.resize(image.size() + 2352 * n + 100 * n, 0);
+    discs.push_back(image);
+    WriteFileBytes(dir_ / ("disc" + std::to_string(n) + ".bin"), image);
   }
   const Bytes boot = NoiseBytes(999, 3);
   WriteFileBytes(dir_ / "BOOT.PNG", boot);
@@ -447,16 +418,16 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
     EXPECT_EQ(fields.discId, "SLUS01234");
 
     // The title header: the table of sections from DATA.PSAR, zero after the third, and
-    // disc 1's ID shared by all.
-    EXPECT_EQ(pkg.PsarText(0, 16), "PSTITLEIMG000000");
-    EXPECT_EQ(Bytes(pkg.PsarAt(0x10), pkg.PsarAt(0x200)), Bytes(0x1F0, 0));
+    // disc 1's ID shared by all; zeros elsewhere.
     uint32_t slots[3];
     for (int i = 0; i < 3; ++i) slots[i] = LoadLe32(pkg.PsarAt(0x200 + 4 * i));
     EXPECT_EQ(slots[0], 0x400u);
-    EXPECT_EQ(Bytes(pkg.PsarAt(0x20C), pkg.PsarAt(0x264)), Bytes(0x58, 0));
-    const uint8_t id[16] = {'_', 'S', 'L', 'U', 'S', '_', '0', '1', '2', '3', '4', 0, 0, 0, 0, 0};
-    EXPECT_EQ(Bytes(pkg.PsarAt(0x264), pkg.PsarAt(0x274)), Bytes(id, id + 16));
-    EXPECT_EQ(Bytes(pkg.PsarAt(0x274), pkg.PsarAt(0x400)), Bytes(0x18C, 0));
+    Bytes header(0x400, 0);
+    const std::string magic = "PSTITLEIMG000000", id = "_SLUS_01234";
+    std::copy(magic.begin(), magic.end(), header.begin());
+    std::copy(pkg.PsarAt(0x200), pkg.PsarAt(0x20C), header.begin() + 0x200);
+    std::copy(id.begin(), id.end(), header.begin() + 0x264);
+    EXPECT_EQ(Bytes(pkg.PsarAt(0), pkg.PsarAt(0x400)), header);
 
     const std::string ids[3] = {"_SLUS_01234", "_SLUS_01235", "_SLUS_01236"};
     uint64_t startDat = 0;
@@ -473,25 +444,21 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
       for (uint32_t at = s + 0x4000; LoadLe32(pkg.PsarAt(at + 4)) != 0; at += 32)
         end = LoadLe32(pkg.PsarAt(at)) + LoadLe16(pkg.PsarAt(at + 4));
       const uint32_t sectionEnd = s + 0x100000 + end;
-      const uint32_t sizeField = LoadLe32(pkg.PsarAt(s + 12));
+      const uint32_t next = i < 2 ? slots[i + 1] : sectionEnd;
       if (i < 2) {
-        EXPECT_EQ(slots[i + 1], (sectionEnd + 0x3FF) / 0x400 * 0x400);
-        EXPECT_EQ(Bytes(pkg.PsarAt(sectionEnd), pkg.PsarAt(slots[i + 1])),
-                  Bytes(slots[i + 1] - sectionEnd, 0));
-        EXPECT_EQ(sizeField, slots[i + 1] - s);
-      } else {
-        EXPECT_EQ(sizeField, sectionEnd - s);
-        startDat = uint64_t{pkg.Psar()} + sectionEnd;
+        EXPECT_EQ(next, (sectionEnd + 0x3FF) / 0x400 * 0x400);
+        EXPECT_EQ(Bytes(pkg.PsarAt(sectionEnd), pkg.PsarAt(next)), Bytes(next - sectionEnd, 0));
       }
+      EXPECT_EQ(LoadLe32(pkg.PsarAt(s + 12)), next - s);
+      startDat = uint64_t{pkg.Psar()} + sectionEnd;
 
       // Each disc reads back whole, as its own disc, by a reader of multi-disc packages.
       InflatingReader reader(dir_ / "EBOOT.PBP", i + 1);
       ASSERT_EQ(reader.error(), "");
       EXPECT_EQ(reader.discCount(), 3);
       const uint32_t sectors = static_cast<uint32_t>((discs[i].size() + 2351) / 2352);
-      Bytes back;
+      Bytes back, expected = discs[i];
       ASSERT_EQ(reader.ReadSectors(0, sectors, back), "");
-      Bytes expected = discs[i];
       expected.resize(uint64_t{sectors} * 2352, 0);
       EXPECT_TRUE(back == expected);
       if (i == 1) {
@@ -504,8 +471,7 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
         EXPECT_EQ(reader.discSectors(), sectors);  // the default table, as for one disc
       }
     }
-    InflatingReader none(dir_ / "EBOOT.PBP", 4);
-    EXPECT_EQ(none.error(), "no disc 4 in the table");
+    EXPECT_EQ(InflatingReader(dir_ / "EBOOT.PBP", 4).error(), "no disc 4 in the table");
 
     const Bytes& all = pkg.bytes();
     ASSERT_LE(startDat + 0x50 + boot.size(), all.size());

@@ -1,12 +1,8 @@
 #pragma once
 // A small, independent reader of the packages the converter writes, for the tests: section
-// bytes, the disc header, index entries (u16 size, u16 marker) and single blocks (37,632
-// bytes stored, anything else raw deflate).
+// bytes, the disc header and index entries (u16 size, u16 marker, digest). The blocks
+// themselves are read by support/inflating_reader.h.
 
-#include <zlib.h>
-
-#include <cstring>
-#include <optional>
 #include <string>
 
 #include "common/bytes.h"
@@ -41,36 +37,6 @@ class PackageBytes {
   IndexEntry Entry(uint32_t slot) const {
     const uint8_t* e = PsarAt(0x4000 + 32 * slot);
     return {LoadLe32(e), LoadLe16(e + 4), LoadLe16(e + 6), e + 8};
-  }
-  bool EntryIsZero(uint32_t slot) const {
-    const uint8_t* e = PsarAt(0x4000 + 32 * slot);
-    for (int i = 0; i < 32; ++i)
-      if (e[i]) return false;
-    return true;
-  }
-  // One block's 37,632 plain bytes, or nullopt when it does not decode to exactly that.
-  std::optional<Bytes> Block(uint32_t offset, uint32_t length) const {
-    uint64_t at = uint64_t{Psar()} + 0x100000 + offset;
-    if (at > bytes_.size()) return std::nullopt;
-    // A length that runs past the end of the file reads what is there.
-    if (length != kTestBlock && at + length > bytes_.size())
-      length = static_cast<uint32_t>(bytes_.size() - at);
-    if (at + length > bytes_.size()) return std::nullopt;
-    const uint8_t* src = &bytes_[at];
-    if (length == kTestBlock) return Bytes(src, src + length);
-    Bytes out(kTestBlock + 1);
-    z_stream z{};
-    if (inflateInit2(&z, -15) != Z_OK) return std::nullopt;
-    z.next_in = const_cast<uint8_t*>(src);
-    z.avail_in = length;
-    z.next_out = out.data();
-    z.avail_out = static_cast<uInt>(out.size());
-    int rc = inflate(&z, Z_FINISH);
-    size_t produced = z.total_out;
-    inflateEnd(&z);
-    if (rc != Z_STREAM_END || produced != kTestBlock) return std::nullopt;
-    out.resize(kTestBlock);
-    return out;
   }
 
  private:
