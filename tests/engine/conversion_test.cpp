@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "assets/slots.h"
 #include "common/bytes.h"
@@ -271,88 +272,55 @@ Bytes StoredImageOf(const Bytes& package, std::size_t imageSize) {
   return image;
 }
 
+// A pattern that begins in one block and ends in the next is found across the head that lies
+// between them in the package, and written in two pieces around it; the user's image stays.
 TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
-  {
-    Job r;
-    const Bytes image = PalImage();
-    test::WriteFileBytes(r.work / "game.bin", image);
-    r.job.input = r.work / "game.bin";
-    r.job.level = 0;
-    r.job.palFixScreen = true;
-    const ConversionResult result = r.Run();
-    ASSERT_EQ(result.outcome, Outcome::Success());
-    EXPECT_EQ(result.palPatches, 2u);
-    EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
-    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) ==
-                PalFixedByHand(image));
+  Job r;
+  const Bytes image = test::NoiseBytes(40 * 2352, 9);
+  Bytes patterned = image, expected = image;
+  const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+  const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+  for (long at : {37632 - 3, 60001}) {
+    std::copy(pattern, pattern + 8, patterned.begin() + at);
+    std::copy(fixed, fixed + 8, expected.begin() + at);
   }
-  {
-    // A pattern that begins in one block and ends in the next is found across the head
-    // that lies between them in the package, and written in two pieces around it.
-    Job r;
-    Bytes image = test::NoiseBytes(40 * 2352, 9);
-    const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-    const std::size_t at[2] = {37632 - 3, 60001};
-    for (std::size_t a : at) std::copy(pattern, pattern + 8, image.begin() + static_cast<long>(a));
-    test::WriteFileBytes(r.work / "noise.bin", image);
-    r.job.input = r.work / "noise.bin";
-    r.job.level = 0;
-    r.job.palFixScreen = true;
-    const ConversionResult result = r.Run();
-    ASSERT_EQ(result.outcome, Outcome::Success());
-    EXPECT_EQ(result.palPatches, 2u);
-    Bytes expected = image;
-    const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
-    for (std::size_t a : at) std::copy(fixed, fixed + 8, expected.begin() + static_cast<long>(a));
-    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) == expected);
-  }
+  test::WriteFileBytes(r.work / "noise.bin", patterned);
+  r.job.input = r.work / "noise.bin";
+  r.job.level = 0;
+  r.job.palFixScreen = true;
+  const ConversionResult result = r.Run();
+  ASSERT_EQ(result.outcome, Outcome::Success());
+  EXPECT_EQ(result.palPatches, 2u);
+  EXPECT_TRUE(test::ReadFileBytes(r.work / "noise.bin") == patterned);
+  EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) == expected);
 }
 
 TEST(Conversion, RefusalsBeforeAnyWork) {
-  {
+  using Change = std::function<void(Job&)>;
+  const std::pair<Change, Outcome> rows[] = {
+      {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
+       Outcome::Failed(test::ConverterMissingMessage())},
+      // A shipped default that has gone.
+      {[](Job& r) {
+         std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
+       },
+       Outcome::Failed(test::MissingFilesMessage())},
+      {[](Job& r) {
+         r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
+       },
+       Outcome::Failed("It appears that you may not have enough disk space!")},
+      // The checks before a run refuse in their own words.
+      {[](Job& r) { r.job.gameId = "SLUS0123"; },
+       Outcome::Failed("Game ID is invalid (according to tarnwick)")},
+  };
+  for (const auto& [change, expected] : rows) {
     Job r;
-    test::WriteFileText(r.work / "game.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE2/2352\n");
-    r.job.input = r.work / "game.cue";
-    EXPECT_EQ(r.Go(), Outcome::Failed("The BIN file could not be found!!!"));
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.job.input = r.work / "g.bin";
+    change(r);
+    EXPECT_EQ(r.Go(), expected);
     r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe");
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    EXPECT_EQ(r.Go(), Outcome::Failed(test::ConverterMissingMessage()));
-  }
-  {
-    // A shipped default that has gone.
-    Job r;
-    std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    EXPECT_EQ(r.Go(), Outcome::Failed(test::MissingFilesMessage()));
-    r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
-    EXPECT_EQ(r.Go(), Outcome::Failed("It appears that you may not have enough disk space!"));
-    r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    // The checks before a run refuse in their own words, and nothing is made.
-    r.job.gameId = "SLUS0123";
-    EXPECT_EQ(r.Go(), Outcome::Failed("Game ID is invalid (according to tarnwick)"));
-    r.job.gameId = "SLUS01234";
-    r.job.saveName = "";
-    EXPECT_EQ(r.Go(),
-              Outcome::Failed("No game save name selected!  Please use the Select button to "
-                              "choose a game!"));
-    EXPECT_TRUE(std::filesystem::is_empty(r.work / "out"));
+    EXPECT_FALSE(IsDirectory(r.work / "out") && !std::filesystem::is_empty(r.work / "out"));
   }
 #ifndef _WIN32
   if (geteuid() != 0) {  // root writes anywhere
@@ -417,27 +385,6 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   const Bytes patched = ExtractAgain(eboot, r.work / "a.bin");
   ASSERT_GE(patched.size(), image.size());
   EXPECT_TRUE(std::equal(image.begin(), image.end(), patched.begin()));
-
-  // A bigger PIC1 does not fit: rebuilt into a new file chosen by the caller.
-  const std::string bigPic = r.work / "big.png";
-  std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG",
-                             bigPic);
-  {
-    Bytes big = test::ReadFileBytes(bigPic);
-    big.resize(big.size() + 200000, 0);  // trailing bytes after IEND: still a valid PNG header
-    test::WriteFileBytes(bigPic, big);
-  }
-  r.job.assets[kSlotPic1] = {true, bigPic};
-  const Bytes before = test::ReadFileBytes(eboot);
-  r.host.destination = r.work / "rebuilt.pbp";
-  const ConversionResult rebuiltRun = r.Run();
-  ASSERT_EQ(rebuiltRun.outcome, Outcome::Success());
-  EXPECT_TRUE(rebuiltRun.rebuilt);
-  EXPECT_EQ(rebuiltRun.package, r.work / "rebuilt.pbp");
-  EXPECT_EQ(test::ReadFileBytes(eboot), before);  // the source is never altered
-  const Bytes rebuilt = ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin");
-  ASSERT_GE(rebuilt.size(), image.size());
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), rebuilt.begin()));
 
   // Recompressed at level 0 through extraction and the converter.
   Job re;
