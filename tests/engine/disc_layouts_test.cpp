@@ -17,11 +17,9 @@
 #include "engine/conversion.h"
 #include "engine/image_prep.h"
 #include "engine/verify.h"
+#include "engine_job.h"
 #include "pbp/track_extract.h"
-#include "support/conversion_job.h"
 #include "support/disc_sets.h"
-#include "support/inflating_reader.h"
-#include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 
@@ -30,48 +28,11 @@ namespace {
 
 using test::DiscSet;
 using test::TempDir;
-using Names = std::set<std::string>;
+using Job = test::EngineJob;
 
-// The names in a folder; none when there is no folder.
-Names Entries(const std::string& folder) {
-  Names names;
-  const auto path = std::filesystem::u8path(folder);
-  if (!std::filesystem::is_directory(path)) return names;
-  for (const auto& e : std::filesystem::directory_iterator(path)) {
-    const auto name = e.path().filename().u8string();
-    names.insert(std::string(name.begin(), name.end()));
-  }
-  return names;
-}
-
-struct Job : test::ConversionJob {
-  explicit Job(int level) {
-    tempBefore = Entries(Temp());
-    job.title = job.saveName = "Disc";
-    job.level = level;
-  }
-  std::string Temp() const { return progFolder + "Temp"; }
-  // Nothing of the run stays behind but the package (if any): the output folder holds
-  // EBOOT.PBP or nothing (no EBOOT.PBP.part, no ISO.TOC, no staged file) and the Temp
-  // folder what it held before the run.
-  void ExpectCleanedUp() const {
-    const Names out = Entries(work / "out");
-    EXPECT_FALSE(out.count("EBOOT.PBP.part"));
-    EXPECT_FALSE(out.count("ISO.TOC"));
-    EXPECT_TRUE(out.empty() || out == Names{"EBOOT.PBP"}) << testing::PrintToString(out);
-    EXPECT_EQ(Entries(Temp()), tempBefore);
-  }
-  Names tempBefore;  // the Temp folder before the run
-};
-
-struct Track {
-  int number;
-  bool audio;
-  int64_t start;
-};
-
-// Converts the set and reads the package back as the inflating readers do.
-void ConvertAndReadBack(const DiscSet& set, int level, const std::vector<Track>& tracks,
+// Converts the set, then reads the package back whole; only `caption`'s preparing stage ran,
+// and the user's files are as they were.
+void ConvertAndReadBack(const DiscSet& set, int level, const std::string& tracks,
                         const std::string& caption) {
   Job r(level);
   std::vector<Bytes> before;
@@ -86,49 +47,37 @@ void ConvertAndReadBack(const DiscSet& set, int level, const std::vector<Track>&
     EXPECT_EQ(std::count(stages.begin(), stages.end(), step), caption == step ? 1 : 0)
         << testing::PrintToString(stages);
 
-  test::InflatingReader reader(r.Out("EBOOT.PBP"));
-  ASSERT_EQ(reader.error(), "");
-  const uint32_t sectors = static_cast<uint32_t>(set.disc.size() / 2352);
-  EXPECT_EQ(reader.discSectors(), sectors);
-  ASSERT_EQ(reader.tracks().size(), tracks.size());
-  for (std::size_t i = 0; i < tracks.size(); ++i) {
-    SCOPED_TRACE(tracks[i].number);
-    EXPECT_EQ(reader.tracks()[i].number, tracks[i].number);
-    EXPECT_EQ(reader.tracks()[i].audio, tracks[i].audio);
-    EXPECT_EQ(reader.tracks()[i].start, tracks[i].start);
-    EXPECT_EQ(reader.tracks()[i].audioPosition, tracks[i].start);
-  }
+  const test::ReadBack back = test::ReadPackage(r.Out("EBOOT.PBP"));
+  EXPECT_EQ(back.sectors, set.disc.size() / 2352);
+  EXPECT_EQ(back.tracks, tracks);
+  EXPECT_TRUE(back.disc == set.disc);
   // Every set holds incompressible audio: at level 9 some blocks come out of deflate longer
   // than the block, and are still written as deflate streams, never as a raw 0x9300 block;
   // at level 0 every block is a stored-mode stream of 37,637 bytes.
   int longer = 0;
-  for (uint16_t size : reader.entrySizes()) {
+  for (uint16_t size : back.entrySizes) {
     EXPECT_NE(size, 0x9300);
+    EXPECT_TRUE(level != 0 || size == 37637) << size;
     longer += size > 37632;
-    if (level == 0) {
-      EXPECT_EQ(size, 37637);
-    }
   }
   EXPECT_GT(longer, 0);
-  Bytes disc;
-  ASSERT_EQ(reader.ReadSectors(0, sectors, disc), "");
-  EXPECT_TRUE(disc == set.disc);
 }
+
+const char* const kThreeTracks = "1 data 0, 2 audio 300, 3 audio 675";
 
 TEST(DiscLayouts, RedumpSetReadsBackWholeAtLevelsNineAndZero) {
   for (int level : {9, 0}) {
     SCOPED_TRACE(level);
     TempDir dir;
-    ConvertAndReadBack(test::WriteRedumpSet(dir.path()), level,
-                       {{1, false, 0}, {2, true, 300}, {3, true, 675}}, "Joining tracks...");
+    ConvertAndReadBack(test::WriteRedumpSet(dir.path()), level, kThreeTracks, "Joining tracks...");
   }
 }
 
 TEST(DiscLayouts, PregapAndPostgapSheetStartsEveryTrackAtItsPregap) {
   // Track 1's 300 sectors and its POSTGAP of 75; each PREGAP's 150 zeros begin a track.
   TempDir dir;
-  ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9,
-                     {{1, false, 0}, {2, true, 375}, {3, true, 750}}, "Joining tracks...");
+  ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9, "1 data 0, 2 audio 375, 3 audio 750",
+                     "Joining tracks...");
 }
 
 TEST(DiscLayouts, OneFileSheetPassesOverTheLinesItAlwaysPassedOver) {
@@ -142,7 +91,7 @@ TEST(DiscLayouts, OneFileSheetPassesOverTheLinesItAlwaysPassedOver) {
                       "    INDEX 01 00:00:00\nNOTES\n  TRACK 02 AUDIO\n    TITLE \"Song\"\n"
                       "    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n  TRACK 03 AUDIO\n"
                       "    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n\x01\x02 garbage\n");
-  ConvertAndReadBack(set, 9, {{1, false, 0}, {2, true, 300}, {3, true, 675}}, "");
+  ConvertAndReadBack(set, 9, kThreeTracks, "");
 }
 
 TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
@@ -155,8 +104,7 @@ TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
     test::WriteFileText(
         set.input, ReplaceAll(test::ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
                               std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
-    ConvertAndReadBack(set, 9, {{1, false, 0}, {2, true, 300}, {3, true, 675}},
-                       "Joining tracks...");
+    ConvertAndReadBack(set, 9, kThreeTracks, "Joining tracks...");
   }
 }
 
@@ -187,7 +135,7 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       r.job.input = r.work / "game.cue";
       EXPECT_EQ(r.Go(), Outcome::Failed(message));
       r.ExpectCleanedUp();
-      EXPECT_TRUE(Entries(r.work / "out").empty());
+      EXPECT_TRUE(test::Entries(r.work / "out").empty());
       EXPECT_TRUE(test::ReadFileBytes(set.files[0]) == image);
     }
   }
@@ -231,16 +179,11 @@ std::string Sha1(const Bytes& bytes) {
 // starts (the track files taken back out are the Redump files), and the Redump sheet.
 TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
   using L = test::SameDiscLayout;
-  const char* names[] = {"one-file sheet",
-                         "Redump set",
-                         "PREGAP sheet",
-                         "IMG+CCD",
-                         "CCD of a BIN",
-                         "ISO with a CCD",
-                         "MDF+MDS",
-                         "CHD of the Redump set",
-                         "CHD of the PREGAP sheet",
-                         "ECM Redump set"};
+  // clang-format off
+  const char* names[] = {"one-file sheet", "Redump set", "PREGAP sheet", "IMG+CCD", "CCD of a BIN",
+                         "ISO with a CCD", "MDF+MDS", "CHD of the Redump set",
+                         "CHD of the PREGAP sheet", "ECM Redump set"};
+  // clang-format on
   TempDir redump;
   const DiscSet reference = test::WriteSameDisc(L::RedumpSet, redump.path());
   std::string dat = "<datafile><game name=\"Game (USA)\">";
