@@ -12,10 +12,10 @@
 #include "engine/conversion.h"
 #include "engine/recovery.h"
 #include "engine/verify.h"
+#include "engine_job.h"
 #include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
-#include "support/conversion_job.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/inflating_reader.h"
@@ -29,6 +29,7 @@ namespace {
 
 using test::RunRecorder;
 using test::TempDir;
+using Job = test::EngineJob;
 
 // Two PAL screen-height patterns in the game's code, one at an odd offset.
 Bytes PalCode() {
@@ -76,18 +77,6 @@ std::string DataAndTwoAudioTracks(const std::string& bin, uint32_t dataSectors,
          msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
          msf(dataSectors + firstAudioSectors) + "\r\n";
 }
-
-struct Job : test::ConversionJob {
-  explicit Job(bool fakeConverter = false) : ConversionJob(fakeConverter) {}
-  // Nothing of the run may stay behind but the package.
-  void ExpectCleanedUp() const {
-    for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "ICON1.PMF",
-                             "PIC0.PNG", "PIC1.PNG", "SND0.AT3", "BOOT.PNG", "ISO.TOC"})
-      EXPECT_FALSE(FileExists(Out(name))) << name;
-    for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "PALFIX.UNDO"})
-      EXPECT_FALSE(FileExists(progFolder + "Temp" + kSep + name)) << name;
-  }
-};
 
 // Extracts a package with the CCD option and returns the image.
 Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
@@ -171,7 +160,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       {"slow", "cancelled"},
   };
   for (const auto& [mode, message] : modes) {
-    Job r(true);
+    Job r(9, true);
     test::FakeMode fake(mode);
     test::WriteFileBytes(r.work / "game.bin", image);
     r.job.input = r.work / "game.bin";
@@ -342,6 +331,8 @@ TEST(Conversion, PackageInputPatchedAndRecompressed) {
   re.job.input = eboot;
   re.job.packageInspected = true;
   re.job.recompress = true;
+  re.tempBefore = test::Entries(re.progFolder + "Temp");  // the inspection's parts stay,
+  re.tempBefore.erase("START.DAT");                       // but for the START.DAT a run removes
   re.job.level = 0;
   ASSERT_EQ(re.Go(), Outcome::Success());
   re.ExpectCleanedUp();
@@ -376,6 +367,8 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   re.job.input = first.Out("EBOOT.PBP");
   re.job.packageInspected = true;
   re.job.recompress = true;
+  re.tempBefore = test::Entries(re.progFolder + "Temp");  // the inspection's parts stay,
+  re.tempBefore.erase("START.DAT");                       // but for the START.DAT a run removes
   re.job.level = 9;
   ASSERT_EQ(re.Go(), Outcome::Success());
   re.ExpectCleanedUp();

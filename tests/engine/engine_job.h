@@ -36,9 +36,11 @@ struct EngineJob : ConversionJob {
   void ExpectCleanedUp() const {
     const Names out = Entries(work / "out");
     EXPECT_TRUE(out.empty() || out == Names{"EBOOT.PBP"}) << testing::PrintToString(out);
-    EXPECT_EQ(Entries(progFolder + "Temp"), tempBefore);
+    Names temp = Entries(progFolder + "Temp");
+    temp.erase("fake_args.txt");  // the stand-in converter's record of what it was given
+    EXPECT_EQ(temp, tempBefore);
   }
-  Names tempBefore;
+  Names tempBefore;  // taken again by a test that puts files there before the run
 };
 
 struct ReadBack {
