@@ -13,7 +13,6 @@
 #include "engine/recovery.h"
 #include "engine/verify.h"
 #include "engine_job.h"
-#include "pbp/extract.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
 #include "support/disc_builder.h"
@@ -78,13 +77,6 @@ std::string DataAndTwoAudioTracks(const std::string& bin, uint32_t dataSectors,
          msf(dataSectors + firstAudioSectors) + "\r\n";
 }
 
-// Extracts a package with the CCD option and returns the image.
-Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
-  RunRecorder host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host.cancel), Outcome::Success());
-  return test::ReadFileBytes(out);
-}
-
 TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   const Bytes user = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
   {
@@ -94,7 +86,8 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     r.job.input = r.work / "game.iso";
     ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
-    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+    const Bytes back = test::ReadPackage(r.Out("EBOOT.PBP")).disc;
+    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
     for (std::size_t s = 0; s < user.size() / 2048; ++s)
       ASSERT_TRUE(std::equal(user.begin() + static_cast<long>(s * 2048),
                              user.begin() + static_cast<long>(s * 2048 + 2048),
@@ -108,9 +101,9 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     r.job.level = 0;
     ASSERT_EQ(r.Go(), Outcome::Success()) << name;
     r.ExpectCleanedUp();
-    const Bytes raw = test::EncodeSectors(user, test::SectorLayout::Mode2Raw);
-    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-    EXPECT_TRUE(std::equal(raw.begin(), raw.end(), back.begin())) << name;
+    EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc ==
+                test::EncodeSectors(user, test::SectorLayout::Mode2Raw))
+        << name;
   }
 }
 
@@ -195,10 +188,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   ASSERT_EQ(result.outcome, Outcome::Success());
   EXPECT_EQ(result.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
-  const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-  ASSERT_GE(back.size(), image.size());
-  EXPECT_TRUE(Bytes(back.begin(), back.begin() + static_cast<long>(image.size())) ==
-              PalFixedByHand(image));
+  EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc == PalFixedByHand(image));
 }
 
 // A pattern that begins in one block and ends in the next is found across the head that lies
@@ -321,9 +311,7 @@ TEST(Conversion, PackageInputPatchedAndRecompressed) {
   ASSERT_EQ(r.Go(), Outcome::Success());
   ExpectIdentity(eboot, "Renamed", "SLUS05678", "New Save");
   // Only the header area changed: the disc image is still the one converted.
-  const Bytes patched = ExtractAgain(eboot, r.work / "a.bin");
-  ASSERT_GE(patched.size(), image.size());
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), patched.begin()));
+  EXPECT_TRUE(test::ReadPackage(eboot).disc == image);
 
   // Recompressed at level 0 through extraction and the converter.
   Job re;
@@ -336,8 +324,7 @@ TEST(Conversion, PackageInputPatchedAndRecompressed) {
   re.job.level = 0;
   ASSERT_EQ(re.Go(), Outcome::Success());
   re.ExpectCleanedUp();
-  const Bytes again = ExtractAgain(re.Out("EBOOT.PBP"), re.work / "e.bin");
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), again.begin()));
+  EXPECT_TRUE(test::ReadPackage(re.Out("EBOOT.PBP")).disc == image);
 }
 
 // A game on two discs, the second with two audio tracks, recompressed from its package:

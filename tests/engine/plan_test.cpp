@@ -325,18 +325,18 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
     std::optional<bool> answer;  // to the question, when one is asked
     Outcome expected;
   };
+  const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
+  const std::string refused = said + "; the game is not converted without it.";
+  // clang-format off
   const Row rows[] = {
-      {MissingDiscs::Refuse,
-       {f.work / "Tide (Disc 3).bin"},
-       false,
-       {},
-       Outcome::Failed(said + "; the game is not converted without it.")},
-      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, false, Outcome::Declined()},
-      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, true, Outcome::Success()},
-      {MissingDiscs::Allow, {f.work / "Tide (Disc 3).bin"}, false, {}, Outcome::Success()},
+      {MissingDiscs::Refuse, three, false, {}, Outcome::Failed(refused)},
+      {MissingDiscs::Ask, three, false, false, Outcome::Declined()},
+      {MissingDiscs::Ask, three, false, true, Outcome::Success()},
+      {MissingDiscs::Allow, three, false, {}, Outcome::Success()},
       // Disc 1 alone is a game of its own, unless it was found as one of a set.
       {MissingDiscs::Refuse, {}, false, {}, Outcome::Success()},
   };
+  // clang-format on
   for (const Row& row : rows) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";
