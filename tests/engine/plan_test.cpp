@@ -289,22 +289,24 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
     return Outcome::Failed("Disc 2 (" + path + "): " + why);
   };
   const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
+  const std::string notes = f.work / "notes.txt", mds = f.work / "game.mds";
+  const std::string cue = f.work / "one.cue";
+  const std::string pbp = f.work / "EBOOT.PBP", gone = f.work / "gone.bin";
+  // clang-format off
   const std::pair<std::vector<std::string>, Outcome> rows[] = {
-      {{f.work / "gone.bin"}, disc2(f.work / "gone.bin", "The input file doesn't exist!")},
+      {{gone}, disc2(gone, "The input file doesn't exist!")},
       {{two, two, two, two, two},
        Outcome::Failed("A package holds at most five discs; give no more than five.")},
-      {{f.work / "EBOOT.PBP"},
-       disc2(f.work / "EBOOT.PBP",
-             "A game on several discs is made from disc images; a package cannot be one of them.")},
-      {{f.work / "notes.txt"},
-       disc2(f.work / "notes.txt", "Doesn't appear to be a valid image file.")},
-      {{f.work / "game.mds"}, disc2(f.work / "game.mds", kMdsMessage)},
+      {{pbp}, disc2(pbp, "A game on several discs is made from disc images; a package cannot be "
+                         "one of them.")},
+      {{notes}, disc2(notes, "Doesn't appear to be a valid image file.")},
+      {{mds}, disc2(mds, kMdsMessage)},
       {{one}, disc2(one, sameDisc)},
-      {{f.work / "one.cue"}, disc2(f.work / "one.cue", sameDisc)},
-      {{two, two},
-       Outcome::Failed("Disc 3 (" + two +
-                       "): It is the same disc as disc 2: a package holds each disc once.")},
+      {{cue}, disc2(cue, sameDisc)},
+      {{two, two}, Outcome::Failed("Disc 3 (" + two + "): It is the same disc as disc 2: a package "
+                                   "holds each disc once.")},
   };
+  // clang-format on
   for (const auto& [later, expected] : rows) EXPECT_EQ(refusal(later), expected) << later[0];
   const Outcome cut = refusal({f.work / "cut.bin.ecm"});
   EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
