@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "assets/slots.h"
 #include "common/bytes.h"
@@ -11,10 +12,9 @@
 #include "engine/conversion.h"
 #include "engine/recovery.h"
 #include "engine/verify.h"
-#include "pbp/extract.h"
+#include "engine_job.h"
 #include "pbp/inspect.h"
 #include "pbp/patch_journal.h"
-#include "support/conversion_job.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/inflating_reader.h"
@@ -28,6 +28,7 @@ namespace {
 
 using test::RunRecorder;
 using test::TempDir;
+using Job = test::EngineJob;
 
 // Two PAL screen-height patterns in the game's code, one at an odd offset.
 Bytes PalCode() {
@@ -60,80 +61,6 @@ Bytes PalImage() {
   return image;
 }
 
-// A sheet of one file: a data track of `dataSectors`, then two audio tracks, the second
-// `firstAudioSectors` after the first.
-std::string DataAndTwoAudioTracks(const std::string& bin, uint32_t dataSectors,
-                                  uint32_t firstAudioSectors) {
-  auto msf = [](uint32_t s) {
-    char t[16];
-    std::snprintf(t, sizeof t, "%02u:%02u:%02u", s / 4500, s / 75 % 60, s % 75);
-    return std::string(t);
-  };
-  return "FILE \"" + bin +
-         "\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n  TRACK 02 AUDIO\r\n"
-         "    INDEX 01 " +
-         msf(dataSectors) + "\r\n  TRACK 03 AUDIO\r\n    INDEX 01 " +
-         msf(dataSectors + firstAudioSectors) + "\r\n";
-}
-
-struct Job : test::ConversionJob {
-  explicit Job(bool fakeConverter = false) : ConversionJob(fakeConverter) {}
-  // Nothing of the run may stay behind but the package.
-  void ExpectCleanedUp() const {
-    for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "ICON1.PMF",
-                             "PIC0.PNG", "PIC1.PNG", "SND0.AT3", "BOOT.PNG", "ISO.TOC"})
-      EXPECT_FALSE(FileExists(Out(name))) << name;
-    for (const char* name : {"TempISO.iso", "TempISO.ccd", "TempBIN.bin", "PALFIX.UNDO"})
-      EXPECT_FALSE(FileExists(progFolder + "Temp" + kSep + name)) << name;
-  }
-};
-
-// Extracts a package with the CCD option and returns the image.
-Bytes ExtractAgain(const std::string& eboot, const std::string& out) {
-  RunRecorder host;
-  EXPECT_EQ(pbp::ExtractDiscImage(eboot, out, false, 2, host, host.cancel), Outcome::Success());
-  return test::ReadFileBytes(out);
-}
-
-TEST(Conversion, MultiTrackBinCueAtLevelsZeroAndNine) {
-  for (int level : {0, 9}) {
-    Job r;
-    const Bytes data =
-        test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
-    const uint32_t dataSectors = static_cast<uint32_t>(data.size() / 2352);
-    Bytes image = data;
-    const Bytes a1 = test::AudioSectors(300, 1), a2 = test::AudioSectors(200, 2);
-    image.insert(image.end(), a1.begin(), a1.end());
-    image.insert(image.end(), a2.begin(), a2.end());
-    test::WriteFileBytes(r.work / "Game (Track 1).bin", image);
-    test::WriteFileText(r.work / "game.cue",
-                        DataAndTwoAudioTracks("Game (Track 1).bin", dataSectors, 300));
-    r.job.input = r.work / "game.cue";
-    r.job.level = level;
-    ASSERT_EQ(r.Go(), Outcome::Success()) << level;
-    r.ExpectCleanedUp();
-
-    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-    ASSERT_GE(back.size(), image.size());
-    EXPECT_TRUE(std::equal(image.begin(), image.end(), back.begin())) << level;
-    EXPECT_TRUE(std::all_of(back.begin() + static_cast<long>(image.size()), back.end(),
-                            [](uint8_t b) { return b == 0; }));
-    const std::string ccd = test::ReadFileText(r.work / "back.ccd");
-    EXPECT_NE(ccd.find("TocEntries=6"), std::string::npos) << ccd;
-    EXPECT_NE(ccd.find("[TRACK 2]\r\nMODE=0\r\nINDEX 1=" + std::to_string(dataSectors + 300)),
-              std::string::npos)
-        << ccd;
-
-    // The header area carries the job's identity.
-    RunRecorder h;
-    pbp::Inspection in = pbp::InspectEboot(r.Out("EBOOT.PBP"), r.progFolder + "Temp" + kSep, h);
-    EXPECT_EQ(in.message, "");
-    EXPECT_EQ(in.title, "Test Game");
-    EXPECT_EQ(in.gameId, "SLUS01234");
-    EXPECT_EQ(in.saveName, "Test Game");
-  }
-}
-
 TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   const Bytes user = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
   {
@@ -143,7 +70,8 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     r.job.input = r.work / "game.iso";
     ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
-    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
+    const Bytes back = test::ReadPackage(r.Out("EBOOT.PBP")).disc;
+    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
     for (std::size_t s = 0; s < user.size() / 2048; ++s)
       ASSERT_TRUE(std::equal(user.begin() + static_cast<long>(s * 2048),
                              user.begin() + static_cast<long>(s * 2048 + 2048),
@@ -157,9 +85,9 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     r.job.level = 0;
     ASSERT_EQ(r.Go(), Outcome::Success()) << name;
     r.ExpectCleanedUp();
-    const Bytes raw = test::EncodeSectors(user, test::SectorLayout::Mode2Raw);
-    const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-    EXPECT_TRUE(std::equal(raw.begin(), raw.end(), back.begin())) << name;
+    EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc ==
+                test::EncodeSectors(user, test::SectorLayout::Mode2Raw))
+        << name;
   }
 }
 
@@ -197,19 +125,16 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   // The stand-in's package is no real one, so even a run that ends in "Done." fails the
   // check a new package passes before it is named EBOOT.PBP.
   const std::string notAPackage = "not whole";
+  // clang-format off
   const std::pair<const char*, std::string> modes[] = {
-      {"done", notAPackage},
-      {"done-bare", notAPackage},
-      {"huge", notAPackage},
-      {"done-lower", failed + "Writing...\r\ndone.\r\n"},
-      {"done-no-dot", failed + "Done\r\n"},
-      {"silent", failed},
-      {"error", failed + "Cannot read the image\n"},
-      {"crash", failed + "about to crash\n"},
-      {"slow", "cancelled"},
+      {"done", notAPackage}, {"done-bare", notAPackage}, {"huge", notAPackage},
+      {"done-lower", failed + "Writing...\r\ndone.\r\n"}, {"done-no-dot", failed + "Done\r\n"},
+      {"silent", failed}, {"error", failed + "Cannot read the image\n"},
+      {"crash", failed + "about to crash\n"}, {"slow", "cancelled"},
   };
+  // clang-format on
   for (const auto& [mode, message] : modes) {
-    Job r(true);
+    Job r(9, true);
     test::FakeMode fake(mode);
     test::WriteFileBytes(r.work / "game.bin", image);
     r.job.input = r.work / "game.bin";
@@ -231,8 +156,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       EXPECT_EQ(r.Go(), Outcome::Failed(message)) << mode;
     EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
     EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
-    EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP.part"))) << mode;
-    r.ExpectCleanedUp();
+    r.ExpectCleanedUp();  // no EBOOT.PBP.part
     EXPECT_FALSE(r.host.cancel.Requested());
   }
   // The real converter: the package carries the fix, the image does not.
@@ -244,115 +168,62 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   ASSERT_EQ(result.outcome, Outcome::Success());
   EXPECT_EQ(result.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
-  const Bytes back = ExtractAgain(r.Out("EBOOT.PBP"), r.work / "back.bin");
-  ASSERT_GE(back.size(), image.size());
-  EXPECT_TRUE(Bytes(back.begin(), back.begin() + static_cast<long>(image.size())) ==
-              PalFixedByHand(image));
+  EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc == PalFixedByHand(image));
 }
 
-// A level-0 package keeps the image as stored-mode deflate streams: every block is the
-// 5-byte head 01 00 93 FF 6C and its 37,632 bytes, back to back from DATA.PSAR + 0x100000,
-// whose offset the header keeps at 36. The image comes back by skipping the heads.
-Bytes StoredImageOf(const Bytes& package, std::size_t imageSize) {
-  const Bytes head = {0x01, 0x00, 0x93, 0xFF, 0x6C};
-  Bytes image;
-  std::size_t at = LoadLe32(&package[36]) + 0x100000u;
-  while (image.size() < imageSize) {
-    EXPECT_LE(at + 5 + 37632, package.size());
-    if (at + 5 + 37632 > package.size()) break;
-    EXPECT_TRUE(Bytes(package.begin() + static_cast<long>(at),
-                      package.begin() + static_cast<long>(at + 5)) == head)
-        << "block at " << at;
-    image.insert(image.end(), package.begin() + static_cast<long>(at + 5),
-                 package.begin() + static_cast<long>(at + 5 + 37632));
-    at += 5 + 37632;
-  }
-  image.resize(imageSize);
-  return image;
-}
-
+// A pattern that begins in one block and ends in the next is found across the head that lies
+// between them in the package, and written in two pieces around it; the user's image stays.
 TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
-  {
-    Job r;
-    const Bytes image = PalImage();
-    test::WriteFileBytes(r.work / "game.bin", image);
-    r.job.input = r.work / "game.bin";
-    r.job.level = 0;
-    r.job.palFixScreen = true;
-    const ConversionResult result = r.Run();
-    ASSERT_EQ(result.outcome, Outcome::Success());
-    EXPECT_EQ(result.palPatches, 2u);
-    EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
-    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) ==
-                PalFixedByHand(image));
+  Job r;
+  const Bytes image = test::NoiseBytes(40 * 2352, 9);
+  Bytes patterned = image, expected = image;
+  const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+  const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+  for (long at : {37632 - 3, 60001}) {
+    std::copy(pattern, pattern + 8, patterned.begin() + at);
+    std::copy(fixed, fixed + 8, expected.begin() + at);
   }
-  {
-    // A pattern that begins in one block and ends in the next is found across the head
-    // that lies between them in the package, and written in two pieces around it.
-    Job r;
-    Bytes image = test::NoiseBytes(40 * 2352, 9);
-    const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-    const std::size_t at[2] = {37632 - 3, 60001};
-    for (std::size_t a : at) std::copy(pattern, pattern + 8, image.begin() + static_cast<long>(a));
-    test::WriteFileBytes(r.work / "noise.bin", image);
-    r.job.input = r.work / "noise.bin";
-    r.job.level = 0;
-    r.job.palFixScreen = true;
-    const ConversionResult result = r.Run();
-    ASSERT_EQ(result.outcome, Outcome::Success());
-    EXPECT_EQ(result.palPatches, 2u);
-    Bytes expected = image;
-    const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
-    for (std::size_t a : at) std::copy(fixed, fixed + 8, expected.begin() + static_cast<long>(a));
-    EXPECT_TRUE(StoredImageOf(test::ReadFileBytes(r.Out("EBOOT.PBP")), image.size()) == expected);
-  }
+  test::WriteFileBytes(r.work / "noise.bin", patterned);
+  r.job.input = r.work / "noise.bin";
+  r.job.level = 0;
+  r.job.palFixScreen = true;
+  const ConversionResult result = r.Run();
+  ASSERT_EQ(result.outcome, Outcome::Success());
+  EXPECT_EQ(result.palPatches, 2u);
+  EXPECT_TRUE(test::ReadFileBytes(r.work / "noise.bin") == patterned);
+  // Read back as the emulators inflate it: a head written over would break the stream.
+  test::InflatingReader reader(r.Out("EBOOT.PBP"));
+  Bytes back;
+  ASSERT_EQ(reader.ReadSectors(0, 40, back), "");
+  EXPECT_TRUE(back == expected);
 }
 
 TEST(Conversion, RefusalsBeforeAnyWork) {
-  {
+  using Change = std::function<void(Job&)>;
+  const std::pair<Change, Outcome> rows[] = {
+      {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
+       Outcome::Failed(test::ConverterMissingMessage())},
+      // A shipped default that has gone.
+      {[](Job& r) {
+         std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
+       },
+       Outcome::Failed(test::MissingFilesMessage())},
+      {[](Job& r) {
+         r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
+       },
+       Outcome::Failed("It appears that you may not have enough disk space!")},
+      // The checks before a run refuse in their own words.
+      {[](Job& r) { r.job.gameId = "SLUS0123"; },
+       Outcome::Failed("Game ID is invalid (according to tarnwick)")},
+  };
+  for (const auto& [change, expected] : rows) {
     Job r;
-    test::WriteFileText(r.work / "game.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE2/2352\n");
-    r.job.input = r.work / "game.cue";
-    EXPECT_EQ(r.Go(), Outcome::Failed("The BIN file could not be found!!!"));
+    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
+    r.job.input = r.work / "g.bin";
+    change(r);
+    EXPECT_EQ(r.Go(), expected);
     r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe");
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    EXPECT_EQ(r.Go(), Outcome::Failed(test::ConverterMissingMessage()));
-  }
-  {
-    // A shipped default that has gone.
-    Job r;
-    std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    EXPECT_EQ(r.Go(), Outcome::Failed(test::MissingFilesMessage()));
-    r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
-    EXPECT_EQ(r.Go(), Outcome::Failed("It appears that you may not have enough disk space!"));
-    r.ExpectCleanedUp();
-  }
-  {
-    Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
-    // The checks before a run refuse in their own words, and nothing is made.
-    r.job.gameId = "SLUS0123";
-    EXPECT_EQ(r.Go(), Outcome::Failed("Game ID is invalid (according to tarnwick)"));
-    r.job.gameId = "SLUS01234";
-    r.job.saveName = "";
-    EXPECT_EQ(r.Go(),
-              Outcome::Failed("No game save name selected!  Please use the Select button to "
-                              "choose a game!"));
-    EXPECT_TRUE(std::filesystem::is_empty(r.work / "out"));
+    EXPECT_FALSE(IsDirectory(r.work / "out") && !std::filesystem::is_empty(r.work / "out"));
   }
 #ifndef _WIN32
   if (geteuid() != 0) {  // root writes anywhere
@@ -389,7 +260,15 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
 }
 
-TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
+void ExpectIdentity(const std::string& eboot, const char* title, const char* id, const char* save) {
+  TempDir temp;
+  RunRecorder h;
+  const pbp::Inspection in = pbp::InspectEboot(eboot, temp.folder(), h);
+  EXPECT_EQ(in.message + "|" + in.title + "|" + in.gameId + "|" + in.saveName,
+            std::string("|") + title + "|" + id + "|" + save);
+}
+
+TEST(Conversion, PackageInputPatchedAndRecompressed) {
   Job first;
   const Bytes image =
       test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
@@ -397,6 +276,7 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   first.job.input = first.work / "g.bin";
   ASSERT_EQ(first.Go(), Outcome::Success());
   const std::string eboot = first.Out("EBOOT.PBP");
+  ExpectIdentity(eboot, "Test Game", "SLUS01234", "Test Game");  // a new package's header
 
   // Patch in place: inspection first leaves the package's parts in Temp.
   Job r;
@@ -409,35 +289,9 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   r.job.gameId = "SLUS05678";
   r.job.saveName = "New Save";
   ASSERT_EQ(r.Go(), Outcome::Success());
-  pbp::Inspection in = pbp::InspectEboot(eboot, temp, ih);
-  EXPECT_EQ(in.title, "Renamed");
-  EXPECT_EQ(in.gameId, "SLUS05678");
-  EXPECT_EQ(in.saveName, "New Save");
+  ExpectIdentity(eboot, "Renamed", "SLUS05678", "New Save");
   // Only the header area changed: the disc image is still the one converted.
-  const Bytes patched = ExtractAgain(eboot, r.work / "a.bin");
-  ASSERT_GE(patched.size(), image.size());
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), patched.begin()));
-
-  // A bigger PIC1 does not fit: rebuilt into a new file chosen by the caller.
-  const std::string bigPic = r.work / "big.png";
-  std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG",
-                             bigPic);
-  {
-    Bytes big = test::ReadFileBytes(bigPic);
-    big.resize(big.size() + 200000, 0);  // trailing bytes after IEND: still a valid PNG header
-    test::WriteFileBytes(bigPic, big);
-  }
-  r.job.assets[kSlotPic1] = {true, bigPic};
-  const Bytes before = test::ReadFileBytes(eboot);
-  r.host.destination = r.work / "rebuilt.pbp";
-  const ConversionResult rebuiltRun = r.Run();
-  ASSERT_EQ(rebuiltRun.outcome, Outcome::Success());
-  EXPECT_TRUE(rebuiltRun.rebuilt);
-  EXPECT_EQ(rebuiltRun.package, r.work / "rebuilt.pbp");
-  EXPECT_EQ(test::ReadFileBytes(eboot), before);  // the source is never altered
-  const Bytes rebuilt = ExtractAgain(r.work / "rebuilt.pbp", r.work / "c.bin");
-  ASSERT_GE(rebuilt.size(), image.size());
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), rebuilt.begin()));
+  EXPECT_TRUE(test::ReadPackage(eboot).disc == image);
 
   // Recompressed at level 0 through extraction and the converter.
   Job re;
@@ -445,57 +299,55 @@ TEST(Conversion, PackageInputPatchedRebuiltAndRecompressed) {
   re.job.input = eboot;
   re.job.packageInspected = true;
   re.job.recompress = true;
+  re.tempBefore = test::Entries(re.progFolder + "Temp");  // the inspection's parts stay,
+  re.tempBefore.erase("START.DAT");                       // but for the START.DAT a run removes
   re.job.level = 0;
   ASSERT_EQ(re.Go(), Outcome::Success());
   re.ExpectCleanedUp();
-  const Bytes again = ExtractAgain(re.Out("EBOOT.PBP"), re.work / "e.bin");
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), again.begin()));
+  EXPECT_TRUE(test::ReadPackage(re.Out("EBOOT.PBP")).disc == image);
 }
 
 // A game on two discs, the second with two audio tracks, recompressed from its package:
 // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
 TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
-  Job first;
+  Job first(0);
   const Bytes one =
       test::BuildDiscImage(test::GameDisc("SLUS_009.06"), test::SectorLayout::Mode2Raw);
-  Bytes two = test::BuildDiscImage(test::GameDisc("SLUS_009.07", test::NoiseBytes(30000, 9)),
-                                   test::SectorLayout::Mode2Raw);
-  const uint32_t twoData = static_cast<uint32_t>(two.size() / 2352);
+  test::IsoOptions second = test::GameDisc("SLUS_009.07", test::NoiseBytes(30000, 9));
+  second.minSectors = 300;
+  Bytes two = test::BuildDiscImage(second, test::SectorLayout::Mode2Raw);
+  ASSERT_EQ(two.size(), 300u * 2352);
   const Bytes audio = test::AudioSectors(250, 4);
   two.insert(two.end(), audio.begin(), audio.end());
   test::WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
   test::WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
-  test::WriteFileText(first.work / "Quest (Disc 2).cue",
-                      DataAndTwoAudioTracks("Quest (Disc 2).bin", twoData, 100));
+  test::WriteFileText(
+      first.work / "Quest (Disc 2).cue",
+      "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+      " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
   first.job.input = first.work / "Quest (Disc 1).bin";
   first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
-  first.job.level = 0;
   ASSERT_EQ(first.Go(), Outcome::Success());
 
-  Job re;
+  Job re(9);
   RunRecorder ih;
   ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
             "");
+  re.tempBefore = test::Entries(re.progFolder + "Temp");  // as in the test above
+  re.tempBefore.erase("START.DAT");
   re.job.input = first.Out("EBOOT.PBP");
   re.job.packageInspected = true;
   re.job.recompress = true;
-  re.job.level = 9;
   ASSERT_EQ(re.Go(), Outcome::Success());
-  re.ExpectCleanedUp();
-  EXPECT_FALSE(FileExists(re.Out("ISO2.TOC")));
-  for (const char* name : {"TempISO2.iso", "ISO.TOC", "ISO2.TOC"})
-    EXPECT_FALSE(FileExists(re.progFolder + "Temp" + kSep + name)) << name;
+  re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
 
   const std::string eboot = re.Out("EBOOT.PBP");
   const Bytes package = test::ReadFileBytes(eboot);
   // Disc 1 carries the package's ID (the job's), disc 2 the one read from it.
   for (auto [number, disc, id] : {std::tuple{1, &one, "SLUS_01234"}, {2, &two, "SLUS_00907"}}) {
     test::InflatingReader reader(eboot, number);
-    ASSERT_EQ(reader.error(), "") << number;
     EXPECT_EQ(reader.discCount(), 2);
-    Bytes back;
-    ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(disc->size() / 2352), back), "");
-    EXPECT_TRUE(back == *disc) << number;
+    EXPECT_TRUE(test::ReadPackage(eboot, number).disc == *disc) << number;
     // Each section's header has its disc's ID at +0x400.
     const uint64_t at = reader.sectionStart() + 0x400;
     ASSERT_LT(at + 11, package.size());
@@ -504,25 +356,17 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
               std::string("_") + id)
         << number;
   }
-  test::InflatingReader second(eboot, 2);
-  ASSERT_EQ(second.tracks().size(), 3u);
-  EXPECT_TRUE(second.tracks()[1].audio);
-  EXPECT_EQ(second.tracks()[1].start, twoData);
-  EXPECT_EQ(second.tracks()[2].start, twoData + 100);
+  EXPECT_EQ(test::ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
 TEST(Conversion, InterruptedPalFixIsUndoneAtTheNextStart) {
   TempDir prog, work;
-  const Bytes original = test::NoiseBytes(4096, 9);
-  Bytes patched = original;
-  patched[100] = 0xAA;
+  Bytes original = test::NoiseBytes(4096, 9), patched = original;
+  for (int i = 0; i < 8; ++i) original[100 + i] = static_cast<uint8_t>(i + 1);
   test::WriteFileBytes(work / "game.bin", patched);
   const std::string temp = TempFolder(prog.folder());
-  char line[128];
-  std::snprintf(line, sizeof line, "100 %02X%02X%02X%02X %02X%02X%02X%02X\n", original[103],
-                original[102], original[101], original[100], original[107], original[106],
-                original[105], original[104]);
-  test::WriteFileText(temp + "PALFIX.UNDO", (work / "game.bin") + "\n" + line);
+  // The image, then each fix's offset and the two words it replaced, as they were.
+  test::WriteFileText(temp + "PALFIX.UNDO", (work / "game.bin") + "\n100 04030201 08070605\n");
   EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");
   EXPECT_EQ(test::ReadFileBytes(work / "game.bin"), original);
   EXPECT_FALSE(FileExists(temp + "PALFIX.UNDO"));

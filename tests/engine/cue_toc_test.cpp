@@ -9,41 +9,6 @@ namespace {
 
 using test::TempDir;
 
-Bytes Entry(std::initializer_list<uint8_t> b) {
-  return Bytes(b);
-}
-
-Bytes EntryAt(const Bytes& toc, int i) {
-  return Bytes(toc.begin() + i * 10, toc.begin() + i * 10 + 10);
-}
-
-TEST(CueToc, MultiTrackSheet) {
-  const std::string cue =
-      "FILE \"Game (Track 1).bin\" BINARY\r\n"
-      "  TRACK 01 MODE2/2352\r\n"
-      "    INDEX 01 00:00:00\r\n"
-      "\r\n"
-      "  track 02 audio\r\n"
-      "    INDEX 00 10:59:74\r\n"  // INDEX 00 comes first: its time counts
-      "    INDEX 01 11:01:00\r\n"
-      "  TRACK 03 AUDIO\r\n"
-      "    REM anything\r\n"
-      "    INDEX 01 20:58:70\r\n";
-  const uint64_t sectors = 100000;  // 22:13:25
-  CueToc t = BuildCueToc(cue, sectors * 2352);
-  EXPECT_EQ(t.imageName, "GAME (TRACK 1).BIN");
-  EXPECT_EQ(t.lastTrack, 3);
-  ASSERT_EQ(t.toc.size(), 60u);
-  EXPECT_EQ(EntryAt(t.toc, 0), Entry({0x41, 0, 0xA0, 0, 0, 0, 0, 0x01, 0x20, 0}));
-  EXPECT_EQ(EntryAt(t.toc, 1), Entry({0x01, 0, 0xA1, 0, 0, 0, 0, 0x03, 0, 0}));
-  EXPECT_EQ(EntryAt(t.toc, 2), Entry({0x01, 0, 0xA2, 0, 0, 0, 0, 0x22, 0x13, 0x25}));
-  EXPECT_EQ(EntryAt(t.toc, 3), Entry({0x41, 0, 0x01, 0x00, 0x02, 0x00, 0, 0x00, 0x02, 0x00}));
-  // 10:59:74 + 00:02:00 = 11:01:74; the frame carry is at 75.
-  EXPECT_EQ(EntryAt(t.toc, 4), Entry({0x01, 0, 0x02, 0x11, 0x01, 0x74, 0, 0x11, 0x01, 0x74}));
-  // 20:58:70 + 2 s carries into the minute.
-  EXPECT_EQ(EntryAt(t.toc, 5), Entry({0x01, 0, 0x03, 0x21, 0x00, 0x70, 0, 0x21, 0x00, 0x70}));
-}
-
 TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   TempDir dir;
   dir.MakeDir("out");
@@ -79,7 +44,7 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   EXPECT_EQ(PrepareCue(dir / "missing.cue", out).result, "The BIN file could not be found!!!");
 }
 
-TEST(CueToc, SingleFileSheets) {
+TEST(CueToc, Sheets) {
   struct Sheet {
     std::string text;
     uint64_t sectors;
@@ -110,10 +75,25 @@ TEST(CueToc, SingleFileSheets) {
         0x41, 0, 0x01, 0,    0x02, 0,    0, 0,    0x02, 0,     //
         0x01, 0, 0x02, 0x03, 0x22, 0x10, 0, 0x03, 0x22, 0x10,  //
         0x01, 0, 0x03, 0x10, 0x00, 0x74, 0, 0x10, 0x00, 0x74}},
+      // Several files, blank lines, lower case and remarks; INDEX 00 comes first: its time
+      // counts. 10:59:74 + 00:02:00 carries the frame at 75; 20:58:70 + 2 s the minute.
+      {"FILE \"Game (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
+       "\r\n  track 02 audio\r\n    INDEX 00 10:59:74\r\n    INDEX 01 11:01:00\r\n"
+       "  TRACK 03 AUDIO\r\n    REM anything\r\n    INDEX 01 20:58:70\r\n",
+       100000,
+       {0x41, 0, 0xA0, 0,    0,    0,    0, 0x01, 0x20, 0,     //
+        0x01, 0, 0xA1, 0,    0,    0,    0, 0x03, 0,    0,     //
+        0x01, 0, 0xA2, 0,    0,    0,    0, 0x22, 0x13, 0x25,  //
+        0x41, 0, 0x01, 0x00, 0x02, 0x00, 0, 0x00, 0x02, 0x00,  //
+        0x01, 0, 0x02, 0x11, 0x01, 0x74, 0, 0x11, 0x01, 0x74,  //
+        0x01, 0, 0x03, 0x21, 0x00, 0x70, 0, 0x21, 0x00, 0x70}},
   };
   for (const Sheet& sheet : sheets) {
     EXPECT_EQ(BuildCueToc(sheet.text, sheet.sectors * 2352).toc, sheet.toc) << sheet.text;
   }
+  const CueToc last = BuildCueToc(sheets[3].text, 100000 * 2352);
+  EXPECT_EQ(last.imageName, "GAME (TRACK 1).BIN");
+  EXPECT_EQ(last.lastTrack, 3);
 }
 
 TEST(CueToc, JunkNeverBreaksIt) {

@@ -48,18 +48,16 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
             Outcome::Success());
   const Bytes raw = test::ReadFileBytes(dir / "TempBIN.bin");
   ASSERT_EQ(raw.size(), 1030u * 2352);
-  for (std::size_t i : {0u, 1u, 1029u}) {
-    const uint8_t* s = raw.data() + i * 2352;
-    EXPECT_EQ(s[0], 0);
-    for (int k = 1; k <= 10; ++k) EXPECT_EQ(s[k], 0xFF);
-    EXPECT_EQ(s[11], 0);
-    const std::size_t a = i + 150;
-    EXPECT_EQ(s[12], ToBcd(static_cast<uint16_t>(a / 4500)));
-    EXPECT_EQ(s[13], ToBcd(static_cast<uint16_t>(a / 75 % 60)));
-    EXPECT_EQ(s[14], ToBcd(static_cast<uint16_t>(a % 75)));
-    EXPECT_EQ(s[15], 0x02);
-    EXPECT_TRUE(std::equal(s + 16, s + 16 + 2048, iso.begin() + static_cast<long>(i * 2048)));
-    EXPECT_TRUE(std::all_of(s + 2064, s + 2352, [](uint8_t b) { return b == 0; }));
+  // Sync, the address 150 sectors on as BCD minutes, seconds and frames, mode 2, the data.
+  const std::pair<long, Bytes> addresses[] = {
+      {0, {0x00, 0x02, 0x00}}, {1, {0x00, 0x02, 0x01}}, {1029, {0x00, 0x15, 0x54}}};
+  for (const auto& [i, msf] : addresses) {
+    Bytes want = {0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
+    want.insert(want.end(), msf.begin(), msf.end());
+    want.push_back(0x02);
+    want.insert(want.end(), iso.begin() + i * 2048, iso.begin() + (i + 1) * 2048);
+    want.resize(2352, 0);
+    EXPECT_TRUE(Bytes(raw.begin() + i * 2352, raw.begin() + (i + 1) * 2352) == want) << i;
   }
   EXPECT_EQ(host.stages, std::vector<std::string>{"Adding RAW padding..."});
   EXPECT_EQ(host.completed, std::vector<std::string>{"Adding RAW padding..."});

@@ -70,6 +70,7 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
 
   // A picture a new package takes, too large for the room: asked, then rebuilt.
   PackageRun run;
+  const Bytes before = test::ReadFileBytes(run.eboot);
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", pics / "ok.png"));
   run.Put(kSlotPic1, pics / "ok.png");
   const ConversionResult result = run.Run();
@@ -78,6 +79,7 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   EXPECT_EQ(run.host.destinationsAsked, 1);
   EXPECT_TRUE(result.rebuilt);
   EXPECT_EQ(result.package, run.work / "rebuilt.pbp");
+  EXPECT_EQ(test::ReadFileBytes(run.eboot), before);  // the source is never altered
 }
 
 }  // namespace

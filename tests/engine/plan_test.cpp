@@ -2,6 +2,8 @@
 // questions with their defaults, and the plan that comes out of them.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "common/files.h"
 #include "disc/classify.h"
 #include "engine/plan.h"
@@ -40,51 +42,41 @@ TEST(PlanConversion, RefusalsInTheirOrder) {
   RunRecorder host;
   EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
 
-  auto refusal = [&](auto change) {
+  const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
+  using Change = std::function<void(Fixture&)>;
+  // clang-format off
+  const std::pair<Change, std::string> rows[] = {
+      {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
+      {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
+       "The output folder is cannot be the same as the Data folder!"},
+      {[](Fixture& g) { g.in.title = ""; g.in.saveName = ""; },
+       "Please enter a title for the game!"},
+      {[](Fixture& g) { g.in.saveName = ""; },
+       "No game save name selected!  Please use the Select button to choose a game!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; }, "Game ID is invalid (according to tarnwick)"},
+      {[](Fixture& g) { g.in.gameId = "SLUS0059A"; }, badId},
+      {[](Fixture& g) { g.in.gameId = "ABCD00594"; }, badId},
+      {[](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; },
+       "The PIC1.PNG file doesn't exist!"},
+      // The output check comes before the title check, the slots after the ID.
+      {[](Fixture& g) { g.in.output = ""; g.in.title = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; g.in.assets[kSlotIcon0].text = "/nope.png"; },
+       "Game ID is invalid (according to tarnwick)"},
+  };
+  // clang-format on
+  for (const auto& [change, message] : rows) {
     Fixture g;
     change(g);
     RunRecorder h;
-    Planned p = g.Run(h);
-    EXPECT_FALSE(p.plan.has_value());
-    return p.outcome;
-  };
-  auto failed = [](const char* text) { return Outcome::Failed(text); };
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.input += ".missing"; }),
-            failed("The input file doesn't exist!"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = ""; }),
-            failed("Please enter an output folder!"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.output = g.prog.folder() + "Data"; }),
-            failed("The output folder is cannot be the same as the Data folder!"));
-  EXPECT_EQ(refusal([](Fixture& g) {
-              g.in.title = "";
-              g.in.saveName = "";
-            }),
-            failed("Please enter a title for the game!"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.saveName = ""; }),
-            failed("No game save name selected!  Please use the Select button to choose a game!"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "SLU00594"; }),
-            failed("Game ID is invalid (according to tarnwick)"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "SLUS0059A"; }),
-            failed("Game ID is invalid (well tarnwick will at least say that)"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.gameId = "ABCD00594"; }),
-            failed("Game ID is invalid (well tarnwick will at least say that)"));
-  EXPECT_EQ(refusal([](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; }),
-            failed("The PIC1.PNG file doesn't exist!"));
-  // The output check comes before the title check, the slots after the ID.
-  EXPECT_EQ(refusal([](Fixture& g) {
-              g.in.output = "";
-              g.in.title = "";
-            }),
-            failed("Please enter an output folder!"));
-  EXPECT_EQ(refusal([](Fixture& g) {
-              g.in.gameId = "SLU00594";
-              g.in.assets[kSlotIcon0].text = g.work / "nope.png";
-            }),
-            failed("Game ID is invalid (according to tarnwick)"));
+    const Planned p = g.Run(h);
+    EXPECT_FALSE(p.plan.has_value()) << message;
+    EXPECT_EQ(p.outcome, Outcome::Failed(message));
+  }
   // A folder, a FIFO or a device is refused before it is opened.
-  const Outcome folder = refusal([](Fixture& g) { g.in.input = g.work.path(); });
-  EXPECT_TRUE(folder.failed());
-  EXPECT_NE(folder.text(), "The input file doesn't exist!");
+  f.in.input = f.work.path();
+  EXPECT_EQ(f.Run(host).outcome,
+            Outcome::Failed("\"" + f.work.path() + "\" is a folder, not a file."));
 }
 
 TEST(PlanConversion, OutputFolderRules) {
@@ -116,45 +108,46 @@ TEST(PlanConversion, OutputFolderRules) {
 }
 
 TEST(PlanConversion, QuestionsAndTheirDefaults) {
-  {
+  struct Row {
+    const char* input;
+    const char* region;
+    bool screen, graphics, answer;
+    std::string asked;  // the start of the one question asked, "" for none
+    bool defaultNo;
+    Outcome expected;  // No ends silently
+  };
+  const std::string iso = "It appears that you're using an ISO.";
+  const std::string ntsc =
+      "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
+  const std::string pal = "It seems that you're converting a PAL game, but haven't chosen";
+  // clang-format off
+  const Row rows[] = {
+      {"game.iso", "NTSC", false, false, false, iso, false, Outcome::Declined()},
+      {"game.bin", "NTSC", false, true, true, ntsc, true, Outcome::Success()},
+      {"game.bin", "PAL", false, false, false, pal, true, Outcome::Declined()},
+      {"game.bin", "NTSC", false, false, false, "", false, Outcome::Success()},
+      {"game.bin", "PAL", true, false, false, "", false, Outcome::Success()},
+      {"game.bin", "PAL", false, true, false, "", false, Outcome::Success()},
+      {"game.bin", "", true, true, false, "", false, Outcome::Success()},
+  };
+  // clang-format on
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.asked + row.region);
     Fixture f;
-    test::WriteFileText(f.work / "game.iso", "x");
-    f.in.input = f.work / "game.iso";
+    test::WriteFileText(f.work / row.input, "x");
+    f.in.input = f.work / row.input;
+    f.in.region = row.region;
+    f.in.palFixScreen = row.screen;
+    f.in.palFixGraphics = row.graphics;
     RunRecorder host;
-    host.answers = {false};
-    EXPECT_EQ(f.Run(host).outcome, Outcome::Declined());  // No ends silently
-    ASSERT_EQ(host.questions.size(), 1u);
-    EXPECT_FALSE(host.questions[0].defaultNo);  // Yes is the default for the ISO question
-    EXPECT_FALSE(IsDirectory(f.work / "out"));  // asked before the folder is made
-  }
-  {
-    Fixture f;
-    f.in.palFixGraphics = true;  // NTSC game with a fix
-    RunRecorder host;
-    host.answers = {true};
-    EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-    ASSERT_EQ(host.questions.size(), 1u);
-    EXPECT_TRUE(host.questions[0].defaultNo);
-    EXPECT_NE(host.questions[0].text.find("on an NTSC game"), std::string::npos);
-  }
-  {
-    Fixture f;
-    f.in.region = "PAL";  // PAL game without a fix
-    RunRecorder host;
-    host.answers = {false};
-    EXPECT_EQ(f.Run(host).outcome, Outcome::Declined());
-    ASSERT_EQ(host.questions.size(), 1u);
-    EXPECT_NE(host.questions[0].text.find("converting a PAL game"), std::string::npos);
-  }
-  for (auto [region, scr, gfx] : {std::tuple{"NTSC", false, false}, std::tuple{"PAL", true, false},
-                                  std::tuple{"PAL", false, true}, std::tuple{"", true, true}}) {
-    Fixture f;
-    f.in.region = region;
-    f.in.palFixScreen = scr;
-    f.in.palFixGraphics = gfx;
-    RunRecorder host;
-    EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-    EXPECT_TRUE(host.questions.empty()) << region << scr << gfx;
+    host.answers = {row.answer};
+    EXPECT_EQ(f.Run(host).outcome, row.expected);
+    ASSERT_EQ(host.questions.size(), row.asked.empty() ? 0u : 1u);
+    if (row.asked.empty()) continue;
+    EXPECT_EQ(host.questions[0].text.rfind(row.asked, 0), 0u) << host.questions[0].text;
+    EXPECT_EQ(host.questions[0].defaultNo, row.defaultNo);
+    // The ISO question comes before the output folder is made.
+    EXPECT_TRUE(row.asked != iso || !IsDirectory(f.work / "out"));
   }
 }
 
@@ -178,11 +171,8 @@ TEST(PlanConversion, ThePlanStandsAlone) {
   EXPECT_EQ(plan.input, f.work / "game.bin");
   EXPECT_EQ(plan.output, WithTrailingSep(f.work / "out"));
   EXPECT_TRUE(IsDirectory(f.work / "out"));
-  EXPECT_EQ(plan.title, "Game");
-  EXPECT_EQ(plan.gameId, "SLUS00594");
-  EXPECT_EQ(plan.level, 3);
-  EXPECT_FALSE(plan.confirm);
-  EXPECT_EQ(plan.settings.imgResMode, 2);
+  EXPECT_EQ(std::tuple(plan.title, plan.gameId, plan.level, plan.confirm, plan.settings.imgResMode),
+            std::tuple("Game", "SLUS00594", 3, false, 2));
   // The user's file, the "null" stand-in for an unticked slot, the shipped default.
   EXPECT_EQ(plan.assets[kSlotIcon0].path, icon);
   EXPECT_EQ(plan.assets[kSlotSnd0].path, f.prog.folder() + "null");
@@ -299,22 +289,24 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
     return Outcome::Failed("Disc 2 (" + path + "): " + why);
   };
   const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
+  const std::string notes = f.work / "notes.txt", mds = f.work / "game.mds";
+  const std::string cue = f.work / "one.cue";
+  const std::string pbp = f.work / "EBOOT.PBP", gone = f.work / "gone.bin";
+  // clang-format off
   const std::pair<std::vector<std::string>, Outcome> rows[] = {
-      {{f.work / "gone.bin"}, disc2(f.work / "gone.bin", "The input file doesn't exist!")},
+      {{gone}, disc2(gone, "The input file doesn't exist!")},
       {{two, two, two, two, two},
        Outcome::Failed("A package holds at most five discs; give no more than five.")},
-      {{f.work / "EBOOT.PBP"},
-       disc2(f.work / "EBOOT.PBP",
-             "A game on several discs is made from disc images; a package cannot be one of them.")},
-      {{f.work / "notes.txt"},
-       disc2(f.work / "notes.txt", "Doesn't appear to be a valid image file.")},
-      {{f.work / "game.mds"}, disc2(f.work / "game.mds", kMdsMessage)},
+      {{pbp}, disc2(pbp, "A game on several discs is made from disc images; a package cannot be "
+                         "one of them.")},
+      {{notes}, disc2(notes, "Doesn't appear to be a valid image file.")},
+      {{mds}, disc2(mds, kMdsMessage)},
       {{one}, disc2(one, sameDisc)},
-      {{f.work / "one.cue"}, disc2(f.work / "one.cue", sameDisc)},
-      {{two, two},
-       Outcome::Failed("Disc 3 (" + two +
-                       "): It is the same disc as disc 2: a package holds each disc once.")},
+      {{cue}, disc2(cue, sameDisc)},
+      {{two, two}, Outcome::Failed("Disc 3 (" + two + "): It is the same disc as disc 2: a package "
+                                   "holds each disc once.")},
   };
+  // clang-format on
   for (const auto& [later, expected] : rows) EXPECT_EQ(refusal(later), expected) << later[0];
   const Outcome cut = refusal({f.work / "cut.bin.ecm"});
   EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
@@ -335,18 +327,18 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
     std::optional<bool> answer;  // to the question, when one is asked
     Outcome expected;
   };
+  const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
+  const std::string refused = said + "; the game is not converted without it.";
+  // clang-format off
   const Row rows[] = {
-      {MissingDiscs::Refuse,
-       {f.work / "Tide (Disc 3).bin"},
-       false,
-       {},
-       Outcome::Failed(said + "; the game is not converted without it.")},
-      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, false, Outcome::Declined()},
-      {MissingDiscs::Ask, {f.work / "Tide (Disc 3).bin"}, false, true, Outcome::Success()},
-      {MissingDiscs::Allow, {f.work / "Tide (Disc 3).bin"}, false, {}, Outcome::Success()},
+      {MissingDiscs::Refuse, three, false, {}, Outcome::Failed(refused)},
+      {MissingDiscs::Ask, three, false, false, Outcome::Declined()},
+      {MissingDiscs::Ask, three, false, true, Outcome::Success()},
+      {MissingDiscs::Allow, three, false, {}, Outcome::Success()},
       // Disc 1 alone is a game of its own, unless it was found as one of a set.
       {MissingDiscs::Refuse, {}, false, {}, Outcome::Success()},
   };
+  // clang-format on
   for (const Row& row : rows) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";

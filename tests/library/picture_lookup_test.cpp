@@ -2,6 +2,7 @@
 // file each slot gets, and which picture stops the job.
 #include <gtest/gtest.h>
 
+#include "common/bytes.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "imaging/png_writer.h"
@@ -25,15 +26,6 @@ void Make(const TempDir& dir, const std::string& relative, const std::string& wh
     test::WriteFileText(path, what);
 }
 
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
-  const Bytes b = test::ReadFileBytes(path);
-  if (b.size() < 24) return {0, 0};
-  auto be = [&](std::size_t at) {
-    return uint32_t(b[at]) << 24 | uint32_t(b[at + 1]) << 16 | uint32_t(b[at + 2]) << 8 | b[at + 3];
-  };
-  return {be(16), be(20)};
-}
-
 const std::string kRiff = "RIFF" + std::string(28, '\0');
 
 struct Row {
@@ -47,48 +39,36 @@ struct Row {
 
 TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
   const std::string boxarts = "thumbs/Sony - PlayStation/Named_Boxarts/";
+  const std::string res = "resource folder ", thumbs = "thumbnails ";
+  // clang-format off
   const Row rows[] = {
       {"case-blind folders and names, a file beside the image, the rest default",
        {{"res/slus-00594/Icon0.PNG", "png 144x80"},
         {"res/metal gear (usa)/PIC1.png", "png 480x272"},
         {"img/Metal Gear (USA) (Disc 1).SND0.AT3", kRiff},
         {boxarts + "Metal Gear (USA) (Disc 1).png", "png 300x400"}},
-       "Metal Gear (USA) (Disc 1).bin",
-       "",
-       "",
-       {"resource folder res/slus-00594/Icon0.PNG", "default", "default",
-        "resource folder res/metal gear (usa)/PIC1.png",
-        "resource folder img/Metal Gear (USA) (Disc 1).SND0.AT3", "default"}},
+       "Metal Gear (USA) (Disc 1).bin", "", "",
+       {res + "res/slus-00594/Icon0.PNG", "default", "default",
+        res + "res/metal gear (usa)/PIC1.png", res + "img/Metal Gear (USA) (Disc 1).SND0.AT3",
+        "default"}},
       {"thumbnails under RetroArch's names, the last cut at its bracket, drawn to size",
        {{boxarts + "tom _ jerry_ fists (usa).png", "png 600x800"},
         {"thumbs/Sony - PlayStation/Named_Snaps/Tom _ Jerry_ Fists.png", "png 640x480"}},
-       "Tom & Jerry: Fists (USA).bin",
-       "",
-       "",
-       {"thumbnails " + boxarts + "tom _ jerry_ fists (usa).png", "default", "default",
-        "thumbnails thumbs/Sony - PlayStation/Named_Snaps/Tom _ Jerry_ Fists.png", "default",
+       "Tom & Jerry: Fists (USA).bin", "", "",
+       {thumbs + boxarts + "tom _ jerry_ fists (usa).png", "default", "default",
+        thumbs + "thumbs/Sony - PlayStation/Named_Snaps/Tom _ Jerry_ Fists.png", "default",
         "default"}},
       {"the user's own choice wins",
-       {{"res/SLUS00594/ICON0.png", "png 144x80"}, {"mine.png", "png 100x50"}},
-       "Game.bin",
-       "mine.png",
-       "",
-       {"chosen mine.png", "default", "default", "default", "default", "default"}},
-      {"a resource picture the slot refuses",
-       {{"res/SLUS00594/ICON0.png", "png 200x100"}},
-       "Game.bin",
-       "",
-       "res/SLUS00594/ICON0.png (from resource folder): The dimensions for ICON0.PNG are too "
-       "big - make sure the PNG file is 144x80 or less.",
-       {}},
-      {"a thumbnail that is no picture",
-       {{"thumbs/Named_Boxarts/Game.png", "not a picture"}},
-       "Game.bin",
-       "",
-       "thumbs/Named_Boxarts/Game.png (from thumbnails): The ICON0.PNG file is WAY too small to "
-       "be valid.",
-       {}},
+       {{"res/SLUS00594/ICON0.png", "png 144x80"}, {"mine.png", "png 100x50"}}, "Game.bin",
+       "mine.png", "", {"chosen mine.png", "default", "default", "default", "default", "default"}},
+      {"a resource picture the slot refuses", {{"res/SLUS00594/ICON0.png", "png 200x100"}},
+       "Game.bin", "", "res/SLUS00594/ICON0.png (from resource folder): The dimensions for "
+       "ICON0.PNG are too big - make sure the PNG file is 144x80 or less.", {}},
+      {"a thumbnail that is no picture", {{"thumbs/Named_Boxarts/Game.png", "not a picture"}},
+       "Game.bin", "", "thumbs/Named_Boxarts/Game.png (from thumbnails): The ICON0.PNG file is "
+       "WAY too small to be valid.", {}},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     test::ConversionJob job;
@@ -122,9 +102,10 @@ TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
         EXPECT_TRUE(EqualsCaseBlind(FileNameOf(slot.path), kSlots[i].assetFileName)) << slot.path;
       } else if (slot.source == SlotSource::Thumbnails) {
         // A thumbnail goes in drawn to the slot's size; other files as they are.
-        const std::pair<uint32_t, uint32_t> size =
-            i == kSlotIcon0 ? std::pair(144u, 80u) : std::pair(480u, 272u);
-        EXPECT_EQ(PngSize(slot.path), size);
+        const Bytes png = test::ReadFileBytes(slot.path);
+        ASSERT_GE(png.size(), 24u);
+        EXPECT_EQ(std::pair(LoadBe32(&png[16]), LoadBe32(&png[20])),
+                  i == kSlotIcon0 ? std::pair(144u, 80u) : std::pair(480u, 272u));
       } else {
         EXPECT_EQ(slot.path, slot.text);
       }
