@@ -12,35 +12,12 @@
 #include "support/disc_builder.h"
 #include "support/disc_sets.h"
 #include "support/temp_dir.h"
+#include "track_rows.h"
 
 namespace ebf {
 namespace {
 
 using test::TempDir;
-
-struct Expect {
-  int number;
-  TrackMode mode;
-  uint32_t start, index1, length, pregap, postgap;
-  std::string file;
-};
-
-void ExpectTracks(const DiscInfo& info, const std::vector<Expect>& want) {
-  ASSERT_EQ(info.tracks.size(), want.size());
-  for (std::size_t i = 0; i < want.size(); ++i) {
-    const DiscTrack& t = info.tracks[i];
-    const Expect& w = want[i];
-    SCOPED_TRACE(w.number);
-    EXPECT_EQ(t.number, w.number);
-    EXPECT_EQ(t.mode, w.mode);
-    EXPECT_EQ(t.start, w.start);
-    EXPECT_EQ(t.index1, w.index1);
-    EXPECT_EQ(t.length, w.length);
-    EXPECT_EQ(t.pregap, w.pregap);
-    EXPECT_EQ(t.postgap, w.postgap);
-    EXPECT_EQ(FileNameOf(t.file), w.file);
-  }
-}
 
 // Every sector in runs of an awkward size, so that reads cross extent and file boundaries.
 Bytes ReadAll(DiscImage& disc) {
@@ -67,9 +44,10 @@ TEST(DiscImage, RedumpSetJoinsItsFilesInOrder) {
   EXPECT_EQ(info.assembly, DiscAssembly::Joined);
   EXPECT_EQ(info.sheet, set.input);
   EXPECT_EQ(info.wholeFile, "");
-  ExpectTracks(info, {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "Game (USA) (Track 1).bin"},
-                      {2, TrackMode::Audio, 300, 450, 375, 0, 0, "Game (USA) (Track 2).bin"},
-                      {3, TrackMode::Audio, 675, 825, 450, 0, 0, "Game (USA) (Track 3).bin"}});
+  EXPECT_EQ(test::TrackRows(info),
+            (test::Rows{"1 MODE2/2352 0 0 300 0 0 Game (USA) (Track 1).bin",
+                        "2 AUDIO 300 450 375 0 0 Game (USA) (Track 2).bin",
+                        "3 AUDIO 675 825 450 0 0 Game (USA) (Track 3).bin"}));
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
   EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
 
@@ -88,9 +66,9 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   EXPECT_EQ(r.disc->info().sectorCount, 1200u);
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
   // Each track starts with the zeros its PREGAP inserts, after the POSTGAP before it.
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 375, 0, 75, "gap.bin"},
-                                {2, TrackMode::Audio, 375, 525, 375, 150, 0, "gap.bin"},
-                                {3, TrackMode::Audio, 750, 900, 450, 150, 0, "gap.bin"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()),
+            (test::Rows{"1 MODE2/2352 0 0 375 0 75 gap.bin", "2 AUDIO 375 525 375 150 0 gap.bin",
+                        "3 AUDIO 750 900 450 150 0 gap.bin"}));
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
 
   // A POSTGAP on the last track comes after all data; a PREGAP on track 1 inserts nothing,
@@ -101,7 +79,7 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   r = OpenDiscImage(dir / "end.cue");
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().sectorCount, 835u);
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 835, 0, 10, "gap.bin"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 835 0 10 gap.bin"}));
   Bytes tail(10 * 2352, 1);
   EXPECT_EQ(r.disc->Read(825, 10, tail), "");
   EXPECT_EQ(tail, Bytes(10 * 2352, 0));
@@ -114,9 +92,9 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
   EXPECT_EQ(r.disc->info().wholeFile, dir / "One File.bin");
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "One File.bin"},
-                                {2, TrackMode::Audio, 300, 450, 375, 0, 0, "One File.bin"},
-                                {3, TrackMode::Audio, 675, 825, 450, 0, 0, "One File.bin"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 300 0 0 One File.bin",
+                                                         "2 AUDIO 300 450 375 0 0 One File.bin",
+                                                         "3 AUDIO 675 825 450 0 0 One File.bin"}));
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
 
   // An ISO named by a one-file sheet of 2,048-byte sectors: the sheet's TOC would count
@@ -142,20 +120,20 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
 TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
   TempDir dir;
   // The tracks start at INDEX 0 of their CCD track section, or the MDS pregap before INDEX 1.
-  const std::vector<Expect> indexed = {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "game.img"},
-                                       {2, TrackMode::Audio, 300, 450, 375, 0, 0, "game.img"},
-                                       {3, TrackMode::Audio, 675, 825, 450, 0, 0, "game.img"}};
+  const test::Rows indexed = {"1 MODE2/2352 0 0 300 0 0 game.img",
+                              "2 AUDIO 300 450 375 0 0 game.img",
+                              "3 AUDIO 675 825 450 0 0 game.img"};
   const test::DiscSet ccd = test::WriteCloneCdSet(dir.path());
   DiscOpenResult r = OpenDiscImage(ccd.input);  // GAME.CCD beside game.img, found case-blind
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(FileNameOf(r.disc->info().sheet), "GAME.CCD");
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
-  ExpectTracks(r.disc->info(), indexed);
+  EXPECT_EQ(test::TrackRows(r.disc->info()), indexed);
   EXPECT_TRUE(ReadAll(*r.disc) == ccd.disc);
   EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
 
-  std::vector<Expect> mdf = indexed;
-  for (Expect& e : mdf) e.file = "game.mdf";
+  test::Rows mdf = indexed;
+  for (std::string& row : mdf) row = ReplaceAll(row, "game.img", "game.mdf");
   for (uint32_t size : {2352u, 2448u}) {
     for (bool atPregap : {false, true}) {
       SCOPED_TRACE(testing::Message() << size << (atPregap ? " offsets at the pregap" : ""));
@@ -165,7 +143,7 @@ TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
       ASSERT_TRUE(r.disc) << r.message;
       EXPECT_EQ(r.disc->info().assembly,
                 size == 2352 ? DiscAssembly::File : DiscAssembly::StripSubchannel);
-      ExpectTracks(r.disc->info(), mdf);
+      EXPECT_EQ(test::TrackRows(r.disc->info()), mdf);
       EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
       EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
     }
@@ -176,7 +154,7 @@ TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
   r = OpenDiscImage(plain.input);
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().sheet, "");
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 1125, 0, 0, "game.mdf"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 1125 0 0 game.mdf"}));
 }
 
 TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {

@@ -316,7 +316,8 @@ TEST(DropClassification, ExtensionsDecide) {
     WriteFileText(dir / name, "x");
     return dir / name;
   };
-  for (const char* name : {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf"}) {
+  for (const char* name :
+       {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
     DropDecision d = ClassifyDrop({make(name)});
     EXPECT_EQ(d.action, DropAction::Accept) << name;
     EXPECT_EQ(d.path, dir / name);
