@@ -5,6 +5,7 @@
 
 #include <array>
 #include <filesystem>
+#include <tuple>
 
 #include "common/bytes.h"
 #include "disc/chd/chd_cd_image.h"
@@ -295,20 +296,15 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
   ASSERT_TRUE(chd::ParseTrackText(
       "TRACK:2 TYPE:AUDIO SUBTYPE:NONE FRAMES:370 PREGAP:150 PGTYPE:VAUDIO PGSUB:NONE POSTGAP:0",
       t));
-  EXPECT_EQ(t.number, 2);
-  EXPECT_TRUE(t.Audio());
-  EXPECT_EQ(t.frames, 370u);
-  EXPECT_EQ(t.pregap, 150u);
-  EXPECT_TRUE(t.pregapStored);
+  EXPECT_EQ(std::make_tuple(t.number, t.Audio(), t.frames, t.pregap, t.pregapStored),
+            std::make_tuple(2, true, 370u, 150u, true));
   // The text ends at its NUL; what follows is ignored.
   const char withNul[] =
       "TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 PGTYPE:MODE2_RAW PGSUB:RW "
       "POSTGAP:150\0junk";
   ASSERT_TRUE(chd::ParseTrackText(std::string(withNul, sizeof withNul - 1), t));
-  EXPECT_EQ(t.type, "MODE2_RAW");
-  EXPECT_EQ(t.subtype, "RW");
-  EXPECT_FALSE(t.pregapStored);
-  EXPECT_EQ(t.postgap, 150u);
+  EXPECT_EQ(std::tie(t.type, t.subtype, t.pregapStored, t.postgap),
+            std::make_tuple("MODE2_RAW", "RW", false, 150u));
   // The older form has no gaps; the GD-ROM form has a PAD.
   ASSERT_TRUE(chd::ParseTrackText("TRACK:1 TYPE:MODE1_RAW SUBTYPE:NONE FRAMES:1000", t));
   EXPECT_EQ(t.pregap, 0u);
@@ -333,10 +329,8 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
   std::vector<chd::ChdTrack> tracks;
   ASSERT_EQ(chd::ParseCdTracks({chcd}, tracks), "");
   ASSERT_EQ(tracks.size(), 2u);
-  EXPECT_EQ(tracks[0].type, "MODE2_RAW");
-  EXPECT_EQ(tracks[0].frames, 300u);
-  EXPECT_EQ(tracks[1].type, "AUDIO");
-  EXPECT_EQ(tracks[1].frames, 50u);
+  EXPECT_EQ(std::tie(tracks[0].type, tracks[0].frames, tracks[1].type, tracks[1].frames),
+            std::make_tuple("MODE2_RAW", 300u, "AUDIO", 50u));
   chd::MetadataEntry gap;
   gap.tag = chd::kTagCht2;
   const std::string text = "TRACK:3 TYPE:AUDIO SUBTYPE:NONE FRAMES:10";

@@ -2,6 +2,8 @@
 // describes and reads back, sector for sector, the disc its files stand for.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/ccd_sheet.h"
@@ -268,21 +270,13 @@ TEST(MdsSheet, EveryTruncatedDescriptorIsRefusedWithinItsBytes) {
   MdsParse p = ParseMdsSheet(mds, "m.mds");
   ASSERT_EQ(p.sheet.sessions.size(), 1u);
   const MdsSession& s = p.sheet.sessions[0];
-  EXPECT_EQ(s.start, -150);
-  EXPECT_EQ(s.lastTrack, 3);
+  EXPECT_EQ(std::tie(s.start, s.lastTrack), std::make_tuple(-150, 3));
   ASSERT_EQ(s.blocks.size(), 6u);
-  EXPECT_EQ(s.blocks[0].point, 0xA0);
-  EXPECT_FALSE(s.blocks[0].hasExtra);
+  EXPECT_EQ(std::tie(s.blocks[0].point, s.blocks[0].hasExtra), std::make_tuple(0xA0, false));
   const MdsTrackBlock& t2 = s.blocks[4];
-  EXPECT_EQ(t2.point, 2);
-  EXPECT_EQ(t2.mode, 0xA9);
-  EXPECT_EQ(t2.subchannel, 0x08);
-  EXPECT_EQ(t2.sectorSize, 2448);
-  EXPECT_EQ(t2.startSector, 450u);
-  EXPECT_EQ(t2.startOffset, 450u * 2448);
-  EXPECT_TRUE(t2.hasExtra);
-  EXPECT_EQ(t2.pregap, 150u);
-  EXPECT_EQ(t2.length, 225u);
+  EXPECT_EQ(std::tie(t2.point, t2.mode, t2.subchannel, t2.sectorSize, t2.startSector,
+                     t2.startOffset, t2.hasExtra, t2.pregap, t2.length),
+            std::make_tuple(2, 0xA9, 0x08, 2448, 450, 450 * 2448, true, 150, 225));
 }
 
 TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
@@ -293,12 +287,10 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
       "x.ccd");
   ASSERT_EQ(p.error, "");
   ASSERT_EQ(p.sheet.entries.size(), 2u);
-  EXPECT_EQ(p.sheet.entries[0].point, 0xA0);
-  EXPECT_EQ(p.sheet.entries[0].control, 4);
-  EXPECT_EQ(p.sheet.entries[0].plba, -150);
-  EXPECT_EQ(p.sheet.entries[1].point, 1);
-  EXPECT_EQ(p.sheet.entries[1].control, -1);
-  EXPECT_EQ(p.sheet.entries[1].plba, 16);
+  const CcdEntry& e0 = p.sheet.entries[0];
+  const CcdEntry& e1 = p.sheet.entries[1];
+  EXPECT_EQ(std::tie(e0.point, e0.control, e0.plba, e1.point, e1.control, e1.plba),
+            std::make_tuple(0xA0, 4, -150, 1, -1, 16));
   ASSERT_EQ(p.sheet.tracks.size(), 1u);
   EXPECT_EQ(p.sheet.tracks[0].mode, 2);
   EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
