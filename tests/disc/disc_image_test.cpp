@@ -36,28 +36,60 @@ std::string GameIdOf(DiscImage& disc) {
   return DetectGameId(*DiscBytes(disc));
 }
 
-TEST(DiscImage, RedumpSetJoinsItsFilesInOrder) {
+// The Redump set, the one-file sheet, the CloneCD set and the Alcohol sets (sectors of 2,352
+// or 2,448 bytes, offsets at INDEX 01 or at the pregap) are one disc: the tracks start at
+// the first INDEX of their file or CCD track section, or at the MDS pregap before INDEX 01.
+TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
   TempDir dir;
-  const test::DiscSet set = test::WriteRedumpSet(dir.path());
-  DiscOpenResult r = OpenDiscImage(set.input);
+  // `file` holds the sectors of every track ("#" for the track's number).
+  const struct Layout {
+    test::DiscSet set;
+    DiscAssembly assembly;
+    std::string sheet, wholeFile, file;
+  } layouts[] = {
+      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "",
+       "Game (USA) (Track #).bin"},
+      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue",
+       "One File.bin", "One File.bin"},
+      // GAME.CCD beside game.img, found case-blind.
+      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img",
+       "game.img"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS",
+       "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS",
+       "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel,
+       "Game.MDS", "", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel,
+       "Game.MDS", "", "game.mdf"},
+  };
+  for (const Layout& l : layouts) {
+    SCOPED_TRACE(l.set.input);
+    DiscOpenResult r = OpenDiscImage(l.set.input);
+    ASSERT_TRUE(r.disc) << r.message;
+    const DiscInfo& info = r.disc->info();
+    EXPECT_EQ(info.sectorCount, 1125u);
+    EXPECT_EQ(info.assembly, l.assembly);
+    EXPECT_EQ(FileNameOf(info.sheet), l.sheet);
+    EXPECT_EQ(FileNameOf(info.wholeFile), l.wholeFile);
+    EXPECT_EQ(test::TrackRows(info),
+              (test::Rows{"1 MODE2/2352 0 0 300 0 0 " + ReplaceAll(l.file, "#", "1"),
+                          "2 AUDIO 300 450 375 0 0 " + ReplaceAll(l.file, "#", "2"),
+                          "3 AUDIO 675 825 450 0 0 " + ReplaceAll(l.file, "#", "3")}));
+    EXPECT_TRUE(ReadAll(*r.disc) == l.set.disc);
+    EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+    // Reads past the end are refused, an empty read is fine.
+    Bytes one(2352), two(4704);
+    EXPECT_NE(r.disc->Read(1125, 1, one), "");
+    EXPECT_NE(r.disc->Read(1124, 2, two), "");
+    EXPECT_EQ(r.disc->Read(1125, 0, one), "");
+  }
+  // Without its sheet an image is a plain image of one track.
+  DeleteFileIfExists(dir / "sub/Game.MDS");
+  DiscOpenResult r = OpenDiscImage(dir / "sub/game.mdf");
   ASSERT_TRUE(r.disc) << r.message;
-  const DiscInfo& info = r.disc->info();
-  EXPECT_EQ(info.sectorCount, 1125u);
-  EXPECT_EQ(info.assembly, DiscAssembly::Joined);
-  EXPECT_EQ(info.sheet, set.input);
-  EXPECT_EQ(info.wholeFile, "");
-  EXPECT_EQ(test::TrackRows(info),
-            (test::Rows{"1 MODE2/2352 0 0 300 0 0 Game (USA) (Track 1).bin",
-                        "2 AUDIO 300 450 375 0 0 Game (USA) (Track 2).bin",
-                        "3 AUDIO 675 825 450 0 0 Game (USA) (Track 3).bin"}));
-  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-
-  // Reads past the end are refused, an empty read is fine.
-  Bytes one(2352), two(4704);
-  EXPECT_NE(r.disc->Read(1125, 1, one), "");
-  EXPECT_NE(r.disc->Read(1124, 2, two), "");
-  EXPECT_EQ(r.disc->Read(1125, 0, one), "");
+  EXPECT_EQ(r.disc->info().sheet, "");
+  EXPECT_EQ(test::TrackRows(r.disc->info()), test::Rows{"1 MODE2/2352 0 0 1125 0 0 game.mdf"});
 }
 
 TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
@@ -87,18 +119,9 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   EXPECT_EQ(tail, Bytes(10 * 2352, 0));
 }
 
-TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
+TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
   TempDir dir;
-  const test::DiscSet set = test::WriteOneFileSheet(dir.path());
-  DiscOpenResult r = OpenDiscImage(set.input);
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
-  EXPECT_EQ(r.disc->info().wholeFile, dir / "One File.bin");
-  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 300 0 0 One File.bin",
-                                                         "2 AUDIO 300 450 375 0 0 One File.bin",
-                                                         "3 AUDIO 675 825 450 0 0 One File.bin"}));
-  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-
+  DiscOpenResult r;
   // An ISO named by a one-file sheet of 2,048-byte sectors: the sheet's TOC would count
   // the ISO in 2,352-byte sectors, so the sheet is refused and the ISO itself is offered;
   // dropped on its own, the ISO is padded to raw sectors.
@@ -117,46 +140,6 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
   EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);
   EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
-}
-
-TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
-  TempDir dir;
-  // The tracks start at INDEX 0 of their CCD track section, or the MDS pregap before INDEX 1.
-  const test::Rows indexed = {"1 MODE2/2352 0 0 300 0 0 game.img",
-                              "2 AUDIO 300 450 375 0 0 game.img",
-                              "3 AUDIO 675 825 450 0 0 game.img"};
-  const test::DiscSet ccd = test::WriteCloneCdSet(dir.path());
-  DiscOpenResult r = OpenDiscImage(ccd.input);  // GAME.CCD beside game.img, found case-blind
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(FileNameOf(r.disc->info().sheet), "GAME.CCD");
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
-  EXPECT_EQ(test::TrackRows(r.disc->info()), indexed);
-  EXPECT_TRUE(ReadAll(*r.disc) == ccd.disc);
-  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-
-  test::Rows mdf = indexed;
-  for (std::string& row : mdf) row = ReplaceAll(row, "game.img", "game.mdf");
-  for (uint32_t size : {2352u, 2448u}) {
-    for (bool atPregap : {false, true}) {
-      SCOPED_TRACE(testing::Message() << size << (atPregap ? " offsets at the pregap" : ""));
-      TempDir d;
-      const test::DiscSet set = test::WriteAlcoholSet(d.path(), size, atPregap);
-      r = OpenDiscImage(set.input);
-      ASSERT_TRUE(r.disc) << r.message;
-      EXPECT_EQ(r.disc->info().assembly,
-                size == 2352 ? DiscAssembly::File : DiscAssembly::StripSubchannel);
-      EXPECT_EQ(test::TrackRows(r.disc->info()), mdf);
-      EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-      EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-    }
-  }
-  // Without its sheet the image is a plain image of one track.
-  test::DiscSet plain = test::WriteAlcoholSet(dir.MakeDir("plain"), 2448, false);
-  DeleteFileIfExists(dir / "plain/Game.MDS");
-  r = OpenDiscImage(plain.input);
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().sheet, "");
-  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 1125 0 0 game.mdf"}));
 }
 
 TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {

@@ -439,10 +439,6 @@ def disc_sheet_cases():
 
 # ---- CHD, version 5, uncompressed (every integer big-endian) ----------------------------
 
-def be16(v):
-    return struct.pack(">H", v & 0xFFFF)
-
-
 def be32(v):
     return struct.pack(">I", v & 0xFFFFFFFF)
 
