@@ -121,7 +121,6 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
 
 TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
   TempDir dir;
-  DiscOpenResult r;
   // An ISO named by a one-file sheet of 2,048-byte sectors: the sheet's TOC would count
   // the ISO in 2,352-byte sectors, so the sheet is refused and the ISO itself is offered;
   // dropped on its own, the ISO is padded to raw sectors.
@@ -129,7 +128,7 @@ TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
   test::WriteFileBytes(dir / "iso.iso", iso);
   test::WriteFileText(dir / "iso.cue",
                       "FILE \"iso.iso\" BINARY\nTRACK 01 MODE1/2048\nINDEX 01 00:00:00\n");
-  r = OpenDiscImage(dir / "iso.cue");
+  DiscOpenResult r = OpenDiscImage(dir / "iso.cue");
   EXPECT_FALSE(r.disc);
   EXPECT_EQ(r.message,
             "Track 01 of iso.cue is MODE1/2048, which cannot be converted: the converter takes "
