@@ -18,8 +18,6 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
   WriteFileBytes(bin, BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw));
   WriteFileText(dir / "Metal.cue",
                 "FILE \"METAL.BIN\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
-  const std::string lone = dir / "Lone.iso";  // no sheet beside it, so no question
-  WriteFileBytes(lone, BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Plain2048));
   WriteFileBytes(dir / "junk.iso", NoiseBytes(50000, 1));
   WriteFileText(dir / "bad.cue", "FILE \"NOPE.BIN\" BINARY\n");
   WriteFileText(dir / "test.ini", "DefaultOutDirOpt=3\r\n");
@@ -45,9 +43,9 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
        0,
        {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
       {{"lookup", "NONE00000"}, 1, {}},
-      {{"resolve", lone, "--ini", dir / "test.ini"},
+      {{"resolve", bin, "--ini", dir / "test.ini"},
        0,
-       {"input = " + lone + "\n", "game ID = SLUS00594\n",
+       {"input = " + bin + "\n", "game ID = SLUS00594\n",
         "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
       {{"resolve", bin, "--yes", "--ini", dir / "test.ini"},
        0,
