@@ -226,9 +226,15 @@ TEST(ChdReader, ZstdCodecsRawAndSelfHunksFromTheTestsOwnWriter) {
   Bytes sectors(40 * 2352);
   EXPECT_EQ(bad.ReadSectors(0, 32, sectors), "");
   EXPECT_EQ(bad.ReadSectors(0, 40, sectors), "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
+  // The same, found by a worker decoding ahead.
+  chd::ChdCdImage ahead;
+  ASSERT_EQ(ahead.Open(dir / "Bad.chd"), "");
+  ahead.file().StartReadAhead(3);
+  ReadDisc(ahead, &error);
+  EXPECT_EQ(error, "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
 }
 
-TEST(ChdReader, HunksDecodedAheadGiveTheSameDiscAndTheSameMessages) {
+TEST(ChdReader, HunksDecodedAheadGiveTheSameDisc) {
   test::TempDir dir;
   test::CdSet set = test::WriteMixedSet(dir.path());
   // One frame a hunk: the padding after tracks 2 and 3 fills hunks no sector lies in.
@@ -257,18 +263,6 @@ TEST(ChdReader, HunksDecodedAheadGiveTheSameDiscAndTheSameMessages) {
   std::string error;
   EXPECT_TRUE(ReadDisc(image, &error) == set.disc);
   EXPECT_EQ(image.VerifyWholeImage(), "");
-
-  // A hunk that fails its CRC, found by a worker.
-  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
-  test::RecompressOptions options;
-  options.wrongCrcHunk = 7;
-  test::WriteFileBytes(dir / "Bad.chd",
-                       test::RecompressChd(test::ReadFileBytes(dir / "plain.chd"), options));
-  chd::ChdCdImage bad;
-  ASSERT_EQ(bad.Open(dir / "Bad.chd"), "");
-  bad.file().StartReadAhead(3);
-  ReadDisc(bad, &error);
-  EXPECT_EQ(error, "\"Bad.chd\" is damaged: hunk 7 fails its checksum.");
 }
 
 TEST(ChdReader, CookedMode1TrackGetsItsRawSectorsBack) {
