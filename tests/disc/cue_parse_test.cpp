@@ -8,21 +8,29 @@
 namespace ebf {
 namespace {
 
+// A read sheet, one line a FILE ("name TYPE") and a TRACK ("number MODE pregap postgap",
+// then "INDEX@file:frames" for each index).
+std::vector<std::string> Lines(const CueSheet& sheet) {
+  std::vector<std::string> lines;
+  for (const CueFile& f : sheet.files) lines.push_back(f.name + " " + f.type);
+  for (const CueTrack& t : sheet.tracks) {
+    std::string line = std::to_string(t.number) + " " + t.mode + " " + std::to_string(t.pregap) +
+                       " " + std::to_string(t.postgap);
+    for (const CueIndex& i : t.indexes)
+      line += " " + std::to_string(i.number) + "@" + std::to_string(i.file) + ":" +
+              std::to_string(i.frames);
+    lines.push_back(line);
+  }
+  return lines;
+}
+
 TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
   CueParse p = ParseCueSheet(test::RedumpSheet({"a (Track 1).bin", "b.bin", "c.bin"}), "s.cue");
   ASSERT_EQ(p.error, "");
-  ASSERT_EQ(p.sheet.files.size(), 3u);
-  EXPECT_EQ(p.sheet.files[0].name, "a (Track 1).bin");
-  EXPECT_EQ(p.sheet.files[0].type, "BINARY");
-  ASSERT_EQ(p.sheet.tracks.size(), 3u);
-  EXPECT_EQ(p.sheet.tracks[0].mode, "MODE2/2352");
-  EXPECT_EQ(p.sheet.tracks[2].mode, "AUDIO");
-  ASSERT_EQ(p.sheet.tracks[2].indexes.size(), 2u);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[0].number, 0);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[0].file, 2u);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[0].frames, 0u);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[1].number, 1);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[1].frames, 150u);
+  EXPECT_EQ(Lines(p.sheet),
+            (std::vector<std::string>{"a (Track 1).bin BINARY", "b.bin BINARY", "c.bin BINARY",
+                                      "1 MODE2/2352 0 0 1@0:0", "2 AUDIO 0 0 0@1:0 1@1:150",
+                                      "3 AUDIO 0 0 0@2:0 1@2:150"}));
 
   // Unquoted names, no type, the other commands, a byte order mark, tabs, a track whose
   // INDEX 01 lies in the next file, minutes past 99.
@@ -34,18 +42,9 @@ TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
       "  TRACK 03 AUDIO\n  INDEX 01 100:59:74\n",
       "t.cue");
   ASSERT_EQ(p.error, "");
-  EXPECT_EQ(p.sheet.files[0].name, "one.bin");
-  EXPECT_EQ(p.sheet.files[0].type, "BINARY");
-  EXPECT_EQ(p.sheet.files[1].type, "MOTOROLA");
-  const CueTrack& t2 = p.sheet.tracks[1];
-  EXPECT_EQ(t2.pregap, 150u);
-  EXPECT_EQ(t2.postgap, 74u);
-  ASSERT_EQ(t2.indexes.size(), 2u);
-  EXPECT_EQ(t2.indexes[0].file, 0u);
-  EXPECT_EQ(t2.indexes[0].frames, 4500u);
-  EXPECT_EQ(t2.indexes[1].file, 1u);
-  EXPECT_EQ(t2.indexes[1].frames, 10u);
-  EXPECT_EQ(p.sheet.tracks[2].indexes[0].frames, (100u * 60 + 59) * 75 + 74);
+  EXPECT_EQ(Lines(p.sheet), (std::vector<std::string>{
+                                "one.bin BINARY", "two.bin MOTOROLA", "1 MODE1/2352 0 0 1@0:0",
+                                "2 AUDIO 150 74 0@0:4500 1@1:10", "3 AUDIO 0 0 1@1:454499"}));
 }
 
 TEST(CueParse, RefusesSheetsWhoseTracksCannotBePlaced) {
@@ -104,11 +103,8 @@ TEST(CueParse, OneFileReadingPassesOverOnlyWhatTheFirstReadingPassedOver) {
       "FLAGS\nINDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 00 00:10:00\nINDEX 01 00:12:00\n";
   CueParse p = ParseCueSheet(noisy, "s.cue", CueReading::OneFile);
   ASSERT_EQ(p.error, "");
-  ASSERT_EQ(p.sheet.tracks.size(), 2u);
-  ASSERT_EQ(p.sheet.tracks[0].indexes.size(), 1u);
-  EXPECT_EQ(p.sheet.tracks[0].indexes[0].frames, 0u);
-  ASSERT_EQ(p.sheet.tracks[1].indexes.size(), 2u);
-  EXPECT_EQ(p.sheet.tracks[1].indexes[1].frames, 900u);
+  EXPECT_EQ(Lines(p.sheet), (std::vector<std::string>{"a.bin BINARY", "1 MODE2/2352 0 0 1@0:0",
+                                                      "2 AUDIO 0 0 0@0:750 1@0:900"}));
   EXPECT_EQ(ParseCueSheet(noisy, "s.cue").error,
             "s.cue, line 1: INDEX comes before any TRACK line.");
 

@@ -2,6 +2,8 @@
 // describes and reads back, sector for sector, the disc its files stand for.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/ccd_sheet.h"
@@ -12,35 +14,12 @@
 #include "support/disc_builder.h"
 #include "support/disc_sets.h"
 #include "support/temp_dir.h"
+#include "track_rows.h"
 
 namespace ebf {
 namespace {
 
 using test::TempDir;
-
-struct Expect {
-  int number;
-  TrackMode mode;
-  uint32_t start, index1, length, pregap, postgap;
-  std::string file;
-};
-
-void ExpectTracks(const DiscInfo& info, const std::vector<Expect>& want) {
-  ASSERT_EQ(info.tracks.size(), want.size());
-  for (std::size_t i = 0; i < want.size(); ++i) {
-    const DiscTrack& t = info.tracks[i];
-    const Expect& w = want[i];
-    SCOPED_TRACE(w.number);
-    EXPECT_EQ(t.number, w.number);
-    EXPECT_EQ(t.mode, w.mode);
-    EXPECT_EQ(t.start, w.start);
-    EXPECT_EQ(t.index1, w.index1);
-    EXPECT_EQ(t.length, w.length);
-    EXPECT_EQ(t.pregap, w.pregap);
-    EXPECT_EQ(t.postgap, w.postgap);
-    EXPECT_EQ(FileNameOf(t.file), w.file);
-  }
-}
 
 // Every sector in runs of an awkward size, so that reads cross extent and file boundaries.
 Bytes ReadAll(DiscImage& disc) {
@@ -57,27 +36,60 @@ std::string GameIdOf(DiscImage& disc) {
   return DetectGameId(*DiscBytes(disc));
 }
 
-TEST(DiscImage, RedumpSetJoinsItsFilesInOrder) {
+// The Redump set, the one-file sheet, the CloneCD set and the Alcohol sets (sectors of 2,352
+// or 2,448 bytes, offsets at INDEX 01 or at the pregap) are one disc: the tracks start at
+// the first INDEX of their file or CCD track section, or at the MDS pregap before INDEX 01.
+TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
   TempDir dir;
-  const test::DiscSet set = test::WriteRedumpSet(dir.path());
-  DiscOpenResult r = OpenDiscImage(set.input);
+  // `file` holds the sectors of every track ("#" for the track's number).
+  const struct Layout {
+    test::DiscSet set;
+    DiscAssembly assembly;
+    std::string sheet, wholeFile, file;
+  } layouts[] = {
+      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "",
+       "Game (USA) (Track #).bin"},
+      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue",
+       "One File.bin", "One File.bin"},
+      // GAME.CCD beside game.img, found case-blind.
+      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img",
+       "game.img"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS",
+       "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS",
+       "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel,
+       "Game.MDS", "", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel,
+       "Game.MDS", "", "game.mdf"},
+  };
+  for (const Layout& l : layouts) {
+    SCOPED_TRACE(l.set.input);
+    DiscOpenResult r = OpenDiscImage(l.set.input);
+    ASSERT_TRUE(r.disc) << r.message;
+    const DiscInfo& info = r.disc->info();
+    EXPECT_EQ(info.sectorCount, 1125u);
+    EXPECT_EQ(info.assembly, l.assembly);
+    EXPECT_EQ(FileNameOf(info.sheet), l.sheet);
+    EXPECT_EQ(FileNameOf(info.wholeFile), l.wholeFile);
+    EXPECT_EQ(test::TrackRows(info),
+              (test::Rows{"1 MODE2/2352 0 0 300 0 0 " + ReplaceAll(l.file, "#", "1"),
+                          "2 AUDIO 300 450 375 0 0 " + ReplaceAll(l.file, "#", "2"),
+                          "3 AUDIO 675 825 450 0 0 " + ReplaceAll(l.file, "#", "3")}));
+    EXPECT_TRUE(ReadAll(*r.disc) == l.set.disc);
+    EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+    // Reads past the end are refused, an empty read is fine.
+    Bytes one(2352), two(4704);
+    EXPECT_NE(r.disc->Read(1125, 1, one), "");
+    EXPECT_NE(r.disc->Read(1124, 2, two), "");
+    EXPECT_EQ(r.disc->Read(1125, 0, one), "");
+  }
+  // Without its sheet an image is a plain image of one track.
+  DeleteFileIfExists(dir / "sub/Game.MDS");
+  DiscOpenResult r = OpenDiscImage(dir / "sub/game.mdf");
   ASSERT_TRUE(r.disc) << r.message;
-  const DiscInfo& info = r.disc->info();
-  EXPECT_EQ(info.sectorCount, 1125u);
-  EXPECT_EQ(info.assembly, DiscAssembly::Joined);
-  EXPECT_EQ(info.sheet, set.input);
-  EXPECT_EQ(info.wholeFile, "");
-  ExpectTracks(info, {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "Game (USA) (Track 1).bin"},
-                      {2, TrackMode::Audio, 300, 450, 375, 0, 0, "Game (USA) (Track 2).bin"},
-                      {3, TrackMode::Audio, 675, 825, 450, 0, 0, "Game (USA) (Track 3).bin"}});
-  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-
-  // Reads past the end are refused, an empty read is fine.
-  Bytes one(2352), two(4704);
-  EXPECT_NE(r.disc->Read(1125, 1, one), "");
-  EXPECT_NE(r.disc->Read(1124, 2, two), "");
-  EXPECT_EQ(r.disc->Read(1125, 0, one), "");
+  EXPECT_EQ(r.disc->info().sheet, "");
+  EXPECT_EQ(test::TrackRows(r.disc->info()), test::Rows{"1 MODE2/2352 0 0 1125 0 0 game.mdf"});
 }
 
 TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
@@ -88,9 +100,9 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   EXPECT_EQ(r.disc->info().sectorCount, 1200u);
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
   // Each track starts with the zeros its PREGAP inserts, after the POSTGAP before it.
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 375, 0, 75, "gap.bin"},
-                                {2, TrackMode::Audio, 375, 525, 375, 150, 0, "gap.bin"},
-                                {3, TrackMode::Audio, 750, 900, 450, 150, 0, "gap.bin"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()),
+            (test::Rows{"1 MODE2/2352 0 0 375 0 75 gap.bin", "2 AUDIO 375 525 375 150 0 gap.bin",
+                        "3 AUDIO 750 900 450 150 0 gap.bin"}));
   EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
 
   // A POSTGAP on the last track comes after all data; a PREGAP on track 1 inserts nothing,
@@ -101,24 +113,14 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   r = OpenDiscImage(dir / "end.cue");
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().sectorCount, 835u);
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 835, 0, 10, "gap.bin"}});
+  EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 835 0 10 gap.bin"}));
   Bytes tail(10 * 2352, 1);
   EXPECT_EQ(r.disc->Read(825, 10, tail), "");
   EXPECT_EQ(tail, Bytes(10 * 2352, 0));
 }
 
-TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
+TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
   TempDir dir;
-  const test::DiscSet set = test::WriteOneFileSheet(dir.path());
-  DiscOpenResult r = OpenDiscImage(set.input);
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
-  EXPECT_EQ(r.disc->info().wholeFile, dir / "One File.bin");
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "One File.bin"},
-                                {2, TrackMode::Audio, 300, 450, 375, 0, 0, "One File.bin"},
-                                {3, TrackMode::Audio, 675, 825, 450, 0, 0, "One File.bin"}});
-  EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-
   // An ISO named by a one-file sheet of 2,048-byte sectors: the sheet's TOC would count
   // the ISO in 2,352-byte sectors, so the sheet is refused and the ISO itself is offered;
   // dropped on its own, the ISO is padded to raw sectors.
@@ -126,7 +128,7 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
   test::WriteFileBytes(dir / "iso.iso", iso);
   test::WriteFileText(dir / "iso.cue",
                       "FILE \"iso.iso\" BINARY\nTRACK 01 MODE1/2048\nINDEX 01 00:00:00\n");
-  r = OpenDiscImage(dir / "iso.cue");
+  DiscOpenResult r = OpenDiscImage(dir / "iso.cue");
   EXPECT_FALSE(r.disc);
   EXPECT_EQ(r.message,
             "Track 01 of iso.cue is MODE1/2048, which cannot be converted: the converter takes "
@@ -137,46 +139,6 @@ TEST(DiscImage, OneFileSheetIsItsFileWithTheSheetsTracks) {
   EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
   EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);
   EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
-}
-
-TEST(DiscImage, CloneCdAndAlcoholSheetsGiveTheTracksOfTheirImage) {
-  TempDir dir;
-  // The tracks start at INDEX 0 of their CCD track section, or the MDS pregap before INDEX 1.
-  const std::vector<Expect> indexed = {{1, TrackMode::Mode2, 0, 0, 300, 0, 0, "game.img"},
-                                       {2, TrackMode::Audio, 300, 450, 375, 0, 0, "game.img"},
-                                       {3, TrackMode::Audio, 675, 825, 450, 0, 0, "game.img"}};
-  const test::DiscSet ccd = test::WriteCloneCdSet(dir.path());
-  DiscOpenResult r = OpenDiscImage(ccd.input);  // GAME.CCD beside game.img, found case-blind
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(FileNameOf(r.disc->info().sheet), "GAME.CCD");
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::File);
-  ExpectTracks(r.disc->info(), indexed);
-  EXPECT_TRUE(ReadAll(*r.disc) == ccd.disc);
-  EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-
-  std::vector<Expect> mdf = indexed;
-  for (Expect& e : mdf) e.file = "game.mdf";
-  for (uint32_t size : {2352u, 2448u}) {
-    for (bool atPregap : {false, true}) {
-      SCOPED_TRACE(testing::Message() << size << (atPregap ? " offsets at the pregap" : ""));
-      TempDir d;
-      const test::DiscSet set = test::WriteAlcoholSet(d.path(), size, atPregap);
-      r = OpenDiscImage(set.input);
-      ASSERT_TRUE(r.disc) << r.message;
-      EXPECT_EQ(r.disc->info().assembly,
-                size == 2352 ? DiscAssembly::File : DiscAssembly::StripSubchannel);
-      ExpectTracks(r.disc->info(), mdf);
-      EXPECT_TRUE(ReadAll(*r.disc) == set.disc);
-      EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
-    }
-  }
-  // Without its sheet the image is a plain image of one track.
-  test::DiscSet plain = test::WriteAlcoholSet(dir.MakeDir("plain"), 2448, false);
-  DeleteFileIfExists(dir / "plain/Game.MDS");
-  r = OpenDiscImage(plain.input);
-  ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().sheet, "");
-  ExpectTracks(r.disc->info(), {{1, TrackMode::Mode2, 0, 0, 1125, 0, 0, "game.mdf"}});
 }
 
 TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
@@ -290,21 +252,13 @@ TEST(MdsSheet, EveryTruncatedDescriptorIsRefusedWithinItsBytes) {
   MdsParse p = ParseMdsSheet(mds, "m.mds");
   ASSERT_EQ(p.sheet.sessions.size(), 1u);
   const MdsSession& s = p.sheet.sessions[0];
-  EXPECT_EQ(s.start, -150);
-  EXPECT_EQ(s.lastTrack, 3);
+  EXPECT_EQ(std::tie(s.start, s.lastTrack), std::make_tuple(-150, 3));
   ASSERT_EQ(s.blocks.size(), 6u);
-  EXPECT_EQ(s.blocks[0].point, 0xA0);
-  EXPECT_FALSE(s.blocks[0].hasExtra);
+  EXPECT_EQ(std::tie(s.blocks[0].point, s.blocks[0].hasExtra), std::make_tuple(0xA0, false));
   const MdsTrackBlock& t2 = s.blocks[4];
-  EXPECT_EQ(t2.point, 2);
-  EXPECT_EQ(t2.mode, 0xA9);
-  EXPECT_EQ(t2.subchannel, 0x08);
-  EXPECT_EQ(t2.sectorSize, 2448);
-  EXPECT_EQ(t2.startSector, 450u);
-  EXPECT_EQ(t2.startOffset, 450u * 2448);
-  EXPECT_TRUE(t2.hasExtra);
-  EXPECT_EQ(t2.pregap, 150u);
-  EXPECT_EQ(t2.length, 225u);
+  EXPECT_EQ(std::tie(t2.point, t2.mode, t2.subchannel, t2.sectorSize, t2.startSector,
+                     t2.startOffset, t2.hasExtra, t2.pregap, t2.length),
+            std::make_tuple(2, 0xA9, 0x08, 2448, 450, 450 * 2448, true, 150, 225));
 }
 
 TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
@@ -315,12 +269,10 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
       "x.ccd");
   ASSERT_EQ(p.error, "");
   ASSERT_EQ(p.sheet.entries.size(), 2u);
-  EXPECT_EQ(p.sheet.entries[0].point, 0xA0);
-  EXPECT_EQ(p.sheet.entries[0].control, 4);
-  EXPECT_EQ(p.sheet.entries[0].plba, -150);
-  EXPECT_EQ(p.sheet.entries[1].point, 1);
-  EXPECT_EQ(p.sheet.entries[1].control, -1);
-  EXPECT_EQ(p.sheet.entries[1].plba, 16);
+  const CcdEntry& e0 = p.sheet.entries[0];
+  const CcdEntry& e1 = p.sheet.entries[1];
+  EXPECT_EQ(std::tie(e0.point, e0.control, e0.plba, e1.point, e1.control, e1.plba),
+            std::make_tuple(0xA0, 4, -150, 1, -1, 16));
   ASSERT_EQ(p.sheet.tracks.size(), 1u);
   EXPECT_EQ(p.sheet.tracks[0].mode, 2);
   EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "common/bytes.h"
 #include "disc/ecm_reader.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
@@ -143,10 +144,7 @@ TEST(EcmReader, ReadsHandWrittenStreams) {
   Bytes ecm = {'E', 'C', 'M', 0, 0x8C, 0x03};
   ecm.insert(ecm.end(), text.begin(), text.end());
   ecm.insert(ecm.end(), {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});
-  uint32_t edc = test::SectorEdc(text.data(), text.size());
-  ecm.insert(ecm.end(), {static_cast<uint8_t>(edc), static_cast<uint8_t>(edc >> 8),
-                         static_cast<uint8_t>(edc >> 16), static_cast<uint8_t>(edc >> 24)});
-  EXPECT_EQ(test::EcmRecordHeader(0, 100), (Bytes{0x8C, 0x03}));
+  AppendLe32(ecm, test::SectorEdc(text.data(), text.size()));
   test::WriteFileBytes(dir / "t.ecm", ecm);
   EcmReader r;
   ASSERT_EQ(r.Open(dir / "t.ecm"), "");

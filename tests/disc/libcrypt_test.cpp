@@ -29,19 +29,18 @@ uint8_t Bcd(uint32_t v) {
   return static_cast<uint8_t>((v / 10) << 4 | (v % 10));
 }
 
+// Minute, second and frame of absolute sector `s`, in BCD.
+Bytes Msf(uint32_t s) {
+  return {Bcd(s / 4500), Bcd(s / 75 % 60), Bcd(s % 75)};
+}
+
 // Q0-Q9 of absolute sector `s` on a one-track data disc.
 Bytes NormalQ(uint32_t s) {
-  const uint32_t r = s - 150;
-  return {0x41,
-          1,
-          1,
-          Bcd(r / 4500),
-          Bcd(r / 75 % 60),
-          Bcd(r % 75),
-          0,
-          Bcd(s / 4500),
-          Bcd(s / 75 % 60),
-          Bcd(s % 75)};
+  Bytes q = {0x41, 1, 1};
+  Put(q, Msf(s - 150));
+  q.push_back(0);
+  Put(q, Msf(s));
+  return q;
 }
 
 // What the protection writes: the relative position moved, as the drive would never report.
@@ -64,7 +63,8 @@ TEST(LibCrypt, AnSbiAndACloneCdSubOfOneDiscGiveOneKeyAndOneSbi) {
 
   Bytes expected = {'S', 'B', 'I', 0};
   for (uint32_t s : modified) {
-    Put(expected, {Bcd(s / 4500), Bcd(s / 75 % 60), Bcd(s % 75), 1});
+    Put(expected, Msf(s));
+    expected.push_back(1);
     Put(expected, ModifiedQ(s));
   }
   // The user's .sbi also lists the backup set on minute 9, which the protection never reads.

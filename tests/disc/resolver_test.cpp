@@ -15,6 +15,20 @@
 namespace ebf::test {
 namespace {
 
+using Strings = std::vector<std::string>;
+
+// Title, save name, region and game ID: what the window shows of a resolved input.
+Strings Names(const ResolvedInput& r) {
+  return {r.title, r.saveName, r.region, r.gameId};
+}
+
+// The IDs of the asset passes, the second pass (the database's own ID) marked.
+Strings Passes(const ResolvedInput& r) {
+  Strings ids;
+  for (const AssetPass& p : r.assetPasses) ids.push_back(p.gameId + (p.second ? " second" : ""));
+  return ids;
+}
+
 class Resolver : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -48,14 +62,8 @@ TEST_F(Resolver, ImageFoundInTheDatabase) {
   EXPECT_EQ(r.message, "");
   EXPECT_EQ(r.input, iso);
   EXPECT_EQ(r.dataFile, iso);
-  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
-  EXPECT_EQ(r.saveName, "Metal Game");
-  EXPECT_EQ(r.region, "NTSC");
-  EXPECT_EQ(r.gameId, "SLUS00594");
-  ASSERT_EQ(r.assetPasses.size(), 2u);
-  EXPECT_EQ(r.assetPasses[0].gameId, "SLUS00594");
-  EXPECT_FALSE(r.assetPasses[0].second);
-  EXPECT_TRUE(r.assetPasses[1].second);
+  EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
+  EXPECT_EQ(Passes(r), (Strings{"SLUS00594", "SLUS00594 second"}));
   EXPECT_EQ(r.outputFolder, images.path());
   EXPECT_TRUE(r.runInspection);
   EXPECT_TRUE(host.questions.empty());
@@ -63,30 +71,20 @@ TEST_F(Resolver, ImageFoundInTheDatabase) {
   // A second disc: the package ID replaces the disc's own for the second pass.
   context.hideNameTags = true;
   r = Resolve(Image("euro2.bin", "SLES_120.81", SectorLayout::Raw2448));
-  EXPECT_EQ(r.title, "Euro Game");
-  EXPECT_EQ(r.region, "PAL");
-  EXPECT_EQ(r.gameId, "SLES02081");
-  ASSERT_EQ(r.assetPasses.size(), 2u);
-  EXPECT_EQ(r.assetPasses[0].gameId, "SLES12081");
-  EXPECT_EQ(r.assetPasses[1].gameId, "SLES02081");
+  EXPECT_EQ(Names(r), (Strings{"Euro Game", "Euro Save", "PAL", "SLES02081"}));
+  EXPECT_EQ(Passes(r), (Strings{"SLES12081", "SLES02081 second"}));
 
   // Empty title and save name in the database: the file's name stays the title and
   // becomes the save name.
   r = Resolve(Image("golf.img", "SCUS_944.76", SectorLayout::Mode1Raw));
-  EXPECT_EQ(r.title, "golf");
-  EXPECT_EQ(r.saveName, "golf");
-  EXPECT_EQ(r.region, "NTSC");
+  EXPECT_EQ(Names(r), (Strings{"golf", "golf", "NTSC", "SCUS94476"}));
 }
 
 TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   // An ID not in the database: no region change, one pass with the ID.
   ResolvedInput r = Resolve(Image("other.iso", "SLPS_011.11"));
-  EXPECT_EQ(r.gameId, "SLPS01111");
-  EXPECT_EQ(r.title, "other");
-  EXPECT_EQ(r.saveName, "other");
-  EXPECT_EQ(r.region, "old region");
-  ASSERT_EQ(r.assetPasses.size(), 1u);
-  EXPECT_EQ(r.assetPasses[0].gameId, "SLPS01111");
+  EXPECT_EQ(Names(r), (Strings{"other", "other", "old region", "SLPS01111"}));
+  EXPECT_EQ(Passes(r), Strings{"SLPS01111"});
 
   // No ID on the disc: DefGameID stands in and is looked up.
   std::string noId = images / "noid.iso";
@@ -96,12 +94,10 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   WriteFileBytes(noId, BuildIsoSectors(opts));
   r = Resolve(noId);
   EXPECT_EQ(r.gameId, "");
-  ASSERT_EQ(r.assetPasses.size(), 1u);
-  EXPECT_EQ(r.assetPasses[0].gameId, "");
+  EXPECT_EQ(Passes(r), Strings{""});
   context.defGameId = "SLUS00594";
   r = Resolve(noId);
-  EXPECT_EQ(r.gameId, "SLUS00594");
-  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
 
   // A file shorter than 32,768 bytes is not scanned, and DefGameID is not used either.
   std::string small = images / "small.iso";
@@ -127,8 +123,7 @@ TEST_F(Resolver, CueSheetsFindTheirDataFile) {
   EXPECT_EQ(r.message, "");
   EXPECT_EQ(r.input, cue);
   EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
-  EXPECT_EQ(r.gameId, "SLUS00594");
-  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
 
   // Absolute name, wherever the sheet is.
   TempDir elsewhere;
@@ -188,10 +183,7 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
     ResolvedInput r = Resolve(cue);
     EXPECT_EQ(r.message, message) << text.substr(0, 40);
     EXPECT_EQ(r.input, cue);
-    EXPECT_EQ(r.title, "broken");
-    EXPECT_EQ(r.saveName, "broken");
-    EXPECT_EQ(r.gameId, "OLDX00000");
-    EXPECT_EQ(r.region, "old region");
+    EXPECT_EQ(Names(r), (Strings{"broken", "broken", "old region", "OLDX00000"}));
     EXPECT_EQ(r.outputFolder, "old out");
     EXPECT_TRUE(r.assetPasses.empty());
     EXPECT_FALSE(r.runInspection);
@@ -265,10 +257,7 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   WriteFileBytes(pbp, BuildIsoSectors(GameDisc("SLUS_005.94")));
   context.defaultOutDirOpt = 3;
   ResolvedInput r = Resolve(pbp);
-  EXPECT_EQ(r.title, "EBOOT");
-  EXPECT_EQ(r.saveName, "EBOOT");
-  EXPECT_EQ(r.gameId, "OLDX00000");
-  EXPECT_EQ(r.region, "old region");
+  EXPECT_EQ(Names(r), (Strings{"EBOOT", "EBOOT", "old region", "OLDX00000"}));
   EXPECT_TRUE(r.assetPasses.empty());
   EXPECT_EQ(r.outputFolder, images.path() + kSep + "OLDX00000");
   EXPECT_TRUE(r.runInspection);
@@ -327,7 +316,8 @@ TEST(DropClassification, ExtensionsDecide) {
     WriteFileText(dir / name, "x");
     return dir / name;
   };
-  for (const char* name : {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf"}) {
+  for (const char* name :
+       {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
     DropDecision d = ClassifyDrop({make(name)});
     EXPECT_EQ(d.action, DropAction::Accept) << name;
     EXPECT_EQ(d.path, dir / name);

@@ -21,15 +21,9 @@ Bytes WriteDriveImage(const test::TempDir& dir, std::string* cue) {
   test::WriteFileBytes(dir / "drive.bin", set.disc);
   *cue = dir / "drive.cue";
   test::WriteFileText(*cue,
-                      "FILE \"drive.bin\" BINARY\n"
-                      "  TRACK 01 MODE2/2352\n"
-                      "    INDEX 01 00:00:00\n"
-                      "  TRACK 02 AUDIO\n"
-                      "    INDEX 00 00:04:00\n"
-                      "    INDEX 01 00:06:00\n"
-                      "  TRACK 03 AUDIO\n"
-                      "    INDEX 00 00:08:70\n"
-                      "    INDEX 01 00:09:70\n");
+                      "FILE \"drive.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                      "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                      "  TRACK 03 AUDIO\n    INDEX 00 00:08:70\n    INDEX 01 00:09:70\n");
   return set.disc;
 }
 
@@ -71,17 +65,11 @@ TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
   EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 2).bin") == Slice(disc, 300, 670));
   EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 3).bin") == Slice(disc, 670, 875));
   EXPECT_EQ(test::ReadFileText(dir / "out/Game (USA).cue"),
-            "FILE \"Game (USA) (Track 1).bin\" BINARY\r\n"
-            "  TRACK 01 MODE2/2352\r\n"
-            "    INDEX 01 00:00:00\r\n"
-            "FILE \"Game (USA) (Track 2).bin\" BINARY\r\n"
-            "  TRACK 02 AUDIO\r\n"
-            "    INDEX 00 00:00:00\r\n"
-            "    INDEX 01 00:02:00\r\n"
-            "FILE \"Game (USA) (Track 3).bin\" BINARY\r\n"
-            "  TRACK 03 AUDIO\r\n"
-            "    INDEX 00 00:00:00\r\n"
-            "    INDEX 01 00:01:00\r\n");
+            "FILE \"Game (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
+            "    INDEX 01 00:00:00\r\nFILE \"Game (USA) (Track 2).bin\" BINARY\r\n"
+            "  TRACK 02 AUDIO\r\n    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n"
+            "FILE \"Game (USA) (Track 3).bin\" BINARY\r\n  TRACK 03 AUDIO\r\n"
+            "    INDEX 00 00:00:00\r\n    INDEX 01 00:01:00\r\n");
   EXPECT_EQ(last, 875u);
   EXPECT_EQ(total, 875u);
   EXPECT_GT(reports, 3);

@@ -3,47 +3,26 @@
 // file and read line by line through the fixed buffer, as the input checks and the image
 // opener read it.
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "disc/ccd_sheet.h"
 #include "disc/cue_sheet.h"
 #include "disc/disc_image.h"
 #include "disc/mds_sheet.h"
+#include "scratch_file.h"
 
 namespace {
 
-// One scratch folder a process, removed when the fuzzer ends.
-struct Scratch {
-  std::string folder = "/tmp/ebf-fuzz-sheets-" + std::to_string(getpid());
-  std::string cue = folder + "/fuzz.cue";
-  Scratch() {
-    if (mkdir(folder.c_str(), 0700) != 0) folder.clear();
-  }
-  ~Scratch() {
-    std::remove(cue.c_str());
-    std::remove(folder.c_str());
-  }
-};
-
+// In a folder of its own, so that the files a sheet names are looked for there alone.
 void ReadCueFile(std::string_view text) {
-  static const Scratch scratch;
-  if (scratch.folder.empty()) return;
-  if (std::FILE* f = std::fopen(scratch.cue.c_str(), "wb")) {
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
-  }
-  ebf::ReadCueFileEntry(scratch.cue);
-  ebf::FindCueDataFile(scratch.cue);
-  ebf::FindCueDataFiles(scratch.cue);
-  ebf::OpenDiscImage(scratch.cue);
+  static const ebf::fuzz::ScratchFolder folder("sheets");
+  static const ebf::fuzz::ScratchFile file("fuzz.cue", folder.path);
+  const std::string& cue = file.Write(reinterpret_cast<const uint8_t*>(text.data()), text.size());
+  ebf::ReadCueFileEntry(cue);
+  ebf::FindCueDataFile(cue);
+  ebf::FindCueDataFiles(cue);
+  ebf::OpenDiscImage(cue);
 }
 
 }  // namespace

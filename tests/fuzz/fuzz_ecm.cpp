@@ -1,27 +1,14 @@
 // libFuzzer target: the ECM decoder (record scan, decoding in order and from a seek, the
 // closing checksum). The input is written to a file, as the reader reads files.
 
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <string>
 #include <vector>
 
 #include "disc/ecm_reader.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  // One scratch file a process, removed when the fuzzer ends.
-  static const struct Scratch {
-    std::string path = "/tmp/ebf-fuzz-ecm-" + std::to_string(getpid()) + ".ecm";
-    ~Scratch() { std::remove(path.c_str()); }
-  } scratch;
-  const std::string& path = scratch.path;
-  if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
-  }
+  static const ebf::fuzz::ScratchFile scratch("input.ecm");
+  const std::string& path = scratch.Write(data, size);
   ebf::EcmReader reader;
   if (!reader.Open(path).empty()) return 0;
   std::vector<uint8_t> buffer(64 * 1024);

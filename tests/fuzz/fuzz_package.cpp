@@ -4,12 +4,6 @@
 // start-data block, the PAL fix's view of the blocks and the
 // check a new package passes before it is named EBOOT.PBP.
 
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <string>
-
 #include "common/file_io.h"
 #include "pbp/container.h"
 #include "pbp/disc_table.h"
@@ -19,13 +13,11 @@
 #include "pbp/package_check.h"
 #include "pbp/package_tracks.h"
 #include "pbp/patch.h"
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
-  static const std::string path = "/tmp/fuzz_package_" + std::to_string(getpid()) + ".pbp";
-  {
-    ebf::File out(path, ebf::File::Mode::Write);
-    out.Write(std::span<const uint8_t>(data, size));
-  }
+  static const ebf::fuzz::ScratchFile scratch("input.pbp");
+  const std::string& path = scratch.Write(data, size);
   ebf::File f(path, ebf::File::Mode::Read);
   ebf::pbp::ReadInspection(f, path);
   ebf::pbp::DiscImageLayout layout;

@@ -126,15 +126,11 @@ def icon_dib(width, height, bits, pixels=None, mask=True):
 
 def png(width, height, idat=None, cut=None):
     def chunk(tag, body):
-        return le32be(len(body)) + tag + body + le32be(zlib.crc32(tag + body))
+        return be32(len(body)) + tag + body + be32(zlib.crc32(tag + body))
     raw = b"".join(b"\x00" + bytes(4 * min(width, 64)) for _ in range(min(height, 4)))
     data = (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0))
             + chunk(b"IDAT", zlib.compress(raw) if idat is None else idat) + chunk(b"IEND", b""))
     return data if cut is None else data[:cut]
-
-
-def le32be(v):
-    return struct.pack(">I", v & 0xFFFFFFFF)
 
 
 def ico_cases():
@@ -211,6 +207,10 @@ def sfo(pairs):
             le32(len(pairs)) + entries + keys + values)
 
 
+# The start-data block after the disc image: its header, then a tiny "picture" and a stub.
+STARTDAT = b"STARTDAT" + le32(1) + le32(1) + le32(80) + le32(4) + bytes(56) + b"\x89PNG" + b"PGD"
+
+
 def package(blocks=1, block_len=37632, index_offset=0, start_rel=None, cut=None, magic=b"\0PBP"):
     param = sfo([("DISC_ID", "SLUS00594"), ("TITLE", "Fuzz Game")])
     lengths = [len(param), 0, 0, 0, 0, 0, 0]
@@ -229,8 +229,7 @@ def package(blocks=1, block_len=37632, index_offset=0, start_rel=None, cut=None,
         slot = 0x4000 + 32 * i
         image[slot:slot + 8] = le32(index_offset + i * block_len) + le16(block_len) + le16(0)
     body = bytes(image) + bytes(data_len)
-    startdat = b"STARTDAT" + le32(1) + le32(1) + le32(80) + le32(4) + bytes(56) + b"\x89PNG" + b"PGD"
-    out = head + param + body + startdat
+    out = head + param + body + STARTDAT
     return out if cut is None else out[:cut]
 
 
@@ -279,8 +278,7 @@ def title_package(discs=2, slots=None, cut=None, last_size=None, block=None):
     for i, start in enumerate(starts):
         end = starts[i + 1] if i + 1 < len(starts) else len(body)
         body[start + 12:start + 16] = le32(end - start if last_size is None or i + 1 < len(starts) else last_size)
-    startdat = b"STARTDAT" + le32(1) + le32(1) + le32(80) + le32(4) + bytes(56) + b"\x89PNG" + b"PGD"
-    out = head + param + bytes(body) + startdat
+    out = head + param + bytes(body) + STARTDAT
     return out if cut is None else out[:psar + cut]
 
 
@@ -440,10 +438,6 @@ def disc_sheet_cases():
 
 
 # ---- CHD, version 5, uncompressed (every integer big-endian) ----------------------------
-
-def be16(v):
-    return struct.pack(">H", v & 0xFFFF)
-
 
 def be32(v):
     return struct.pack(">I", v & 0xFFFFFFFF)
@@ -789,11 +783,9 @@ def vcdiff_cases():
 
 def main():
     for target, cases in (("package", package_cases()), ("package", title_package_cases()),
-                          ("sfo", sfo_cases()),
-                          ("iso_game_id", iso_cases()), ("game_list", game_list_cases())):
-        for name, data in cases:
-            write(target, name, data)
-    for target, cases in (("bmp", bmp_cases()), ("ico", ico_cases()), ("document_dat", doc_cases()),
+                          ("sfo", sfo_cases()), ("iso_game_id", iso_cases()),
+                          ("game_list", game_list_cases()), ("bmp", bmp_cases()),
+                          ("ico", ico_cases()), ("document_dat", doc_cases()),
                           ("disc_sheets", disc_sheet_cases()), ("chd", chd_cases()),
                           ("ecm", ecm_cases()), ("dat", dat_cases()), ("ppf", ppf_cases()),
                           ("ips", ips_cases()), ("bps", bps_cases()), ("vcdiff", vcdiff_cases())):

@@ -37,22 +37,8 @@ if command -v convert >/dev/null 2>&1 && [ ! -e "$CORPUS/bmp/seeded" ]; then
   touch "$CORPUS/bmp/seeded"
   rm -f "$CORPUS/src.png"
 fi
-# A two-page DOCUMENT.DAT: header, count 2, two records, the gap, two tiny "pages".
-DOC="$CORPUS/document_dat/two.dat"
-if [ ! -e "$DOC" ]; then
-  {
-    printf 'DOC \000\000\001\000\000\000\001\000SLUS00001'
-    head -c 107 /dev/zero
-    printf '\002\000\000\000'
-    printf '\220\001\000\000'; head -c 8 /dev/zero; printf '\004\000\000\000'; head -c 112 /dev/zero
-    printf '\224\001\000\000'; head -c 8 /dev/zero; printf '\004\000\000\000'; head -c 112 /dev/zero
-    head -c 8 /dev/zero
-    printf '\211PNG\211PNG'
-  } > "$DOC"
-fi
-
-# Sheets (the first byte picks the parser: 0 CUE, 1 CloneCD, 2 MDS) are seeded from the
-# kept inputs of regressions/disc_sheets alone.
+# DOCUMENT.DAT, sheets (the first byte picks the parser: 0 CUE, 1 CloneCD, 2 MDS) and the
+# rest are seeded from their kept inputs alone.
 
 status=0
 echo "== replaying tests/fuzz/regressions"
