@@ -60,11 +60,9 @@ Bytes MakeSfo(const std::string& title, const std::string& discId) {
   const std::string license = "Test license text";
   const std::string values[] = {"", "ME", discId, "1.00", license, "", "3.01", "", title};
   Bytes sfo(944, 0);
-  Put(sfo, 0, std::string_view("\0PSF", 4));
-  StoreLe32(sfo.data() + 4, 0x101);
-  StoreLe32(sfo.data() + 8, 0xA4);
-  StoreLe32(sfo.data() + 12, 0x100);
-  StoreLe32(sfo.data() + 16, 9);
+  // "\0PSF", version 1.1, key table, data table, nine entries.
+  for (uint32_t i = 0; uint32_t v : {0x46535000u, 0x101u, 0xA4u, 0x100u, 9u})
+    StoreLe32(&sfo[4 * i++], v);
   uint32_t keyOff = 0, dataOff = 0;
   for (int i = 0; i < 9; ++i) {
     uint8_t* e = sfo.data() + 20 + 16 * i;
@@ -182,10 +180,8 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
 
   Bytes start(0x50, 0);
   Put(start, 0, "STARTDAT");
-  StoreLe32(start.data() + 8, 1);
-  StoreLe32(start.data() + 12, 1);
-  StoreLe32(start.data() + 16, 0x50);
-  StoreLe32(start.data() + 20, static_cast<uint32_t>(recipe.bootPng.size()));
+  for (uint32_t i = 2; uint32_t v : {1u, 1u, 0x50u, static_cast<uint32_t>(recipe.bootPng.size())})
+    StoreLe32(&start[4 * i++], v);
   MustWrite(f, start);
   MustWrite(f, recipe.bootPng);
   MustWrite(f, recipe.tail);
