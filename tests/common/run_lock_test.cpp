@@ -154,9 +154,7 @@ TEST(RunLock, ChildProgramsDoNotKeepIt) {
     RunLock run(work.path(), RunLockMode::Exclusive);
     ASSERT_TRUE(run.held());
     // A program started while the lock is held (the converter is started so) outlives it.
-    char sleep[] = "sleep";
-    char seconds[] = "30";
-    char* argv[] = {sleep, seconds, nullptr};
+    char* argv[] = {const_cast<char*>("sleep"), const_cast<char*>("30"), nullptr};
     ASSERT_EQ(posix_spawnp(&child, "sleep", nullptr, nullptr, argv, environ), 0);
   }
   EXPECT_TRUE(OtherGets(work.path(), RunLockMode::Exclusive));
