@@ -47,10 +47,10 @@ TEST(DrawnSize, ModesWithHalfEvenRounding) {
         // Equal aspect: modes 1 and 3 both give the target.
         {288, 160, 144, 80, 1, 144, 80},
         {288, 160, 144, 80, 3, 144, 80},
-        {1, 1, 5, 2, 3, 2, 2},  // 0.4 * 5 = 2.0
-        // Exact halves: 2.5 -> 2 and 3.5 -> 4.
-        {5, 4, 2, 2, 1, 2, 2},  // 1.25 * 2 = 2.5
-        {7, 4, 2, 2, 1, 4, 2},  // 1.75 * 2 = 3.5
+        // 0.4 * 5 = 2.0; exact halves: 1.25 * 2 = 2.5 -> 2 and 1.75 * 2 = 3.5 -> 4.
+        {1, 1, 5, 2, 3, 2, 2},
+        {5, 4, 2, 2, 1, 2, 2},
+        {7, 4, 2, 2, 1, 4, 2},
         // A picture that did not load draws nothing except when stretched.
         {0, 0, 144, 80, 3, 0, 0},
         {0, 0, 144, 80, 2, 144, 80}}) {
