@@ -32,38 +32,34 @@ TEST(ConvertiblePaths, ByTheLastFourCharacters) {
 }
 
 TEST(DrawnSize, ModesWithHalfEvenRounding) {
-  // 640 x 480 into 480 x 272.
-  EXPECT_EQ(ComputeDrawnSize(640, 480, 480, 272, 0).width, 640);
-  const DrawnSize fill = ComputeDrawnSize(640, 480, 480, 272, 1);
-  EXPECT_EQ(fill.width, 480);
-  EXPECT_EQ(fill.height, 360);
-  const DrawnSize stretch = ComputeDrawnSize(640, 480, 480, 272, 2);
-  EXPECT_EQ(stretch.width, 480);
-  EXPECT_EQ(stretch.height, 272);
-  const DrawnSize fit = ComputeDrawnSize(640, 480, 480, 272, 3);
-  EXPECT_EQ(fit.width, 363);
-  EXPECT_EQ(fit.height, 272);
-  // A tall picture: fit keeps the width when the target is not wider than the picture.
-  const DrawnSize tall = ComputeDrawnSize(100, 400, 144, 80, 3);
-  EXPECT_EQ(tall.width, 20);  // 0.25 / 1.8 * 144 = 20
-  EXPECT_EQ(tall.height, 80);
-  const DrawnSize wide = ComputeDrawnSize(400, 100, 144, 80, 3);
-  EXPECT_EQ(wide.width, 144);
-  EXPECT_EQ(wide.height, 36);
-  // Equal aspect: modes 1 and 3 both give the target.
-  for (int mode : {1, 3}) {
-    const DrawnSize same = ComputeDrawnSize(288, 160, 144, 80, mode);
-    EXPECT_EQ(same.width, 144);
-    EXPECT_EQ(same.height, 80);
+  struct Row {
+    int width, height, targetWidth, targetHeight, mode, drawnWidth, drawnHeight;
+  };
+  for (const Row& r :
+       {// 640 x 480 into 480 x 272: original size, fill, stretch, fit.
+        Row{640, 480, 480, 272, 0, 640, 480},
+        {640, 480, 480, 272, 1, 480, 360},
+        {640, 480, 480, 272, 2, 480, 272},
+        {640, 480, 480, 272, 3, 363, 272},
+        // A tall picture: fit keeps the width when the target is not wider than the picture.
+        {100, 400, 144, 80, 3, 20, 80},  // 0.25 / 1.8 * 144 = 20
+        {400, 100, 144, 80, 3, 144, 36},
+        // Equal aspect: modes 1 and 3 both give the target.
+        {288, 160, 144, 80, 1, 144, 80},
+        {288, 160, 144, 80, 3, 144, 80},
+        // 0.4 * 5 = 2.0; exact halves: 1.25 * 2 = 2.5 -> 2 and 1.75 * 2 = 3.5 -> 4.
+        {1, 1, 5, 2, 3, 2, 2},
+        {5, 4, 2, 2, 1, 2, 2},
+        {7, 4, 2, 2, 1, 4, 2},
+        // A picture that did not load draws nothing except when stretched.
+        {0, 0, 144, 80, 3, 0, 0},
+        {0, 0, 144, 80, 2, 144, 80}}) {
+    SCOPED_TRACE(::testing::Message() << r.width << "x" << r.height << " into " << r.targetWidth
+                                      << "x" << r.targetHeight << " mode " << r.mode);
+    const DrawnSize d = ComputeDrawnSize(r.width, r.height, r.targetWidth, r.targetHeight, r.mode);
+    EXPECT_EQ(d.width, r.drawnWidth);
+    EXPECT_EQ(d.height, r.drawnHeight);
   }
-  const DrawnSize tie = ComputeDrawnSize(1, 1, 5, 2, 3);  // 0.4 * 5 = 2.0
-  EXPECT_EQ(tie.width, 2);
-  // Exact halves: 2.5 -> 2 and 3.5 -> 4.
-  EXPECT_EQ(ComputeDrawnSize(5, 4, 2, 2, 1).width, 2);  // 1.25 * 2 = 2.5
-  EXPECT_EQ(ComputeDrawnSize(7, 4, 2, 2, 1).width, 4);  // 1.75 * 2 = 3.5
-  // A picture that did not load draws nothing except when stretched.
-  EXPECT_EQ(ComputeDrawnSize(0, 0, 144, 80, 3).width, 0);
-  EXPECT_EQ(ComputeDrawnSize(0, 0, 144, 80, 2).width, 144);
 }
 
 class SlotConversion : public ::testing::Test {

@@ -11,6 +11,12 @@ namespace {
 
 using test::TempDir;
 
+// Writes `text` at dir/name, making the folders on the way.
+void Put(const TempDir& dir, const std::string& name, const std::string& text) {
+  dir.MakeDir(name.substr(0, name.rfind('/')));
+  test::WriteFileText(dir / name, text);
+}
+
 TEST(ResolveSlotFile, UntickedBlankAndUserFiles) {
   TempDir dir;
   const std::string program = dir.folder();
@@ -31,8 +37,7 @@ TEST(ResolveSlotFile, UntickedBlankAndUserFiles) {
   EXPECT_EQ(ResolveSlotFile(program, true, "", "PIC1.PNG", true), temp);
   EXPECT_EQ(ResolveSlotFile(program, true, dir / "gone.png", "PIC1.PNG", true), temp);
   // A default stored under another case is found.
-  dir.MakeDir("PSXCust/Default");
-  test::WriteFileText(dir / "PSXCust/Default/pic1.png", "d");
+  Put(dir, "PSXCust/Default/pic1.png", "d");
   EXPECT_EQ(ResolveSlotFile(program, true, "", "PIC1.PNG", false),
             dir / "PSXCust/Default/pic1.png");
 }
@@ -55,18 +60,16 @@ TEST(FillSlotsFromCustomFolder, CandidateOrder) {
   const std::string source = dir.MakeDir("games");
   const std::string input = dir / "games/Game.bin";
   test::WriteFileText(input, "disc");
-  dir.MakeDir("custom/Game");
-  dir.MakeDir("prog/PSXCust/Game");
   // ICON0: per-game sub-folder of the custom folder beats its loose file.
-  test::WriteFileText(dir / "custom/Game/icon0.png", "a");
-  test::WriteFileText(dir / "custom/ICON0.PNG", "b");
+  Put(dir, "custom/Game/icon0.png", "a");
+  Put(dir, "custom/ICON0.PNG", "b");
   // PIC1: loose in the custom folder beats the source folder.
-  test::WriteFileText(dir / "custom/PIC1.PNG", "c");
-  test::WriteFileText(dir / "games/PIC1.PNG", "d");
+  Put(dir, "custom/PIC1.PNG", "c");
+  Put(dir, "games/PIC1.PNG", "d");
   // SND0: "<base>_" file in the source folder.
-  test::WriteFileText(dir / "games/Game_SND0.AT3", "e");
+  Put(dir, "games/Game_SND0.AT3", "e");
   // Gameboot: only in the program's per-game folder.
-  test::WriteFileText(dir / "prog/PSXCust/Game/Gameboot.PNG", "f");
+  Put(dir, "prog/PSXCust/Game/Gameboot.PNG", "f");
 
   std::array<std::string, kSlotCount> texts;
   texts[kSlotIcon1] = "kept";
@@ -87,10 +90,8 @@ TEST(FillSlotsFromCustomFolder, CandidateOrder) {
   EXPECT_EQ(again[kSlotPic1], dir / "custom/PIC1.PNG");
 
   // A folder named by the game ID comes first, in the program's PSXCust too.
-  dir.MakeDir("prog/PSXCust/SLUS00594");
-  dir.MakeDir("custom/SLUS00594");
-  test::WriteFileText(dir / "prog/PSXCust/SLUS00594/PIC0.PNG", "g");
-  test::WriteFileText(dir / "custom/SLUS00594/ICON0.PNG", "h");
+  Put(dir, "prog/PSXCust/SLUS00594/PIC0.PNG", "g");
+  Put(dir, "custom/SLUS00594/ICON0.PNG", "h");
   std::array<std::string, kSlotCount> byId;
   search.gameId = "SLUS00594";
   FillSlotsFromCustomFolder(byId, search);
@@ -105,16 +106,12 @@ TEST(SlotsWithUserFolders, DefaultsAndPerGameArtFromTheUserFirstNullInTheWorkFol
   f.tree = dir.MakeDir("share") + "/";
   f.user = dir.MakeDir("user") + "/";
   f.work = dir / "cache/ebootforge/";  // not made yet
-  dir.MakeDir("share/PSXCust/Default");
-  dir.MakeDir("share/PSXCust/SLUS00594");
-  dir.MakeDir("user/PSXCust/Default");
-  dir.MakeDir("user/PSXCust/SLUS00594");
-  test::WriteFileText(dir / "share/PSXCust/Default/PIC1.PNG", "s");
-  test::WriteFileText(dir / "share/PSXCust/Default/ICON0.PNG", "s");
-  test::WriteFileText(dir / "user/PSXCust/Default/PIC1.PNG", "u");
-  test::WriteFileText(dir / "share/PSXCust/SLUS00594/PIC0.PNG", "s");
-  test::WriteFileText(dir / "share/PSXCust/SLUS00594/ICON0.PNG", "s");
-  test::WriteFileText(dir / "user/PSXCust/SLUS00594/ICON0.PNG", "u");
+  Put(dir, "share/PSXCust/Default/PIC1.PNG", "s");
+  Put(dir, "share/PSXCust/Default/ICON0.PNG", "s");
+  Put(dir, "user/PSXCust/Default/PIC1.PNG", "u");
+  Put(dir, "share/PSXCust/SLUS00594/PIC0.PNG", "s");
+  Put(dir, "share/PSXCust/SLUS00594/ICON0.PNG", "s");
+  Put(dir, "user/PSXCust/SLUS00594/ICON0.PNG", "u");
 
   EXPECT_EQ(ResolveSlotFile(f, true, "", "PIC1.PNG", false), dir / "user/PSXCust/Default/PIC1.PNG");
   EXPECT_EQ(ResolveSlotFile(f, true, "", "ICON0.PNG", false),

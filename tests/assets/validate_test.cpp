@@ -32,62 +32,50 @@ TEST(ValidateCustomFile, LengthSignatureAndSize) {
   TempDir dir;
   const std::string f = dir / "f";
   EXPECT_EQ(Check("", kSlotIcon0), Outcome::Success());
-
-  Bytes short23 = PngHeader(10, 10, 24);
-  short23.resize(23);
-  test::WriteFileBytes(f, short23);
-  EXPECT_EQ(Check(f, kSlotIcon0),
-            Outcome::Failed("The ICON0.PNG file is WAY too small to be valid."));
   EXPECT_EQ(Check(dir / "missing.png", kSlotPic1),
             Outcome::Failed("The PIC1.PNG file is WAY too small to be valid."));
-
-  test::WriteFileBytes(f, {0xFF, 0xD8, 0xFF, 0xE0, 0, 0x10, 'J', 'F', 'I', 'F', 0, 0, 0,
-                           0,    0,    0,    0,    0, 0,    0,   0,   0,   0,   0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon0),
-            Outcome::Failed("The selected ICON0.PNG file is not valid! (invalid signature)"));
-
   const std::string icon0Big =
       "The dimensions for ICON0.PNG are too big - make sure the PNG file is 144x80 or less.";
-  test::WriteFileBytes(f, PngHeader(144, 81));
-  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed(icon0Big));
-  test::WriteFileBytes(f, PngHeader(145, 10));
-  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Failed(icon0Big));
-  test::WriteFileBytes(f, PngHeader(144, 80));
-  EXPECT_EQ(Check(f, kSlotIcon0), Outcome::Success());
-  test::WriteFileBytes(f, PngHeader(481, 272));
-  EXPECT_EQ(
-      Check(f, kSlotGameboot),
-      Outcome::Failed(
-          "The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
-          "less."));
-  test::WriteFileBytes(f, PngHeader(480, 273));
-  EXPECT_EQ(
-      Check(f, kSlotPic0),
-      Outcome::Failed(
-          "The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less."));
-
   // Only the first four signature bytes count: a damaged PNG tail passes.
   Bytes damaged = PngHeader(100, 100);
   damaged[5] = 0;
-  test::WriteFileBytes(f, damaged);
-  EXPECT_EQ(Check(f, kSlotPic1), Outcome::Success());
-}
-
-TEST(ValidateCustomFile, SoundAnimationAndOneSidedLimits) {
-  TempDir dir;
-  const std::string f = dir / "f";
-  test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon1), Outcome::Success());
-  test::WriteFileBytes(f, {'P', 'S', 'M', 'F', 0, 0, 0});
-  EXPECT_EQ(Check(f, kSlotIcon1),
-            Outcome::Failed("The ICON1.PMF file is WAY too small to be valid."));
   Bytes wav = {'R', 'I', 'F', 'F', 36, 0, 0, 0, 'W', 'A', 'V', 'E'};
   wav.resize(44, 0);
-  test::WriteFileBytes(f, wav);
-  EXPECT_EQ(Check(f, kSlotSnd0), Outcome::Success());
-  EXPECT_EQ(Check(f, kSlotIcon1),
-            Outcome::Failed("The selected ICON1.PMF file is not valid! (invalid signature)"));
+  struct Row {
+    Bytes file;
+    int slot;
+    std::string failure;  // "" for none
+  };
+  for (const Row& r : std::vector<Row>{
+           {PngHeader(10, 10, 23), kSlotIcon0, "The ICON0.PNG file is WAY too small to be valid."},
+           {{0xFF, 0xD8, 0xFF, 0xE0, 0, 0x10, 'J', 'F', 'I', 'F', 0, 0, 0,
+             0,    0,    0,    0,    0, 0,    0,   0,   0,   0,   0, 0, 0},
+            kSlotIcon0,
+            "The selected ICON0.PNG file is not valid! (invalid signature)"},
+           {PngHeader(144, 81), kSlotIcon0, icon0Big},
+           {PngHeader(145, 10), kSlotIcon0, icon0Big},
+           {PngHeader(144, 80), kSlotIcon0, ""},
+           {PngHeader(481, 272), kSlotGameboot,
+            "The dimensions for Gameboot PNG are too big - make sure the PNG file is 480x272 or "
+            "less."},
+           {PngHeader(480, 273), kSlotPic0,
+            "The dimensions for PIC0.PNG are too big - make sure the PNG file is 480x272 or less."},
+           {damaged, kSlotPic1, ""},
+           {{'P', 'S', 'M', 'F', 0, 0, 0, 0}, kSlotIcon1, ""},
+           {{'P', 'S', 'M', 'F', 0, 0, 0},
+            kSlotIcon1,
+            "The ICON1.PMF file is WAY too small to be valid."},
+           {wav, kSlotSnd0, ""},
+           {wav, kSlotIcon1, "The selected ICON1.PMF file is not valid! (invalid signature)"}}) {
+    test::WriteFileBytes(f, r.file);
+    EXPECT_EQ(Check(f, r.slot), r.failure.empty() ? Outcome::Success() : Outcome::Failed(r.failure))
+        << r.failure;
+  }
+}
 
+TEST(ValidateCustomFile, OneSidedLimits) {
+  TempDir dir;
+  const std::string f = dir / "f";
   // Width limit only.
   test::WriteFileBytes(f, PngHeader(200, 5000));
   EXPECT_EQ(

@@ -40,24 +40,23 @@ TEST(DiscBuilder, RawLayoutsCarryTheSameUserData) {
   const Bytes r2448 = EncodeSectors(user, SectorLayout::Raw2448);
   ASSERT_EQ(m1.size(), 40u * 2352);
   ASSERT_EQ(r2448.size(), 40u * 2448);
-  for (uint32_t s : {0u, 16u, 39u}) {
+  // Sync, then the header address: the BCD MSF of sector + 150 (two seconds of lead-in).
+  for (auto [s, second, frame] :
+       {std::array<uint8_t, 3>{0, 0x02, 0x00}, {16, 0x02, 0x16}, {39, 0x02, 0x39}}) {
     const uint8_t* a = m1.data() + s * 2352;
     const uint8_t* b = m2.data() + s * 2352;
     const uint8_t* c = r2448.data() + s * 2448;
-    EXPECT_EQ(a[0], 0x00);
-    EXPECT_EQ(a[1], 0xFF);
-    EXPECT_EQ(a[11], 0x00);
-    EXPECT_EQ(a[15], 1);
-    EXPECT_EQ(b[15], 2);
-    // Header address is the BCD MSF of sector + 150 (two seconds of lead-in).
-    uint32_t lba = s + 150;
-    EXPECT_EQ(a[12], ToBcd(static_cast<uint16_t>(lba / 4500)));
-    EXPECT_EQ(a[13], ToBcd(static_cast<uint16_t>(lba / 75 % 60)));
-    EXPECT_EQ(a[14], ToBcd(static_cast<uint16_t>(lba % 75)));
+    const Bytes syncAndMinute = {0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                 0xFF, 0xFF, 0xFF, 0xFF, 0,    0};
+    Bytes header = syncAndMinute;
+    header.insert(header.end(), {second, frame, 1});
+    EXPECT_EQ(Bytes(a, a + 16), header);
+    header.back() = 2;
+    EXPECT_EQ(Bytes(b, b + 16), header);
     EXPECT_TRUE(std::equal(a + 16, a + 16 + 2048, user.begin() + s * 2048));
     EXPECT_TRUE(std::equal(b + 24, b + 24 + 2048, user.begin() + s * 2048));
     EXPECT_TRUE(std::equal(c, c + 2352, b));
-    Bytes sub = SubchannelFor(s);
+    const Bytes sub = SubchannelFor(s);
     EXPECT_TRUE(std::equal(sub.begin(), sub.end(), c + 2352));
   }
 }

@@ -12,6 +12,7 @@
 #endif
 
 #include <chrono>
+#include <utility>
 
 #include "common/files.h"
 #include "support/process_run.h"
@@ -35,21 +36,18 @@ class OtherProcess {
   OtherProcess(const std::string& work, RunLockMode mode, bool stay) {
     int fds[2];
     if (pipe(fds) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      close(fds[0]);
+    if ((pid_ = fork()) == 0) {
       RunLock lock(work, mode);
       const char c = lock.held() ? 'y' : 'n';
       if (write(fds[1], &c, 1) != 1) _exit(3);
-      if (stay)
-        for (;;) pause();
+      while (stay) pause();
       _exit(0);
     }
     close(fds[1]);
     char c = 0;
-    if (read(fds[0], &c, 1) == 1) got_ = c == 'y';
+    got_ = read(fds[0], &c, 1) == 1 && c == 'y';
     close(fds[0]);
-    if (!stay) Reap();
+    if (!stay) waitpid(std::exchange(pid_, -1), nullptr, 0);
   }
   ~OtherProcess() { Kill(); }
   bool got() const { return got_; }
@@ -57,15 +55,10 @@ class OtherProcess {
   void Kill() {
     if (pid_ <= 0) return;
     kill(pid_, SIGKILL);
-    Reap();
+    waitpid(std::exchange(pid_, -1), nullptr, 0);
   }
 
  private:
-  void Reap() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-  }
   pid_t pid_ = -1;
   bool got_ = false;
 };
@@ -161,9 +154,7 @@ TEST(RunLock, ChildProgramsDoNotKeepIt) {
     RunLock run(work.path(), RunLockMode::Exclusive);
     ASSERT_TRUE(run.held());
     // A program started while the lock is held (the converter is started so) outlives it.
-    char sleep[] = "sleep";
-    char seconds[] = "30";
-    char* argv[] = {sleep, seconds, nullptr};
+    char* argv[] = {const_cast<char*>("sleep"), const_cast<char*>("30"), nullptr};
     ASSERT_EQ(posix_spawnp(&child, "sleep", nullptr, nullptr, argv, environ), 0);
   }
   EXPECT_TRUE(OtherGets(work.path(), RunLockMode::Exclusive));

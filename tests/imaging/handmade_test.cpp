@@ -1,4 +1,5 @@
-// Bitmap and icon layouts that ImageMagick does not write, built byte by byte.
+// Bitmap and icon layouts that ImageMagick does not write, and headers that lie, built byte
+// by byte.
 
 #include <gtest/gtest.h>
 
@@ -19,39 +20,30 @@ std::array<int, 4> Pixel(const c32bppDIB& dib, int x, int y) {
 Bytes InfoHeader(int32_t width, int32_t height, uint16_t bits, uint32_t compression,
                  uint32_t colours) {
   Bytes h;
-  AppendLe32(h, 40);
-  AppendLe32(h, static_cast<uint32_t>(width));
-  AppendLe32(h, static_cast<uint32_t>(height));
+  for (uint32_t v : {40u, static_cast<uint32_t>(width), static_cast<uint32_t>(height)})
+    AppendLe32(h, v);
   AppendLe16(h, 1);
   AppendLe16(h, bits);
-  AppendLe32(h, compression);
-  for (int i = 0; i < 3; ++i) AppendLe32(h, 0);
-  AppendLe32(h, colours);
-  AppendLe32(h, 0);
+  for (uint32_t v : {compression, 0u, 0u, 0u, colours, 0u}) AppendLe32(h, v);
   return h;
 }
 
 // "BM" file: header, palette (BGR0 entries), pixels.
 Bytes BitmapFile(const Bytes& info, const Bytes& palette, const Bytes& pixels) {
-  Bytes f = {'B', 'M'};
   const uint32_t offset = static_cast<uint32_t>(14 + info.size() + palette.size());
-  AppendLe32(f, static_cast<uint32_t>(offset + pixels.size()));
-  AppendLe32(f, 0);
-  AppendLe32(f, offset);
-  f.insert(f.end(), info.begin(), info.end());
-  f.insert(f.end(), palette.begin(), palette.end());
-  f.insert(f.end(), pixels.begin(), pixels.end());
+  Bytes f = {'B', 'M'};
+  for (uint32_t v : {offset + static_cast<uint32_t>(pixels.size()), 0u, offset}) AppendLe32(f, v);
+  for (const Bytes* part : {&info, &palette, &pixels})
+    f.insert(f.end(), part->begin(), part->end());
   return f;
 }
 
+// Entry i is blue 10i, green 20i, red 5i.
 Bytes Palette(int count) {
   Bytes p;
-  for (int i = 0; i < count; ++i) {
-    p.push_back(static_cast<uint8_t>(i * 10));  // blue
-    p.push_back(static_cast<uint8_t>(i * 20));  // green
-    p.push_back(static_cast<uint8_t>(i * 5));   // red
-    p.push_back(0);
-  }
+  for (int i = 0; i < count; ++i)
+    p.insert(p.end(), {static_cast<uint8_t>(i * 10), static_cast<uint8_t>(i * 20),
+                       static_cast<uint8_t>(i * 5), 0});
   return p;
 }
 
@@ -100,17 +92,11 @@ TEST(HandmadeBitmap, RunLengthRecordsWithDeltaAndLiterals) {
 // An icon directory with the given images (width, height, bytes).
 Bytes IconFile(uint16_t type, const std::vector<std::pair<std::pair<int, int>, Bytes>>& images) {
   Bytes f;
-  AppendLe16(f, 0);
-  AppendLe16(f, type);
-  AppendLe16(f, static_cast<uint16_t>(images.size()));
+  for (uint16_t v : {uint16_t{0}, type, static_cast<uint16_t>(images.size())}) AppendLe16(f, v);
   uint32_t offset = static_cast<uint32_t>(6 + 16 * images.size());
   for (const auto& [size, bytes] : images) {
-    f.push_back(static_cast<uint8_t>(size.first));
-    f.push_back(static_cast<uint8_t>(size.second));
-    f.push_back(0);
-    f.push_back(0);
-    AppendLe16(f, 1);
-    AppendLe16(f, 0);
+    f.insert(f.end(), {static_cast<uint8_t>(size.first), static_cast<uint8_t>(size.second), 0, 0, 1,
+                       0, 0, 0});
     AppendLe32(f, static_cast<uint32_t>(bytes.size()));
     AppendLe32(f, offset);
     offset += static_cast<uint32_t>(bytes.size());
@@ -155,6 +141,51 @@ TEST(HandmadeIcon, AndMaskMakesPixelsTransparent) {
   Bytes broken = InfoHeader(4, 8, 24, 0, 0);  // no pixel data at all
   ASSERT_TRUE(dib.LoadPictureBytes(IconFile(1, {{{4, 4}, broken}, {{2, 2}, image}})));
   EXPECT_EQ(dib.Width(), 2);
+}
+
+TEST(BadInputPlain, NonsenseAndLiesInHeaders) {
+  c32bppDIB dib;
+  EXPECT_FALSE(dib.LoadPictureBytes({}));
+  EXPECT_FALSE(dib.LoadPictureBytes(Bytes{'h', 'e', 'l', 'l', 'o', ' ', 'w', 'o', 'r', 'l', 'd'}));
+
+  // A good 1 x 1 bitmap, then the same with one field lying.
+  Bytes bmp = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0};
+  for (uint32_t v : {40u, 1u, 1u}) AppendLe32(bmp, v);
+  AppendLe16(bmp, 1);
+  AppendLe16(bmp, 24);
+  for (int i = 0; i < 6; ++i) AppendLe32(bmp, 0);
+  for (uint8_t b : {1, 2, 3, 0}) bmp.push_back(b);
+  ASSERT_TRUE(dib.LoadPictureBytes(bmp));
+  struct Lie {
+    std::size_t at;
+    uint32_t value;
+    bool wide;
+  };
+  for (const Lie& lie : {Lie{10, 0xFFFFFFF0u, true},  // pixels beyond the end
+                         Lie{10, 20, true},           // pixels inside the header
+                         Lie{14, 0x7FFFFFFF, true},   // a huge header
+                         Lie{28, 7, false},           // no such depth
+                         Lie{28, 8, false}}) {        // a palette that runs past the end
+    Bytes lying = bmp;
+    if (lie.wide) StoreLe32(&lying[lie.at], lie.value);
+    if (!lie.wide) StoreLe16(&lying[lie.at], static_cast<uint16_t>(lie.value));
+    EXPECT_FALSE(dib.LoadPictureBytes(lying)) << lie.at << " " << lie.value;
+  }
+
+  // Icon directories that point outside the file or claim more entries than exist.
+  Bytes ico = {0, 0, 1, 0, 1, 0, 1, 1, 0, 0, 1, 0, 24, 0};
+  AppendLe32(ico, 1000);
+  AppendLe32(ico, 22);
+  EXPECT_FALSE(dib.LoadPictureBytes(ico));
+  EXPECT_FALSE(dib.LoadPictureBytes(Bytes{0, 0, 1, 0, 0xFF, 0xFF}));
+
+  // A failed load after a good one leaves nothing behind.
+  ASSERT_TRUE(dib.LoadPictureBytes(bmp));
+  StoreLe32(&bmp[10], 0xFFFFFFF0u);
+  EXPECT_FALSE(dib.LoadPictureBytes(bmp));
+  EXPECT_FALSE(dib.IsLoaded());
+  EXPECT_EQ(dib.Width(), 0);
+  EXPECT_FALSE(dib.LoadPictureFile("/no/such/picture.png"));
 }
 
 }  // namespace

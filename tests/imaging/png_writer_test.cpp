@@ -36,24 +36,18 @@ TEST(PngWriter, TruecolourWithSbitAndNothingElse) {
   ASSERT_TRUE(WritePngFromDrawingContext(s, path, 35, 25));
   const Bytes png = test::ReadFileBytes(path);
   ASSERT_GT(png.size(), 33u);
-  EXPECT_EQ(LoadBe32(&png[16]), 35u);
-  EXPECT_EQ(LoadBe32(&png[20]), 25u);
-  EXPECT_EQ(png[24], 8);  // bit depth
-  EXPECT_EQ(png[25], 2);  // truecolour
-  EXPECT_EQ(png[26], 0);  // compression
-  EXPECT_EQ(png[27], 0);  // filter
-  EXPECT_EQ(png[28], 0);  // no interlace
+  // 35 x 25, bit depth 8, truecolour, compression, filter and interlace 0.
+  EXPECT_EQ(Bytes(png.begin() + 16, png.begin() + 29),
+            (Bytes{0, 0, 0, 35, 0, 0, 0, 25, 8, 2, 0, 0, 0}));
   std::vector<std::string> names = ChunkNames(png);
   ASSERT_GE(names.size(), 4u);
   EXPECT_EQ(names.front(), "IHDR");
   EXPECT_EQ(names[1], "sBIT");
   EXPECT_EQ(names.back(), "IEND");
   for (std::size_t i = 2; i + 1 < names.size(); ++i) EXPECT_EQ(names[i], "IDAT");
-  const std::size_t sbit = 8 + 25;  // after the signature and IHDR
-  EXPECT_EQ(LoadBe32(&png[sbit]), 3u);
-  EXPECT_EQ(png[sbit + 8], 8);
-  EXPECT_EQ(png[sbit + 9], 8);
-  EXPECT_EQ(png[sbit + 10], 8);
+  // sBIT after the signature and IHDR: eight significant bits in each colour.
+  EXPECT_EQ(Bytes(png.begin() + 33, png.begin() + 44),
+            (Bytes{0, 0, 0, 3, 's', 'B', 'I', 'T', 8, 8, 8}));
 
   EXPECT_TRUE(test::PngcheckAccepts(path));
   // Read back by ImageMagick: colours in the right order, row 0 at the top.

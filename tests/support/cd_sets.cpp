@@ -12,13 +12,21 @@ namespace {
 Bytes GameTrack(uint32_t sectors) {
   IsoOptions o = GameDisc("SLUS_012.34", NoiseBytes(30000, 5));
   o.minSectors = sectors;
-  Bytes user = BuildIsoSectors(o);
-  user.resize(std::size_t{sectors} * 2048);
-  return EncodeSectors(user, SectorLayout::Mode2Raw, 0);
+  return BuildDiscImage(o, SectorLayout::Mode2Raw);
 }
 
-void Append(Bytes& to, const Bytes& from) {
-  to.insert(to.end(), from.begin(), from.end());
+// Writes the files (name, bytes) into the folder, then the sheet.
+CdSet WriteSet(const std::string& folder, const std::vector<std::pair<std::string, Bytes>>& files,
+               const std::string& cue, const std::string& sheet) {
+  CdSet set;
+  for (const auto& [name, bytes] : files) {
+    set.binPaths.push_back(folder + "/" + name);
+    WriteFileBytes(set.binPaths.back(), bytes);
+    Append(set.disc, bytes);
+  }
+  set.cuePath = folder + "/" + cue;
+  WriteFileText(set.cuePath, sheet);
+  return set;
 }
 
 }  // namespace
@@ -40,45 +48,32 @@ Bytes ToneSectors(uint32_t count, double hertz, uint32_t seed) {
 }
 
 CdSet WriteDataOnlySet(const std::string& folder) {
-  CdSet set;
-  set.disc = GameTrack(419);
-  set.binPaths = {folder + "/Data Disc.bin"};
-  set.cuePath = folder + "/Data Disc.cue";
-  WriteFileBytes(set.binPaths[0], set.disc);
-  WriteFileText(
-      set.cuePath,
+  return WriteSet(
+      folder, {{"Data Disc.bin", GameTrack(419)}}, "Data Disc.cue",
       "FILE \"Data Disc.bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
-  return set;
 }
 
 CdSet WriteMixedSet(const std::string& folder) {
-  CdSet set;
-  Bytes t1 = GameTrack(300);
   Bytes t2(150 * 2352, 0);
   Append(t2, ToneSectors(220, 440, 1));
-  Bytes t3 = ToneSectors(130, 330, 2);
-  set.binPaths = {folder + "/Mixed (Track 1).bin", folder + "/Mixed (Track 2).bin",
-                  folder + "/Mixed (Track 3).bin"};
-  WriteFileBytes(set.binPaths[0], t1);
-  WriteFileBytes(set.binPaths[1], t2);
-  WriteFileBytes(set.binPaths[2], t3);
-  set.cuePath = folder + "/Mixed.cue";
-  WriteFileText(set.cuePath,
-                "FILE \"Mixed (Track 1).bin\" BINARY\r\n"
-                "  TRACK 01 MODE2/2352\r\n"
-                "    INDEX 01 00:00:00\r\n"
-                "FILE \"Mixed (Track 2).bin\" BINARY\r\n"
-                "  TRACK 02 AUDIO\r\n"
-                "    INDEX 00 00:00:00\r\n"
-                "    INDEX 01 00:02:00\r\n"
-                "FILE \"Mixed (Track 3).bin\" BINARY\r\n"
-                "  TRACK 03 AUDIO\r\n"
-                "    PREGAP 00:01:00\r\n"
-                "    INDEX 01 00:00:00\r\n");
-  set.disc = t1;
-  Append(set.disc, t2);
-  Append(set.disc, Bytes(75 * 2352, 0));
-  Append(set.disc, t3);
+  CdSet set = WriteSet(folder,
+                       {{"Mixed (Track 1).bin", GameTrack(300)},
+                        {"Mixed (Track 2).bin", t2},
+                        {"Mixed (Track 3).bin", ToneSectors(130, 330, 2)}},
+                       "Mixed.cue",
+                       "FILE \"Mixed (Track 1).bin\" BINARY\r\n"
+                       "  TRACK 01 MODE2/2352\r\n"
+                       "    INDEX 01 00:00:00\r\n"
+                       "FILE \"Mixed (Track 2).bin\" BINARY\r\n"
+                       "  TRACK 02 AUDIO\r\n"
+                       "    INDEX 00 00:00:00\r\n"
+                       "    INDEX 01 00:02:00\r\n"
+                       "FILE \"Mixed (Track 3).bin\" BINARY\r\n"
+                       "  TRACK 03 AUDIO\r\n"
+                       "    PREGAP 00:01:00\r\n"
+                       "    INDEX 01 00:00:00\r\n");
+  // The PREGAP line's second of silence before track 3.
+  set.disc.insert(set.disc.end() - 130 * 2352, 75 * 2352, 0);
   return set;
 }
 

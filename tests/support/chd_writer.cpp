@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/disc_builder.h"
+#include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
@@ -38,20 +39,16 @@ uint16_t Crc16(const uint8_t* p, std::size_t n) {
   return crc;
 }
 
-class BitWriter {
- public:
+// Bits, most significant first.
+struct BitWriter {
+  Bytes bytes;
+  uint64_t used = 0;
   void Put(uint32_t value, int bits) {
-    for (int i = bits - 1; i >= 0; --i) {
-      if (used_ % 8 == 0) out_.push_back(0);
-      if ((value >> i) & 1) out_.back() |= static_cast<uint8_t>(0x80 >> (used_ % 8));
-      ++used_;
+    for (int i = bits - 1; i >= 0; --i, ++used) {
+      if (used % 8 == 0) bytes.push_back(0);
+      if ((value >> i) & 1) bytes.back() |= static_cast<uint8_t>(0x80 >> (used % 8));
     }
   }
-  const Bytes& bytes() const { return out_; }
-
- private:
-  Bytes out_;
-  uint64_t used_ = 0;
 };
 
 Bytes Zstd(const uint8_t* p, std::size_t n) {
@@ -67,25 +64,24 @@ Bytes CdZstd(const uint8_t* hunk, uint32_t hunkBytes, uint32_t& stripped) {
   const uint32_t frames = hunkBytes / 2448;
   Bytes ecc((frames + 7) / 8, 0), base, sub;
   for (uint32_t i = 0; i < frames; ++i) {
-    Bytes sector(hunk + i * 2448, hunk + i * 2448 + 2352);
-    static const uint8_t sync[12] = {0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                                     0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
-    Bytes check = sector;
+    const uint8_t* frame = hunk + i * 2448;
+    Bytes sector(frame, frame + 2352), check = sector;
     SectorEcc(check.data(), sector[15] == 2);
-    if (std::memcmp(sector.data(), sync, 12) == 0 && check == sector) {
+    if (std::memcmp(sector.data(), "\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0", 12) == 0 &&
+        check == sector) {
       ecc[i / 8] |= static_cast<uint8_t>(1 << (i % 8));
       std::memset(sector.data(), 0, 12);
       std::memset(sector.data() + 0x81C, 0, 0x92F - 0x81C + 1);
       ++stripped;
     }
-    base.insert(base.end(), sector.begin(), sector.end());
-    sub.insert(sub.end(), hunk + i * 2448 + 2352, hunk + i * 2448 + 2448);
+    Append(base, sector);
+    sub.insert(sub.end(), frame + 2352, frame + 2448);
   }
   Bytes b = Zstd(base.data(), base.size()), s = Zstd(sub.data(), sub.size());
   Bytes out = ecc;
   AppendBe(out, b.size(), 2);
-  out.insert(out.end(), b.begin(), b.end());
-  out.insert(out.end(), s.begin(), s.end());
+  Append(out, b);
+  Append(out, s);
   return out;
 }
 
@@ -139,24 +135,15 @@ Bytes RecompressChd(const Bytes& in, const RecompressOptions& options, Recompres
       continue;
     }
     seen.emplace(hunk, i);
-    Bytes stored;
-    uint32_t type;
-    if (i % 3 == 0) {
-      type = 4;
-      stored = hunk;
-      ++c.raw;
-    } else if (i % 3 == 1) {
-      type = 0;
-      stored = CdZstd(hunk.data(), hunkBytes, c.eccStripped);
-      ++c.cdzs;
-    } else {
-      type = 1;
-      stored = Zstd(hunk.data(), hunk.size());
-      ++c.zstd;
-    }
+    // Raw, CD (cdzs) and zstd hunks in turn.
+    const uint32_t type = i % 3 == 0 ? 4 : i % 3 == 1 ? 0 : 1;
+    const Bytes stored = type == 4   ? hunk
+                         : type == 0 ? CdZstd(hunk.data(), hunkBytes, c.eccStripped)
+                                     : Zstd(hunk.data(), hunk.size());
+    ++(type == 4 ? c.raw : type == 0 ? c.cdzs : c.zstd);
     const uint16_t mapCrc = static_cast<int>(i) == options.wrongCrcHunk ? crc ^ 0x1111 : crc;
     entries.push_back({type, stored.size(), out.size(), mapCrc});
-    out.insert(out.end(), stored.begin(), stored.end());
+    Append(out, stored);
   }
 
   // The map: 16 symbols of 4 bits each (sent as lengths of 4), then one symbol a hunk with
@@ -189,14 +176,12 @@ Bytes RecompressChd(const Bytes& in, const RecompressOptions& options, Recompres
     AppendBe(expanded, e.crc, 2);
   }
   const uint64_t newMapAt = out.size();
-  AppendBe(out, bits.bytes().size(), 4);
+  AppendBe(out, bits.bytes.size(), 4);
   AppendBe(out, firstOffset, 6);
   AppendBe(out, Crc16(expanded.data(), expanded.size()), 2);
-  out.push_back(24);  // length bits
-  out.push_back(16);  // self bits
-  out.push_back(0);   // parent bits
-  out.push_back(0);
-  out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
+  // Bits of a length, of a self reference and of a parent reference, and a zero.
+  Append(out, {24, 16, 0, 0});
+  Append(out, bits.bytes);
   PutBe(out, 40, newMapAt, 8);
   if (counts) *counts = c;
   return out;

@@ -36,7 +36,7 @@ Bytes BuildIsoSectors(const IsoOptions& options);
 Bytes EncodeSectors(const Bytes& userData, SectorLayout layout, uint32_t firstLba = 0);
 Bytes BuildDiscImage(const IsoOptions& options, SectorLayout layout);
 
-// One raw 2352-byte sector (mode 1 or 2) holding 2048 bytes of user data.
+// One raw 2352-byte sector (mode 1, else mode 2 form 1) holding 2048 bytes of user data.
 Bytes RawSector(uint32_t lba, SectorLayout layout, const uint8_t* user2048);
 // The 96 subchannel bytes the builder puts after raw sector `lba` in Raw2448.
 Bytes SubchannelFor(uint32_t lba);

@@ -22,16 +22,23 @@ Bytes DataTrack() {
   return BuildDiscImage(disc, SectorLayout::Mode2Raw);
 }
 
-void Append(Bytes& to, const Bytes& more) {
-  to.insert(to.end(), more.begin(), more.end());
-}
-
 Bytes Zeros(uint32_t sectors) {
   return Bytes(size_t{sectors} * kSector, 0);
 }
 
 std::string Join(const std::string& folder, const std::string& name) {
   return folder + "/" + name;
+}
+
+Bytes Concat(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& p : parts) Append(all, p);
+  return all;
+}
+
+// Sectors [from, to) of a disc.
+Bytes Range(const Bytes& disc, uint32_t from, uint32_t to) {
+  return Bytes(disc.begin() + from * kSector, disc.begin() + to * kSector);
 }
 
 // A pregap of quiet noise, told apart from zeros and from the track's audio.
@@ -49,27 +56,49 @@ Bytes ThirdPregap(bool silent) {
 // The 1,125-sector disc of the CloneCD and Alcohol sets: data, then two audio tracks, each
 // with 150 sectors of pregap.
 Bytes IndexedDisc(bool silentThirdPregap) {
-  Bytes disc = DataTrack();
-  Append(disc, Pregap(21));
-  Append(disc, AudioSectors(225, 2));
-  Append(disc, ThirdPregap(silentThirdPregap));
-  Append(disc, AudioSectors(300, 3));
-  return disc;
+  return Concat({DataTrack(), Pregap(21), AudioSectors(225, 2), ThirdPregap(silentThirdPregap),
+                 AudioSectors(300, 3)});
+}
+
+// Writes the files and the descriptor `sheet` beside them (the input); the disc is the files
+// one after the other.
+DiscSet WriteFiles(const std::string& folder,
+                   const std::vector<std::pair<std::string, Bytes>>& files,
+                   const std::string& sheetName, const std::string& sheet) {
+  DiscSet set;
+  for (const auto& [name, bytes] : files) {
+    WriteFileBytes(Join(folder, name), bytes);
+    Append(set.disc, bytes);
+    set.files.push_back(Join(folder, name));
+  }
+  set.input = Join(folder, sheetName);
+  WriteFileText(set.input, sheet);
+  set.files.push_back(set.input);
+  return set;
+}
+
+// The Redump layout: one file per track, named "<title> (Track N).bin".
+DiscSet WriteThreeFiles(const std::string& folder, const std::string& title, const Bytes& track2,
+                        const Bytes& track3, bool windowsCase) {
+  std::vector<std::string> names;
+  for (char n : {'1', '2', '3'}) names.push_back(title + " (Track " + n + ").bin");
+  // The sheet names the files in another case than they have, as sheets made on Windows do.
+  std::vector<std::string> written = names;
+  if (windowsCase) written[2] = "GAME (USA) (TRACK 3).BIN";
+  return WriteFiles(folder, {{names[0], DataTrack()}, {names[1], track2}, {names[2], track3}},
+                    title + ".cue", RedumpSheet(written));
 }
 
 // The same disc with track 3's silent pregap as a PREGAP line: one file of 975 sectors.
 DiscSet WritePregapLineSet(const std::string& folder) {
-  DiscSet set;
-  set.disc = IndexedDisc(true);
-  Bytes file(set.disc.begin(), set.disc.begin() + 675 * kSector);
-  file.insert(file.end(), set.disc.begin() + 825 * kSector, set.disc.end());
-  WriteFileBytes(Join(folder, "Gap Line.bin"), file);
-  set.input = Join(folder, "Gap Line.cue");
-  WriteFileText(set.input,
-                "FILE \"Gap Line.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
-                "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
-                "  TRACK 03 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:09:00\n");
-  set.files = {Join(folder, "Gap Line.bin"), set.input};
+  const Bytes disc = IndexedDisc(true);
+  DiscSet set =
+      WriteFiles(folder, {{"Gap Line.bin", Concat({Range(disc, 0, 675), Range(disc, 825, 1125)})}},
+                 "Gap Line.cue",
+                 "FILE \"Gap Line.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                 "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                 "  TRACK 03 AUDIO\n    PREGAP 00:02:00\n    INDEX 01 00:09:00\n");
+  set.disc = disc;
   return set;
 }
 
@@ -92,65 +121,35 @@ std::string RedumpSheet(const std::vector<std::string>& names) {
 }
 
 DiscSet WriteRedumpSet(const std::string& folder, bool silentThirdPregap) {
-  DiscSet set;
-  const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
-                                          "Game (USA) (Track 3).bin"};
-  Bytes t1 = DataTrack(), t2 = Pregap(21), t3 = ThirdPregap(silentThirdPregap);
-  Append(t2, AudioSectors(225, 2));
-  Append(t3, AudioSectors(300, 3));
-  const Bytes* parts[] = {&t1, &t2, &t3};
-  for (int i = 0; i < 3; ++i) {
-    WriteFileBytes(Join(folder, names[i]), *parts[i]);
-    Append(set.disc, *parts[i]);
-    set.files.push_back(Join(folder, names[i]));
-  }
-  // The sheet names the files in another case than they have, as sheets made on Windows do.
-  std::vector<std::string> written = names;
-  written[2] = "GAME (USA) (TRACK 3).BIN";
-  set.input = Join(folder, "Game (USA).cue");
-  WriteFileText(set.input, RedumpSheet(written));
-  set.files.push_back(set.input);
-  return set;
+  return WriteThreeFiles(folder, "Game (USA)", Concat({Pregap(21), AudioSectors(225, 2)}),
+                         Concat({ThirdPregap(silentThirdPregap), AudioSectors(300, 3)}), true);
+}
+
+DiscSet WriteSilentRedumpSet(const std::string& folder) {
+  return WriteThreeFiles(folder, "Quiet (USA)", Concat({Zeros(150), AudioSectors(225, 6)}),
+                         Concat({Zeros(150), AudioSectors(300, 7)}), false);
 }
 
 DiscSet WritePregapSheet(const std::string& folder) {
-  DiscSet set;
-  Bytes file = DataTrack();
-  Append(file, AudioSectors(225, 4));
-  Append(file, AudioSectors(300, 5));
-  WriteFileBytes(Join(folder, "gap.bin"), file);
-  set.input = Join(folder, "gap.cue");
-  WriteFileText(set.input,
-                "FILE \"gap.bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
-                "  POSTGAP 00:01:00\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:04:00\n"
-                " TRACK 03 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:07:00\n");
-  set.files = {Join(folder, "gap.bin"), set.input};
-  set.disc.assign(file.begin(), file.begin() + 300 * kSector);
-  Append(set.disc, Zeros(75 + 150));
-  set.disc.insert(set.disc.end(), file.begin() + 300 * kSector, file.begin() + 525 * kSector);
-  Append(set.disc, Zeros(150));
-  set.disc.insert(set.disc.end(), file.begin() + 525 * kSector, file.end());
+  const Bytes file = Concat({DataTrack(), AudioSectors(225, 4), AudioSectors(300, 5)});
+  DiscSet set =
+      WriteFiles(folder, {{"gap.bin", file}}, "gap.cue",
+                 "FILE \"gap.bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+                 "  POSTGAP 00:01:00\n TRACK 02 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:04:00\n"
+                 " TRACK 03 AUDIO\n  PREGAP 00:02:00\n  INDEX 01 00:07:00\n");
+  set.disc = Concat({Range(file, 0, 300), Zeros(75 + 150), Range(file, 300, 525), Zeros(150),
+                     Range(file, 525, 825)});
   return set;
 }
 
 DiscSet WriteOneFileSheet(const std::string& folder, bool silentThirdPregap) {
-  DiscSet set;
-  set.disc = IndexedDisc(silentThirdPregap);
-  WriteFileBytes(Join(folder, "One File.bin"), set.disc);
-  set.input = Join(folder, "One File.cue");
-  WriteFileText(set.input,
-                "FILE \"One File.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
-                "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
-                "  TRACK 03 AUDIO\n    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n");
-  set.files = {Join(folder, "One File.bin"), set.input};
-  return set;
+  return WriteFiles(folder, {{"One File.bin", IndexedDisc(silentThirdPregap)}}, "One File.cue",
+                    "FILE \"One File.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                    "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                    "  TRACK 03 AUDIO\n    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n");
 }
 
 DiscSet WriteCloneCdSet(const std::string& folder, bool silentThirdPregap) {
-  DiscSet set;
-  set.disc = IndexedDisc(silentThirdPregap);
-  set.input = Join(folder, "game.img");
-  WriteFileBytes(set.input, set.disc);
   // As CloneCD writes it: lead entries, the three tracks at PLBA = INDEX 01, then the
   // track sections with both indexes.
   std::string ccd =
@@ -159,49 +158,42 @@ DiscSet WriteCloneCdSet(const std::string& folder, bool silentThirdPregap) {
       "PreGapSubC=0\r\n";
   struct E {
     const char* point;
-    int control;
-    int pmin, psec, pframe, plba;
+    int control, pmin, psec, plba;
   };
-  const E entries[] = {{"0xa0", 4, 1, 32, 0, 0},    {"0xa1", 0, 3, 0, 0, 0},
-                       {"0xa2", 0, 0, 17, 0, 1125}, {"0x01", 4, 0, 2, 0, 0},
-                       {"0x02", 0, 0, 8, 0, 450},   {"0x03", 0, 0, 13, 0, 825}};
+  const E entries[] = {{"0xa0", 4, 1, 32, 0}, {"0xa1", 0, 3, 0, 0},   {"0xa2", 0, 0, 17, 1125},
+                       {"0x01", 4, 0, 2, 0},  {"0x02", 0, 0, 8, 450}, {"0x03", 0, 0, 13, 825}};
   for (int i = 0; i < 6; ++i) {
     const E& e = entries[i];
     ccd += "[Entry " + std::to_string(i) + "]\r\nSession=1\r\nPoint=" + e.point +
            "\r\nADR=0x01\r\nControl=0x0" + std::to_string(e.control) +
            "\r\nTrackNo=0\r\nAMin=0\r\nASec=0\r\nAFrame=0\r\nALBA=-150\r\nZero=0\r\nPMin=" +
            std::to_string(e.pmin) + "\r\nPSec=" + std::to_string(e.psec) +
-           "\r\nPFrame=" + std::to_string(e.pframe) + "\r\nPLBA=" + std::to_string(e.plba) + "\r\n";
+           "\r\nPFrame=0\r\nPLBA=" + std::to_string(e.plba) + "\r\n";
   }
   ccd +=
       "[TRACK 1]\r\nMODE=2\r\nINDEX 1=0\r\n[TRACK 2]\r\nMODE=0\r\nINDEX 0=300\r\n"
       "INDEX 1=450\r\n[TRACK 3]\r\nMODE=0\r\nINDEX 0=675\r\nINDEX 1=825\r\n";
-  WriteFileText(Join(folder, "GAME.CCD"), ccd);
-  set.files = {set.input, Join(folder, "GAME.CCD")};
+  DiscSet set = WriteFiles(folder, {{"game.img", IndexedDisc(silentThirdPregap)}}, "GAME.CCD", ccd);
+  set.input = set.files[0];
   return set;
 }
 
 DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool offsetAtPregap,
                         bool silentThirdPregap) {
-  DiscSet set;
-  set.disc = IndexedDisc(silentThirdPregap);
-  set.input = Join(folder, "game.mdf");
-  const uint32_t sectors = static_cast<uint32_t>(set.disc.size() / kSector);
+  const Bytes disc = IndexedDisc(silentThirdPregap);
+  const uint32_t sectors = static_cast<uint32_t>(disc.size() / kSector);
   Bytes mdf;
   for (uint32_t s = 0; s < sectors; ++s) {
-    mdf.insert(mdf.end(), set.disc.begin() + s * kSector, set.disc.begin() + (s + 1) * kSector);
+    Append(mdf, Range(disc, s, s + 1));
     if (sectorSize == 2448) Append(mdf, SubchannelFor(s));
   }
-  WriteFileBytes(set.input, mdf);
 
   // Header, one session, three lead-in blocks and three track blocks, the extra blocks,
   // the footer and the file name.
   constexpr uint32_t kSession = 0x58, kTracks = kSession + 24, kExtras = kTracks + 6 * 80,
                      kFooter = kExtras + 3 * 8, kName = kFooter + 16;
   Bytes mds(kName + 6, 0);
-  std::memcpy(mds.data(), "MEDIA DESCRIPTOR", 16);
-  mds[0x10] = 1;
-  mds[0x11] = 3;
+  std::memcpy(mds.data(), "MEDIA DESCRIPTOR\1\3", 18);
   StoreLe16(&mds[0x14], 1);
   StoreLe32(&mds[0x50], kSession);
   uint8_t* s = &mds[kSession];
@@ -228,56 +220,32 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
     t[2] = b.control;
     t[4] = b.point;
     if (b.point > 99) continue;
-    const uint32_t msf = b.start + 150;
+    const uint32_t msf = b.start + 150, extra = kExtras + (i - 3) * 8;
     t[9] = static_cast<uint8_t>(msf / 4500);
     t[10] = static_cast<uint8_t>(msf / 75 % 60);
     t[11] = static_cast<uint8_t>(msf % 75);
-    StoreLe32(t + 12, kExtras + (i - 3) * 8);
+    StoreLe32(t + 12, extra);
     StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
     StoreLe32(t + 36, b.start);
-    const uint32_t first = offsetAtPregap && b.point > 1 ? b.start - b.pregap : b.start;
-    StoreLe32(t + 40, first * sectorSize);
+    StoreLe32(t + 40, (offsetAtPregap && b.point > 1 ? b.start - b.pregap : b.start) * sectorSize);
     StoreLe32(t + 48, 1);
     StoreLe32(t + 52, kFooter);
-    StoreLe32(&mds[kExtras + (i - 3) * 8], b.pregap);
-    StoreLe32(&mds[kExtras + (i - 3) * 8 + 4], b.length);
+    StoreLe32(&mds[extra], b.pregap);
+    StoreLe32(&mds[extra + 4], b.length);
   }
   StoreLe32(&mds[kFooter], kName);
   std::memcpy(&mds[kName], "*.mdf", 6);
-  WriteFileBytes(Join(folder, "Game.MDS"), mds);
-  set.files = {set.input, Join(folder, "Game.MDS")};
+  DiscSet set =
+      WriteFiles(folder, {{"game.mdf", mdf}}, "Game.MDS", std::string(mds.begin(), mds.end()));
+  set.input = set.files[0];
+  set.disc = disc;
   return set;
 }
 
 DiscSet WriteSoloRedumpSet(const std::string& folder) {
-  DiscSet set;
-  set.disc = DataTrack();
-  WriteFileBytes(Join(folder, "Solo (USA).bin"), set.disc);
-  set.input = Join(folder, "Solo (USA).cue");
-  WriteFileText(
-      set.input,
+  return WriteFiles(
+      folder, {{"Solo (USA).bin", DataTrack()}}, "Solo (USA).cue",
       "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
-  set.files = {Join(folder, "Solo (USA).bin"), set.input};
-  return set;
-}
-
-DiscSet WriteSilentRedumpSet(const std::string& folder) {
-  DiscSet set;
-  const std::vector<std::string> names = {"Quiet (USA) (Track 1).bin", "Quiet (USA) (Track 2).bin",
-                                          "Quiet (USA) (Track 3).bin"};
-  Bytes t1 = DataTrack(), t2 = Zeros(150), t3 = Zeros(150);
-  Append(t2, AudioSectors(225, 6));
-  Append(t3, AudioSectors(300, 7));
-  const Bytes* parts[] = {&t1, &t2, &t3};
-  for (int i = 0; i < 3; ++i) {
-    WriteFileBytes(Join(folder, names[i]), *parts[i]);
-    Append(set.disc, *parts[i]);
-    set.files.push_back(Join(folder, names[i]));
-  }
-  set.input = Join(folder, "Quiet (USA).cue");
-  WriteFileText(set.input, RedumpSheet(names));
-  set.files.push_back(set.input);
-  return set;
 }
 
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {

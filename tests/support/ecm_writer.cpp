@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "support/disc_builder.h"
+#include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
@@ -33,16 +34,9 @@ int Classify(const uint8_t* p) {
 }  // namespace
 
 Bytes EcmRecordHeader(uint8_t type, uint32_t count) {
-  Bytes h;
   uint32_t n = count - 1;
-  uint8_t first = static_cast<uint8_t>(type | ((n & 0x1F) << 2));
-  n >>= 5;
-  h.push_back(static_cast<uint8_t>(first | (n ? 0x80 : 0)));
-  while (n) {
-    uint8_t b = n & 0x7F;
-    n >>= 7;
-    h.push_back(static_cast<uint8_t>(b | (n ? 0x80 : 0)));
-  }
+  Bytes h = {static_cast<uint8_t>(type | ((n & 0x1F) << 2) | (n >> 5 ? 0x80 : 0))};
+  for (n >>= 5; n; n >>= 7) h.push_back(static_cast<uint8_t>((n & 0x7F) | (n >> 7 ? 0x80 : 0)));
   return h;
 }
 
@@ -54,9 +48,8 @@ Bytes EncodeEcm(const Bytes& in, EcmCounts* counts) {
   uint32_t runCount = 0;
   auto flush = [&] {
     if (runCount == 0) return;
-    Bytes h = EcmRecordHeader(static_cast<uint8_t>(runType), runCount);
-    out.insert(out.end(), h.begin(), h.end());
-    out.insert(out.end(), payload.begin(), payload.end());
+    Append(out, EcmRecordHeader(static_cast<uint8_t>(runType), runCount));
+    Append(out, payload);
     payload.clear();
     runCount = 0;
     ++c.records;
@@ -89,11 +82,8 @@ Bytes EncodeEcm(const Bytes& in, EcmCounts* counts) {
     }
   }
   flush();
-  const uint8_t end[5] = {0xFC, 0xFF, 0xFF, 0xFF, 0x3F};
-  out.insert(out.end(), end, end + 5);
-  uint8_t edc[4];
-  StoreLe32(edc, SectorEdc(in.data(), in.size()));
-  out.insert(out.end(), edc, edc + 4);
+  Append(out, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});  // the end mark
+  AppendLe32(out, SectorEdc(in.data(), in.size()));
   if (counts) *counts = c;
   return out;
 }

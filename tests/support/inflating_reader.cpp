@@ -56,11 +56,8 @@ InflatingReader::InflatingReader(const std::string& packagePath, int disc)
     tracks_.push_back({Bcd(e[2]), e[0] == 0x01, Frames(e + 7) - 150, Frames(e + 3)});
   }
   for (uint64_t at = psar_ + kIndex; at < psar_ + kData; at += 32) {
-    if (LoadLe32(&file_[at + 4]) == 0) {
-      offsets_.push_back(LoadLe32(&file_[at]));  // where the last block ends
-      break;
-    }
-    offsets_.push_back(LoadLe32(&file_[at]));
+    offsets_.push_back(LoadLe32(&file_[at]));  // for the last, where the last block ends
+    if (LoadLe32(&file_[at + 4]) == 0) break;
     sizes_.push_back(LoadLe16(&file_[at + 4]));
   }
 }
@@ -91,12 +88,9 @@ std::string InflatingReader::Block(uint32_t index, Bytes& out) {
 std::string InflatingReader::ReadSectors(uint32_t first, uint32_t count, Bytes& out) {
   out.clear();
   Bytes block;
-  uint32_t loaded = UINT32_MAX;
   for (uint32_t s = first; s < first + count; ++s) {
-    if (s / 16 != loaded) {
+    if (s == first || s % 16 == 0)
       if (std::string e = Block(s / 16, block); !e.empty()) return e;
-      loaded = s / 16;
-    }
     const uint8_t* p = block.data() + (s % 16) * kSector;
     out.insert(out.end(), p, p + kSector);
   }

@@ -41,11 +41,11 @@ void MustWrite(File& f, const Bytes& b) {
   ASSERT_TRUE(f.Write(b)) << f.LastError();
 }
 
-}  // namespace
-
 uint8_t TestBcd(unsigned n) {
   return static_cast<uint8_t>((n / 10) * 16 + n % 10);
 }
+
+}  // namespace
 
 Bytes MakeSfo(const std::string& title, const std::string& discId) {
   struct Key {
@@ -60,11 +60,9 @@ Bytes MakeSfo(const std::string& title, const std::string& discId) {
   const std::string license = "Test license text";
   const std::string values[] = {"", "ME", discId, "1.00", license, "", "3.01", "", title};
   Bytes sfo(944, 0);
-  Put(sfo, 0, std::string_view("\0PSF", 4));
-  StoreLe32(sfo.data() + 4, 0x101);
-  StoreLe32(sfo.data() + 8, 0xA4);
-  StoreLe32(sfo.data() + 12, 0x100);
-  StoreLe32(sfo.data() + 16, 9);
+  // "\0PSF", version 1.1, key table, data table, nine entries.
+  for (uint32_t i = 0; uint32_t v : {0x46535000u, 0x101u, 0xA4u, 0x100u, 9u})
+    StoreLe32(&sfo[4 * i++], v);
   uint32_t keyOff = 0, dataOff = 0;
   for (int i = 0; i < 9; ++i) {
     uint8_t* e = sfo.data() + 20 + 16 * i;
@@ -85,12 +83,6 @@ Bytes MakeSfo(const std::string& title, const std::string& discId) {
   return sfo;
 }
 
-TestTocEntry TocEntryAt(const TestTocArea& area, std::size_t i) {
-  TestTocEntry e{};
-  std::copy_n(area.begin() + i * 10, 10, e.begin());
-  return e;
-}
-
 TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uint64_t sectors) {
   TestTocArea a{};
   auto msf = [](uint64_t s, uint8_t* p) {
@@ -98,22 +90,15 @@ TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uin
     p[1] = TestBcd(static_cast<unsigned>((s / 75) % 60));
     p[2] = TestBcd(static_cast<unsigned>(s % 75));
   };
-  auto entry = [&a](std::size_t i) { return a.data() + i * 10; };
-  uint8_t* a0 = entry(0);
-  a0[0] = tracks.front().first;
-  a0[2] = 0xA0;
-  a0[7] = 0x01;
-  a0[8] = 0x20;
-  uint8_t* a1 = entry(1);
-  a1[0] = tracks.back().first;
-  a1[2] = 0xA1;
-  a1[7] = TestBcd(static_cast<unsigned>(tracks.size()));
-  uint8_t* a2 = entry(2);
-  a2[0] = 0x01;
-  a2[2] = 0xA2;
-  msf(sectors, a2 + 7);
+  // A0: first track's control, track 1 at 01:20; A1: the last track; A2: the length.
+  const uint8_t lead[3][10] = {
+      {tracks.front().first, 0, 0xA0, 0, 0, 0, 0, 0x01, 0x20},
+      {tracks.back().first, 0, 0xA1, 0, 0, 0, 0, TestBcd(static_cast<unsigned>(tracks.size()))},
+      {0x01, 0, 0xA2}};
+  std::copy_n(&lead[0][0], 30, a.begin());
+  msf(sectors, &a[27]);
   for (std::size_t t = 0; t < tracks.size(); ++t) {
-    uint8_t* e = entry(3 + t);
+    uint8_t* e = &a[30 + t * 10];
     e[0] = tracks[t].first;
     e[2] = TestBcd(static_cast<unsigned>(t + 1));
     msf(tracks[t].second + 150, e + 3);
@@ -195,10 +180,8 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
 
   Bytes start(0x50, 0);
   Put(start, 0, "STARTDAT");
-  StoreLe32(start.data() + 8, 1);
-  StoreLe32(start.data() + 12, 1);
-  StoreLe32(start.data() + 16, 0x50);
-  StoreLe32(start.data() + 20, static_cast<uint32_t>(recipe.bootPng.size()));
+  for (uint32_t i = 2; uint32_t v : {1u, 1u, 0x50u, static_cast<uint32_t>(recipe.bootPng.size())})
+    StoreLe32(&start[4 * i++], v);
   MustWrite(f, start);
   MustWrite(f, recipe.bootPng);
   MustWrite(f, recipe.tail);
@@ -246,18 +229,17 @@ DiscSetWritten WriteDiscSetPbp(const std::string& path, const std::vector<Packag
 void WritePatchJournal(const std::string& package, uint64_t oldSize,
                        const std::vector<SavedRegion>& regions, const std::string& pointerFolder) {
   Bytes j = {'E', 'B', 'F', 'U', 'N', 'D', 'O', '1'};
-  auto le64 = [&j](uint64_t v) {
-    for (int i = 0; i < 8; ++i) j.push_back(static_cast<uint8_t>(v >> (8 * i)));
+  auto le = [&j](uint64_t v, int n) {
+    for (int i = 0; i < n; ++i) j.push_back(static_cast<uint8_t>(v >> (8 * i)));
   };
-  le64(oldSize);
+  le(oldSize, 8);
   for (const SavedRegion& r : regions) {
-    le64(r.offset);
-    le64(r.bytes.size());
-    j.insert(j.end(), r.bytes.begin(), r.bytes.end());
+    le(r.offset, 8);
+    le(r.bytes.size(), 8);
+    Append(j, r.bytes);
   }
-  j.insert(j.end(), {'D', 'O', 'N', 'E'});
-  const auto count = static_cast<uint32_t>(regions.size());
-  for (int i = 0; i < 4; ++i) j.push_back(static_cast<uint8_t>(count >> (8 * i)));
+  AppendBytes(j, "DONE");
+  le(regions.size(), 4);
   WriteFileBytes(package + ".undo", j);
   if (!pointerFolder.empty()) WriteFileText(pointerFolder + "/Temp/PATCH.UNDO", package + "\n");
 }

@@ -18,7 +18,6 @@ namespace ebf::test {
 inline constexpr uint64_t kTestBlockSize = 37632;
 
 using TestTocArea = std::array<uint8_t, 1020>;
-using TestTocEntry = std::array<uint8_t, 10>;
 
 struct PackageRecipe {
   std::string title = "Test Game";  // SFO title, ASCII
@@ -80,9 +79,6 @@ Bytes MakeSfo(const std::string& title, const std::string& discId);
 // A2 holds the image length in sectors. Track positions are written the way the program's
 // own ISO.TOC has them (bytes 3-5 = bytes 7-9 = start + 2 s).
 TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uint64_t sectors);
-TestTocEntry TocEntryAt(const TestTocArea& area, std::size_t i);
-
-uint8_t TestBcd(unsigned n);
 
 // The journal a patch in place leaves beside `package` ("<package>.undo") when the program is
 // killed in the middle of it, written byte for byte as the format lays it out: "EBFUNDO1",

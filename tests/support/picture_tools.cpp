@@ -7,17 +7,30 @@
 #include "support/temp_dir.h"
 
 namespace ebf::test {
+namespace {
 
+// Runs a shell command quietly; true when it exits with 0.
 bool RunQuiet(const std::string& command) {
   return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-bool HaveTool(const std::string& name) {
-  return RunQuiet("command -v " + name);
+// `convert <arguments>`; fails, naming the tool or the command line, when convert is missing
+// or refused.
+::testing::AssertionResult RunConvert(const std::string& arguments) {
+  if (::testing::AssertionResult installed = Installed("convert"); !installed) return installed;
+  if (RunQuiet("convert " + arguments)) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "ImageMagick failed: convert " << arguments;
 }
 
+::testing::AssertionResult Convert(const std::string& input, const std::string& options,
+                                   const std::string& output) {
+  return RunConvert(ShellQuote(input) + " " + options + " " + ShellQuote(output));
+}
+
+}  // namespace
+
 ::testing::AssertionResult Installed(const std::string& tool) {
-  if (HaveTool(tool)) return ::testing::AssertionSuccess();
+  if (RunQuiet("command -v " + tool)) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << tool << " is not installed (./build.sh installs it)";
 }
 
@@ -33,22 +46,6 @@ std::string ShellQuote(const std::string& text) {
   return out + "'";
 }
 
-namespace {
-
-::testing::AssertionResult RunConvert(const std::string& arguments) {
-  if (::testing::AssertionResult installed = Installed("convert"); !installed) return installed;
-  const std::string command = "convert " + arguments;
-  if (RunQuiet(command)) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "ImageMagick failed: " << command;
-}
-
-}  // namespace
-
-::testing::AssertionResult ImageMagickConvert(const std::string& input, const std::string& options,
-                                              const std::string& output) {
-  return RunConvert(ShellQuote(input) + " " + options + " " + ShellQuote(output));
-}
-
 ::testing::AssertionResult DrawWithImageMagick(const std::string& recipe,
                                                const std::string& output) {
   return RunConvert(recipe + " " + ShellQuote(output));
@@ -59,17 +56,22 @@ std::string MakeWithImageMagick(const std::string& source, const std::string& ta
   const std::size_t colon = target.find(':');
   const std::string format = colon == std::string::npos ? "" : target.substr(0, colon + 1);
   const std::string path = JoinPath(folder, target.substr(format.size()));
-  return ImageMagickConvert(source, options, format + path) ? path : "";
+  return Convert(source, options, format + path) ? path : "";
+}
+
+// PAM holds RGBA; pictures hold BGRA: the same swap both ways.
+static void SwapRedBlue(Bytes& pixels, std::size_t from) {
+  for (std::size_t i = from; i + 3 < pixels.size(); i += 4) std::swap(pixels[i], pixels[i + 2]);
 }
 
 Picture ReadWithImageMagick(const std::string& path, int frame) {
   TempDir dir;
   const std::string pam = dir / "out.pam";
   Picture out;
-  if (!ImageMagickConvert(path + "[" + std::to_string(frame) + "]",
-                          "-colorspace sRGB -alpha on -depth 8", "pam:" + pam))
+  if (!Convert(path + "[" + std::to_string(frame) + "]", "-colorspace sRGB -alpha on -depth 8",
+               "pam:" + pam))
     return out;
-  const Bytes bytes = ReadFileBytes(pam);
+  Bytes bytes = ReadFileBytes(pam);
   const std::string text(bytes.begin(), bytes.end());
   const std::size_t end = text.find("ENDHDR\n");
   if (end == std::string::npos) return out;
@@ -84,12 +86,8 @@ Picture ReadWithImageMagick(const std::string& path, int frame) {
   const std::size_t start = end + 7;
   if (depth != 4 || !AllocatePicture(out, width, height) || bytes.size() < start + out.bgra.size())
     return Picture{};
-  for (std::size_t i = 0; i < out.bgra.size(); i += 4) {
-    out.bgra[i + 0] = bytes[start + i + 2];
-    out.bgra[i + 1] = bytes[start + i + 1];
-    out.bgra[i + 2] = bytes[start + i + 0];
-    out.bgra[i + 3] = bytes[start + i + 3];
-  }
+  SwapRedBlue(bytes, start);
+  std::copy_n(bytes.begin() + start, out.bgra.size(), out.bgra.begin());
   return out;
 }
 
@@ -108,12 +106,12 @@ Picture GradientPicture(int width, int height, bool withAlpha) {
   Picture p;
   AllocatePicture(p, width, height);
   for (int y = 0; y < height; ++y) {
-    uint8_t* row = p.Row(y);
     for (int x = 0; x < width; ++x) {
-      row[x * 4 + 0] = static_cast<uint8_t>(255 * x / std::max(1, width - 1));
-      row[x * 4 + 1] = static_cast<uint8_t>(255 * y / std::max(1, height - 1));
-      row[x * 4 + 2] = static_cast<uint8_t>((x * 7 + y * 13) & 0xFF);
-      row[x * 4 + 3] =
+      uint8_t* q = p.Row(y) + x * 4;
+      q[0] = static_cast<uint8_t>(255 * x / std::max(1, width - 1));
+      q[1] = static_cast<uint8_t>(255 * y / std::max(1, height - 1));
+      q[2] = static_cast<uint8_t>((x * 7 + y * 13) & 0xFF);
+      q[3] =
           withAlpha ? static_cast<uint8_t>(255 * (x + y) / std::max(1, width + height - 2)) : 255;
     }
   }
@@ -121,16 +119,12 @@ Picture GradientPicture(int width, int height, bool withAlpha) {
 }
 
 void WritePam(const std::string& path, const Picture& picture) {
-  std::string header = "P7\nWIDTH " + std::to_string(picture.width) + "\nHEIGHT " +
-                       std::to_string(picture.height) +
-                       "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
+  const std::string header = "P7\nWIDTH " + std::to_string(picture.width) + "\nHEIGHT " +
+                             std::to_string(picture.height) +
+                             "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
   Bytes bytes(header.begin(), header.end());
-  for (std::size_t i = 0; i < picture.bgra.size(); i += 4) {
-    bytes.push_back(picture.bgra[i + 2]);
-    bytes.push_back(picture.bgra[i + 1]);
-    bytes.push_back(picture.bgra[i + 0]);
-    bytes.push_back(picture.bgra[i + 3]);
-  }
+  Append(bytes, picture.bgra);
+  SwapRedBlue(bytes, header.size());
   WriteFileBytes(path, bytes);
 }
 

@@ -11,21 +11,13 @@
 
 namespace ebf::test {
 
-bool HaveTool(const std::string& name);
 // Fails, naming the tool, when it is not installed.
 ::testing::AssertionResult Installed(const std::string& tool);
 // pngcheck's verdict on a file; fails when pngcheck is not installed.
 ::testing::AssertionResult PngcheckAccepts(const std::string& path);
-// Runs a shell command quietly; true when it exits with 0.
-bool RunQuiet(const std::string& command);
 // Single-quoted for the shell.
 std::string ShellQuote(const std::string& text);
 
-// ImageMagick: `convert <input> <options> <output>`, both file names quoted; `output` may
-// start with a format ("bmp3:a.bmp"). Fails, naming the tool or the command line, when
-// convert is missing or refused.
-::testing::AssertionResult ImageMagickConvert(const std::string& input, const std::string& options,
-                                              const std::string& output);
 // ImageMagick draws a picture from a recipe of its own instead of an input file
 // ("-size 60x40 xc:green", "-size 300x200 gradient:red-blue", put on the shell line as
 // written) into `output`, which may start with a format ("JPEG:a.png").

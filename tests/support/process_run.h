@@ -31,7 +31,4 @@ ProcessResult RunProcess(const std::string& program, const std::vector<std::stri
 // the tests that use it drive third-party tools such as genisoimage).
 std::string Shell(const std::string& commandLine);
 
-// True when folder permissions do not bind this process (root on POSIX).
-bool PermissionsIgnored();
-
 }  // namespace ebf::test

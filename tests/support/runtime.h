@@ -15,9 +15,4 @@ inline std::string RuntimeFolder() {
   return WithTrailingSep(env && *env ? env : EBF_TEST_RUNTIME_DIR);
 }
 
-inline std::string SourceFolder() {
-  const char* env = std::getenv("EBF_SOURCE_DIR");
-  return WithTrailingSep(env && *env ? env : EBF_TEST_SOURCE_DIR);
-}
-
 }  // namespace ebf::test

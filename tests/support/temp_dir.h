@@ -31,6 +31,10 @@ void WriteFileBytes(const std::string& path, const Bytes& data);
 void WriteFileText(const std::string& path, const std::string& text);
 Bytes ReadFileBytes(const std::string& path);
 std::string ReadFileText(const std::string& path);
+// Adds `more` at the end of `to`.
+inline void Append(Bytes& to, const Bytes& more) {
+  to.insert(to.end(), more.begin(), more.end());
+}
 // Deterministic pseudo-random bytes.
 Bytes NoiseBytes(std::size_t count, uint32_t seed);
 

@@ -22,30 +22,34 @@ static void Grow(int steps, int delayMs) {
 }
 
 int main(int argc, char** argv) {
-  {
-    std::ofstream args("fake_args.txt", std::ios::binary | std::ios::trunc);
-    for (int i = 1; i < argc; ++i) args << argv[i] << "\n";
-  }
+  std::ofstream args("fake_args.txt", std::ios::binary | std::ios::trunc);
+  for (int i = 1; i < argc; ++i) args << argv[i] << "\n";
+  args.close();
   for (int i = 1; i + 1 < argc; ++i)
     if (std::strcmp(argv[i], "--output") == 0) output = argv[i + 1];
   const char* env = std::getenv("EBF_FAKE_MODE");
   const std::string mode = env ? env : "done";
   std::setvbuf(stdout, nullptr, _IONBF, 0);
+  // The modes that write a package and say something (or nothing) about it.
+  struct Ending {
+    const char* mode;
+    int steps, delayMs;
+    const char* last;
+  };
+  for (const Ending& e : {Ending{"done-bare", 1, 0, "Done."},
+                          {"done-lower", 1, 0, "Writing...\r\ndone.\r\n"},
+                          {"done-no-dot", 1, 0, "Done\r\n"},
+                          {"silent", 1, 0, ""},
+                          {"slow", 200, 50, "Done.\r\n"}})  // slow: ten seconds, to be cancelled
+    if (mode == e.mode) {
+      Grow(e.steps, e.delayMs);
+      std::printf("%s", e.last);
+      return 0;
+    }
   if (mode == "done") {
     std::printf("Converting %d arguments\r\n", argc - 1);
     Grow(4, 20);
     std::printf("Done.\r\n");
-  } else if (mode == "done-bare") {
-    Grow(1, 0);
-    std::printf("Done.");
-  } else if (mode == "done-lower") {
-    Grow(1, 0);
-    std::printf("Writing...\r\ndone.\r\n");
-  } else if (mode == "done-no-dot") {
-    Grow(1, 0);
-    std::printf("Done\r\n");
-  } else if (mode == "silent") {
-    Grow(1, 0);
   } else if (mode == "huge") {
     // Far more than any pipe buffer holds, then success.
     std::string line(1023, 'x');
@@ -59,9 +63,6 @@ int main(int argc, char** argv) {
     Grow(2, 50);
     std::printf("about to crash\n");
     std::abort();
-  } else if (mode == "slow") {
-    Grow(200, 50);  // ten seconds: long enough to be cancelled
-    std::printf("Done.\r\n");
   }
   return 0;
 }
