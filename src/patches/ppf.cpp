@@ -44,7 +44,7 @@ class PpfPatch final : public RecordPatch {
   Outcome Open() {
     PatchCursor c;
     if (!c.Open(path())) return IoFailed(c.error());
-    uint8_t head[6];
+    uint8_t head[kDescriptionAt];  // the description follows the magic and version
     c.Read(head);
     version_ = head[3] - '0';
     if (!c.ok() || std::memcmp(head, "PPF", 3) != 0 || head[4] != '0' || version_ < 1 ||
