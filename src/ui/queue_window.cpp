@@ -164,6 +164,7 @@ QWidget* QueueWindow::BuildChoices() {
   auto* pal = new QHBoxLayout;
   pal->addWidget(chkPalScreen_);
   pal->addWidget(chkPalGfx_);
+  pal->addSpacing(12);
   auto* palNote = new QLabel(QStringLiteral("(PAL games only)"), boxChoices_);
   palNote->setProperty("role", QStringLiteral("info"));
   pal->addWidget(palNote);
