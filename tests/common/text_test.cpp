@@ -56,6 +56,10 @@ TEST(Ansi, Windows1252RoundTripAndReplacement) {
 #endif
   EXPECT_FALSE(IsValidUtf8("\xC0\x80"));  // overlong
   EXPECT_FALSE(IsValidUtf8("\xE2\x82"));  // truncated
+  EXPECT_FALSE(
+      IsValidUtf8("\xE2\x82"
+                  "A"));  // the last byte is no continuation
+  EXPECT_TRUE(IsValidUtf8("\xF0\x9F\x8E\xAE"));
 }
 
 TEST(Text, ValReadsLikeBasic) {

@@ -193,6 +193,7 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
   ccdRefused(ReplaceAll(ccd, "Sessions=1", "Sessions=2"), "GAME.CCD describes 2 sessions");
   ccdRefused(ReplaceAll(ccd, "PLBA=450", "PLBA=4x"),
              "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number.");
+  ccdRefused(ReplaceAll(ccd, "PLBA=450\r\n", ""), " has no PLBA or Control.");
   ccdRefused("[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks.");
 }
 
