@@ -23,7 +23,7 @@ struct JobOptions {
   std::array<bool, kSlotCount> removed{};      // --no-icon0 ...
   // Over the settings: ResourceRoot, ThumbnailsRoot, NameTemplate.
   std::optional<std::string> resources, thumbnails, nameTemplate;
-  std::vector<std::string> patches;            // --patch FILE or --patch N:FILE, in order
+  std::vector<std::string> patches;  // --patch FILE or --patch N:FILE, in order
 };
 
 void AddJobOptions(CLI::App& cmd, JobOptions& options);

@@ -36,7 +36,7 @@ struct ConversionResult {
   bool rebuilt = false;  // a package input rebuilt into a new file (`package` names it)
   uint64_t palPatches = 0;
   std::vector<std::string> warnings;  // what the package made lacks (kMsgUnpaddedIso), logged too
-  std::string converterOutput;  // all the converter printed, when it ran to its end
+  std::string converterOutput;        // all the converter printed, when it ran to its end
 };
 
 // Knobs the tests turn: the volume's free space and the converter's poll interval.

@@ -15,8 +15,8 @@
 #include "common/program_folders.h"
 #include "common/questions.h"
 #include "disc/resolver.h"
-#include "library/picture_lookup.h"
 #include "engine/patch_plan.h"
+#include "library/picture_lookup.h"
 
 namespace ebf {
 

@@ -7,8 +7,8 @@
 
 #include "common/files.h"
 #include "common/text.h"
-#include "disc/cue_sheet.h"
 #include "disc/classify.h"
+#include "disc/cue_sheet.h"
 #include "disc/disc_image.h"
 #include "disc/disc_set.h"
 
