@@ -152,73 +152,37 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
             "  TRACK 03 AUDIO\r\n    INDEX 01 00:02:00\r\n");
 }
 
-TEST(DiscPackageCli, VerifyChecksEveryDiscAndListsItsTracksUnderIt) {
+// The engine's tests pin what is checked; here, each disc's tracks listed under it, and a
+// problem named with its disc.
+TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
   TwoDiscPackage pkg;
-  // The witness: each track's sectors from the reader, summed by Python.
-  struct Track {
-    int disc, number;
-    uint32_t first, count;
-  };
-  const Track tracks[] = {{1, 1, 0, 90}, {2, 1, 0, 100}, {2, 2, 100, 50}, {2, 3, 150, 50}};
-  std::vector<std::string> sha1;
-  for (const Track& t : tracks) {
-    const std::string path = pkg.dir / "track.bin";
-    test::WriteFileBytes(path, pkg.Sectors(t.disc, t.first, t.count));
-    sha1.push_back(test::Figures(path).substr(42));
-  }
-
   test::Ran r = Cli({"--quiet", "--json", "verify", pkg.pbp});
   ASSERT_EQ(r.exit, 0) << r.out;
-  nlohmann::json j = nlohmann::json::parse(r.out);
+  const nlohmann::json j = nlohmann::json::parse(r.out);
   EXPECT_EQ(j["ok"], true);
   EXPECT_EQ(j["discs"], 2);
   EXPECT_EQ(j["blocks"], 7 + 14);
   ASSERT_EQ(j["tracks"].size(), 4u);
+  const int discs[] = {1, 2, 2, 2}, numbers[] = {1, 1, 2, 3};
   for (std::size_t i = 0; i < 4; ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(j["tracks"][i]["disc"], tracks[i].disc);
-    EXPECT_EQ(j["tracks"][i]["number"], tracks[i].number);
-    EXPECT_EQ(j["tracks"][i]["size"], uint64_t{tracks[i].count} * kSector);
-    EXPECT_EQ(j["tracks"][i]["sha1"], sha1[i]);
+    EXPECT_EQ(j["tracks"][i]["disc"], discs[i]) << i;
+    EXPECT_EQ(j["tracks"][i]["number"], numbers[i]) << i;
   }
 
-  r = Cli({"--quiet", "verify", pkg.pbp});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
-  const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
-  ASSERT_NE(one, std::string::npos) << r.out;
-  ASSERT_NE(two, std::string::npos) << r.out;
-  EXPECT_TRUE(r.Says(sha1[0]));
-  EXPECT_LT(r.out.find(sha1[0]), two);
-  EXPECT_GT(r.out.find(sha1[3]), two);
-
-  // One disc against its source; a source without a disc named is refused.
-  test::WriteFileBytes(pkg.dir / "disc2.bin", pkg.images[1]);
-  r = Cli(
-      {"--quiet", "--json", "verify", pkg.pbp, "--disc", "2", "--against", pkg.dir / "disc2.bin"});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  j = nlohmann::json::parse(r.out);
-  EXPECT_EQ(j["against"]["text"], "identical");
-  EXPECT_EQ(j["tracks"].size(), 3u);
-  r = Cli({"--quiet", "verify", pkg.pbp, "--against", pkg.dir / "disc2.bin"});
-  EXPECT_EQ(r.exit, 1);
-  EXPECT_TRUE(
-      r.Says("The package holds 2 discs; a source image is compared with one of them, so name the "
-             "disc."))
-      << r.out;
-
-  // A broken stream in disc 2's block 3 is named with its disc and place.
   Bytes bad = ReadFileBytes(pkg.pbp);
   const std::vector<uint32_t>& lengths = pkg.written.discs[1].blockLengths;
   const uint64_t at = pkg.written.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
   bad[at] = 0xFF;  // a deflate block of the reserved type
   test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
-  r = Cli({"--quiet", "--json", "verify", pkg.dir / "bad.pbp"});
+  r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
   EXPECT_EQ(r.exit, 1) << r.out;
-  j = nlohmann::json::parse(r.out);
-  ASSERT_EQ(j["problems"].size(), 1u);
-  EXPECT_EQ(j["problems"][0],
-            "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) + ") does not inflate.");
+  const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
+  const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
+  EXPECT_LT(one, two) << r.out;
+  EXPECT_NE(two, std::string::npos) << r.out;
+  EXPECT_TRUE(r.Says("Problems:\n  Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                     ") does not inflate.\n"))
+      << r.out;
 }
 
 TEST(DiscPackageCli, ADamagedDiscTableIsRefusedByEveryCommand) {

@@ -1,0 +1,379 @@
+// Verifying a package: the track figures (Python's zlib and hashlib as the witness), each kind
+// of damage named with its block, track and place, the digest check's three outcomes, a DAT's
+// verdicts, a source compared sector for sector, and a package of several discs.
+#include "engine/verify.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "common/file_io.h"
+#include "disc/disc_image.h"
+#include "support/disc_builder.h"
+#include "support/pbp_writer.h"
+#include "support/picture_tools.h"
+#include "support/process_run.h"
+#include "support/recording_host.h"
+#include "support/temp_dir.h"
+
+namespace ebf {
+namespace {
+
+using test::TempDir;
+using Lines = std::vector<std::string>;
+
+constexpr uint64_t kSector = 2352;
+
+VerifyReport Verify(const std::string& pbp, const std::string& against = {},
+                    const std::string& dat = {}, int disc = 0) {
+  VerifyOptions options;
+  options.disc = disc;
+  options.against = against;
+  options.dat = dat;
+  test::RunRecorder host;
+  return VerifyPackage(pbp, options, host, host.cancel);
+}
+
+// "crc32 md5 sha1" of each file, from Python.
+Lines Figures(const Lines& paths) {
+  std::string args;
+  for (const std::string& p : paths) args += " " + test::ShellQuote(p);
+  const std::string out = test::Shell(
+      "python3 -c \"import sys,zlib,hashlib\nfor f in sys.argv[1:]:\n d=open(f,'rb').read(); "
+      "print('%08x %s %s' % (zlib.crc32(d), hashlib.md5(d).hexdigest(), "
+      "hashlib.sha1(d).hexdigest()))\"" +
+      args);
+  Lines lines;
+  for (std::size_t at = 0, nl; (nl = out.find('\n', at)) != std::string::npos; at = nl + 1)
+    lines.push_back(out.substr(at, nl - at));
+  return lines;
+}
+
+// A game of three tracks listed in a DAT (after another game), `md5` per track.
+std::string Dat(const Lines& sizes, const Lines& crcs, const Lines& md5s) {
+  std::string xml =
+      "<?xml version=\"1.0\"?>\n<datafile>\n <game name=\"Other (Japan)\">\n"
+      "  <rom name=\"Other.bin\" size=\"1234\" crc=\"01234567\"/>\n </game>\n"
+      " <game name=\"Game (USA)\">\n  <rom name=\"Game (USA).cue\" size=\"300\" "
+      "crc=\"deadbeef\"/>\n";
+  for (std::size_t i = 0; i < sizes.size(); ++i)
+    xml += "  <rom name=\"T" + std::to_string(i + 1) + ".bin\" size=\"" + sizes[i] + "\" crc=\"" +
+           crcs[i] + "\" md5=\"" + md5s[i] + "\"/>\n";
+  return xml + " </game>\n</datafile>\n";
+}
+
+// 120 sectors: a data track of 40, audio tracks of 30 and 50 (at 40 and 70); eight blocks of
+// disc and the padding block, deflated, with our digests.
+struct ThreeTracks {
+  TempDir dir;
+  std::string pbp = dir / "EBOOT.PBP";
+  Bytes image = test::NoiseBytes(120 * kSector, 7), file;
+  test::PbpWritten w;
+  ThreeTracks() {
+    for (std::size_t i = 0; i < image.size(); ++i) image[i] &= 0x0F;  // deflates, still varied
+    test::PackageRecipe recipe;
+    recipe.image = image;
+    recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 70}}, 120);
+    recipe.digests = recipe.paddingBlock = true;
+    w = test::WritePbp(pbp, recipe);
+    file = test::ReadFileBytes(pbp);
+  }
+  uint64_t At(uint64_t block) const {
+    uint64_t at = w.psar + 0x100000;
+    for (uint64_t i = 0; i < block; ++i) at += w.blockLengths[i];
+    return at;
+  }
+  std::string Name(uint64_t block, const std::string& track) const {
+    return "Block " + std::to_string(block) + " (" + track + ", at byte " +
+           std::to_string(At(block)) + ")";
+  }
+};
+
+TEST(Verify, TracksDamageAndDigests) {
+  ThreeTracks pkg;
+  const uint32_t starts[] = {0, 40, 70, 120};
+  Lines paths;
+  for (int t = 0; t < 3; ++t) {
+    paths.push_back(pkg.dir / ("t" + std::to_string(t + 1)));
+    test::WriteFileBytes(paths.back(), Bytes(pkg.image.begin() + starts[t] * kSector,
+                                             pkg.image.begin() + starts[t + 1] * kSector));
+  }
+  const Lines witness = Figures(paths);
+  ASSERT_EQ(witness.size(), 3u);
+
+  VerifyReport r = Verify(pkg.pbp);
+  EXPECT_TRUE(r.ok());
+  EXPECT_EQ(r.blocks, 9u);
+  EXPECT_EQ(r.digests, DigestCheck::Checked);
+  EXPECT_EQ(DigestCheckText(r), "every block matches its digest");
+  ASSERT_EQ(r.tracks.size(), 3u);
+  const uint64_t sizes[] = {94080, 70560, 117600};
+  for (int t = 0; t < 3; ++t) {
+    SCOPED_TRACE(t);
+    const VerifiedTrack& v = r.tracks[t];
+    EXPECT_EQ(v.number, t + 1);
+    EXPECT_EQ(v.audio, t > 0);
+    EXPECT_EQ(v.firstSector, starts[t]);
+    EXPECT_EQ(v.size, sizes[t]);
+    EXPECT_EQ(v.crc32 + " " + v.md5 + " " + v.sha1, witness[t]);
+    EXPECT_EQ(v.disc, 1);
+  }
+
+  // Each damage, and what is said of it.
+  const auto digestOf = [&](Bytes& b, uint64_t block) -> uint8_t* {
+    return &b[pkg.w.SlotPos(pkg.w.blockSlots[block]) + 8];
+  };
+  const uint64_t cutAt = pkg.At(5) + 100;
+  const std::string cutSize = std::to_string(cutAt);
+  struct Row {
+    const char* name;
+    std::function<void(Bytes&)> damage;
+    DigestCheck digests;
+    Lines problems;
+    std::string digestText;
+  };
+  const Row rows[] = {
+      {"digests of blocks 2 and 3 changed",
+       [&](Bytes& b) { digestOf(b, 2)[0] ^= 1, digestOf(b, 3)[15] ^= 0x80; },
+       DigestCheck::Checked,
+       {pkg.Name(2, "track 1") + " does not match its digest.",
+        pkg.Name(3, "track 2") + " does not match its digest."},
+       "2 block(s) do not match their digest"},
+      {"block 7 a deflate block of the reserved type",
+       [&](Bytes& b) { b[pkg.At(7)] = 0xFF; },
+       DigestCheck::Checked,
+       {pkg.Name(7, "track 3") + " does not inflate.",
+        pkg.Name(7, "track 3") + " does not match its digest."},
+       "1 block(s) do not match their digest"},
+      {"the padding block's digest changed",
+       [&](Bytes& b) { digestOf(b, 8)[4] ^= 2; },
+       DigestCheck::Checked,
+       {pkg.Name(8, "after the last track") + " does not match its digest."},
+       "1 block(s) do not match their digest"},
+      {"cut short in block 5",
+       [&](Bytes& b) { b.resize(cutAt); },
+       DigestCheck::Checked,
+       {pkg.Name(5, "track 3") + " runs past the end of the file (" + cutSize +
+            " bytes): the package is cut short.",
+        pkg.Name(6, "track 3") + " runs past the end of the file (" + cutSize +
+            " bytes): the package is cut short.",
+        pkg.Name(7, "track 3") + " runs past the end of the file (" + cutSize +
+            " bytes): the package is cut short.",
+        pkg.Name(8, "after the last track") + " runs past the end of the file (" + cutSize +
+            " bytes): the package is cut short.",
+        "The start-data block at byte " + std::to_string(pkg.w.startData) +
+            " lies beyond the end of the file (" + cutSize + " bytes): the package is cut short.",
+        pkg.Name(5, "track 3") + " does not inflate.",
+        pkg.Name(6, "track 3") + " does not inflate.",
+        pkg.Name(7, "track 3") + " does not inflate.",
+        pkg.Name(8, "after the last track") + " does not inflate.",
+        pkg.Name(5, "track 3") + " does not match its digest.",
+        pkg.Name(6, "track 3") + " does not match its digest.",
+        pkg.Name(7, "track 3") + " does not match its digest."},
+       "3 block(s) do not match their digest"},
+      {"no digests",
+       [&](Bytes& b) {
+         for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, 0);
+       },
+       DigestCheck::Absent,
+       {},
+       "the package carries no block digests: blocks could not be checked against them"},
+      {"digests of another kind",
+       [&](Bytes& b) {
+         for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, 0xAB);
+       },
+       DigestCheck::Foreign,
+       {},
+       "the package's block digests are of another kind and cannot be checked"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Bytes bad = pkg.file;
+    row.damage(bad);
+    test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
+    r = Verify(pkg.dir / "bad.pbp");
+    EXPECT_EQ(r.error, "");
+    EXPECT_EQ(r.digests, row.digests);
+    EXPECT_EQ(r.problems, row.problems);
+    EXPECT_EQ(DigestCheckText(r), row.digestText);
+    EXPECT_EQ(r.ok(), row.problems.empty());
+    EXPECT_EQ(r.tracks.size(), 3u);
+  }
+
+  // A DAT: the game found, one track or two differing, a track more, no game at all, and
+  // a file that is no DAT.
+  Lines crcs, md5s;
+  for (const std::string& line : witness) {
+    crcs.push_back(line.substr(0, 8));
+    md5s.push_back(line.substr(9, 32));
+  }
+  const Lines sizeTexts = {"94080", "70560", "117600"};
+  auto changed = [](Lines md5, std::initializer_list<int> tracks) {
+    for (int t : tracks) md5[t - 1][5] = md5[t - 1][5] == '0' ? '1' : '0';
+    return md5;
+  };
+  auto more = [](Lines l) {
+    l.push_back(l[0]);
+    return l;
+  };
+  struct DatRow {
+    std::string dat;
+    bool matched;
+    std::string game;
+    std::vector<int> differing;
+    std::string text;
+  };
+  const std::string notADat = pkg.dir / "list.xml";
+  test::WriteFileText(notADat, "<list/>");
+  const DatRow dats[] = {
+      {Dat(sizeTexts, crcs, md5s), true, "Game (USA)", {}, "Matches \"Game (USA)\"."},
+      {Dat(sizeTexts, crcs, changed(md5s, {3})),
+       false,
+       "Game (USA)",
+       {3},
+       "Closest is \"Game (USA)\"; track 3 does not match."},
+      {Dat(sizeTexts, crcs, changed(md5s, {1, 3})),
+       false,
+       "Game (USA)",
+       {1, 3},
+       "Closest is \"Game (USA)\"; tracks 1, 3 do not match."},
+      {Dat({"94080", "70560", "117600", "2352"}, more(crcs), more(md5s)),
+       false,
+       "Game (USA)",
+       {},
+       "\"Game (USA)\" lists 4 tracks, the package 3."},
+      {Dat({"1", "2", "3"}, {"00000001", "00000002", "00000003"}, md5s),
+       false,
+       "",
+       {},
+       "No game in the DAT has any of these tracks."},
+      {"",
+       false,
+       "",
+       {},
+       "The DAT file \"" + notADat + "\" is not an XML DAT (no <datafile> element)."},
+  };
+  for (const DatRow& row : dats) {
+    SCOPED_TRACE(row.text);
+    const std::string path = row.dat.empty() ? notADat : pkg.dir / "set.dat";
+    if (!row.dat.empty()) test::WriteFileText(path, row.dat);
+    r = Verify(pkg.pbp, {}, path);
+    EXPECT_TRUE(r.datChecked);
+    EXPECT_EQ(r.datMatched, row.matched);
+    EXPECT_EQ(r.datGame, row.game);
+    EXPECT_EQ(r.datDiffering, row.differing);
+    EXPECT_EQ(r.datText, row.text);
+    EXPECT_EQ(r.ok(), row.matched);
+  }
+
+  // The source compared sector for sector: the disc itself, one byte changed in sector 50,
+  // a disc 8 sectors short; no source at all is an error.
+  Bytes other = pkg.image;
+  other[50 * kSector + 9] ^= 4;
+  const std::pair<Bytes, std::string> sources[] = {
+      {pkg.image, "identical"},
+      {other, "sector 50 (track 2) differs first"},
+      {Bytes(pkg.image.begin(), pkg.image.end() - 8 * kSector),
+       "the source has 112 sectors, the package's disc 120"},
+  };
+  for (const auto& [bytes, text] : sources) {
+    test::WriteFileBytes(pkg.dir / "source.bin", bytes);
+    r = Verify(pkg.pbp, pkg.dir / "source.bin");
+    EXPECT_TRUE(r.againstChecked);
+    EXPECT_EQ(r.againstEqual, text == "identical");
+    EXPECT_EQ(r.againstText, text);
+    EXPECT_EQ(r.ok(), text == "identical");
+  }
+  r = Verify(pkg.pbp, pkg.dir / "none.bin");
+  EXPECT_EQ(r.error, OpenDiscImage(pkg.dir / "none.bin").message);
+  EXPECT_NE(r.error, "");
+  EXPECT_FALSE(r.ok());
+}
+
+// An ISO is compared as the disc it stands for: raw sectors with headers.
+TEST(Verify, AnIsoSourceIsReadAsRawSectors) {
+  TempDir dir;
+  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_012.34")));
+  DiscOpenResult opened = OpenDiscImage(dir / "game.iso", {.addIsoPadding = true});
+  ASSERT_TRUE(opened.disc) << opened.message;
+  const uint32_t sectors = opened.disc->info().sectorCount;
+  test::PackageRecipe recipe;
+  recipe.image.resize(uint64_t{sectors} * kSector);
+  ASSERT_EQ(opened.disc->Read(0, sectors, recipe.image), "");
+  recipe.toc = test::MakeToc({{0x41, 0}}, sectors);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  EXPECT_EQ(Verify(dir / "EBOOT.PBP", dir / "game.iso").againstText, "identical");
+}
+
+// One of our packages is known by its index, not by its digests agreeing: when every block
+// disagrees, that is damage, not digests of another kind.
+TEST(Verify, OurPackageWithEveryBlockDamaged) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.image = Bytes(16 * kSector, 0x5A);
+  recipe.digests = recipe.paddingBlock = true;
+  const test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
+  Bytes pkg = test::ReadFileBytes(dir / "EBOOT.PBP");
+  pkg[w.SlotPos(0) + 8] ^= 0x40;
+  // The padding block made to point at block 0's data: its digest is still the zero
+  // block's.
+  StoreLe32(&pkg[w.SlotPos(1)], 0);
+  StoreLe16(&pkg[w.SlotPos(1) + 4], static_cast<uint16_t>(w.blockLengths[0]));
+  test::WriteFileBytes(dir / "damaged.pbp", pkg);
+  const VerifyReport r = Verify(dir / "damaged.pbp");
+  const std::string at = std::to_string(w.psar + 0x100000);
+  EXPECT_EQ(r.digests, DigestCheck::Checked);
+  EXPECT_EQ(r.problems, (Lines{"Block 0 (track 1, at byte " + at + ") does not match its digest.",
+                               "Block 1 (after the last track, at byte " + at +
+                                   ") does not match its digest."}));
+}
+
+// Two discs: each checked, its tracks and problems named with it; a source needs a disc.
+TEST(Verify, EveryDiscOfAPackageOfSeveral) {
+  TempDir dir;
+  std::vector<test::PackageRecipe> recipes(2);
+  const auto compressible = [](Bytes b) {
+    for (uint8_t& x : b) x &= 0x0F;
+    return b;
+  };
+  recipes[0].image = compressible(test::NoiseBytes(40 * kSector, 1));
+  recipes[0].toc = test::MakeToc({{0x41, 0}}, 40);
+  recipes[1].image = compressible(test::NoiseBytes(80 * kSector, 2));
+  recipes[1].toc = test::MakeToc({{0x41, 0}, {0x01, 50}}, 80);
+  for (auto& r : recipes) r.digests = r.paddingBlock = true;
+  const test::DiscSetWritten w = test::WriteDiscSetPbp(dir / "EBOOT.PBP", recipes);
+
+  VerifyReport r = Verify(dir / "EBOOT.PBP");
+  EXPECT_TRUE(r.ok());
+  EXPECT_EQ(r.discs, 2);
+  EXPECT_EQ(r.blocks, 4u + 6u);
+  EXPECT_EQ(r.digests, DigestCheck::Checked);
+  ASSERT_EQ(r.tracks.size(), 3u);
+  EXPECT_EQ((std::vector{r.tracks[0].disc, r.tracks[1].disc, r.tracks[2].disc}),
+            (std::vector{1, 2, 2}));
+  EXPECT_EQ((std::vector{r.tracks[0].size, r.tracks[1].size, r.tracks[2].size}),
+            (std::vector<uint64_t>{94080, 117600, 70560}));
+
+  test::WriteFileBytes(dir / "disc2.bin", recipes[1].image);
+  r = Verify(dir / "EBOOT.PBP", dir / "disc2.bin");
+  EXPECT_EQ(r.error,
+            "The package holds 2 discs; a source image is compared with one of them, so name the "
+            "disc.");
+  r = Verify(dir / "EBOOT.PBP", dir / "disc2.bin", {}, 2);
+  EXPECT_EQ(r.againstText, "identical");
+  EXPECT_EQ(r.tracks.size(), 2u);
+
+  Bytes bad = test::ReadFileBytes(dir / "EBOOT.PBP");
+  const std::vector<uint32_t>& lengths = w.discs[1].blockLengths;
+  const uint64_t at = w.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
+  bad[at] = 0xFF;  // a deflate block of the reserved type
+  test::WriteFileBytes(dir / "bad.pbp", bad);
+  r = Verify(dir / "bad.pbp");
+  EXPECT_EQ(r.problems, (Lines{"Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                                   ") does not inflate.",
+                               "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                                   ") does not match its digest."}));
+}
+
+}  // namespace
+}  // namespace ebf
