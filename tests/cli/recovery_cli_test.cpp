@@ -121,32 +121,5 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
   EXPECT_FALSE(r.Says("undone")) << r.out;
 }
 
-TEST(RecoveryCli, InfoRollsBackAJournalBesideThePackageAndSaysSo) {
-  TempDir root, user;
-  const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
-  const std::string pkg = user / "game.pbp";
-  test::PackageRecipe recipe;
-  recipe.title = "Before";
-  recipe.image = test::NoiseBytes(3 * test::kTestBlockSize, 8);
-  test::WritePbp(pkg, recipe);
-  const Bytes before = test::ReadFileBytes(pkg);
-  // Killed half way through a patch of its title: the journal alone tells (no note in Temp,
-  // as when the package was patched by a program of another work folder).
-  Bytes torn = before;
-  for (std::size_t i = 40; i < 1000; ++i) torn[i] = 0xEE;
-  test::WriteFileBytes(pkg, torn);
-  test::WritePatchJournal(pkg, before.size(),
-                          {{40, Bytes(before.begin() + 40, before.begin() + 1000)}});
-
-  test::Ran r = RunIn(cli, {"info", pkg});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("An interrupted change to " + pkg +
-                     " was found and undone; the EBOOT is as it was before."))
-      << r.out;
-  EXPECT_TRUE(r.Says("Title:     Before")) << r.out;
-  EXPECT_EQ(test::ReadFileBytes(pkg), before);
-  EXPECT_FALSE(FileExists(pkg + ".undo"));
-}
-
 }  // namespace
 }  // namespace ebf
