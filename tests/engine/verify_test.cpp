@@ -123,71 +123,50 @@ TEST(Verify, TracksDamageAndDigests) {
   const auto digestOf = [&](Bytes& b, uint64_t block) -> uint8_t* {
     return &b[pkg.w.SlotPos(pkg.w.blockSlots[block]) + 8];
   };
+  // Cut short in block 5: it and every later block are named, and the start-data block.
   const uint64_t cutAt = pkg.At(5) + 100;
-  const std::string cutSize = std::to_string(cutAt);
+  const std::string end =
+      " the end of the file (" + std::to_string(cutAt) + " bytes): the package is cut short.";
+  const std::pair<int, const char*> lost[] = {
+      {5, "track 3"}, {6, "track 3"}, {7, "track 3"}, {8, "after the last track"}};
+  Lines cut;
+  for (auto [b, track] : lost) cut.push_back(pkg.Name(b, track) + " runs past" + end);
+  cut.push_back("The start-data block at byte " + std::to_string(pkg.w.startData) + " lies beyond" +
+                end);
+  for (auto [b, track] : lost) cut.push_back(pkg.Name(b, track) + " does not inflate.");
+  for (auto [b, track] : lost)
+    if (b < 8) cut.push_back(pkg.Name(b, track) + " does not match its digest.");
   struct Row {
-    const char* name;
     std::function<void(Bytes&)> damage;
     DigestCheck digests;
     Lines problems;
     std::string digestText;
   };
+  const auto fillDigests = [&](uint8_t value) {
+    return [&, value](Bytes& b) {
+      for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, value);
+    };
+  };
+  // clang-format off
   const Row rows[] = {
-      {"digests of blocks 2 and 3 changed",
-       [&](Bytes& b) { digestOf(b, 2)[0] ^= 1, digestOf(b, 3)[15] ^= 0x80; },
-       DigestCheck::Checked,
-       {pkg.Name(2, "track 1") + " does not match its digest.",
-        pkg.Name(3, "track 2") + " does not match its digest."},
+      {[&](Bytes& b) { digestOf(b, 2)[0] ^= 1, digestOf(b, 3)[15] ^= 0x80; }, DigestCheck::Checked,
+       {pkg.Name(2, "track 1") + " does not match its digest.", pkg.Name(3, "track 2") + " does not match its digest."},
        "2 block(s) do not match their digest"},
-      {"block 7 a deflate block of the reserved type",
-       [&](Bytes& b) { b[pkg.At(7)] = 0xFF; },
-       DigestCheck::Checked,
-       {pkg.Name(7, "track 3") + " does not inflate.",
-        pkg.Name(7, "track 3") + " does not match its digest."},
+      // A deflate block of the reserved type.
+      {[&](Bytes& b) { b[pkg.At(7)] = 0xFF; }, DigestCheck::Checked,
+       {pkg.Name(7, "track 3") + " does not inflate.", pkg.Name(7, "track 3") + " does not match its digest."},
        "1 block(s) do not match their digest"},
-      {"the padding block's digest changed",
-       [&](Bytes& b) { digestOf(b, 8)[4] ^= 2; },
-       DigestCheck::Checked,
-       {pkg.Name(8, "after the last track") + " does not match its digest."},
-       "1 block(s) do not match their digest"},
-      {"cut short in block 5",
-       [&](Bytes& b) { b.resize(cutAt); },
-       DigestCheck::Checked,
-       {pkg.Name(5, "track 3") + " runs past the end of the file (" + cutSize +
-            " bytes): the package is cut short.",
-        pkg.Name(6, "track 3") + " runs past the end of the file (" + cutSize +
-            " bytes): the package is cut short.",
-        pkg.Name(7, "track 3") + " runs past the end of the file (" + cutSize +
-            " bytes): the package is cut short.",
-        pkg.Name(8, "after the last track") + " runs past the end of the file (" + cutSize +
-            " bytes): the package is cut short.",
-        "The start-data block at byte " + std::to_string(pkg.w.startData) +
-            " lies beyond the end of the file (" + cutSize + " bytes): the package is cut short.",
-        pkg.Name(5, "track 3") + " does not inflate.",
-        pkg.Name(6, "track 3") + " does not inflate.",
-        pkg.Name(7, "track 3") + " does not inflate.",
-        pkg.Name(8, "after the last track") + " does not inflate.",
-        pkg.Name(5, "track 3") + " does not match its digest.",
-        pkg.Name(6, "track 3") + " does not match its digest.",
-        pkg.Name(7, "track 3") + " does not match its digest."},
-       "3 block(s) do not match their digest"},
-      {"no digests",
-       [&](Bytes& b) {
-         for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, 0);
-       },
-       DigestCheck::Absent,
-       {},
+      {[&](Bytes& b) { digestOf(b, 8)[4] ^= 2; }, DigestCheck::Checked,
+       {pkg.Name(8, "after the last track") + " does not match its digest."}, "1 block(s) do not match their digest"},
+      {[&](Bytes& b) { b.resize(cutAt); }, DigestCheck::Checked, cut, "3 block(s) do not match their digest"},
+      {fillDigests(0), DigestCheck::Absent, {},
        "the package carries no block digests: blocks could not be checked against them"},
-      {"digests of another kind",
-       [&](Bytes& b) {
-         for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, 0xAB);
-       },
-       DigestCheck::Foreign,
-       {},
+      {fillDigests(0xAB), DigestCheck::Foreign, {},
        "the package's block digests are of another kind and cannot be checked"},
   };
+  // clang-format on
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(row.digestText);
     Bytes bad = pkg.file;
     row.damage(bad);
     test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
@@ -225,34 +204,20 @@ TEST(Verify, TracksDamageAndDigests) {
   };
   const std::string notADat = pkg.dir / "list.xml";
   test::WriteFileText(notADat, "<list/>");
+  // clang-format off
   const DatRow dats[] = {
       {Dat(sizeTexts, crcs, md5s), true, "Game (USA)", {}, "Matches \"Game (USA)\"."},
-      {Dat(sizeTexts, crcs, changed(md5s, {3})),
-       false,
-       "Game (USA)",
-       {3},
+      {Dat(sizeTexts, crcs, changed(md5s, {3})), false, "Game (USA)", {3},
        "Closest is \"Game (USA)\"; track 3 does not match."},
-      {Dat(sizeTexts, crcs, changed(md5s, {1, 3})),
-       false,
-       "Game (USA)",
-       {1, 3},
+      {Dat(sizeTexts, crcs, changed(md5s, {1, 3})), false, "Game (USA)", {1, 3},
        "Closest is \"Game (USA)\"; tracks 1, 3 do not match."},
-      {Dat({"94080", "70560", "117600", "2352"}, more(crcs), more(md5s)),
-       false,
-       "Game (USA)",
-       {},
+      {Dat({"94080", "70560", "117600", "2352"}, more(crcs), more(md5s)), false, "Game (USA)", {},
        "\"Game (USA)\" lists 4 tracks, the package 3."},
-      {Dat({"1", "2", "3"}, {"00000001", "00000002", "00000003"}, md5s),
-       false,
-       "",
-       {},
+      {Dat({"1", "2", "3"}, {"00000001", "00000002", "00000003"}, md5s), false, "", {},
        "No game in the DAT has any of these tracks."},
-      {"",
-       false,
-       "",
-       {},
-       "The DAT file \"" + notADat + "\" is not an XML DAT (no <datafile> element)."},
+      {"", false, "", {}, "The DAT file \"" + notADat + "\" is not an XML DAT (no <datafile> element)."},
   };
+  // clang-format on
   for (const DatRow& row : dats) {
     SCOPED_TRACE(row.text);
     const std::string path = row.dat.empty() ? notADat : pkg.dir / "set.dat";
