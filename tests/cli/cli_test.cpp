@@ -8,36 +8,20 @@ namespace {
 using test::Cli;
 using test::TempDir;
 
-TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesOneLineInPlace) {
+// Reading and editing the file are the app's tests'; here, `settings` shows the values in
+// effect in the writer's order, and `set` edits the file it is given.
+TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   TempDir dir;
   const std::string ini = dir / "t.ini";
-  test::WriteFileText(ini, "ShowCust = 10\r\nDefGameID = SCUS-94476\r\nDefGameID = SCUS94476\r\n");
+  test::WriteFileText(ini, "ShowCust = 10\r\nDefGameID = SCUS-94476\r\n");
   test::Ran r = Cli({"settings", "--ini", ini});
   EXPECT_EQ(r.exit, 0);
   EXPECT_TRUE(r.Says("ShowCust = 0\n")) << r.out;
-  EXPECT_TRUE(r.Says("DefGameID = SCUS94476\n"));
-  EXPECT_LT(r.out.find("DefaultImagePath"), r.out.find("Theme ="));  // the writer's order
+  EXPECT_LT(r.out.find("DefaultImagePath"), r.out.find("Theme ="));
   EXPECT_EQ(Cli({"--version"}).exit, 0);
-
-  // Changed from the command line: the line in place, its neighbours as they were.
   r = Cli({"settings", "set", "showcust", "1", "--ini", ini});
-  EXPECT_EQ(r.exit, 0);
   EXPECT_EQ(r.out, "ShowCust = 1\n");
-  EXPECT_EQ(test::ReadFileText(ini),
-            "ShowCust = 1\r\nDefGameID = SCUS-94476\r\nDefGameID = SCUS94476\r\n");
-  EXPECT_EQ(Cli({"settings", "set", "ShowCust", "10", "--ini", ini}).exit, 1);
-  EXPECT_EQ(test::ReadFileText(ini),
-            "ShowCust = 1\r\nDefGameID = SCUS-94476\r\nDefGameID = SCUS94476\r\n");
-}
-
-TEST(Cli, APackageGivenBackIsPatchedInPlace) {
-  TempDir dir;
-  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  ASSERT_EQ(Cli({"--yes", "convert", dir / "game.iso", "-o", dir / "out", "--level", "0"}).exit, 0);
-  test::Ran patched = Cli({"convert", dir / "out/EBOOT.PBP", "--title", "Renamed"});
-  EXPECT_EQ(patched.exit, 0) << patched.out;
-  EXPECT_TRUE(patched.Says("Patching Done!  Enjoy :)"));
-  EXPECT_TRUE(Cli({"info", dir / "out/EBOOT.PBP"}).Says("Title:     Renamed"));
+  EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
 }
 
 TEST(Cli, BatchConvertsEveryGameOnceAndSkipsWhatIsThere) {

@@ -199,24 +199,21 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "verify: (True, 1) -> 0\n");
 }
 
+// The progress view's rules are the terminal host's tests'; here, standard error that is a
+// file gets plain lines, -q silences it, and flags go anywhere on the line.
 TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
   TempDir dir;
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  // Standard error is a file here, not a terminal: lines only.
   test::Ran run =
       Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 1 --yes");
   EXPECT_EQ(run.exit, 0) << run.err;
-  EXPECT_EQ(run.err.find('\r'), std::string::npos) << run.err;
-  EXPECT_EQ(run.err.find('\x1b'), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find_first_of("\r\x1b"), std::string::npos) << run.err;
   EXPECT_NE(run.err.find("  Converting to EBOOT... \n"), std::string::npos) << run.err;
-  EXPECT_NE(run.out.find("Conversion Done :)"), std::string::npos);
-
   test::Ran quiet =
       Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out2") + " -q --level 1 -y");
   EXPECT_EQ(quiet.exit, 0);
   EXPECT_EQ(quiet.err, "");
   EXPECT_NE(quiet.out.find("Conversion Done :)"), std::string::npos);
-
   EXPECT_EQ(Cli(dir, "convert").exit, 1);  // INPUT missing
   EXPECT_EQ(Cli(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
 }

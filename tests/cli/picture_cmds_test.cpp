@@ -39,41 +39,32 @@ TEST(PictureCommands, PngResizesAsTheSettingsSay) {
   EXPECT_NE(Cli({"png", jpeg, out}).exit, 0);  // no slot
 }
 
+// The manual's layout is the docmaker tests'; here, pages made, skipped, refused and taken
+// out again.
 TEST(PictureCommands, DocMakeAndExtract) {
   TempDir dir;
-  // Two pages made by the png command itself from a bitmap we write here.
-  Bytes bmp = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0};
-  for (uint32_t v : {40u, 2u, 2u}) AppendLe32(bmp, v);
-  AppendLe16(bmp, 1);
-  AppendLe16(bmp, 24);
-  for (int i = 0; i < 6; ++i) AppendLe32(bmp, 0);
-  for (uint8_t b : {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0}) bmp.push_back(b);
-  test::WriteFileBytes(dir / "page.bmp", bmp);
   const std::string page = dir / "page.png", dat = dir / "DOCUMENT.DAT";
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 2x2 xc:red", "BMP3:" + (dir / "page.bmp")));
   ASSERT_EQ(Cli({"png", dir / "page.bmp", page, "--slot", "icon0", "--mode", "0"}).exit, 0);
-
   test::Ran make =
       Cli({"doc", "make", dat, "--id", "SLUS01234", page, dir / "missing.png", dir / "page.bmp"});
   EXPECT_EQ(make.exit, 0) << make.out;
   EXPECT_TRUE(make.Says("2 of 3 pages stored")) << make.out;
   const Bytes d = test::ReadFileBytes(dat);
-  ASSERT_GT(d.size(), 144u + 3 * 128);
+  ASSERT_GT(d.size(), 21u);
   EXPECT_EQ(std::string(d.begin() + 12, d.begin() + 21), "SLUS01234");
-  EXPECT_EQ(LoadLe32(&d[132]), 3u);
-
   test::Ran badId = Cli({"doc", "make", dir / "x.dat", "--id", "SLUS1", page});
   EXPECT_EQ(badId.exit, 1);
   EXPECT_TRUE(
       badId.Says("Please enter a valid Game ID (must be 9 characters according to tarnwick)!"));
   EXPECT_FALSE(FileExists(dir / "x.dat"));
 
-  const std::string folder = dir / "pages";
-  test::Ran extract = Cli({"doc", "extract", dat, folder});
+  test::Ran extract = Cli({"doc", "extract", dat, dir / "pages"});
   EXPECT_EQ(extract.exit, 0) << extract.out;
-  EXPECT_EQ(test::ReadFileBytes(folder + "/00000.png"), test::ReadFileBytes(page));
-  EXPECT_FALSE(FileExists(folder + "/00001.png"));
+  EXPECT_EQ(test::ReadFileBytes(dir / "pages/00000.png"), test::ReadFileBytes(page));
+  EXPECT_FALSE(FileExists(dir / "pages/00001.png"));
   // The bitmap page was converted to a PNG of its own size on the way in.
-  EXPECT_EQ(PngSize(folder + "/00002.png"), (std::pair<uint32_t, uint32_t>{2, 2}));
+  EXPECT_EQ(PngSize(dir / "pages/00002.png"), (std::pair<uint32_t, uint32_t>{2, 2}));
 }
 
 }  // namespace

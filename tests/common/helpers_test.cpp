@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 #ifndef _WIN32
 #include <unistd.h>
 #endif
@@ -16,32 +17,31 @@ using test::RunRecorder;
 using test::TempDir;
 
 TEST(FormatSize, ThresholdsAndHalfEvenRounding) {
-  EXPECT_EQ(FormatSize(0), "0 bytes");
-  EXPECT_EQ(FormatSize(999), "999 bytes");
-  EXPECT_EQ(FormatSize(1000), "1 KB");  // 0.98 rounds to 1.0
-  EXPECT_EQ(FormatSize(1023999), "1000 KB");
-  EXPECT_EQ(FormatSize(1024000), "1 MB");
-  EXPECT_EQ(FormatSize(1536), "1.5 KB");
-  // 1.25 KB and 1.75 KB are exact ties: to the even tenth.
-  EXPECT_EQ(FormatSize(1280), "1.2 KB");
-  EXPECT_EQ(FormatSize(1792), "1.8 KB");
-  EXPECT_EQ(FormatSize(1048575999), "1000 MB");
-  EXPECT_EQ(FormatSize(1048576000), "1 GB");  // 0.977 GB rounds up to 1
-  EXPECT_EQ(FormatSize(734003200), "700 MB");
-  EXPECT_EQ(FormatSize(5ull << 40), "5120 GB");
+  // clang-format off
+  const std::pair<uint64_t, const char*> rows[] = {
+      {0, "0 bytes"}, {999, "999 bytes"},
+      {1000, "1 KB"},  // 0.98 rounds to 1.0
+      {1023999, "1000 KB"}, {1024000, "1 MB"}, {1536, "1.5 KB"},
+      {1280, "1.2 KB"}, {1792, "1.8 KB"},  // exact ties: to the even tenth
+      {1048575999, "1000 MB"},
+      {1048576000, "1 GB"},  // 0.977 GB rounds up to 1
+      {734003200, "700 MB"}, {5ull << 40, "5120 GB"}};
+  // clang-format on
+  for (const auto& [size, text] : rows) EXPECT_EQ(FormatSize(size), text) << size;
 }
 
 TEST(Msf, BcdAndCarries) {
-  EXPECT_EQ(ToBcd(0), 0x00);
-  EXPECT_EQ(ToBcd(59), 0x59);
-  EXPECT_EQ(ToBcd(74), 0x74);
-  EXPECT_EQ(ToBcd(99), 0x99);
-
-  EXPECT_EQ(AddMsf({0, 2, 0}, {0, 0, 0}), (Msf{0, 2, 0}));
-  EXPECT_EQ(AddMsf({0, 0, 74}, {0, 0, 1}), (Msf{0, 1, 0}));   // 75 frames carry
-  EXPECT_EQ(AddMsf({0, 0, 74}, {0, 0, 0}), (Msf{0, 0, 74}));  // 74 does not
-  EXPECT_EQ(AddMsf({0, 59, 74}, {0, 0, 1}), (Msf{1, 0, 0}));  // chained carry
-  EXPECT_EQ(AddMsf({1, 30, 40}, {2, 45, 50}), (Msf{4, 16, 15}));
+  const std::pair<uint16_t, int> bcd[] = {{0, 0x00}, {59, 0x59}, {74, 0x74}, {99, 0x99}};
+  for (auto [n, b] : bcd) EXPECT_EQ(ToBcd(n), b) << n;
+  // clang-format off
+  const std::tuple<Msf, Msf, Msf> sums[] = {
+      {{0, 2, 0}, {0, 0, 0}, {0, 2, 0}},
+      {{0, 0, 74}, {0, 0, 1}, {0, 1, 0}},   // 75 frames carry
+      {{0, 0, 74}, {0, 0, 0}, {0, 0, 74}},  // 74 does not
+      {{0, 59, 74}, {0, 0, 1}, {1, 0, 0}},  // chained carry
+      {{1, 30, 40}, {2, 45, 50}, {4, 16, 15}}};
+  // clang-format on
+  for (const auto& [a, b, sum] : sums) EXPECT_EQ(AddMsf(a, b), sum);
 }
 
 TEST(MakeFolders, CreatesChainAndReportsOnlyMiddleFailures) {

@@ -1,10 +1,12 @@
 // Where the program reads and writes: portable trees, installed layouts, the user's folders.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <map>
 
 #include "common/files.h"
 #include "common/program_folders.h"
+#include "common/text.h"
 #include "support/temp_dir.h"
 
 namespace ebf {
@@ -37,75 +39,71 @@ TEST(UserBaseFolders, XdgValuesOrTheirDefaultsUnderHome) {
   EXPECT_EQ(d.config, "/home/ann/.config/");
 }
 
-class Locate : public ::testing::Test {
- protected:
-  ProgramFolders Run(const std::string& exe, bool writable,
-                     const std::string& settingsName = "ebootforge") {
+// Where each kind of tree reads and writes. "~" is the test's folder; the user's folders are
+// /u/config/, /u/cache/ and /u/data/.
+TEST(LocateProgramFolders, PortableTreesInstalledLayoutsAndLayoutsOfTheirOwn) {
+  TempDir dir;
+  dir.MakeDir("portable/Data");
+  dir.MakeDir("usr/bin");
+  dir.MakeDir("usr/share/ebootforge/Data");
+  dir.MakeDir("lone/bin");
+  struct Row {
+    const char* exe;
+    bool writable;
+    const char* settingsName;
+    std::vector<std::string> layout;  // empty: the default
+    // tree, user, work, converter, settings file
+    std::array<const char*, 5> expected;
+  };
+  const std::string cfg = "/u/config/ebootforge/ebootforge.ini";
+  // clang-format off
+  const Row rows[] = {
+      // A portable tree keeps everything beside the program; its settings file follows the
+      // executable's name.
+      {"portable/ebootforge", true, "ebootforge", {},
+       {"~/portable/", "", "~/portable/", "~/portable/Data/tarnwick.exe", "~/portable/ebootforge.ini"}},
+      {"portable/ebf-dev", true, "ebf-dev", {},
+       {"~/portable/", "", "~/portable/", "~/portable/Data/tarnwick.exe", "~/portable/ebf-dev.ini"}},
+      // The same tree where the user may not write: read there, write in the user's folders.
+      {"portable/ebootforge", false, "ebootforge", {},
+       {"~/portable/", "/u/data/ebootforge/", "/u/cache/ebootforge/", "~/portable/Data/tarnwick.exe", cfg.c_str()}},
+      // Installed: read share/, write for the user even when writable; one settings file for
+      // both programs whatever they are called.
+      {"usr/bin/ebootforge-cli", true, "ebootforge", {},
+       {"~/usr/share/ebootforge/", "/u/data/ebootforge/", "/u/cache/ebootforge/",
+        "~/usr/libexec/ebootforge/tarnwick.exe", cfg.c_str()}},
+      {"usr/bin/ebf-dev", true, "ebf-dev", {},
+       {"~/usr/share/ebootforge/", "/u/data/ebootforge/", "/u/cache/ebootforge/",
+        "~/usr/libexec/ebootforge/tarnwick.exe", cfg.c_str()}},
+      // A layout of its own (a Debian multiarch libexec, say).
+      {"usr/bin/ebootforge", true, "ebootforge", {"bin", "share", "lib/ebootforge-helpers"},
+       {"~/usr/share/ebootforge/", "/u/data/ebootforge/", "/u/cache/ebootforge/",
+        "~/usr/lib/ebootforge-helpers/ebootforge/tarnwick.exe", cfg.c_str()}},
+      // A bin folder without share/ebootforge beside it is a (broken) portable tree: the
+      // start-up check then reports the missing files there.
+      {"lone/bin/ebootforge", true, "ebootforge", {},
+       {"~/lone/bin/", "", "~/lone/bin/", "~/lone/bin/Data/tarnwick.exe", "~/lone/bin/ebootforge.ini"}},
+  };
+  // clang-format on
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.exe) + (row.writable ? "" : " (read-only)"));
     LocateInputs in;
-    in.executablePath = exe;
-    in.settingsName = settingsName;
+    in.executablePath = dir / row.exe;
+    in.settingsName = row.settingsName;
     in.base = {"/u/config/", "/u/cache/", "/u/data/"};
-    in.canWrite = [writable, this](const std::string& folder) {
-      asked_ = folder;
-      return writable;
+    if (!row.layout.empty()) in.layout = {row.layout[0], row.layout[1], row.layout[2]};
+    std::string asked;
+    in.canWrite = [&](const std::string& folder) {
+      asked = folder;
+      return row.writable;
     };
-    return LocateProgramFolders(in);
+    const ProgramFolders f = LocateProgramFolders(in);
+    const std::string at[] = {f.tree, f.user, f.work, f.converter, f.settingsFile};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(at[i], ReplaceAll(row.expected[i], "~", dir.path())) << i;
+    if (row.writable && row.exe == std::string("portable/ebootforge")) {
+      EXPECT_EQ(asked, dir / "portable/");
+    }
   }
-  TempDir dir_;
-  std::string asked_;
-};
-
-TEST_F(Locate, PortableTreeKeepsEverythingBesideTheProgram) {
-  const std::string bin = dir_.MakeDir("portable") + "/";
-  dir_.MakeDir("portable/Data");
-  const ProgramFolders f = Run(bin + "ebootforge", true);
-  EXPECT_EQ(asked_, bin);
-  EXPECT_EQ(f.tree, bin);
-  EXPECT_EQ(f.user, "");
-  EXPECT_EQ(f.work, bin);
-  EXPECT_EQ(f.converter, bin + "Data/tarnwick.exe");
-  EXPECT_EQ(f.settingsFile, bin + "ebootforge.ini");
-  // The desktop program's file follows its executable's name there.
-  EXPECT_EQ(Run(bin + "ebf-dev", true, "ebf-dev").settingsFile, bin + "ebf-dev.ini");
-
-  // The same tree where the user may not write: read there, write in the user's folders.
-  const ProgramFolders ro = Run(bin + "ebootforge", false);
-  EXPECT_EQ(ro.tree, bin);
-  EXPECT_EQ(ro.converter, bin + "Data/tarnwick.exe");
-  EXPECT_EQ(ro.user, "/u/data/ebootforge/");
-  EXPECT_EQ(ro.work, "/u/cache/ebootforge/");
-  EXPECT_EQ(ro.settingsFile, "/u/config/ebootforge/ebootforge.ini");
-}
-
-TEST_F(Locate, InstalledLayoutReadsShareAndWritesForTheUserEvenWhenWritable) {
-  const std::string prefix = dir_.MakeDir("usr") + "/";
-  dir_.MakeDir("usr/bin");
-  dir_.MakeDir("usr/share/ebootforge/Data");
-  const ProgramFolders f = Run(prefix + "bin/ebootforge-cli", true);
-  EXPECT_EQ(f.tree, prefix + "share/ebootforge/");
-  EXPECT_EQ(f.converter, prefix + "libexec/ebootforge/tarnwick.exe");
-  EXPECT_EQ(f.user, "/u/data/ebootforge/");
-  EXPECT_EQ(f.work, "/u/cache/ebootforge/");
-  EXPECT_EQ(f.settingsFile, "/u/config/ebootforge/ebootforge.ini");
-  // Installed, both programs share one settings file whatever they are called.
-  EXPECT_EQ(Run(prefix + "bin/ebf-dev", true, "ebf-dev").settingsFile,
-            "/u/config/ebootforge/ebootforge.ini");
-
-  // A layout of its own (a Debian multiarch libexec, say).
-  LocateInputs in;
-  in.executablePath = prefix + "bin/ebootforge";
-  in.base = {"/c/", "/k/", "/d/"};
-  in.layout = {"bin", "share", "lib/ebootforge-helpers"};
-  in.canWrite = [](const std::string&) { return true; };
-  EXPECT_EQ(LocateProgramFolders(in).converter,
-            prefix + "lib/ebootforge-helpers/ebootforge/tarnwick.exe");
-
-  // A bin folder without share/ebootforge beside it is a (broken) portable tree: the
-  // start-up check then reports the missing files there.
-  const std::string lone = dir_.MakeDir("lone/bin") + "/";
-  const ProgramFolders l = Run(lone + "ebootforge", true);
-  EXPECT_EQ(l.tree, lone);
-  EXPECT_EQ(l.work, lone);
 }
 
 TEST(ProgramFolders, OneFolderAndTheUsersFilesFirst) {

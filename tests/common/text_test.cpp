@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "common/ansi.h"
 #include "common/bytes.h"
 #include "common/pattern.h"
@@ -9,38 +11,29 @@ namespace ebf {
 namespace {
 
 TEST(Matches, WildcardsDigitsAndClasses) {
-  EXPECT_TRUE(Matches("SLUS00594", "????#####"));
-  EXPECT_FALSE(Matches("SLUS0059A", "????#####"));
-  EXPECT_FALSE(Matches("SLUS005944", "????#####"));  // the pattern is anchored
-  EXPECT_TRUE(
-      Matches("SLUS-00594;SLUS00594;x;y;NTSC;SLUS00594", "????-#####;????#####;*;*;*;????#####"));
-  EXPECT_TRUE(Matches("", "*"));
-  EXPECT_TRUE(Matches("abc", "a*c"));
-  EXPECT_TRUE(Matches("ac", "a*c"));
-  EXPECT_FALSE(Matches("ab", "a*c"));
-  EXPECT_TRUE(Matches("aXbXc", "*X*c"));  // needs backtracking
-
-  EXPECT_TRUE(Matches("b", "[abc]"));
-  EXPECT_FALSE(Matches("d", "[abc]"));
-  EXPECT_TRUE(Matches("Q", "[A-Z]"));
-  EXPECT_FALSE(Matches("q", "[A-Z]"));  // case-sensitive
-  EXPECT_TRUE(Matches("q", "[!A-Z]"));
-  EXPECT_FALSE(Matches("Q", "[!A-Z]"));
-  EXPECT_TRUE(Matches("-", "[a-]"));  // trailing "-" is literal
-  EXPECT_TRUE(Matches("Title [NTSC-U]", "*[[]NTSC-*]"));
-  EXPECT_FALSE(Matches("Title (NTSC-U)", "*[[]NTSC-*]"));
-  EXPECT_TRUE(Matches("a*b", "a[*]b"));
-  EXPECT_FALSE(Matches("axb", "a[*]b"));
-  EXPECT_TRUE(Matches("#1", "[#]#"));
-  EXPECT_FALSE(Matches("x", "[x"));  // malformed: no match
-  // "[]" is empty, which is how a literal "]" is written after it.
-  EXPECT_TRUE(Matches("Game [NTSC-U]", "*[[]NTSC-*[]]*"));
-  EXPECT_TRUE(Matches("ab", "a[]b"));
-  EXPECT_FALSE(Matches("Game (NTSC-U)", "*[[]NTSC-*[]]*"));
-
-  // "?" is one character, not one byte.
-  EXPECT_TRUE(Matches("\xC3\xA9t\xC3\xA9", "?t?"));
-  EXPECT_TRUE(Matches("\xC3\xA9", "[\xC3\xA0-\xC3\xBF]"));
+  // clang-format off
+  const std::tuple<const char*, const char*, bool> rows[] = {
+      {"SLUS00594", "????#####", true}, {"SLUS0059A", "????#####", false},
+      {"SLUS005944", "????#####", false},  // the pattern is anchored
+      {"SLUS-00594;SLUS00594;x;y;NTSC;SLUS00594", "????-#####;????#####;*;*;*;????#####", true},
+      {"", "*", true}, {"abc", "a*c", true}, {"ac", "a*c", true}, {"ab", "a*c", false},
+      {"aXbXc", "*X*c", true},  // needs backtracking
+      {"b", "[abc]", true}, {"d", "[abc]", false}, {"Q", "[A-Z]", true},
+      {"q", "[A-Z]", false},  // case-sensitive
+      {"q", "[!A-Z]", true}, {"Q", "[!A-Z]", false},
+      {"-", "[a-]", true},  // trailing "-" is literal
+      {"Title [NTSC-U]", "*[[]NTSC-*]", true}, {"Title (NTSC-U)", "*[[]NTSC-*]", false},
+      {"a*b", "a[*]b", true}, {"axb", "a[*]b", false}, {"#1", "[#]#", true},
+      {"x", "[x", false},  // malformed: no match
+      // "[]" is empty, which is how a literal "]" is written after it.
+      {"Game [NTSC-U]", "*[[]NTSC-*[]]*", true}, {"ab", "a[]b", true},
+      {"Game (NTSC-U)", "*[[]NTSC-*[]]*", false},
+      // "?" is one character, not one byte.
+      {"\xC3\xA9t\xC3\xA9", "?t?", true}, {"\xC3\xA9", "[\xC3\xA0-\xC3\xBF]", true},
+  };
+  // clang-format on
+  for (const auto& [text, pattern, expected] : rows)
+    EXPECT_EQ(Matches(text, pattern), expected) << text << " ~ " << pattern;
 }
 
 TEST(Ansi, Windows1252RoundTripAndReplacement) {
