@@ -38,6 +38,7 @@ TEST(CliAgreesWithTheWindow, InfoOpensAndRefusesWhatTheInspectionDoes) {
   EXPECT_EQ(info.exit, 0) << info.out;
   EXPECT_TRUE(info.Says("Title:     Short Game")) << info.out;
   EXPECT_TRUE(info.Says("Save name: Short Save")) << info.out;
+  EXPECT_FALSE(info.Says("Discs:")) << info.out;  // one disc: nothing said of discs
   EXPECT_TRUE(info.Says("Disc image: The EBOOT \"" + (dir / "cut.pbp") +
                         "\" is cut short: its disc image index ends at byte " +
                         std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +

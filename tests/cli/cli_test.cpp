@@ -22,6 +22,8 @@ TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   r = Cli({"settings", "set", "showcust", "1", "--ini", ini});
   EXPECT_EQ(r.out, "ShowCust = 1\n");
   EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
+  EXPECT_EQ(Cli({"settings", "set", "ShowCust", "10", "--ini", ini}).exit, 1);
+  EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
 }
 
 TEST(Cli, BatchConvertsEveryGameOnceAndSkipsWhatIsThere) {

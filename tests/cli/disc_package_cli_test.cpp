@@ -87,8 +87,8 @@ TEST(DiscPackageCli, InfoListsEveryDiscWithItsIdSizeAndTracks) {
   EXPECT_EQ(j["discs"][1]["tracks"][1]["start"], "00:03:25");
 }
 
-// The names and sheets of every disc are the pbp tests'; here, every disc or the one asked
-// for.
+// Every disc under its number or the one asked for; a file in the way of any disc stops them
+// all; a disc's sheet.
 TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
   TwoDiscPackage pkg;
   auto padded = [&](int disc) {
@@ -104,11 +104,35 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
                                       "Game (Disc 2).bin"}));
   EXPECT_TRUE(ReadFileBytes(all + "Game (Disc 1).bin") == padded(1));
 
+  // A CCD in the way of disc 2 is not replaced without --yes, and nothing is written.
+  const std::string asked = pkg.dir.MakeDir("asked") + "/";
+  test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
+  r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
+  EXPECT_EQ(r.exit, 2);
+  EXPECT_TRUE(r.Says(asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
+                             "run again with --yes to answer Yes)"))
+      << r.out;
+  EXPECT_EQ(test::FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
+
   const std::string one = pkg.dir.MakeDir("one") + "/";
   r = Cli({"--quiet", "extract", pkg.pbp, one + "Second.iso", "--disc", "2", "--toc", "none"});
   ASSERT_EQ(r.exit, 0) << r.out;
   EXPECT_EQ(test::FilesIn(one), std::vector<std::string>{"Second.iso"});
   EXPECT_TRUE(ReadFileBytes(one + "Second.iso") == padded(2));
+
+  // The sheet of disc 2 names its audio tracks in the one file.
+  const std::string sheet = pkg.dir.MakeDir("sheet") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, sheet + "Set.cue", "--toc", "cue"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_EQ(test::FilesIn(sheet),
+            (std::vector<std::string>{"Set (Disc 1).bin", "Set (Disc 1).cue", "Set (Disc 2).bin",
+                                      "Set (Disc 2).cue"}));
+  EXPECT_TRUE(ReadFileBytes(sheet + "Set (Disc 2).bin") == pkg.images[1]);
+  EXPECT_EQ(test::ReadFileText(sheet + "Set (Disc 2).cue"),
+            "FILE \"Set (Disc 2).bin\" BINARY\r\n"
+            "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
+            "  TRACK 02 AUDIO\r\n    INDEX 01 00:01:25\r\n"
+            "  TRACK 03 AUDIO\r\n    INDEX 01 00:02:00\r\n");
 }
 
 // The engine's tests pin what is checked; here, each disc's tracks listed under it, and a

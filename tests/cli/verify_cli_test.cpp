@@ -69,6 +69,7 @@ TEST(VerifyCli, TrackFiguresAgainstTheSourceAndADat) {
   r = Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"});
   EXPECT_EQ(r.exit, 1);
   EXPECT_TRUE(r.Says("Closest is \"Game (USA)\"; track 3 does not match.")) << r.out;
+  EXPECT_TRUE(r.Says("Blocks: 72 read; every block matches its digest\n")) << r.out;
   EXPECT_TRUE(r.Says("NOT verified")) << r.out;
 }
 
