@@ -10,7 +10,7 @@ namespace {
 
 using test::Cli;
 
-TEST(ImageCommands, ChdShowsTracksAndWritesTheDisc) {
+TEST(ImageCommands, ChdEcmAndRip) {
   test::TempDir dir;
   test::CdSet set = test::WriteMixedSet(dir.path());
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Mixed.chd", ""));
@@ -26,23 +26,16 @@ TEST(ImageCommands, ChdShowsTracksAndWritesTheDisc) {
   r = Cli({"chd", set.cuePath});
   EXPECT_EQ(r.exit, 1);
   EXPECT_TRUE(r.Says("\"Mixed.cue\" is not a CHD file.")) << r.out;
-}
 
-TEST(ImageCommands, EcmDecodesBesideTheFile) {
-  test::TempDir dir;
-  test::CdSet set = test::WriteDataOnlySet(dir.path());
-  test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
-  auto r = Cli({"ecm", dir / "game.bin.ecm"});
+  // ECM decodes beside the file; a rip makes a set named after its folder.
+  const test::CdSet data = test::WriteDataOnlySet(dir.MakeDir("data"));
+  test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(data.disc));
+  r = Cli({"ecm", dir / "game.bin.ecm"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == set.disc);
-}
-
-TEST(ImageCommands, RipMakesASetNamedAfterItsFolder) {
-  test::TempDir dir;
-  test::CdSet set = test::WriteDataOnlySet(dir.path());
-  auto r = Cli({"rip", set.cuePath, "-o", dir / "Some Game/"});
+  EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == data.disc);
+  r = Cli({"rip", data.cuePath, "-o", dir / "Some Game/"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(test::ReadFileBytes(dir / "Some Game/Some Game.bin") == set.disc);
+  EXPECT_TRUE(test::ReadFileBytes(dir / "Some Game/Some Game.bin") == data.disc);
   EXPECT_TRUE(std::filesystem::exists(dir / "Some Game/Some Game.cue"));
   r = Cli({"rip", dir / "nothing.cue", "-o", dir / "x"});
   EXPECT_EQ(r.exit, 1);

@@ -17,10 +17,6 @@ namespace {
 using test::ShellQuote;
 using test::TempDir;
 
-test::Ran Cli(const TempDir& dir, const std::string& args) {
-  return test::CliSh(dir, args);
-}
-
 std::string Q(const std::string& path) {
   return ShellQuote(path);
 }
@@ -62,7 +58,7 @@ std::set<std::string> ListedCommands(const std::string& help) {
 
 TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   TempDir dir;
-  const std::string help = Cli(dir, "--help").out;
+  const std::string help = test::CliSh(dir, "--help").out;
   const std::set<std::string> commands = ListedCommands(help);
   ASSERT_GE(commands.size(), 17u) << help;
   EXPECT_NE(help.find("  2  cancelled (Ctrl+C), or stopped at a question"), std::string::npos);
@@ -82,11 +78,12 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   test::WriteFileBytes(dir / "pal.bin", pal);
   test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\0\x10\0\x01!EOF", 14));
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
-  ASSERT_EQ(Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") +
-                         " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
-                         "\xE2\x98\x86 Caf\xC3\xA9' --level 0 --yes")
-                .exit,
-            0);
+  ASSERT_EQ(
+      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") +
+                           " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
+                           "\xE2\x98\x86 Caf\xC3\xA9' --level 0 --yes")
+          .exit,
+      0);
   const std::string eboot = Q(dir / "made/EBOOT.PBP");
   const std::string ini = " --ini " + Q(dir / "my.ini");
   // Per command: its line, and what python3 reads in what it printed (`d`: the object, or
@@ -157,7 +154,7 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   for (const std::string& command : commands)
     if (!runs.count(command)) ADD_FAILURE() << "no run of the new command '" << command << "'";
   for (const auto& [name, run] : runs) {
-    const test::Ran ran = Cli(dir, run.first + " --json");
+    const test::Ran ran = test::CliSh(dir, run.first + " --json");
     const bool lines = name == "batch" || name == "convert" || name.rfind("error: c", 0) == 0 ||
                        name == "error: failed";
     std::string read = Python(dir, ran.out, lines, run.second);
@@ -204,18 +201,18 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
 TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
   TempDir dir;
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  test::Ran run =
-      Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 1 --yes");
+  test::Ran run = test::CliSh(
+      dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 1 --yes");
   EXPECT_EQ(run.exit, 0) << run.err;
   EXPECT_EQ(run.err.find_first_of("\r\x1b"), std::string::npos) << run.err;
   EXPECT_NE(run.err.find("  Converting to EBOOT... \n"), std::string::npos) << run.err;
-  test::Ran quiet =
-      Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out2") + " -q --level 1 -y");
+  test::Ran quiet = test::CliSh(
+      dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out2") + " -q --level 1 -y");
   EXPECT_EQ(quiet.exit, 0);
   EXPECT_EQ(quiet.err, "");
   EXPECT_NE(quiet.out.find("Conversion Done :)"), std::string::npos);
-  EXPECT_EQ(Cli(dir, "convert").exit, 1);  // INPUT missing
-  EXPECT_EQ(Cli(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
+  EXPECT_EQ(test::CliSh(dir, "convert").exit, 1);  // INPUT missing
+  EXPECT_EQ(test::CliSh(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
 }
 
 TEST(CliJson, ConvertTakesPicturesFromTheUsersFoldersAndNamesTheFolder) {
@@ -228,9 +225,9 @@ TEST(CliJson, ConvertTakesPicturesFromTheUsersFoldersAndNamesTheFolder) {
   ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
                                          640, 480));
   test::Ran done =
-      Cli(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --resources " +
-                   Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
-                   " --name '%GAMEID% %REGION%' --level 0 --json --yes");
+      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") +
+                           " --resources " + Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
+                           " --name '%GAMEID% %REGION%' --level 0 --json --yes");
   ASSERT_EQ(done.exit, 0) << done.err;
   EXPECT_EQ(Python(dir, done.out, true,
                    "d[0][\"output\"], [(k, v[\"source\"]) for k, v in d[0][\"assets\"].items()], "

@@ -24,7 +24,7 @@ std::map<std::string, Bytes> Contents(const std::string& folder) {
   return files;
 }
 
-TEST(UsersFiles, TheOutputFolderGetsEbootPbpAloneAndAnOlderOneOnlyWithYes) {
+TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEbootPbpAlone) {
   TempDir dir;
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   const std::string out = dir.MakeDir("out/Game");
@@ -50,24 +50,22 @@ TEST(UsersFiles, TheOutputFolderGetsEbootPbpAloneAndAnOlderOneOnlyWithYes) {
   EXPECT_NE(after["EBOOT.PBP"], before.at("EBOOT.PBP"));
   after["EBOOT.PBP"] = before.at("EBOOT.PBP");
   EXPECT_EQ(after, before);
-}
 
-TEST(UsersFiles, ExtractChdAndEcmReplaceAFileOnlyWithYes) {
-  TempDir dir;
-  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
-  ASSERT_EQ(Cli({"--yes", "convert", set.cuePath, "-o", dir / "pkg", "--level", "1"}).exit, 0);
+  // The package extracted, and a CHD and an ECM written out, over the user's files: each asks
+  // first, and without --yes nothing is replaced.
+  const std::string pkg = out + "/EBOOT.PBP";
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "game.chd", "zlib"));
   test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
   test::WriteFileText(dir / "game.bin", "mine");
   // --split writes "game (Track 1).bin" and "game.cue": the sheet is the user's here.
   test::WriteFileText(dir / "game.cue", "mine");
   const std::vector<std::string> commands[] = {
-      {"extract", dir / "pkg/EBOOT.PBP", dir / "game.bin", "--toc", "none"},
-      {"extract", dir / "pkg/EBOOT.PBP", dir / "game", "--split"},
+      {"extract", pkg, dir / "game.bin", "--toc", "none"},
+      {"extract", pkg, dir / "game", "--split"},
       {"chd", dir / "game.chd", "--bin", dir / "game.cue"},
       {"ecm", dir / "game.bin.ecm", "-o", dir / "game.cue"}};
   for (const auto& args : commands) {
-    test::Ran r = Cli(args);
+    r = Cli(args);
     EXPECT_EQ(r.exit, 2) << r.out;
     EXPECT_TRUE(r.Says("(not answered: run again with --yes to answer Yes)")) << r.out;
   }
