@@ -80,8 +80,9 @@ TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEboo
 
 // Which later discs are refused, and in what words, is the plan's tests'; here, a folder the
 // program may not write to is said before any work (/proc is one for every user, root
-// included), and an Alcohol descriptor on the line stands for the MDF it describes.
-TEST(UsersFiles, TheOutputFolderMustTakeFilesAndAnMdsStandsForItsMdf) {
+// included), an Alcohol descriptor on the line stands for the MDF it describes, a sheet for
+// its image and a short relative name for the file in the current folder.
+TEST(UsersFiles, TheOutputFolderMustTakeFilesAndNamesStandForWhatTheyName) {
   TempDir dir;
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   test::Ran r = Cli({"--yes", "convert", set.cuePath, "-o", "/proc/1"});
@@ -92,14 +93,10 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesAndAnMdsStandsForItsMdf) {
   r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
   EXPECT_EQ(r.exit, 0) << r.out;
   EXPECT_TRUE(Cli({"info", dir / "mdsout/EBOOT.PBP"}).Says("SLUS01234"));
-}
 
-TEST(UsersFiles, ShortRelativeNamesAndSheetsAreTakenForWhatTheyName) {
-  TempDir dir;
-  const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   // palfix on a sheet works on the image the sheet names, never on the sheet's text; a
   // packed image cannot be changed in place.
-  test::Ran r = Cli({"palfix", set.cuePath, "--screen"});
+  r = Cli({"palfix", set.cuePath, "--screen"});
   EXPECT_EQ(r.exit, 0) << r.out;
   EXPECT_TRUE(r.Says("The fix goes to " + set.binPaths[0])) << r.out;
   test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
