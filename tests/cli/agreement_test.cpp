@@ -146,9 +146,6 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   EXPECT_EQ(refused.exit, 1);
   EXPECT_TRUE(
       refused.Says("The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"));
-  // A disc image is still scanned from its first byte.
-  test::WriteFileBytes(dir / "game.bin", Bytes(kScreenPattern, kScreenPattern + 8));
-  EXPECT_TRUE(Cli({"palfix", dir / "game.bin", "--screen"}).Says("0x00000000 screen height"));
 }
 
 TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGoAndRefusesWhatANewPackageRefuses) {

@@ -26,39 +26,29 @@ TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
 }
 
-TEST(Cli, BatchConvertsEveryGameOnceAndSkipsWhatIsThere) {
+// What a batch finds and skips is the library's tests'; here, the summary lines and the
+// report file.
+TEST(Cli, BatchConvertsAndSkipsWhatIsThere) {
   TempDir dir;
-  dir.MakeDir("games/more");
-  const char* ids[] = {"SLUS_012.34", "SCES_003.44", "SLPS_001.11"};
-  for (int i = 0; i < 3; ++i) {
-    const Bytes raw = test::BuildDiscImage(test::GameDisc(ids[i], test::NoiseBytes(30000, i)),
-                                           test::SectorLayout::Mode2Raw);
-    test::WriteFileBytes(
-        dir / (i < 2 ? "games/game" : "games/more/game") + std::to_string(i) + ".bin", raw);
-  }
-  // A CUE with its BIN: converted once, through the sheet.
+  dir.MakeDir("games");
+  test::WriteFileBytes(
+      dir / "games/game0.bin",
+      test::BuildDiscImage(test::GameDisc("SLUS_012.34", test::NoiseBytes(30000, 0)),
+                           test::SectorLayout::Mode2Raw));
   test::WriteFileText(dir / "games/game0.cue",
                       "FILE \"game0.bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
   test::Ran r = Cli({"--yes", "batch", dir / "games", "-o", dir / "out", "--level", "1"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("3 of 3 converted.")) << r.out;
-  int packages = 0;
-  for (auto& e : std::filesystem::recursive_directory_iterator(dir / "out"))
-    packages += e.path().filename() == "EBOOT.PBP";
-  EXPECT_EQ(packages, 3);
-  for (const char* id : {"SLUS01234", "SCES00344", "SLPS00111"}) EXPECT_TRUE(r.Says(id)) << id;
-
-  // Again, without --yes: every package is there already, so every game is skipped (no
+  EXPECT_TRUE(r.Says("1 of 1 converted.")) << r.out;
+  EXPECT_TRUE(r.Says("SLUS01234")) << r.out;
+  // Again, without --yes: the package is there already, so the game is skipped (no
   // failure), and the report says so.
   r = Cli({"batch", dir / "games", "-o", dir / "out", "--report", dir / "report.csv"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("0 done, 0 failed, 3 skipped in ")) << r.out;
+  EXPECT_TRUE(r.Says("0 done, 0 failed, 1 skipped in ")) << r.out;
   const std::string report = test::ReadFileText(dir / "report.csv");
-  std::size_t skipped = 0;
-  for (std::size_t at = 0; (at = report.find(",Skipped,exists,", at)) != std::string::npos; ++at)
-    ++skipped;
-  EXPECT_EQ(skipped, 3u) << report;
-  EXPECT_NE(report.find("\r\n0,0,3,0,0,"), std::string::npos) << report;
+  EXPECT_NE(report.find(",Skipped,exists,"), std::string::npos) << report;
+  EXPECT_NE(report.find("\r\n0,0,1,0,0,"), std::string::npos) << report;
 }
 
 }  // namespace
