@@ -56,11 +56,9 @@ class FixSaveDialogTest : public QObject {
   }
 
   void keyFilterKeepsDigitsAndColon() {
-    QVERIFY(ui::IdKeyFilter::Accepts('0') && ui::IdKeyFilter::Accepts('9'));
-    QVERIFY(ui::IdKeyFilter::Accepts(':') && !ui::IdKeyFilter::Accepts(';'));
-    QVERIFY(!ui::IdKeyFilter::Accepts('/') && !ui::IdKeyFilter::Accepts('a'));
-    QVERIFY(ui::IdKeyFilter::Accepts(8) && ui::IdKeyFilter::Accepts(3) &&
-            ui::IdKeyFilter::Accepts(22));
+    // Digits, colon, and Backspace, Ctrl+C and Ctrl+V.
+    for (int key : {'0', '9', ':', '\b', '\x03', '\x16'}) QVERIFY(ui::IdKeyFilter::Accepts(key));
+    for (int key : {'/', ';', 'a'}) QVERIFY(!ui::IdKeyFilter::Accepts(key));
 
     ui::FixSaveDialog d(theme_, prompter_, "S", "");
     d.show();
@@ -263,7 +261,7 @@ class OptionsDialogTest : public QObject {
   };
 
  private slots:
-  void fillsFromSettingsAndListsThemes() {
+  void fillsFromSettingsListsThemesAndCancelChangesNothing() {
     Fixture f;
     f.settings.defaultOutDirOpt = 2;
     f.settings.autoTransfer = 1;
@@ -283,8 +281,17 @@ class OptionsDialogTest : public QObject {
     QCOMPARE(Child<QComboBox>(d.get(), "cboImgRes")->count(), 4);
     QVERIFY(Child<QCheckBox>(d.get(), "chkHideTags")->isChecked());
     QVERIFY(!Child<QCheckBox>(d.get(), "chkImgResCentre")->isChecked());
+    // Cancel changes nothing.
+    const std::string before = ReadFileText(f.settingsFile);
+    const Settings kept = f.settings;
+    Child<QLineEdit>(d.get(), "txtOut")->setText("/elsewhere");
+    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCancel"), Qt::LeftButton);
+    QCOMPARE(d->result(), int(QDialog::Rejected));
+    QVERIFY(f.settings == kept);
+    QCOMPARE(ReadFileText(f.settingsFile), before);
     // OK with the same theme in other letters keeps the user's spelling and reloads nothing.
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
+    QTest::mouseClick(Child<QPushButton>(f.Open().get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.themeReloads, 0);
     QCOMPARE(f.settings.theme, std::string("NIGHT"));
   }
@@ -334,20 +341,6 @@ class OptionsDialogTest : public QObject {
     QCOMPARE(s.ebootTocExtract, 2);
     QCOMPARE(s.compressLevel, std::string("5"));
     QVERIFY(f.prompter.shown.empty());
-  }
-
-  void cancelChangesNothing() {
-    Fixture f;
-    const std::string before = ReadFileText(f.settingsFile);
-    const Settings kept = f.settings;
-    auto d = f.Open();
-    Child<QLineEdit>(d.get(), "txtOut")->setText("/elsewhere");
-    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCancel"), Qt::LeftButton);
-    QCOMPARE(d->result(), int(QDialog::Rejected));
-    QVERIFY(f.settings == kept);
-    QCOMPARE(ReadFileText(f.settingsFile), before);
-    QCOMPARE(f.themeReloads, 0);
   }
 
   void browseTitlesAreCrossed() {

@@ -253,27 +253,19 @@ class TransferTest : public QObject {
 
 namespace {
 
-struct Colour {
-  int r, g, b;
-};
-
-void WriteSolidPng(const std::string& path, int w, int h, Colour c) {
+void WriteSolidPng(const std::string& path, int w, int h, QColor c) {
   Surface s(w, h);
-  s.FillRect(0, 0, w, h, c.r, c.g, c.b);
+  s.FillRect(0, 0, w, h, c.red(), c.green(), c.blue());
   if (!WritePngFromDrawingContext(s, path, w, h)) qFatal("could not write %s", path.c_str());
 }
 
-Colour At(const Surface& s, int x, int y) {
+QColor At(const Surface& s, int x, int y) {
   const uint8_t* p = s.Row(y) + x * 4;
-  return {p[2], p[1], p[0]};
+  return QColor(p[2], p[1], p[0]);
 }
 
-bool Is(Colour a, Colour b) {
-  return a.r == b.r && a.g == b.g && a.b == b.b;
-}
-
-constexpr Colour kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250},
-    kPic0{250, 0, 0}, kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
+const QColor kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250}, kPic0{250, 0, 0},
+    kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
 
 }  // namespace
 
@@ -303,9 +295,9 @@ class PreviewTest : public QObject {
   void layersAreDrawnInPlace() {
     Fixture f;
     const ui::PreviewLayers l = ui::DrawPreviewLayers(f.in);
-    QVERIFY(Is(At(l.base, 0, 0), kBack));
-    QVERIFY(Is(At(l.background, 240, 136), kPic1));
-    QVERIFY(Is(At(l.gameboot, 479, 271), kBoot));
+    QCOMPARE(At(l.base, 0, 0), kBack);
+    QCOMPARE(At(l.background, 240, 136), kPic1);
+    QCOMPARE(At(l.gameboot, 479, 271), kBoot);
     // A 310 x 180 PIC0 sits at (165, 87), its corner 5 pixels inside the screen's.
     // Below the highlight (86..185) PIC0 begins at x 165; the highlight at (15, 86) goes
     // over PIC0, the icon at (24, 96) over both.
@@ -314,7 +306,7 @@ class PreviewTest : public QObject {
            {475, 266, kPic1}, {474, 267, kPic1}, {165, 190, kPic0}, {164, 190, kPic1},
            {214, 185, kHighlight}, {215, 185, kPic0}, {15, 86, kHighlight}, {14, 86, kPic1},
            {24, 96, kIcon}, {167, 175, kIcon}, {168, 176, kHighlight}})
-      QVERIFY2(Is(At(l.menu, x, y), want), qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+      QVERIFY2(At(l.menu, x, y) == want, qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
     // clang-format on
 
     // An unticked icon is the empty "null" file: the stock icon stands in. Without a
@@ -322,8 +314,8 @@ class PreviewTest : public QObject {
     f.in.slotFiles[0] = ResolveSlotFile(f.prog.folder(), false, "", "ICON0.PNG", false);
     f.in.slotFiles[3] = "";
     const ui::PreviewLayers plain = ui::DrawPreviewLayers(f.in);
-    QVERIFY(Is(At(plain.menu, 24, 96), kDefIcon));
-    QVERIFY(Is(At(plain.menu, 300, 20), kBack));
+    QCOMPARE(At(plain.menu, 24, 96), kDefIcon);
+    QCOMPARE(At(plain.menu, 300, 20), kBack);
   }
 
   void fadeSequence() {
@@ -345,13 +337,13 @@ class PreviewTest : public QObject {
       alphas << d.alpha();
       if (i == 0) {
         // Mostly the boot picture, a little background.
-        const Colour c = At(d.shown(), 240, 136);
-        QVERIFY(c.g > 180 && c.b > 0 && c.b < 60);
+        const QColor c = At(d.shown(), 240, 136);
+        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
       }
       QCOMPARE(d.interval(), i < 6 ? 60 : 1500);
     }
     QCOMPARE(alphas, (QList<int>{40, 80, 120, 160, 200, 240, 255}));
-    QVERIFY(Is(At(d.shown(), 240, 136), kPic1));  // the background alone
+    QCOMPARE(At(d.shown(), 240, 136), kPic1);  // the background alone
 
     d.Tick();  // after holding the background, back to the menu
     QCOMPARE(d.alpha(), 0);
