@@ -50,9 +50,6 @@ class FixSaveDialogTest : public QObject {
     QCOMPARE(combo->itemText(9), QStringLiteral("SLPS"));
     QCOMPARE(combo->itemText(11), QStringLiteral("ESPM"));
 
-    ui::FixSaveDialog blank(theme_, prompter_, "MY SAVE", "");
-    QCOMPARE(Child<QComboBox>(&blank, "cboID")->currentText(), QString());
-    QCOMPARE(Child<QLineEdit>(&blank, "txtID")->text(), QString());
   }
 
   void keyFilterKeepsDigitsAndColon() {
@@ -60,9 +57,12 @@ class FixSaveDialogTest : public QObject {
     for (int key : {'0', '9', ':', '\b', '\x03', '\x16'}) QVERIFY(ui::IdKeyFilter::Accepts(key));
     for (int key : {'/', ';', 'a'}) QVERIFY(!ui::IdKeyFilter::Accepts(key));
 
+    // No ID: both parts blank.
     ui::FixSaveDialog d(theme_, prompter_, "S", "");
+    QCOMPARE(Child<QComboBox>(&d, "cboID")->currentText(), QString());
     d.show();
     auto* id = Child<QLineEdit>(&d, "txtID");
+    QCOMPARE(id->text(), QString());
     QTest::keyClicks(id, QStringLiteral("1a:3 b45x"));
     QCOMPARE(id->text(), QStringLiteral("1:345"));
     QTest::keyClick(id, Qt::Key_Backspace);
@@ -387,20 +387,14 @@ class DocDialogTest : public QObject {
   }
 
  private slots:
-  void opensWithIdAndOutput() {
+  void opensWithIdAndOutputAndMovesAndRemovesSelectedBlocks() {
     Fixture f;
+    QCOMPARE(Child<QLineEdit>(f.Open("SLUS0123").get(), "txtID")->text(), QString());
     auto d = f.Open();
     QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), QStringLiteral("SLUS"));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), QStringLiteral("01234"));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(),
              QString::fromStdString(f.out / "DOCUMENT.DAT"));
-    auto odd = f.Open("SLUS0123");
-    QCOMPARE(Child<QLineEdit>(odd.get(), "txtID")->text(), QString());
-  }
-
-  void movesAndRemovesSelectedBlocks() {
-    Fixture f;
-    auto d = f.Open();
     QListWidget* l = d->list();
     for (const char* p : {"a", "b", "c", "d", "e", "f"}) d->AddPage(QLatin1String(p), false);
     for (int i : {2, 3, 4}) l->item(i)->setSelected(true);  // lines 3 to 5

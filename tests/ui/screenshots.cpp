@@ -99,11 +99,9 @@ std::string WriteDiscs(const std::string& games) {
     ok = ok && Append(out, audio);
   }
   std::ofstream(stem + ".cue") << test::RedumpSheet(names);
-  for (int n = 1; n <= 3; ++n) {
-    std::ofstream out(games + "Tidewater (Disc " + std::to_string(n) + ").bin", std::ios::binary);
-    ok = ok && Append(out, test::BuildDiscImage(test::GameDisc("SLUS_999.1" + std::to_string(n)),
-                                                test::SectorLayout::Mode2Raw));
-  }
+  for (int n = 1; n <= 3; ++n)  // no sectors beyond the game's own
+    ok = ok && WriteDataTrack(games + "Tidewater (Disc " + std::to_string(n) + ").bin",
+                              "SLUS_999.1" + std::to_string(n), 0);
   return ok ? stem + ".cue" : "";
 }
 
