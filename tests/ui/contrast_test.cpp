@@ -283,9 +283,9 @@ class ContrastTest : public QObject {
   }
 
   // The measurement itself, on colours worked out by hand: a text of its ground's colour
-  // reads 1:1, a shade off reads low, black on white 21:1; a text three quarters on a near
-  // ground reads as that part; a table's shown cells and header sections are texts of their
-  // own, a hidden column is not, and a cell on a near ground reads low.
+  // reads 1:1, black on white 21:1; a text three quarters on a near ground reads as that
+  // part; a table's shown cells and header sections are texts of their own, a hidden column
+  // is not, and a cell on a near ground reads low.
   void theProbeMeasuresEachTextOnItsOwnGround() {
     QWidget top;
     top.setObjectName("probe");
@@ -293,7 +293,6 @@ class ContrastTest : public QObject {
     int y = 0;
     for (auto [text, sheet] :
          {std::pair{"Same colour", "color: #808080;"},
-          {"Nearly the same", "color: #909090;"},
           {"Black on white", "color: black; background: white;"},
           {"Mostly on a near ground",
            "color: #606060; background: qlineargradient(x1: 0, y1: 0, x2: 1, y2: 0, stop: 0 "
@@ -301,22 +300,19 @@ class ContrastTest : public QObject {
       auto* label = new QLabel(text, &top);
       label->setStyleSheet(sheet);
       label->adjustSize();
-      label->move(0, y);
-      y += 30;
+      label->move(0, y += 30);
     }
     auto* table = new QTableWidget(2, 3, &top);
     table->setStyleSheet("QTableWidget { color: #606060; background: white; }");
     table->setHorizontalHeaderLabels({"Name", "Hidden", "Code"});
     table->verticalHeader()->hide();
-    const char* cells[2][3] = {{"alpha", "secret", "a1"}, {"beta", "secret", "b2"}};
-    for (int r = 0; r < 2; ++r)
-      for (int c = 0; c < 3; ++c) table->setItem(r, c, new QTableWidgetItem(cells[r][c]));
+    for (int c = 0; c < 6; ++c)
+      table->setItem(c / 3, c % 3, new QTableWidgetItem(QString(QLatin1Char(char('a' + c)))));
     table->item(1, 2)->setBackground(QColor(0x70, 0x70, 0x70));
     table->setColumnHidden(1, true);
     table->setFocusPolicy(Qt::NoFocus);  // no current cell drawn selected
-    table->move(0, y);
-    table->resize(300, 120);
-    top.resize(320, y + 130);
+    table->setGeometry(0, y + 30, 300, 120);
+    top.resize(320, y + 160);
     top.show();
     Settle();
 
@@ -325,18 +321,15 @@ class ContrastTest : public QObject {
       const TextReading r = Measure(p);
       seen[r.what.section('\'', 1, 1)] = r;
     }
-    QCOMPARE(seen.keys(),
-             (QStringList{"Black on white", "Code", "Mostly on a near ground", "Name",
-                          "Nearly the same", "Same colour", "a1", "alpha", "b2", "beta"}));
+    QCOMPARE(seen.keys(), (QStringList{"Black on white", "Code", "Mostly on a near ground", "Name",
+                                       "Same colour", "a", "c", "d", "f"}));
     QCOMPARE(seen["Same colour"].ratio, 1.0);
     QCOMPARE(seen["Same colour"].inkPixels, 0);
     QVERIFY(std::abs(seen["Black on white"].ratio - 21.0) < 0.01);
-    for (auto [low, from, to] : {std::tuple{"Nearly the same", 1.0, 1.4},
-                                 {"Mostly on a near ground", 1.2, 1.35},
-                                 {"b2", 1.2, 1.35}})
-      QVERIFY2(seen[low].ratio > from && seen[low].ratio < to,
+    for (const char* low : {"Mostly on a near ground", "f"})
+      QVERIFY2(seen[low].ratio > 1.2 && seen[low].ratio < 1.35,
                qPrintable(low + QStringLiteral(" ") + QString::number(seen[low].ratio)));
-    for (const char* fine : {"Code", "Name", "a1", "alpha", "beta"})
+    for (const char* fine : {"Code", "Name", "a", "c", "d"})
       QVERIFY2(seen[fine].ratio > 6.0,
                qPrintable(fine + QStringLiteral(" ") + QString::number(seen[fine].ratio)));
   }
