@@ -390,7 +390,8 @@ class CdMenuTest : public QObject {
   };
 
  private slots:
-  void withoutADriveEachEntrySaysSo() {
+  // Without a drive each entry says so; with one, an image is saved and taken as input.
+  void makeAnImageSavesARedumpSetAndTakesItAsInput() {
     Fixture f;
     for (const char* action : {"mnuCDImage", "mnuCDDevice"}) f.Choose(action);
     QCOMPARE(f.prompter.shown.size(), size_t(2));
@@ -400,11 +401,9 @@ class CdMenuTest : public QObject {
     }
     QVERIFY(f.dialogs.calls.empty());
     QVERIFY(f.resolved.empty());
-  }
 
-  void makeAnImageSavesARedumpSetAndTakesItAsInput() {
-    Fixture f;
     f.drives = {f.work / "drive.cue"};
+    f.prompter.shown.clear();
     const std::string folder = f.work.MakeDir("rips");
     // A cancelled save dialog stops quietly.
     f.Choose("mnuCDImage");

@@ -161,24 +161,19 @@ class TransferTest : public QObject {
   };
 
  private slots:
-  void listsVolumesAndEnablesOk() {
+  void listsVolumesAndCopiesByTitleOrId() {
     Fixture f;
-    auto d = f.Open("Game", 1);
-    auto* drives = d->findChild<QComboBox*>("cboDrive");
-    QCOMPARE(drives->count(), 1);
-    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
-    QVERIFY(d->findChild<QPushButton*>("cmdOK")->isEnabled());
-
     FixedVolumes none({});
     auto empty = f.Open("Game", 1, &none);
     QCOMPARE(empty->drives()->count(), 0);
     QVERIFY(!empty->findChild<QPushButton*>("cmdOK")->isEnabled());
-  }
 
-  void copiesByTitleOrId() {
-    Fixture f;
     const std::string title = "A Rather Long Game Title That Goes On";  // 37 characters
     auto byTitle = f.Open(title, 1);
+    auto* drives = byTitle->findChild<QComboBox*>("cboDrive");
+    QCOMPARE(drives->count(), 1);
+    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
+    QVERIFY(byTitle->findChild<QPushButton*>("cmdOK")->isEnabled());
     byTitle->OkClicked();
     QCOMPARE(byTitle->result(), int(QDialog::Accepted));
     const std::string titled = f.psp.path() + "/PSP/GAME/A Rather Long Game Title That G";
