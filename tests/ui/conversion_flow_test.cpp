@@ -53,15 +53,11 @@ class ConversionFlowTest : public QObject {
   // for the window's choices.
   void dropFillsTheWindowAndGoMakesAPackage() {
     Fixture f;
-    // Refused drops leave the window as it was.
+    // A refused drop leaves the window as it was (the refusals are the core's).
     WriteFileText(f.work / "game.mds", "x");
     f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
     QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
     QVERIFY(f.Text("txtIn").isEmpty());
-    WriteFileBytes(f.work / "small.pbp", Bytes(100, 0));
-    f.w->DropFiles({QString::fromStdString(f.work / "small.pbp")}, -1);
-    QCOMPARE(f.prompter.last(), QStringLiteral("The selected EBOOT is WAY too small to be valid!"));
-    QVERIFY(!f.w->packageLoaded());
     const std::string bin = f.Disc("Metal Gear.bin");
     const Bytes image = ReadFileBytes(bin);
     f.w->DropFiles({QString::fromStdString(bin)}, -1);
@@ -275,11 +271,9 @@ class ConversionFlowTest : public QObject {
     auto* libcrypt = f.Get<QLabel>("lblLibCrypt");
 
     const Bytes image = ReadFileBytes(f.Disc("game.bin"));
-    Bytes ppf = {'P', 'P', 'F', '1', '0', 0};
-    ppf.resize(56, ' ');
-    const Bytes record = {0x2E, 0x09, 0x00, 0x00, 0x05, 'F', 'I', 'X', 'E', 'D'};
-    ppf.insert(ppf.end(), record.begin(), record.end());
-    WriteFileBytes(f.work / "game.ppf", ppf);
+    // PPF 1.0: a 56-byte header, then "FIXED" at offset 0x92E.
+    WriteFileText(f.work / "game.ppf", std::string("PPF10\0", 6) + std::string(50, ' ') +
+                                           std::string("\x2E\x09\0\0\5FIXED", 10));
     WriteFileText(f.work / "other.ips", std::string("PATCH\x00\x09\x2E\x00\x04ips!EOF", 17));
     WriteFileBytes(f.work / "game.sbi",
                    {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41, 1, 1, 3, 6, 6, 0, 3, 8, 0x15});
