@@ -64,26 +64,6 @@ void Settle() {
   for (int i = 0; i < 5; ++i) QApplication::processEvents();
 }
 
-// Runs `open`, which shows a modal window and waits for it; `inspect` sees that window
-// once it is up, then the window is closed.
-void WhileModal(const std::function<void()>& open, const std::function<void(QWidget*)>& inspect) {
-  bool seen = false;
-  std::function<void()> poll = [&] {
-    QWidget* modal = QApplication::activeModalWidget();
-    if (!modal || !modal->isVisible()) {
-      QTimer::singleShot(10, poll);
-      return;
-    }
-    seen = true;
-    Settle();
-    inspect(modal);
-    if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
-  };
-  QTimer::singleShot(0, poll);
-  open();
-  QVERIFY2(seen, "no modal window came up");
-}
-
 }  // namespace
 
 class ContrastTest : public QObject {
@@ -107,6 +87,26 @@ class ContrastTest : public QObject {
       readings_.push_back(r);
     }
     Settle();
+  }
+
+  // Runs `open`, which shows a modal window and waits for it; probes that window once it is
+  // up, then closes it.
+  void ProbeModal(const std::function<void()>& open, const QString& label) {
+    bool seen = false;
+    std::function<void()> poll = [&] {
+      QWidget* modal = QApplication::activeModalWidget();
+      if (!modal || !modal->isVisible()) {
+        QTimer::singleShot(10, poll);
+        return;
+      }
+      seen = true;
+      Settle();
+      Probe(modal, label);
+      if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
+    };
+    QTimer::singleShot(0, poll);
+    open();
+    QVERIFY2(seen, qPrintable(label + ": no modal window came up"));
   }
 
   void ProbeAndHide(QWidget& top, const QString& label) {
@@ -134,12 +134,12 @@ class ContrastTest : public QObject {
     Probe(&w, t + "main window");
 
     // Message boxes of every kind, over the main window and over a dialog.
-    WhileModal([&] { w.GoClicked(); }, [&](QWidget* box) { Probe(box, t + "warning box"); });
-    WhileModal([&] { w.ShowAbout(); }, [&](QWidget* box) { Probe(box, t + "about box"); });
-    WhileModal([&] { prompter.Critical(&w, QLatin1String(pbp::kSameFileMessage)); },
-               [&](QWidget* box) { Probe(box, t + "critical box"); });
-    WhileModal([&] { prompter.Ask(&w, QLatin1String(kMsgOfferTransfer), false); },
-               [&](QWidget* box) { Probe(box, t + "question box"); });
+    ProbeModal([&] { w.GoClicked(); }, t + "warning box");
+    ProbeModal([&] { w.ShowAbout(); }, t + "about box");
+    ProbeModal([&] { prompter.Critical(&w, QLatin1String(pbp::kSameFileMessage)); },
+               t + "critical box");
+    ProbeModal([&] { prompter.Ask(&w, QLatin1String(kMsgOfferTransfer), false); },
+               t + "question box");
 
     // The CD menu and a tool tip.
     auto* cd = Child<QPushButton>(&w, "cmdInCD");
@@ -161,13 +161,13 @@ class ContrastTest : public QObject {
     QToolTip::hideText();
 
     // A file dialog over the main window.
-    WhileModal(
+    ProbeModal(
         [&] {
           fileDialogs.OpenFile(&w, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"),
                                QString::fromStdString(prog),
                                {{QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
         },
-        [&](QWidget* dialog) { Probe(dialog, t + "file dialog"); });
+        t + "file dialog");
 
     ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme(), &w);
     // A compressed run: the image's size and the bytes written so far.
@@ -175,8 +175,8 @@ class ContrastTest : public QObject {
     progress.Advance(225232076, 0);
     progress.Tick();
     Probe(&progress, t + "progress window");
-    WhileModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
-               [&](QWidget* box) { Probe(box, t + "question over progress"); });
+    ProbeModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
+               t + "question over progress");
     progress.EndStage(true);
     progress.hide();
 
@@ -204,8 +204,7 @@ class ContrastTest : public QObject {
 
     ui::FixSaveDialog fixSave(w.theme(), prompter, "", "SLUS01234");
     Probe(&fixSave, t + "save name and ID");
-    WhileModal([&] { fixSave.OkClicked(); },
-               [&](QWidget* box) { Probe(box, t + "warning over a dialog"); });
+    ProbeModal([&] { fixSave.OkClicked(); }, t + "warning over a dialog");
     fixSave.hide();
 
     ui::PreviewInputs previewIn;
