@@ -3,19 +3,14 @@
 // on a dark ground: each text must stand out from what is drawn behind it by at least
 // 4.5:1 (WCAG AA), measured on the pixels (see contrast_probe.h).
 
-#include <QApplication>
 #include <QComboBox>
 #include <QCursor>
 #include <QHeaderView>
 #include <QMap>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
-#include <QTest>
-#include <QTimer>
 #include <QToolTip>
-#include <functional>
 
 #include "app/settings.h"
 #include "assets/slots.h"
@@ -27,13 +22,10 @@
 #include "support/program_tree.h"
 #include "transfer/volumes.h"
 #include "ui/doc_dialog.h"
-#include "ui/file_dialogs.h"
 #include "ui/fix_save_dialog.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
-#include "ui/prompter.h"
 #include "ui/select_dialog.h"
 #include "ui/transfer_dialog.h"
 #include "ui/verify_dialog.h"

@@ -2,12 +2,8 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 #include <QSpinBox>
-#include <QTest>
-#include <QTimer>
 
 #include "app/settings.h"
 #include "fakes.h"
@@ -19,7 +15,6 @@
 #include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/runtime.h"
-#include "ui/main_window.h"
 #include "ui/progress_window.h"
 
 using namespace ebf;

@@ -1,18 +1,13 @@
 // The program's smaller dialogs, each driven as the user drives it: the save name and
 // ID, the game selection, the options, and the documentation maker.
-#include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QCompleter>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
 
 #include "app/settings.h"
 #include "common/bytes.h"
@@ -25,7 +20,6 @@
 #include "ui/doc_dialog.h"
 #include "ui/fix_save_dialog.h"
 #include "ui/id_key_filter.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/select_dialog.h"
 

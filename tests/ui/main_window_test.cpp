@@ -1,20 +1,15 @@
 // The main window with stand-ins for the core's runs: its controls, its checks and
 // messages, its drops and pickers; and the start of the program that opens it.
-#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMimeData>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
-#include <QTest>
 #include <QUrl>
 #include <QUuid>
 
 #include "fakes.h"
 #include "support/messages.h"
-#include "ui/main_window.h"
 #include "ui/single_instance.h"
 #include "ui/startup_flow.h"
 

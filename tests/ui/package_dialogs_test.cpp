@@ -3,9 +3,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTableWidget>
-#include <QTest>
 #include <tuple>
 
 #include "assets/slots.h"

@@ -1,9 +1,5 @@
-#include <QApplication>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
 #include <atomic>
 #include <chrono>
 #include <thread>

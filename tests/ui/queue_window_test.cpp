@@ -4,9 +4,6 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QMimeData>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
 #include <QUrl>
 
 #include "fakes.h"

@@ -1,12 +1,8 @@
-#include <QApplication>
-#include <QLineEdit>
 #include <QStyle>
-#include <QTest>
 #include <cmath>
 
 #include "fakes.h"
 #include "support/runtime.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/readable_colours.h"
