@@ -149,12 +149,7 @@ TEST(BadInputPlain, NonsenseAndLiesInHeaders) {
   EXPECT_FALSE(dib.LoadPictureBytes(Bytes{'h', 'e', 'l', 'l', 'o', ' ', 'w', 'o', 'r', 'l', 'd'}));
 
   // A good 1 x 1 bitmap, then the same with one field lying.
-  Bytes bmp = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0};
-  for (uint32_t v : {40u, 1u, 1u}) AppendLe32(bmp, v);
-  AppendLe16(bmp, 1);
-  AppendLe16(bmp, 24);
-  for (int i = 0; i < 6; ++i) AppendLe32(bmp, 0);
-  for (uint8_t b : {1, 2, 3, 0}) bmp.push_back(b);
+  Bytes bmp = BitmapFile(InfoHeader(1, 1, 24, 0, 0), {}, {1, 2, 3, 0});
   ASSERT_TRUE(dib.LoadPictureBytes(bmp));
   struct Lie {
     std::size_t at;

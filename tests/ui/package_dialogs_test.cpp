@@ -3,9 +3,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTableWidget>
-#include <QTest>
 #include <tuple>
 
 #include "assets/slots.h"
@@ -79,91 +77,63 @@ class EbootToIsoTest : public QObject {
   Q_OBJECT
 
  private slots:
-  void asksForTheTargetAndTheCcd() {
+  // The discs' contents are the core's (pbp extract tests); here the questions on the way,
+  // and each disc landing where it belongs.
+  void asksForTheTargetAndWritesEveryDisc() {
     TempDir dir;
     PackageRecipe recipe;
     recipe.image = Bytes(kTestBlockSize + 100, 0x5A);
-    const std::string eboot = dir / "EBOOT.PBP";
+    const std::string eboot = dir / "EBOOT.PBP", iso = dir / "game.iso";
     WritePbp(eboot, recipe);
     ScriptedPrompter prompter;
     ScriptedDialogs dialogs;
     ui::ThemeContext theme;
-    const std::string iso = dir / "game.iso";
+    auto run = [&](const std::string& package, const std::string& target, int toc) {
+      dialogs.results = {QString::fromStdString(target)};
+      return ui::EbootToIso(nullptr, prompter, dialogs, theme, package, toc);
+    };
 
     // A cancelled save dialog ends silently.
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
+    QVERIFY(run(eboot, "", 0) == Outcome::Declined());
     QCOMPARE(dialogs.calls[0].title, QStringLiteral("Select where to save the ISO"));
     QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
     QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
     QVERIFY(prompter.shown.empty());
-
-    // A .ccd beside the target: No stops before anything is written.
-    WriteFileText(dir / "game.ccd", "old sheet");
-    dialogs.results = {QString::fromStdString(iso)};
-    prompter.answers = {false};
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Declined());
-    QCOMPARE(prompter.last(),
-             QString::fromStdString("The following file will be overwritten if you continue!\n" +
-                                    (dir / "game.ccd") + "\nDo you wish to continue?"));
-    QVERIFY(!FileExists(iso));
-
-    dialogs.results = {QString::fromStdString(iso)};
-    prompter.answers = {true};
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, 0) == Outcome::Success());
+    QVERIFY(run(eboot, iso, 0) == Outcome::Success());
     QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
     QCOMPARE(FileSize(iso).value_or(0), uint64_t(2 * kTestBlockSize));
-
     // Any other result is shown as it is.
     WriteFileText(dir / "bad.pbp", std::string(64, 'x'));
-    dialogs.results = {QString::fromStdString(dir / "bad.iso")};
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, dir / "bad.pbp", 0) ==
-            Outcome::Failed(pbp::kPsarHeaderNotFound));
+    QVERIFY(run(dir / "bad.pbp", dir / "bad.iso", 0) == Outcome::Failed(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.last(), QLatin1String(pbp::kPsarHeaderNotFound));
     QCOMPARE(prompter.shown.back().icon, MsgIcon::Exclamation);
-  }
 
-  // A package of several discs: one name asked for, every disc written beside it under its
-  // number, each .ccd in the way asked about before anything is written.
-  void writesEveryDiscOfAPackageOfSeveral() {
-    TempDir dir;
+    // A package of several discs: one name asked for, every disc written beside it under its
+    // number, each .ccd in the way asked about before anything is written.
     std::vector<PackageRecipe> discs(3);
     for (std::size_t i = 0; i < discs.size(); ++i) {
       discs[i].discId = "SLUS0123" + std::to_string(i);
       discs[i].image = Bytes((i + 1) * kTestBlockSize + 100, static_cast<uint8_t>(0x30 + i));
       discs[i].paddingBlock = true;
     }
-    const std::string eboot = dir / "EBOOT.PBP";
-    WriteDiscSetPbp(eboot, discs);
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    ui::ThemeContext theme;
-    const std::string iso = dir / "game.iso";
+    const std::string set = dir.MakeDir("set") + "/EBOOT.PBP";
+    WriteDiscSetPbp(set, discs);
     auto disc = [&](int n, const char* extension) {
-      return dir / ("game (Disc " + std::to_string(n) + ")" + extension);
+      return dir / ("set/game (Disc " + std::to_string(n) + ")" + extension);
     };
-
     WriteFileText(disc(1, ".ccd"), "old sheet 1");
     WriteFileText(disc(3, ".ccd"), "old sheet 3");
-    dialogs.results = {QString::fromStdString(iso)};
+    prompter.shown.clear();
     prompter.answers = {true, false};
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
-            Outcome::Declined());
-    QCOMPARE(dialogs.calls.size(), std::size_t{1});
+    QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Declined());
     QCOMPARE(prompter.shown.size(), std::size_t{2});
-    QVERIFY(prompter.shown[0].text.contains(QString::fromStdString(disc(1, ".ccd"))));
     QCOMPARE(prompter.last(),
              QString::fromStdString("The following file will be overwritten if you continue!\n" +
                                     disc(3, ".ccd") + "\nDo you wish to continue?"));
     for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
-    QCOMPARE(ReadFileText(disc(1, ".ccd")), std::string("old sheet 1"));
-
-    // The discs' contents are the core's (pbp extract tests); here each lands by its number.
-    dialogs.results = {QString::fromStdString(iso)};
     prompter.answers = {true, true};
-    QVERIFY(ui::EbootToIso(nullptr, prompter, dialogs, theme, eboot, pbp::kTocCcd) ==
-            Outcome::Success());
-    QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
-    QVERIFY(!FileExists(iso));
+    QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Success());
+    QVERIFY(!FileExists(dir / "set/game.iso"));
     for (int n = 1; n <= 3; ++n)
       QCOMPARE(FileSize(disc(n, ".iso")).value_or(0), uint64_t(n + 2) * kTestBlockSize);
   }
@@ -189,24 +159,19 @@ class TransferTest : public QObject {
   };
 
  private slots:
-  void listsVolumesAndEnablesOk() {
+  void listsVolumesAndCopiesByTitleOrId() {
     Fixture f;
-    auto d = f.Open("Game", 1);
-    auto* drives = d->findChild<QComboBox*>("cboDrive");
-    QCOMPARE(drives->count(), 1);
-    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
-    QVERIFY(d->findChild<QPushButton*>("cmdOK")->isEnabled());
-
     FixedVolumes none({});
     auto empty = f.Open("Game", 1, &none);
     QCOMPARE(empty->drives()->count(), 0);
     QVERIFY(!empty->findChild<QPushButton*>("cmdOK")->isEnabled());
-  }
 
-  void copiesByTitleOrId() {
-    Fixture f;
     const std::string title = "A Rather Long Game Title That Goes On";  // 37 characters
     auto byTitle = f.Open(title, 1);
+    auto* drives = byTitle->findChild<QComboBox*>("cboDrive");
+    QCOMPARE(drives->count(), 1);
+    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
+    QVERIFY(byTitle->findChild<QPushButton*>("cmdOK")->isEnabled());
     byTitle->OkClicked();
     QCOMPARE(byTitle->result(), int(QDialog::Accepted));
     const std::string titled = f.psp.path() + "/PSP/GAME/A Rather Long Game Title That G";
@@ -253,27 +218,19 @@ class TransferTest : public QObject {
 
 namespace {
 
-struct Colour {
-  int r, g, b;
-};
-
-void WriteSolidPng(const std::string& path, int w, int h, Colour c) {
+void WriteSolidPng(const std::string& path, int w, int h, QColor c) {
   Surface s(w, h);
-  s.FillRect(0, 0, w, h, c.r, c.g, c.b);
+  s.FillRect(0, 0, w, h, c.red(), c.green(), c.blue());
   if (!WritePngFromDrawingContext(s, path, w, h)) qFatal("could not write %s", path.c_str());
 }
 
-Colour At(const Surface& s, int x, int y) {
+QColor At(const Surface& s, int x, int y) {
   const uint8_t* p = s.Row(y) + x * 4;
-  return {p[2], p[1], p[0]};
+  return QColor(p[2], p[1], p[0]);
 }
 
-bool Is(Colour a, Colour b) {
-  return a.r == b.r && a.g == b.g && a.b == b.b;
-}
-
-constexpr Colour kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250},
-    kPic0{250, 0, 0}, kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
+const QColor kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250}, kPic0{250, 0, 0},
+    kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
 
 }  // namespace
 
@@ -303,9 +260,9 @@ class PreviewTest : public QObject {
   void layersAreDrawnInPlace() {
     Fixture f;
     const ui::PreviewLayers l = ui::DrawPreviewLayers(f.in);
-    QVERIFY(Is(At(l.base, 0, 0), kBack));
-    QVERIFY(Is(At(l.background, 240, 136), kPic1));
-    QVERIFY(Is(At(l.gameboot, 479, 271), kBoot));
+    QCOMPARE(At(l.base, 0, 0), kBack);
+    QCOMPARE(At(l.background, 240, 136), kPic1);
+    QCOMPARE(At(l.gameboot, 479, 271), kBoot);
     // A 310 x 180 PIC0 sits at (165, 87), its corner 5 pixels inside the screen's.
     // Below the highlight (86..185) PIC0 begins at x 165; the highlight at (15, 86) goes
     // over PIC0, the icon at (24, 96) over both.
@@ -314,7 +271,7 @@ class PreviewTest : public QObject {
            {475, 266, kPic1}, {474, 267, kPic1}, {165, 190, kPic0}, {164, 190, kPic1},
            {214, 185, kHighlight}, {215, 185, kPic0}, {15, 86, kHighlight}, {14, 86, kPic1},
            {24, 96, kIcon}, {167, 175, kIcon}, {168, 176, kHighlight}})
-      QVERIFY2(Is(At(l.menu, x, y), want), qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+      QVERIFY2(At(l.menu, x, y) == want, qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
     // clang-format on
 
     // An unticked icon is the empty "null" file: the stock icon stands in. Without a
@@ -322,8 +279,8 @@ class PreviewTest : public QObject {
     f.in.slotFiles[0] = ResolveSlotFile(f.prog.folder(), false, "", "ICON0.PNG", false);
     f.in.slotFiles[3] = "";
     const ui::PreviewLayers plain = ui::DrawPreviewLayers(f.in);
-    QVERIFY(Is(At(plain.menu, 24, 96), kDefIcon));
-    QVERIFY(Is(At(plain.menu, 300, 20), kBack));
+    QCOMPARE(At(plain.menu, 24, 96), kDefIcon);
+    QCOMPARE(At(plain.menu, 300, 20), kBack);
   }
 
   void fadeSequence() {
@@ -345,13 +302,13 @@ class PreviewTest : public QObject {
       alphas << d.alpha();
       if (i == 0) {
         // Mostly the boot picture, a little background.
-        const Colour c = At(d.shown(), 240, 136);
-        QVERIFY(c.g > 180 && c.b > 0 && c.b < 60);
+        const QColor c = At(d.shown(), 240, 136);
+        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
       }
       QCOMPARE(d.interval(), i < 6 ? 60 : 1500);
     }
     QCOMPARE(alphas, (QList<int>{40, 80, 120, 160, 200, 240, 255}));
-    QVERIFY(Is(At(d.shown(), 240, 136), kPic1));  // the background alone
+    QCOMPARE(At(d.shown(), 240, 136), kPic1);  // the background alone
 
     d.Tick();  // after holding the background, back to the menu
     QCOMPARE(d.alpha(), 0);

@@ -2,18 +2,12 @@
 // a run must fail or last), a folder standing in for a PSP: a library becomes rows and
 // every row ends in its state; Stop after this one, Stop now, a failed row run again.
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QMimeData>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
 #include <QUrl>
-#include <filesystem>
 
 #include "fakes.h"
 #include "support/disc_builder.h"
-#include "support/fake_program.h"
 #include "support/program_tree.h"
 #include "support/runtime.h"
 #include "transfer/volumes.h"
@@ -45,10 +39,6 @@ class QueueWindowTest : public QObject {
     void Game(const std::string& name, const std::string& exe) {
       WriteFileBytes(work / name,
                      BuildDiscImage(GameDisc(exe, NoiseBytes(20000, 5)), SectorLayout::Mode2Raw));
-    }
-    void Converter(const std::string& from) {
-      std::filesystem::copy_file(from, prog / "Data/tarnwick.exe",
-                                 std::filesystem::copy_options::overwrite_existing);
     }
     void Click(const char* name) { Child<QPushButton>(w.get(), name)->click(); }
     // Every row as "title | state | reason", the test's folder written as "~".
@@ -88,19 +78,9 @@ class QueueWindowTest : public QObject {
     QCOMPARE(f.w->table()->item(3, ui::QueueTable::kDiscs)->text(), QStringLiteral("2"));
     Child<QCheckBox>(f.w.get(), "chkCopyToPsp")->setChecked(true);
 
-    // The gaps between ticks of a 10 ms timer, from the click to the end of the run.
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = 0, worstGap = 0;
-    QTimer tick;
-    QObject::connect(&tick, &QTimer::timeout, [&] {
-      worstGap = std::max(worstGap, clock.elapsed() - last);
-      last = clock.elapsed();
-    });
-    tick.start(10);
+    GapWatch gaps;  // from the click to the end of the run
     f.Click("cmdStart");
-    worstGap = std::max(worstGap, clock.elapsed() - last);
-    tick.stop();
+    const qint64 worstGap = gaps.Worst();
     QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
     QCOMPARE(
         f.Rows(),
@@ -152,7 +132,7 @@ class QueueWindowTest : public QObject {
   // file; the window asked before it would close in the middle of the run.
   void stopNowLeavesNoPackageAndNoTemporaryFile() {
     Fixture f;
-    f.Converter(FakeConverterPath());
+    UseConverter(f.prog);
     FakeMode slow("slow");  // ten seconds, unless cancelled
     f.Game("a.bin", "SLUS_005.94");
     f.Game("b.bin", "SCUS_944.76");
@@ -180,7 +160,7 @@ class QueueWindowTest : public QObject {
   // again.
   void aFailedRowRunsAgain() {
     Fixture f;
-    f.Converter(FakeConverterPath());
+    UseConverter(f.prog);
     std::optional<FakeMode> error;
     error.emplace("error");
     f.Game("a.bin", "SLUS_005.94");
@@ -190,7 +170,7 @@ class QueueWindowTest : public QObject {
                                     "conversion!  Tarnwick returned the following:"}));
     QVERIFY(f.w->LogOf(f.w->table()->IdAt(0)).contains(QStringLiteral("Cannot read the image")));
 
-    f.Converter(RuntimeFolder() + "Data/tarnwick.exe");
+    UseConverter(f.prog, RuntimeFolder() + "Data/tarnwick.exe");
     error.reset();
     f.w->table()->selectRow(0);
     f.Click("cmdRetry");

@@ -99,11 +99,9 @@ std::string WriteDiscs(const std::string& games) {
     ok = ok && Append(out, audio);
   }
   std::ofstream(stem + ".cue") << test::RedumpSheet(names);
-  for (int n = 1; n <= 3; ++n) {
-    std::ofstream out(games + "Tidewater (Disc " + std::to_string(n) + ").bin", std::ios::binary);
-    ok = ok && Append(out, test::BuildDiscImage(test::GameDisc("SLUS_999.1" + std::to_string(n)),
-                                                test::SectorLayout::Mode2Raw));
-  }
+  for (int n = 1; n <= 3; ++n)  // no sectors beyond the game's own
+    ok = ok && WriteDataTrack(games + "Tidewater (Disc " + std::to_string(n) + ").bin",
+                              "SLUS_999.1" + std::to_string(n), 0);
   return ok ? stem + ".cue" : "";
 }
 
@@ -207,11 +205,6 @@ class Watcher : public QObject {
   QTimer timer_;
 };
 
-// The progress window in the converter's stage, not the preparation before it.
-bool Converting(ui::ProgressWindow& p) {
-  return p.windowTitle() == QLatin1String("Converting to EBOOT...");
-}
-
 bool Save(QWidget& w, const QString& folder, const char* name) {
   w.show();
   for (int i = 0; i < 10; ++i) QApplication::processEvents();
@@ -219,13 +212,6 @@ bool Save(QWidget& w, const QString& folder, const char* name) {
   const bool ok = w.grab().save(path);
   if (!ok) qWarning("could not write %s", qPrintable(path));
   return ok;
-}
-
-// Go, as the button does, at `level`, into `output`.
-void Convert(ui::MainWindow& w, int level, const std::string& output) {
-  w.findChild<QSpinBox*>("txtCompress")->setValue(level);
-  w.SetOutputText(output);
-  w.GoClicked();
 }
 
 }  // namespace
@@ -336,12 +322,16 @@ int main(int argc, char** argv) {
       QStringLiteral("progress-run.png"),
       [](ui::ProgressWindow& p) {
         auto* bytes = p.findChild<QLabel*>(QStringLiteral("lblBytes"));
-        return Converting(p) && bytes && p.elapsedSeconds() >= 1 &&
+        // In the converter's stage, not the preparation before it.
+        return p.windowTitle() == QLatin1String("Converting to EBOOT...") && bytes &&
+               p.elapsedSeconds() >= 1 &&
                bytes->text().startsWith(QLatin1String("Bytes written: ")) &&
                bytes->text() != QLatin1String("Bytes written: 0 bytes");
       },
       QStringLiteral("message.png"));
-  Convert(w, 9, package);
+  w.findChild<QSpinBox*>("txtCompress")->setValue(9);
+  w.SetOutputText(package);
+  w.GoClicked();
 
   // Verify on the package just made, as the button runs it once the package is loaded: its
   // progress half way, and its result.

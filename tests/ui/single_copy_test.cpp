@@ -1,7 +1,5 @@
 #include <QLocalSocket>
 #include <QProcess>
-#include <QTest>
-#include <filesystem>
 
 #include "fakes.h"
 #include "ui/single_instance.h"

@@ -1,12 +1,8 @@
-#include <QApplication>
-#include <QLineEdit>
 #include <QStyle>
-#include <QTest>
 #include <cmath>
 
 #include "fakes.h"
 #include "support/runtime.h"
-#include "ui/main_window.h"
 #include "ui/options_dialog.h"
 #include "ui/progress_window.h"
 #include "ui/readable_colours.h"
@@ -17,28 +13,33 @@ using namespace ebf::test;
 
 class ThemeApplyTest : public QObject {
   Q_OBJECT
+
+  // The main window under the theme `name` with this style.ini.
+  static void Themed(WindowFixture& f, const std::string& name, const char* style) {
+    FillProgramFolder(f.prog);
+    f.prog.MakeDir("Themes/" + name);
+    WriteFileText(f.prog / ("Themes/" + name + "/style.ini"), style);
+    f.Open();
+    f.w->settings().theme = name;
+    f.w->LoadAndApplyTheme();
+  }
+
  private slots:
   void coloursReachTheWindows() {
-    TempDir prog;
-    FillProgramFolder(prog);
-    prog.MakeDir("Themes/Red");
-    WriteFileText(prog / "Themes/Red/style.ini",
-                  "MAINBGCOL = 000080\n"      // dark red, written blue-green-red
-                  "MAINFGCOL = 00FF00\n"      // green on it: 7.0:1, taken as it is
-                  "MAINBGEDITCOL = 800000\n"  // dark blue
-                  "MAINFGEDITCOL = 00FFFF\n"  // yellow on it: 13.8:1
-                  "MAINBOXBGCOL = 000060\n"
-                  "MAINTITLE = Red Alert\n"
-                  "DIALOGTITEXTCOL = 00FFFF\n"  // yellow
-                  "DIALOGTITEXTALPHA = FF\n"
-                  "DIALOGTILINECOL = FF00FF\n"
-                  "DIALOGTILINEALPHA = FFFF\n"  // more than a byte: fully opaque
-                  "DIALOGTILINEHEIGHT = 5\n");
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    ui::MainWindow w({prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
-    w.settings().theme = "Red";
-    w.LoadAndApplyTheme();
+    WindowFixture f;
+    Themed(f, "Red",
+           "MAINBGCOL = 000080\n"      // dark red, written blue-green-red
+           "MAINFGCOL = 00FF00\n"      // green on it: 7.0:1, taken as it is
+           "MAINBGEDITCOL = 800000\n"  // dark blue
+           "MAINFGEDITCOL = 00FFFF\n"  // yellow on it: 13.8:1
+           "MAINBOXBGCOL = 000060\n"
+           "MAINTITLE = Red Alert\n"
+           "DIALOGTITEXTCOL = 00FFFF\n"  // yellow
+           "DIALOGTITEXTALPHA = FF\n"
+           "DIALOGTILINECOL = FF00FF\n"
+           "DIALOGTILINEALPHA = FFFF\n"  // more than a byte: fully opaque
+           "DIALOGTILINEHEIGHT = 5\n");
+    ui::MainWindow& w = *f.w;
 
     QCOMPARE(w.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     QCOMPARE(w.palette().color(QPalette::WindowText), QColor(0, 255, 0));
@@ -62,10 +63,10 @@ class ThemeApplyTest : public QObject {
     QCOMPARE(header->lineHeight(), 5);
 
     // The dialogs take the same theme.
-    ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, prompter, w.theme());
+    ui::ProgressWindow progress(ui::ProgressWindow::Kind::Progress, f.prompter, w.theme());
     QCOMPARE(progress.palette().color(QPalette::Window), QColor(0x80, 0, 0));
-    ui::OptionsDialog options(w.settings(), prog / "ebootforge.ini", w.theme(), dialogs, prompter,
-                              {});
+    ui::OptionsDialog options(w.settings(), f.prog / "ebootforge.ini", w.theme(), f.dialogs,
+                              f.prompter, {});
     QCOMPARE(options.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     QCOMPARE(options.findChild<ui::ThemedHeader*>("header")->lineHeight(), 5);
 
@@ -82,22 +83,16 @@ class ThemeApplyTest : public QObject {
   void unreadableThemeColoursAreMovedUntilTheyRead() {
     // Contrast ratios below are worked out by hand from the WCAG formula; ContrastRatio is
     // pinned on such pairs in contrastOfKnownPairs.
-    TempDir prog;
-    FillProgramFolder(prog);
-    prog.MakeDir("Themes/Murk");
-    WriteFileText(prog / "Themes/Murk/style.ini",
-                  "MAINBGCOL = 0000FF\n"        // red, luminance 0.2126
-                  "MAINFGCOL = 00FF00\n"        // green (0.7152): only 2.9:1 on red
-                  "MAINBOXBGCOL = 0000FF\n"     // red
-                  "MAINBGEDITCOL = FFFFFF\n"    // white
-                  "MAINFGEDITCOL = EEEEEE\n"    // near-white text: 1.2:1
-                  "DIALOGTITEXTCOL = 00FFFF\n"  // yellow ...
-                  "DIALOGTITEXTALPHA = 20\n");  // ... at an eighth: a faint tint
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    ui::MainWindow w({prog.folder(), prog / "ebootforge.ini", &prompter, &dialogs});
-    w.settings().theme = "Murk";
-    w.LoadAndApplyTheme();
+    WindowFixture f;
+    Themed(f, "Murk",
+           "MAINBGCOL = 0000FF\n"        // red, luminance 0.2126
+           "MAINFGCOL = 00FF00\n"        // green (0.7152): only 2.9:1 on red
+           "MAINBOXBGCOL = 0000FF\n"     // red
+           "MAINBGEDITCOL = FFFFFF\n"    // white
+           "MAINFGEDITCOL = EEEEEE\n"    // near-white text: 1.2:1
+           "DIALOGTITEXTCOL = 00FFFF\n"  // yellow ...
+           "DIALOGTITEXTALPHA = 20\n");  // ... at an eighth: a faint tint
+    ui::MainWindow& w = *f.w;
     // Green cannot get 4.5:1 on red by turning lighter (white reaches only 3.998:1), so it
     // turns darker, staying a green: red stays zero and green outweighs blue.
     const QColor fg = w.palette().color(QPalette::WindowText);
@@ -124,12 +119,12 @@ class ThemeApplyTest : public QObject {
     FillProgramFolder(prog);
     prog.MakeDir("Themes/Red");
     WriteFileText(prog / "Themes/Red/style.ini", "MAINBGCOL = 0000FF\n");
-    QImage blue(40, 10, QImage::Format_RGB32);
-    blue.fill(Qt::blue);
-    QVERIFY(blue.save(QString::fromStdString(prog / "Themes/Default/Ti_Options.jpg"), "PNG"));
-    QImage green(30, 10, QImage::Format_RGB32);
-    green.fill(Qt::green);
-    QVERIFY(green.save(QString::fromStdString(prog / "Themes/Red/Ti_Select.jpg"), "PNG"));
+    for (auto [width, file] :
+         {std::pair{40, "Themes/Default/Ti_Options.jpg"}, {30, "Themes/Red/Ti_Select.jpg"}}) {
+      QImage picture(width, 10, QImage::Format_RGB32);
+      picture.fill(Qt::blue);
+      QVERIFY(picture.save(QString::fromStdString(prog / file), "PNG"));
+    }
 
     ui::ThemeContext red{{}, prog.folder(), "Red"};
     QCOMPARE(ui::ThemePicture(red, "Ti_Select.jpg").width(), 30);
