@@ -14,7 +14,6 @@
 #include "engine/verify.h"
 #include "engine_job.h"
 #include "pbp/inspect.h"
-#include "pbp/patch_journal.h"
 #include "support/disc_builder.h"
 #include "support/fake_program.h"
 #include "support/inflating_reader.h"
@@ -260,53 +259,6 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
 }
 
-void ExpectIdentity(const std::string& eboot, const char* title, const char* id, const char* save) {
-  TempDir temp;
-  RunRecorder h;
-  const pbp::Inspection in = pbp::InspectEboot(eboot, temp.folder(), h);
-  EXPECT_EQ(in.message + "|" + in.title + "|" + in.gameId + "|" + in.saveName,
-            std::string("|") + title + "|" + id + "|" + save);
-}
-
-TEST(Conversion, PackageInputPatchedAndRecompressed) {
-  Job first;
-  const Bytes image =
-      test::BuildDiscImage(test::GameDisc("SLUS_012.34"), test::SectorLayout::Mode2Raw);
-  test::WriteFileBytes(first.work / "g.bin", image);
-  first.job.input = first.work / "g.bin";
-  ASSERT_EQ(first.Go(), Outcome::Success());
-  const std::string eboot = first.Out("EBOOT.PBP");
-  ExpectIdentity(eboot, "Test Game", "SLUS01234", "Test Game");  // a new package's header
-
-  // Patch in place: inspection first leaves the package's parts in Temp.
-  Job r;
-  RunRecorder ih;
-  const std::string temp = r.progFolder + "Temp" + kSep;
-  ASSERT_EQ(pbp::InspectEboot(eboot, temp, ih).message, "");
-  r.job.packageInspected = true;  // blank slots keep the package's own assets
-  r.job.input = eboot;
-  r.job.title = "Renamed";
-  r.job.gameId = "SLUS05678";
-  r.job.saveName = "New Save";
-  ASSERT_EQ(r.Go(), Outcome::Success());
-  ExpectIdentity(eboot, "Renamed", "SLUS05678", "New Save");
-  // Only the header area changed: the disc image is still the one converted.
-  EXPECT_TRUE(test::ReadPackage(eboot).disc == image);
-
-  // Recompressed at level 0 through extraction and the converter.
-  Job re;
-  ASSERT_EQ(pbp::InspectEboot(eboot, re.progFolder + "Temp" + kSep, ih).message, "");
-  re.job.input = eboot;
-  re.job.packageInspected = true;
-  re.job.recompress = true;
-  re.tempBefore = test::Entries(re.progFolder + "Temp");  // the inspection's parts stay,
-  re.tempBefore.erase("START.DAT");                       // but for the START.DAT a run removes
-  re.job.level = 0;
-  ASSERT_EQ(re.Go(), Outcome::Success());
-  re.ExpectCleanedUp();
-  EXPECT_TRUE(test::ReadPackage(re.Out("EBOOT.PBP")).disc == image);
-}
-
 // A game on two discs, the second with two audio tracks, recompressed from its package:
 // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
 TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
@@ -359,69 +311,12 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   EXPECT_EQ(test::ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
-TEST(Conversion, InterruptedPalFixIsUndoneAtTheNextStart) {
-  TempDir prog, work;
-  Bytes original = test::NoiseBytes(4096, 9), patched = original;
-  for (int i = 0; i < 8; ++i) original[100 + i] = static_cast<uint8_t>(i + 1);
-  test::WriteFileBytes(work / "game.bin", patched);
-  const std::string temp = TempFolder(prog.folder());
-  // The image, then each fix's offset and the two words it replaced, as they were.
-  test::WriteFileText(temp + "PALFIX.UNDO", (work / "game.bin") + "\n100 04030201 08070605\n");
-  EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");
-  EXPECT_EQ(test::ReadFileBytes(work / "game.bin"), original);
-  EXPECT_FALSE(FileExists(temp + "PALFIX.UNDO"));
-  EXPECT_EQ(RecoverInterruptedPalFix(prog.folder()), "");  // nothing pending
-}
-
-TEST(Conversion, TheNextStartPutsRightWhatAKilledRunLeft) {
-  TempDir prog, work;
-  ProgramFolders folders(prog.folder());
-  // Nothing left: the start makes no Temp folder just to look.
-  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
+// What a killed run leaves is put right at the next start (the command line's recovery test
+// has every kind); with nothing left, the start makes no Temp folder just to look.
+TEST(Conversion, TheNextStartMakesNothingWhenNothingWasLeft) {
+  TempDir prog;
+  EXPECT_TRUE(RecoverInterruptedWork(ProgramFolders(prog.folder())).empty());
   EXPECT_FALSE(IsDirectory(prog / "Temp"));
-
-  const std::string temp = TempFolder(prog.folder());
-  // A package half patched: the journal and the note that names it.
-  const std::string pkg = work / "EBOOT.PBP";
-  const Bytes original = test::NoiseBytes(3000, 4);
-  test::WriteFileBytes(pkg, original);
-  {
-    pbp::PatchJournal journal(pkg, temp);
-    File f(pkg, File::Mode::ReadWrite);
-    ASSERT_EQ(journal.Begin(f, {{0, 3000}}), "");
-    const Bytes kept = test::ReadFileBytes(pkg + ".undo");
-    const Bytes note = test::ReadFileBytes(temp + "PATCH.UNDO");
-    f.Close();
-    journal.Finish();
-    test::WriteFileBytes(pkg + ".undo", kept);
-    test::WriteFileBytes(temp + "PATCH.UNDO", note);
-  }
-  test::WriteFileBytes(pkg, test::NoiseBytes(3100, 5));
-  // A conversion's partial package, and the work files of a run. The note also names the
-  // user's own tarnwick.exe beside it, which no run makes there: it stays.
-  const std::string partial = work / "EBOOT.PBP.part";
-  test::WriteFileText(partial, "half a package");
-  test::WriteFileText(work / "tarnwick.exe", "staged");
-  test::WriteFileText(temp + "RUN.NOTE", (work / "tarnwick.exe") + "\n" + partial + "\n");
-  for (const char* name : {"TempBIN.bin", "PARAM.SFO", "START.DAT", "ICON0.PNG"})
-    test::WriteFileText(temp + name, "work");
-  // A note naming a file no run makes deletes nothing.
-  test::WriteFileText(work / "keep.pbp", "mine");
-
-  const std::vector<RecoveryNote> said = RecoverInterruptedWork(folders);
-  ASSERT_EQ(said.size(), 1u);
-  EXPECT_EQ(said[0].text, "An interrupted change to " + pkg +
-                              " was found and undone; the EBOOT is as it was before.");
-  EXPECT_FALSE(said[0].problem);
-  EXPECT_EQ(test::ReadFileBytes(pkg), original);
-  EXPECT_FALSE(FileExists(partial));
-  EXPECT_TRUE(FileExists(work / "tarnwick.exe"));
-  EXPECT_TRUE(std::filesystem::is_empty(prog / "Temp"));
-
-  test::WriteFileText(temp + "RUN.NOTE", (work / "keep.pbp") + "\n");
-  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
-  EXPECT_EQ(test::ReadFileText(work / "keep.pbp"), "mine");
-  EXPECT_TRUE(std::filesystem::is_empty(prog / "Temp"));
 }
 
 }  // namespace

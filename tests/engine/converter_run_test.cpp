@@ -121,24 +121,6 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   for (const auto& [done, total] : host0.amounts) EXPECT_EQ(total, s.Options(0).expectedSize);
 }
 
-TEST(RunConverter, FailuresCarryTheOutputAndKeepTheEboot) {
-  Staged s;
-  const std::string prefix =
-      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
-  for (const char* m : {"done-lower", "done-no-dot", "silent", "error", "crash"}) {
-    FakeMode mode(m);
-    RunRecorder host;
-    std::string r = RunConverter(s.Options(), host, host.cancel).text();
-    EXPECT_EQ(r.rfind(prefix, 0), 0u) << m << ": " << r;
-    EXPECT_TRUE(host.completed.empty()) << m;  // no "Done" before the error
-  }
-  for (const char* m : {"done-bare", "huge"}) {
-    FakeMode mode(m);
-    RunRecorder host;
-    EXPECT_EQ(RunConverter(s.Options(), host, host.cancel), Outcome::Success()) << m;
-  }
-}
-
 TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
   Staged s;
   FakeMode mode("slow");
