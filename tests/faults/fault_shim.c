@@ -119,9 +119,7 @@ size_t fwrite(const void* buf, size_t size, size_t n, FILE* stream) {
 
 /* The calls that end a write fail as a disk that loses the data does. */
 static int StrikeEnd(int fd, const char* call) {
-  Decide();
-  if (active != 1 || !IsWritable(fd)) return 0;
-  return StrikeCall(fd, call);
+  return IsWritable(fd) && StrikeCall(fd, call);
 }
 
 static int FailWithEio(void) {
@@ -129,25 +127,17 @@ static int FailWithEio(void) {
   return -1;
 }
 
-int fsync(int fd) {
-  REAL(fsync);
-  return StrikeEnd(fd, "fsync") ? FailWithEio() : real(fd);
-}
+/* fsync, fdatasync and ftruncate: at the fault the data is lost and the call says so. */
+#define END_CALL(name, strike, params, args)              \
+  int name params {                                       \
+    REAL(name);                                           \
+    return strike(fd, #name) ? FailWithEio() : real args; \
+  }
 
-int fdatasync(int fd) {
-  REAL(fdatasync);
-  return StrikeEnd(fd, "fdatasync") ? FailWithEio() : real(fd);
-}
-
-int ftruncate(int fd, off_t length) {
-  REAL(ftruncate);
-  return StrikeCall(fd, "ftruncate") ? FailWithEio() : real(fd, length);
-}
-
-int ftruncate64(int fd, off_t length) {
-  REAL(ftruncate64);
-  return StrikeCall(fd, "ftruncate64") ? FailWithEio() : real(fd, length);
-}
+END_CALL(fsync, StrikeEnd, (int fd), (fd))
+END_CALL(fdatasync, StrikeEnd, (int fd), (fd))
+END_CALL(ftruncate, StrikeCall, (int fd, off_t length), (fd, length))
+END_CALL(ftruncate64, StrikeCall, (int fd, off_t length), (fd, length))
 
 /* A failed close still closes: the descriptor is gone, the data may not be. */
 int close(int fd) {

@@ -30,18 +30,16 @@ constexpr const char* kCli = "ebootforge-cli";
 constexpr const char* kConverter = "tarnwick.exe";
 
 // Sets the fault variables for the children of this test, and clears them again.
-class FaultEnvironment {
- public:
+struct FaultEnvironment {
   FaultEnvironment(const std::string& program, long at, const std::string& kind,
                    const std::string& countFile) {
-    setenv("LD_PRELOAD", EBF_FAULT_SHIM, 1);
     // A sanitized program would refuse to start with another library loaded before its
     // runtime.
-    setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
-    setenv("EBF_FAULT_PROGRAM", program.c_str(), 1);
-    setenv("EBF_FAULT_AT", std::to_string(at).c_str(), 1);
-    setenv("EBF_FAULT_KIND", kind.c_str(), 1);
-    setenv("EBF_FAULT_COUNT_FILE", countFile.c_str(), 1);
+    const std::pair<const char*, std::string> vars[] = {
+        {"LD_PRELOAD", EBF_FAULT_SHIM}, {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+        {"EBF_FAULT_PROGRAM", program}, {"EBF_FAULT_AT", std::to_string(at)},
+        {"EBF_FAULT_KIND", kind},       {"EBF_FAULT_COUNT_FILE", countFile}};
+    for (const auto& [name, value] : vars) setenv(name, value.c_str(), 1);
   }
   ~FaultEnvironment() {
     for (const char* name : {"LD_PRELOAD", "ASAN_OPTIONS", "EBF_FAULT_PROGRAM", "EBF_FAULT_AT",
@@ -265,16 +263,13 @@ TEST(Faults, PalFixedConversionAtEveryWrite) {
   std::printf("PAL-fixed conversion: %d faulted runs\n", runs);
 }
 
-// A patch in place of the package at `pkg` with `options`: the package is as it was or as
-// the patch makes it when nothing goes wrong (which is returned), and no journal is left.
-Bytes PatchScenario(Scenario& s, const std::string& pkg, const std::vector<std::string>& options) {
+// A change in place of the package at `pkg` by `args`: the package is as it was or as the
+// change makes it when nothing goes wrong (which is returned), and no journal is left. With
+// `failedIsOriginal`, a run that fails (not killed) leaves it as it was.
+Bytes InPlaceScenario(Scenario& s, const std::string& pkg, const std::vector<std::string>& args,
+                      bool failedIsOriginal = false) {
   const Bytes original = ReadFileBytes(pkg);
-  s.args = {"convert", pkg};
-  s.args.insert(s.args.end(), options.begin(), options.end());
-  s.args.insert(s.args.end(), {"--no-pic1", "--yes", "--quiet"});
-  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
-  // of it.
-  s.mayFailUnseen = {"null"};
+  s.args = args;
   ProcessResult clean = s.Run(s.args);
   EXPECT_EQ(clean.exitCode, 0) << clean.output;
   const Bytes patched = ReadFileBytes(pkg);
@@ -285,10 +280,22 @@ Bytes PatchScenario(Scenario& s, const std::string& pkg, const std::vector<std::
     EXPECT_TRUE(now == original || now == patched) << where;
     if (r.exitCode == 0) {
       EXPECT_EQ(now, patched) << where;
+    } else if (failedIsOriginal && r.exitCode != 128 + 9) {
+      EXPECT_EQ(now, original) << where;
     }
     EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
   };
   return patched;
+}
+
+// A patch in place of the package at `pkg` with `options`.
+Bytes PatchScenario(Scenario& s, const std::string& pkg, std::vector<std::string> options) {
+  options.insert(options.begin(), {"convert", pkg});
+  options.insert(options.end(), {"--no-pic1", "--yes", "--quiet"});
+  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
+  // of it.
+  s.mayFailUnseen = {"null"};
+  return InPlaceScenario(s, pkg, options);
 }
 
 TEST(Faults, PatchInPlaceAtEveryWrite) {
@@ -445,27 +452,14 @@ TEST(Faults, PalFixOfAPackageAtEveryWrite) {
   recipe.level = 0;  // stored: the fix can reach the disc image
   WritePbp(pkg, recipe);
   const Bytes original = ReadFileBytes(pkg);
-  s.args = {"palfix", pkg, "--screen", "--apply", "--quiet"};
-  WriteFileBytes(pkg, original);
-  ProcessResult clean = s.Run(s.args);
-  ASSERT_EQ(clean.exitCode, 0) << clean.output;
-  const Bytes patched = ReadFileBytes(pkg);
+  const Bytes patched =
+      InPlaceScenario(s, pkg, {"palfix", pkg, "--screen", "--apply", "--quiet"}, true);
+  ASSERT_FALSE(::testing::Test::HasFailure());
   // Both windows changed, and nothing but them.
   std::size_t changed = 0;
   ASSERT_EQ(patched.size(), original.size());
   for (std::size_t i = 0; i < original.size(); ++i) changed += patched[i] != original[i];
   ASSERT_EQ(changed, 4u);  // 0x13 -> 0x00 and 0x10 -> 0x00 in each window
-  s.reset = [&] { WriteFileBytes(pkg, original); };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
-    const Bytes now = ReadFileBytes(pkg);
-    EXPECT_TRUE(now == original || now == patched) << where;
-    if (r.exitCode == 0) {
-      EXPECT_EQ(now, patched) << where;
-    } else if (r.exitCode != 128 + 9) {
-      EXPECT_EQ(now, original) << where;
-    }
-    EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
-  };
   std::printf("PAL fix of a package: %d faulted runs\n", s.Sweep(kCli));
 }
 
