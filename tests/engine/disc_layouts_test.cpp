@@ -30,67 +30,42 @@ using test::DiscSet;
 using test::TempDir;
 using Job = test::EngineJob;
 
-// Converts the set, then reads the package back whole; only `caption`'s preparing stage ran,
-// and the user's files are as they were.
-void ConvertAndReadBack(const DiscSet& set, const std::string& tracks, const std::string& caption) {
-  Job r(9);
-  std::vector<Bytes> before;
-  for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
-  r.job.input = set.input;
-  ASSERT_EQ(r.Go(), Outcome::Success());
-  r.ExpectCleanedUp();
-  for (std::size_t i = 0; i < set.files.size(); ++i)
-    EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
-  const auto& stages = r.host.stages;
-  for (const char* step : {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
-    EXPECT_EQ(std::count(stages.begin(), stages.end(), step), caption == step ? 1 : 0)
-        << testing::PrintToString(stages);
-
-  const test::ReadBack back = test::ReadPackage(r.Out("EBOOT.PBP"));
-  EXPECT_EQ(back.sectors, set.disc.size() / 2352);
-  EXPECT_EQ(back.tracks, tracks);
-  EXPECT_TRUE(back.disc == set.disc);
-  // Every set holds incompressible audio: some blocks come out of deflate longer than the
-  // block, and are still written as deflate streams, never as a raw 0x9300 block.
-  EXPECT_EQ(std::count(back.entrySizes.begin(), back.entrySizes.end(), 0x9300), 0);
-  EXPECT_TRUE(std::any_of(back.entrySizes.begin(), back.entrySizes.end(),
-                          [](uint16_t size) { return size > 37632; }));
-}
-
 const char* const kThreeTracks = "1 data 0, 2 audio 300, 3 audio 675";
 
-TEST(DiscLayouts, PregapAndPostgapSheetStartsEveryTrackAtItsPregap) {
-  // Track 1's 300 sectors and its POSTGAP of 75; each PREGAP's 150 zeros begin a track.
-  TempDir dir;
-  ConvertAndReadBack(test::WritePregapSheet(dir.path()), "1 data 0, 2 audio 375, 3 audio 750",
-                     "Joining tracks...");
-}
-
-TEST(DiscLayouts, OneFileSheetPassesOverTheLinesItAlwaysPassedOver) {
-  TempDir dir;
-  const DiscSet set = test::WriteOneFileSheet(dir.path());
-  // Lines that are no CUE command, commands that carry nothing for the disc and an INDEX
-  // before any TRACK: the same disc as the clean sheet.
-  test::WriteFileText(set.input,
-                      "REM made by hand\nINDEX 01 00:30:00\nFILE \"One File.bin\" BINARY\n"
-                      "  TRACK 01 MODE2/2352\n  FLAGS DCP\n  Some notes on the rip\n"
-                      "    INDEX 01 00:00:00\nNOTES\n  TRACK 02 AUDIO\n    TITLE \"Song\"\n"
-                      "    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n  TRACK 03 AUDIO\n"
-                      "    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n\x01\x02 garbage\n");
-  ConvertAndReadBack(set, kThreeTracks, "");
-}
-
+// A Redump set, its track 1 given a pregap in the sheet. That pregap is the two seconds
+// before 00:02:00 that every TOC counts and no image holds; whatever length the sheet gives
+// it, the tracks lie where the files put them. The package reads back whole, only the
+// joining ran, and the user's files are as they were.
 TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
-  // Track 1's pregap is the two seconds before 00:02:00 that every TOC counts and no image
-  // holds; whatever length the sheet gives it, the tracks lie where the files put them.
   for (const char* gap : {"00:02:00", "00:03:00"}) {
     SCOPED_TRACE(gap);
-    TempDir dir;
-    const DiscSet set = test::WriteRedumpSet(dir.path());
+    Job r(9);
+    const DiscSet set = test::WriteRedumpSet(r.work.MakeDir("in"));
     test::WriteFileText(
         set.input, ReplaceAll(test::ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
                               std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
-    ConvertAndReadBack(set, kThreeTracks, "Joining tracks...");
+    std::vector<Bytes> before;
+    for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
+    r.job.input = set.input;
+    ASSERT_EQ(r.Go(), Outcome::Success());
+    r.ExpectCleanedUp();
+    for (std::size_t i = 0; i < set.files.size(); ++i)
+      EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
+    const auto& stages = r.host.stages;
+    for (const char* step :
+         {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
+      EXPECT_EQ(std::count(stages.begin(), stages.end(), step), step[0] == 'J' ? 1 : 0)
+          << testing::PrintToString(stages);
+
+    const test::ReadBack back = test::ReadPackage(r.Out("EBOOT.PBP"));
+    EXPECT_EQ(back.sectors, set.disc.size() / 2352);
+    EXPECT_EQ(back.tracks, kThreeTracks);
+    EXPECT_TRUE(back.disc == set.disc);
+    // The set holds incompressible audio: some blocks come out of deflate longer than the
+    // block, and are still written as deflate streams, never as a raw 0x9300 block.
+    EXPECT_EQ(std::count(back.entrySizes.begin(), back.entrySizes.end(), 0x9300), 0);
+    EXPECT_TRUE(std::any_of(back.entrySizes.begin(), back.entrySizes.end(),
+                            [](uint16_t size) { return size > 37632; }));
   }
 }
 
