@@ -63,6 +63,12 @@ struct Fixture {
   Outcome Rebuild(const std::string& dest) {
     return ReconstructEboot(pbp, dest, temp, program, job, host, host.cancel);
   }
+  // The package at `path` inspected into `into` carries the job's title, ID and save name.
+  void ExpectNewJob(const std::string& path, const std::string& into) {
+    const Inspection r = InspectEboot(path, into, host);
+    EXPECT_EQ(r.message + "|" + r.title + "|" + r.gameId + "|" + r.saveName,
+              "|New Title|SCES98765|New Save");
+  }
   Bytes Image(const std::string& pbpPath) {
     RunRecorder h;
     std::string out = dir / "image.bin";
@@ -111,11 +117,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
                   after.begin() + fx.written.psar + 0x800 + 1020),
             Bytes(packed.begin(), packed.end()));
 
-  Inspection r = InspectEboot(fx.pbp, fx.temp, fx.host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "New Title");
-  EXPECT_EQ(r.gameId, "SCES98765");
-  EXPECT_EQ(r.saveName, "New Save");
+  fx.ExpectNewJob(fx.pbp, fx.temp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
   EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
   EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
@@ -147,8 +149,7 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   ASSERT_EQ(fx.host.questions.size(), 1u);
   EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
   EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
-  // Yes, then the dialog cancelled, or the source itself chosen.
-  fx.host.answers.clear();
+  fx.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
   EXPECT_EQ(fx.Update(), Outcome::Declined());
   EXPECT_EQ(fx.host.destinationsAsked, 1);
   fx.host.destination = fx.pbp;
@@ -180,11 +181,7 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   EXPECT_EQ(fx.host.completed.back(), "Reconstructing EBOOT...");
 
   const std::string temp2 = fx.dir.folder() + "Temp2/";
-  Inspection r = InspectEboot(dest, temp2, fx.host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "New Title");
-  EXPECT_EQ(r.gameId, "SCES98765");
-  EXPECT_EQ(r.saveName, "New Save");
+  fx.ExpectNewJob(dest, temp2);
   EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
   EXPECT_EQ(ReadFileBytes(temp2 + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
   // The package ends with Temp's START.DAT, which a new inspection again takes one byte short.
@@ -194,11 +191,8 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
             startDat);
   EXPECT_EQ(ReadFileBytes(temp2 + "START.DAT"), Bytes(startDat.begin(), startDat.end() - 1));
   EXPECT_EQ(fx.Image(dest), image);
-  File in(dest, File::Mode::Read);
-  auto h = ReadPbpHeader(in);
-  ASSERT_TRUE(h);
-  EXPECT_EQ(h->magic, 0x50425000u);
-  EXPECT_EQ(h->offsets[kIcon1], h->offsets[kPic0]);  // the empty ICON1
+  EXPECT_EQ(LoadLe32(&rebuilt[0]), 0x50425000u);
+  EXPECT_EQ(LoadLe32(&rebuilt[8 + 4 * kIcon1]), LoadLe32(&rebuilt[8 + 4 * kPic0]));  // empty ICON1
 }
 
 TEST(ReconstructEboot, CancelDeletesTheDestination) {
@@ -259,10 +253,9 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   EXPECT_EQ(UnderscoredIdField("AB"), (Bytes{'A', 'B', '_', 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(UnderscoredIdField("SLUS0059412"),
             (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
-  Bytes save = SaveNameField("J\xC3\xA9");
-  ASSERT_EQ(save.size(), 128u);
-  EXPECT_EQ(save[1], 0xE9);
-  EXPECT_EQ(save[2], 0);
+  Bytes save(128, 0);
+  save[0] = 'J', save[1] = 0xE9;  // in ANSI
+  EXPECT_EQ(SaveNameField("J\xC3\xA9"), save);
   EXPECT_EQ(SaveNameField(std::string(200, 'z')), Bytes(128, 'z'));
 
   TempDir dir;
@@ -293,8 +286,7 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   const std::string dest = fx.dir / "new.pbp";
   ASSERT_EQ(fx.Rebuild(dest), Outcome::Success());
   const Bytes rebuilt = ReadFileBytes(dest);
-  File in(dest, File::Mode::Read);
-  const uint64_t newP = ReadPbpHeader(in)->psarOffset();
+  const uint64_t newP = LoadLe32(&rebuilt[36]);
   ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
   EXPECT_EQ(rebuilt.back(), source[s + h]);
   EXPECT_EQ(ReadFileBytes(fx.pbp), source);
