@@ -32,8 +32,15 @@ struct Fixture {
     in.gameId = "SLUS00594";
     in.region = "NTSC";
   }
-  Planned Run(RunRecorder& host) {
-    return PlanConversion(in, settings, ProgramFolders(prog.folder()), host);
+  Planned Run(RunRecorder& host) { return Plan(in, host); }
+  Planned Plan(const JobInput& job, RunRecorder& host) {
+    return PlanConversion(job, settings, ProgramFolders(prog.folder()), host);
+  }
+  // A game disc image in the work folder, with `exe` as its boot file.
+  std::string Disc(const std::string& name, const std::string& exe) {
+    test::WriteFileBytes(work / name,
+                         test::BuildDiscImage(test::GameDisc(exe), test::SectorLayout::Mode2Raw));
+    return work / name;
   }
 };
 
@@ -193,37 +200,32 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   Fixture f;
   test::CopyRuntimeTree(f.prog, false);
   // A disc in the game list: the command line gives only the input, the rest is found.
-  const std::string bin = f.work / "Metal Gear.bin";
-  test::WriteFileBytes(
-      bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"), test::SectorLayout::Mode2Raw));
   JobInput cli;
-  cli.input = bin;
+  cli.input = f.Disc("Metal Gear.bin", "SLUS_005.94");
   cli.resolve = true;
   cli.confirm = false;
   f.settings.defaultOutputDir = f.work / "games";
   f.settings.defaultOutDirOpt = 3;
   RunRecorder host;
-  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  Planned p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
-  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
-  EXPECT_EQ(p.plan->saveName, "Metal Gear Solid");
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");
-  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "games") + "SLUS00594" + kSep);
+  EXPECT_EQ(std::tuple(p.plan->title, p.plan->saveName, p.plan->gameId, p.plan->output),
+            std::tuple("Metal Gear Solid [NTSC-U]", "Metal Gear Solid", "SLUS00594",
+                       WithTrailingSep(f.work / "games") + "SLUS00594" + kSep));
   EXPECT_EQ(p.title, "Metal Gear Solid [NTSC-U]");
   // What the user says goes over what was found.
   cli.title = "Mine";
   cli.output = f.work / "elsewhere";
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan);
-  EXPECT_EQ(p.plan->title, "Mine");
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");
-  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "elsewhere"));
+  EXPECT_EQ(std::tuple(p.plan->title, p.plan->gameId, p.plan->output),
+            std::tuple("Mine", "SLUS00594", WithTrailingSep(f.work / "elsewhere")));
   // A sheet that names no file is refused with the resolver's words; the title is kept for
   // a batch's summary.
   test::WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
   cli.input = f.work / "broken.cue";
   cli.title.reset();
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  p = f.Plan(cli, host);
   EXPECT_EQ(
       p.outcome,
       Outcome::Failed("CUE Sheet is invalid!\r\n(gone.bin, named by broken.cue, is not there)"));
@@ -233,15 +235,10 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
 TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   Fixture f;
   test::CopyRuntimeTree(f.prog, false);
-  auto disc = [&](const std::string& name, const std::string& exe) {
-    test::WriteFileBytes(f.work / name,
-                         test::BuildDiscImage(test::GameDisc(exe), test::SectorLayout::Mode2Raw));
-    return f.work / name;
-  };
   JobInput cli;
-  cli.input = disc("Spy Story (Disc 1).bin", "SLUS_005.94");
-  cli.laterDiscs = {disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
-                    disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
+  cli.input = f.Disc("Spy Story (Disc 1).bin", "SLUS_005.94");
+  cli.laterDiscs = {f.Disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
+                    f.Disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
   // A sheet naming the image: the disc is read through it, ID and all.
   test::WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
   cli.laterDiscs[1] = f.work / "third.cue";
@@ -249,29 +246,26 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   cli.output = f.work / "out";
   cli.confirm = false;
   RunRecorder host;
-  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  Planned p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(p.plan->discCount(), 3);
   EXPECT_EQ(p.plan->gameId, "SLUS00594");  // disc 1's: the package's, and its saves'
   ASSERT_EQ(p.plan->laterDiscs.size(), 2u);
-  EXPECT_EQ(p.plan->laterDiscs[0].gameId, "SLUS00776");
-  EXPECT_EQ(p.plan->laterDiscs[0].input, f.work / "Spy Story (Disc 2).bin");
-  EXPECT_EQ(p.plan->laterDiscs[1].gameId, "SLUS01240");
-  EXPECT_EQ(p.plan->laterDiscs[1].dataFile, f.work / "Spy Story (Disc 3).bin");
+  EXPECT_EQ(std::tuple(p.plan->laterDiscs[0].gameId, p.plan->laterDiscs[0].input,
+                       p.plan->laterDiscs[1].gameId, p.plan->laterDiscs[1].dataFile),
+            std::tuple("SLUS00776", f.work / "Spy Story (Disc 2).bin", "SLUS01240",
+                       f.work / "Spy Story (Disc 3).bin"));
   EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
   // A name from the file loses its disc number: the package is the whole game.
-  test::WriteFileBytes(
-      f.work / "Quiet (Disc 1).bin",
-      test::BuildDiscImage(test::GameDisc("SLUS_901.01"), test::SectorLayout::Mode2Raw));
-  cli.input = f.work / "Quiet (Disc 1).bin";
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  cli.input = f.Disc("Quiet (Disc 1).bin", "SLUS_901.01");
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(p.plan->title, "Quiet");
 
   auto refusal = [&](std::vector<std::string> later) {
     JobInput job = cli;
     job.laterDiscs = std::move(later);
-    return PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host).outcome;
+    return f.Plan(job, host).outcome;
   };
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
@@ -316,9 +310,7 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
 TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
   Fixture f;
   test::CopyRuntimeTree(f.prog, false);
-  for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"})
-    test::WriteFileBytes(f.work / name, test::BuildDiscImage(test::GameDisc("SLUS_009.01"),
-                                                             test::SectorLayout::Mode2Raw));
+  for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
   struct Row {
     MissingDiscs rule;
@@ -350,7 +342,7 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
     job.confirm = false;
     RunRecorder host;
     host.defaultAnswer = row.answer.value_or(true);
-    const Planned p = PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host);
+    const Planned p = f.Plan(job, host);
     EXPECT_EQ(p.outcome, row.expected) << static_cast<int>(row.rule);
     const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
     EXPECT_EQ(asked, row.answer.has_value()) << static_cast<int>(row.rule);
