@@ -81,16 +81,19 @@ struct Scenario {
     return RunProcess(cli, a, {root.path(), 0, false});
   }
 
+  // A run of `args` with the fault variables set.
+  ProcessResult RunFaulted(const std::string& program, long at, const std::string& kind,
+                           const std::string& countFile) {
+    FaultEnvironment env(program, at, kind, countFile);
+    return Run(args);
+  }
+
   long CountWrites(const std::string& program) {
     reset();
     const std::string countFile = root / "count.txt";
     DeleteFileIfExists(countFile);
-    ProcessResult r;
-    {
-      FaultEnvironment env(program, 0, "fail", countFile);
-      setenv("EBF_FAULT_TRACE", "1", 1);
-      r = Run(args);
-    }
+    setenv("EBF_FAULT_TRACE", "1", 1);  // cleared with the other fault variables
+    const ProcessResult r = RunFaulted(program, 0, "fail", countFile);
     EXPECT_EQ(r.exitCode, 0) << r.output;
     // "[fault shim] N: call path"
     std::istringstream trace(r.output);
@@ -126,22 +129,15 @@ struct Scenario {
       for (long n = std::min(first, writes); n <= writes;
            n = n == writes ? writes + 1 : std::min(n + stride, writes)) {
         reset();
-        ProcessResult r;
-        {
-          FaultEnvironment env(program, n, kind, root / "ignored.txt");
-          r = Run(args);
-        }
+        const ProcessResult r = RunFaulted(program, n, kind, root / "ignored.txt");
         const std::string where = program + " " + kind + " at write " + std::to_string(n) + " of " +
                                   std::to_string(writes) + ":\n" + r.output;
-        if (std::string(kind) == "kill" && program == kCli) {
-          EXPECT_EQ(r.exitCode, 128 + 9) << where;
-        } else if (std::string(kind) == "kill") {
-          // The converter died: the run fails.
-          EXPECT_EQ(r.exitCode, 1) << where;
-        } else if (program == kConverter || !MayFailUnseen(n)) {
-          // A failed write never passes for success.
-          EXPECT_EQ(r.exitCode, 1) << where << "\n(the write went to " << targets[n] << ")";
-        }
+        // A killed program ends as killed, a killed converter fails the run, and a failed
+        // write never passes for success.
+        const bool killed = std::string(kind) == "kill";
+        if (killed || program == kConverter || !MayFailUnseen(n))
+          EXPECT_EQ(r.exitCode, killed && program == kCli ? 128 + 9 : 1)
+              << where << "\n(the write went to " << targets[n] << ")";
         ProcessResult next = Run({"settings", "--quiet"});
         EXPECT_EQ(next.exitCode, 0) << where << "\nnext start:\n" << next.output;
         EXPECT_EQ(FilesIn(temp), "") << where;
