@@ -29,12 +29,15 @@ using test::RunRecorder;
 using test::TempDir;
 using Job = test::EngineJob;
 
-// Two PAL screen-height patterns in the game's code, one at an odd offset.
+// The PAL screen-height pattern, and what the fix makes of it: both additions of 0x13 and
+// 0x10 become additions of 0.
+const Bytes kPattern = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+
+// The pattern twice in the game's code, once at an odd offset.
 Bytes PalCode() {
   Bytes exe = test::NoiseBytes(8192, 3);
-  const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-  std::copy(pattern, pattern + 8, exe.begin() + 1001);
-  std::copy(pattern, pattern + 8, exe.begin() + 5000);
+  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
   return exe;
 }
 
@@ -43,20 +46,12 @@ Bytes PalCode() {
 // starts 24 bytes in. 1001 -> 21 * 2352 + 24 + 1001; 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
 
-// The image as the fix must leave it: both additions of 0x13 and 0x10 become additions of 0.
-Bytes PalFixedByHand(Bytes image) {
-  const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
-  for (std::size_t at : kPalAt) std::copy(fixed, fixed + 8, image.begin() + at);
-  return image;
-}
-
-// The image as built, with the patterns where PalFixedByHand expects them.
+// The image as built, with the patterns there.
 Bytes PalImage() {
   const Bytes image =
       test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
-  const Bytes pattern = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
   for (std::size_t at : kPalAt)
-    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), pattern) << at;
+    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), kPattern) << at;
   return image;
 }
 
@@ -65,8 +60,7 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   {
     Job r;
     r.settings.addIsoPadding = true;
-    test::WriteFileBytes(r.work / "game.iso", user);
-    r.job.input = r.work / "game.iso";
+    r.Input("game.iso", user);
     ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
     const Bytes back = test::ReadPackage(r.Out("EBOOT.PBP")).disc;
@@ -79,8 +73,7 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   }
   for (const char* name : {"game.img", "game.mdf"}) {
     Job r;
-    test::WriteFileBytes(r.work / name, test::EncodeSectors(user, test::SectorLayout::Raw2448));
-    r.job.input = r.work / name;
+    r.Input(name, test::EncodeSectors(user, test::SectorLayout::Raw2448));
     r.job.level = 0;
     ASSERT_EQ(r.Go(), Outcome::Success()) << name;
     r.ExpectCleanedUp();
@@ -97,8 +90,7 @@ TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
   Job r;
   test::IsoOptions disc = test::GameDisc("SCES_003.44");
   disc.minSectors = 1731;
-  test::WriteFileBytes(r.work / "game.iso", test::BuildIsoSectors(disc));
-  r.job.input = r.work / "game.iso";
+  r.Input("game.iso", test::BuildIsoSectors(disc));
   const ConversionResult result = r.Run();
   ASSERT_EQ(result.outcome, Outcome::Success());
   const std::string warning =
@@ -135,8 +127,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   for (const auto& [mode, message] : modes) {
     Job r(9, true);
     test::FakeMode fake(mode);
-    test::WriteFileBytes(r.work / "game.bin", image);
-    r.job.input = r.work / "game.bin";
+    r.Input("game.bin", image);
     r.job.palFixScreen = true;
     if (std::string(mode) == "slow")
       r.host.onAdvance = [&r](int n) {
@@ -160,14 +151,15 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   }
   // The real converter: the package carries the fix, the image does not.
   Job r;
-  test::WriteFileBytes(r.work / "game.bin", image);
-  r.job.input = r.work / "game.bin";
+  r.Input("game.bin", image);
   r.job.palFixScreen = true;
   const ConversionResult result = r.Run();
   ASSERT_EQ(result.outcome, Outcome::Success());
   EXPECT_EQ(result.palPatches, 2u);
   EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
-  EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc == PalFixedByHand(image));
+  Bytes fixed = image;
+  for (std::size_t at : kPalAt) std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
+  EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
 }
 
 // A pattern that begins in one block and ends in the next is found across the head that lies
@@ -176,14 +168,11 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   Job r;
   const Bytes image = test::NoiseBytes(40 * 2352, 9);
   Bytes patterned = image, expected = image;
-  const uint8_t pattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-  const uint8_t fixed[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
   for (long at : {37632 - 3, 60001}) {
-    std::copy(pattern, pattern + 8, patterned.begin() + at);
-    std::copy(fixed, fixed + 8, expected.begin() + at);
+    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
+    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
   }
-  test::WriteFileBytes(r.work / "noise.bin", patterned);
-  r.job.input = r.work / "noise.bin";
+  r.Input("noise.bin", patterned);
   r.job.level = 0;
   r.job.palFixScreen = true;
   const ConversionResult result = r.Run();
@@ -217,8 +206,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
   };
   for (const auto& [change, expected] : rows) {
     Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
+    r.Input("g.bin", Bytes(2352 * 20, 0));
     change(r);
     EXPECT_EQ(r.Go(), expected);
     r.ExpectCleanedUp();
@@ -227,8 +215,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
 #ifndef _WIN32
   if (geteuid() != 0) {  // root writes anywhere
     Job r;
-    test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-    r.job.input = r.work / "g.bin";
+    r.Input("g.bin", Bytes(2352 * 20, 0));
     std::filesystem::create_directories(r.work / "out");
     std::filesystem::permissions(
         r.work / "out", std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
@@ -240,8 +227,7 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
 TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   Job r;
   r.job.confirm = true;
-  test::WriteFileBytes(r.work / "g.bin", Bytes(2352 * 20, 0));
-  r.job.input = r.work / "g.bin";
+  r.Input("g.bin", Bytes(2352 * 20, 0));
   std::filesystem::create_directories(r.work / "out");
   test::WriteFileText(r.Out("EBOOT.PBP"), "old");
   // The user's ICON0 already sits in the output folder: no question for it, and it stays.
@@ -285,7 +271,8 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   RunRecorder ih;
   ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
             "");
-  re.tempBefore = test::Entries(re.progFolder + "Temp");  // as in the test above
+  // The inspection's parts stay in Temp, but for the START.DAT a run removes.
+  re.tempBefore = test::Entries(re.progFolder + "Temp");
   re.tempBefore.erase("START.DAT");
   re.job.input = first.Out("EBOOT.PBP");
   re.job.packageInspected = true;
