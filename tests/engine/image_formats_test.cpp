@@ -16,6 +16,7 @@
 #include "support/cd_sets.h"
 #include "support/chd_writer.h"
 #include "support/chdman.h"
+#include "support/disc_sets.h"
 #include "support/ecm_writer.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -102,19 +103,25 @@ TEST(ImageFormats, DamagedChdAndEcmFilesStopWithTheirMessageAndLeaveNothing) {
   }
 }
 
-TEST(ImageFormats, CancelWhileUnpackingLeavesNothing) {
+// A cancel seen at the first service point of the unpacking, or of the joining of a set's
+// files, stops the run with nothing left.
+TEST(ImageFormats, CancelWhileUnpackingOrJoiningLeavesNothing) {
   TempDir dir;
   const test::CdSet set = test::WriteMixedSet(dir.path());
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "m.chd", ""));
   test::WriteFileBytes(dir / "m.bin.ecm", test::EncodeEcm(test::ReadFileBytes(set.binPaths[0])));
-  for (const char* input : {"m.chd", "m.bin.ecm"}) {
+  const std::string redump = test::WriteRedumpSet(dir.MakeDir("redump")).input;
+  for (const std::string& input : {dir / "m.chd", dir / "m.bin.ecm", redump}) {
     SCOPED_TRACE(input);
     test::EngineJob job(9);
-    job.job.input = dir / input;
+    job.job.input = input;
     job.host.onAdvance = [&job](int) { job.host.cancel.Request(); };
     EXPECT_EQ(job.Go(), Outcome::Cancelled());
     EXPECT_FALSE(job.host.cancel.Requested());
-    EXPECT_EQ(job.host.amounts.size(), 1u);
+    // Asked for as the work began (the set's 1,125 sectors), seen at its first point.
+    ASSERT_EQ(job.host.amounts.size(), 1u);
+    EXPECT_EQ(job.host.amounts[0].first, 0u);
+    if (input == redump) EXPECT_EQ(job.host.amounts[0].second, 1125u);
     job.ExpectCleanedUp();
     EXPECT_FALSE(FileExists(job.Out("EBOOT.PBP")));
   }

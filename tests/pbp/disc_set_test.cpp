@@ -80,7 +80,6 @@ struct SetFixture {
   std::string pbp = dir / "EBOOT.PBP";
   std::string program = dir.folder();
   std::string temp = dir.folder() + "Temp/";
-  std::vector<Bytes> images;
   std::vector<PackageRecipe> recipes;
   test::DiscSetWritten written;
   RunRecorder host;
@@ -103,7 +102,6 @@ struct SetFixture {
         r.bootPng = NoiseBytes(900, 35);
         r.tail = NoiseBytes(300, 36);
       }
-      images.push_back(r.image);
       recipes.push_back(r);
     }
     written = test::WriteDiscSetPbp(pbp, recipes);
@@ -116,14 +114,15 @@ struct SetFixture {
   }
   // Every disc as the reader serves it equals the image it was made from.
   void ExpectEveryDisc(const std::string& path) const {
-    for (std::size_t i = 0; i < images.size(); ++i) {
+    for (std::size_t i = 0; i < recipes.size(); ++i) {
       SCOPED_TRACE("disc " + std::to_string(i + 1));
       InflatingReader reader(path, static_cast<int>(i) + 1);
-      ASSERT_EQ(reader.error(), "");
-      EXPECT_EQ(reader.discCount(), static_cast<int>(images.size()));
+      ASSERT_EQ(reader.error() + std::to_string(reader.discCount()),
+                std::to_string(recipes.size()));
+      const Bytes& image = recipes[i].image;
       Bytes back;
-      ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(images[i].size() / kSector), back), "");
-      EXPECT_TRUE(back == images[i]);
+      ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / kSector), back), "");
+      EXPECT_TRUE(back == image);
     }
   }
   // DATA.PSAR of `before` up to the picture after the header patches with NewAssetsJob: the
@@ -157,7 +156,7 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
       SCOPED_TRACE("disc " + std::to_string(disc));
       const std::string out = fx.dir / ("disc" + std::to_string(disc) + ".bin");
       ASSERT_EQ(fx.Extract(out, false, kTocFile, disc), Outcome::Success());
-      EXPECT_TRUE(ReadFileBytes(out) == Extracted(fx.images[i]));
+      EXPECT_TRUE(ReadFileBytes(out) == Extracted(fx.recipes[i].image));
       // Its own table: the lead entries and its tracks.
       const test::TestTocArea toc = test::MakeToc(discs[i].tracks, discs[i].sectors);
       const Bytes used(toc.begin(), toc.begin() + 10 * (3 + discs[i].tracks.size()));
@@ -186,7 +185,7 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
                                                   "Game (Disc 2).ccd", "Game (Disc 2).iso"}));
   for (int disc = 1; disc <= 2; ++disc) {
     const std::string name = out + "Game (Disc " + std::to_string(disc) + ")";
-    EXPECT_TRUE(ReadFileBytes(name + ".iso") == Extracted(fx.images[disc - 1])) << disc;
+    EXPECT_TRUE(ReadFileBytes(name + ".iso") == Extracted(fx.recipes[disc - 1].image)) << disc;
     // Disc 2's sheet lists its three tracks (A0, A1, A2 and them).
     const std::string ccd = test::ReadFileText(name + ".ccd");
     EXPECT_NE(ccd.find(disc == 1 ? "TocEntries=4\r\n" : "TocEntries=6\r\n"), std::string::npos);

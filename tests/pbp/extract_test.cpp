@@ -173,12 +173,6 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
                       (dir / "Game.TOC") + ".ebf-part\n");
   EXPECT_TRUE(std::filesystem::is_empty(temp));
   EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
-
-  // The conversion's layout: ISO.TOC beside the image.
-  EXPECT_EQ(
-      ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, noted, noted.cancel),
-      Outcome::Success());
-  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), tocFile);
 }
 
 // Damaged or odd index entries and block streams, each in a fresh package: what the

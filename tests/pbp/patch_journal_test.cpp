@@ -36,8 +36,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     PatchJournal journal(pkg, temp);
     File f(pkg, File::Mode::ReadWrite);
     ASSERT_EQ(journal.Begin(f, {{10, 20}, {950, 500}}), "");
-    EXPECT_TRUE(FileExists(pkg + ".undo"));
-    EXPECT_TRUE(FileExists(temp + "PATCH.UNDO"));
+    EXPECT_TRUE(FileExists(pkg + ".undo") && FileExists(temp + "PATCH.UNDO"));
     ASSERT_TRUE(f.Seek(10) && f.Write(Bytes(20, 0xAA)));
     ASSERT_TRUE(f.Seek(950) && f.Write(Bytes(110, 0xBB)));
     f.Close();
@@ -55,7 +54,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     journal.Finish();
   }
   Bytes patched = original;
-  std::copy_n(Bytes{1, 2, 3, 4}.begin(), 4, patched.begin());
+  patched[0] = 1, patched[1] = 2, patched[2] = 3, patched[3] = 4;
   EXPECT_EQ(ReadFileBytes(pkg), patched);
   EXPECT_TRUE(noJournal());
 
@@ -126,7 +125,7 @@ TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
   EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
   // Cut inside the header area of DATA.PSAR.
   WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.psar + 0x100)));
-  EXPECT_NE(CheckWrittenPackage(pkg), "");
+  EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
   // Not a package at all.
   WriteFileBytes(pkg, Bytes(4096, 'E'));
   EXPECT_EQ(CheckWrittenPackage(pkg),

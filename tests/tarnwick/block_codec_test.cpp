@@ -47,11 +47,10 @@ Bytes Stored(BlockEncoder& encoder, const Bytes& plain) {
   return out;
 }
 
+// A stored-mode stream of 37,637 bytes.
 Bytes StoredStream(const Bytes& plain) {
-  const uint8_t head[5] = {0x01, 0x00, 0x93, 0xFF, 0x6C};  // final, stored; LEN, NLEN
-  Bytes s(sizeof head + plain.size());
-  std::copy(head, head + sizeof head, s.begin());
-  std::copy(plain.begin(), plain.end(), s.begin() + sizeof head);
+  Bytes s = {0x01, 0x00, 0x93, 0xFF, 0x6C};  // final, stored; LEN, NLEN
+  s.insert(s.end(), plain.begin(), plain.end());
   return s;
 }
 
@@ -84,9 +83,8 @@ TEST(BlockEncoder, EveryBlockIsACompleteDeflateStreamAtEveryLevel) {
   // Level 0: every block a stored-mode stream, 37,637 bytes, inflatable.
   BlockEncoder store(0);
   for (const Bytes* plain : {&text, &noise}) {
-    Bytes out = Stored(store, *plain);
+    const Bytes out = Stored(store, *plain);
     EXPECT_EQ(out, StoredStream(*plain));
-    EXPECT_EQ(out.size(), 37637u);
     EXPECT_EQ(RawInflate(out), *plain);
   }
 }

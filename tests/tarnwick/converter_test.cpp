@@ -214,27 +214,6 @@ Bytes ThreeTrackToc() {
           0x10, 0, 0x00, 0x40, 0x10, 0x01, 0, 0x03, 0x10, 0x00, 0x01, 0, 0x10, 0x00, 0x01};
 }
 
-TEST_F(ConverterTest, IsoTocIsCopiedWithTheAudioTimesReadersTakeRight) {
-  const Bytes toc = ThreeTrackToc();
-  WriteFileBytes(dir_ / "ISO.TOC", toc);
-  WriteFileBytes(dir_ / "game.bin", GameImage());
-  ProcessResult r = Run({"Tracks", "SLPS00002", "5", dir_ / "game.bin"});
-  ASSERT_EQ(r.exitCode, 0) << r.output;
-  // In the package the track entries' bytes 3-5 are bytes 7-9 less two seconds (00:02:00
-  // -> 00:00:00, 00:40:10 -> 00:38:10, 10:00:01 -> 09:58:01); the lead entries stay.
-  Bytes expected = toc;
-  const uint8_t audio[3][3] = {{0x00, 0x00, 0x00}, {0x00, 0x38, 0x10}, {0x09, 0x58, 0x01}};
-  for (int t = 0; t < 3; ++t) std::copy(audio[t], audio[t] + 3, expected.begin() + 30 + 10 * t + 3);
-  expected.resize(1020, 0);
-  PackageBytes pkg(dir_ / "EBOOT.PBP");
-  EXPECT_EQ(Bytes(pkg.PsarAt(0x800), pkg.PsarAt(0xBFC)), expected);
-  EXPECT_EQ(ReadFileBytes(dir_ / "ISO.TOC"), toc);
-
-  WriteFileBytes(dir_ / "ISO.TOC", NoiseBytes(1021, 1));
-  fs::remove(dir_ / "EBOOT.PBP");
-  ExpectFailure(Run({"Tracks", "SLPS00002", "5", dir_ / "game.bin"}), "ISO.TOC is too large");
-}
-
 TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
   WriteFileBytes(dir_ / "empty.bin", {});
@@ -258,6 +237,9 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
       {{"T", "SLUS00001", "9", image, "SLUS00002", missing}, "Cannot read the image " + missing},
   };
   for (const auto& [args, said] : rows) ExpectFailure(Run(args), said);
+  WriteFileBytes(dir_ / "ISO.TOC", NoiseBytes(1021, 1));  // one byte more than the table
+  ExpectFailure(Run({"T", "SLUS00001", "9", image}), "ISO.TOC is too large");
+  fs::remove(dir_ / "ISO.TOC");
 
   // Started by hand without arguments, it says how a game on several discs is given.
   ProcessResult bare = Run({});
@@ -397,7 +379,15 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
   }
   const Bytes boot = NoiseBytes(999, 3);
   WriteFileBytes(dir_ / "BOOT.PNG", boot);
-  WriteFileBytes(dir_ / "ISO2.TOC", ThreeTrackToc());  // disc 2 has CD audio
+  // Discs 1 and 2 have CD audio; the tables beside the images are left as they are.
+  for (const char* name : {"ISO.TOC", "ISO2.TOC"}) WriteFileBytes(dir_ / name, ThreeTrackToc());
+  // In the package the track entries' bytes 3-5 are bytes 7-9 less two seconds (00:02:00
+  // -> 00:00:00, 00:40:10 -> 00:38:10, 10:00:01 -> 09:58:01); the lead entries stay.
+  Bytes packedToc = ThreeTrackToc();
+  const uint8_t audio[3][3] = {{0x00, 0x00, 0x00}, {0x00, 0x38, 0x10}, {0x09, 0x58, 0x01}};
+  for (int t = 0; t < 3; ++t)
+    std::copy(audio[t], audio[t] + 3, packedToc.begin() + 30 + 10 * t + 3);
+  packedToc.resize(1020, 0);
   for (int level : {0, 7}) {
     SCOPED_TRACE(level);
     ProcessResult r = Run({"Three Discs", "SLUS01234", std::to_string(level), dir_ / "disc1.bin",
@@ -453,8 +443,9 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
       ASSERT_EQ(reader.ReadSectors(0, sectors, back), "");
       expected.resize(uint64_t{sectors} * 2352, 0);
       EXPECT_TRUE(back == expected);
-      ASSERT_EQ(reader.tracks().size(), i == 1 ? 3u : 1u);
-      if (i == 1) {
+      ASSERT_EQ(reader.tracks().size(), i < 2 ? 3u : 1u);
+      if (i < 2) {
+        EXPECT_EQ(Bytes(pkg.PsarAt(s + 0x800), pkg.PsarAt(s + 0xBFC)), packedToc);
         EXPECT_TRUE(reader.tracks()[1].audio);
         EXPECT_EQ(reader.tracks()[1].start, (40 * 75 + 10) - 150);
         EXPECT_EQ(reader.tracks()[2].audioPosition, (9 * 60 + 58) * 75 + 1);
@@ -463,6 +454,7 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
       }
     }
     EXPECT_EQ(InflatingReader(dir_ / "EBOOT.PBP", 4).error(), "no disc 4 in the table");
+    EXPECT_EQ(ReadFileBytes(dir_ / "ISO.TOC"), ThreeTrackToc());
 
     const Bytes& all = pkg.bytes();
     ASSERT_LE(startDat + 0x50 + boot.size(), all.size());
