@@ -1,12 +1,13 @@
-// Packages of several discs wherever the program reads or edits a package: each disc taken
-// out by its number, the check of a new package, the header patches, the inspection and the
-// rebuild. Every disc is read back before and after by the tests' own reader, as the
-// emulators read such a package.
+// Packages of several discs wherever the program reads or edits a package: the disc table
+// that finds their sections, each disc taken out by its number, the check of a new package, the
+// header patches, the inspection and the rebuild. Every disc is read back before and after by the
+// tests' own reader, as the emulators read such a package.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <numeric>
 
 #include "common/files.h"
 #include "pbp/disc_table.h"
@@ -143,6 +144,89 @@ struct SetFixture {
     return b;
   }
 };
+
+// The disc table of the package at `path`.
+DiscTable ReadTable(const std::string& path) {
+  File file(path, File::Mode::Read);
+  EXPECT_TRUE(file);
+  return ReadDiscTable(file, LoadLe32(ReadFileBytes(path).data() + 36));
+}
+
+const std::vector<Disc> kThreeDiscs = {{"SCUS94163", 90}, {"SCUS94164", 300}, {"SCUS94165", 40}};
+
+TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
+  TempDir dir;
+  PackageRecipe r;
+  r.discId = "SLUS01234";
+  r.image = DiscImage(100, 1);
+  const test::PbpWritten one = test::WritePbp(dir / "one.pbp", r);
+  DiscTable table = ReadTable(dir / "one.pbp");
+  EXPECT_EQ(table.error, "");
+  EXPECT_FALSE(table.titled);
+  ASSERT_EQ(table.discs.size(), 1u);
+  EXPECT_EQ(table.discs[0].start, one.psar);
+  EXPECT_EQ(table.discs[0].discId, "SLUS01234");
+  EXPECT_EQ(table.discs[0].dataEnd,
+            one.psar + 0x100000 +
+                std::accumulate(one.blockLengths.begin(), one.blockLengths.end(), uint64_t{0}));
+  EXPECT_EQ(table.startData, one.startData);
+  EXPECT_EQ(table.sharedId, "");
+
+  SetFixture fx(kThreeDiscs);
+  const test::DiscSetWritten& set = fx.written;
+  table = ReadTable(fx.pbp);
+  EXPECT_EQ(table.error, "");
+  EXPECT_TRUE(table.titled);
+  EXPECT_EQ(table.sharedId, "SCUS94163");
+  ASSERT_EQ(table.discs.size(), 3u);
+  const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(table.discs[i].start, set.sections[i]) << i;
+    EXPECT_EQ(table.discs[i].discId, ids[i]);
+    EXPECT_LE(table.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
+    EXPECT_GT(table.discs[i].dataEnd, set.sections[i] + 0x100000);
+  }
+  EXPECT_EQ(table.startData, set.startData);
+}
+
+TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
+  SetFixture fx(kThreeDiscs);
+  const test::DiscSetWritten& set = fx.written;
+  const Bytes good = ReadFileBytes(fx.pbp);
+  const uint64_t table = set.psar + 0x200;
+  auto refused = [&](const std::function<void(Bytes&)>& damage) {
+    Bytes bad = good;
+    damage(bad);
+    WriteFileBytes(fx.dir / "bad.pbp", bad);
+    return ReadTable(fx.dir / "bad.pbp").error;
+  };
+  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[table + 4 * i], value); };
+
+  EXPECT_EQ(refused([&](Bytes& b) {
+              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[table]));
+            }),
+            "The disc table lists 6 discs; a package holds at most 5");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0x100); }),
+            "The section of disc 1 overlaps the title header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
+            "The section of disc 2 lies past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[table]) + 0x400); }),
+            "The section of disc 2 has no PSISOIMG0000 header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[table + 4])); }),
+            "The sections of disc 2 and disc 3 overlap");
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[table], 0x44475000); }),
+            "The disc table is encrypted (an official package); it cannot be read");
+  EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
+            "DATA.PSAR starts with neither a disc section nor a title header");
+  // An index entry of disc 3 pointing far past the file, and a file cut inside disc 3.
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[set.sections[2] + 0x4000 + 32], 0x7FFFFFFF); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.sections[2] + 0x100000 + 100); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
+            "The title header is cut short");
+}
 
 TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
