@@ -25,8 +25,7 @@
 namespace ebf {
 namespace {
 
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 using Job = test::EngineJob;
 
 // The PAL screen-height pattern, and what the fix makes of it: both additions of 0x13 and

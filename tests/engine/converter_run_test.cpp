@@ -12,9 +12,7 @@
 namespace ebf {
 namespace {
 
-using test::FakeMode;
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 
 // The fake converter installed in a program folder, run from a work folder of its own.
 struct Staged {

@@ -26,8 +26,7 @@
 namespace ebf {
 namespace {
 
-using test::DiscSet;
-using test::TempDir;
+using namespace test;
 using Job = test::EngineJob;
 
 const char* const kThreeTracks = "1 data 0, 2 audio 300, 3 audio 675";

@@ -10,8 +10,7 @@
 namespace ebf {
 namespace {
 
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 
 TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
   TempDir dir;

@@ -16,8 +16,7 @@
 namespace ebf {
 namespace {
 
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 
 struct Fixture {
   TempDir prog, work;

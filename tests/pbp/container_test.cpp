@@ -12,11 +12,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 Bytes Slice(const Bytes& b, std::size_t from, std::size_t n) {
   return Bytes(b.begin() + from, b.begin() + from + n);

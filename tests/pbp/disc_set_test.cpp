@@ -28,13 +28,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::InflatingReader;
-using test::NoiseBytes;
-using test::PackageRecipe;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 constexpr uint64_t kSector = 2352;
 constexpr uint64_t kBlock = 16 * kSector;

@@ -20,12 +20,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::PackageRecipe;
-using test::PbpWritten;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 // 737 raw sectors: a game disc's file system and a short audio track; 46 whole blocks and
 // one partial block.
@@ -86,8 +81,9 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
     if (holes) recipe.holeBeforeBlock = {0, 5, 46};
     recipe.paddingBlock = padding;
     PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
-    if (level == 9)
+    if (level == 9) {
       ASSERT_TRUE(w.compressedBlocks > 20u && w.compressedBlocks < w.blockLengths.size());
+    }
 
     RunRecorder host;
     const std::string out = dir / "out.bin";

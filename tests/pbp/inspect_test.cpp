@@ -17,12 +17,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::PackageRecipe;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   TempDir dir;

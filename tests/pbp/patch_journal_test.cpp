@@ -12,10 +12,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::ReadFileBytes;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
   File f(path, File::Mode::ReadWrite);

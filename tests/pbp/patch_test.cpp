@@ -19,12 +19,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::PackageRecipe;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 // A package on disk, inspected into Temp, and a job with new assets in `assets/`.
 struct Fixture {
