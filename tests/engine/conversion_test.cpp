@@ -35,7 +35,7 @@ const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 
 // The pattern twice in the game's code, once at an odd offset.
 Bytes PalCode() {
-  Bytes exe = test::NoiseBytes(8192, 3);
+  Bytes exe = NoiseBytes(8192, 3);
   for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
   return exe;
 }
@@ -47,22 +47,21 @@ constexpr std::size_t kPalAt[2] = {50417, 55024};
 
 // The image as built, with the patterns there.
 Bytes PalImage() {
-  const Bytes image =
-      test::BuildDiscImage(test::GameDisc("SLES_012.34", PalCode()), test::SectorLayout::Mode2Raw);
+  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", PalCode()), SectorLayout::Mode2Raw);
   for (std::size_t at : kPalAt)
     EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), kPattern) << at;
   return image;
 }
 
 TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
-  const Bytes user = test::BuildIsoSectors(test::GameDisc("SCES_003.44"));
+  const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
   {
     Job r;
     r.settings.addIsoPadding = true;
     r.Input("game.iso", user);
     ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
-    const Bytes back = test::ReadPackage(r.Out("EBOOT.PBP")).disc;
+    const Bytes back = ReadPackage(r.Out("EBOOT.PBP")).disc;
     ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
     for (std::size_t s = 0; s < user.size() / 2048; ++s)
       ASSERT_TRUE(std::equal(user.begin() + static_cast<long>(s * 2048),
@@ -72,12 +71,11 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   }
   for (const char* name : {"game.img", "game.mdf"}) {
     Job r;
-    r.Input(name, test::EncodeSectors(user, test::SectorLayout::Raw2448));
+    r.Input(name, EncodeSectors(user, SectorLayout::Raw2448));
     r.job.level = 0;
     ASSERT_EQ(r.Go(), Outcome::Success()) << name;
     r.ExpectCleanedUp();
-    EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc ==
-                test::EncodeSectors(user, test::SectorLayout::Mode2Raw))
+    EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == EncodeSectors(user, SectorLayout::Mode2Raw))
         << name;
   }
 }
@@ -87,9 +85,9 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
 // package will not start in emulators, and --against finds it is not the disc.
 TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
   Job r;
-  test::IsoOptions disc = test::GameDisc("SCES_003.44");
+  IsoOptions disc = GameDisc("SCES_003.44");
   disc.minSectors = 1731;
-  r.Input("game.iso", test::BuildIsoSectors(disc));
+  r.Input("game.iso", BuildIsoSectors(disc));
   const ConversionResult result = r.Run();
   ASSERT_EQ(result.outcome, Outcome::Success());
   const std::string warning =
@@ -97,7 +95,7 @@ TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
       "headers: the package will not start in emulators.";
   EXPECT_EQ(result.warnings, std::vector<std::string>{warning});
   EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), warning + "\r\n"), 1);
-  const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+  const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
   const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
   EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
 
@@ -125,7 +123,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   // clang-format on
   for (const auto& [mode, message] : modes) {
     Job r(9, true);
-    test::FakeMode fake(mode);
+    FakeMode fake(mode);
     r.Input("game.bin", image);
     r.job.palFixScreen = true;
     if (std::string(mode) == "slow")
@@ -134,7 +132,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       };
     // The user's older package in the folder stays as it was whatever the run does.
     std::filesystem::create_directories(r.work / "out");
-    test::WriteFileText(r.Out("EBOOT.PBP"), "an older package");
+    WriteFileText(r.Out("EBOOT.PBP"), "an older package");
     if (message == notAPackage)
       EXPECT_EQ(r.Go(), Outcome::Failed("The new package " + r.Out("EBOOT.PBP.part") +
                                         " is not whole: it has no PBP header."))
@@ -143,8 +141,8 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
       EXPECT_EQ(r.Go(), Outcome::Cancelled()) << mode;
     else
       EXPECT_EQ(r.Go(), Outcome::Failed(message)) << mode;
-    EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image) << mode;
-    EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
+    EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image) << mode;
+    EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
     r.ExpectCleanedUp();  // no EBOOT.PBP.part
     EXPECT_FALSE(r.host.cancel.Requested());
   }
@@ -155,17 +153,17 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   const ConversionResult result = r.Run();
   ASSERT_EQ(result.outcome, Outcome::Success());
   EXPECT_EQ(result.palPatches, 2u);
-  EXPECT_EQ(test::ReadFileBytes(r.work / "game.bin"), image);
+  EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
   Bytes fixed = image;
   for (std::size_t at : kPalAt) std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
-  EXPECT_TRUE(test::ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
+  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
 }
 
 // A pattern that begins in one block and ends in the next is found across the head that lies
 // between them in the package, and written in two pieces around it; the user's image stays.
 TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   Job r;
-  const Bytes image = test::NoiseBytes(40 * 2352, 9);
+  const Bytes image = NoiseBytes(40 * 2352, 9);
   Bytes patterned = image, expected = image;
   for (long at : {37632 - 3, 60001}) {
     std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
@@ -177,9 +175,9 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   const ConversionResult result = r.Run();
   ASSERT_EQ(result.outcome, Outcome::Success());
   EXPECT_EQ(result.palPatches, 2u);
-  EXPECT_TRUE(test::ReadFileBytes(r.work / "noise.bin") == patterned);
+  EXPECT_TRUE(ReadFileBytes(r.work / "noise.bin") == patterned);
   // Read back as the emulators inflate it: a head written over would break the stream.
-  test::InflatingReader reader(r.Out("EBOOT.PBP"));
+  InflatingReader reader(r.Out("EBOOT.PBP"));
   Bytes back;
   ASSERT_EQ(reader.ReadSectors(0, 40, back), "");
   EXPECT_TRUE(back == expected);
@@ -189,12 +187,12 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
   using Change = std::function<void(Job&)>;
   const std::pair<Change, Outcome> rows[] = {
       {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
-       Outcome::Failed(test::ConverterMissingMessage())},
+       Outcome::Failed(ConverterMissingMessage())},
       // A shipped default that has gone.
       {[](Job& r) {
          std::filesystem::remove(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
        },
-       Outcome::Failed(test::MissingFilesMessage())},
+       Outcome::Failed(MissingFilesMessage())},
       {[](Job& r) {
          r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
        },
@@ -219,7 +217,7 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   r.job.confirm = true;
   r.Input("g.bin", Bytes(2352 * 20, 0));
   std::filesystem::create_directories(r.work / "out");
-  test::WriteFileText(r.Out("EBOOT.PBP"), "old");
+  WriteFileText(r.Out("EBOOT.PBP"), "old");
   // The user's ICON0 already sits in the output folder: no question for it, and it stays.
   std::filesystem::copy_file(r.progFolder + "PSXCust" + kSep + "Default" + kSep + "ICON0.PNG",
                              r.Out("ICON0.PNG"));
@@ -228,7 +226,7 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   EXPECT_EQ(r.Go(), Outcome::Declined());  // nothing more to say
   ASSERT_EQ(r.host.questions.size(), 1u);
   EXPECT_NE(r.host.questions[0].text.find("EBOOT.PBP"), std::string::npos);
-  EXPECT_EQ(test::ReadFileText(r.Out("EBOOT.PBP")), "old");
+  EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "old");
 
   r.host.answers = {true};
   EXPECT_EQ(r.Go(), Outcome::Success());
@@ -239,20 +237,18 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
 // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
 TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   Job first(0);
-  const Bytes one =
-      test::BuildDiscImage(test::GameDisc("SLUS_009.06"), test::SectorLayout::Mode2Raw);
-  test::IsoOptions second = test::GameDisc("SLUS_009.07", test::NoiseBytes(30000, 9));
+  const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
+  IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
   second.minSectors = 300;
-  Bytes two = test::BuildDiscImage(second, test::SectorLayout::Mode2Raw);
+  Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
   ASSERT_EQ(two.size(), 300u * 2352);
-  const Bytes audio = test::AudioSectors(250, 4);
+  const Bytes audio = AudioSectors(250, 4);
   two.insert(two.end(), audio.begin(), audio.end());
-  test::WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
-  test::WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
-  test::WriteFileText(
-      first.work / "Quest (Disc 2).cue",
-      "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
-      " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
+  WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
+  WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
+  WriteFileText(first.work / "Quest (Disc 2).cue",
+                "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+                " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
   first.job.input = first.work / "Quest (Disc 1).bin";
   first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
   ASSERT_EQ(first.Go(), Outcome::Success());
@@ -262,7 +258,7 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
             "");
   // The inspection's parts stay in Temp, but for the START.DAT a run removes.
-  re.tempBefore = test::Entries(re.progFolder + "Temp");
+  re.tempBefore = Entries(re.progFolder + "Temp");
   re.tempBefore.erase("START.DAT");
   re.job.input = first.Out("EBOOT.PBP");
   re.job.packageInspected = true;
@@ -271,12 +267,12 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
 
   const std::string eboot = re.Out("EBOOT.PBP");
-  const Bytes package = test::ReadFileBytes(eboot);
+  const Bytes package = ReadFileBytes(eboot);
   // Disc 1 carries the package's ID (the job's), disc 2 the one read from it.
   for (auto [number, disc, id] : {std::tuple{1, &one, "SLUS_01234"}, {2, &two, "SLUS_00907"}}) {
-    test::InflatingReader reader(eboot, number);
+    InflatingReader reader(eboot, number);
     EXPECT_EQ(reader.discCount(), 2);
-    EXPECT_TRUE(test::ReadPackage(eboot, number).disc == *disc) << number;
+    EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
     // Each section's header has its disc's ID at +0x400.
     const uint64_t at = reader.sectionStart() + 0x400;
     ASSERT_LT(at + 11, package.size());
@@ -285,7 +281,7 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
               std::string("_") + id)
         << number;
   }
-  EXPECT_EQ(test::ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
+  EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
 // What a killed run leaves is put right at the next start (the command line's recovery test

@@ -20,12 +20,12 @@ struct Staged {
   std::string progFolder, outFolder;
   AssetPaths assets;
   Staged() {
-    progFolder = test::MakeFakeProgramFolder(prog);
+    progFolder = MakeFakeProgramFolder(prog);
     outFolder = out.folder();
     const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
     assets = {def + "ICON0.PNG", def + "ICON1.PMF", def + "PIC0.PNG",
               def + "PIC1.PNG",  def + "SND0.AT3",  def + "Gameboot.png"};
-    test::WriteFileBytes(out / "game.bin", test::NoiseBytes(2352 * 10, 9));
+    WriteFileBytes(out / "game.bin", NoiseBytes(2352 * 10, 9));
   }
   ConverterRunOptions Options(int level = 9) const {
     ConverterRunOptions o;
@@ -108,7 +108,7 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   // However quickly it ran, the last figure is what was written.
   EXPECT_EQ(host.amounts.back().first, FileSize(s.out / "EBOOT.PBP").value_or(1));
   // The converter ran in the work folder and got the title whole.
-  const std::string args = test::ReadFileText(s.work / "fake_args.txt");
+  const std::string args = ReadFileText(s.work / "fake_args.txt");
   EXPECT_NE(args.find("\n--\nMy Game\nSLUS00594\n9\n" + (s.out / "game.bin") + "\n"),
             std::string::npos)
       << args;
@@ -124,7 +124,7 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
   FakeMode mode("slow");
   // At the first poll, and after the size has been looked at three times (every fifth poll).
   for (int cancelAt : {1, 4}) {
-    test::WriteFileText(s.out / "EBOOT.PBP", "an older package");
+    WriteFileText(s.out / "EBOOT.PBP", "an older package");
     RunRecorder host;
     host.onAdvance = [&host, cancelAt](int n) {
       if (n == cancelAt) host.cancel.Request();

@@ -39,24 +39,24 @@ TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
   for (const char* gap : {"00:02:00", "00:03:00"}) {
     SCOPED_TRACE(gap);
     Job r(9);
-    const DiscSet set = test::WriteRedumpSet(r.work.MakeDir("in"));
-    test::WriteFileText(
-        set.input, ReplaceAll(test::ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
-                              std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
+    const DiscSet set = WriteRedumpSet(r.work.MakeDir("in"));
+    WriteFileText(set.input,
+                  ReplaceAll(ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
+                             std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
     std::vector<Bytes> before;
-    for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
+    for (const std::string& f : set.files) before.push_back(ReadFileBytes(f));
     r.job.input = set.input;
     ASSERT_EQ(r.Go(), Outcome::Success());
     r.ExpectCleanedUp();
     for (std::size_t i = 0; i < set.files.size(); ++i)
-      EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
+      EXPECT_TRUE(ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
     const auto& stages = r.host.stages;
     for (const char* step :
          {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
       EXPECT_EQ(std::count(stages.begin(), stages.end(), step), step[0] == 'J' ? 1 : 0)
           << testing::PrintToString(stages);
 
-    const test::ReadBack back = test::ReadPackage(r.Out("EBOOT.PBP"));
+    const ReadBack back = ReadPackage(r.Out("EBOOT.PBP"));
     EXPECT_EQ(back.sectors, set.disc.size() / 2352);
     EXPECT_EQ(back.tracks, kThreeTracks);
     EXPECT_TRUE(back.disc == set.disc);
@@ -76,7 +76,7 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
       "  TRACK 03 AUDIO\n    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n";
   const std::pair<std::string, std::string> cases[] = {
-      {test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin", "Gone.bin"}),
+      {RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin", "Gone.bin"}),
        "The BIN file could not be found!!!\r\n(Gone.bin, named by game.cue)"},
       {ReplaceAll(one, "TRACK 02 AUDIO", "TRACK 02 CDG"),
        "Track 02 of game.cue is CDG, which cannot be converted: the converter takes 2,352-byte "
@@ -88,15 +88,15 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
     for (const auto& [sheet, message] : cases) {
       SCOPED_TRACE(message);
       Job r(level);
-      test::WriteRedumpSet(r.work.path());
-      const DiscSet set = test::WriteOneFileSheet(r.work.path());
-      const Bytes image = test::ReadFileBytes(set.files[0]);
-      test::WriteFileText(r.work / "game.cue", sheet);
+      WriteRedumpSet(r.work.path());
+      const DiscSet set = WriteOneFileSheet(r.work.path());
+      const Bytes image = ReadFileBytes(set.files[0]);
+      WriteFileText(r.work / "game.cue", sheet);
       r.job.input = r.work / "game.cue";
       EXPECT_EQ(r.Go(), Outcome::Failed(message));
       r.ExpectCleanedUp();
-      EXPECT_TRUE(test::Entries(r.work / "out").empty());
-      EXPECT_TRUE(test::ReadFileBytes(set.files[0]) == image);
+      EXPECT_TRUE(Entries(r.work / "out").empty());
+      EXPECT_TRUE(ReadFileBytes(set.files[0]) == image);
     }
   }
 }
@@ -105,12 +105,12 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
 // (a cancel of it is the packed images' test).
 TEST(DiscLayouts, JoiningStopsCleanlyOnAFileThatGoesAway) {
   TempDir dir;
-  const DiscSet set = test::WriteRedumpSet(dir.path());
+  const DiscSet set = WriteRedumpSet(dir.path());
   const std::string temp = dir / "TempBIN.bin";
   DiscOpenResult disc = OpenDiscImage(set.input);
   ASSERT_TRUE(disc.disc) << disc.message;
   DeleteFileIfExists(set.files[2]);
-  test::RunRecorder host;
+  RunRecorder host;
   EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", host, host.cancel),
             Outcome::Failed("Cannot read " + set.files[2] + ": No such file or directory"));
   EXPECT_FALSE(FileExists(temp));
@@ -129,29 +129,29 @@ std::string Sha1(const Bytes& bytes) {
 // One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
 // starts (the track files taken back out are the Redump files), and the Redump sheet.
 TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
-  using L = test::SameDiscLayout;
+  using L = SameDiscLayout;
   // clang-format off
   const char* names[] = {"one-file sheet", "Redump set", "PREGAP sheet", "IMG+CCD", "CCD of a BIN",
                          "ISO with a CCD", "MDF+MDS", "CHD of the Redump set",
                          "CHD of the PREGAP sheet", "ECM Redump set"};
   // clang-format on
   TempDir redump;
-  const DiscSet reference = test::WriteSameDisc(L::RedumpSet, redump.path());
+  const DiscSet reference = WriteSameDisc(L::RedumpSet, redump.path());
   std::string dat = "<datafile><game name=\"Game (USA)\">";
   for (int i = 0; i < 3; ++i)
     dat += "<rom name=\"" + FileNameOf(reference.files[i]) + "\" sha1=\"" +
-           Sha1(test::ReadFileBytes(reference.files[i])) + "\"/>";
-  test::WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
+           Sha1(ReadFileBytes(reference.files[i])) + "\"/>";
+  WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
 
   Bytes first;
   for (int i = 0; i <= static_cast<int>(L::EcmRedumpSet); ++i) {
     const L layout = static_cast<L>(i);
     SCOPED_TRACE(names[i]);
     Job r(9);
-    const DiscSet set = test::WriteSameDisc(layout, r.work.MakeDir("in"));
+    const DiscSet set = WriteSameDisc(layout, r.work.MakeDir("in"));
     r.job.input = set.input;
     ASSERT_EQ(r.Go(), Outcome::Success());
-    const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+    const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
     const Bytes psar(pbp.begin() + LoadLe32(&pbp[36]), pbp.end());
     std::cout << "DATA.PSAR SHA-1 " << Sha1(psar) << "  " << names[i] << "\n";
     if (first.empty()) first = psar;
@@ -161,12 +161,12 @@ TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
                                  pbp::TrackFiles::Split, r.host, r.host.cancel),
               Outcome::Success());
     for (int t = 0; t < 3; ++t)
-      EXPECT_TRUE(test::ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[t]))) ==
-                  test::ReadFileBytes(reference.files[t]))
+      EXPECT_TRUE(ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[t]))) ==
+                  ReadFileBytes(reference.files[t]))
           << t;
-    EXPECT_EQ(test::ReadFileText(r.work / "back/Game (USA).cue"),
-              test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
-                                 "Game (USA) (Track 3).bin"}));
+    EXPECT_EQ(ReadFileText(r.work / "back/Game (USA).cue"),
+              RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                           "Game (USA) (Track 3).bin"}));
     if (layout == L::CloneCd) {
       VerifyOptions options;
       options.dat = redump / "redump.dat";

@@ -23,7 +23,7 @@ struct Fixture {
   JobInput in;
   Settings settings;
   Fixture() {
-    test::WriteFileText(work / "game.bin", "x");
+    WriteFileText(work / "game.bin", "x");
     in.input = work / "game.bin";
     in.output = work / "out";
     in.title = "Game";
@@ -37,8 +37,7 @@ struct Fixture {
   }
   // A game disc image in the work folder, with `exe` as its boot file.
   std::string Disc(const std::string& name, const std::string& exe) {
-    test::WriteFileBytes(work / name,
-                         test::BuildDiscImage(test::GameDisc(exe), test::SectorLayout::Mode2Raw));
+    WriteFileBytes(work / name, BuildDiscImage(GameDisc(exe), SectorLayout::Mode2Raw));
     return work / name;
   }
 };
@@ -93,7 +92,7 @@ TEST(PlanConversion, OutputFolderRules) {
   f.in.gameId = "slus00594";
   EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
   // A package is patched in place: the output folder is not looked at.
-  test::WriteFileText(f.work / "EBOOT.pbp", "x");
+  WriteFileText(f.work / "EBOOT.pbp", "x");
   f.in.input = f.work / "EBOOT.pbp";
   f.in.output = "";
   Planned patch = f.Run(host);
@@ -108,7 +107,7 @@ TEST(PlanConversion, OutputFolderRules) {
             Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
   // A folder that cannot be created.
   Fixture g;
-  test::WriteFileText(g.work / "file", "x");
+  WriteFileText(g.work / "file", "x");
   g.in.output = g.work / "file/sub/leaf";
   EXPECT_EQ(g.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
 }
@@ -140,7 +139,7 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.asked + row.region);
     Fixture f;
-    test::WriteFileText(f.work / row.input, "x");
+    WriteFileText(f.work / row.input, "x");
     f.in.input = f.work / row.input;
     f.in.region = row.region;
     f.in.palFixScreen = row.screen;
@@ -159,9 +158,9 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
 
 TEST(PlanConversion, ThePlanStandsAlone) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   const std::string icon = f.work / "icon.png";
-  test::WriteFileText(icon, "png");
+  WriteFileText(icon, "png");
   f.in.assets[kSlotIcon0] = {true, icon};
   f.in.assets[kSlotSnd0] = {false, ""};
   f.in.level = 3;
@@ -197,7 +196,7 @@ TEST(PlanConversion, ThePlanStandsAlone) {
 
 TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   // A disc in the game list: the command line gives only the input, the rest is found.
   JobInput cli;
   cli.input = f.Disc("Metal Gear.bin", "SLUS_005.94");
@@ -221,7 +220,7 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
             std::tuple("Mine", "SLUS00594", WithTrailingSep(f.work / "elsewhere")));
   // A sheet that names no file is refused with the resolver's words; the title is kept for
   // a batch's summary.
-  test::WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
+  WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
   cli.input = f.work / "broken.cue";
   cli.title.reset();
   p = f.Plan(cli, host);
@@ -233,13 +232,13 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
 
 TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   JobInput cli;
   cli.input = f.Disc("Spy Story (Disc 1).bin", "SLUS_005.94");
   cli.laterDiscs = {f.Disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
                     f.Disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
   // A sheet naming the image: the disc is read through it, ID and all.
-  test::WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
+  WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
   cli.laterDiscs[1] = f.work / "third.cue";
   cli.resolve = true;
   cli.output = f.work / "out";
@@ -269,15 +268,15 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
   const std::string one = cli.input;
-  test::WriteFileText(f.work / "notes.txt", "my notes");
-  test::WriteFileText(f.work / "game.mds", "descriptor");
-  test::WriteFileText(f.work / "EBOOT.PBP", "x");
-  test::WriteFileText(f.work / "one.cue",
-                      "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                      " INDEX 01 00:00:00\n");
-  Bytes ecm = test::EncodeEcm(test::ReadFileBytes(two));
+  WriteFileText(f.work / "notes.txt", "my notes");
+  WriteFileText(f.work / "game.mds", "descriptor");
+  WriteFileText(f.work / "EBOOT.PBP", "x");
+  WriteFileText(f.work / "one.cue",
+                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                " INDEX 01 00:00:00\n");
+  Bytes ecm = EncodeEcm(ReadFileBytes(two));
   ecm.resize(ecm.size() / 2);
-  test::WriteFileBytes(f.work / "cut.bin.ecm", ecm);
+  WriteFileBytes(f.work / "cut.bin.ecm", ecm);
   auto disc2 = [](const std::string& path, const std::string& why) {
     return Outcome::Failed("Disc 2 (" + path + "): " + why);
   };
@@ -308,7 +307,7 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
 
 TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
   struct Row {

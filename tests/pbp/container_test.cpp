@@ -150,7 +150,7 @@ std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
 }
 
 TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
-  Bytes sfo = test::NoiseBytes(kSfoMinPatchSize, 11);
+  Bytes sfo = NoiseBytes(kSfoMinPatchSize, 11);
   const Bytes before = sfo;
   ASSERT_EQ(PatchSfo(sfo, "Example Title", "SLUS00594"), "");
   ASSERT_EQ(sfo.size(), before.size());

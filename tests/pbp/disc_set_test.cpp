@@ -76,7 +76,7 @@ struct SetFixture {
   std::string program = dir.folder();
   std::string temp = dir.folder() + "Temp/";
   std::vector<PackageRecipe> recipes;
-  test::DiscSetWritten written;
+  DiscSetWritten written;
   RunRecorder host;
 
   explicit SetFixture(const std::vector<Disc>& discs, int level = 9) {
@@ -86,7 +86,7 @@ struct SetFixture {
       r.discId = discs[i].id;
       r.saveName = "Old Save";
       r.image = DiscImage(discs[i].sectors, static_cast<uint32_t>(i + 1));
-      r.toc = test::MakeToc(discs[i].tracks, discs[i].sectors);
+      r.toc = MakeToc(discs[i].tracks, discs[i].sectors);
       r.paddingBlock = true;
       r.level = level;
       if (i == 0) {
@@ -99,7 +99,7 @@ struct SetFixture {
       }
       recipes.push_back(r);
     }
-    written = test::WriteDiscSetPbp(pbp, recipes);
+    written = WriteDiscSetPbp(pbp, recipes);
   }
   PackageUpdate Update(const EbootJob& job) {
     return UpdateEboot(pbp, temp, program, job, host, host, host.cancel);
@@ -153,7 +153,7 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   PackageRecipe r;
   r.discId = "SLUS01234";
   r.image = DiscImage(100, 1);
-  const test::PbpWritten one = test::WritePbp(dir / "one.pbp", r);
+  const PbpWritten one = WritePbp(dir / "one.pbp", r);
   DiscTable table = ReadTable(dir / "one.pbp");
   EXPECT_EQ(table.error, "");
   EXPECT_FALSE(table.titled);
@@ -167,7 +167,7 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   EXPECT_EQ(table.sharedId, "");
 
   SetFixture fx(kThreeDiscs);
-  const test::DiscSetWritten& set = fx.written;
+  const DiscSetWritten& set = fx.written;
   table = ReadTable(fx.pbp);
   EXPECT_EQ(table.error, "");
   EXPECT_TRUE(table.titled);
@@ -185,7 +185,7 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
 
 TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
   SetFixture fx(kThreeDiscs);
-  const test::DiscSetWritten& set = fx.written;
+  const DiscSetWritten& set = fx.written;
   const Bytes good = ReadFileBytes(fx.pbp);
   const uint64_t table = set.psar + 0x200;
   auto refused = [&](const std::function<void(Bytes&)>& damage) {
@@ -236,7 +236,7 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
       ASSERT_EQ(fx.Extract(out, false, kTocFile, disc), Outcome::Success());
       EXPECT_TRUE(ReadFileBytes(out) == Extracted(fx.recipes[i].image));
       // Its own table: the lead entries and its tracks.
-      const test::TestTocArea toc = test::MakeToc(discs[i].tracks, discs[i].sectors);
+      const TestTocArea toc = MakeToc(discs[i].tracks, discs[i].sectors);
       const Bytes used(toc.begin(), toc.begin() + 10 * (3 + discs[i].tracks.size()));
       EXPECT_EQ(ReadFileBytes(fx.dir / ("disc" + std::to_string(disc) + ".TOC")), used);
       // The conversion's names: ISO.TOC, then ISO2.TOC ...
@@ -265,7 +265,7 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
     const std::string name = out + "Game (Disc " + std::to_string(disc) + ")";
     EXPECT_TRUE(ReadFileBytes(name + ".iso") == Extracted(fx.recipes[disc - 1].image)) << disc;
     // Disc 2's sheet lists its three tracks (A0, A1, A2 and them).
-    const std::string ccd = test::ReadFileText(name + ".ccd");
+    const std::string ccd = ReadFileText(name + ".ccd");
     EXPECT_NE(ccd.find(disc == 1 ? "TocEntries=4\r\n" : "TocEntries=6\r\n"), std::string::npos);
   }
 
@@ -283,7 +283,7 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
                 sectors)
         << t;
   }
-  EXPECT_EQ(test::ReadFileText(split + "Set (Disc 2).cue"),
+  EXPECT_EQ(ReadFileText(split + "Set (Disc 2).cue"),
             "FILE \"Set (Disc 2) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
             "    INDEX 01 00:00:00\r\n"
             "FILE \"Set (Disc 2) (Track 2).bin\" BINARY\r\n  TRACK 02 AUDIO\r\n"
@@ -294,7 +294,7 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
   // A package of one disc is written under the name as given; it has no disc 2.
   PackageRecipe one;
   one.image = DiscImage(20, 9);
-  test::WritePbp(fx.dir / "one.pbp", one);
+  WritePbp(fx.dir / "one.pbp", one);
   const std::string single = fx.dir.MakeDir("single") + "/";
   ASSERT_EQ(
       ExtractEveryDisc(fx.dir / "one.pbp", single + "Game.iso", kTocNone, fx.host, fx.host.cancel),
@@ -336,7 +336,7 @@ TEST(DiscSet, DamagedTablesAreRefusedInTheirOwnWordsEverywhere) {
       {[&](Bytes& b) { StoreLe32(&b[table + 4], LoadLe32(&b[table])); },
        "the sections of disc 1 and disc 2 overlap"},
   };
-  const EbootJob job = test::NewAssetsJob(fx.dir.MakeDir("assets"));
+  const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
   for (const auto& [damage, what] : damages) {
     SCOPED_TRACE(what);
     Bytes bad = good;
@@ -465,7 +465,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       SCOPED_TRACE("a new package takes the job's name and ID and keeps every disc's TOC");
       SetFixture fx(discs);
       const Bytes before = ReadFileBytes(fx.pbp);
-      EbootJob job = test::NewAssetsJob(fx.dir.MakeDir("assets"));
+      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       // A table in the job (the sheet of disc 1): a package of several discs keeps its own.
       TocArea toc{};
       toc.fill(0x77);
@@ -496,7 +496,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), startDat);
 
       // The new assets take exactly the old ones' room: the patch goes in place.
-      const EbootJob job = test::NewAssetsJob(fx.dir.MakeDir("assets"));
+      const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       const PackageUpdate done = fx.Update(job);
       ASSERT_EQ(done.outcome, Outcome::Success());
       EXPECT_EQ(done.rebuiltTo, "");
@@ -518,7 +518,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       SetFixture fx(discs);
       const Bytes source = ReadFileBytes(fx.pbp);
       ASSERT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, "");
-      EbootJob job = test::NewAssetsJob(fx.dir.MakeDir("assets"));
+      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       job.pic1 = fx.dir / "assets/big.png";
       WriteFileBytes(job.pic1, NoiseBytes(1001, 14));  // one byte more than the room
       const std::string dest = fx.dir / "NEW.PBP";

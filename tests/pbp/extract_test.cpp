@@ -25,10 +25,10 @@ using namespace test;
 // 737 raw sectors: a game disc's file system and a short audio track; 46 whole blocks and
 // one partial block.
 Bytes SampleImage() {
-  auto iso = test::GameDisc("SLUS_012.34");
+  auto iso = GameDisc("SLUS_012.34");
   iso.minSectors = 700;
-  Bytes image = test::BuildDiscImage(iso, test::SectorLayout::Mode2Raw);
-  Bytes audio = test::AudioSectors(37, 5);
+  Bytes image = BuildDiscImage(iso, SectorLayout::Mode2Raw);
+  Bytes audio = AudioSectors(37, 5);
   image.insert(image.end(), audio.begin(), audio.end());
   return image;
 }
@@ -80,7 +80,7 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
     recipe.storeBlock = [](uint64_t i) { return i % 7 == 3; };
     if (holes) recipe.holeBeforeBlock = {0, 5, 46};
     recipe.paddingBlock = padding;
-    PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
+    PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
     if (level == 9) {
       ASSERT_TRUE(w.compressedBlocks > 20u && w.compressedBlocks < w.blockLengths.size());
     }
@@ -102,17 +102,17 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.image = SampleImage();
-  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  WritePbp(dir / "EBOOT.PBP", recipe);
   const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
   const std::string out = dir / "Game.iso";
   EXPECT_EQ(CcdOverwriteQuestion(out), "");
-  test::WriteFileText(dir / "Game.ccd", "old");
+  WriteFileText(dir / "Game.ccd", "old");
   EXPECT_EQ(CcdOverwriteQuestion(out),
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
-  test::WriteFileText(dir / "Game.TOC", "old toc");
+  WriteFileText(dir / "Game.TOC", "old toc");
 
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
@@ -124,8 +124,8 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   ASSERT_EQ(host.amounts.size(), 1u);
   EXPECT_EQ(host.amounts[0], std::make_pair(uint64_t{31}, uint64_t{47}));
   EXPECT_TRUE(host.completed.empty());
-  EXPECT_EQ(test::ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), "old");
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), "old");
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // The CCD cannot take its name (a folder has it): the extraction fails before anything is
@@ -137,7 +137,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
             Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
                             "\": a folder of that name is in the way."));
   EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
+  EXPECT_EQ(ReadFileText(dir / "Game.TOC"), "old toc");
   for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
     EXPECT_FALSE(FileExists(dir / name)) << name;
   std::filesystem::remove(dir / "Game.ccd");
@@ -150,7 +150,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
-  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // With a note folder the temporary names are noted while the run writes, and the note goes
@@ -161,7 +161,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   noted.onAdvance = [&](int n) {
     if (n > 1) return;  // the first report comes while the image is being written
     for (const auto& e : std::filesystem::directory_iterator(temp))
-      seen += e.path().filename().string() + "=" + test::ReadFileText(e.path().string());
+      seen += e.path().filename().string() + "=" + ReadFileText(e.path().string());
   };
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
             Outcome::Success());
@@ -256,7 +256,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   RunRecorder host;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    const PbpWritten w = test::WritePbp(pbp, recipe);
+    const PbpWritten w = WritePbp(pbp, recipe);
     ASSERT_EQ(w.blockLengths[2], kBlockSize);
     ASSERT_NE(w.blockLengths[4], kBlockSize);
     row.damage(w);
@@ -278,7 +278,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   recipe.storeBlock = [](uint64_t i) { return i == 46; };
   recipe.bootPng.clear();
   recipe.tail.clear();
-  const PbpWritten w = test::WritePbp(pbp, recipe);
+  const PbpWritten w = WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
   ASSERT_EQ(Extract(pbp, out, host), Outcome::Success());
   Bytes expected = Padded(image);
@@ -298,7 +298,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
-  PbpWritten w = test::WritePbp(pbp, recipe);
+  PbpWritten w = WritePbp(pbp, recipe);
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
@@ -314,14 +314,14 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
   const std::string r0 = Extract(pbp, dir.path() + "/./EBOOT.PBP", host).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
   // Cut inside the index: a sentence naming the file; no output is started.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
   auto says = [&](const std::string& a, const std::string& b) {
@@ -332,12 +332,12 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   says(pbp, "cut short");
 
   // An index entry that points past the end of the file.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
   says(pbp, "block 3 ");
 
   // A target that cannot be written says so, naming it.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
   const std::string r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
@@ -365,7 +365,7 @@ TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
     recipe.image = SampleImage();
     recipe.level = row.level;
     recipe.digests = true;
-    PbpWritten w = test::WritePbp(pbp, recipe);
+    PbpWritten w = WritePbp(pbp, recipe);
     const uint64_t at = BlockAt(w, std::max(row.damaged, 0));
     if (row.damaged < 0) {
       for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));

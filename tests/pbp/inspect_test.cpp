@@ -32,7 +32,7 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   recipe.bootPng = NoiseBytes(3000, 5);
   recipe.tail = NoiseBytes(500, 6);
   recipe.image = NoiseBytes(kBlockSize * 2, 7);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  WritePbp(dir / "EBOOT.PBP", recipe);
 
   RunRecorder host;
   const std::string temp = dir.folder() + "Temp/";
@@ -42,7 +42,7 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   EXPECT_EQ(r.gameId, "SLES01234");
   EXPECT_EQ(r.saveName, "Caf\xC3\xA9 Save");
 
-  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), test::MakeSfo(recipe.title, recipe.discId));
+  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), MakeSfo(recipe.title, recipe.discId));
   EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
   Bytes pic0 = recipe.pic0;
   pic0.push_back(recipe.pic1[0]);
@@ -116,7 +116,7 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   const std::string temp = dir.folder() + "Temp/";
   PackageRecipe recipe;
   recipe.image = NoiseBytes(1000, 1);
-  test::PbpWritten w = test::WritePbp(pbp, recipe);
+  PbpWritten w = WritePbp(pbp, recipe);
   const Bytes good = ReadFileBytes(pbp);
 
   struct Damage {
@@ -161,8 +161,8 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   recipe.image = image;
   recipe.holeBeforeBlock = {2};
   // A data track and two audio tracks, the last at 01:02:03 absolute.
-  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
-  test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
+  PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
@@ -187,9 +187,9 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
             (std::vector<std::string>{"1 data 00:02:00", "2 audio 00:02:40", "3 audio 01:02:03"}));
 
   EXPECT_EQ(ReadEbootInfo(dir / "none.pbp", info), kNoSuchFile);
-  test::WriteFileBytes(dir / "small.pbp", Bytes(20495, 0));
+  WriteFileBytes(dir / "small.pbp", Bytes(20495, 0));
   EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), kEbootTooSmall);
-  test::WriteFileBytes(dir / "zero.pbp", Bytes(20496, 0));
+  WriteFileBytes(dir / "zero.pbp", Bytes(20496, 0));
   EXPECT_EQ(ReadEbootInfo(dir / "zero.pbp", info), kEbootNotValid);
 }
 
@@ -198,14 +198,14 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
   PackageRecipe recipe;
   recipe.title = "Cut Game";
   recipe.image = Bytes(kBlockSize * 3, 0x5A);
-  test::PbpWritten w = test::WritePbp(dir / "full.pbp", recipe);
-  const Bytes full = test::ReadFileBytes(dir / "full.pbp");
+  PbpWritten w = WritePbp(dir / "full.pbp", recipe);
+  const Bytes full = ReadFileBytes(dir / "full.pbp");
   // Cut after the disc-image header, the start-data block moved up behind it.
   Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x6000));
   cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
   StoreLe32(&cut[w.psar + 12], 0x6000);
-  test::WriteFileBytes(dir / "cut.pbp", cut);
-  test::RunRecorder host;
+  WriteFileBytes(dir / "cut.pbp", cut);
+  RunRecorder host;
   ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
 
   EbootInfo info;
@@ -224,7 +224,7 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
   // A section offset past the end: refused by both, in the same words.
   Bytes bad = full;
   StoreLe32(&bad[8 + 4 * 3], 0x7FFFFFF0);  // PIC0
-  test::WriteFileBytes(dir / "bad.pbp", bad);
+  WriteFileBytes(dir / "bad.pbp", bad);
   const std::string refusal = "The EBOOT \"" + (dir / "bad.pbp") +
                               "\" is damaged: the offset of PIC0.PNG (2147483632) lies beyond the "
                               "end of the file (" +

@@ -110,10 +110,10 @@ TEST(PatchJournal, AJournalCutShortMeansThePackageWasNeverTouched) {
 TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
   TempDir dir;
   const std::string pkg = dir / "EBOOT.PBP.part";
-  test::PackageRecipe recipe;
-  recipe.image = NoiseBytes(5 * test::kTestBlockSize, 11);
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * kTestBlockSize, 11);
   recipe.level = 0;
-  test::PbpWritten w = test::WritePbp(pkg, recipe);
+  PbpWritten w = WritePbp(pkg, recipe);
   EXPECT_EQ(CheckWrittenPackage(pkg), "");
 
   const Bytes whole = ReadFileBytes(pkg);

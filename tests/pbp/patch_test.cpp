@@ -28,7 +28,7 @@ struct Fixture {
   std::string program = dir.folder();
   std::string temp = dir.folder() + "Temp/";
   PackageRecipe recipe;
-  test::PbpWritten written;
+  PbpWritten written;
   EbootJob job;
   RunRecorder host;
 
@@ -44,10 +44,10 @@ struct Fixture {
     Bytes noise = NoiseBytes(20000, 8);
     std::copy(noise.begin(), noise.end(), image.begin() + 40000);
     recipe.image = image;
-    written = test::WritePbp(pbp, recipe);
+    written = WritePbp(pbp, recipe);
     Inspection r = InspectEboot(pbp, temp, host);
     EXPECT_EQ(r.message, "");
-    job = test::NewAssetsJob(dir.MakeDir("assets"));
+    job = NewAssetsJob(dir.MakeDir("assets"));
   }
   std::string Asset(const std::string& name, std::size_t size, uint32_t seed) {
     std::string p = dir.MakeDir("assets") + "/" + name;
