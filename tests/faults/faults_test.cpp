@@ -163,8 +163,7 @@ Bytes PalExe() {
   for (auto& c : exe)
     if (c == 0x13 || c == 0x06 || c == 0x07) c = 0x55;
   const Bytes window = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-  for (std::size_t at : {std::size_t{1000}, std::size_t{5000}})
-    std::copy(window.begin(), window.end(), exe.begin() + static_cast<long>(at));
+  for (long at : {1000, 5000}) std::copy(window.begin(), window.end(), exe.begin() + at);
   return exe;
 }
 
@@ -209,9 +208,7 @@ void ConversionScenario(Scenario& s, const Bytes& disc, const std::vector<std::s
     } else if (r.exitCode == 128 + 9) {
       // Killed: the EBOOT.PBP there is the user's older one, or came of the rename of a
       // checked package (the kill hit the clean-up after it).
-      if (!olderThere) {
-        EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
-      }
+      EXPECT_EQ(olderThere ? "" : pbp::CheckWrittenPackage(eboot), "") << where;
     } else if (!olderThere) {
       // Failed only after the checked package took its name: the PAL fix on the user's
       // image could not come off at the end (the next start takes it off).

@@ -37,10 +37,8 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   RunRecorder host;
   const std::string temp = dir.folder() + "Temp/";
   Inspection r = InspectEboot(dir / "EBOOT.PBP", temp, host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "Caf\xC3\xA9 Racer");
-  EXPECT_EQ(r.gameId, "SLES01234");
-  EXPECT_EQ(r.saveName, "Caf\xC3\xA9 Save");
+  EXPECT_EQ(r.message + "|" + r.title + "|" + r.gameId + "|" + r.saveName,
+            "|Caf\xC3\xA9 Racer|SLES01234|Caf\xC3\xA9 Save");
 
   EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), MakeSfo(recipe.title, recipe.discId));
   EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
@@ -49,10 +47,8 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
   EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), recipe.pic1);
   EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), recipe.dataPsp);
-  for (const char* empty : {"ICON1.PMF", "SND0.AT3"}) {
-    EXPECT_TRUE(FileExists(temp + empty)) << empty;
+  for (const char* empty : {"ICON1.PMF", "SND0.AT3"})
     EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
-  }
   EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), recipe.bootPng);
   // START.DAT stops one byte before the end of the file.
   EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(recipe.tail.begin(), recipe.tail.end() - 1));
@@ -95,8 +91,7 @@ TEST(InspectEboot, SizeAndMagicChecks) {
   tiny[1] = 'Q';  // the container's magic is not checked
   WriteFileBytes(pbp, tiny);
   Inspection r = InspectEboot(pbp, temp, host);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "");
+  EXPECT_EQ(r.message + r.title, "");
   EXPECT_EQ(FileSize(temp + "Gameboot.png"), 16u);
   EXPECT_EQ(FileSize(temp + "START.DAT"), 20496u - (40 + 0x4000 + 80 + 16) - 1);
   EXPECT_EQ(FileSize(temp + "PARAM.SFO"), 0u);
@@ -166,9 +161,7 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
-  EXPECT_EQ(info.title, "Info Game");
-  EXPECT_EQ(info.gameId, "SLPS01111");
-  EXPECT_EQ(info.saveName, "Info Save");
+  EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
   EXPECT_EQ(info.fileSize, w.fileSize);
   for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
   EXPECT_EQ(info.sectionSizes[kParamSfo], 944u);
@@ -176,8 +169,7 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   EXPECT_EQ(info.sectionSizes[kIcon1], 0u);
   EXPECT_EQ(info.sectionSizes[kDataPsp], 77u);
   EXPECT_EQ(info.sectionSizes[kDataPsar], w.fileSize - w.psar);
-  EXPECT_EQ(info.blocks, 5u);
-  EXPECT_EQ(info.compressedBlocks, 4u);
+  EXPECT_EQ(std::pair(info.blocks, info.compressedBlocks), std::pair(uint64_t{5}, uint64_t{4}));
   EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
   std::vector<std::string> tracks;  // number, data or audio, start
   for (const TrackInfo& t : info.tracks)
