@@ -122,6 +122,7 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
   };
   // clang-format on
   for (const auto& [mode, message] : modes) {
+    SCOPED_TRACE(mode);
     Job r(9, true);
     FakeMode fake(mode);
     r.Input("game.bin", image);
@@ -133,16 +134,13 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
     // The user's older package in the folder stays as it was whatever the run does.
     std::filesystem::create_directories(r.work / "out");
     WriteFileText(r.Out("EBOOT.PBP"), "an older package");
-    if (message == notAPackage)
-      EXPECT_EQ(r.Go(), Outcome::Failed("The new package " + r.Out("EBOOT.PBP.part") +
-                                        " is not whole: it has no PBP header."))
-          << mode;
-    else if (message == "cancelled")
-      EXPECT_EQ(r.Go(), Outcome::Cancelled()) << mode;
-    else
-      EXPECT_EQ(r.Go(), Outcome::Failed(message)) << mode;
-    EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image) << mode;
-    EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "an older package") << mode;
+    const std::string whole =
+        "The new package " + r.Out("EBOOT.PBP.part") + " is not whole: it has no PBP header.";
+    EXPECT_EQ(r.Go(), message == "cancelled"
+                          ? Outcome::Cancelled()
+                          : Outcome::Failed(message == notAPackage ? whole : message));
+    EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
+    EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "an older package");
     r.ExpectCleanedUp();  // no EBOOT.PBP.part
     EXPECT_FALSE(r.host.cancel.Requested());
   }
@@ -242,8 +240,7 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
   second.minSectors = 300;
   Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
   ASSERT_EQ(two.size(), 300u * 2352);
-  const Bytes audio = AudioSectors(250, 4);
-  two.insert(two.end(), audio.begin(), audio.end());
+  Append(two, AudioSectors(250, 4));
   WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
   WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
   WriteFileText(first.work / "Quest (Disc 2).cue",

@@ -7,9 +7,11 @@
 namespace ebf {
 namespace {
 
+using namespace test;
+
 TEST(DatFile, ReadsGamesAndLooksTracksUp) {
-  test::TempDir dir;
-  test::WriteFileText(
+  TempDir dir;
+  WriteFileText(
       dir / "set.dat",
       "<?xml version=\"1.0\"?>\n<!DOCTYPE datafile>\n<datafile>\n"
       " <header><name>Sony - PlayStation</name></header>\n"
@@ -51,9 +53,9 @@ TEST(DatFile, ReadsGamesAndLooksTracksUp) {
   found = LookUpTracks(games, {TrackFigures{1, "00000000", "", ""}});
   EXPECT_EQ(found.game, nullptr);
 
-  test::WriteFileText(dir / "broken.dat", "<datafile><game name=\"x\">");
+  WriteFileText(dir / "broken.dat", "<datafile><game name=\"x\">");
   EXPECT_NE(ReadDatFile(dir / "broken.dat", games).find("could not be read"), std::string::npos);
-  test::WriteFileText(dir / "other.xml", "<list/>");
+  WriteFileText(dir / "other.xml", "<list/>");
   EXPECT_EQ(
       ReadDatFile(dir / "other.xml", games),
       "The DAT file \"" + (dir / "other.xml") + "\" is not an XML DAT (no <datafile> element).");

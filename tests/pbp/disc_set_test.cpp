@@ -133,8 +133,8 @@ struct SetFixture {
     put(written.sections[0] + 0x400, "_SCES_98765");
     put(psar + 0x264, "_SCES_98765");
     StoreLe32(&b[sd - psar + 20], 600);
-    b.insert(b.end(), boot.begin(), boot.end());
-    b.insert(b.end(), tail.begin(), tail.end());
+    Append(b, boot);
+    Append(b, tail);
     return b;
   }
 };

@@ -28,8 +28,7 @@ Bytes SampleImage() {
   auto iso = GameDisc("SLUS_012.34");
   iso.minSectors = 700;
   Bytes image = BuildDiscImage(iso, SectorLayout::Mode2Raw);
-  Bytes audio = AudioSectors(37, 5);
-  image.insert(image.end(), audio.begin(), audio.end());
+  Append(image, AudioSectors(37, 5));
   return image;
 }
 
@@ -187,8 +186,9 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   struct Row {
     const char* name;
     std::function<void(const PbpWritten&)> damage;
-    std::function<Bytes(const PbpWritten&)> expected;  // or the failure below
-    std::function<std::string(const PbpWritten&)> failure;
+    std::function<Bytes(const PbpWritten&)> expected;  // or the failure at this block:
+    int failedBlock = -1;
+    std::function<uint64_t(const PbpWritten&)> failedAt = nullptr;  // BlockAt when none
   };
   auto replace6 = [&](const PbpWritten& w, const Bytes& data) {
     const Bytes packed = RawDeflate(data);
@@ -200,10 +200,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
       // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
       // of the length it is inflated, which fails.
       {"marked stored block",
-       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "2, at byte " + std::to_string(BlockAt(w, 2)) + ")";
-       }},
+       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, nullptr, 2},
       // Offset 0 with a length is a real block; only 0/0 is skipped.
       {"slot 10 at block 0",
        [&](const PbpWritten& w) {
@@ -214,41 +211,33 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
          Bytes e = Padded(image);
          std::copy_n(e.begin(), kBlockSize, e.begin() + 10 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       // A phantom entry (an offset with length 0) does not inflate.
       {"phantom entry", [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(60), 1234); }, nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")";
-       }},
+       47, [](const PbpWritten& w) { return w.psar + 0x100000 + 1234; }},
       {"not deflate data",
        [&](const PbpWritten& w) {
          PatchBytes(pbp, BlockAt(w, 4), {0xFF, 0xFF, 0xFF});
        },
-       nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "4, at byte " + std::to_string(BlockAt(w, 4)) + ")";
-       }},
+       nullptr, 4},
       {"short stream", [&](const PbpWritten& w) { replace6(w, shortData); },
        [&](const PbpWritten&) {
          Bytes e = Padded(image);
          std::copy_n(e.begin() + 5 * kBlockSize, kBlockSize, e.begin() + 6 * kBlockSize);
          std::copy(shortData.begin(), shortData.end(), e.begin() + 6 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       {"long stream", [&](const PbpWritten& w) { replace6(w, longData); },
        [&](const PbpWritten&) {
          Bytes e = Padded(image);
          std::copy_n(longData.begin(), kBlockSize, e.begin() + 6 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       // The last block's length runs far past the end of the file: it is read as far as the
       // file goes and inflate stops at its stream's end.
       {"last length past the end",
        [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u); },
-       [&](const PbpWritten&) { return Padded(image); }, nullptr},
+       [&](const PbpWritten&) { return Padded(image); }},
   };
   PackageRecipe recipe;
   recipe.image = image;
@@ -266,7 +255,9 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_TRUE(ReadFileBytes(out) == row.expected(w));
     } else {
-      EXPECT_EQ(result, Outcome::Failed(row.failure(w)));
+      const uint64_t at = row.failedAt ? row.failedAt(w) : BlockAt(w, row.failedBlock);
+      EXPECT_EQ(result, Outcome::Failed(failed + std::to_string(row.failedBlock) + ", at byte " +
+                                        std::to_string(at) + ")"));
       // Nothing of the failed run is left.
       EXPECT_FALSE(FileExists(out));
       EXPECT_FALSE(FileExists(out + ".ebf-part"));

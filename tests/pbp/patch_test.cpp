@@ -39,14 +39,11 @@ struct Fixture {
     recipe.dataPsp = NoiseBytes(700, 4);
     recipe.bootPng = NoiseBytes(900, 5);
     recipe.tail = NoiseBytes(tailSize, 6);
-    // Compressible sectors with some noise.
-    Bytes image(kBlockSize * 3 + 5000, 0x5A);
-    Bytes noise = NoiseBytes(20000, 8);
-    std::copy(noise.begin(), noise.end(), image.begin() + 40000);
-    recipe.image = image;
+    recipe.image = Bytes(kBlockSize * 3 + 5000, 0x5A);  // compressible sectors, some noise
+    const Bytes noise = NoiseBytes(20000, 8);
+    std::copy(noise.begin(), noise.end(), recipe.image.begin() + 40000);
     written = WritePbp(pbp, recipe);
-    Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_EQ(r.message, "");
+    EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
     job = NewAssetsJob(dir.MakeDir("assets"));
   }
   std::string Asset(const std::string& name, std::size_t size, uint32_t seed) {

@@ -40,8 +40,7 @@ std::string LastLine(std::string out) {
 // ending part-way through a sector.
 Bytes GameImage() {
   Bytes image = BuildDiscImage(GameDisc("SLUS_012.34"), SectorLayout::Mode2Raw);
-  Bytes noise = AudioSectors(40, 5);
-  image.insert(image.end(), noise.begin(), noise.end());
+  Append(image, AudioSectors(40, 5));
   image.resize(image.size() + 30 * 2352 + 1000, 0);
   return image;
 }
@@ -369,12 +368,10 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
   // Three discs of different lengths, so the sections end at different places.
   std::vector<Bytes> discs;
   for (int n = 1; n <= 3; ++n) {
-    Bytes image =
-        BuildDiscImage(GameDisc("SLUS_012.3" + std::to_string(3 + n)), SectorLayout::Mode2Raw);
-    Bytes noise = AudioSectors(20 + 37 * n, 10 + n);
-    image.insert(image.end(), noise.begin(), noise.end());
+    Bytes& image = discs.emplace_back(
+        BuildDiscImage(GameDisc("SLUS_012.3" + std::to_string(3 + n)), SectorLayout::Mode2Raw));
+    Append(image, AudioSectors(20 + 37 * n, 10 + n));
     image.resize(image.size() + 2352 * n + 100 * n, 0);
-    discs.push_back(image);
     WriteFileBytes(dir_ / ("disc" + std::to_string(n) + ".bin"), image);
   }
   const Bytes boot = NoiseBytes(999, 3);
@@ -417,10 +414,9 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
     for (int i = 0; i < 3; ++i) {
       SCOPED_TRACE(i + 1);
       const uint32_t s = slots[i];
-      EXPECT_EQ(pkg.PsarText(s, 12), "PSISOIMG0000");
-      EXPECT_EQ(pkg.PsarText(s + 0x400, 16), ids[i]);
+      EXPECT_EQ(pkg.PsarText(s, 12) + pkg.PsarText(s + 0x400, 16) + pkg.PsarText(s + 0x122C, 128),
+                "PSISOIMG0000" + ids[i] + "Three Discs");
       EXPECT_EQ(LoadLe32(pkg.PsarAt(s + 0xBFC)), 0x100000u);
-      EXPECT_EQ(pkg.PsarText(s + 0x122C, 128), "Three Discs");
       // The section ends where its index says; the next starts at the next 1 KiB boundary
       // after it, zeros between; the last is followed straight by STARTDAT.
       uint32_t end = 0;
