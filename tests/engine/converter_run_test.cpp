@@ -17,21 +17,13 @@ using namespace test;
 // The fake converter installed in a program folder, run from a work folder of its own.
 struct Staged {
   TempDir prog, out, work;
-  std::string progFolder, outFolder;
-  AssetPaths assets;
-  Staged() {
-    progFolder = MakeFakeProgramFolder(prog);
-    outFolder = out.folder();
-    const std::string def = progFolder + "PSXCust" + kSep + "Default" + kSep;
-    assets = {def + "ICON0.PNG", def + "ICON1.PMF", def + "PIC0.PNG",
-              def + "PIC1.PNG",  def + "SND0.AT3",  def + "Gameboot.png"};
-    WriteFileBytes(out / "game.bin", NoiseBytes(2352 * 10, 9));
-  }
+  std::string progFolder = MakeFakeProgramFolder(prog);
+  Staged() { WriteFileBytes(out / "game.bin", NoiseBytes(2352 * 10, 9)); }
   ConverterRunOptions Options(int level = 9) const {
     ConverterRunOptions o;
     o.converter = progFolder + "Data" + kSep + "tarnwick.exe";
     o.workFolder = work.folder();
-    o.output = outFolder + "EBOOT.PBP";
+    o.output = out / "EBOOT.PBP";
     o.title = "My Game";
     o.gameId = "SLUS00594";
     o.level = level;

@@ -274,15 +274,11 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
   ASSERT_EQ(ExtractTracks(fx.pbp, DiscOutputPath(split + "Set.cue", 2), TrackFiles::Split, fx.host,
                           fx.host.cancel, {}, 2),
             Outcome::Success());
-  InflatingReader reader(fx.pbp, 2);
-  const std::pair<uint32_t, uint32_t> spans[] = {{0, 100}, {100, 50}, {150, 50}};
-  for (int t = 0; t < 3; ++t) {
-    Bytes sectors;
-    ASSERT_EQ(reader.ReadSectors(spans[t].first, spans[t].second, sectors), "");
-    EXPECT_TRUE(ReadFileBytes(split + "Set (Disc 2) (Track " + std::to_string(t + 1) + ").bin") ==
-                sectors)
+  const Bytes& two = fx.recipes[1].image;
+  for (auto [t, from, to] : {std::tuple{1, 0, 100}, {2, 100, 150}, {3, 150, 200}})
+    EXPECT_TRUE(ReadFileBytes(split + "Set (Disc 2) (Track " + std::to_string(t) + ").bin") ==
+                Bytes(two.begin() + from * kSector, two.begin() + to * kSector))
         << t;
-  }
   EXPECT_EQ(ReadFileText(split + "Set (Disc 2).cue"),
             "FILE \"Set (Disc 2) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
             "    INDEX 01 00:00:00\r\n"
@@ -467,17 +463,14 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       const Bytes before = ReadFileBytes(fx.pbp);
       EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       // A table in the job (the sheet of disc 1): a package of several discs keeps its own.
-      TocArea toc{};
-      toc.fill(0x77);
-      job.toc = toc;
+      job.toc.emplace().fill(0x77);
       ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, job, fx.host, fx.host.cancel),
                 Outcome::Success());
       EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipes[0].tail);
       // The new picture and the start data over the old ones; the file keeps its length.
-      Bytes expected(before.begin(), before.begin() + fx.written.psar);
+      Bytes expected = before;
       const Bytes psar = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), fx.recipes[0].tail);
-      expected.insert(expected.end(), psar.begin(), psar.end());
-      expected.insert(expected.end(), before.begin() + expected.size(), before.end());
+      std::copy(psar.begin(), psar.end(), expected.begin() + fx.written.psar);
       EXPECT_TRUE(ReadFileBytes(fx.pbp) == expected);
       fx.ExpectEveryDisc(fx.pbp);
     }
