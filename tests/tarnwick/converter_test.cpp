@@ -264,14 +264,9 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
 
   // A folder the converter may not write to. Run as root, the converter runs as an
   // unprivileged user, who must still be able to read what it needs.
-  const auto readable = fs::perms::group_read | fs::perms::others_read;
-  const auto enterable = fs::perms::group_exec | fs::perms::others_exec;
-  fs::permissions(dir_.path(), readable | enterable, fs::perm_options::add);
-  fs::permissions(dir_ / "BASE.PBP", readable, fs::perm_options::add);
-  fs::permissions(image, readable, fs::perm_options::add);
-  fs::permissions(dir_.path(),
-                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
-                  fs::perm_options::remove);
+  for (const std::string& file : {dir_ / "BASE.PBP", image})
+    fs::permissions(file, fs::perms::group_read | fs::perms::others_read, fs::perm_options::add);
+  fs::permissions(dir_.path(), fs::perms(0555));  // readable and enterable, by no one writable
   ProcessOptions locked;
   locked.dropPrivileges = true;
   ExpectFailure(Run({"T", "SLUS00001", "9", image}, locked), "Cannot write EBOOT.PBP as");
