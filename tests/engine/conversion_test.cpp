@@ -33,25 +33,11 @@ using Job = test::EngineJob;
 const Bytes kPattern = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
 const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 
-// The pattern twice in the game's code, once at an odd offset.
-Bytes PalCode() {
-  Bytes exe = NoiseBytes(8192, 3);
-  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
-  return exe;
-}
-
-// Where the two patterns sit in the raw image: the executable (first in name order) starts
-// at sector 21, right after the root directory at 20, and a mode 2 form 1 sector's data
-// starts 24 bytes in. 1001 -> 21 * 2352 + 24 + 1001; 5000 = 2 * 2048 + 904 -> sector 23.
+// The pattern twice in the game's code, once at an odd offset. In the raw image the
+// executable (first in name order) starts at sector 21, right after the root directory at
+// 20, and a mode 2 form 1 sector's data starts 24 bytes in: 1001 -> 21 * 2352 + 24 + 1001;
+// 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
-
-// The image as built, with the patterns there.
-Bytes PalImage() {
-  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", PalCode()), SectorLayout::Mode2Raw);
-  for (std::size_t at : kPalAt)
-    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), kPattern) << at;
-  return image;
-}
 
 TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
   const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
@@ -104,7 +90,11 @@ TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
 }
 
 TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
-  const Bytes image = PalImage();
+  Bytes exe = NoiseBytes(8192, 3);
+  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
+  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", exe), SectorLayout::Mode2Raw);
+  for (std::size_t at : kPalAt)
+    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), kPattern) << at;
   const std::string failed =
       "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
   // The stand-in's package is no real one, so even a run that ends in "Done." fails the

@@ -29,9 +29,6 @@ using namespace test;
 struct Package : ReadBack {
   Outcome result = Outcome::Declined();
   std::vector<std::string> stages;
-  bool Ran(const std::string& stage) const {
-    return std::count(stages.begin(), stages.end(), stage) == 1;
-  }
 };
 
 // Converts `input`; a run that fails leaves no package and nothing else behind.
@@ -62,7 +59,7 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
     SCOPED_TRACE("a lone .bin.ecm");
     const Package p = Convert(data.binPaths[0] + ".ecm", 9);
     ASSERT_EQ(p.result, Outcome::Success());
-    EXPECT_TRUE(p.Ran("Decoding ECM image..."));
+    EXPECT_EQ(std::count(p.stages.begin(), p.stages.end(), "Decoding ECM image..."), 1);
     EXPECT_EQ(p.sectors, 419u);
     EXPECT_TRUE(p.disc == data.disc);
   }

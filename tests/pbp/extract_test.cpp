@@ -58,14 +58,6 @@ uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
          std::accumulate(w.blockLengths.begin(), w.blockLengths.begin() + i, uint64_t{0});
 }
 
-// A raw deflate stream: zlib's stream without its 2-byte head and 4-byte check.
-Bytes RawDeflate(const Bytes& data) {
-  uLongf size = compressBound(data.size());
-  Bytes out(size);
-  EXPECT_EQ(compress2(out.data(), &size, data.data(), data.size(), 9), Z_OK);
-  return Bytes(out.begin() + 2, out.begin() + static_cast<std::ptrdiff_t>(size) - 4);
-}
-
 TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
   TempDir dir;
   const Bytes image = SampleImage();
@@ -191,7 +183,11 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
     std::function<uint64_t(const PbpWritten&)> failedAt = nullptr;  // BlockAt when none
   };
   auto replace6 = [&](const PbpWritten& w, const Bytes& data) {
-    const Bytes packed = RawDeflate(data);
+    // A raw deflate stream: zlib's stream without its 2-byte head and 4-byte check.
+    uLongf size = compressBound(data.size());
+    Bytes z(size);
+    ASSERT_EQ(compress2(z.data(), &size, data.data(), data.size(), 9), Z_OK);
+    const Bytes packed(z.begin() + 2, z.begin() + static_cast<std::ptrdiff_t>(size) - 4);
     ASSERT_LT(packed.size(), w.blockLengths[6]);
     PatchBytes(pbp, BlockAt(w, 6), packed);
     PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
