@@ -43,12 +43,8 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
 }
 
 TEST(CueToc, Sheets) {
-  struct Sheet {
-    std::string text;
-    uint64_t sectors;
-    Bytes toc;
-  };
-  const Sheet sheets[] = {
+  // A sheet, the sectors of its image, and the TOC it gives.
+  const std::tuple<std::string, uint64_t, Bytes> sheets[] = {
       // An audio disc of one track, lower case, tabs, INDEX 00 first; 74 minutes of image.
       {"file \"audio.bin\" binary\n\ttrack 01 audio\n\tindex 00 00:00:00\n\tindex 01 00:02:00\n",
        333000,
@@ -86,9 +82,9 @@ TEST(CueToc, Sheets) {
         0x01, 0, 0x02, 0x11, 0x01, 0x74, 0, 0x11, 0x01, 0x74,  //
         0x01, 0, 0x03, 0x21, 0x00, 0x70, 0, 0x21, 0x00, 0x70}},
   };
-  for (const Sheet& sheet : sheets)
-    EXPECT_EQ(BuildCueToc(sheet.text, sheet.sectors * 2352).toc, sheet.toc) << sheet.text;
-  const CueToc last = BuildCueToc(sheets[3].text, 100000 * 2352);
+  for (const auto& [text, sectors, toc] : sheets)
+    EXPECT_EQ(BuildCueToc(text, sectors * 2352).toc, toc) << text;
+  const CueToc last = BuildCueToc(std::get<0>(sheets[3]), 100000 * 2352);
   EXPECT_EQ(last.imageName, "GAME (TRACK 1).BIN");
   EXPECT_EQ(last.lastTrack, 3);
 }

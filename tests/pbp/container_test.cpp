@@ -27,12 +27,10 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
   RunRecorder host;
   const std::string out = dir / "out.bin";
 
-  struct Case {
-    uint64_t start, end, copied;  // the bytes from `start` the copy holds
-  };
+  // Start, end, and the bytes from `start` the copy holds.
   // Lengths around the 32 KB buffer: only a remainder of exactly 32,767 takes one more byte,
   // and only when the file has one more.
-  const Case cases[] = {
+  const std::tuple<uint64_t, uint64_t, uint64_t> cases[] = {
       {1000, 1001, 1},
       {1000, 1000 + 32766, 32766},
       {1000, 1000 + 32767, 32768},
@@ -47,11 +45,11 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
       {195000, 900000, 5000},
       {0xFFFFFFF0ull, 0x1FFFFFFFFull, 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& [start, end, copied] : cases) {
     WriteFileBytes(out, NoiseBytes(70000, 1));  // a longer leftover must be replaced
-    EXPECT_EQ(ReadSectionToFile(c.start, c.end, out, in, host), CopyOutcome::Done);
-    EXPECT_EQ(ReadFileBytes(out), c.copied ? Slice(src, c.start, c.copied) : Bytes())
-        << "start " << c.start << " end " << c.end;
+    EXPECT_EQ(ReadSectionToFile(start, end, out, in, host), CopyOutcome::Done);
+    EXPECT_EQ(ReadFileBytes(out), copied ? Slice(src, start, copied) : Bytes())
+        << "start " << start << " end " << end;
   }
   EXPECT_TRUE(host.questions.empty());
 
@@ -188,10 +186,8 @@ TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
       "\xC3\x9Cn\xC3\xAF"
       "c\xC3\xB6"
       "d\xC3\xA9";
-  struct Row {
-    std::string title, stored;  // as given, and the field's bytes up to the zero
-  };
-  const Row rows[] = {
+  // The title as given, and the field's bytes up to the zero.
+  const std::pair<std::string, std::string> rows[] = {
       {"Example Title", "Example Title"},  // ASCII: the bytes the ANSI rule gave
       {final + " " + star + " " + unicode, final + " " + star + " " + unicode},  // 31 bytes
       {std::string(127, 'x'), std::string(127, 'x')},
@@ -201,12 +197,12 @@ TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
       {"Pok\xE9mon", "Pok" + e + "mon"},  // ANSI bytes (not UTF-8) are taken as ANSI
   };
   Bytes sfo(kSfoMinPatchSize, 0);
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.stored);
-    ASSERT_EQ(PatchSfo(sfo, row.title, "SLES12345"), "");
-    EXPECT_EQ(sfo[152], row.stored.size() + 1);
-    EXPECT_EQ(Field(sfo, 816, 128), row.stored + std::string(128 - row.stored.size(), '\0'));
-    EXPECT_EQ(ReadSfoFields(sfo).title, row.stored);
+  for (const auto& [title, stored] : rows) {
+    SCOPED_TRACE(stored);
+    ASSERT_EQ(PatchSfo(sfo, title, "SLES12345"), "");
+    EXPECT_EQ(sfo[152], stored.size() + 1);
+    EXPECT_EQ(Field(sfo, 816, 128), stored + std::string(128 - stored.size(), '\0'));
+    EXPECT_EQ(ReadSfoFields(sfo).title, stored);
   }
   // A title an older package wrote in ANSI reads back as its characters.
   const std::string ansi = "Caf\xE9";

@@ -335,42 +335,35 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
 // the extraction, naming it, and nothing is written. Digests of another kind (not one
 // agrees) are no damage.
 TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
-  struct Row {
-    const char* name;
-    int level;
-    bool split;
-    int damaged;  // the block changed (-1: none; the digest fields are then of another kind)
-  };
-  const Row rows[] = {{"first block", 0, false, 0},
-                      {"split into tracks", 0, true, 0},
-                      {"digests of another kind", 9, false, -1}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  // Level, split into tracks, and the block changed (-1: none; the digest fields are then of
+  // another kind).
+  for (auto [level, split, damaged] : {std::tuple{0, false, 0}, {0, true, 0}, {9, false, -1}}) {
+    SCOPED_TRACE(testing::Message() << level << split << damaged);
     TempDir dir;
     const std::string pbp = dir / "EBOOT.PBP";
     PackageRecipe recipe;
     recipe.image = SampleImage();
-    recipe.level = row.level;
+    recipe.level = level;
     recipe.digests = true;
     PbpWritten w = WritePbp(pbp, recipe);
-    const uint64_t at = BlockAt(w, std::max(row.damaged, 0));
-    if (row.damaged < 0) {
+    const uint64_t at = BlockAt(w, std::max(damaged, 0));
+    if (damaged < 0) {
       for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));
     } else {  // one bit of a stored block; the later blocks' digests show they are ours
       PatchBytes(pbp, at + 1000, {static_cast<uint8_t>(recipe.image[1000] ^ 0x20)});
     }
     RunRecorder host;
     const Outcome result =
-        row.split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
-                  : Extract(pbp, dir / "out.bin", host);
-    if (row.damaged < 0) {
+        split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
+              : Extract(pbp, dir / "out.bin", host);
+    if (damaged < 0) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_EQ(ReadFileBytes(dir / "out.bin"), Padded(recipe.image));
       continue;
     }
     EXPECT_EQ(result, Outcome::Failed("The EBOOT \"" + pbp + "\" is damaged: disc image block " +
-                                      std::to_string(row.damaged) + ", at byte " +
-                                      std::to_string(at) + ", does not match its digest."));
+                                      std::to_string(damaged) + ", at byte " + std::to_string(at) +
+                                      ", does not match its digest."));
     EXPECT_FALSE(FileExists(dir / "out.bin"));
     EXPECT_FALSE(FileExists(dir / "set"));
   }

@@ -114,25 +114,21 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   PbpWritten w = WritePbp(pbp, recipe);
   const Bytes good = ReadFileBytes(pbp);
 
-  struct Damage {
-    uint64_t at;
-    uint32_t value;
-    const char* mentions;
-  };
-  const Damage cases[] = {
+  // Where, what is written there, and what the refusal mentions.
+  const std::tuple<uint64_t, uint32_t, const char*> cases[] = {
       {12, 0xFFFFFF00u, "ICON0.PNG"},                   // section offset past the end
       {w.psar + 12, 0x7FFFFFF0u, "start data"},         // start data past the end
       {w.startData + 20, 0xFFFFFFF0u, "boot picture"},  // a boot picture of 4 GB
       {w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 79), "boot picture"},
   };
-  for (const Damage& d : cases) {
+  for (const auto& [at, value, mentions] : cases) {
     Bytes bad = good;
-    StoreLe32(&bad[d.at], d.value);
+    StoreLe32(&bad[at], value);
     WriteFileBytes(pbp, bad);
     Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_NE(r.message.find(d.mentions), std::string::npos) << r.message;
+    EXPECT_NE(r.message.find(mentions), std::string::npos) << r.message;
     EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
-    EXPECT_FALSE(FileExists(temp)) << d.mentions;
+    EXPECT_FALSE(FileExists(temp)) << mentions;
   }
   // A boot picture that ends exactly at the end of the file is fine.
   Bytes exact = good;
