@@ -86,7 +86,7 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
             "/out/tarnwick.exe \"My Game\" SLUS00594 9 \"\"");
 }
 
-TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
+TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCannotStart) {
   Staged s;
   FakeMode mode("done");
   RunRecorder host;
@@ -109,6 +109,11 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwise) {
   EXPECT_EQ(RunConverter(s.Options(0), host0, host0.cancel), Outcome::Success());
   ASSERT_FALSE(host0.amounts.empty());
   for (const auto& [done, total] : host0.amounts) EXPECT_EQ(total, s.Options(0).expectedSize);
+
+  // A converter that is not there cannot start.
+  std::filesystem::remove(s.progFolder + "Data/tarnwick.exe");
+  EXPECT_EQ(RunConverter(s.Options(), host0, host0.cancel),
+            Outcome::Failed("Could not start tarnwick!"));
 }
 
 TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
@@ -127,14 +132,6 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
     EXPECT_EQ(host.amounts.size(), static_cast<std::size_t>(cancelAt));
     EXPECT_TRUE(host.completed.empty());
   }
-}
-
-TEST(RunConverter, MissingConverterCannotStart) {
-  Staged s;
-  std::filesystem::remove(s.progFolder + "Data/tarnwick.exe");
-  RunRecorder host;
-  EXPECT_EQ(RunConverter(s.Options(), host, host.cancel),
-            Outcome::Failed("Could not start tarnwick!"));
 }
 
 }  // namespace
