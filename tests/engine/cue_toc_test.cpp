@@ -7,50 +7,44 @@
 namespace ebf {
 namespace {
 
-using test::TempDir;
+using namespace test;
 
 TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   TempDir dir;
   dir.MakeDir("out");
   const std::string out = WithTrailingSep(dir / "out");
-  test::WriteFileBytes(dir / "Game (Track 1).bin", Bytes(2352 * 75, 0));
-  test::WriteFileText(
-      dir / "game.cue",
-      "FILE \"Game (Track 1).bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
+  WriteFileBytes(dir / "Game (Track 1).bin", Bytes(2352 * 75, 0));
+  WriteFileText(dir / "game.cue",
+                "FILE \"Game (Track 1).bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
   CuePreparation p = PrepareCue(dir / "game.cue", out);
   EXPECT_EQ(p.result, "");
   EXPECT_EQ(p.imagePath, dir / "Game (Track 1).bin");  // found case-blind
   // One data track; 75 sectors give the lead-out 00:01:00.
-  EXPECT_EQ(test::ReadFileBytes(out + "ISO.TOC"),
+  EXPECT_EQ(ReadFileBytes(out + "ISO.TOC"),
             Bytes({0x41, 0, 0xA0, 0, 0,    0, 0, 0x01, 0x20, 0,     //
                    0x41, 0, 0xA1, 0, 0,    0, 0, 0x01, 0,    0,     //
                    0x01, 0, 0xA2, 0, 0,    0, 0, 0x00, 0x01, 0x00,  //
                    0x41, 0, 0x01, 0, 0x02, 0, 0, 0,    0x02, 0}));
 
   // A sheet naming a missing .IMG falls back to the .bin beside it.
-  test::WriteFileBytes(dir / "Other.bin", Bytes(2352, 0));
-  test::WriteFileText(dir / "other.cue", "FILE \"OTHER.IMG\" BINARY\nTRACK 01 MODE1/2352\n");
+  WriteFileBytes(dir / "Other.bin", Bytes(2352, 0));
+  WriteFileText(dir / "other.cue", "FILE \"OTHER.IMG\" BINARY\nTRACK 01 MODE1/2352\n");
   EXPECT_EQ(PrepareCue(dir / "other.cue", out).imagePath, dir / "Other.bin");
 
   // Absolute names are used as they stand.
-  test::WriteFileText(dir / "abs.cue", "FILE \"" + (dir / "Other.bin") + "\" BINARY\n");
+  WriteFileText(dir / "abs.cue", "FILE \"" + (dir / "Other.bin") + "\" BINARY\n");
   EXPECT_EQ(PrepareCue(dir / "abs.cue", out).imagePath, dir / "Other.bin");
 
   // Nothing to find.
-  test::WriteFileText(dir / "gone.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE1/2352\n");
-  EXPECT_EQ(PrepareCue(dir / "gone.cue", out).result, "The BIN file could not be found!!!");
-  test::WriteFileText(dir / "nofile.cue", "TRACK 01 MODE1/2352\n");
-  EXPECT_EQ(PrepareCue(dir / "nofile.cue", out).result, "The BIN file could not be found!!!");
-  EXPECT_EQ(PrepareCue(dir / "missing.cue", out).result, "The BIN file could not be found!!!");
+  WriteFileText(dir / "gone.cue", "FILE \"GONE.BIN\" BINARY\nTRACK 01 MODE1/2352\n");
+  WriteFileText(dir / "nofile.cue", "TRACK 01 MODE1/2352\n");
+  for (const char* cue : {"gone.cue", "nofile.cue", "missing.cue"})
+    EXPECT_EQ(PrepareCue(dir / cue, out).result, "The BIN file could not be found!!!") << cue;
 }
 
 TEST(CueToc, Sheets) {
-  struct Sheet {
-    std::string text;
-    uint64_t sectors;
-    Bytes toc;
-  };
-  const Sheet sheets[] = {
+  // A sheet, the sectors of its image, and the TOC it gives.
+  const std::tuple<std::string, uint64_t, Bytes> sheets[] = {
       // An audio disc of one track, lower case, tabs, INDEX 00 first; 74 minutes of image.
       {"file \"audio.bin\" binary\n\ttrack 01 audio\n\tindex 00 00:00:00\n\tindex 01 00:02:00\n",
        333000,
@@ -88,10 +82,9 @@ TEST(CueToc, Sheets) {
         0x01, 0, 0x02, 0x11, 0x01, 0x74, 0, 0x11, 0x01, 0x74,  //
         0x01, 0, 0x03, 0x21, 0x00, 0x70, 0, 0x21, 0x00, 0x70}},
   };
-  for (const Sheet& sheet : sheets) {
-    EXPECT_EQ(BuildCueToc(sheet.text, sheet.sectors * 2352).toc, sheet.toc) << sheet.text;
-  }
-  const CueToc last = BuildCueToc(sheets[3].text, 100000 * 2352);
+  for (const auto& [text, sectors, toc] : sheets)
+    EXPECT_EQ(BuildCueToc(text, sectors * 2352).toc, toc) << text;
+  const CueToc last = BuildCueToc(std::get<0>(sheets[3]), 100000 * 2352);
   EXPECT_EQ(last.imageName, "GAME (TRACK 1).BIN");
   EXPECT_EQ(last.lastTrack, 3);
 }

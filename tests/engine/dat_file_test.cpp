@@ -7,22 +7,19 @@
 namespace ebf {
 namespace {
 
+using namespace test;
+
 TEST(DatFile, ReadsGamesAndLooksTracksUp) {
-  test::TempDir dir;
-  test::WriteFileText(
+  TempDir dir;
+  WriteFileText(
       dir / "set.dat",
-      "<?xml version=\"1.0\"?>\n<!DOCTYPE datafile>\n<datafile>\n"
-      " <header><name>Sony - PlayStation</name></header>\n"
-      " <game name=\"A (USA)\">\n"
-      "  <rom name=\"A (USA).cue\" size=\"99\" crc=\"11111111\"/>\n"
-      "  <rom name=\"A (USA) (Track 1).bin\" size=\"2352\" crc=\"ABCDEF01\" md5=\"AA\"/>\n"
-      "  <rom name=\"A (USA) (Track 2).bin\" size=\"4704\" crc=\"00000002\"/>\n"
-      " </game>\n"
-      " <machine name=\"B (Europe)\">\n"
-      "  <rom name=\"B (Europe).bin\" size=\"2352\" crc=\"abcdef01\"/>\n"
-      " </machine>\n"
-      " <game name=\"Empty\"><rom name=\"Empty.cue\" size=\"1\"/></game>\n"
-      "</datafile>\n");
+      "<?xml version=\"1.0\"?>\n<!DOCTYPE datafile>\n<datafile>\n <header><name>Sony - "
+      "PlayStation</name></header>\n <game name=\"A (USA)\">\n  <rom name=\"A (USA).cue\" "
+      "size=\"99\" crc=\"11111111\"/>\n  <rom name=\"A (USA) (Track 1).bin\" size=\"2352\" "
+      "crc=\"ABCDEF01\" md5=\"AA\"/>\n  <rom name=\"A (USA) (Track 2).bin\" size=\"4704\" "
+      "crc=\"00000002\"/>\n </game>\n <machine name=\"B (Europe)\">\n  <rom name=\"B "
+      "(Europe).bin\" size=\"2352\" crc=\"abcdef01\"/>\n </machine>\n <game name=\"Empty\">"
+      "<rom name=\"Empty.cue\" size=\"1\"/></game>\n</datafile>\n");
   std::vector<DatGame> games;
   ASSERT_EQ(ReadDatFile(dir / "set.dat", games), "");
   ASSERT_EQ(games.size(), 2u);  // the game of a sheet alone is no game of tracks
@@ -51,9 +48,9 @@ TEST(DatFile, ReadsGamesAndLooksTracksUp) {
   found = LookUpTracks(games, {TrackFigures{1, "00000000", "", ""}});
   EXPECT_EQ(found.game, nullptr);
 
-  test::WriteFileText(dir / "broken.dat", "<datafile><game name=\"x\">");
+  WriteFileText(dir / "broken.dat", "<datafile><game name=\"x\">");
   EXPECT_NE(ReadDatFile(dir / "broken.dat", games).find("could not be read"), std::string::npos);
-  test::WriteFileText(dir / "other.xml", "<list/>");
+  WriteFileText(dir / "other.xml", "<list/>");
   EXPECT_EQ(
       ReadDatFile(dir / "other.xml", games),
       "The DAT file \"" + (dir / "other.xml") + "\" is not an XML DAT (no <datafile> element).");

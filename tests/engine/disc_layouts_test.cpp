@@ -26,85 +26,45 @@
 namespace ebf {
 namespace {
 
-using test::DiscSet;
-using test::TempDir;
+using namespace test;
 using Job = test::EngineJob;
-
-// Converts the set, then reads the package back whole; only `caption`'s preparing stage ran,
-// and the user's files are as they were.
-void ConvertAndReadBack(const DiscSet& set, int level, const std::string& tracks,
-                        const std::string& caption) {
-  Job r(level);
-  std::vector<Bytes> before;
-  for (const std::string& f : set.files) before.push_back(test::ReadFileBytes(f));
-  r.job.input = set.input;
-  ASSERT_EQ(r.Go(), Outcome::Success());
-  r.ExpectCleanedUp();
-  for (std::size_t i = 0; i < set.files.size(); ++i)
-    EXPECT_TRUE(test::ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
-  const auto& stages = r.host.stages;
-  for (const char* step : {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
-    EXPECT_EQ(std::count(stages.begin(), stages.end(), step), caption == step ? 1 : 0)
-        << testing::PrintToString(stages);
-
-  const test::ReadBack back = test::ReadPackage(r.Out("EBOOT.PBP"));
-  EXPECT_EQ(back.sectors, set.disc.size() / 2352);
-  EXPECT_EQ(back.tracks, tracks);
-  EXPECT_TRUE(back.disc == set.disc);
-  // Every set holds incompressible audio: at level 9 some blocks come out of deflate longer
-  // than the block, and are still written as deflate streams, never as a raw 0x9300 block;
-  // at level 0 every block is a stored-mode stream of 37,637 bytes.
-  int longer = 0;
-  for (uint16_t size : back.entrySizes) {
-    EXPECT_NE(size, 0x9300);
-    EXPECT_TRUE(level != 0 || size == 37637) << size;
-    longer += size > 37632;
-  }
-  EXPECT_GT(longer, 0);
-}
 
 const char* const kThreeTracks = "1 data 0, 2 audio 300, 3 audio 675";
 
-TEST(DiscLayouts, RedumpSetReadsBackWholeAtLevelsNineAndZero) {
-  for (int level : {9, 0}) {
-    SCOPED_TRACE(level);
-    TempDir dir;
-    ConvertAndReadBack(test::WriteRedumpSet(dir.path()), level, kThreeTracks, "Joining tracks...");
-  }
-}
-
-TEST(DiscLayouts, PregapAndPostgapSheetStartsEveryTrackAtItsPregap) {
-  // Track 1's 300 sectors and its POSTGAP of 75; each PREGAP's 150 zeros begin a track.
-  TempDir dir;
-  ConvertAndReadBack(test::WritePregapSheet(dir.path()), 9, "1 data 0, 2 audio 375, 3 audio 750",
-                     "Joining tracks...");
-}
-
-TEST(DiscLayouts, OneFileSheetPassesOverTheLinesItAlwaysPassedOver) {
-  TempDir dir;
-  const DiscSet set = test::WriteOneFileSheet(dir.path());
-  // Lines that are no CUE command, commands that carry nothing for the disc and an INDEX
-  // before any TRACK: the same disc as the clean sheet.
-  test::WriteFileText(set.input,
-                      "REM made by hand\nINDEX 01 00:30:00\nFILE \"One File.bin\" BINARY\n"
-                      "  TRACK 01 MODE2/2352\n  FLAGS DCP\n  Some notes on the rip\n"
-                      "    INDEX 01 00:00:00\nNOTES\n  TRACK 02 AUDIO\n    TITLE \"Song\"\n"
-                      "    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n  TRACK 03 AUDIO\n"
-                      "    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n\x01\x02 garbage\n");
-  ConvertAndReadBack(set, 9, kThreeTracks, "");
-}
-
+// A Redump set, its track 1 given a pregap in the sheet. That pregap is the two seconds
+// before 00:02:00 that every TOC counts and no image holds; whatever length the sheet gives
+// it, the tracks lie where the files put them. The package reads back whole, only the
+// joining ran, and the user's files are as they were.
 TEST(DiscLayouts, PregapOnTrackOneOfAJoinedSheetMovesNothing) {
-  // Track 1's pregap is the two seconds before 00:02:00 that every TOC counts and no image
-  // holds; whatever length the sheet gives it, the tracks lie where the files put them.
   for (const char* gap : {"00:02:00", "00:03:00"}) {
     SCOPED_TRACE(gap);
-    TempDir dir;
-    const DiscSet set = test::WriteRedumpSet(dir.path());
-    test::WriteFileText(
-        set.input, ReplaceAll(test::ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
-                              std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
-    ConvertAndReadBack(set, 9, kThreeTracks, "Joining tracks...");
+    Job r(9);
+    const DiscSet set = WriteRedumpSet(r.work.MakeDir("in"));
+    WriteFileText(set.input,
+                  ReplaceAll(ReadFileText(set.input), "TRACK 01 MODE2/2352\r\n",
+                             std::string("TRACK 01 MODE2/2352\r\n    PREGAP ") + gap + "\r\n"));
+    std::vector<Bytes> before;
+    for (const std::string& f : set.files) before.push_back(ReadFileBytes(f));
+    r.job.input = set.input;
+    ASSERT_EQ(r.Go(), Outcome::Success());
+    r.ExpectCleanedUp();
+    for (std::size_t i = 0; i < set.files.size(); ++i)
+      EXPECT_TRUE(ReadFileBytes(set.files[i]) == before[i]) << set.files[i];
+    const auto& stages = r.host.stages;
+    for (const char* step :
+         {"Joining tracks...", "Adding RAW padding...", "Extracting RAW Image..."})
+      EXPECT_EQ(std::count(stages.begin(), stages.end(), step), step[0] == 'J' ? 1 : 0)
+          << testing::PrintToString(stages);
+
+    const ReadBack back = ReadPackage(r.Out("EBOOT.PBP"));
+    EXPECT_EQ(back.sectors, set.disc.size() / 2352);
+    EXPECT_EQ(back.tracks, kThreeTracks);
+    EXPECT_TRUE(back.disc == set.disc);
+    // The set holds incompressible audio: some blocks come out of deflate longer than the
+    // block, and are still written as deflate streams, never as a raw 0x9300 block.
+    EXPECT_EQ(std::count(back.entrySizes.begin(), back.entrySizes.end(), 0x9300), 0);
+    EXPECT_TRUE(std::any_of(back.entrySizes.begin(), back.entrySizes.end(),
+                            [](uint16_t size) { return size > 37632; }));
   }
 }
 
@@ -116,7 +76,7 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
       "  TRACK 03 AUDIO\n    INDEX 00 00:09:00\n    INDEX 01 00:11:00\n";
   const std::pair<std::string, std::string> cases[] = {
-      {test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin", "Gone.bin"}),
+      {RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin", "Gone.bin"}),
        "The BIN file could not be found!!!\r\n(Gone.bin, named by game.cue)"},
       {ReplaceAll(one, "TRACK 02 AUDIO", "TRACK 02 CDG"),
        "Track 02 of game.cue is CDG, which cannot be converted: the converter takes 2,352-byte "
@@ -128,38 +88,29 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
     for (const auto& [sheet, message] : cases) {
       SCOPED_TRACE(message);
       Job r(level);
-      test::WriteRedumpSet(r.work.path());
-      const DiscSet set = test::WriteOneFileSheet(r.work.path());
-      const Bytes image = test::ReadFileBytes(set.files[0]);
-      test::WriteFileText(r.work / "game.cue", sheet);
+      WriteRedumpSet(r.work.path());
+      const DiscSet set = WriteOneFileSheet(r.work.path());
+      const Bytes image = ReadFileBytes(set.files[0]);
+      WriteFileText(r.work / "game.cue", sheet);
       r.job.input = r.work / "game.cue";
       EXPECT_EQ(r.Go(), Outcome::Failed(message));
       r.ExpectCleanedUp();
-      EXPECT_TRUE(test::Entries(r.work / "out").empty());
-      EXPECT_TRUE(test::ReadFileBytes(set.files[0]) == image);
+      EXPECT_TRUE(Entries(r.work / "out").empty());
+      EXPECT_TRUE(ReadFileBytes(set.files[0]) == image);
     }
   }
 }
 
-TEST(DiscLayouts, JoiningStopsCleanlyOnCancelAndOnAFileThatGoesAway) {
-  // Cancel at the first service point (after 512 of 1,125 sectors).
-  Job r(9);
-  const DiscSet set = test::WriteRedumpSet(r.work.path());
-  r.job.input = set.input;
-  r.host.onAdvance = [&r](int) { r.host.cancel.Request(); };
-  EXPECT_EQ(r.Go(), Outcome::Cancelled());
-  EXPECT_FALSE(r.host.cancel.Requested());
-  // Asked for as the joining began, seen at its first point (512 sectors in).
-  EXPECT_EQ(r.host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{0, 1125}}));
-  EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
-  r.ExpectCleanedUp();
-
-  // A track file that vanishes between opening the sheet and reading it.
-  const std::string temp = r.work / "TempBIN.bin";
+// A track file that vanishes between opening the sheet and reading it stops the joining
+// (a cancel of it is the packed images' test).
+TEST(DiscLayouts, JoiningStopsCleanlyOnAFileThatGoesAway) {
+  TempDir dir;
+  const DiscSet set = WriteRedumpSet(dir.path());
+  const std::string temp = dir / "TempBIN.bin";
   DiscOpenResult disc = OpenDiscImage(set.input);
   ASSERT_TRUE(disc.disc) << disc.message;
   DeleteFileIfExists(set.files[2]);
-  test::RunRecorder host;
+  RunRecorder host;
   EXPECT_EQ(WriteDiscImage(*disc.disc, temp, "Joining tracks...", host, host.cancel),
             Outcome::Failed("Cannot read " + set.files[2] + ": No such file or directory"));
   EXPECT_FALSE(FileExists(temp));
@@ -178,29 +129,29 @@ std::string Sha1(const Bytes& bytes) {
 // One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
 // starts (the track files taken back out are the Redump files), and the Redump sheet.
 TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
-  using L = test::SameDiscLayout;
+  using L = SameDiscLayout;
   // clang-format off
   const char* names[] = {"one-file sheet", "Redump set", "PREGAP sheet", "IMG+CCD", "CCD of a BIN",
                          "ISO with a CCD", "MDF+MDS", "CHD of the Redump set",
                          "CHD of the PREGAP sheet", "ECM Redump set"};
   // clang-format on
   TempDir redump;
-  const DiscSet reference = test::WriteSameDisc(L::RedumpSet, redump.path());
+  const DiscSet reference = WriteSameDisc(L::RedumpSet, redump.path());
   std::string dat = "<datafile><game name=\"Game (USA)\">";
   for (int i = 0; i < 3; ++i)
     dat += "<rom name=\"" + FileNameOf(reference.files[i]) + "\" sha1=\"" +
-           Sha1(test::ReadFileBytes(reference.files[i])) + "\"/>";
-  test::WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
+           Sha1(ReadFileBytes(reference.files[i])) + "\"/>";
+  WriteFileText(redump / "redump.dat", dat + "</game></datafile>");
 
   Bytes first;
   for (int i = 0; i <= static_cast<int>(L::EcmRedumpSet); ++i) {
     const L layout = static_cast<L>(i);
     SCOPED_TRACE(names[i]);
     Job r(9);
-    const DiscSet set = test::WriteSameDisc(layout, r.work.MakeDir("in"));
+    const DiscSet set = WriteSameDisc(layout, r.work.MakeDir("in"));
     r.job.input = set.input;
     ASSERT_EQ(r.Go(), Outcome::Success());
-    const Bytes pbp = test::ReadFileBytes(r.Out("EBOOT.PBP"));
+    const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
     const Bytes psar(pbp.begin() + LoadLe32(&pbp[36]), pbp.end());
     std::cout << "DATA.PSAR SHA-1 " << Sha1(psar) << "  " << names[i] << "\n";
     if (first.empty()) first = psar;
@@ -210,12 +161,12 @@ TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
                                  pbp::TrackFiles::Split, r.host, r.host.cancel),
               Outcome::Success());
     for (int t = 0; t < 3; ++t)
-      EXPECT_TRUE(test::ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[t]))) ==
-                  test::ReadFileBytes(reference.files[t]))
+      EXPECT_TRUE(ReadFileBytes(r.work / ("back/" + FileNameOf(reference.files[t]))) ==
+                  ReadFileBytes(reference.files[t]))
           << t;
-    EXPECT_EQ(test::ReadFileText(r.work / "back/Game (USA).cue"),
-              test::RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
-                                 "Game (USA) (Track 3).bin"}));
+    EXPECT_EQ(ReadFileText(r.work / "back/Game (USA).cue"),
+              RedumpSheet({"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
+                           "Game (USA) (Track 3).bin"}));
     if (layout == L::CloneCd) {
       VerifyOptions options;
       options.dat = redump / "redump.dat";

@@ -40,6 +40,11 @@ struct EngineJob : ConversionJob {
     temp.erase("fake_args.txt");  // the stand-in converter's record of what it was given
     EXPECT_EQ(temp, tempBefore);
   }
+  // `bytes` written to the work folder as `name`: the job's input.
+  void Input(const std::string& name, const Bytes& bytes) {
+    WriteFileBytes(work / name, bytes);
+    job.input = work / name;
+  }
   Names tempBefore;  // taken again by a test that puts files there before the run
 };
 

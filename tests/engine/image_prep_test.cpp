@@ -10,43 +10,42 @@
 namespace ebf {
 namespace {
 
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 
 TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
   TempDir dir;
-  const Bytes iso = test::BuildIsoSectors(test::GameDisc("SLUS_012.34"));
-  test::WriteFileBytes(dir / "plain.iso", iso);
+  const Bytes iso = BuildIsoSectors(GameDisc("SLUS_012.34"));
+  WriteFileBytes(dir / "plain.iso", iso);
   EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", true), ImagePrep::IsoPadding);
   EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", false), ImagePrep::AsIs);
 
   Bytes notZero = iso;
   notZero[0] = 1;
-  test::WriteFileBytes(dir / "nz.iso", notZero);
+  WriteFileBytes(dir / "nz.iso", notZero);
   EXPECT_EQ(ChooseImagePrep(dir / "nz.iso", true), ImagePrep::AsIs);
 
-  test::WriteFileBytes(dir / "sub.img", test::EncodeSectors(iso, test::SectorLayout::Raw2448));
+  WriteFileBytes(dir / "sub.img", EncodeSectors(iso, SectorLayout::Raw2448));
   EXPECT_EQ(ChooseImagePrep(dir / "sub.img", true), ImagePrep::StripSubchannel);
 
   // 2448-aligned, but the second sector does not start with a sync: left alone.
-  test::WriteFileBytes(dir / "odd.img", Bytes(2448 * 3, 0));
+  WriteFileBytes(dir / "odd.img", Bytes(2448 * 3, 0));
   EXPECT_EQ(ChooseImagePrep(dir / "odd.img", true), ImagePrep::AsIs);
 
-  test::WriteFileBytes(dir / "raw.bin", test::EncodeSectors(iso, test::SectorLayout::Mode2Raw));
+  WriteFileBytes(dir / "raw.bin", EncodeSectors(iso, SectorLayout::Mode2Raw));
   EXPECT_EQ(ChooseImagePrep(dir / "raw.bin", true), ImagePrep::AsIs);
   EXPECT_EQ(ChooseImagePrep(dir / "missing.bin", true), ImagePrep::AsIs);
 }
 
 TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
   TempDir dir;
-  test::IsoOptions opts = test::GameDisc("SLUS_012.34");
+  IsoOptions opts = GameDisc("SLUS_012.34");
   opts.minSectors = 1030;  // crosses two 512-sector service points
-  const Bytes iso = test::BuildIsoSectors(opts);
-  test::WriteFileBytes(dir / "game.iso", iso);
+  const Bytes iso = BuildIsoSectors(opts);
+  WriteFileBytes(dir / "game.iso", iso);
   RunRecorder host;
   ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel),
             Outcome::Success());
-  const Bytes raw = test::ReadFileBytes(dir / "TempBIN.bin");
+  const Bytes raw = ReadFileBytes(dir / "TempBIN.bin");
   ASSERT_EQ(raw.size(), 1030u * 2352);
   // Sync, the address 150 sectors on as BCD minutes, seconds and frames, mode 2, the data.
   const std::pair<long, Bytes> addresses[] = {
@@ -70,15 +69,15 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
 TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
   TempDir dir;
   // 2 sectors + half: rounds to 2; 3 + half: rounds to 4, the last read as zeros.
-  test::WriteFileBytes(dir / "a.iso", test::NoiseBytes(2048 * 2 + 1024, 1));
-  test::WriteFileBytes(dir / "b.iso", test::NoiseBytes(2048 * 3 + 1024, 2));
+  WriteFileBytes(dir / "a.iso", NoiseBytes(2048 * 2 + 1024, 1));
+  WriteFileBytes(dir / "b.iso", NoiseBytes(2048 * 3 + 1024, 2));
   RunRecorder host;
   ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", host, host.cancel), Outcome::Success());
   ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", host, host.cancel), Outcome::Success());
   EXPECT_EQ(FileSize(dir / "a.bin"), 2u * 2352);
-  const Bytes b = test::ReadFileBytes(dir / "b.bin");
+  const Bytes b = ReadFileBytes(dir / "b.bin");
   ASSERT_EQ(b.size(), 4u * 2352);
-  const Bytes src = test::ReadFileBytes(dir / "b.iso");
+  const Bytes src = ReadFileBytes(dir / "b.iso");
   EXPECT_TRUE(std::equal(src.begin() + 3 * 2048, src.end(), b.begin() + 3 * 2352 + 16));
   EXPECT_TRUE(std::all_of(b.begin() + 3 * 2352 + 16 + 1024, b.begin() + 3 * 2352 + 2064,
                           [](uint8_t v) { return v == 0; }));
@@ -86,15 +85,14 @@ TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
 
 TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
   TempDir dir;
-  test::IsoOptions opts = test::GameDisc("SCES_003.44");
+  IsoOptions opts = GameDisc("SCES_003.44");
   opts.minSectors = 600;
-  const Bytes user = test::BuildIsoSectors(opts);
-  test::WriteFileBytes(dir / "game.img", test::EncodeSectors(user, test::SectorLayout::Raw2448));
+  const Bytes user = BuildIsoSectors(opts);
+  WriteFileBytes(dir / "game.img", EncodeSectors(user, SectorLayout::Raw2448));
   RunRecorder host;
   ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel),
             Outcome::Success());
-  EXPECT_EQ(test::ReadFileBytes(dir / "TempBIN.bin"),
-            test::EncodeSectors(user, test::SectorLayout::Mode2Raw));
+  EXPECT_EQ(ReadFileBytes(dir / "TempBIN.bin"), EncodeSectors(user, SectorLayout::Mode2Raw));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});
 
   RunRecorder cancel;
@@ -108,10 +106,10 @@ TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
 
 TEST(FreeSpace, EstimateAndCheck) {
   TempDir dir;
-  test::WriteFileBytes(dir / "img", Bytes(1000));
-  test::WriteFileBytes(dir / "a", Bytes(10));
-  test::WriteFileBytes(dir / "base", Bytes(100));
-  test::WriteFileBytes(dir / "boot", Bytes(7));
+  WriteFileBytes(dir / "img", Bytes(1000));
+  WriteFileBytes(dir / "a", Bytes(10));
+  WriteFileBytes(dir / "base", Bytes(100));
+  WriteFileBytes(dir / "boot", Bytes(7));
   const std::string assets[5] = {dir / "a", dir / "a", dir / "missing", dir / "a", dir / "a"};
   const uint64_t expected = ExpectedEbootSize(dir / "img", assets, dir / "base", dir / "boot");
   EXPECT_EQ(expected, 1000u + 40 + 100 + 7 + 28);

@@ -19,18 +19,18 @@
 namespace ebf {
 namespace {
 
-using test::TempDir;
+using namespace test;
 
-struct PackageRun : test::ConversionJob {
+struct PackageRun : ConversionJob {
   std::string eboot;
 
   PackageRun() {
     std::filesystem::remove(progFolder + "Data" + kSep + "tarnwick.exe");
     eboot = work / "EBOOT.PBP";
-    test::PackageRecipe recipe;
-    recipe.image = Bytes(test::kTestBlockSize, 0x44);
-    test::WritePbp(eboot, recipe);
-    test::RunRecorder inspectHost;
+    PackageRecipe recipe;
+    recipe.image = Bytes(kTestBlockSize, 0x44);
+    WritePbp(eboot, recipe);
+    RunRecorder inspectHost;
     EXPECT_EQ(pbp::InspectEboot(eboot, progFolder + "Temp" + kSep, inspectHost).message, "");
     job.input = eboot;
     job.output.clear();
@@ -44,9 +44,9 @@ struct PackageRun : test::ConversionJob {
 
 TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   TempDir pics;
-  ASSERT_TRUE(test::DrawWithImageMagick("-size 481x272 xc:blue", pics / "w.png"));
-  ASSERT_TRUE(test::DrawWithImageMagick("-size 60x40 xc:green", "JPEG:" + (pics / "ICON0.PNG")));
-  test::WriteFileText(pics / "seven.pmf", "PSMF123");
+  ASSERT_TRUE(DrawWithImageMagick("-size 481x272 xc:blue", pics / "w.png"));
+  ASSERT_TRUE(DrawWithImageMagick("-size 60x40 xc:green", "JPEG:" + (pics / "ICON0.PNG")));
+  WriteFileText(pics / "seven.pmf", "PSMF123");
   const struct {
     int slot;
     std::string file, message;
@@ -59,19 +59,19 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   };
   for (const auto& c : cases) {
     PackageRun run;
-    const Bytes before = test::ReadFileBytes(run.eboot);
+    const Bytes before = ReadFileBytes(run.eboot);
     run.Put(c.slot, c.file);
     EXPECT_EQ(run.Go(), Outcome::Failed(c.message));
     EXPECT_TRUE(run.host.questions.empty()) << c.message;
     EXPECT_EQ(run.host.destinationsAsked, 0);
     EXPECT_FALSE(FileExists(run.work / "rebuilt.pbp"));
-    EXPECT_EQ(test::ReadFileBytes(run.eboot), before);
+    EXPECT_EQ(ReadFileBytes(run.eboot), before);
   }
 
   // A picture a new package takes, too large for the room: asked, then rebuilt.
   PackageRun run;
-  const Bytes before = test::ReadFileBytes(run.eboot);
-  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", pics / "ok.png"));
+  const Bytes before = ReadFileBytes(run.eboot);
+  ASSERT_TRUE(DrawWithImageMagick("-size 480x272 gradient:red-blue", pics / "ok.png"));
   run.Put(kSlotPic1, pics / "ok.png");
   const ConversionResult result = run.Run();
   EXPECT_EQ(result.outcome, Outcome::Success());
@@ -79,7 +79,7 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   EXPECT_EQ(run.host.destinationsAsked, 1);
   EXPECT_TRUE(result.rebuilt);
   EXPECT_EQ(result.package, run.work / "rebuilt.pbp");
-  EXPECT_EQ(test::ReadFileBytes(run.eboot), before);  // the source is never altered
+  EXPECT_EQ(ReadFileBytes(run.eboot), before);  // the source is never altered
 }
 
 }  // namespace

@@ -6,32 +6,26 @@
 #include <algorithm>
 
 #include "common/files.h"
+#include "engine_job.h"
 #include "support/conversion_job.h"
 #include "support/disc_builder.h"
-#include "support/inflating_reader.h"
 #include "support/process_run.h"
 
 namespace ebf {
 namespace {
 
-Bytes Disc(uint32_t seed) {
-  test::IsoOptions o = test::GameDisc("SLES_012.34", test::NoiseBytes(200000, seed));
-  o.minSectors = 500;
-  return test::BuildDiscImage(o, test::SectorLayout::Mode2Raw);
-}
+using namespace test;
 
-Bytes PackageDisc(const std::string& eboot, int disc, uint32_t sectors) {
-  test::InflatingReader reader(eboot, disc);
-  Bytes back;
-  EXPECT_EQ(reader.error(), "");
-  EXPECT_EQ(reader.ReadSectors(0, sectors, back), "");
-  return back;
+Bytes Disc(uint32_t seed) {
+  IsoOptions o = GameDisc("SLES_012.34", NoiseBytes(200000, seed));
+  o.minSectors = 500;
+  return BuildDiscImage(o, SectorLayout::Mode2Raw);
 }
 
 TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
   for (const char* secondary : {"none", "lzma"}) {
     SCOPED_TRACE(secondary);
-    test::ConversionJob r;
+    ConversionJob r;
     const Bytes image = Disc(5);
     // A translation: text changed in place, single bytes here and there, a sector's worth
     // moved, two sectors added.
@@ -39,24 +33,21 @@ TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
     std::fill(changed.begin() + 60000, changed.begin() + 60400, 'T');
     for (std::size_t at = 100000; at < 180000; at += at < 140000 ? 6 : 97) changed[at] ^= 0x5A;
     std::rotate(changed.begin() + 200000, changed.begin() + 202352, changed.begin() + 400000);
-    const Bytes extra = test::NoiseBytes(2 * 2352, 9);
-    changed.insert(changed.end(), extra.begin(), extra.end());
-    test::WriteFileBytes(r.work / "game.bin", image);
-    test::WriteFileBytes(r.work / "new.bin", changed);
+    Append(changed, NoiseBytes(2 * 2352, 9));
+    WriteFileBytes(r.work / "game.bin", image);
+    WriteFileBytes(r.work / "new.bin", changed);
     // Windows of 64 KiB: the patch holds many, each with its own Adler-32.
     const std::string s = std::string("-S ") + secondary + " -W 65536 -s '" + r.work / "game.bin";
-    test::Shell("xdelta3 -e -f " + s + "' '" + r.work / "new.bin" + "' '" + r.work / "fix.xdelta'");
-    test::Shell("xdelta3 -d -f " + s + "' '" + r.work / "fix.xdelta" + "' '" +
-                r.work / "witness.bin'");
-    const Bytes witness = test::ReadFileBytes(r.work / "witness.bin");
+    Shell("xdelta3 -e -f " + s + "' '" + r.work / "new.bin" + "' '" + r.work / "fix.xdelta'");
+    Shell("xdelta3 -d -f " + s + "' '" + r.work / "fix.xdelta" + "' '" + r.work / "witness.bin'");
+    const Bytes witness = ReadFileBytes(r.work / "witness.bin");
     ASSERT_TRUE(witness == changed);
 
     r.job.input = r.work / "game.bin";
     r.job.patches = {{1, r.work / "fix.xdelta"}};
     ASSERT_EQ(r.Go(), Outcome::Success());
-    EXPECT_TRUE(PackageDisc(r.Out("EBOOT.PBP"), 1, static_cast<uint32_t>(witness.size() / 2352)) ==
-                witness);
-    EXPECT_TRUE(test::ReadFileBytes(r.work / "game.bin") == image);
+    EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == witness);
+    EXPECT_TRUE(ReadFileBytes(r.work / "game.bin") == image);
     const std::string format = std::string("Patch fix.xdelta (VCDIFF") +
                                (std::string(secondary) == "lzma" ? " (LZMA))\r\n" : ")\r\n");
     EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), format), 1);
@@ -75,25 +66,25 @@ TEST(PatchedConversion, LibCryptDataGoBesideThePackageForEachProtectedDisc) {
               {3, {1, 3}, {"EBOOT_1.sbi", "EBOOT_3.sbi"}, {"EBOOT.sbi", "EBOOT_2.sbi"}}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.discs);
-    test::ConversionJob r;
+    ConversionJob r;
     for (int d = 1; d <= row.discs; ++d) {
       const std::string name = "Game (Disc " + std::to_string(d) + ")";
-      test::WriteFileBytes(r.work / (name + ".bin"), Disc(d));
+      WriteFileBytes(r.work / (name + ".bin"), Disc(d));
       if (std::count(row.protectedDiscs.begin(), row.protectedDiscs.end(), d))
-        test::WriteFileBytes(r.work / (name + ".sbi"), sbi);
+        WriteFileBytes(r.work / (name + ".sbi"), sbi);
       (d == 1 ? r.job.input : r.job.laterDiscs.emplace_back()) = r.work / (name + ".bin");
     }
     // A file of the name from an earlier run is replaced only when the question says so.
     MakeFolders(r.work / "out");
-    test::WriteFileText(r.Out(row.written[0]), "older");
+    WriteFileText(r.Out(row.written[0]), "older");
     r.host.answers = {false};
     EXPECT_EQ(r.Go(), Outcome::Declined());
-    EXPECT_EQ(test::ReadFileText(r.Out(row.written[0])), "older");
+    EXPECT_EQ(ReadFileText(r.Out(row.written[0])), "older");
     EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
 
     ASSERT_EQ(r.Go(), Outcome::Success());
     for (const std::string& name : row.written)
-      EXPECT_TRUE(test::ReadFileBytes(r.Out(name)) == sbi) << name;
+      EXPECT_TRUE(ReadFileBytes(r.Out(name)) == sbi) << name;
     for (const std::string& name : row.absent) EXPECT_FALSE(FileExists(r.Out(name))) << name;
     EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(),
                          "LibCrypt key 0x8000 (from Game (Disc 1).sbi)\r\n"),

@@ -16,15 +16,14 @@
 namespace ebf {
 namespace {
 
-using test::RunRecorder;
-using test::TempDir;
+using namespace test;
 
 struct Fixture {
   TempDir prog, work;
   JobInput in;
   Settings settings;
   Fixture() {
-    test::WriteFileText(work / "game.bin", "x");
+    WriteFileText(work / "game.bin", "x");
     in.input = work / "game.bin";
     in.output = work / "out";
     in.title = "Game";
@@ -32,8 +31,14 @@ struct Fixture {
     in.gameId = "SLUS00594";
     in.region = "NTSC";
   }
-  Planned Run(RunRecorder& host) {
-    return PlanConversion(in, settings, ProgramFolders(prog.folder()), host);
+  Planned Run(RunRecorder& host) { return Plan(in, host); }
+  Planned Plan(const JobInput& job, RunRecorder& host) {
+    return PlanConversion(job, settings, ProgramFolders(prog.folder()), host);
+  }
+  // A game disc image in the work folder, with `exe` as its boot file.
+  std::string Disc(const std::string& name, const std::string& exe) {
+    WriteFileBytes(work / name, BuildDiscImage(GameDisc(exe), SectorLayout::Mode2Raw));
+    return work / name;
   }
 };
 
@@ -87,7 +92,7 @@ TEST(PlanConversion, OutputFolderRules) {
   f.in.gameId = "slus00594";
   EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
   // A package is patched in place: the output folder is not looked at.
-  test::WriteFileText(f.work / "EBOOT.pbp", "x");
+  WriteFileText(f.work / "EBOOT.pbp", "x");
   f.in.input = f.work / "EBOOT.pbp";
   f.in.output = "";
   Planned patch = f.Run(host);
@@ -102,7 +107,7 @@ TEST(PlanConversion, OutputFolderRules) {
             Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
   // A folder that cannot be created.
   Fixture g;
-  test::WriteFileText(g.work / "file", "x");
+  WriteFileText(g.work / "file", "x");
   g.in.output = g.work / "file/sub/leaf";
   EXPECT_EQ(g.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
 }
@@ -134,7 +139,7 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.asked + row.region);
     Fixture f;
-    test::WriteFileText(f.work / row.input, "x");
+    WriteFileText(f.work / row.input, "x");
     f.in.input = f.work / row.input;
     f.in.region = row.region;
     f.in.palFixScreen = row.screen;
@@ -153,9 +158,9 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
 
 TEST(PlanConversion, ThePlanStandsAlone) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   const std::string icon = f.work / "icon.png";
-  test::WriteFileText(icon, "png");
+  WriteFileText(icon, "png");
   f.in.assets[kSlotIcon0] = {true, icon};
   f.in.assets[kSlotSnd0] = {false, ""};
   f.in.level = 3;
@@ -191,39 +196,34 @@ TEST(PlanConversion, ThePlanStandsAlone) {
 
 TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
+  CopyRuntimeTree(f.prog, false);
   // A disc in the game list: the command line gives only the input, the rest is found.
-  const std::string bin = f.work / "Metal Gear.bin";
-  test::WriteFileBytes(
-      bin, test::BuildDiscImage(test::GameDisc("SLUS_005.94"), test::SectorLayout::Mode2Raw));
   JobInput cli;
-  cli.input = bin;
+  cli.input = f.Disc("Metal Gear.bin", "SLUS_005.94");
   cli.resolve = true;
   cli.confirm = false;
   f.settings.defaultOutputDir = f.work / "games";
   f.settings.defaultOutDirOpt = 3;
   RunRecorder host;
-  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  Planned p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
-  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
-  EXPECT_EQ(p.plan->saveName, "Metal Gear Solid");
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");
-  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "games") + "SLUS00594" + kSep);
+  EXPECT_EQ(std::tuple(p.plan->title, p.plan->saveName, p.plan->gameId, p.plan->output),
+            std::tuple("Metal Gear Solid [NTSC-U]", "Metal Gear Solid", "SLUS00594",
+                       WithTrailingSep(f.work / "games") + "SLUS00594" + kSep));
   EXPECT_EQ(p.title, "Metal Gear Solid [NTSC-U]");
   // What the user says goes over what was found.
   cli.title = "Mine";
   cli.output = f.work / "elsewhere";
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan);
-  EXPECT_EQ(p.plan->title, "Mine");
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");
-  EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "elsewhere"));
+  EXPECT_EQ(std::tuple(p.plan->title, p.plan->gameId, p.plan->output),
+            std::tuple("Mine", "SLUS00594", WithTrailingSep(f.work / "elsewhere")));
   // A sheet that names no file is refused with the resolver's words; the title is kept for
   // a batch's summary.
-  test::WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
+  WriteFileText(f.work / "broken.cue", "FILE \"gone.bin\" BINARY\n");
   cli.input = f.work / "broken.cue";
   cli.title.reset();
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  p = f.Plan(cli, host);
   EXPECT_EQ(
       p.outcome,
       Outcome::Failed("CUE Sheet is invalid!\r\n(gone.bin, named by broken.cue, is not there)"));
@@ -232,59 +232,51 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
 
 TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
-  auto disc = [&](const std::string& name, const std::string& exe) {
-    test::WriteFileBytes(f.work / name,
-                         test::BuildDiscImage(test::GameDisc(exe), test::SectorLayout::Mode2Raw));
-    return f.work / name;
-  };
+  CopyRuntimeTree(f.prog, false);
   JobInput cli;
-  cli.input = disc("Spy Story (Disc 1).bin", "SLUS_005.94");
-  cli.laterDiscs = {disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
-                    disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
+  cli.input = f.Disc("Spy Story (Disc 1).bin", "SLUS_005.94");
+  cli.laterDiscs = {f.Disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
+                    f.Disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
   // A sheet naming the image: the disc is read through it, ID and all.
-  test::WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
+  WriteFileText(f.work / "third.cue", "FILE \"Spy Story (Disc 3).bin\" BINARY\n");
   cli.laterDiscs[1] = f.work / "third.cue";
   cli.resolve = true;
   cli.output = f.work / "out";
   cli.confirm = false;
   RunRecorder host;
-  Planned p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  Planned p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(p.plan->discCount(), 3);
   EXPECT_EQ(p.plan->gameId, "SLUS00594");  // disc 1's: the package's, and its saves'
   ASSERT_EQ(p.plan->laterDiscs.size(), 2u);
-  EXPECT_EQ(p.plan->laterDiscs[0].gameId, "SLUS00776");
-  EXPECT_EQ(p.plan->laterDiscs[0].input, f.work / "Spy Story (Disc 2).bin");
-  EXPECT_EQ(p.plan->laterDiscs[1].gameId, "SLUS01240");
-  EXPECT_EQ(p.plan->laterDiscs[1].dataFile, f.work / "Spy Story (Disc 3).bin");
+  EXPECT_EQ(std::tuple(p.plan->laterDiscs[0].gameId, p.plan->laterDiscs[0].input,
+                       p.plan->laterDiscs[1].gameId, p.plan->laterDiscs[1].dataFile),
+            std::tuple("SLUS00776", f.work / "Spy Story (Disc 2).bin", "SLUS01240",
+                       f.work / "Spy Story (Disc 3).bin"));
   EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
   // A name from the file loses its disc number: the package is the whole game.
-  test::WriteFileBytes(
-      f.work / "Quiet (Disc 1).bin",
-      test::BuildDiscImage(test::GameDisc("SLUS_901.01"), test::SectorLayout::Mode2Raw));
-  cli.input = f.work / "Quiet (Disc 1).bin";
-  p = PlanConversion(cli, f.settings, ProgramFolders(f.prog.folder()), host);
+  cli.input = f.Disc("Quiet (Disc 1).bin", "SLUS_901.01");
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(p.plan->title, "Quiet");
 
   auto refusal = [&](std::vector<std::string> later) {
     JobInput job = cli;
     job.laterDiscs = std::move(later);
-    return PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host).outcome;
+    return f.Plan(job, host).outcome;
   };
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
   const std::string one = cli.input;
-  test::WriteFileText(f.work / "notes.txt", "my notes");
-  test::WriteFileText(f.work / "game.mds", "descriptor");
-  test::WriteFileText(f.work / "EBOOT.PBP", "x");
-  test::WriteFileText(f.work / "one.cue",
-                      "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                      " INDEX 01 00:00:00\n");
-  Bytes ecm = test::EncodeEcm(test::ReadFileBytes(two));
+  WriteFileText(f.work / "notes.txt", "my notes");
+  WriteFileText(f.work / "game.mds", "descriptor");
+  WriteFileText(f.work / "EBOOT.PBP", "x");
+  WriteFileText(f.work / "one.cue",
+                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                " INDEX 01 00:00:00\n");
+  Bytes ecm = EncodeEcm(ReadFileBytes(two));
   ecm.resize(ecm.size() / 2);
-  test::WriteFileBytes(f.work / "cut.bin.ecm", ecm);
+  WriteFileBytes(f.work / "cut.bin.ecm", ecm);
   auto disc2 = [](const std::string& path, const std::string& why) {
     return Outcome::Failed("Disc 2 (" + path + "): " + why);
   };
@@ -315,10 +307,8 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
 
 TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
   Fixture f;
-  test::CopyRuntimeTree(f.prog, false);
-  for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"})
-    test::WriteFileBytes(f.work / name, test::BuildDiscImage(test::GameDisc("SLUS_009.01"),
-                                                             test::SectorLayout::Mode2Raw));
+  CopyRuntimeTree(f.prog, false);
+  for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
   struct Row {
     MissingDiscs rule;
@@ -350,7 +340,7 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
     job.confirm = false;
     RunRecorder host;
     host.defaultAnswer = row.answer.value_or(true);
-    const Planned p = PlanConversion(job, f.settings, ProgramFolders(f.prog.folder()), host);
+    const Planned p = f.Plan(job, host);
     EXPECT_EQ(p.outcome, row.expected) << static_cast<int>(row.rule);
     const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
     EXPECT_EQ(asked, row.answer.has_value()) << static_cast<int>(row.rule);

@@ -1,16 +1,15 @@
-/* Loaded with LD_PRELOAD into the programs under test: counts the write calls a program
- * makes on regular files and, at the Nth, fails it (ENOSPC, as a full disk does) or kills
- * the process (SIGKILL, as a crash or `kill -9` does). The calls that end a write count too:
- * fsync, ftruncate and the close of a file open for writing (these fail with EIO, as a disk
- * that drops the data at the end does), and the kernel-side copies (sendfile,
- * copy_file_range), so that no way of writing goes around the seam.
- *
- *   EBF_FAULT_PROGRAM     file name of the program to act in (others are left alone)
- *   EBF_FAULT_AT          N, 1-based; 0 or unset only counts
- *   EBF_FAULT_KIND        "fail" or "kill"
- *   EBF_FAULT_COUNT_FILE  where the program appends its count when it exits normally
- *   EBF_FAULT_TRACE       when set, each counted call is named on standard error
- */
+// Loaded with LD_PRELOAD into the programs under test: counts the write calls a program
+// makes on regular files and, at the Nth, fails it (ENOSPC, as a full disk does) or kills
+// the process (SIGKILL, as a crash or `kill -9` does). The calls that end a write count too:
+// fsync, ftruncate and the close of a file open for writing (these fail with EIO, as a disk
+// that drops the data at the end does), and the kernel-side copies (sendfile,
+// copy_file_range), so that no way of writing goes around the seam.
+//
+//   EBF_FAULT_PROGRAM     file name of the program to act in (others are left alone)
+//   EBF_FAULT_AT          N, 1-based; 0 or unset only counts
+//   EBF_FAULT_KIND        "fail" or "kill"
+//   EBF_FAULT_COUNT_FILE  where the program appends its count when it exits normally
+//   EBF_FAULT_TRACE       when set, each counted call is named on standard error
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -23,7 +22,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-static int active = -1; /* -1 not decided yet, 0 another program, 1 this one */
+static int active = -1;  // -1 not decided yet, 0 another program, 1 this one
 static long faultAt = 0;
 static int killKind = 0;
 static long count = 0;
@@ -64,7 +63,7 @@ static void Trace(int fd, const char* call) {
   fprintf(stderr, "[fault shim] %ld: %s %s\n", count, call, path);
 }
 
-/* 1 when this call is to fail; a kill never returns. */
+// 1 when this call is to fail; a kill never returns.
 static int StrikeCall(int fd, const char* call) {
   Decide();
   if (active != 1 || !IsRegular(fd)) return 0;
@@ -79,19 +78,19 @@ static int StrikeCall(int fd, const char* call) {
 __attribute__((destructor)) static void Report(void) {
   const char* file = getenv("EBF_FAULT_COUNT_FILE");
   if (active != 1 || !file) return;
-  active = 0; /* the count's own file is not one of the program's writes */
+  active = 0;  // the count's own file is not one of the program's writes
   FILE* f = fopen(file, "a");
   if (!f) return;
   fprintf(f, "%ld\n", count);
   fclose(f);
 }
 
-/* The C library's own function behind a wrapper, looked up once. */
+// The C library's own function behind a wrapper, looked up once.
 #define REAL(name)               \
   static __typeof__(&name) real; \
   if (!real) real = (__typeof__(&name))dlsym(RTLD_NEXT, #name)
 
-/* A call that writes to `fd`: at the fault it writes nothing and says the disk is full. */
+// A call that writes to `fd`: at the fault it writes nothing and says the disk is full.
 #define WRITE_CALL(type, name, fd, params, args) \
   type name params {                             \
     REAL(name);                                  \
@@ -109,19 +108,17 @@ WRITE_CALL(ssize_t, copy_file_range, out,
            (int in, off_t* inAt, int out, off_t* outAt, size_t n, unsigned flags),
            (in, inAt, out, outAt, n, flags))
 
-/* stdio reaches the system through calls inside the C library that a preload cannot see,
- * so each fwrite to a regular file counts as one write of its own. */
+// stdio reaches the system through calls inside the C library that a preload cannot see,
+// so each fwrite to a regular file counts as one write of its own.
 size_t fwrite(const void* buf, size_t size, size_t n, FILE* stream) {
   REAL(fwrite);
   if (size && n && StrikeCall(fileno(stream), "fwrite")) return 0;
   return real(buf, size, n, stream);
 }
 
-/* The calls that end a write fail as a disk that loses the data does. */
+// The calls that end a write fail as a disk that loses the data does.
 static int StrikeEnd(int fd, const char* call) {
-  Decide();
-  if (active != 1 || !IsWritable(fd)) return 0;
-  return StrikeCall(fd, call);
+  return IsWritable(fd) && StrikeCall(fd, call);
 }
 
 static int FailWithEio(void) {
@@ -129,27 +126,19 @@ static int FailWithEio(void) {
   return -1;
 }
 
-int fsync(int fd) {
-  REAL(fsync);
-  return StrikeEnd(fd, "fsync") ? FailWithEio() : real(fd);
-}
+// fsync, fdatasync and ftruncate: at the fault the data is lost and the call says so.
+#define END_CALL(name, strike, params, args)              \
+  int name params {                                       \
+    REAL(name);                                           \
+    return strike(fd, #name) ? FailWithEio() : real args; \
+  }
 
-int fdatasync(int fd) {
-  REAL(fdatasync);
-  return StrikeEnd(fd, "fdatasync") ? FailWithEio() : real(fd);
-}
+END_CALL(fsync, StrikeEnd, (int fd), (fd))
+END_CALL(fdatasync, StrikeEnd, (int fd), (fd))
+END_CALL(ftruncate, StrikeCall, (int fd, off_t length), (fd, length))
+END_CALL(ftruncate64, StrikeCall, (int fd, off_t length), (fd, length))
 
-int ftruncate(int fd, off_t length) {
-  REAL(ftruncate);
-  return StrikeCall(fd, "ftruncate") ? FailWithEio() : real(fd, length);
-}
-
-int ftruncate64(int fd, off_t length) {
-  REAL(ftruncate64);
-  return StrikeCall(fd, "ftruncate64") ? FailWithEio() : real(fd, length);
-}
-
-/* A failed close still closes: the descriptor is gone, the data may not be. */
+// A failed close still closes: the descriptor is gone, the data may not be.
 int close(int fd) {
   REAL(close);
   const int strike = StrikeEnd(fd, "close");
@@ -157,10 +146,10 @@ int close(int fd) {
   return strike ? FailWithEio() : result;
 }
 
-/* stdio closes through the C library's own calls, so fclose counts as the close. */
+// stdio closes through the C library's own calls, so fclose counts as the close.
 int fclose(FILE* stream) {
   REAL(fclose);
   const int strike = stream && StrikeEnd(fileno(stream), "fclose");
   const int result = real(stream);
-  return strike ? FailWithEio() : result; /* EOF is -1 */
+  return strike ? FailWithEio() : result;  // EOF is -1
 }

@@ -30,18 +30,16 @@ constexpr const char* kCli = "ebootforge-cli";
 constexpr const char* kConverter = "tarnwick.exe";
 
 // Sets the fault variables for the children of this test, and clears them again.
-class FaultEnvironment {
- public:
+struct FaultEnvironment {
   FaultEnvironment(const std::string& program, long at, const std::string& kind,
                    const std::string& countFile) {
-    setenv("LD_PRELOAD", EBF_FAULT_SHIM, 1);
     // A sanitized program would refuse to start with another library loaded before its
     // runtime.
-    setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 1);
-    setenv("EBF_FAULT_PROGRAM", program.c_str(), 1);
-    setenv("EBF_FAULT_AT", std::to_string(at).c_str(), 1);
-    setenv("EBF_FAULT_KIND", kind.c_str(), 1);
-    setenv("EBF_FAULT_COUNT_FILE", countFile.c_str(), 1);
+    const std::pair<const char*, std::string> vars[] = {
+        {"LD_PRELOAD", EBF_FAULT_SHIM}, {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+        {"EBF_FAULT_PROGRAM", program}, {"EBF_FAULT_AT", std::to_string(at)},
+        {"EBF_FAULT_KIND", kind},       {"EBF_FAULT_COUNT_FILE", countFile}};
+    for (const auto& [name, value] : vars) setenv(name, value.c_str(), 1);
   }
   ~FaultEnvironment() {
     for (const char* name : {"LD_PRELOAD", "ASAN_OPTIONS", "EBF_FAULT_PROGRAM", "EBF_FAULT_AT",
@@ -83,16 +81,19 @@ struct Scenario {
     return RunProcess(cli, a, {root.path(), 0, false});
   }
 
+  // A run of `args` with the fault variables set.
+  ProcessResult RunFaulted(const std::string& program, long at, const std::string& kind,
+                           const std::string& countFile) {
+    FaultEnvironment env(program, at, kind, countFile);
+    return Run(args);
+  }
+
   long CountWrites(const std::string& program) {
     reset();
     const std::string countFile = root / "count.txt";
     DeleteFileIfExists(countFile);
-    ProcessResult r;
-    {
-      FaultEnvironment env(program, 0, "fail", countFile);
-      setenv("EBF_FAULT_TRACE", "1", 1);
-      r = Run(args);
-    }
+    setenv("EBF_FAULT_TRACE", "1", 1);  // cleared with the other fault variables
+    const ProcessResult r = RunFaulted(program, 0, "fail", countFile);
     EXPECT_EQ(r.exitCode, 0) << r.output;
     // "[fault shim] N: call path"
     std::istringstream trace(r.output);
@@ -109,11 +110,6 @@ struct Scenario {
     return total;
   }
 
-  bool MayFailUnseen(long n) {
-    const std::string name = fs::path(targets[n]).filename().string();
-    return std::find(mayFailUnseen.begin(), mayFailUnseen.end(), name) != mayFailUnseen.end();
-  }
-
   // Every write of `program`, failed and then killed. Returns the number of runs.
   // EBF_FAULT_STRIDE=k takes every k-th write only (and the last), the kills offset from
   // the failures: the sanitizer build, ten times slower, walks the same paths that way.
@@ -128,21 +124,17 @@ struct Scenario {
       for (long n = std::min(first, writes); n <= writes;
            n = n == writes ? writes + 1 : std::min(n + stride, writes)) {
         reset();
-        ProcessResult r;
-        {
-          FaultEnvironment env(program, n, kind, root / "ignored.txt");
-          r = Run(args);
-        }
+        const ProcessResult r = RunFaulted(program, n, kind, root / "ignored.txt");
         const std::string where = program + " " + kind + " at write " + std::to_string(n) + " of " +
                                   std::to_string(writes) + ":\n" + r.output;
-        if (std::string(kind) == "kill" && program == kCli) {
-          EXPECT_EQ(r.exitCode, 128 + 9) << where;
-        } else if (std::string(kind) == "kill") {
-          // The converter died: the run fails.
-          EXPECT_EQ(r.exitCode, 1) << where;
-        } else if (program == kConverter || !MayFailUnseen(n)) {
-          // A failed write never passes for success.
-          EXPECT_EQ(r.exitCode, 1) << where << "\n(the write went to " << targets[n] << ")";
+        // A killed program ends as killed, a killed converter fails the run, and a failed
+        // write never passes for success.
+        const bool killed = std::string(kind) == "kill";
+        const std::string target = fs::path(targets[n]).filename().string();
+        const bool unseen = std::count(mayFailUnseen.begin(), mayFailUnseen.end(), target) > 0;
+        if (killed || program == kConverter || !unseen) {
+          EXPECT_EQ(r.exitCode, killed && program == kCli ? 128 + 9 : 1)
+              << where << "\n(the write went to " << targets[n] << ")";
         }
         ProcessResult next = Run({"settings", "--quiet"});
         EXPECT_EQ(next.exitCode, 0) << where << "\nnext start:\n" << next.output;
@@ -169,8 +161,7 @@ Bytes PalExe() {
   for (auto& c : exe)
     if (c == 0x13 || c == 0x06 || c == 0x07) c = 0x55;
   const Bytes window = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-  for (std::size_t at : {std::size_t{1000}, std::size_t{5000}})
-    std::copy(window.begin(), window.end(), exe.begin() + static_cast<long>(at));
+  for (long at : {1000, 5000}) std::copy(window.begin(), window.end(), exe.begin() + at);
   return exe;
 }
 
@@ -215,9 +206,7 @@ void ConversionScenario(Scenario& s, const Bytes& disc, const std::vector<std::s
     } else if (r.exitCode == 128 + 9) {
       // Killed: the EBOOT.PBP there is the user's older one, or came of the rename of a
       // checked package (the kill hit the clean-up after it).
-      if (!olderThere) {
-        EXPECT_EQ(pbp::CheckWrittenPackage(eboot), "") << where;
-      }
+      EXPECT_EQ(olderThere ? "" : pbp::CheckWrittenPackage(eboot), "") << where;
     } else if (!olderThere) {
       // Failed only after the checked package took its name: the PAL fix on the user's
       // image could not come off at the end (the next start takes it off).
@@ -265,16 +254,13 @@ TEST(Faults, PalFixedConversionAtEveryWrite) {
   std::printf("PAL-fixed conversion: %d faulted runs\n", runs);
 }
 
-// A patch in place of the package at `pkg` with `options`: the package is as it was or as
-// the patch makes it when nothing goes wrong (which is returned), and no journal is left.
-Bytes PatchScenario(Scenario& s, const std::string& pkg, const std::vector<std::string>& options) {
+// A change in place of the package at `pkg` by `args`: the package is as it was or as the
+// change makes it when nothing goes wrong (which is returned), and no journal is left. With
+// `failedIsOriginal`, a run that fails (not killed) leaves it as it was.
+Bytes InPlaceScenario(Scenario& s, const std::string& pkg, const std::vector<std::string>& args,
+                      bool failedIsOriginal = false) {
   const Bytes original = ReadFileBytes(pkg);
-  s.args = {"convert", pkg};
-  s.args.insert(s.args.end(), options.begin(), options.end());
-  s.args.insert(s.args.end(), {"--no-pic1", "--yes", "--quiet"});
-  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
-  // of it.
-  s.mayFailUnseen = {"null"};
+  s.args = args;
   ProcessResult clean = s.Run(s.args);
   EXPECT_EQ(clean.exitCode, 0) << clean.output;
   const Bytes patched = ReadFileBytes(pkg);
@@ -285,10 +271,22 @@ Bytes PatchScenario(Scenario& s, const std::string& pkg, const std::vector<std::
     EXPECT_TRUE(now == original || now == patched) << where;
     if (r.exitCode == 0) {
       EXPECT_EQ(now, patched) << where;
+    } else if (failedIsOriginal && r.exitCode != 128 + 9) {
+      EXPECT_EQ(now, original) << where;
     }
     EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
   };
   return patched;
+}
+
+// A patch in place of the package at `pkg` with `options`.
+Bytes PatchScenario(Scenario& s, const std::string& pkg, std::vector<std::string> options) {
+  options.insert(options.begin(), {"convert", pkg});
+  options.insert(options.end(), {"--no-pic1", "--yes", "--quiet"});
+  // The empty stand-in of the unticked PIC1 ("null") is removed at the end whatever became
+  // of it.
+  s.mayFailUnseen = {"null"};
+  return InPlaceScenario(s, pkg, options);
 }
 
 TEST(Faults, PatchInPlaceAtEveryWrite) {
@@ -445,27 +443,14 @@ TEST(Faults, PalFixOfAPackageAtEveryWrite) {
   recipe.level = 0;  // stored: the fix can reach the disc image
   WritePbp(pkg, recipe);
   const Bytes original = ReadFileBytes(pkg);
-  s.args = {"palfix", pkg, "--screen", "--apply", "--quiet"};
-  WriteFileBytes(pkg, original);
-  ProcessResult clean = s.Run(s.args);
-  ASSERT_EQ(clean.exitCode, 0) << clean.output;
-  const Bytes patched = ReadFileBytes(pkg);
+  const Bytes patched =
+      InPlaceScenario(s, pkg, {"palfix", pkg, "--screen", "--apply", "--quiet"}, true);
+  ASSERT_FALSE(::testing::Test::HasFailure());
   // Both windows changed, and nothing but them.
   std::size_t changed = 0;
   ASSERT_EQ(patched.size(), original.size());
   for (std::size_t i = 0; i < original.size(); ++i) changed += patched[i] != original[i];
   ASSERT_EQ(changed, 4u);  // 0x13 -> 0x00 and 0x10 -> 0x00 in each window
-  s.reset = [&] { WriteFileBytes(pkg, original); };
-  s.check = [&](const ProcessResult& r, const std::string& where) {
-    const Bytes now = ReadFileBytes(pkg);
-    EXPECT_TRUE(now == original || now == patched) << where;
-    if (r.exitCode == 0) {
-      EXPECT_EQ(now, patched) << where;
-    } else if (r.exitCode != 128 + 9) {
-      EXPECT_EQ(now, original) << where;
-    }
-    EXPECT_FALSE(FileExists(pkg + ".undo")) << where;
-  };
   std::printf("PAL fix of a package: %d faulted runs\n", s.Sweep(kCli));
 }
 

@@ -10,6 +10,8 @@
 namespace ebf {
 namespace {
 
+using namespace test;
+
 TEST(OutputName, TemplatesGiveFatSafeFolders) {
   struct Row {
     const char* pattern;
@@ -35,16 +37,16 @@ TEST(OutputName, TemplatesGiveFatSafeFolders) {
 }
 
 TEST(OutputName, AnotherGamesFolderIsToldApart) {
-  test::TempDir dir;
+  TempDir dir;
   const std::string folder = dir / "SLUS00594";
-  test::PackageRecipe other;
+  PackageRecipe other;
   other.discId = "SLES00001";
   dir.MakeDir("SLUS00594");
-  test::WritePbp(dir / "SLUS00594/EBOOT.PBP", other);
+  WritePbp(dir / "SLUS00594/EBOOT.PBP", other);
   EXPECT_EQ(FolderForGame(folder, "SLUS00594"), folder + " (2)");
   EXPECT_EQ(FolderForGame(folder, "SLES-00001"), folder);  // the same game: its own folder
   dir.MakeDir("SLUS00594 (2)");
-  test::WritePbp(dir / "SLUS00594 (2)/eboot.pbp", other);
+  WritePbp(dir / "SLUS00594 (2)/eboot.pbp", other);
   EXPECT_EQ(FolderForGame(folder, "SLUS00594"), folder + " (3)");
   EXPECT_EQ(FolderForGame(dir / "new", "SLUS00594"), dir / "new");
 }

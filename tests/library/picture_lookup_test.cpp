@@ -13,7 +13,7 @@
 namespace ebf {
 namespace {
 
-using test::TempDir;
+using namespace test;
 
 // "png WxH" writes a PNG of that size; anything else is written as it is.
 void Make(const TempDir& dir, const std::string& relative, const std::string& what) {
@@ -23,7 +23,7 @@ void Make(const TempDir& dir, const std::string& relative, const std::string& wh
   if (std::sscanf(what.c_str(), "png %dx%d", &w, &h) == 2)
     ASSERT_TRUE(WritePngFromDrawingContext(Surface(w, h), path, w, h)) << path;
   else
-    test::WriteFileText(path, what);
+    WriteFileText(path, what);
 }
 
 const std::string kRiff = "RIFF" + std::string(28, '\0');
@@ -71,13 +71,12 @@ TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
   // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
-    test::ConversionJob job;
+    ConversionJob job;
     const std::string root = job.work.path() + "/";
     for (const auto& [file, what] : row.files) Make(job.work, file, what);
     job.work.MakeDir("img");
     job.job.input = job.work / ("img/" + row.image);
-    test::WriteFileBytes(job.job.input, test::BuildDiscImage(test::GameDisc("SLUS_005.94"),
-                                                             test::SectorLayout::Mode2Raw));
+    WriteFileBytes(job.job.input, BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw));
     job.job.resolve = true;
     if (!row.icon0.empty()) job.job.assets[kSlotIcon0].text = root + row.icon0;
     job.settings.resourceRoot = job.work / "res";
@@ -102,7 +101,7 @@ TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
         EXPECT_TRUE(EqualsCaseBlind(FileNameOf(slot.path), kSlots[i].assetFileName)) << slot.path;
       } else if (slot.source == SlotSource::Thumbnails) {
         // A thumbnail goes in drawn to the slot's size; other files as they are.
-        const Bytes png = test::ReadFileBytes(slot.path);
+        const Bytes png = ReadFileBytes(slot.path);
         ASSERT_GE(png.size(), 24u);
         EXPECT_EQ(std::pair(LoadBe32(&png[16]), LoadBe32(&png[20])),
                   i == kSlotIcon0 ? std::pair(144u, 80u) : std::pair(480u, 272u));

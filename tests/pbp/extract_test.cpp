@@ -20,21 +20,15 @@
 namespace ebf::pbp {
 namespace {
 
-using test::PackageRecipe;
-using test::PbpWritten;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 // 737 raw sectors: a game disc's file system and a short audio track; 46 whole blocks and
 // one partial block.
 Bytes SampleImage() {
-  auto iso = test::GameDisc("SLUS_012.34");
+  auto iso = GameDisc("SLUS_012.34");
   iso.minSectors = 700;
-  Bytes image = test::BuildDiscImage(iso, test::SectorLayout::Mode2Raw);
-  Bytes audio = test::AudioSectors(37, 5);
-  image.insert(image.end(), audio.begin(), audio.end());
+  Bytes image = BuildDiscImage(iso, SectorLayout::Mode2Raw);
+  Append(image, AudioSectors(37, 5));
   return image;
 }
 
@@ -49,10 +43,8 @@ void PatchBytes(const std::string& path, uint64_t at, const Bytes& bytes) {
   ASSERT_TRUE(f && f.Seek(at) && f.Write(bytes));
 }
 
-void PatchLe32(const std::string& path, uint64_t at, uint32_t value) {
-  Bytes raw(4);
-  StoreLe32(raw.data(), value);
-  PatchBytes(path, at, raw);
+void PatchLe32(const std::string& path, uint64_t at, uint32_t v) {
+  PatchBytes(path, at, {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)});
 }
 
 // The image alone, as the Extract ISO command writes it.
@@ -66,39 +58,28 @@ uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
          std::accumulate(w.blockLengths.begin(), w.blockLengths.begin() + i, uint64_t{0});
 }
 
-// A raw deflate stream: zlib's stream without its 2-byte head and 4-byte check.
-Bytes RawDeflate(const Bytes& data) {
-  uLongf size = compressBound(data.size());
-  Bytes out(size);
-  EXPECT_EQ(compress2(out.data(), &size, data.data(), data.size(), 9), Z_OK);
-  return Bytes(out.begin() + 2, out.begin() + static_cast<std::ptrdiff_t>(size) - 4);
-}
-
 TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocks) {
   TempDir dir;
   const Bytes image = SampleImage();
-  struct Variant {
-    int level;
-    bool withHoles;
-    bool padding;
-  };
-  for (Variant v : {Variant{9, true, false}, Variant{0, false, false}, Variant{1, false, true}}) {
+  // Level, index holes, padding block.
+  for (auto [level, holes, padding] :
+       {std::tuple{9, true, false}, {0, false, false}, {1, false, true}}) {
+    SCOPED_TRACE(level);
     PackageRecipe recipe;
     recipe.image = image;
-    recipe.level = v.level;
+    recipe.level = level;
     recipe.storeBlock = [](uint64_t i) { return i % 7 == 3; };
-    if (v.withHoles) recipe.holeBeforeBlock = {0, 5, 46};
-    recipe.paddingBlock = v.padding;
-    PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
-    if (v.level == 9) {
-      ASSERT_GT(w.compressedBlocks, 20u);
-      ASSERT_LT(w.compressedBlocks, w.blockLengths.size());
+    if (holes) recipe.holeBeforeBlock = {0, 5, 46};
+    recipe.paddingBlock = padding;
+    PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
+    if (level == 9) {
+      ASSERT_TRUE(w.compressedBlocks > 20u && w.compressedBlocks < w.blockLengths.size());
     }
 
     RunRecorder host;
     const std::string out = dir / "out.bin";
-    ASSERT_EQ(Extract(dir / "EBOOT.PBP", out, host), Outcome::Success()) << "level " << v.level;
-    EXPECT_EQ(ReadFileBytes(out), Padded(image, v.padding ? 1 : 0)) << "level " << v.level;
+    ASSERT_EQ(Extract(dir / "EBOOT.PBP", out, host), Outcome::Success());
+    EXPECT_EQ(ReadFileBytes(out), Padded(image, padding ? 1 : 0));
     EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting ISO..."});
     EXPECT_EQ(host.completed, std::vector<std::string>{"Extracting ISO..."});
     // Every 32 blocks, then the end.
@@ -112,17 +93,17 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.image = SampleImage();
-  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  WritePbp(dir / "EBOOT.PBP", recipe);
   const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
   const std::string out = dir / "Game.iso";
   EXPECT_EQ(CcdOverwriteQuestion(out), "");
-  test::WriteFileText(dir / "Game.ccd", "old");
+  WriteFileText(dir / "Game.ccd", "old");
   EXPECT_EQ(CcdOverwriteQuestion(out),
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
   WriteFileBytes(out, Bytes(5, 1));
-  test::WriteFileText(dir / "Game.TOC", "old toc");
+  WriteFileText(dir / "Game.TOC", "old toc");
 
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
@@ -134,8 +115,8 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   ASSERT_EQ(host.amounts.size(), 1u);
   EXPECT_EQ(host.amounts[0], std::make_pair(uint64_t{31}, uint64_t{47}));
   EXPECT_TRUE(host.completed.empty());
-  EXPECT_EQ(test::ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), "old");
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), "old");
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // The CCD cannot take its name (a folder has it): the extraction fails before anything is
@@ -147,7 +128,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
             Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
                             "\": a folder of that name is in the way."));
   EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(test::ReadFileText(dir / "Game.TOC"), "old toc");
+  EXPECT_EQ(ReadFileText(dir / "Game.TOC"), "old toc");
   for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
     EXPECT_FALSE(FileExists(dir / name)) << name;
   std::filesystem::remove(dir / "Game.ccd");
@@ -160,7 +141,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   EXPECT_EQ(FileSize(out), 47 * kBlockSize);
   TocArea area{};
   std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
-  EXPECT_EQ(test::ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
   EXPECT_FALSE(FileExists(out + ".ebf-part"));
 
   // With a note folder the temporary names are noted while the run writes, and the note goes
@@ -171,7 +152,7 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   noted.onAdvance = [&](int n) {
     if (n > 1) return;  // the first report comes while the image is being written
     for (const auto& e : std::filesystem::directory_iterator(temp))
-      seen += e.path().filename().string() + "=" + test::ReadFileText(e.path().string());
+      seen += e.path().filename().string() + "=" + ReadFileText(e.path().string());
   };
   EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
             Outcome::Success());
@@ -179,12 +160,6 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
                       (dir / "Game.TOC") + ".ebf-part\n");
   EXPECT_TRUE(std::filesystem::is_empty(temp));
   EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
-
-  // The conversion's layout: ISO.TOC beside the image.
-  EXPECT_EQ(
-      ExtractDiscImage(dir / "EBOOT.PBP", dir / "TempISO.iso", true, kTocFile, noted, noted.cancel),
-      Outcome::Success());
-  EXPECT_EQ(ReadFileBytes(dir / "ISO.TOC"), tocFile);
 }
 
 // Damaged or odd index entries and block streams, each in a fresh package: what the
@@ -203,11 +178,16 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   struct Row {
     const char* name;
     std::function<void(const PbpWritten&)> damage;
-    std::function<Bytes(const PbpWritten&)> expected;  // or the failure below
-    std::function<std::string(const PbpWritten&)> failure;
+    std::function<Bytes(const PbpWritten&)> expected;  // or the failure at this block:
+    int failedBlock = -1;
+    std::function<uint64_t(const PbpWritten&)> failedAt = nullptr;  // BlockAt when none
   };
   auto replace6 = [&](const PbpWritten& w, const Bytes& data) {
-    const Bytes packed = RawDeflate(data);
+    // A raw deflate stream: zlib's stream without its 2-byte head and 4-byte check.
+    uLongf size = compressBound(data.size());
+    Bytes z(size);
+    ASSERT_EQ(compress2(z.data(), &size, data.data(), data.size(), 9), Z_OK);
+    const Bytes packed(z.begin() + 2, z.begin() + static_cast<std::ptrdiff_t>(size) - 4);
     ASSERT_LT(packed.size(), w.blockLengths[6]);
     PatchBytes(pbp, BlockAt(w, 6), packed);
     PatchLe32(pbp, w.SlotPos(6) + 4, static_cast<uint32_t>(packed.size()));
@@ -216,10 +196,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
       // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
       // of the length it is inflated, which fails.
       {"marked stored block",
-       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "2, at byte " + std::to_string(BlockAt(w, 2)) + ")";
-       }},
+       [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, nullptr, 2},
       // Offset 0 with a length is a real block; only 0/0 is skipped.
       {"slot 10 at block 0",
        [&](const PbpWritten& w) {
@@ -230,41 +207,33 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
          Bytes e = Padded(image);
          std::copy_n(e.begin(), kBlockSize, e.begin() + 10 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       // A phantom entry (an offset with length 0) does not inflate.
       {"phantom entry", [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(60), 1234); }, nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "47, at byte " + std::to_string(w.psar + 0x100000 + 1234) + ")";
-       }},
+       47, [](const PbpWritten& w) { return w.psar + 0x100000 + 1234; }},
       {"not deflate data",
        [&](const PbpWritten& w) {
          PatchBytes(pbp, BlockAt(w, 4), {0xFF, 0xFF, 0xFF});
        },
-       nullptr,
-       [&](const PbpWritten& w) {
-         return failed + "4, at byte " + std::to_string(BlockAt(w, 4)) + ")";
-       }},
+       nullptr, 4},
       {"short stream", [&](const PbpWritten& w) { replace6(w, shortData); },
        [&](const PbpWritten&) {
          Bytes e = Padded(image);
          std::copy_n(e.begin() + 5 * kBlockSize, kBlockSize, e.begin() + 6 * kBlockSize);
          std::copy(shortData.begin(), shortData.end(), e.begin() + 6 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       {"long stream", [&](const PbpWritten& w) { replace6(w, longData); },
        [&](const PbpWritten&) {
          Bytes e = Padded(image);
          std::copy_n(longData.begin(), kBlockSize, e.begin() + 6 * kBlockSize);
          return e;
-       },
-       nullptr},
+       }},
       // The last block's length runs far past the end of the file: it is read as far as the
       // file goes and inflate stops at its stream's end.
       {"last length past the end",
        [&](const PbpWritten& w) { PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u); },
-       [&](const PbpWritten&) { return Padded(image); }, nullptr},
+       [&](const PbpWritten&) { return Padded(image); }},
   };
   PackageRecipe recipe;
   recipe.image = image;
@@ -272,7 +241,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   RunRecorder host;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    const PbpWritten w = test::WritePbp(pbp, recipe);
+    const PbpWritten w = WritePbp(pbp, recipe);
     ASSERT_EQ(w.blockLengths[2], kBlockSize);
     ASSERT_NE(w.blockLengths[4], kBlockSize);
     row.damage(w);
@@ -282,7 +251,9 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_TRUE(ReadFileBytes(out) == row.expected(w));
     } else {
-      EXPECT_EQ(result, Outcome::Failed(row.failure(w)));
+      const uint64_t at = row.failedAt ? row.failedAt(w) : BlockAt(w, row.failedBlock);
+      EXPECT_EQ(result, Outcome::Failed(failed + std::to_string(row.failedBlock) + ", at byte " +
+                                        std::to_string(at) + ")"));
       // Nothing of the failed run is left.
       EXPECT_FALSE(FileExists(out));
       EXPECT_FALSE(FileExists(out + ".ebf-part"));
@@ -294,7 +265,7 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   recipe.storeBlock = [](uint64_t i) { return i == 46; };
   recipe.bootPng.clear();
   recipe.tail.clear();
-  const PbpWritten w = test::WritePbp(pbp, recipe);
+  const PbpWritten w = WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.fileSize - 0x50 - 1000);
   ASSERT_EQ(Extract(pbp, out, host), Outcome::Success());
   Bytes expected = Padded(image);
@@ -314,7 +285,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   PackageRecipe recipe;
   recipe.image = SampleImage();
   recipe.magic = 0x12345678;  // the container's magic is never looked at
-  PbpWritten w = test::WritePbp(pbp, recipe);
+  PbpWritten w = WritePbp(pbp, recipe);
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
@@ -330,33 +301,32 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   const Bytes whole = ReadFileBytes(pbp);
   const std::string r0 = Extract(pbp, dir.path() + "/./EBOOT.PBP", host).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
   EXPECT_EQ(ReadFileBytes(pbp), whole);
 
   // Cut inside the index: a sentence naming the file; no output is started.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   std::filesystem::resize_file(pbp, w.psar + 0x8000);
   DeleteFileIfExists(out);
-  std::string r = Extract(pbp, out, host).text();
-  EXPECT_NE(r.find(pbp), std::string::npos) << r;
-  EXPECT_NE(r.find("cut short"), std::string::npos) << r;
-  EXPECT_FALSE(FileExists(out));
+  auto says = [&](const std::string& a, const std::string& b) {
+    const std::string r = Extract(pbp, out, host).text();
+    EXPECT_TRUE(r.find(a) != std::string::npos && r.find(b) != std::string::npos) << r;
+    EXPECT_FALSE(FileExists(out));
+  };
+  says(pbp, "cut short");
 
   // An index entry that points past the end of the file.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
-  r = Extract(pbp, out, host).text();
-  EXPECT_NE(r.find(pbp), std::string::npos) << r;
-  EXPECT_NE(r.find("block 3 "), std::string::npos) << r;
-  EXPECT_FALSE(FileExists(out));
+  says(pbp, "block 3 ");
 
   // A target that cannot be written says so, naming it.
-  w = test::WritePbp(pbp, recipe);
+  w = WritePbp(pbp, recipe);
   const std::string nowhere = dir / "no such folder/out.bin";
-  r = Extract(pbp, nowhere, host).text();
+  const std::string r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
 }
@@ -365,42 +335,35 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
 // the extraction, naming it, and nothing is written. Digests of another kind (not one
 // agrees) are no damage.
 TEST(ExtractDiscImage, ABlockThatDisagreesWithItsDigestIsNeverWritten) {
-  struct Row {
-    const char* name;
-    int level;
-    bool split;
-    int damaged;  // the block changed (-1: none; the digest fields are then of another kind)
-  };
-  const Row rows[] = {{"first block", 0, false, 0},
-                      {"split into tracks", 0, true, 0},
-                      {"digests of another kind", 9, false, -1}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  // Level, split into tracks, and the block changed (-1: none; the digest fields are then of
+  // another kind).
+  for (auto [level, split, damaged] : {std::tuple{0, false, 0}, {0, true, 0}, {9, false, -1}}) {
+    SCOPED_TRACE(testing::Message() << level << split << damaged);
     TempDir dir;
     const std::string pbp = dir / "EBOOT.PBP";
     PackageRecipe recipe;
     recipe.image = SampleImage();
-    recipe.level = row.level;
+    recipe.level = level;
     recipe.digests = true;
-    PbpWritten w = test::WritePbp(pbp, recipe);
-    const uint64_t at = BlockAt(w, std::max(row.damaged, 0));
-    if (row.damaged < 0) {
+    PbpWritten w = WritePbp(pbp, recipe);
+    const uint64_t at = BlockAt(w, std::max(damaged, 0));
+    if (damaged < 0) {
       for (uint64_t slot : w.blockSlots) PatchBytes(pbp, w.SlotPos(slot) + 8, Bytes(16, 0xAB));
     } else {  // one bit of a stored block; the later blocks' digests show they are ours
       PatchBytes(pbp, at + 1000, {static_cast<uint8_t>(recipe.image[1000] ^ 0x20)});
     }
     RunRecorder host;
     const Outcome result =
-        row.split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
-                  : Extract(pbp, dir / "out.bin", host);
-    if (row.damaged < 0) {
+        split ? ExtractTracks(pbp, dir / "set/Game", TrackFiles::Split, host, host.cancel)
+              : Extract(pbp, dir / "out.bin", host);
+    if (damaged < 0) {
       ASSERT_EQ(result, Outcome::Success());
       EXPECT_EQ(ReadFileBytes(dir / "out.bin"), Padded(recipe.image));
       continue;
     }
     EXPECT_EQ(result, Outcome::Failed("The EBOOT \"" + pbp + "\" is damaged: disc image block " +
-                                      std::to_string(row.damaged) + ", at byte " +
-                                      std::to_string(at) + ", does not match its digest."));
+                                      std::to_string(damaged) + ", at byte " + std::to_string(at) +
+                                      ", does not match its digest."));
     EXPECT_FALSE(FileExists(dir / "out.bin"));
     EXPECT_FALSE(FileExists(dir / "set"));
   }

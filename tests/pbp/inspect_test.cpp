@@ -1,3 +1,5 @@
+// What the program reads from a package: its parts taken apart into Temp, and its
+// description.
 #include "pbp/inspect.h"
 
 #include <gtest/gtest.h>
@@ -5,6 +7,8 @@
 #include <filesystem>
 
 #include "common/files.h"
+#include "pbp/extract.h"
+#include "pbp/info.h"
 #include "pbp/psar.h"
 #include "support/pbp_writer.h"
 #include "support/recording_host.h"
@@ -13,12 +17,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::PackageRecipe;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   TempDir dir;
@@ -33,27 +32,23 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   recipe.bootPng = NoiseBytes(3000, 5);
   recipe.tail = NoiseBytes(500, 6);
   recipe.image = NoiseBytes(kBlockSize * 2, 7);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  WritePbp(dir / "EBOOT.PBP", recipe);
 
   RunRecorder host;
   const std::string temp = dir.folder() + "Temp/";
   Inspection r = InspectEboot(dir / "EBOOT.PBP", temp, host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "Caf\xC3\xA9 Racer");
-  EXPECT_EQ(r.gameId, "SLES01234");
-  EXPECT_EQ(r.saveName, "Caf\xC3\xA9 Save");
+  EXPECT_EQ(r.message + "|" + r.title + "|" + r.gameId + "|" + r.saveName,
+            "|Caf\xC3\xA9 Racer|SLES01234|Caf\xC3\xA9 Save");
 
-  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), test::MakeSfo(recipe.title, recipe.discId));
+  EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), MakeSfo(recipe.title, recipe.discId));
   EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
   Bytes pic0 = recipe.pic0;
   pic0.push_back(recipe.pic1[0]);
   EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
   EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), recipe.pic1);
   EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), recipe.dataPsp);
-  for (const char* empty : {"ICON1.PMF", "SND0.AT3"}) {
-    EXPECT_TRUE(FileExists(temp + empty)) << empty;
+  for (const char* empty : {"ICON1.PMF", "SND0.AT3"})
     EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
-  }
   EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), recipe.bootPng);
   // START.DAT stops one byte before the end of the file.
   EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(recipe.tail.begin(), recipe.tail.end() - 1));
@@ -96,8 +91,7 @@ TEST(InspectEboot, SizeAndMagicChecks) {
   tiny[1] = 'Q';  // the container's magic is not checked
   WriteFileBytes(pbp, tiny);
   Inspection r = InspectEboot(pbp, temp, host);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "");
+  EXPECT_EQ(r.message + r.title, "");
   EXPECT_EQ(FileSize(temp + "Gameboot.png"), 16u);
   EXPECT_EQ(FileSize(temp + "START.DAT"), 20496u - (40 + 0x4000 + 80 + 16) - 1);
   EXPECT_EQ(FileSize(temp + "PARAM.SFO"), 0u);
@@ -117,28 +111,24 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   const std::string temp = dir.folder() + "Temp/";
   PackageRecipe recipe;
   recipe.image = NoiseBytes(1000, 1);
-  test::PbpWritten w = test::WritePbp(pbp, recipe);
+  PbpWritten w = WritePbp(pbp, recipe);
   const Bytes good = ReadFileBytes(pbp);
 
-  struct Damage {
-    uint64_t at;
-    uint32_t value;
-    const char* mentions;
-  };
-  const Damage cases[] = {
+  // Where, what is written there, and what the refusal mentions.
+  const std::tuple<uint64_t, uint32_t, const char*> cases[] = {
       {12, 0xFFFFFF00u, "ICON0.PNG"},                   // section offset past the end
       {w.psar + 12, 0x7FFFFFF0u, "start data"},         // start data past the end
       {w.startData + 20, 0xFFFFFFF0u, "boot picture"},  // a boot picture of 4 GB
       {w.startData + 20, static_cast<uint32_t>(w.fileSize - w.startData - 79), "boot picture"},
   };
-  for (const Damage& d : cases) {
+  for (const auto& [at, value, mentions] : cases) {
     Bytes bad = good;
-    StoreLe32(&bad[d.at], d.value);
+    StoreLe32(&bad[at], value);
     WriteFileBytes(pbp, bad);
     Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_NE(r.message.find(d.mentions), std::string::npos) << r.message;
+    EXPECT_NE(r.message.find(mentions), std::string::npos) << r.message;
     EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
-    EXPECT_FALSE(FileExists(temp)) << d.mentions;
+    EXPECT_FALSE(FileExists(temp)) << mentions;
   }
   // A boot picture that ends exactly at the end of the file is fine.
   Bytes exact = good;
@@ -146,6 +136,93 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   WriteFileBytes(pbp, exact);
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
   EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
+}
+
+TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
+  TempDir dir;
+  PackageRecipe recipe;
+  recipe.title = "Info Game";
+  recipe.discId = "SLPS01111";
+  recipe.saveName = "Info Save";
+  recipe.icon0 = NoiseBytes(321, 1);
+  recipe.dataPsp = NoiseBytes(77, 2);
+  Bytes image(kBlockSize * 5, 0x11);
+  Bytes noise = NoiseBytes(kBlockSize, 3);
+  std::copy(noise.begin(), noise.end(), image.begin() + 2 * kBlockSize);  // stays stored
+  recipe.image = image;
+  recipe.holeBeforeBlock = {2};
+  // A data track and two audio tracks, the last at 01:02:03 absolute.
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
+  PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
+
+  EbootInfo info;
+  ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
+  EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
+  EXPECT_EQ(info.fileSize, w.fileSize);
+  for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
+  EXPECT_EQ(info.sectionSizes[kParamSfo], 944u);
+  EXPECT_EQ(info.sectionSizes[kIcon0], 321u);
+  EXPECT_EQ(info.sectionSizes[kIcon1], 0u);
+  EXPECT_EQ(info.sectionSizes[kDataPsp], 77u);
+  EXPECT_EQ(info.sectionSizes[kDataPsar], w.fileSize - w.psar);
+  EXPECT_EQ(std::pair(info.blocks, info.compressedBlocks), std::pair(uint64_t{5}, uint64_t{4}));
+  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
+  std::vector<std::string> tracks;  // number, data or audio, start
+  for (const TrackInfo& t : info.tracks)
+    tracks.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
+                     FormatMsf(t.minute, t.second, t.frame));
+  EXPECT_EQ(tracks,
+            (std::vector<std::string>{"1 data 00:02:00", "2 audio 00:02:40", "3 audio 01:02:03"}));
+
+  EXPECT_EQ(ReadEbootInfo(dir / "none.pbp", info), kNoSuchFile);
+  WriteFileBytes(dir / "small.pbp", Bytes(20495, 0));
+  EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), kEbootTooSmall);
+  WriteFileBytes(dir / "zero.pbp", Bytes(20496, 0));
+  EXPECT_EQ(ReadEbootInfo(dir / "zero.pbp", info), kEbootNotValid);
+}
+
+TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
+  TempDir dir;
+  PackageRecipe recipe;
+  recipe.title = "Cut Game";
+  recipe.image = Bytes(kBlockSize * 3, 0x5A);
+  PbpWritten w = WritePbp(dir / "full.pbp", recipe);
+  const Bytes full = ReadFileBytes(dir / "full.pbp");
+  // Cut after the disc-image header, the start-data block moved up behind it.
+  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x6000));
+  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
+  StoreLe32(&cut[w.psar + 12], 0x6000);
+  WriteFileBytes(dir / "cut.pbp", cut);
+  RunRecorder host;
+  ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
+
+  EbootInfo info;
+  ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
+  EXPECT_EQ(info.title, "Cut Game");
+  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
+  EXPECT_EQ(info.startData, w.psar + 0x6000);
+  EXPECT_EQ(info.blocks, 0u);
+  EXPECT_TRUE(info.tracks.empty());
+  EXPECT_EQ(info.discImageProblem, "The EBOOT \"" + (dir / "cut.pbp") +
+                                       "\" is cut short: its disc image index ends at byte " +
+                                       std::to_string(w.psar + 0x100000) +
+                                       ", beyond the end of the file (" +
+                                       std::to_string(cut.size()) + " bytes).");
+
+  // A section offset past the end: refused by both, in the same words.
+  Bytes bad = full;
+  StoreLe32(&bad[8 + 4 * 3], 0x7FFFFFF0);  // PIC0
+  WriteFileBytes(dir / "bad.pbp", bad);
+  const std::string refusal = "The EBOOT \"" + (dir / "bad.pbp") +
+                              "\" is damaged: the offset of PIC0.PNG (2147483632) lies beyond the "
+                              "end of the file (" +
+                              std::to_string(bad.size()) + " bytes).";
+  EXPECT_EQ(ReadEbootInfo(dir / "bad.pbp", info), refusal);
+  EXPECT_EQ(InspectEboot(dir / "bad.pbp", dir / "t/", host).message, refusal);
+  // A whole package reads its disc image with no problem noted.
+  ASSERT_EQ(ReadEbootInfo(dir / "full.pbp", info), "");
+  EXPECT_EQ(info.discImageProblem, "");
+  EXPECT_EQ(info.blocks, 3u);
 }
 
 }  // namespace

@@ -12,10 +12,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::ReadFileBytes;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
   File f(path, File::Mode::ReadWrite);
@@ -36,8 +33,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     PatchJournal journal(pkg, temp);
     File f(pkg, File::Mode::ReadWrite);
     ASSERT_EQ(journal.Begin(f, {{10, 20}, {950, 500}}), "");
-    EXPECT_TRUE(FileExists(pkg + ".undo"));
-    EXPECT_TRUE(FileExists(temp + "PATCH.UNDO"));
+    EXPECT_TRUE(FileExists(pkg + ".undo") && FileExists(temp + "PATCH.UNDO"));
     ASSERT_TRUE(f.Seek(10) && f.Write(Bytes(20, 0xAA)));
     ASSERT_TRUE(f.Seek(950) && f.Write(Bytes(110, 0xBB)));
     f.Close();
@@ -55,7 +51,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     journal.Finish();
   }
   Bytes patched = original;
-  std::copy_n(Bytes{1, 2, 3, 4}.begin(), 4, patched.begin());
+  patched[0] = 1, patched[1] = 2, patched[2] = 3, patched[3] = 4;
   EXPECT_EQ(ReadFileBytes(pkg), patched);
   EXPECT_TRUE(noJournal());
 
@@ -114,10 +110,10 @@ TEST(PatchJournal, AJournalCutShortMeansThePackageWasNeverTouched) {
 TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
   TempDir dir;
   const std::string pkg = dir / "EBOOT.PBP.part";
-  test::PackageRecipe recipe;
-  recipe.image = NoiseBytes(5 * test::kTestBlockSize, 11);
+  PackageRecipe recipe;
+  recipe.image = NoiseBytes(5 * kTestBlockSize, 11);
   recipe.level = 0;
-  test::PbpWritten w = test::WritePbp(pkg, recipe);
+  PbpWritten w = WritePbp(pkg, recipe);
   EXPECT_EQ(CheckWrittenPackage(pkg), "");
 
   const Bytes whole = ReadFileBytes(pkg);
@@ -126,7 +122,7 @@ TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
   EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
   // Cut inside the header area of DATA.PSAR.
   WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.psar + 0x100)));
-  EXPECT_NE(CheckWrittenPackage(pkg), "");
+  EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
   // Not a package at all.
   WriteFileBytes(pkg, Bytes(4096, 'E'));
   EXPECT_EQ(CheckWrittenPackage(pkg),

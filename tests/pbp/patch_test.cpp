@@ -19,12 +19,7 @@
 namespace ebf::pbp {
 namespace {
 
-using test::NoiseBytes;
-using test::PackageRecipe;
-using test::ReadFileBytes;
-using test::RunRecorder;
-using test::TempDir;
-using test::WriteFileBytes;
+using namespace test;
 
 // A package on disk, inspected into Temp, and a job with new assets in `assets/`.
 struct Fixture {
@@ -33,7 +28,7 @@ struct Fixture {
   std::string program = dir.folder();
   std::string temp = dir.folder() + "Temp/";
   PackageRecipe recipe;
-  test::PbpWritten written;
+  PbpWritten written;
   EbootJob job;
   RunRecorder host;
 
@@ -44,15 +39,12 @@ struct Fixture {
     recipe.dataPsp = NoiseBytes(700, 4);
     recipe.bootPng = NoiseBytes(900, 5);
     recipe.tail = NoiseBytes(tailSize, 6);
-    // Compressible sectors with some noise.
-    Bytes image(kBlockSize * 3 + 5000, 0x5A);
-    Bytes noise = NoiseBytes(20000, 8);
-    std::copy(noise.begin(), noise.end(), image.begin() + 40000);
-    recipe.image = image;
-    written = test::WritePbp(pbp, recipe);
-    Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_EQ(r.message, "");
-    job = test::NewAssetsJob(dir.MakeDir("assets"));
+    recipe.image = Bytes(kBlockSize * 3 + 5000, 0x5A);  // compressible sectors, some noise
+    const Bytes noise = NoiseBytes(20000, 8);
+    std::copy(noise.begin(), noise.end(), recipe.image.begin() + 40000);
+    written = WritePbp(pbp, recipe);
+    EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
+    job = NewAssetsJob(dir.MakeDir("assets"));
   }
   std::string Asset(const std::string& name, std::size_t size, uint32_t seed) {
     std::string p = dir.MakeDir("assets") + "/" + name;
@@ -62,6 +54,12 @@ struct Fixture {
   Outcome Update() { return UpdateEboot(pbp, temp, program, job, host, host, host.cancel).outcome; }
   Outcome Rebuild(const std::string& dest) {
     return ReconstructEboot(pbp, dest, temp, program, job, host, host.cancel);
+  }
+  // The package at `path` inspected into `into` carries the job's title, ID and save name.
+  void ExpectNewJob(const std::string& path, const std::string& into) {
+    const Inspection r = InspectEboot(path, into, host);
+    EXPECT_EQ(r.message + "|" + r.title + "|" + r.gameId + "|" + r.saveName,
+              "|New Title|SCES98765|New Save");
   }
   Bytes Image(const std::string& pbpPath) {
     RunRecorder h;
@@ -111,11 +109,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
                   after.begin() + fx.written.psar + 0x800 + 1020),
             Bytes(packed.begin(), packed.end()));
 
-  Inspection r = InspectEboot(fx.pbp, fx.temp, fx.host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "New Title");
-  EXPECT_EQ(r.gameId, "SCES98765");
-  EXPECT_EQ(r.saveName, "New Save");
+  fx.ExpectNewJob(fx.pbp, fx.temp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
   EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
   EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
@@ -147,8 +141,7 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   ASSERT_EQ(fx.host.questions.size(), 1u);
   EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
   EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
-  // Yes, then the dialog cancelled, or the source itself chosen.
-  fx.host.answers.clear();
+  fx.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
   EXPECT_EQ(fx.Update(), Outcome::Declined());
   EXPECT_EQ(fx.host.destinationsAsked, 1);
   fx.host.destination = fx.pbp;
@@ -180,11 +173,7 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   EXPECT_EQ(fx.host.completed.back(), "Reconstructing EBOOT...");
 
   const std::string temp2 = fx.dir.folder() + "Temp2/";
-  Inspection r = InspectEboot(dest, temp2, fx.host);
-  ASSERT_EQ(r.message, "");
-  EXPECT_EQ(r.title, "New Title");
-  EXPECT_EQ(r.gameId, "SCES98765");
-  EXPECT_EQ(r.saveName, "New Save");
+  fx.ExpectNewJob(dest, temp2);
   EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
   EXPECT_EQ(ReadFileBytes(temp2 + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
   // The package ends with Temp's START.DAT, which a new inspection again takes one byte short.
@@ -194,11 +183,8 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
             startDat);
   EXPECT_EQ(ReadFileBytes(temp2 + "START.DAT"), Bytes(startDat.begin(), startDat.end() - 1));
   EXPECT_EQ(fx.Image(dest), image);
-  File in(dest, File::Mode::Read);
-  auto h = ReadPbpHeader(in);
-  ASSERT_TRUE(h);
-  EXPECT_EQ(h->magic, 0x50425000u);
-  EXPECT_EQ(h->offsets[kIcon1], h->offsets[kPic0]);  // the empty ICON1
+  EXPECT_EQ(LoadLe32(&rebuilt[0]), 0x50425000u);
+  EXPECT_EQ(LoadLe32(&rebuilt[8 + 4 * kIcon1]), LoadLe32(&rebuilt[8 + 4 * kPic0]));  // empty ICON1
 }
 
 TEST(ReconstructEboot, CancelDeletesTheDestination) {
@@ -259,10 +245,9 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   EXPECT_EQ(UnderscoredIdField("AB"), (Bytes{'A', 'B', '_', 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(UnderscoredIdField("SLUS0059412"),
             (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
-  Bytes save = SaveNameField("J\xC3\xA9");
-  ASSERT_EQ(save.size(), 128u);
-  EXPECT_EQ(save[1], 0xE9);
-  EXPECT_EQ(save[2], 0);
+  Bytes save(128, 0);
+  save[0] = 'J', save[1] = 0xE9;  // in ANSI
+  EXPECT_EQ(SaveNameField("J\xC3\xA9"), save);
   EXPECT_EQ(SaveNameField(std::string(200, 'z')), Bytes(128, 'z'));
 
   TempDir dir;
@@ -293,8 +278,7 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   const std::string dest = fx.dir / "new.pbp";
   ASSERT_EQ(fx.Rebuild(dest), Outcome::Success());
   const Bytes rebuilt = ReadFileBytes(dest);
-  File in(dest, File::Mode::Read);
-  const uint64_t newP = ReadPbpHeader(in)->psarOffset();
+  const uint64_t newP = LoadLe32(&rebuilt[36]);
   ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
   EXPECT_EQ(rebuilt.back(), source[s + h]);
   EXPECT_EQ(ReadFileBytes(fx.pbp), source);

@@ -20,8 +20,7 @@ Bytes MixedImage(uint32_t blocks, uint32_t tail) {
     if (b % 3 != 1) std::fill(block.begin(), block.begin() + 64 + b, static_cast<uint8_t>(b));
     image.insert(image.end(), block.begin(), block.end());
   }
-  Bytes rest = test::NoiseBytes(tail, 99);
-  image.insert(image.end(), rest.begin(), rest.end());
+  test::Append(image, test::NoiseBytes(tail, 99));
   return image;
 }
 
