@@ -269,11 +269,25 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
 }
 
 // What a killed run leaves is put right at the next start (the command line's recovery test
-// has every kind); with nothing left, the start makes no Temp folder just to look.
-TEST(Conversion, TheNextStartMakesNothingWhenNothingWasLeft) {
-  TempDir prog;
-  EXPECT_TRUE(RecoverInterruptedWork(ProgramFolders(prog.folder())).empty());
+// has the PAL fix and the patch); with nothing left, the start makes no Temp folder just to
+// look. A run note naming a file no run makes there deletes nothing.
+TEST(Conversion, TheNextStartRemovesOnlyWhatARunMakes) {
+  TempDir prog, work;
+  const ProgramFolders folders(prog.folder());
+  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
   EXPECT_FALSE(IsDirectory(prog / "Temp"));
+
+  const std::string temp = TempFolder(prog.folder());
+  const std::string partial = work / "EBOOT.PBP.part";
+  const std::vector<std::string> users = {work / "tarnwick.exe", work / "keep.pbp"};
+  test::WriteFileText(partial, "half a package");
+  for (const std::string& f : users) test::WriteFileText(f, "mine");
+  test::WriteFileText(temp + "RUN.NOTE", users[0] + "\n" + partial + "\n" + users[1] + "\n");
+  test::WriteFileText(temp + "TempBIN.bin", "work");
+  EXPECT_TRUE(RecoverInterruptedWork(folders).empty());
+  EXPECT_FALSE(FileExists(partial));
+  for (const std::string& f : users) EXPECT_EQ(test::ReadFileText(f), "mine") << f;
+  EXPECT_TRUE(std::filesystem::is_empty(prog / "Temp"));
 }
 
 }  // namespace
