@@ -21,16 +21,7 @@ namespace {
 
 using test::TempDir;
 
-// Every sector in runs of an awkward size, so that reads cross extent and file boundaries.
-Bytes ReadAll(DiscImage& disc) {
-  Bytes all(std::size_t{disc.info().sectorCount} * 2352);
-  for (uint32_t s = 0; s < disc.info().sectorCount; s += 37) {
-    const uint32_t n = std::min<uint32_t>(37, disc.info().sectorCount - s);
-    EXPECT_EQ(disc.Read(s, n, std::span<uint8_t>(all.data() + std::size_t{s} * 2352, n * 2352u)),
-              "");
-  }
-  return all;
-}
+using test::ReadAll;
 
 std::string GameIdOf(DiscImage& disc) {
   return DetectGameId(*DiscBytes(disc));

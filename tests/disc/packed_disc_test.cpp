@@ -1,6 +1,6 @@
 // CHD and ECM files as discs: a chdman CHD of a BIN/CUE set opens with the track list the
 // joined sheet gives and the same sectors; an ECM file reads as the file it was made from,
-// alone or named by a sheet; the game ID, the resolver and the CLI's gameid know both, and
+// alone or named by a sheet; the game ID and the resolver know both, and
 // the ID is read from a handful of sectors, not the whole disc.
 #include <gtest/gtest.h>
 
@@ -13,8 +13,6 @@
 #include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/ecm_writer.h"
-#include "support/process_run.h"
-#include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 #include "track_rows.h"
@@ -24,16 +22,7 @@ namespace {
 
 using test::TempDir;
 
-Bytes ReadAll(DiscImage& disc) {
-  Bytes all(std::size_t{disc.info().sectorCount} * 2352);
-  // In runs of an awkward size, so that reads cross hunks, tracks and records.
-  for (uint32_t s = 0; s < disc.info().sectorCount; s += 29) {
-    const uint32_t n = std::min<uint32_t>(29, disc.info().sectorCount - s);
-    EXPECT_EQ(disc.Read(s, n, std::span<uint8_t>(all.data() + std::size_t{s} * 2352, n * 2352u)),
-              "");
-  }
-  return all;
-}
+using test::ReadAll;
 
 // A ByteSource that counts what is asked of it.
 class CountingSource : public ByteSource {
@@ -70,7 +59,7 @@ TEST(PackedDisc, ChdOpensWithTheJoinedSheetsTracksAndSectors) {
   ASSERT_TRUE(cue.disc) << cue.message;
   EXPECT_EQ(test::TrackRows(cue.disc->info(), false), test::TrackRows(info, false));
   chd.disc->ExpectReadInOrder();
-  EXPECT_TRUE(ReadAll(*chd.disc) == set.disc);
+  EXPECT_TRUE(ReadAll(*chd.disc, 29) == set.disc);
   EXPECT_EQ(chd.disc->CheckWholeRead(), "");
 
   // Past the end, and a file that is no CHD.
@@ -122,7 +111,7 @@ TEST(PackedDisc, EcmReadsAsItsOriginalAndItsChecksumIsTestedAfterAWholeRead) {
             "carries.");
 }
 
-TEST(PackedDisc, GameIdResolverAndCliKnowChdAndEcm) {
+TEST(PackedDisc, GameIdAndResolverKnowChdAndEcm) {
   TempDir dir, program;
   const test::CdSet set = test::WriteDataOnlySet(dir.path());
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Data Disc.chd", ""));
@@ -146,12 +135,6 @@ TEST(PackedDisc, GameIdResolverAndCliKnowChdAndEcm) {
     EXPECT_EQ(r.message, "");
     EXPECT_EQ(r.gameId, "SLUS01234");
     EXPECT_EQ(r.title, "Data Disc");
-  }
-  // The command line.
-  for (const std::string name : {"Data Disc.chd", "Data Disc.bin.ecm"}) {
-    test::ProcessResult run = test::RunProcess(test::PrivateCli(), {"gameid", dir / name}, {});
-    EXPECT_EQ(run.exitCode, 0) << run.output;
-    EXPECT_EQ(run.output, "SLUS01234\n");
   }
 }
 

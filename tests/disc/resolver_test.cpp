@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/classify.h"
@@ -114,51 +116,48 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
 
 TEST_F(Resolver, CueSheetsFindTheirDataFile) {
   Image("Game (Track 1).bin", "SLUS_005.94", SectorLayout::Mode2Raw);
-  // Relative name, upper-cased by the reading, found case-blind beside the sheet.
-  std::string cue = images / "game.cue";
-  WriteFileText(cue,
-                "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
-                "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
-  ResolvedInput r = Resolve(cue);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.input, cue);
-  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
-  EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
-
-  // Absolute name, wherever the sheet is.
-  TempDir elsewhere;
-  std::string abs = elsewhere / "abs.cue";
-  WriteFileText(abs, "FILE \"" + images / "Game (Track 1).bin" + "\" BINARY\n");
-  r = Resolve(abs);
-  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
-  EXPECT_EQ(r.outputFolder, images.path());
-
-  // A byte order mark before the FILE line.
-  WriteFileText(cue,
-                "\xEF\xBB\xBF"
-                "FILE \"game (track 1).BIN\" BINARY\n");
-  EXPECT_EQ(Resolve(cue).dataFile, images / "Game (Track 1).bin");
-
-  // A named file that is missing falls back to the same name with ".bin".
   Image("GAME.bin", "SLES_120.81", SectorLayout::Mode2Raw);
-  WriteFileText(cue, "FILE \"GAME.IMG\" BINARY\n");
-  r = Resolve(cue);
-  EXPECT_EQ(r.dataFile, images / "GAME.bin");
-  EXPECT_EQ(r.gameId, "SLES02081");
-
-  // A sub-folder written the Windows way.
   images.MakeDir("Sub");
   Image("Sub/Track.bin", "SLUS_005.94");
-  WriteFileText(cue, "FILE \"sub\\track.bin\" BINARY\n");
-  EXPECT_EQ(Resolve(cue).dataFile, images / "Sub/Track.bin");
-
-  // No FILE line: the sheet stands for itself (too small to scan).
-  WriteFileText(cue, "REM nothing here\n");
-  r = Resolve(cue);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.dataFile, cue);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_TRUE(r.runInspection);
+  TempDir elsewhere;
+  const std::string cue = images / "game.cue", abs = elsewhere / "abs.cue";
+  const struct {
+    std::string sheet, text, dataFile, gameId;
+  } rows[] = {
+      // Relative name, upper-cased by the reading, found case-blind beside the sheet.
+      {cue,
+       "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
+       "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n",
+       images / "Game (Track 1).bin", "SLUS00594"},
+      // Absolute name, wherever the sheet is.
+      {abs, "FILE \"" + images / "Game (Track 1).bin" + "\" BINARY\n",
+       images / "Game (Track 1).bin", "SLUS00594"},
+      // A byte order mark before the FILE line.
+      {cue,
+       "\xEF\xBB\xBF"
+       "FILE \"game (track 1).BIN\" BINARY\n",
+       images / "Game (Track 1).bin", "SLUS00594"},
+      // A named file that is missing falls back to the same name with ".bin".
+      {cue, "FILE \"GAME.IMG\" BINARY\n", images / "GAME.bin", "SLES02081"},
+      // A sub-folder written the Windows way.
+      {cue, "FILE \"sub\\track.bin\" BINARY\n", images / "Sub/Track.bin", "SLUS00594"},
+      // No FILE line: the sheet stands for itself (too small to scan).
+      {cue, "REM nothing here\n", cue, ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    WriteFileText(row.sheet, row.text);
+    ResolvedInput r = Resolve(row.sheet);
+    EXPECT_EQ(r.message, "");
+    EXPECT_EQ(r.input, row.sheet);
+    EXPECT_EQ(r.dataFile, row.dataFile);
+    EXPECT_EQ(r.gameId, row.gameId);
+    // Beside the data file, wherever the sheet is.
+    EXPECT_EQ(r.outputFolder, row.dataFile.substr(0, row.dataFile.rfind(kSep)));
+    EXPECT_TRUE(r.runInspection);
+  }
+  EXPECT_EQ(Names(Resolve(abs)),
+            (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
 }
 
 TEST_F(Resolver, BrokenSheetsStopTheResolver) {
@@ -292,8 +291,8 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
 TEST(CueSheet, LinesNamesAndAbsolutePaths) {
   auto line = SplitCueLine("  file \"a b.bin\" binary ");
   ASSERT_TRUE(line);
-  EXPECT_EQ(line->keyword, "FILE");
-  EXPECT_EQ(CueQuotedName(line->rest), "A B.BIN");
+  EXPECT_EQ(std::make_tuple(line->keyword, *CueQuotedName(line->rest)),
+            std::make_tuple("FILE", "A B.BIN"));
   EXPECT_FALSE(SplitCueLine("   "));
   EXPECT_FALSE(SplitCueLine("REM"));
   EXPECT_EQ(SplitCueLine("FILE\t\"x y\"")->keyword, "FILE");
@@ -319,9 +318,9 @@ TEST(DropClassification, ExtensionsDecide) {
   for (const char* name :
        {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
     DropDecision d = ClassifyDrop({make(name)});
-    EXPECT_EQ(d.action, DropAction::Accept) << name;
-    EXPECT_EQ(d.path, dir / name);
-    EXPECT_FALSE(d.moreThanOne);
+    EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne),
+              std::make_tuple(DropAction::Accept, dir / name, false))
+        << name;
   }
   EXPECT_EQ(ClassifyDrop({make("a.mds")}).message, kMdsMessage);
   for (const char* name : {"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"})
@@ -334,8 +333,7 @@ TEST(DropClassification, ExtensionsDecide) {
   EXPECT_EQ(ClassifyDrop({make("game.ccd")}).message, kNoImgFileMessage);
   std::string img = make("game.img");
   DropDecision d = ClassifyDrop({dir / "game.ccd"});
-  EXPECT_EQ(d.action, DropAction::Accept);
-  EXPECT_EQ(d.path, img);
+  EXPECT_EQ(std::tie(d.action, d.path), std::make_tuple(DropAction::Accept, img));
 
   // Several files: one warning, then the first file as usual (which may be refused).
   d = ClassifyDrop({make("x.nrg"), make("b.iso"), make("c.iso")});
@@ -343,8 +341,7 @@ TEST(DropClassification, ExtensionsDecide) {
   EXPECT_EQ(d.message, kUnsupportedFormatMessage);
   // A vanished file, or nothing at all: silence.
   d = ClassifyDrop({dir / "gone.iso"});
-  EXPECT_EQ(d.action, DropAction::Ignore);
-  EXPECT_TRUE(d.message.empty());
+  EXPECT_EQ(std::tie(d.action, d.message), std::make_tuple(DropAction::Ignore, ""));
   EXPECT_EQ(ClassifyDrop({}).action, DropAction::Ignore);
 }
 

@@ -1,11 +1,14 @@
 #include "support/disc_sets.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <random>
 
 #include <gtest/gtest.h>
 
 #include "common/files.h"
+#include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
@@ -16,9 +19,10 @@ namespace {
 
 constexpr uint32_t kSector = 2352;
 
-Bytes DataTrack() {
-  IsoOptions disc = GameDisc("SLUS_012.34", NoiseBytes(20000, 77));
-  disc.minSectors = 300;
+// A Mode 2 game disc (SLUS_012.34) of `sectors` sectors, its boot file `exeSize` bytes of noise.
+Bytes DataTrack(uint32_t sectors = 300, std::size_t exeSize = 20000, uint32_t seed = 77) {
+  IsoOptions disc = GameDisc("SLUS_012.34", NoiseBytes(exeSize, seed));
+  disc.minSectors = sectors;
   return BuildDiscImage(disc, SectorLayout::Mode2Raw);
 }
 
@@ -246,6 +250,49 @@ DiscSet WriteSoloRedumpSet(const std::string& folder) {
   return WriteFiles(
       folder, {{"Solo (USA).bin", DataTrack()}}, "Solo (USA).cue",
       "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
+}
+
+// The image readers' sets: their sheet, the files it names, the disc.
+static CdSet AsCdSet(const DiscSet& set) {
+  return {set.input, std::vector<std::string>(set.files.begin(), set.files.end() - 1), set.disc};
+}
+
+Bytes ToneSectors(uint32_t count, double hertz, uint32_t seed) {
+  std::mt19937 rng(seed);
+  const std::size_t frames = std::size_t{count} * 588;
+  Bytes out(frames * 4);
+  for (std::size_t i = 0; i < frames; ++i) {
+    const double t = static_cast<double>(i) / 44100.0;
+    const int left =
+        static_cast<int>(9000 * std::sin(2 * M_PI * hertz * t)) + static_cast<int>(rng() % 7) - 3;
+    const int right = static_cast<int>(7000 * std::sin(2 * M_PI * hertz * 1.5 * t)) +
+                      static_cast<int>(rng() % 7) - 3;
+    StoreLe16(&out[4 * i], static_cast<uint16_t>(left));
+    StoreLe16(&out[4 * i + 2], static_cast<uint16_t>(right));
+  }
+  return out;
+}
+
+CdSet WriteDataOnlySet(const std::string& folder) {
+  return AsCdSet(WriteFiles(
+      folder, {{"Data Disc.bin", DataTrack(419, 30000, 5)}}, "Data Disc.cue",
+      "FILE \"Data Disc.bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"));
+}
+
+CdSet WriteMixedSet(const std::string& folder) {
+  std::vector<std::string> names;
+  for (char n : {'1', '2', '3'}) names.push_back("Mixed (Track " + std::string(1, n) + ").bin");
+  // Track 3 has no INDEX 00 in its file, but a second of PREGAP before it.
+  std::string sheet = RedumpSheet(names);
+  sheet.resize(sheet.rfind("    INDEX 00"));
+  CdSet set =
+      AsCdSet(WriteFiles(folder,
+                         {{names[0], DataTrack(300, 30000, 5)},
+                          {names[1], Concat({Zeros(150), ToneSectors(220, 440, 1)})},
+                          {names[2], ToneSectors(130, 330, 2)}},
+                         "Mixed.cue", sheet + "    PREGAP 00:01:00\r\n    INDEX 01 00:00:00\r\n"));
+  set.disc.insert(set.disc.end() - 130 * kSector, 75 * kSector, 0);
+  return set;
 }
 
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
