@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
+#include <tuple>
 
 #include "common/bytes.h"
 #include "disc/ecm_reader.h"
@@ -21,19 +22,12 @@ using ebf::Bytes;
 // A raw Mode 2 Form 2 sector: subheader with the form bit, 2324 bytes of data and EDC
 // (or EDC 0, which the encoder must keep as literal bytes).
 Bytes Form2Sector(uint32_t lba, uint32_t seed, bool withEdc) {
-  Bytes s(2352, 0);
-  std::memset(s.data() + 1, 0xFF, 10);
-  uint32_t a = lba + 150;
-  s[12] = static_cast<uint8_t>((a / 4500 / 10) << 4 | (a / 4500 % 10));
-  s[13] = static_cast<uint8_t>((a / 75 % 60 / 10) << 4 | (a / 75 % 60 % 10));
-  s[14] = static_cast<uint8_t>((a % 75 / 10) << 4 | (a % 75 % 10));
-  s[15] = 2;
-  const uint8_t sub[4] = {1, 0, 0x20, 0};
-  std::memcpy(s.data() + 16, sub, 4);
-  std::memcpy(s.data() + 20, sub, 4);
-  Bytes data = test::NoiseBytes(2324, seed);
+  const Bytes data = test::NoiseBytes(2324, seed);
+  Bytes s = test::RawSector(lba, test::SectorLayout::Mode2Raw, data.data());  // sync, header
+  const uint8_t sub[8] = {1, 0, 0x20, 0, 1, 0, 0x20, 0};
+  std::memcpy(s.data() + 16, sub, 8);
   std::memcpy(s.data() + 24, data.data(), data.size());
-  if (withEdc) StoreLe32(s.data() + 0x92C, test::SectorEdc(s.data() + 16, 0x91C));
+  StoreLe32(s.data() + 0x92C, withEdc ? test::SectorEdc(s.data() + 16, 0x91C) : 0);
   return s;
 }
 
@@ -41,7 +35,7 @@ Bytes Form2Sector(uint32_t lba, uint32_t seed, bool withEdc) {
 // sector with one wrong byte (kept literal) and a tail that is not a whole sector.
 Bytes MixedImage() {
   Bytes img;
-  auto append = [&img](const Bytes& b) { img.insert(img.end(), b.begin(), b.end()); };
+  auto append = [&img](const Bytes& b) { test::Append(img, b); };
   Bytes user = test::NoiseBytes(2048 * 40, 7);
   append(test::EncodeSectors(Bytes(user.begin(), user.begin() + 2048 * 20),
                              test::SectorLayout::Mode1Raw, 0));
@@ -73,10 +67,8 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
   test::EcmCounts counts;
   Bytes ecm = test::EncodeEcm(original, &counts);
   // The encoder took every path, so the decoder is tested on every path.
-  EXPECT_EQ(counts.mode1, 20u);
-  EXPECT_EQ(counts.form1, 20u);
-  EXPECT_EQ(counts.form2, 5u);
-  EXPECT_EQ(counts.literalBytes, (20u + 5u) * 16 + 2 * 2352 + 5 * 2352 + 1001);
+  EXPECT_EQ(std::tie(counts.mode1, counts.form1, counts.form2, counts.literalBytes),
+            std::make_tuple(20u, 20u, 5u, (20u + 5u) * 16 + 2 * 2352 + 5 * 2352 + 1001));
   EXPECT_LT(ecm.size(), original.size());
   test::WriteFileBytes(dir / "game.bin.ecm", ecm);
 
@@ -85,9 +77,7 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
     ASSERT_EQ(r.Open(dir / "game.bin.ecm"), "");
     EXPECT_EQ(r.DecodedSize(), original.size());
     EXPECT_FALSE(r.ReadWholeInOrder());
-    Bytes decoded = ReadAllInChunks(r, chunk);
-    ASSERT_EQ(decoded.size(), original.size()) << chunk;
-    EXPECT_TRUE(decoded == original) << chunk;
+    EXPECT_TRUE(ReadAllInChunks(r, chunk) == original) << chunk;
     EXPECT_TRUE(r.ReadWholeInOrder());
     EXPECT_EQ(r.CheckChecksum(), "");
   }
@@ -107,10 +97,7 @@ TEST(EcmReader, ReadsFromAnyPositionWithoutDecodingTheRest) {
   test::TempDir dir;
   // Big enough for several seek points (one per 256 KiB of output).
   Bytes original;
-  for (int part = 0; part < 4; ++part) {
-    Bytes b = MixedImage();
-    original.insert(original.end(), b.begin(), b.end());
-  }
+  for (int part = 0; part < 4; ++part) test::Append(original, MixedImage());
   original.resize(original.size() - 1001 * 3);  // a tail not on a record boundary
   test::WriteFileBytes(dir / "d.ecm", test::EncodeEcm(original));
   EcmReader r;
@@ -139,11 +126,10 @@ TEST(EcmReader, ReadsFromAnyPositionWithoutDecodingTheRest) {
 TEST(EcmReader, ReadsHandWrittenStreams) {
   test::TempDir dir;
   // 100 literal bytes: the count (99) needs a second header byte: 0x8C, 0x03.
-  Bytes text(100);
-  for (int i = 0; i < 100; ++i) text[i] = static_cast<uint8_t>('a' + i % 26);
+  const Bytes text = test::NoiseBytes(100, 9);
   Bytes ecm = {'E', 'C', 'M', 0, 0x8C, 0x03};
-  ecm.insert(ecm.end(), text.begin(), text.end());
-  ecm.insert(ecm.end(), {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});
+  test::Append(ecm, text);
+  test::Append(ecm, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});
   AppendLe32(ecm, test::SectorEdc(text.data(), text.size()));
   test::WriteFileBytes(dir / "t.ecm", ecm);
   EcmReader r;
@@ -183,13 +169,12 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
               "carries.")
         << at;
   }
-  Bytes cut(ecm.begin(), ecm.end() - 2);
-  EXPECT_EQ(decode(cut), "\"x.ecm\" is cut short: its closing checksum is missing.");
-  cut.assign(ecm.begin(), ecm.begin() + static_cast<std::ptrdiff_t>(ecm.size() / 2));
-  EXPECT_NE(decode(cut).find("\"x.ecm\" is cut short: it ends inside the record at byte "),
-            std::string::npos);
-  cut.assign(ecm.begin(), ecm.begin() + 4);
-  EXPECT_EQ(decode(cut), "\"x.ecm\" is cut short: it ends where a record should start.");
+  auto cut = [&](std::size_t n) { return decode(Bytes(ecm.begin(), ecm.begin() + n)); };
+  EXPECT_EQ(cut(ecm.size() - 2), "\"x.ecm\" is cut short: its closing checksum is missing.");
+  EXPECT_EQ(
+      cut(ecm.size() / 2).rfind("\"x.ecm\" is cut short: it ends inside the record at byte ", 0),
+      0u);
+  EXPECT_EQ(cut(4), "\"x.ecm\" is cut short: it ends where a record should start.");
   EXPECT_EQ(decode({'E', 'C', 'M', 1, 0, 0}), "\"x.ecm\" is not an ECM file.");
   EXPECT_EQ(decode({'E', 'C'}), "\"x.ecm\" is not an ECM file.");
   EXPECT_EQ(decode({'E', 'C', 'M', 0, 0x80, 0x80, 0x80, 0x80, 0x80, 0}),

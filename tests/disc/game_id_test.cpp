@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <tuple>
 
 #include "common/file_io.h"
 #include "common/files.h"
@@ -45,9 +46,8 @@ TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
   for (const auto& [layout, expect] : layouts) {
     GameIdProbe probe;
     EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
-    EXPECT_EQ(probe.sectorSize, expect.first);
-    EXPECT_EQ(probe.dataOffset, expect.second);
-    EXPECT_EQ(probe.directoryOffset, 20ull * expect.first + expect.second);
+    EXPECT_EQ(std::tie(probe.sectorSize, probe.dataOffset, probe.directoryOffset),
+              std::make_tuple(expect.first, expect.second, 20ull * expect.first + expect.second));
   }
   EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)),
             "SCUS94476");
@@ -156,8 +156,7 @@ TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
   }
   GameIdProbe probe;
   EXPECT_EQ(DetectGameId(path, &probe), "SLES12345");
-  EXPECT_LT(probe.bytesRead, 4096u);
-  EXPECT_LT(probe.reads, 20u);
+  EXPECT_TRUE(probe.bytesRead < 4096 && probe.reads < 20) << probe.bytesRead << " " << probe.reads;
 }
 
 TEST(GameIdCheck, RefusalsComeInOrder) {
@@ -202,10 +201,9 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
         continue;
       }
       ASSERT_EQ(host.questions.size(), 1u);
-      EXPECT_EQ(host.questions[0].text, c.question);
-      EXPECT_TRUE(host.questions[0].defaultNo);
-      EXPECT_EQ(r.outcome, answer ? CheckOutcome::Pass : CheckOutcome::Declined);
-      EXPECT_TRUE(r.message.empty());
+      EXPECT_EQ(std::tie(host.questions[0].text, host.questions[0].defaultNo, r.outcome, r.message),
+                std::make_tuple(c.question, true,
+                                answer ? CheckOutcome::Pass : CheckOutcome::Declined, ""));
     }
   }
 }
