@@ -24,20 +24,20 @@ std::vector<std::string> Names(const DiscSet& set) {
 }
 
 TEST(DiscNumbers, AreReadFromTheNameAndTakenOutOfTheTitle) {
-  EXPECT_EQ(DiscNumberOf("Final Fantasy VII (USA) (Disc 2)"), 2);
-  EXPECT_EQ(DiscNumberOf("metal gear solid (disc 1).cue"), 1);
-  EXPECT_EQ(DiscNumberOf("Game (Disc 3) (Track 02)"), 3);
-  EXPECT_EQ(DiscNumberOf("Disc Jockey (USA)"), 0);  // the word alone is not a number
-  EXPECT_EQ(DiscNumberOf("Game (Disc 0)"), 0);
-  EXPECT_EQ(DiscNumberOf("Game (Disc 12)"), 0);
-  EXPECT_EQ(DiscNumberOf("Game (Disc A)"), 0);
-  EXPECT_EQ(DiscNumberOf("Game (Disc 4"), 0);
-
-  EXPECT_EQ(WithoutDiscNumber("Final Fantasy VII (Disc 1)"), "Final Fantasy VII");
-  EXPECT_EQ(WithoutDiscNumber("Parasite Eve (USA) (Disc 2)"), "Parasite Eve (USA)");
-  EXPECT_EQ(WithoutDiscNumber("Xenogears (Disc 2) (USA)"), "Xenogears (USA)");
-  EXPECT_EQ(WithoutDiscNumber("Xenogears (Disc 2)(v1.1)"), "Xenogears (v1.1)");
-  EXPECT_EQ(WithoutDiscNumber("Crash Bandicoot"), "Crash Bandicoot");
+  // The word alone is not a number; nor is 0, 12, a letter or an open bracket.
+  // clang-format off
+  for (const auto& [name, number] : std::vector<std::pair<std::string, int>>{
+           {"Final Fantasy VII (USA) (Disc 2)", 2}, {"metal gear solid (disc 1).cue", 1},
+           {"Game (Disc 3) (Track 02)", 3}, {"Disc Jockey (USA)", 0}, {"Game (Disc 0)", 0},
+           {"Game (Disc 12)", 0}, {"Game (Disc A)", 0}, {"Game (Disc 4", 0}})
+    EXPECT_EQ(DiscNumberOf(name), number) << name;
+  for (const auto& [name, title] : std::vector<std::pair<std::string, std::string>>{
+           {"Final Fantasy VII (Disc 1)", "Final Fantasy VII"},
+           {"Parasite Eve (USA) (Disc 2)", "Parasite Eve (USA)"},
+           {"Xenogears (Disc 2) (USA)", "Xenogears (USA)"},
+           {"Xenogears (Disc 2)(v1.1)", "Xenogears (v1.1)"}, {"Crash Bandicoot", "Crash Bandicoot"}})
+    EXPECT_EQ(WithoutDiscNumber(name), title);
+  // clang-format on
 }
 
 TEST(DiscSetBeside, HoldsTheSameNameWithEveryDiscNumberOnceInOrder) {

@@ -10,6 +10,8 @@
 namespace ebf {
 namespace {
 
+using test::Append;
+
 // CRC-16/GSM of the tests' own (polynomial 0x1021, initial 0, inverted).
 uint16_t Crc16(const uint8_t* p, std::size_t n) {
   uint16_t crc = 0;
@@ -19,10 +21,6 @@ uint16_t Crc16(const uint8_t* p, std::size_t n) {
       crc = static_cast<uint16_t>((crc << 1) ^ (top ? 0x1021 : 0));
     }
   return static_cast<uint16_t>(~crc);
-}
-
-void Put(Bytes& to, const Bytes& more) {
-  to.insert(to.end(), more.begin(), more.end());
 }
 
 uint8_t Bcd(uint32_t v) {
@@ -37,9 +35,9 @@ Bytes Msf(uint32_t s) {
 // Q0-Q9 of absolute sector `s` on a one-track data disc.
 Bytes NormalQ(uint32_t s) {
   Bytes q = {0x41, 1, 1};
-  Put(q, Msf(s - 150));
+  Append(q, Msf(s - 150));
   q.push_back(0);
-  Put(q, Msf(s));
+  Append(q, Msf(s));
   return q;
 }
 
@@ -63,14 +61,14 @@ TEST(LibCrypt, AnSbiAndACloneCdSubOfOneDiscGiveOneKeyAndOneSbi) {
 
   Bytes expected = {'S', 'B', 'I', 0};
   for (uint32_t s : modified) {
-    Put(expected, Msf(s));
+    Append(expected, Msf(s));
     expected.push_back(1);
-    Put(expected, ModifiedQ(s));
+    Append(expected, ModifiedQ(s));
   }
   // The user's .sbi also lists the backup set on minute 9, which the protection never reads.
   Bytes sbi = expected;
-  Put(sbi, {0x09, 0x08, 0x05, 1});
-  Put(sbi, ModifiedQ(9 * 4500 + 8 * 75 + 5));
+  Append(sbi, {0x09, 0x08, 0x05, 1});
+  Append(sbi, ModifiedQ(9 * 4500 + 8 * 75 + 5));
   test::WriteFileBytes(dir / "game.sbi", sbi);
 
   // The .sub: every sector's Q with its CRC, the protected ones with the CRC of the Q they
