@@ -40,10 +40,9 @@ class Resolver : public ::testing::Test {
                   "SLUS-00594;SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594\r\n"
                   "SLES-12081;SLES02081;Euro Save;Euro Game [PAL-E];PAL;SLES12081\r\n"
                   "SCUS-94476;SCUS94476;;;NTSC;SCUS94476\r\n");
-    context.currentOutput = "old out";
-    context.currentGameId = "OLDX00000";
-    context.currentRegion = "old region";
-    context.currentSaveName = "old save";
+    std::tie(context.currentOutput, context.currentGameId, context.currentRegion,
+             context.currentSaveName) =
+        std::make_tuple("old out", "OLDX00000", "old region", "old save");
   }
   std::string Image(const std::string& name, const std::string& exe,
                     SectorLayout layout = SectorLayout::Plain2048) {
@@ -61,13 +60,10 @@ class Resolver : public ::testing::Test {
 TEST_F(Resolver, ImageFoundInTheDatabase) {
   std::string iso = Image("metal.iso", "SLUS_005.94");
   ResolvedInput r = Resolve(iso);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.input, iso);
-  EXPECT_EQ(r.dataFile, iso);
+  EXPECT_EQ(std::tie(r.message, r.input, r.dataFile), std::make_tuple("", iso, iso));
   EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
   EXPECT_EQ(Passes(r), (Strings{"SLUS00594", "SLUS00594 second"}));
-  EXPECT_EQ(r.outputFolder, images.path());
-  EXPECT_TRUE(r.runInspection);
+  EXPECT_EQ(std::tie(r.outputFolder, r.runInspection), std::make_tuple(images.path(), true));
   EXPECT_TRUE(host.questions.empty());
 
   // A second disc: the package ID replaces the disc's own for the second pass.
@@ -95,8 +91,7 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   opts.minSectors = 30;
   WriteFileBytes(noId, BuildIsoSectors(opts));
   r = Resolve(noId);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_EQ(Passes(r), Strings{""});
+  EXPECT_EQ(std::make_tuple(r.gameId, Passes(r)), std::make_tuple("", Strings{""}));
   context.defGameId = "SLUS00594";
   r = Resolve(noId);
   EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
@@ -107,8 +102,7 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   disc.resize(32767);
   WriteFileBytes(small, disc);
   r = Resolve(small);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_EQ(r.region, "old region");
+  EXPECT_EQ(std::tie(r.gameId, r.region), std::make_tuple("", "old region"));
   disc.resize(32768);
   WriteFileBytes(small, disc);
   EXPECT_EQ(Resolve(small).gameId, "SLUS00594");
@@ -121,22 +115,16 @@ TEST_F(Resolver, CueSheetsFindTheirDataFile) {
   Image("Sub/Track.bin", "SLUS_005.94");
   TempDir elsewhere;
   const std::string cue = images / "game.cue", abs = elsewhere / "abs.cue";
+  const std::string track1 = images / "Game (Track 1).bin";
+  // clang-format off
   const struct {
     std::string sheet, text, dataFile, gameId;
   } rows[] = {
       // Relative name, upper-cased by the reading, found case-blind beside the sheet.
-      {cue,
-       "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
-       "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n",
-       images / "Game (Track 1).bin", "SLUS00594"},
-      // Absolute name, wherever the sheet is.
-      {abs, "FILE \"" + images / "Game (Track 1).bin" + "\" BINARY\n",
-       images / "Game (Track 1).bin", "SLUS00594"},
-      // A byte order mark before the FILE line.
-      {cue,
-       "\xEF\xBB\xBF"
-       "FILE \"game (track 1).BIN\" BINARY\n",
-       images / "Game (Track 1).bin", "SLUS00594"},
+      {cue, "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
+            "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n", track1, "SLUS00594"},
+      {abs, "FILE \"" + track1 + "\" BINARY\n", track1, "SLUS00594"},  // absolute, from anywhere
+      {cue, "\xEF\xBB\xBF" "FILE \"game (track 1).BIN\" BINARY\n", track1, "SLUS00594"},  // a BOM
       // A named file that is missing falls back to the same name with ".bin".
       {cue, "FILE \"GAME.IMG\" BINARY\n", images / "GAME.bin", "SLES02081"},
       // A sub-folder written the Windows way.
@@ -144,6 +132,7 @@ TEST_F(Resolver, CueSheetsFindTheirDataFile) {
       // No FILE line: the sheet stands for itself (too small to scan).
       {cue, "REM nothing here\n", cue, ""},
   };
+  // clang-format on
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);
     WriteFileText(row.sheet, row.text);
@@ -180,12 +169,11 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
   for (const auto& [text, message] : sheets) {
     WriteFileText(cue, text);
     ResolvedInput r = Resolve(cue);
-    EXPECT_EQ(r.message, message) << text.substr(0, 40);
-    EXPECT_EQ(r.input, cue);
+    EXPECT_EQ(std::tie(r.message, r.input, r.outputFolder, r.runInspection),
+              std::make_tuple(message, cue, "old out", false))
+        << text.substr(0, 40);
     EXPECT_EQ(Names(r), (Strings{"broken", "broken", "old region", "OLDX00000"}));
-    EXPECT_EQ(r.outputFolder, "old out");
     EXPECT_TRUE(r.assetPasses.empty());
-    EXPECT_FALSE(r.runInspection);
   }
   // Binary junk of every kind: a message or a data file, never a crash.
   for (uint32_t seed = 0; seed < 100; ++seed) {
@@ -236,11 +224,11 @@ TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
   for (int opt : {1, 2}) {
     context.defaultOutDirOpt = opt;
     ResolvedInput r = Resolve(bin);
-    EXPECT_EQ(r.title, "Quest (Disc 1)");
-    EXPECT_EQ(r.outputFolder, base + "Quest (Disc 1)") << opt;
+    EXPECT_EQ(std::tie(r.title, r.outputFolder),
+              std::make_tuple("Quest (Disc 1)", base + "Quest (Disc 1)"))
+        << opt;
     TakeAsDiscSet(r, context);
-    EXPECT_EQ(r.title, "Quest");
-    EXPECT_EQ(r.outputFolder, base + "Quest") << opt;
+    EXPECT_EQ(std::tie(r.title, r.outputFolder), std::make_tuple("Quest", base + "Quest")) << opt;
   }
   // Named by ID, the folder stays as it was.
   context.defaultOutDirOpt = 3;
@@ -258,8 +246,8 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   ResolvedInput r = Resolve(pbp);
   EXPECT_EQ(Names(r), (Strings{"EBOOT", "EBOOT", "old region", "OLDX00000"}));
   EXPECT_TRUE(r.assetPasses.empty());
-  EXPECT_EQ(r.outputFolder, images.path() + kSep + "OLDX00000");
-  EXPECT_TRUE(r.runInspection);
+  EXPECT_EQ(std::tie(r.outputFolder, r.runInspection),
+            std::make_tuple(images.path() + kSep + "OLDX00000", true));
   context.defaultOutDirOpt = 0;
 
   // A BIN with a CUE beside it: the question, Yes takes the sheet, No keeps the BIN.
@@ -269,12 +257,10 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   r = Resolve(bin);
   ASSERT_EQ(host.questions.size(), 1u);
   EXPECT_EQ(host.questions[0].text, kBinHasCueQuestion);
-  EXPECT_EQ(r.input, images / "PAIR.cue");
-  EXPECT_EQ(r.dataFile, bin);
-  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(std::tie(r.input, r.dataFile, r.title),
+            std::make_tuple(images / "PAIR.cue", bin, "Metal Game [NTSC-U]"));
   r = Resolve(bin);
-  EXPECT_EQ(host.questions.size(), 2u);
-  EXPECT_EQ(r.input, bin);
+  EXPECT_EQ(std::make_tuple(host.questions.size(), r.input), std::make_tuple(2u, bin));
   // No sheet, no question.
   std::string lone = Image("lone.bin", "SLUS_005.94", SectorLayout::Mode2Raw);
   Resolve(lone);
@@ -284,8 +270,7 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   std::string img = Image("clone.IMG", "SLUS_005.94", SectorLayout::Mode2Raw);
   WriteFileText(images / "clone.ccd", "[CloneCD]\n");
   r = Resolve(images / "clone.ccd");
-  EXPECT_EQ(r.input, img);
-  EXPECT_EQ(r.gameId, "SLUS00594");
+  EXPECT_EQ(std::tie(r.input, r.gameId), std::make_tuple(img, "SLUS00594"));
 }
 
 TEST(CueSheet, LinesNamesAndAbsolutePaths) {

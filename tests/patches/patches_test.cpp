@@ -18,6 +18,7 @@ namespace ebf {
 namespace {
 
 using test::TempDir;
+constexpr auto Put = test::Append;
 
 constexpr std::size_t kSize = 17 * 2352;  // 39,984 = 0x9C30: past PPF's check block at 0x9320
 
@@ -29,9 +30,6 @@ Bytes Source() {
 
 Bytes Str(const std::string& s) {
   return Bytes(s.begin(), s.end());
-}
-void Put(Bytes& to, const Bytes& more) {
-  to.insert(to.end(), more.begin(), more.end());
 }
 void Le(Bytes& to, uint64_t v, int n) {
   for (int i = 0; i < n; ++i) to.push_back(static_cast<uint8_t>(v >> (8 * i)));
