@@ -2,7 +2,6 @@
 // original bytes, read in order or from anywhere, and damage gives a clear message.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <tuple>
