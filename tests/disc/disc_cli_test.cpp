@@ -22,10 +22,8 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
   WriteFileText(dir / "bad.cue", "FILE \"NOPE.BIN\" BINARY\n");
   WriteFileText(dir / "test.ini", "DefaultOutDirOpt=3\r\n");
   Bytes pal(100000, 0x55);
-  StoreLe32(&pal[4097], 0x24910013);
-  StoreLe32(&pal[4101], 0x24910010);
-  StoreLe32(&pal[70001], 0x3C028007);
-  StoreLe32(&pal[70005], 0x8C42EC90);
+  StoreLe32(&pal[4097], 0x24910013), StoreLe32(&pal[4101], 0x24910010);    // screen height
+  StoreLe32(&pal[70001], 0x3C028007), StoreLe32(&pal[70005], 0x8C42EC90);  // graphics
   const std::string image = dir / "pal.bin";
   WriteFileBytes(image, pal);
 
@@ -62,9 +60,7 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
     SCOPED_TRACE(row.args[0] + " " + row.args[1] + "\n" + r.output);
     EXPECT_EQ(r.exitCode, row.exit);
     for (const std::string& text : row.says) EXPECT_NE(r.output.find(text), std::string::npos);
-    if (row.args[0] == "gameid") {
-      EXPECT_EQ(r.output, row.says[0]);
-    }
+    EXPECT_TRUE(row.args[0] != "gameid" || r.output == row.says[0]);
   }
   EXPECT_EQ(ReadFileBytes(image), pal);  // listed, not changed
 
@@ -72,8 +68,8 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
   EXPECT_NE(applied.output.find("0x00011171 graphics 0x3C028007\n"), std::string::npos);
   EXPECT_EQ(applied.output.find("screen"), std::string::npos);
   const Bytes after = ReadFileBytes(image);
-  EXPECT_EQ(LoadLe32(&after[70001]), 0x20020000u);
-  EXPECT_EQ(LoadLe32(&after[4097]), 0x24910013u);
+  EXPECT_EQ(std::make_pair(LoadLe32(&after[70001]), LoadLe32(&after[4097])),
+            std::make_pair(0x20020000u, 0x24910013u));
 }
 
 }  // namespace

@@ -69,10 +69,9 @@ TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
     DiscOpenResult r = OpenDiscImage(l.set.input);
     ASSERT_TRUE(r.disc) << r.message;
     const DiscInfo& info = r.disc->info();
-    EXPECT_EQ(info.sectorCount, 1125u);
-    EXPECT_EQ(info.assembly, l.assembly);
-    EXPECT_EQ(FileNameOf(info.sheet), l.sheet);
-    EXPECT_EQ(FileNameOf(info.wholeFile), l.wholeFile);
+    EXPECT_EQ(std::make_tuple(info.sectorCount, info.assembly, FileNameOf(info.sheet),
+                              FileNameOf(info.wholeFile)),
+              std::make_tuple(1125u, l.assembly, l.sheet, l.wholeFile));
     EXPECT_EQ(test::TrackRows(info),
               (test::Rows{"1 MODE2/2352 0 0 300 0 0 " + ReplaceAll(l.file, "#", "1"),
                           "2 AUDIO 300 450 375 0 0 " + ReplaceAll(l.file, "#", "2"),
@@ -136,8 +135,8 @@ TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
             "convert it as an image of 2,048-byte sectors.");
   r = OpenDiscImage(dir / "iso.iso");
   ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
-  EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);
+  EXPECT_EQ(std::make_tuple(r.disc->info().assembly, std::size_t{r.disc->info().sectorCount}),
+            std::make_tuple(DiscAssembly::IsoPadding, iso.size() / 2048));
   EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
 }
 

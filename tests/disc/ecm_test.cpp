@@ -174,8 +174,8 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
       cut(ecm.size() / 2).rfind("\"x.ecm\" is cut short: it ends inside the record at byte ", 0),
       0u);
   EXPECT_EQ(cut(4), "\"x.ecm\" is cut short: it ends where a record should start.");
-  EXPECT_EQ(decode({'E', 'C', 'M', 1, 0, 0}), "\"x.ecm\" is not an ECM file.");
-  EXPECT_EQ(decode({'E', 'C'}), "\"x.ecm\" is not an ECM file.");
+  for (const Bytes& notEcm : {Bytes{'E', 'C', 'M', 1, 0, 0}, Bytes{'E', 'C'}})
+    EXPECT_EQ(decode(notEcm), "\"x.ecm\" is not an ECM file.");
   EXPECT_EQ(decode({'E', 'C', 'M', 0, 0x80, 0x80, 0x80, 0x80, 0x80, 0}),
             "\"x.ecm\" is damaged: the record header at byte 4 is too long.");
   // A count of 2^31 items.
@@ -189,8 +189,8 @@ TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
   hooks.cancel = &cancel;
   test::WriteFileBytes(dir / "x.ecm", ecm);
   EXPECT_EQ(DecodeEcmFile(dir / "x.ecm", dir / "x.bin", hooks), Outcome::Cancelled());
-  EXPECT_FALSE(std::filesystem::exists(dir / "x.bin"));
-  EXPECT_FALSE(std::filesystem::exists(dir / "x.bin.ebf-part"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "x.bin") ||
+               std::filesystem::exists(dir / "x.bin.ebf-part"));
 }
 
 }  // namespace

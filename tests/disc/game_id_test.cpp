@@ -19,7 +19,8 @@
 namespace ebf::test {
 namespace {
 
-std::string IdOf(const TempDir& dir, const Bytes& image, GameIdProbe* probe = nullptr) {
+std::string IdOf(const Bytes& image, GameIdProbe* probe = nullptr) {
+  static const TempDir dir;
   static int n = 0;
   std::string path = dir / ("image" + std::to_string(n++) + ".bin");
   WriteFileBytes(path, image);
@@ -33,7 +34,6 @@ std::size_t RecordOffset(const Bytes& plain, const std::string& name) {
 }
 
 TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
-  TempDir dir;
   const std::pair<SectorLayout, std::pair<uint32_t, uint32_t>> layouts[] = {
       {SectorLayout::Plain2048, {2048, 0}},
       {SectorLayout::Mode1Raw, {2352, 16}},
@@ -42,14 +42,13 @@ TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
   };
   for (const auto& [layout, expect] : layouts) {
     GameIdProbe probe;
-    EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
+    EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
     EXPECT_EQ(std::tie(probe.sectorSize, probe.dataOffset, probe.directoryOffset),
               std::make_tuple(expect.first, expect.second, 20ull * expect.first + expect.second));
   }
-  EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)),
-            "SCUS94476");
+  EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)), "SCUS94476");
   // An eight-character name is an ID to detection (validation refuses it later).
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(GameDisc("ABCD_123.4"))), "ABCD1234");
+  EXPECT_EQ(IdOf(BuildIsoSectors(GameDisc("ABCD_123.4"))), "ABCD1234");
 }
 
 TEST(GameIdDetect, GenisoimageDiscIsRead) {
@@ -70,31 +69,29 @@ TEST(GameIdDetect, GenisoimageDiscIsRead) {
 }
 
 TEST(GameIdDetect, OnlyTheFirstDirectorySectorAndOnlyFilesCount) {
-  TempDir dir;
   // Enough entries sorting before the boot file to push it into the second sector.
   IsoOptions spill = GameDisc("SLUS_012.34");
   for (int i = 0; i < 60; ++i)
     spill.files.push_back({"FILE" + std::to_string(100 + i) + ".DAT;1", Bytes(10, 1)});
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(spill)), "");
+  EXPECT_EQ(IdOf(BuildIsoSectors(spill)), "");
 
   // A folder named like an ID is passed over; the file after it is found.
   IsoOptions folder = GameDisc("SLUS_012.34");
   folder.files.push_back({"SCES_000.01", Bytes(10, 1)});
   Bytes plain = BuildIsoSectors(folder);
-  EXPECT_EQ(IdOf(dir, plain), "SCES00001");
+  EXPECT_EQ(IdOf(plain), "SCES00001");
   plain[RecordOffset(plain, "SCES_000.01") + 25] = 2;
-  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+  EXPECT_EQ(IdOf(plain), "SLUS01234");
 
   // Names that do not have the shape, or are too long, are not IDs.
   IsoOptions noId;
   noId.files = {{"SYSTEM.CNF;1", Bytes(10, 1)},
                 {"SLUS_0123.45;1", Bytes(10, 1)},
                 {"DATA_AB.123;1", Bytes(10, 1)}};
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(noId)), "");
+  EXPECT_EQ(IdOf(BuildIsoSectors(noId)), "");
 }
 
 TEST(GameIdDetect, ZeroNameLengthAndPaddedRecordsAreWalked) {
-  TempDir dir;
   Bytes plain = BuildIsoSectors(GameDisc("SLUS_012.34"));
   // The boot file's record gains system-use bytes (the walk must skip by the length), after
   // a record with a zero name length (the walk restarts 33 bytes in).
@@ -106,40 +103,37 @@ TEST(GameIdDetect, ZeroNameLengthAndPaddedRecordsAreWalked) {
   std::fill(plain.begin() + boot, plain.begin() + 21 * 2048, 0);
   plain[static_cast<std::size_t>(boot)] = 33;
   std::copy(record.begin(), record.end(), plain.begin() + boot + 33);
-  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+  EXPECT_EQ(IdOf(plain), "SLUS01234");
 }
 
 TEST(GameIdDetect, BadImagesGiveNoIdAndNeverCrash) {
-  TempDir dir;
-  EXPECT_EQ(DetectGameId(dir / "missing.iso"), "");
-  EXPECT_EQ(IdOf(dir, Bytes()), "");
-  EXPECT_EQ(IdOf(dir, Bytes(3, 0)), "");
-  EXPECT_EQ(IdOf(dir, Bytes(40000, 0)), "");  // zero sectors all the way: walk runs out
+  EXPECT_EQ(DetectGameId("/nonexistent/missing.iso"), "");
+  // Empty, tiny, and zero sectors all the way (the walk runs out).
+  for (const Bytes& b : {Bytes(), Bytes(3, 0), Bytes(40000, 0)}) EXPECT_EQ(IdOf(b), "");
   Bytes good = BuildDiscImage(GameDisc("SLUS_012.34"), SectorLayout::Mode2Raw);
   // Every truncation of a raw image: an ID only when the directory sector is whole enough.
   for (std::size_t len : {4ul, 2352ul, 2356ul, 16 * 2352ul + 20, 20 * 2352ul + 30, 21 * 2352ul}) {
-    std::string id =
-        IdOf(dir, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(len)));
+    std::string id = IdOf(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(len)));
     EXPECT_TRUE(id.empty() || id == "SLUS01234") << len;
   }
   // Raw, but the second sync is at neither 2352 nor 2448.
   Bytes odd = good;
   odd[2352] = 0x12;
-  EXPECT_EQ(IdOf(dir, odd), "");
+  EXPECT_EQ(IdOf(odd), "");
   // Raw without a volume descriptor within 129 words.
   Bytes noDesc = good;
   std::fill(noDesc.begin() + 16 * 2352 + 16, noDesc.begin() + 17 * 2352, 0xAA);
-  EXPECT_EQ(IdOf(dir, noDesc), "");
+  EXPECT_EQ(IdOf(noDesc), "");
   // Garbage of every fill: a made-up "directory" is walked within its sector only.
   for (int seed = 0; seed < 200; ++seed) {
     Bytes junk = NoiseBytes(40000 + seed * 37, seed);
     if (seed % 3 == 0) StoreLe32(junk.data(), 0xFFFFFF00);
     if (seed % 6 == 0) StoreLe32(junk.data() + 2352, 0xFFFFFF00);
-    std::string id = IdOf(dir, junk);
+    std::string id = IdOf(junk);
     EXPECT_LT(CharCount(id), 10u);
   }
   Bytes ats(100000, 0x40);  // every byte looks like a 64-byte record
-  EXPECT_EQ(IdOf(dir, ats), "");
+  EXPECT_EQ(IdOf(ats), "");
 }
 
 TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include <algorithm>
 #include "disc/libcrypt.h"
@@ -62,17 +63,18 @@ TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
   EXPECT_EQ(FolderEntries(dir / "out"),
             (std::vector<std::string>{"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
                                       "Game (USA) (Track 3).bin", "Game (USA).cue"}));
-  EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 1).bin") == Slice(disc, 0, 300));
-  EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 2).bin") == Slice(disc, 300, 670));
-  EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 3).bin") == Slice(disc, 670, 875));
+  const std::tuple<int, uint32_t, uint32_t> tracks[] = {{1, 0, 300}, {2, 300, 670}, {3, 670, 875}};
+  for (const auto& [n, from, to] : tracks)
+    EXPECT_TRUE(test::ReadFileBytes(dir / ("out/Game (USA) (Track " + std::to_string(n) +
+                                           ").bin")) == Slice(disc, from, to))
+        << n;
   EXPECT_EQ(test::ReadFileText(dir / "out/Game (USA).cue"),
             "FILE \"Game (USA) (Track 1).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n"
             "    INDEX 01 00:00:00\r\nFILE \"Game (USA) (Track 2).bin\" BINARY\r\n"
             "  TRACK 02 AUDIO\r\n    INDEX 00 00:00:00\r\n    INDEX 01 00:02:00\r\n"
             "FILE \"Game (USA) (Track 3).bin\" BINARY\r\n  TRACK 03 AUDIO\r\n"
             "    INDEX 00 00:00:00\r\n    INDEX 01 00:01:00\r\n");
-  EXPECT_EQ(last, 875u);
-  EXPECT_EQ(total, 875u);
+  EXPECT_EQ(std::tie(last, total), std::make_tuple(875u, 875u));
   EXPECT_GT(reports, 3);
 
   // The set is there now: a second rip refuses to replace it, and leaves it as it was.
@@ -194,7 +196,6 @@ TEST(LibCrypt, AnSbiAndACloneCdSubOfOneDiscGiveOneKeyAndOneSbi) {
     SubchannelData data;
     ASSERT_EQ(ReadSubchannelFile(dir / name, data), "");
     EXPECT_TRUE(HasLibCrypt(data));
-    EXPECT_EQ(LibCryptKey(data), 0xAA55);
     EXPECT_EQ(LibCryptKeyText(LibCryptKey(data)), "0xAA55");
     EXPECT_TRUE(SbiBytes(data) == expected);
   }

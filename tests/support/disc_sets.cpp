@@ -198,17 +198,11 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
                      kFooter = kExtras + 3 * 8, kName = kFooter + 16;
   Bytes mds(kName + 6, 0);
   std::memcpy(mds.data(), "MEDIA DESCRIPTOR\1\3", 18);
-  StoreLe16(&mds[0x14], 1);
-  StoreLe32(&mds[0x50], kSession);
+  StoreLe16(&mds[0x14], 1), StoreLe32(&mds[0x50], kSession);
+  // The session: start, end, number, six blocks, three of them tracks, tracks 1 to 3.
   uint8_t* s = &mds[kSession];
-  StoreLe32(s, static_cast<uint32_t>(-150));
-  StoreLe32(s + 4, sectors);
-  StoreLe16(s + 8, 1);
-  s[10] = 6;
-  s[11] = 3;
-  StoreLe16(s + 12, 1);
-  StoreLe16(s + 14, 3);
-  StoreLe32(s + 20, kTracks);
+  StoreLe32(s, static_cast<uint32_t>(-150)), StoreLe32(s + 4, sectors), StoreLe16(s + 8, 1);
+  s[10] = 6, s[11] = 3, StoreLe16(s + 12, 1), StoreLe16(s + 14, 3), StoreLe32(s + 20, kTracks);
   struct T {
     uint8_t mode, control, point;
     uint32_t start, pregap, length;
@@ -219,30 +213,22 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
   for (int i = 0; i < 6; ++i) {
     const T& b = blocks[i];
     uint8_t* t = &mds[kTracks + i * 80];
-    t[0] = b.mode;
-    t[1] = sectorSize == 2448 ? 0x08 : 0x00;
-    t[2] = b.control;
-    t[4] = b.point;
+    t[0] = b.mode, t[1] = sectorSize == 2448 ? 0x08 : 0x00, t[2] = b.control, t[4] = b.point;
     if (b.point > 99) continue;
     const uint32_t msf = b.start + 150, extra = kExtras + (i - 3) * 8;
-    t[9] = static_cast<uint8_t>(msf / 4500);
-    t[10] = static_cast<uint8_t>(msf / 75 % 60);
+    t[9] = static_cast<uint8_t>(msf / 4500), t[10] = static_cast<uint8_t>(msf / 75 % 60);
     t[11] = static_cast<uint8_t>(msf % 75);
-    StoreLe32(t + 12, extra);
-    StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
+    StoreLe32(t + 12, extra), StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
     StoreLe32(t + 36, b.start);
     StoreLe32(t + 40, (offsetAtPregap && b.point > 1 ? b.start - b.pregap : b.start) * sectorSize);
-    StoreLe32(t + 48, 1);
-    StoreLe32(t + 52, kFooter);
-    StoreLe32(&mds[extra], b.pregap);
-    StoreLe32(&mds[extra + 4], b.length);
+    StoreLe32(t + 48, 1), StoreLe32(t + 52, kFooter);
+    StoreLe32(&mds[extra], b.pregap), StoreLe32(&mds[extra + 4], b.length);
   }
   StoreLe32(&mds[kFooter], kName);
   std::memcpy(&mds[kName], "*.mdf", 6);
   DiscSet set =
       WriteFiles(folder, {{"game.mdf", mdf}}, "Game.MDS", std::string(mds.begin(), mds.end()));
-  set.input = set.files[0];
-  set.disc = disc;
+  set.input = set.files[0], set.disc = disc;
   return set;
 }
 
