@@ -222,7 +222,10 @@ TEST(DiscImage, AlcoholSheetsThatDoNotFitTheirImageAreRefused) {
   refused(b, "Game.MDS describes a DVD, not a CD.");
   // An MDF cut short of the last track's length.
   std::filesystem::resize_file(dir / "game.mdf", 1100 * 2352);
-  refused(mds, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
+  test::WriteFileBytes(dir / "Game.MDS", mds);
+  DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
+  EXPECT_FALSE(r.disc);
+  EXPECT_EQ(r.message, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
 }
 
 TEST(MdsSheet, EveryTruncatedDescriptorIsRefusedWithinItsBytes) {
