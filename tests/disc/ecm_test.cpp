@@ -52,11 +52,8 @@ Bytes MixedImage() {
 Bytes ReadAllInChunks(EcmReader& r, std::size_t chunk) {
   Bytes out;
   Bytes buf(chunk);
-  for (;;) {
-    std::size_t n = r.Read(buf);
-    if (n == 0) break;
+  for (std::size_t n; (n = r.Read(buf)) > 0;)
     out.insert(out.end(), buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(n));
-  }
   return out;
 }
 
@@ -85,8 +82,8 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
   DiscJobHooks hooks;
   hooks.progress = [&](uint64_t done, uint64_t total) { progress.emplace_back(done, total); };
   ASSERT_EQ(DecodeEcmFile(dir / "game.bin.ecm", dir / "game.bin", hooks), Outcome::Success());
-  EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == original);
-  EXPECT_FALSE(std::filesystem::exists(dir / "game.bin.ebf-part"));
+  EXPECT_TRUE(test::ReadFileBytes(dir / "game.bin") == original &&
+              !std::filesystem::exists(dir / "game.bin.ebf-part"));
   ASSERT_GE(progress.size(), 2u);
   EXPECT_EQ(progress.front(), std::make_pair(uint64_t{0}, uint64_t{original.size()}));
   EXPECT_EQ(progress.back(), std::make_pair(uint64_t{original.size()}, uint64_t{original.size()}));
@@ -127,8 +124,7 @@ TEST(EcmReader, ReadsHandWrittenStreams) {
   // 100 literal bytes: the count (99) needs a second header byte: 0x8C, 0x03.
   const Bytes text = test::NoiseBytes(100, 9);
   Bytes ecm = {'E', 'C', 'M', 0, 0x8C, 0x03};
-  test::Append(ecm, text);
-  test::Append(ecm, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});
+  test::Append(ecm, text), test::Append(ecm, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});  // end mark
   AppendLe32(ecm, test::SectorEdc(text.data(), text.size()));
   test::WriteFileBytes(dir / "t.ecm", ecm);
   EcmReader r;
