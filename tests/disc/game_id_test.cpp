@@ -85,9 +85,8 @@ TEST(GameIdDetect, OnlyTheFirstDirectorySectorAndOnlyFilesCount) {
 
   // Names that do not have the shape, or are too long, are not IDs.
   IsoOptions noId;
-  noId.files = {{"SYSTEM.CNF;1", Bytes(10, 1)},
-                {"SLUS_0123.45;1", Bytes(10, 1)},
-                {"DATA_AB.123;1", Bytes(10, 1)}};
+  for (const char* name : {"SYSTEM.CNF;1", "SLUS_0123.45;1", "DATA_AB.123;1"})
+    noId.files.push_back({name, Bytes(10, 1)});
   EXPECT_EQ(IdOf(BuildIsoSectors(noId)), "");
 }
 
@@ -174,12 +173,13 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
     bool screen, gfx;
     const char* question;
   };
+  // clang-format off
   const Case cases[] = {{"NTSC", true, false, kPalFixOnNtscQuestion},
                         {"NTSC", false, true, kPalFixOnNtscQuestion},
                         {"PAL", false, false, kPalWithoutFixQuestion},
-                        {"NTSC", false, false, nullptr},
-                        {"PAL", true, true, nullptr},
+                        {"NTSC", false, false, nullptr}, {"PAL", true, true, nullptr},
                         {"", true, false, nullptr}};
+  // clang-format on
   for (const Case& c : cases) {
     for (bool answer : {false, true}) {
       RunRecorder host;
@@ -187,8 +187,7 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
       GameIdCheck r =
           CheckGameIdForConversion("SLES12345", "T", "S", c.region, c.screen, c.gfx, host);
       if (!c.question) {
-        EXPECT_TRUE(host.questions.empty());
-        EXPECT_EQ(r.outcome, CheckOutcome::Pass);
+        EXPECT_TRUE(host.questions.empty() && r.outcome == CheckOutcome::Pass) << c.region;
         continue;
       }
       ASSERT_EQ(host.questions.size(), 1u);
