@@ -48,7 +48,7 @@ TEST(Rip, TrackFilesAreNamedAsRedumpNamesThem) {
   EXPECT_EQ(rip::TrackFileName("Game", 12, 12), "Game (Track 12).bin");
 }
 
-TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
+TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregapOrLeavesNothing) {
   test::TempDir dir;
   std::string cue;
   const Bytes disc = WriteDriveImage(dir, &cue);
@@ -83,33 +83,26 @@ TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregap) {
   EXPECT_TRUE(test::ReadFileBytes(dir / "out/Game (USA) (Track 3).bin") == Slice(disc, 670, 875));
   request.overwrite = true;
   EXPECT_EQ(rip::RipToBinCue(request, {}), Outcome::Success());
-}
 
-TEST(Rip, CancelAndFailureLeaveNothingBehind) {
-  test::TempDir dir;
-  std::string cue;
-  WriteDriveImage(dir, &cue);
+  // Cancelled in the middle of the second track: nothing is left behind.
   CancelToken cancel;
-  DiscJobHooks hooks;
-  hooks.cancel = &cancel;
-  // Cancelled in the middle of the second track.
-  hooks.progress = [&](uint64_t done, uint64_t) {
+  DiscJobHooks cancelling;
+  cancelling.cancel = &cancel;
+  cancelling.progress = [&](uint64_t done, uint64_t) {
     if (done > 400) cancel.Request();
   };
-  EXPECT_EQ(rip::RipToBinCue({cue, dir / "out", "Game"}, hooks), Outcome::Cancelled());
-  EXPECT_TRUE(FolderEntries(dir / "out").empty());
-
+  EXPECT_EQ(rip::RipToBinCue({cue, dir / "cancelled", "Game"}, cancelling), Outcome::Cancelled());
+  EXPECT_TRUE(FolderEntries(dir / "cancelled").empty());
+  // Nor when there is no disc.
   EXPECT_EQ(rip::RipToBinCue({dir / "missing.cue", dir / "out2", "Game"}, {}),
             Outcome::Failed("No disc could be read in \"" + (dir / "missing.cue") + "\"."));
   EXPECT_FALSE(std::filesystem::exists(dir / "out2"));
-
-  // The image shrinks under the sheet: reading the last track fails part way.
+  // Nor when the image shrinks under the sheet: reading the last track fails part way.
   std::filesystem::resize_file(dir / "drive.bin", 700 * 2352);
   const Outcome ripped = rip::RipToBinCue({cue, dir / "out3", "Game"}, {});
   EXPECT_TRUE(ripped.failed());
-  const std::string message = ripped.text();
   EXPECT_TRUE(!std::filesystem::exists(dir / "out3") || FolderEntries(dir / "out3").empty())
-      << message;
+      << ripped.text();
 }
 
 // LibCrypt data as users bring them: an .sbi, and the .sub of a CloneCD set (Q of every
