@@ -350,7 +350,7 @@ class CountingSource : public ByteSource {
   ByteSource& inner_;
 };
 
-TEST(PackedDisc, ChdOpensWithTheJoinedSheetsTracksAndSectors) {
+TEST(PackedDisc, ChdAndEcmOpenWithTheSheetsTracksAndSectors) {
   TempDir dir;
   const test::CdSet set = test::WriteMixedSet(dir.path());
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Mixed.chd", ""));
@@ -379,11 +379,9 @@ TEST(PackedDisc, ChdOpensWithTheJoinedSheetsTracksAndSectors) {
   DiscOpenResult fake = OpenDiscImage(dir / "fake.chd");
   EXPECT_FALSE(fake.disc);
   EXPECT_NE(fake.message.find("\"fake.chd\""), std::string::npos) << fake.message;
-}
 
-TEST(PackedDisc, EcmReadsAsItsOriginalAndItsChecksumIsTestedAfterAWholeRead) {
-  TempDir dir;
-  const test::CdSet set = test::WriteMixedSet(dir.path());
+  // The same set ECM-packed: it reads as its original; its checksum is tested after a whole
+  // read.
   for (const std::string& bin : set.binPaths) {
     test::WriteFileBytes(bin + ".ecm", test::EncodeEcm(test::ReadFileBytes(bin)));
     DeleteFileIfExists(bin);
