@@ -188,42 +188,41 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
              "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number.");
   ccdRefused(ReplaceAll(ccd, "PLBA=450\r\n", ""), " has no PLBA or Control.");
   ccdRefused("[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks.");
-}
 
-TEST(DiscImage, AlcoholSheetsThatDoNotFitTheirImageAreRefused) {
-  TempDir dir;
-  test::WriteAlcoholSet(dir.path(), 2352, false);
-  const Bytes mds = test::ReadFileBytes(dir / "Game.MDS");
-  auto refused = [&](const Bytes& bytes, const std::string& message) {
-    Refused(dir / "Game.MDS", std::string(bytes.begin(), bytes.end()), dir / "game.mdf", message);
+  // Alcohol descriptors.
+  TempDir a;
+  test::WriteAlcoholSet(a.path(), 2352, false);
+  const Bytes mds = test::ReadFileBytes(a / "Game.MDS");
+  auto mdsRefused = [&](const Bytes& bytes, const std::string& message) {
+    Refused(a / "Game.MDS", std::string(bytes.begin(), bytes.end()), a / "game.mdf", message);
   };
   const std::size_t track2 = 0x58 + 24 + 4 * 80;
   Bytes b = mds;
   StoreLe16(&b[track2 + 16], 2048);
-  refused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
+  mdsRefused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
   b = mds;
   StoreLe32(&b[track2 + 40], 451 * 2352);
-  refused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
+  mdsRefused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
   b = mds;
   StoreLe32(&b[track2 + 36], 0);
-  refused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
-  refused(Bytes(mds.begin(), mds.begin() + 100),
-          "Game.MDS is cut short: its session blocks run past the end of the file.");
+  mdsRefused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
+  mdsRefused(Bytes(mds.begin(), mds.begin() + 100),
+             "Game.MDS is cut short: its session blocks run past the end of the file.");
   b = mds;
   StoreLe32(&b[track2 + 12 + 80], 0);  // track 3 without its extra block: length unknown
   StoreLe32(&b[track2 + 36 + 80], 1200);
   StoreLe32(&b[track2 + 40 + 80], 1200 * 2352);
-  refused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
+  mdsRefused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
   b = mds;
   b[0x10] = 2;
-  refused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
+  mdsRefused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
   b = mds;
   StoreLe16(&b[0x12], 0x10);
-  refused(b, "Game.MDS describes a DVD, not a CD.");
+  mdsRefused(b, "Game.MDS describes a DVD, not a CD.");
   // An MDF cut short of the last track's length.
-  std::filesystem::resize_file(dir / "game.mdf", 1100 * 2352);
-  test::WriteFileBytes(dir / "Game.MDS", mds);
-  DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
+  std::filesystem::resize_file(a / "game.mdf", 1100 * 2352);
+  test::WriteFileBytes(a / "Game.MDS", mds);
+  DiscOpenResult r = OpenDiscImage(a / "game.mdf");
   EXPECT_FALSE(r.disc);
   EXPECT_EQ(r.message, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
 }
