@@ -282,15 +282,15 @@ CdSet WriteMixedSet(const std::string& folder) {
 }
 
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
+  // clang-format off
   switch (layout) {
-    case SameDiscLayout::OneFileSheet:
-      return WriteOneFileSheet(folder, true);
-    case SameDiscLayout::RedumpSet:
-      return WriteRedumpSet(folder, true);
-    case SameDiscLayout::PregapLine:
-      return WritePregapLineSet(folder);
-    case SameDiscLayout::CloneCd:
-      return WriteCloneCdSet(folder, true);
+    case SameDiscLayout::OneFileSheet: return WriteOneFileSheet(folder, true);
+    case SameDiscLayout::RedumpSet: return WriteRedumpSet(folder, true);
+    case SameDiscLayout::PregapLine: return WritePregapLineSet(folder);
+    case SameDiscLayout::CloneCd: return WriteCloneCdSet(folder, true);
+    case SameDiscLayout::Alcohol: return WriteAlcoholSet(folder, 2352, false, true);
+    case SameDiscLayout::ChdOfPregapLine: return Chd(WritePregapLineSet(folder));
+      // clang-format on
     case SameDiscLayout::CloneCdBin:
     case SameDiscLayout::CloneCdIso: {
       // The names extractions give the image beside their .ccd; the sheet or the image chosen.
@@ -302,8 +302,6 @@ DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
       set.files[0] = image;
       return set;
     }
-    case SameDiscLayout::Alcohol:
-      return WriteAlcoholSet(folder, 2352, false, true);
     case SameDiscLayout::ChdOfRedumpSet: {
       // chdman takes the names as the sheet spells them.
       DiscSet set = WriteRedumpSet(folder, true);
@@ -311,8 +309,6 @@ DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
                                             FileNameOf(set.files[2])}));
       return Chd(set);
     }
-    case SameDiscLayout::ChdOfPregapLine:
-      return Chd(WritePregapLineSet(folder));
     case SameDiscLayout::EcmRedumpSet: {
       DiscSet set = WriteRedumpSet(folder, true);
       for (std::size_t i = 0; i < 3; ++i) {
