@@ -2,6 +2,7 @@
 // describes and reads back, sector for sector, the disc its files stand for.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <tuple>
 
 #include "common/files.h"
@@ -21,19 +22,19 @@ namespace {
 
 using test::TempDir;
 
-// Every sector in runs of an awkward size, so that reads cross extent and file boundaries.
-Bytes ReadAll(DiscImage& disc) {
-  Bytes all(std::size_t{disc.info().sectorCount} * 2352);
-  for (uint32_t s = 0; s < disc.info().sectorCount; s += 37) {
-    const uint32_t n = std::min<uint32_t>(37, disc.info().sectorCount - s);
-    EXPECT_EQ(disc.Read(s, n, std::span<uint8_t>(all.data() + std::size_t{s} * 2352, n * 2352u)),
-              "");
-  }
-  return all;
-}
+using test::ReadAll;
 
 std::string GameIdOf(DiscImage& disc) {
   return DetectGameId(*DiscBytes(disc));
+}
+
+// `sheet` written with `text`, `open` is refused with a message that holds `message`.
+void Refused(const std::string& sheet, const std::string& text, const std::string& open,
+             const std::string& message) {
+  test::WriteFileText(sheet, text);
+  DiscOpenResult r = OpenDiscImage(open);
+  EXPECT_FALSE(r.disc);
+  EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
 }
 
 // The Redump set, the one-file sheet, the CloneCD set and the Alcohol sets (sectors of 2,352
@@ -68,10 +69,9 @@ TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
     DiscOpenResult r = OpenDiscImage(l.set.input);
     ASSERT_TRUE(r.disc) << r.message;
     const DiscInfo& info = r.disc->info();
-    EXPECT_EQ(info.sectorCount, 1125u);
-    EXPECT_EQ(info.assembly, l.assembly);
-    EXPECT_EQ(FileNameOf(info.sheet), l.sheet);
-    EXPECT_EQ(FileNameOf(info.wholeFile), l.wholeFile);
+    EXPECT_EQ(std::make_tuple(info.sectorCount, info.assembly, FileNameOf(info.sheet),
+                              FileNameOf(info.wholeFile)),
+              std::make_tuple(1125u, l.assembly, l.sheet, l.wholeFile));
     EXPECT_EQ(test::TrackRows(info),
               (test::Rows{"1 MODE2/2352 0 0 300 0 0 " + ReplaceAll(l.file, "#", "1"),
                           "2 AUDIO 300 450 375 0 0 " + ReplaceAll(l.file, "#", "2"),
@@ -114,9 +114,8 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(r.disc->info().sectorCount, 835u);
   EXPECT_EQ(test::TrackRows(r.disc->info()), (test::Rows{"1 MODE2/2352 0 0 835 0 10 gap.bin"}));
-  Bytes tail(10 * 2352, 1);
-  EXPECT_EQ(r.disc->Read(825, 10, tail), "");
-  EXPECT_EQ(tail, Bytes(10 * 2352, 0));
+  const Bytes all = ReadAll(*r.disc);
+  EXPECT_TRUE(Bytes(all.begin() + 825 * 2352, all.end()) == Bytes(10 * 2352, 0));
 }
 
 TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
@@ -136,8 +135,8 @@ TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
             "convert it as an image of 2,048-byte sectors.");
   r = OpenDiscImage(dir / "iso.iso");
   ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::IsoPadding);
-  EXPECT_EQ(r.disc->info().sectorCount, iso.size() / 2048);
+  EXPECT_EQ(std::make_tuple(r.disc->info().assembly, std::size_t{r.disc->info().sectorCount}),
+            std::make_tuple(DiscAssembly::IsoPadding, iso.size() / 2048));
   EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
 }
 
@@ -147,10 +146,7 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
   const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
                                           "Game (USA) (Track 3).bin"};
   auto refused = [&](const std::string& sheet, const std::string& message) {
-    test::WriteFileText(dir / "t.cue", sheet);
-    DiscOpenResult r = OpenDiscImage(dir / "t.cue");
-    EXPECT_FALSE(r.disc);
-    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+    Refused(dir / "t.cue", sheet, dir / "t.cue", message);
   };
   refused(test::RedumpSheet({names[0], "Missing (Track 2).bin", names[2]}),
           "The BIN file could not be found!!!\r\n(Missing (Track 2).bin, named by t.cue)");
@@ -177,10 +173,7 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
   test::WriteCloneCdSet(c.path());
   const std::string ccd = test::ReadFileText(c / "GAME.CCD");
   auto ccdRefused = [&](const std::string& text, const std::string& message) {
-    test::WriteFileText(c / "GAME.CCD", text);
-    DiscOpenResult r = OpenDiscImage(c / "game.img");
-    EXPECT_FALSE(r.disc);
-    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+    Refused(c / "GAME.CCD", text, c / "game.img", message);
   };
   ccdRefused(
       ReplaceAll(ccd, "PLBA=825", "PLBA=2000"),
@@ -195,47 +188,41 @@ TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
              "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number.");
   ccdRefused(ReplaceAll(ccd, "PLBA=450\r\n", ""), " has no PLBA or Control.");
   ccdRefused("[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks.");
-}
 
-TEST(DiscImage, AlcoholSheetsThatDoNotFitTheirImageAreRefused) {
-  TempDir dir;
-  test::WriteAlcoholSet(dir.path(), 2352, false);
-  const Bytes mds = test::ReadFileBytes(dir / "Game.MDS");
-  auto refused = [&](Bytes bytes, const std::string& message) {
-    test::WriteFileBytes(dir / "Game.MDS", bytes);
-    DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
-    EXPECT_FALSE(r.disc);
-    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+  // Alcohol descriptors.
+  TempDir a;
+  test::WriteAlcoholSet(a.path(), 2352, false);
+  const Bytes mds = test::ReadFileBytes(a / "Game.MDS");
+  auto mdsRefused = [&](const Bytes& bytes, const std::string& message) {
+    Refused(a / "Game.MDS", std::string(bytes.begin(), bytes.end()), a / "game.mdf", message);
   };
   const std::size_t track2 = 0x58 + 24 + 4 * 80;
   Bytes b = mds;
   StoreLe16(&b[track2 + 16], 2048);
-  refused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
+  mdsRefused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
   b = mds;
   StoreLe32(&b[track2 + 40], 451 * 2352);
-  refused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
+  mdsRefused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
   b = mds;
   StoreLe32(&b[track2 + 36], 0);
-  refused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
-  refused(Bytes(mds.begin(), mds.begin() + 100),
-          "Game.MDS is cut short: its session blocks run past the end of the file.");
+  mdsRefused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
+  mdsRefused(Bytes(mds.begin(), mds.begin() + 100),
+             "Game.MDS is cut short: its session blocks run past the end of the file.");
   b = mds;
   StoreLe32(&b[track2 + 12 + 80], 0);  // track 3 without its extra block: length unknown
   StoreLe32(&b[track2 + 36 + 80], 1200);
   StoreLe32(&b[track2 + 40 + 80], 1200 * 2352);
-  refused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
+  mdsRefused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
   b = mds;
   b[0x10] = 2;
-  refused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
+  mdsRefused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
   b = mds;
   StoreLe16(&b[0x12], 0x10);
-  refused(b, "Game.MDS describes a DVD, not a CD.");
+  mdsRefused(b, "Game.MDS describes a DVD, not a CD.");
   // An MDF cut short of the last track's length.
-  test::WriteFileBytes(dir / "Game.MDS", mds);
-  Bytes mdf = test::ReadFileBytes(dir / "game.mdf");
-  mdf.resize(1100 * 2352);
-  test::WriteFileBytes(dir / "game.mdf", mdf);
-  DiscOpenResult r = OpenDiscImage(dir / "game.mdf");
+  std::filesystem::resize_file(a / "game.mdf", 1100 * 2352);
+  test::WriteFileBytes(a / "Game.MDS", mds);
+  DiscOpenResult r = OpenDiscImage(a / "game.mdf");
   EXPECT_FALSE(r.disc);
   EXPECT_EQ(r.message, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
 }
@@ -278,17 +265,147 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
   EXPECT_EQ(p.sheet.tracks[0].mode, 2);
   EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
 
-  EXPECT_EQ(ParseCcdSheet("Point=1\n", "x.ccd").error,
-            "x.ccd, line 1: \"Point=1\" is neither a [section] nor a Key=Value line.");
-  EXPECT_EQ(ParseCcdSheet("[Entry 0\n", "x.ccd").error,
-            "x.ccd, line 1: \"[Entry 0\" is not a section header.");
-  EXPECT_EQ(ParseCcdSheet("[TRACK 100]\n", "x.ccd").error,
-            "x.ccd, line 1: \"[TRACK 100]\" names no track 0-99.");
-  EXPECT_EQ(ParseCcdSheet("[Entry 0]\nPLBA=99999999999\n", "x.ccd").error,
-            "x.ccd, line 2: \"PLBA=99999999999\" does not hold a number.");
   std::string many;
   for (int i = 0; i <= 256; ++i) many += "[Entry " + std::to_string(i) + "]\n";
-  EXPECT_EQ(ParseCcdSheet(many, "x.ccd").error, "x.ccd, line 257: more than 256 TOC entries.");
+  for (const auto& [text, error] : std::vector<std::pair<std::string, std::string>>{
+           {"Point=1\n", "line 1: \"Point=1\" is neither a [section] nor a Key=Value line."},
+           {"[Entry 0\n", "line 1: \"[Entry 0\" is not a section header."},
+           {"[TRACK 100]\n", "line 1: \"[TRACK 100]\" names no track 0-99."},
+           {"[Entry 0]\nPLBA=99999999999\n",
+            "line 2: \"PLBA=99999999999\" does not hold a number."},
+           {many, "line 257: more than 256 TOC entries."}})
+    EXPECT_EQ(ParseCcdSheet(text, "x.ccd").error, "x.ccd, " + error);
+}
+
+// The full reading of CUE sheets: what a sheet of several files says, and every way a sheet
+// can be refused before any file is looked at.
+// A read sheet, one line a FILE ("name TYPE") and a TRACK ("number MODE pregap postgap",
+// then "INDEX@file:frames" for each index).
+std::vector<std::string> Lines(const CueSheet& sheet) {
+  std::vector<std::string> lines;
+  for (const CueFile& f : sheet.files) lines.push_back(f.name + " " + f.type);
+  for (const CueTrack& t : sheet.tracks) {
+    std::string line = std::to_string(t.number) + " " + t.mode + " " + std::to_string(t.pregap) +
+                       " " + std::to_string(t.postgap);
+    for (const CueIndex& i : t.indexes)
+      line += " " + std::to_string(i.number) + "@" + std::to_string(i.file) + ":" +
+              std::to_string(i.frames);
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
+  CueParse p = ParseCueSheet(test::RedumpSheet({"a (Track 1).bin", "b.bin", "c.bin"}), "s.cue");
+  ASSERT_EQ(p.error, "");
+  EXPECT_EQ(Lines(p.sheet),
+            (std::vector<std::string>{"a (Track 1).bin BINARY", "b.bin BINARY", "c.bin BINARY",
+                                      "1 MODE2/2352 0 0 1@0:0", "2 AUDIO 0 0 0@1:0 1@1:150",
+                                      "3 AUDIO 0 0 0@2:0 1@2:150"}));
+
+  // Unquoted names, no type, the other commands, a byte order mark, tabs, a track whose
+  // INDEX 01 lies in the next file, minutes past 99.
+  p = ParseCueSheet(
+      "\xEF\xBB\xBFREM GENRE Game\nCATALOG 0000000000000\nPERFORMER \"Someone\"\n"
+      "FILE one.bin\n\tTRACK 1 MODE1/2352\n\tFLAGS DCP\n\tINDEX 1 00:00:00\n"
+      "  TRACK 02 AUDIO\n  TITLE \"Song\"\n  PREGAP 00:02:00\n  INDEX 00 01:00:00\n"
+      "FILE \"two.bin\" MOTOROLA\n  INDEX 01 00:00:10\n  POSTGAP 00:00:74\n"
+      "  TRACK 03 AUDIO\n  INDEX 01 100:59:74\n",
+      "t.cue");
+  ASSERT_EQ(p.error, "");
+  EXPECT_EQ(Lines(p.sheet), (std::vector<std::string>{
+                                "one.bin BINARY", "two.bin MOTOROLA", "1 MODE1/2352 0 0 1@0:0",
+                                "2 AUDIO 150 74 0@0:4500 1@1:10", "3 AUDIO 0 0 1@1:454499"}));
+}
+
+TEST(CueParse, RefusesSheetsWhoseTracksCannotBePlaced) {
+  const std::string head = "FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n";
+  struct Case {
+    std::string sheet, message;
+  };
+  std::string hundred = "FILE \"a.bin\" BINARY\n";
+  for (int t = 1; t <= 100; ++t)
+    hundred += "TRACK " + std::to_string(t) + " AUDIO\nINDEX 01 " + (t < 10 ? "0" : "") +
+               std::to_string(t) + ":00:00\n";
+  const Case cases[] = {
+      {head + "\x01\x02garbage here\n", "s.cue, line 4: \"\x01\x02garbage here\" is not a CUE"},
+      {head + "TRACK\n", "line 4: \"TRACK\" is not a CUE sheet command."},
+      {"TRACK 01 AUDIO\n", "line 1: TRACK comes before any FILE line."},
+      {"INDEX 01 00:00:00\n", "line 1: INDEX comes before any TRACK line."},
+      {hundred, "line 200: track 100: a disc holds at most 99 tracks."},
+      {head + "TRACK 03 AUDIO\nINDEX 01 00:10:00\n", "TRACK 03 should be track 02"},
+      {head + "TRACK 02\n", "line 4: track 02 has no mode."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n",
+       "line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:09:74\n",
+       "line 7: INDEX 01 of track 03 (00:09:74) does not come after INDEX 01 of track 02 "
+       "(00:10:00) in the same file; INDEX times must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n", "does not come after"},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:60:00\n", "is not an index: INDEX nn mm:ss:ff"},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:75\n", "is not an index"},
+      {head + "TRACK 02 AUDIO\nINDEX 01 0010:00\n", "is not an index"},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:20:00\n",
+       "line 6: track 02 has no INDEX 01."},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPREGAP 00:02:00\n",
+       "line 6: PREGAP of track 02 comes after its INDEX lines."},
+      {head + "TRACK 02 AUDIO\nPOSTGAP 00:02:00\n",
+       "line 5: POSTGAP of track 02 comes before its INDEX lines."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPOSTGAP 00:02:00\nINDEX 02 00:11:00\n",
+       "line 7: INDEX 02 of track 02 comes after its POSTGAP."},
+      {head + "PREGAP 2 seconds\n", "is not a gap: PREGAP mm:ss:ff"},
+      {"FILE \"unclosed BINARY\n", "the FILE line's name has no closing quote."},
+      {"FILE \"\" BINARY\n", "the FILE line names no file."},
+      {"REM nothing but a remark\n", "s.cue holds no tracks."},
+      {"", "s.cue holds no tracks."},
+  };
+  for (const Case& c : cases) {
+    CueParse p = ParseCueSheet(c.sheet, "s.cue");
+    EXPECT_NE(p.error.find(c.message), std::string::npos) << c.sheet << "\n-> " << p.error;
+    EXPECT_TRUE(p.sheet.tracks.empty() && p.sheet.files.empty()) << c.sheet;
+  }
+}
+
+TEST(CueParse, OneFileReadingPassesOverOnlyWhatTheFirstReadingPassedOver) {
+  // Lines that are no command, commands without anything for the disc, an INDEX before any
+  // TRACK: passed over by the one-file reading, refused by the full one.
+  const std::string noisy =
+      "INDEX 01 00:10:00\nFILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nripped with care\n"
+      "FLAGS\nINDEX 01 00:00:00\nTRACK 02 AUDIO\nINDEX 00 00:10:00\nINDEX 01 00:12:00\n";
+  CueParse p = ParseCueSheet(noisy, "s.cue", CueReading::OneFile);
+  ASSERT_EQ(p.error, "");
+  EXPECT_EQ(Lines(p.sheet), (std::vector<std::string>{"a.bin BINARY", "1 MODE2/2352 0 0 1@0:0",
+                                                      "2 AUDIO 0 0 0@0:750 1@0:900"}));
+  EXPECT_EQ(ParseCueSheet(noisy, "s.cue").error,
+            "s.cue, line 1: INDEX comes before any TRACK line.");
+
+  // What places the tracks is held to the same rules.
+  const std::string head = "FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n";
+  const std::pair<std::string, std::string> refused[] = {
+      {head + "junk\nTRACK 03 AUDIO\nINDEX 01 00:10:00\n",
+       "s.cue, line 5: TRACK 03 should be track 02; tracks are numbered 1, 2, 3 ... in order."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n",
+       "s.cue, line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n",
+       "s.cue, line 5: INDEX 01 of track 02 (00:00:00) does not come after INDEX 01 of track 01 "
+       "(00:00:00) in the same file; INDEX times must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01."},
+      {head + "TRACK 100 AUDIO\n", "s.cue, line 4: track 100: a disc holds at most 99 tracks."},
+      {"FILE \"a.bin\" BINARY\n", "s.cue holds no tracks."},
+  };
+  for (const auto& [sheet, message] : refused)
+    EXPECT_EQ(ParseCueSheet(sheet, "s.cue", CueReading::OneFile).error, message) << sheet;
+}
+
+TEST(CueParse, OneFileSheetsAreTheOnesWithoutASecondFileOrGaps) {
+  EXPECT_TRUE(
+      IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n"
+                        "TRACK 02 AUDIO\nINDEX 00 01:00:00\nINDEX 01 01:02:00\n"));
+  EXPECT_TRUE(IsOneFileCueSheet("TRACK 01 MODE1/2048\n"));
+  EXPECT_TRUE(IsOneFileCueSheet("garbage\nfile \"x\"\n"));
+  EXPECT_FALSE(IsOneFileCueSheet(test::RedumpSheet({"a", "b", "c"})));
+  EXPECT_FALSE(IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\n  pregap 00:02:00\n"));
+  EXPECT_FALSE(IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\nPOSTGAP 00:02:00\n"));
 }
 
 }  // namespace

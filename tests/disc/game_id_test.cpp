@@ -5,23 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <memory>
+#include <tuple>
 
+#include "common/bytes.h"
 #include "common/file_io.h"
 #include "common/files.h"
 #include "common/text.h"
 #include "support/disc_builder.h"
 #include "support/picture_tools.h"
 #include "support/process_run.h"
+#include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 
 namespace ebf::test {
 namespace {
 
-std::string IdOf(const TempDir& dir, const Bytes& image, GameIdProbe* probe = nullptr) {
+std::string IdOf(const Bytes& image, GameIdProbe* probe = nullptr) {
+  static const TempDir dir;
   static int n = 0;
   std::string path = dir / ("image" + std::to_string(n++) + ".bin");
   WriteFileBytes(path, image);
@@ -35,7 +36,6 @@ std::size_t RecordOffset(const Bytes& plain, const std::string& name) {
 }
 
 TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
-  TempDir dir;
   const std::pair<SectorLayout, std::pair<uint32_t, uint32_t>> layouts[] = {
       {SectorLayout::Plain2048, {2048, 0}},
       {SectorLayout::Mode1Raw, {2352, 16}},
@@ -44,15 +44,13 @@ TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
   };
   for (const auto& [layout, expect] : layouts) {
     GameIdProbe probe;
-    EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
-    EXPECT_EQ(probe.sectorSize, expect.first);
-    EXPECT_EQ(probe.dataOffset, expect.second);
-    EXPECT_EQ(probe.directoryOffset, 20ull * expect.first + expect.second);
+    EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
+    EXPECT_EQ(std::tie(probe.sectorSize, probe.dataOffset, probe.directoryOffset),
+              std::make_tuple(expect.first, expect.second, 20ull * expect.first + expect.second));
   }
-  EXPECT_EQ(IdOf(dir, BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)),
-            "SCUS94476");
+  EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SCUS_944.76"), SectorLayout::Mode2Raw)), "SCUS94476");
   // An eight-character name is an ID to detection (validation refuses it later).
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(GameDisc("ABCD_123.4"))), "ABCD1234");
+  EXPECT_EQ(IdOf(BuildIsoSectors(GameDisc("ABCD_123.4"))), "ABCD1234");
 }
 
 TEST(GameIdDetect, GenisoimageDiscIsRead) {
@@ -73,31 +71,28 @@ TEST(GameIdDetect, GenisoimageDiscIsRead) {
 }
 
 TEST(GameIdDetect, OnlyTheFirstDirectorySectorAndOnlyFilesCount) {
-  TempDir dir;
   // Enough entries sorting before the boot file to push it into the second sector.
   IsoOptions spill = GameDisc("SLUS_012.34");
   for (int i = 0; i < 60; ++i)
     spill.files.push_back({"FILE" + std::to_string(100 + i) + ".DAT;1", Bytes(10, 1)});
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(spill)), "");
+  EXPECT_EQ(IdOf(BuildIsoSectors(spill)), "");
 
   // A folder named like an ID is passed over; the file after it is found.
   IsoOptions folder = GameDisc("SLUS_012.34");
   folder.files.push_back({"SCES_000.01", Bytes(10, 1)});
   Bytes plain = BuildIsoSectors(folder);
-  EXPECT_EQ(IdOf(dir, plain), "SCES00001");
+  EXPECT_EQ(IdOf(plain), "SCES00001");
   plain[RecordOffset(plain, "SCES_000.01") + 25] = 2;
-  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+  EXPECT_EQ(IdOf(plain), "SLUS01234");
 
   // Names that do not have the shape, or are too long, are not IDs.
   IsoOptions noId;
-  noId.files = {{"SYSTEM.CNF;1", Bytes(10, 1)},
-                {"SLUS_0123.45;1", Bytes(10, 1)},
-                {"DATA_AB.123;1", Bytes(10, 1)}};
-  EXPECT_EQ(IdOf(dir, BuildIsoSectors(noId)), "");
+  for (const char* name : {"SYSTEM.CNF;1", "SLUS_0123.45;1", "DATA_AB.123;1"})
+    noId.files.push_back({name, Bytes(10, 1)});
+  EXPECT_EQ(IdOf(BuildIsoSectors(noId)), "");
 }
 
 TEST(GameIdDetect, ZeroNameLengthAndPaddedRecordsAreWalked) {
-  TempDir dir;
   Bytes plain = BuildIsoSectors(GameDisc("SLUS_012.34"));
   // The boot file's record gains system-use bytes (the walk must skip by the length), after
   // a record with a zero name length (the walk restarts 33 bytes in).
@@ -109,40 +104,37 @@ TEST(GameIdDetect, ZeroNameLengthAndPaddedRecordsAreWalked) {
   std::fill(plain.begin() + boot, plain.begin() + 21 * 2048, 0);
   plain[static_cast<std::size_t>(boot)] = 33;
   std::copy(record.begin(), record.end(), plain.begin() + boot + 33);
-  EXPECT_EQ(IdOf(dir, plain), "SLUS01234");
+  EXPECT_EQ(IdOf(plain), "SLUS01234");
 }
 
 TEST(GameIdDetect, BadImagesGiveNoIdAndNeverCrash) {
-  TempDir dir;
-  EXPECT_EQ(DetectGameId(dir / "missing.iso"), "");
-  EXPECT_EQ(IdOf(dir, Bytes()), "");
-  EXPECT_EQ(IdOf(dir, Bytes(3, 0)), "");
-  EXPECT_EQ(IdOf(dir, Bytes(40000, 0)), "");  // zero sectors all the way: walk runs out
+  EXPECT_EQ(DetectGameId("/nonexistent/missing.iso"), "");
+  // Empty, tiny, and zero sectors all the way (the walk runs out).
+  for (const Bytes& b : {Bytes(), Bytes(3, 0), Bytes(40000, 0)}) EXPECT_EQ(IdOf(b), "");
   Bytes good = BuildDiscImage(GameDisc("SLUS_012.34"), SectorLayout::Mode2Raw);
   // Every truncation of a raw image: an ID only when the directory sector is whole enough.
   for (std::size_t len : {4ul, 2352ul, 2356ul, 16 * 2352ul + 20, 20 * 2352ul + 30, 21 * 2352ul}) {
-    std::string id =
-        IdOf(dir, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(len)));
+    std::string id = IdOf(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(len)));
     EXPECT_TRUE(id.empty() || id == "SLUS01234") << len;
   }
   // Raw, but the second sync is at neither 2352 nor 2448.
   Bytes odd = good;
   odd[2352] = 0x12;
-  EXPECT_EQ(IdOf(dir, odd), "");
+  EXPECT_EQ(IdOf(odd), "");
   // Raw without a volume descriptor within 129 words.
   Bytes noDesc = good;
   std::fill(noDesc.begin() + 16 * 2352 + 16, noDesc.begin() + 17 * 2352, 0xAA);
-  EXPECT_EQ(IdOf(dir, noDesc), "");
+  EXPECT_EQ(IdOf(noDesc), "");
   // Garbage of every fill: a made-up "directory" is walked within its sector only.
   for (int seed = 0; seed < 200; ++seed) {
     Bytes junk = NoiseBytes(40000 + seed * 37, seed);
     if (seed % 3 == 0) StoreLe32(junk.data(), 0xFFFFFF00);
     if (seed % 6 == 0) StoreLe32(junk.data() + 2352, 0xFFFFFF00);
-    std::string id = IdOf(dir, junk);
+    std::string id = IdOf(junk);
     EXPECT_LT(CharCount(id), 10u);
   }
   Bytes ats(100000, 0x40);  // every byte looks like a 64-byte record
-  EXPECT_EQ(IdOf(dir, ats), "");
+  EXPECT_EQ(IdOf(ats), "");
 }
 
 TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
@@ -156,8 +148,7 @@ TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
   }
   GameIdProbe probe;
   EXPECT_EQ(DetectGameId(path, &probe), "SLES12345");
-  EXPECT_LT(probe.bytesRead, 4096u);
-  EXPECT_LT(probe.reads, 20u);
+  EXPECT_TRUE(probe.bytesRead < 4096 && probe.reads < 20) << probe.bytesRead << " " << probe.reads;
 }
 
 TEST(GameIdCheck, RefusalsComeInOrder) {
@@ -184,12 +175,13 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
     bool screen, gfx;
     const char* question;
   };
+  // clang-format off
   const Case cases[] = {{"NTSC", true, false, kPalFixOnNtscQuestion},
                         {"NTSC", false, true, kPalFixOnNtscQuestion},
                         {"PAL", false, false, kPalWithoutFixQuestion},
-                        {"NTSC", false, false, nullptr},
-                        {"PAL", true, true, nullptr},
+                        {"NTSC", false, false, nullptr}, {"PAL", true, true, nullptr},
                         {"", true, false, nullptr}};
+  // clang-format on
   for (const Case& c : cases) {
     for (bool answer : {false, true}) {
       RunRecorder host;
@@ -197,17 +189,77 @@ TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
       GameIdCheck r =
           CheckGameIdForConversion("SLES12345", "T", "S", c.region, c.screen, c.gfx, host);
       if (!c.question) {
-        EXPECT_TRUE(host.questions.empty());
-        EXPECT_EQ(r.outcome, CheckOutcome::Pass);
+        EXPECT_TRUE(host.questions.empty() && r.outcome == CheckOutcome::Pass) << c.region;
         continue;
       }
       ASSERT_EQ(host.questions.size(), 1u);
-      EXPECT_EQ(host.questions[0].text, c.question);
-      EXPECT_TRUE(host.questions[0].defaultNo);
-      EXPECT_EQ(r.outcome, answer ? CheckOutcome::Pass : CheckOutcome::Declined);
-      EXPECT_TRUE(r.message.empty());
+      EXPECT_EQ(std::tie(host.questions[0].text, host.questions[0].defaultNo, r.outcome, r.message),
+                std::make_tuple(c.question, true,
+                                answer ? CheckOutcome::Pass : CheckOutcome::Declined, ""));
     }
   }
+}
+
+// The disc subcommands of ebootforge-cli, run as a user would run them: what each prints and
+// how it exits.
+TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
+  TempDir dir;
+  const std::string bin = dir / "Metal.bin";
+  WriteFileBytes(bin, BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw));
+  WriteFileText(dir / "Metal.cue",
+                "FILE \"METAL.BIN\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
+  WriteFileBytes(dir / "junk.iso", NoiseBytes(50000, 1));
+  WriteFileText(dir / "bad.cue", "FILE \"NOPE.BIN\" BINARY\n");
+  WriteFileText(dir / "test.ini", "DefaultOutDirOpt=3\r\n");
+  Bytes pal(100000, 0x55);
+  StoreLe32(&pal[4097], 0x24910013), StoreLe32(&pal[4101], 0x24910010);    // screen height
+  StoreLe32(&pal[70001], 0x3C028007), StoreLe32(&pal[70005], 0x8C42EC90);  // graphics
+  const std::string image = dir / "pal.bin";
+  WriteFileBytes(image, pal);
+
+  struct Row {
+    std::vector<std::string> args;
+    int exit;
+    std::vector<std::string> says;
+  };
+  const Row rows[] = {
+      {{"gameid", bin}, 0, {"SLUS00594\n"}},
+      {{"gameid", dir / "Metal.cue"}, 0, {"SLUS00594\n"}},
+      {{"gameid", dir / "junk.iso"}, 1, {"No game ID found in " + (dir / "junk.iso") + "\n"}},
+      // The shipped database sits beside the program.
+      {{"lookup", "SLUS00776"},
+       0,
+       {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
+      {{"lookup", "NONE00000"}, 1, {}},
+      {{"resolve", bin, "--ini", dir / "test.ini"},
+       0,
+       {"input = " + bin + "\n", "game ID = SLUS00594\n",
+        "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
+      {{"resolve", bin, "--yes", "--ini", dir / "test.ini"},
+       0,
+       {"input = " + (dir / "Metal.cue") + "\n", "data file = " + bin + "\n"}},
+      {{"resolve", dir / "bad.cue"}, 1, {"inspection = no"}},
+      {{"palfix", image}, 1, {}},  // neither fix chosen
+      {{"palfix", image, "--screen", "--gfx"},
+       0,
+       {"0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n"}},
+      {{"palfix", dir / "missing.bin", "--screen"}, 1, {}},
+  };
+  for (const Row& row : rows) {
+    const ProcessResult r = RunProcess(PrivateCli(), row.args, {});
+    SCOPED_TRACE(row.args[0] + " " + row.args[1] + "\n" + r.output);
+    EXPECT_EQ(r.exitCode, row.exit);
+    for (const std::string& text : row.says) EXPECT_NE(r.output.find(text), std::string::npos);
+    EXPECT_TRUE(row.args[0] != "gameid" || r.output == row.says[0]);
+  }
+  EXPECT_EQ(ReadFileBytes(image), pal);  // listed, not changed
+
+  const ProcessResult applied = RunProcess(PrivateCli(), {"palfix", image, "--gfx", "--apply"}, {});
+  EXPECT_NE(applied.output.find("0x00011171 graphics 0x3C028007\n"), std::string::npos);
+  EXPECT_EQ(applied.output.find("screen"), std::string::npos);
+  const Bytes after = ReadFileBytes(image);
+  EXPECT_EQ(std::make_pair(LoadLe32(&after[70001]), LoadLe32(&after[4097])),
+            std::make_pair(0x20020000u, 0x24910013u));
 }
 
 }  // namespace

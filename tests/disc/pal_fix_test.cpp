@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 
 #include "common/bytes.h"
 #include "common/cancel.h"
@@ -58,10 +59,6 @@ PalFixOptions Both() {
 
 using Window = std::array<uint8_t, 8>;
 
-void Put(Bytes& data, std::size_t at, const Window& w) {
-  std::copy(w.begin(), w.end(), data.begin() + static_cast<long>(at));
-}
-
 // Every row of the table, near misses beside and between them, pairs back to back and close
 // behind a near miss (so a rejected candidate must not hide the next), one across the first
 // chunk seam, one in the window two chunks share, and one in the file's last eight bytes.
@@ -69,87 +66,64 @@ TEST(PalFix, HandPlacedCasesForEachOptionSet) {
   const Window screen0 = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
   const Window screen1 = {0x13, 0x00, 0x90, 0x24, 0x10, 0x00, 0x90, 0x24};
   const Window gfx6a = {0x06, 0x80, 0x02, 0x3C, 0x30, 0xDA, 0x42, 0x8C};
-  const Window gfx6b = {0x06, 0x80, 0x02, 0x3C, 0x18, 0xF5, 0x42, 0x8C};
-  const Window gfx7a = {0x07, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C};
   const Window gfx7b = {0x07, 0x80, 0x02, 0x3C, 0x9C, 0xF1, 0x42, 0x8C};
   const Window screen0Fixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
   const Window screen1Fixed = {0x00, 0x00, 0x90, 0x24, 0x00, 0x00, 0x90, 0x24};
   const Window gfxFixed = {0x00, 0x00, 0x02, 0x20, 0x00, 0x00, 0x00, 0x00};
-
-  Bytes data = QuietNoise(70000, 4);
-  Put(data, 0, screen0);
-  Put(data, 101, screen1);
-  Put(data, 203, gfx6a);
-  Put(data, 307, gfx6b);
-  Put(data, 402, gfx7a);
-  Put(data, 509, gfx7b);
-  Put(data, 600, screen0);
-  Put(data, 608, gfx6a);
-  Put(data, 700, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x25});  // w1's top byte wrong
-  Put(data, 708, screen1);
-  Put(data, 800, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x90, 0x24});   // rows 0 and 1 mixed
-  Put(data, 900, {0x06, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C});   // 0x8006 with 0x8007's w1
-  Put(data, 1000, {0x24, 0x91, 0x00, 0x13, 0x24, 0x91, 0x00, 0x10});  // big-endian words
-  Put(data, 1100, {0x13, 0x00, 0x91, 0x24, 0x11, 0x00, 0x91, 0x24});  // 0x11 for 0x10
-  Put(data, 1200, {0x07, 0x80, 0x02, 0x3C, 0x30, 0xDA, 0x42, 0x8C});  // 0x8007 with 0x8006's w1
-  Put(data, 32763, gfx7b);    // bytes 32763-32770: the first chunk ends at 32767
-  Put(data, 65518, screen0);  // 65518-65525: in the second chunk and the third
-  Put(data, 69992, screen1);  // the last eight bytes
-
-  struct Expected {
-    uint64_t offset;
+  // Where each window goes, the rule that patches it (-1: none) and what it becomes.
+  const struct Planted {
+    std::size_t offset;
+    Window window;
     int rule;
-    uint32_t w0, w1;
     Window after;
+  } planted[] = {
+      {0, screen0, 0, screen0Fixed},
+      {101, screen1, 1, screen1Fixed},
+      {203, gfx6a, 2, gfxFixed},
+      {307, {0x06, 0x80, 0x02, 0x3C, 0x18, 0xF5, 0x42, 0x8C}, 2, gfxFixed},
+      {402, {0x07, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C}, 3, gfxFixed},
+      {509, gfx7b, 3, gfxFixed},
+      {600, screen0, 0, screen0Fixed},
+      {608, gfx6a, 2, gfxFixed},
+      {700, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x25}, -1, {}},  // w1's top byte wrong
+      {708, screen1, 1, screen1Fixed},
+      {800, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x90, 0x24}, -1, {}},   // rows 0 and 1 mixed
+      {900, {0x06, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C}, -1, {}},   // 0x8006, 0x8007's w1
+      {1000, {0x24, 0x91, 0x00, 0x13, 0x24, 0x91, 0x00, 0x10}, -1, {}},  // big-endian words
+      {1100, {0x13, 0x00, 0x91, 0x24, 0x11, 0x00, 0x91, 0x24}, -1, {}},  // 0x11 for 0x10
+      {1200, {0x07, 0x80, 0x02, 0x3C, 0x30, 0xDA, 0x42, 0x8C}, -1, {}},  // 0x8007, 0x8006's w1
+      {32763, gfx7b, 3, gfxFixed},        // bytes 32763-32770: the first chunk ends at 32767
+      {65518, screen0, 0, screen0Fixed},  // 65518-65525: in the second chunk and the third
+      {69992, screen1, 1, screen1Fixed},  // the last eight bytes
   };
-  const std::vector<Expected> all = {
-      {0, 0, 0x24910013, 0x24910010, screen0Fixed},
-      {101, 1, 0x24900013, 0x24900010, screen1Fixed},
-      {203, 2, 0x3C028006, 0x8C42DA30, gfxFixed},
-      {307, 2, 0x3C028006, 0x8C42F518, gfxFixed},
-      {402, 3, 0x3C028007, 0x8C42EC90, gfxFixed},
-      {509, 3, 0x3C028007, 0x8C42F19C, gfxFixed},
-      {600, 0, 0x24910013, 0x24910010, screen0Fixed},
-      {608, 2, 0x3C028006, 0x8C42DA30, gfxFixed},
-      {708, 1, 0x24900013, 0x24900010, screen1Fixed},
-      {32763, 3, 0x3C028007, 0x8C42F19C, gfxFixed},
-      {65518, 0, 0x24910013, 0x24910010, screen0Fixed},
-      {69992, 1, 0x24900013, 0x24900010, screen1Fixed},
-  };
-  // Patched with no option, the screen option, the graphics option, and both.
-  const std::vector<uint64_t> patchedFor[4] = {
-      {},
-      {0, 101, 600, 708, 65518, 69992},
-      {203, 307, 402, 509, 608, 32763},
-      {0, 101, 203, 307, 402, 509, 600, 608, 708, 32763, 65518, 69992}};
+  Bytes data = QuietNoise(70000, 4);
+  for (const Planted& p : planted) std::copy(p.window.begin(), p.window.end(), &data[p.offset]);
 
   TempDir dir;
   const std::string path = dir / "game.bin";
+  // No option, the screen option (rules 0 and 1), the graphics option (2 and 3), and both.
   for (int opt = 0; opt < 4; ++opt) {
     SCOPED_TRACE(opt);
     PalFixOptions o;
     o.screenHeight = opt & 1;
     o.graphics = opt & 2;
-    const std::vector<uint64_t>& wanted = patchedFor[opt];
     WriteFileBytes(path, data);
     Scan s = RunFix(path, o);
     EXPECT_TRUE(s.result.error.empty());
     Bytes expected = data;
     std::size_t n = 0;
-    for (const Expected& e : all) {
-      if (std::find(wanted.begin(), wanted.end(), e.offset) == wanted.end()) continue;
-      SCOPED_TRACE(e.offset);
-      Put(expected, e.offset, e.after);
+    for (const Planted& p : planted) {
+      if (p.rule < 0 || !(opt & (p.rule < 2 ? 1 : 2))) continue;
+      SCOPED_TRACE(p.offset);
+      std::copy(p.after.begin(), p.after.end(), &expected[p.offset]);
       ASSERT_LT(n, s.undo.size());
-      EXPECT_EQ(s.undo[n].offset, e.offset);
-      EXPECT_EQ(s.undo[n].rule, e.rule);
-      EXPECT_EQ(s.undo[n].w0, e.w0);
-      EXPECT_EQ(s.undo[n].w1, e.w1);
+      EXPECT_EQ(std::tie(s.undo[n].offset, s.undo[n].rule, s.undo[n].w0, s.undo[n].w1),
+                std::make_tuple(uint64_t{p.offset}, p.rule, LoadLe32(&p.window[0]),
+                                LoadLe32(&p.window[4])));
       ++n;
     }
-    EXPECT_EQ(n, wanted.size());
-    EXPECT_EQ(s.undo.size(), n);
-    EXPECT_EQ(s.result.patches, n);
+    EXPECT_EQ(std::make_tuple(s.undo.size(), s.result.patches), std::make_tuple(n, n));
+    EXPECT_EQ(n, std::vector<std::size_t>({0, 6, 6, 12})[opt]);
     EXPECT_TRUE(ReadFileBytes(path) == expected);
     // A second pass finds nothing: patched bytes no longer match.
     EXPECT_EQ(RunFix(path, o).result.patches, 0u);
@@ -167,12 +141,13 @@ TEST(PalFix, StretchListingCancelAndProgress) {
 
   // Only the stretch [start, end) is scanned; a window must fit inside it whole.
   WriteFileBytes(path, data);
-  Scan part = RunFix(path, Both(), 40'000, 1'000'008);
-  ASSERT_EQ(part.undo.size(), 1u);
-  EXPECT_EQ(part.undo[0].offset, 50'000u);
-  Scan part2 = RunFix(path, Both(), 40'000, 1'000'009);
-  ASSERT_EQ(part2.undo.size(), 1u);
-  EXPECT_EQ(part2.undo[0].offset, 1'000'001u);
+  auto offsets = [](const Scan& scan) {
+    std::vector<uint64_t> at;
+    for (const PalPatch& p : scan.undo) at.push_back(p.offset);
+    return at;
+  };
+  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'008)), std::vector<uint64_t>{50'000});
+  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'009)), std::vector<uint64_t>{1'000'001});
 
   // Listing without writing reports each match once and leaves the file alone, even for a
   // pair in the window that two chunks share.
@@ -201,9 +176,8 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   RunRecorder cancelling;
   cancelling.onAdvance = [&](int) { cancelling.cancel.Request(); };
   Scan cut = RunFix(path, Both(), 0, UINT64_MAX, &cancelling);
-  EXPECT_TRUE(cut.result.cancelled);
-  EXPECT_TRUE(cancelling.cancel.Requested());
-  EXPECT_TRUE(cancelling.completed.empty());
+  EXPECT_TRUE(cut.result.cancelled && cancelling.cancel.Requested() &&
+              cancelling.completed.empty());
   EXPECT_EQ(cut.undo.size(), 3u);  // all but the last lie before the first pump
   EXPECT_EQ(ReplayPalUndo(path, cut.undo), "");
   EXPECT_EQ(ReadFileBytes(path), data);

@@ -4,10 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <tuple>
+
 #include "common/files.h"
 #include "common/text.h"
 #include "disc/classify.h"
 #include "disc/cue_sheet.h"
+#include "disc/disc_set.h"
 #include "support/disc_builder.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -38,10 +42,9 @@ class Resolver : public ::testing::Test {
                   "SLUS-00594;SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594\r\n"
                   "SLES-12081;SLES02081;Euro Save;Euro Game [PAL-E];PAL;SLES12081\r\n"
                   "SCUS-94476;SCUS94476;;;NTSC;SCUS94476\r\n");
-    context.currentOutput = "old out";
-    context.currentGameId = "OLDX00000";
-    context.currentRegion = "old region";
-    context.currentSaveName = "old save";
+    std::tie(context.currentOutput, context.currentGameId, context.currentRegion,
+             context.currentSaveName) =
+        std::make_tuple("old out", "OLDX00000", "old region", "old save");
   }
   std::string Image(const std::string& name, const std::string& exe,
                     SectorLayout layout = SectorLayout::Plain2048) {
@@ -59,13 +62,10 @@ class Resolver : public ::testing::Test {
 TEST_F(Resolver, ImageFoundInTheDatabase) {
   std::string iso = Image("metal.iso", "SLUS_005.94");
   ResolvedInput r = Resolve(iso);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.input, iso);
-  EXPECT_EQ(r.dataFile, iso);
+  EXPECT_EQ(std::tie(r.message, r.input, r.dataFile), std::make_tuple("", iso, iso));
   EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
   EXPECT_EQ(Passes(r), (Strings{"SLUS00594", "SLUS00594 second"}));
-  EXPECT_EQ(r.outputFolder, images.path());
-  EXPECT_TRUE(r.runInspection);
+  EXPECT_EQ(std::tie(r.outputFolder, r.runInspection), std::make_tuple(images.path(), true));
   EXPECT_TRUE(host.questions.empty());
 
   // A second disc: the package ID replaces the disc's own for the second pass.
@@ -93,8 +93,7 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   opts.minSectors = 30;
   WriteFileBytes(noId, BuildIsoSectors(opts));
   r = Resolve(noId);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_EQ(Passes(r), Strings{""});
+  EXPECT_EQ(std::make_tuple(r.gameId, Passes(r)), std::make_tuple("", Strings{""}));
   context.defGameId = "SLUS00594";
   r = Resolve(noId);
   EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
@@ -105,8 +104,7 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   disc.resize(32767);
   WriteFileBytes(small, disc);
   r = Resolve(small);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_EQ(r.region, "old region");
+  EXPECT_EQ(std::tie(r.gameId, r.region), std::make_tuple("", "old region"));
   disc.resize(32768);
   WriteFileBytes(small, disc);
   EXPECT_EQ(Resolve(small).gameId, "SLUS00594");
@@ -114,51 +112,40 @@ TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
 
 TEST_F(Resolver, CueSheetsFindTheirDataFile) {
   Image("Game (Track 1).bin", "SLUS_005.94", SectorLayout::Mode2Raw);
-  // Relative name, upper-cased by the reading, found case-blind beside the sheet.
-  std::string cue = images / "game.cue";
-  WriteFileText(cue,
-                "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
-                "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
-  ResolvedInput r = Resolve(cue);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.input, cue);
-  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
-  EXPECT_EQ(Names(r), (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
-
-  // Absolute name, wherever the sheet is.
-  TempDir elsewhere;
-  std::string abs = elsewhere / "abs.cue";
-  WriteFileText(abs, "FILE \"" + images / "Game (Track 1).bin" + "\" BINARY\n");
-  r = Resolve(abs);
-  EXPECT_EQ(r.dataFile, images / "Game (Track 1).bin");
-  EXPECT_EQ(r.outputFolder, images.path());
-
-  // A byte order mark before the FILE line.
-  WriteFileText(cue,
-                "\xEF\xBB\xBF"
-                "FILE \"game (track 1).BIN\" BINARY\n");
-  EXPECT_EQ(Resolve(cue).dataFile, images / "Game (Track 1).bin");
-
-  // A named file that is missing falls back to the same name with ".bin".
   Image("GAME.bin", "SLES_120.81", SectorLayout::Mode2Raw);
-  WriteFileText(cue, "FILE \"GAME.IMG\" BINARY\n");
-  r = Resolve(cue);
-  EXPECT_EQ(r.dataFile, images / "GAME.bin");
-  EXPECT_EQ(r.gameId, "SLES02081");
-
-  // A sub-folder written the Windows way.
   images.MakeDir("Sub");
   Image("Sub/Track.bin", "SLUS_005.94");
-  WriteFileText(cue, "FILE \"sub\\track.bin\" BINARY\n");
-  EXPECT_EQ(Resolve(cue).dataFile, images / "Sub/Track.bin");
-
-  // No FILE line: the sheet stands for itself (too small to scan).
-  WriteFileText(cue, "REM nothing here\n");
-  r = Resolve(cue);
-  EXPECT_EQ(r.message, "");
-  EXPECT_EQ(r.dataFile, cue);
-  EXPECT_EQ(r.gameId, "");
-  EXPECT_TRUE(r.runInspection);
+  TempDir elsewhere;
+  const std::string cue = images / "game.cue", abs = elsewhere / "abs.cue";
+  const std::string track1 = images / "Game (Track 1).bin";
+  // clang-format off
+  const struct {
+    std::string sheet, text, dataFile, gameId;
+  } rows[] = {
+      // Relative name, upper-cased by the reading, found case-blind beside the sheet.
+      {cue, "\xEF\xBB\xBFREM comment\r\n\r\n  file \"Game (Track 1).bin\" BINARY\r\n"
+            "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n", track1, "SLUS00594"},
+      {abs, "FILE \"" + track1 + "\" BINARY\n", track1, "SLUS00594"},  // absolute, from anywhere
+      {cue, "\xEF\xBB\xBF" "FILE \"game (track 1).BIN\" BINARY\n", track1, "SLUS00594"},  // a BOM
+      // A named file that is missing falls back to the same name with ".bin".
+      {cue, "FILE \"GAME.IMG\" BINARY\n", images / "GAME.bin", "SLES02081"},
+      // A sub-folder written the Windows way.
+      {cue, "FILE \"sub\\track.bin\" BINARY\n", images / "Sub/Track.bin", "SLUS00594"},
+      // No FILE line: the sheet stands for itself (too small to scan).
+      {cue, "REM nothing here\n", cue, ""},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    WriteFileText(row.sheet, row.text);
+    ResolvedInput r = Resolve(row.sheet);
+    // The output goes beside the data file, wherever the sheet is.
+    EXPECT_EQ(std::tie(r.message, r.input, r.dataFile, r.gameId, r.outputFolder, r.runInspection),
+              std::make_tuple("", row.sheet, row.dataFile, row.gameId,
+                              row.dataFile.substr(0, row.dataFile.rfind(kSep)), true));
+  }
+  EXPECT_EQ(Names(Resolve(abs)),
+            (Strings{"Metal Game [NTSC-U]", "Metal Game", "NTSC", "SLUS00594"}));
 }
 
 TEST_F(Resolver, BrokenSheetsStopTheResolver) {
@@ -181,12 +168,11 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
   for (const auto& [text, message] : sheets) {
     WriteFileText(cue, text);
     ResolvedInput r = Resolve(cue);
-    EXPECT_EQ(r.message, message) << text.substr(0, 40);
-    EXPECT_EQ(r.input, cue);
+    EXPECT_EQ(std::tie(r.message, r.input, r.outputFolder, r.runInspection),
+              std::make_tuple(message, cue, "old out", false))
+        << text.substr(0, 40);
     EXPECT_EQ(Names(r), (Strings{"broken", "broken", "old region", "OLDX00000"}));
-    EXPECT_EQ(r.outputFolder, "old out");
     EXPECT_TRUE(r.assetPasses.empty());
-    EXPECT_FALSE(r.runInspection);
   }
   // Binary junk of every kind: a message or a data file, never a crash.
   for (uint32_t seed = 0; seed < 100; ++seed) {
@@ -237,11 +223,11 @@ TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
   for (int opt : {1, 2}) {
     context.defaultOutDirOpt = opt;
     ResolvedInput r = Resolve(bin);
-    EXPECT_EQ(r.title, "Quest (Disc 1)");
-    EXPECT_EQ(r.outputFolder, base + "Quest (Disc 1)") << opt;
+    EXPECT_EQ(std::tie(r.title, r.outputFolder),
+              std::make_tuple("Quest (Disc 1)", base + "Quest (Disc 1)"))
+        << opt;
     TakeAsDiscSet(r, context);
-    EXPECT_EQ(r.title, "Quest");
-    EXPECT_EQ(r.outputFolder, base + "Quest") << opt;
+    EXPECT_EQ(std::tie(r.title, r.outputFolder), std::make_tuple("Quest", base + "Quest")) << opt;
   }
   // Named by ID, the folder stays as it was.
   context.defaultOutDirOpt = 3;
@@ -259,8 +245,8 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   ResolvedInput r = Resolve(pbp);
   EXPECT_EQ(Names(r), (Strings{"EBOOT", "EBOOT", "old region", "OLDX00000"}));
   EXPECT_TRUE(r.assetPasses.empty());
-  EXPECT_EQ(r.outputFolder, images.path() + kSep + "OLDX00000");
-  EXPECT_TRUE(r.runInspection);
+  EXPECT_EQ(std::tie(r.outputFolder, r.runInspection),
+            std::make_tuple(images.path() + kSep + "OLDX00000", true));
   context.defaultOutDirOpt = 0;
 
   // A BIN with a CUE beside it: the question, Yes takes the sheet, No keeps the BIN.
@@ -270,12 +256,10 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   r = Resolve(bin);
   ASSERT_EQ(host.questions.size(), 1u);
   EXPECT_EQ(host.questions[0].text, kBinHasCueQuestion);
-  EXPECT_EQ(r.input, images / "PAIR.cue");
-  EXPECT_EQ(r.dataFile, bin);
-  EXPECT_EQ(r.title, "Metal Game [NTSC-U]");
+  EXPECT_EQ(std::tie(r.input, r.dataFile, r.title),
+            std::make_tuple(images / "PAIR.cue", bin, "Metal Game [NTSC-U]"));
   r = Resolve(bin);
-  EXPECT_EQ(host.questions.size(), 2u);
-  EXPECT_EQ(r.input, bin);
+  EXPECT_EQ(std::make_tuple(host.questions.size(), r.input), std::make_tuple(2u, bin));
   // No sheet, no question.
   std::string lone = Image("lone.bin", "SLUS_005.94", SectorLayout::Mode2Raw);
   Resolve(lone);
@@ -285,24 +269,20 @@ TEST_F(Resolver, PackagesAndCompanionFiles) {
   std::string img = Image("clone.IMG", "SLUS_005.94", SectorLayout::Mode2Raw);
   WriteFileText(images / "clone.ccd", "[CloneCD]\n");
   r = Resolve(images / "clone.ccd");
-  EXPECT_EQ(r.input, img);
-  EXPECT_EQ(r.gameId, "SLUS00594");
+  EXPECT_EQ(std::tie(r.input, r.gameId), std::make_tuple(img, "SLUS00594"));
 }
 
 TEST(CueSheet, LinesNamesAndAbsolutePaths) {
   auto line = SplitCueLine("  file \"a b.bin\" binary ");
   ASSERT_TRUE(line);
-  EXPECT_EQ(line->keyword, "FILE");
-  EXPECT_EQ(CueQuotedName(line->rest), "A B.BIN");
-  EXPECT_FALSE(SplitCueLine("   "));
-  EXPECT_FALSE(SplitCueLine("REM"));
+  EXPECT_EQ(std::make_tuple(line->keyword, *CueQuotedName(line->rest)),
+            std::make_tuple("FILE", "A B.BIN"));
+  EXPECT_FALSE(SplitCueLine("   ") || SplitCueLine("REM"));
   EXPECT_EQ(SplitCueLine("FILE\t\"x y\"")->keyword, "FILE");
-  EXPECT_FALSE(CueQuotedName("X.BIN BINARY"));
-  EXPECT_FALSE(CueQuotedName("\"X.BIN BINARY"));
+  EXPECT_FALSE(CueQuotedName("X.BIN BINARY") || CueQuotedName("\"X.BIN BINARY"));
   EXPECT_EQ(CueQuotedName("\"\" x"), "");
   EXPECT_TRUE(IsCueNameAbsolute("D:\\RIPS\\X.BIN"));
-  EXPECT_FALSE(IsCueNameAbsolute("X.BIN"));
-  EXPECT_FALSE(IsCueNameAbsolute("D:X.BIN"));
+  EXPECT_FALSE(IsCueNameAbsolute("X.BIN") || IsCueNameAbsolute("D:X.BIN"));
 #ifndef _WIN32
   EXPECT_TRUE(IsCueNameAbsolute("/RIPS/X.BIN"));
 #endif
@@ -319,9 +299,9 @@ TEST(DropClassification, ExtensionsDecide) {
   for (const char* name :
        {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
     DropDecision d = ClassifyDrop({make(name)});
-    EXPECT_EQ(d.action, DropAction::Accept) << name;
-    EXPECT_EQ(d.path, dir / name);
-    EXPECT_FALSE(d.moreThanOne);
+    EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne),
+              std::make_tuple(DropAction::Accept, dir / name, false))
+        << name;
   }
   EXPECT_EQ(ClassifyDrop({make("a.mds")}).message, kMdsMessage);
   for (const char* name : {"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"})
@@ -334,8 +314,7 @@ TEST(DropClassification, ExtensionsDecide) {
   EXPECT_EQ(ClassifyDrop({make("game.ccd")}).message, kNoImgFileMessage);
   std::string img = make("game.img");
   DropDecision d = ClassifyDrop({dir / "game.ccd"});
-  EXPECT_EQ(d.action, DropAction::Accept);
-  EXPECT_EQ(d.path, img);
+  EXPECT_EQ(std::tie(d.action, d.path), std::make_tuple(DropAction::Accept, img));
 
   // Several files: one warning, then the first file as usual (which may be refused).
   d = ClassifyDrop({make("x.nrg"), make("b.iso"), make("c.iso")});
@@ -343,9 +322,121 @@ TEST(DropClassification, ExtensionsDecide) {
   EXPECT_EQ(d.message, kUnsupportedFormatMessage);
   // A vanished file, or nothing at all: silence.
   d = ClassifyDrop({dir / "gone.iso"});
-  EXPECT_EQ(d.action, DropAction::Ignore);
-  EXPECT_TRUE(d.message.empty());
+  EXPECT_EQ(std::tie(d.action, d.message), std::make_tuple(DropAction::Ignore, ""));
   EXPECT_EQ(ClassifyDrop({}).action, DropAction::Ignore);
+}
+
+// Finding the other discs of a game beside the one the user chose, and reading playlists.
+bool Images(const std::string& path) {
+  const std::string ext = Extension4(path);
+  return ext == ".CUE" || ext == ".BIN" || ext == ".ISO" || ext == ".CHD";
+}
+
+std::vector<std::string> Names(const DiscSet& set) {
+  std::vector<std::string> names;
+  for (const SetMember& m : set.discs)
+    names.push_back(std::to_string(m.number) + ":" + FileNameOf(m.path));
+  return names;
+}
+
+TEST(DiscNumbers, AreReadFromTheNameAndTakenOutOfTheTitle) {
+  // The word alone is not a number; nor is 0, 12, a letter or an open bracket.
+  // clang-format off
+  for (const auto& [name, number] : std::vector<std::pair<std::string, int>>{
+           {"Final Fantasy VII (USA) (Disc 2)", 2}, {"metal gear solid (disc 1).cue", 1},
+           {"Game (Disc 3) (Track 02)", 3}, {"Disc Jockey (USA)", 0}, {"Game (Disc 0)", 0},
+           {"Game (Disc 12)", 0}, {"Game (Disc A)", 0}, {"Game (Disc 4", 0}})
+    EXPECT_EQ(DiscNumberOf(name), number) << name;
+  for (const auto& [name, title] : std::vector<std::pair<std::string, std::string>>{
+           {"Final Fantasy VII (Disc 1)", "Final Fantasy VII"},
+           {"Parasite Eve (USA) (Disc 2)", "Parasite Eve (USA)"},
+           {"Xenogears (Disc 2) (USA)", "Xenogears (USA)"},
+           {"Xenogears (Disc 2)(v1.1)", "Xenogears (v1.1)"}, {"Crash", "Crash"}})
+    EXPECT_EQ(WithoutDiscNumber(name), title);
+  // clang-format on
+}
+
+TEST(DiscSetBeside, HoldsTheSameNameWithEveryDiscNumberOnceInOrder) {
+  TempDir dir;
+  for (const char* name :
+       {"Game (USA) (Disc 1).cue", "Game (USA) (Disc 1).bin", "Game (USA) (Disc 2).bin",
+        "game (usa) (DISC 3).CUE", "Game (USA) (Disc 3).bin", "Game (USA) (Disc 3).sub",
+        "Game (USA) (Disc 4) (Track 2).bin", "Game (Europe) (Disc 2).cue",
+        "Game (USA) (Disc 5).txt", "Other (USA) (Disc 2).cue"})
+    WriteFileText(dir / name, "x");
+  dir.MakeDir("Game (USA) (Disc 5).cue");  // a folder is no disc
+
+  DiscSet set = FindDiscSet(dir / "Game (USA) (Disc 1).cue", Images);
+  // A sheet beside a sheet; disc 2 has only its BIN; case does not matter; the Track file,
+  // the other region, the text file and the folder are not discs of this set.
+  EXPECT_EQ(Names(set),
+            (std::vector<std::string>{"1:Game (USA) (Disc 1).cue", "2:Game (USA) (Disc 2).bin",
+                                      "3:game (usa) (DISC 3).CUE"}));
+  EXPECT_TRUE(set.missing.empty());
+  EXPECT_EQ(set.discs[0].path, dir / "Game (USA) (Disc 1).cue");
+
+  // Chosen from disc 2's BIN, that file stands for disc 2; the others prefer BINs too.
+  set = FindDiscSet(dir / "Game (USA) (Disc 2).bin", Images);
+  EXPECT_EQ(Names(set),
+            (std::vector<std::string>{"1:Game (USA) (Disc 1).bin", "2:Game (USA) (Disc 2).bin",
+                                      "3:Game (USA) (Disc 3).bin"}));
+
+  // A gap is reported; the discs found still make the set.
+  TempDir gap;
+  for (const char* name : {"RPG (Disc 1).iso", "RPG (Disc 3).iso", "RPG (Disc 4).iso"})
+    WriteFileText(gap / name, "x");
+  set = FindDiscSet(gap / "RPG (Disc 3).iso", Images);
+  EXPECT_EQ(Names(set), (std::vector<std::string>{"1:RPG (Disc 1).iso", "3:RPG (Disc 3).iso",
+                                                  "4:RPG (Disc 4).iso"}));
+  EXPECT_EQ(set.missing, std::vector<int>{2});
+
+  // Without a disc number a file is a set of itself.
+  WriteFileText(dir / "Solo.iso", "x");
+  set = FindDiscSet(dir / "Solo.iso", Images);
+  EXPECT_EQ(Names(set), std::vector<std::string>{"0:Solo.iso"});
+}
+
+TEST(Playlists, NameTheDiscsInOrderFromThePlaylistsFolder) {
+  EXPECT_EQ(ParseM3u("\xEF\xBB\xBF# a set\r\nGame (Disc 1).cue\r\n\r\n  Game (Disc 2).cue  \n#x\n"
+                     "sub/Game (Disc 3).chd"),
+            (std::vector<std::string>{"Game (Disc 1).cue", "Game (Disc 2).cue",
+                                      "sub/Game (Disc 3).chd"}));
+  EXPECT_TRUE(ParseM3u("").empty());
+
+  TempDir dir;
+  WriteFileText(dir / "Game (Disc 1).cue", "x");
+  dir.MakeDir("sub");
+  WriteFileText(dir / "sub/Game (Disc 2).cue", "x");
+  WriteFileText(dir / "elsewhere.iso", "x");
+  WriteFileText(dir / "set.m3u",
+                "Game (Disc 1).cue\nsub/Game (Disc 2).cue\n" + (dir / "elsewhere.iso") + "\n");
+  PlaylistDiscs discs = ReadM3u(dir / "set.m3u");
+  EXPECT_EQ(discs.error, "");
+  EXPECT_EQ(discs.paths,
+            (std::vector<std::string>{dir / "Game (Disc 1).cue", dir / "sub/Game (Disc 2).cue",
+                                      dir / "elsewhere.iso"}));
+
+  // Each refused playlist: its name, its text (none: no file) and the message after its path.
+  // clang-format off
+  const std::tuple<std::string, std::optional<std::string>, std::string> refused[] = {
+      {"gone.m3u", "Game (Disc 1).cue\nGame (Disc 2).cue\n",
+       " names Game (Disc 2).cue, which does not exist"},
+      {"six.m3u", "a\nb\nc\nd\ne\nf\n", " names 6 discs; a package holds at most 5"},
+      {"empty.m3u", "", " names no disc"},
+      // A playlist names disc images: not itself, not another playlist.
+      {"self.m3u", "Game (Disc 1).cue\n./self.m3u\n", " names ./self.m3u: itself, not a disc"},
+      {"outer.m3u", "Game (Disc 1).cue\nset.m3u\n",
+       " names set.m3u, another playlist: a playlist names disc images"},
+      {"none.m3u", std::nullopt, ""},
+      {"huge.m3u", std::string(100000, 'a'), ""}};  // unreadable: "Cannot read the playlist"
+  // clang-format on
+  for (const auto& [name, text, message] : refused) {
+    if (text) WriteFileText(dir / name, *text);
+    discs = ReadM3u(dir / name);
+    EXPECT_EQ(discs.error, message.empty() ? "Cannot read the playlist " + (dir / name)
+                                           : "The playlist " + (dir / name) + message);
+    EXPECT_TRUE(discs.paths.empty()) << name;
+  }
 }
 
 }  // namespace

@@ -11,20 +11,16 @@
 
 namespace {
 
-class MemorySource : public ebf::ByteSource {
- public:
-  MemorySource(const uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-  uint64_t Size() override { return size_; }
+struct MemorySource : ebf::ByteSource {
+  MemorySource(const uint8_t* data, std::size_t size) : bytes(data, size) {}
+  uint64_t Size() override { return bytes.size(); }
   std::size_t ReadAt(uint64_t offset, std::span<uint8_t> out) override {
-    if (offset >= size_) return 0;
-    const std::size_t n = std::min<std::size_t>(out.size(), size_ - offset);
-    std::memcpy(out.data(), data_ + offset, n);
+    if (offset >= bytes.size()) return 0;
+    const std::size_t n = std::min<std::size_t>(out.size(), bytes.size() - offset);
+    std::memcpy(out.data(), bytes.data() + offset, n);
     return n;
   }
-
- private:
-  const uint8_t* data_;
-  std::size_t size_;
+  const std::span<const uint8_t> bytes;
 };
 
 }  // namespace

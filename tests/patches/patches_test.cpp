@@ -18,6 +18,7 @@ namespace ebf {
 namespace {
 
 using test::TempDir;
+constexpr auto Put = test::Append;
 
 constexpr std::size_t kSize = 17 * 2352;  // 39,984 = 0x9C30: past PPF's check block at 0x9320
 
@@ -29,9 +30,6 @@ Bytes Source() {
 
 Bytes Str(const std::string& s) {
   return Bytes(s.begin(), s.end());
-}
-void Put(Bytes& to, const Bytes& more) {
-  to.insert(to.end(), more.begin(), more.end());
 }
 void Le(Bytes& to, uint64_t v, int n) {
   for (int i = 0; i < n; ++i) to.push_back(static_cast<uint8_t>(v >> (8 * i)));
@@ -55,8 +53,7 @@ Bytes Ppf(int version, const std::vector<Rec>& records, const Bytes& checkFrom =
   if (version == 3) Put(p, {0, checkFrom.empty() ? uint8_t{0} : uint8_t{1}, undo, 0});
   if (!checkFrom.empty()) Put(p, Bytes(checkFrom.begin() + 0x9320, checkFrom.begin() + 0x9720));
   for (const Rec& r : records) {
-    Le(p, r.offset, version == 3 ? 8 : 4);
-    p.push_back(static_cast<uint8_t>(r.data.size()));
+    Le(p, r.offset, version == 3 ? 8 : 4), p.push_back(static_cast<uint8_t>(r.data.size()));
     Put(p, r.data);
     if (undo) Put(p, Bytes(r.data.size(), 0xEE));
   }
@@ -75,12 +72,8 @@ void Number(Bytes& to, uint64_t v) {
 Bytes Bps(uint64_t sourceSize, uint64_t targetSize, const Bytes& actions, uint32_t sourceCrc,
           uint32_t targetCrc) {
   Bytes p = Str("BPS1");
-  Number(p, sourceSize);
-  Number(p, targetSize);
-  Number(p, 0);
-  Put(p, actions);
-  Le(p, sourceCrc, 4);
-  Le(p, targetCrc, 4);
+  Number(p, sourceSize), Number(p, targetSize), Number(p, 0);  // no metadata
+  Put(p, actions), Le(p, sourceCrc, 4), Le(p, targetCrc, 4);
   Le(p, crc32(0, p.data(), static_cast<uInt>(p.size())), 4);
   return p;
 }
@@ -107,14 +100,11 @@ Bytes Vcdiff(uint8_t secondary, uint64_t segLength, uint64_t segOffset, const By
              uint32_t adler) {
   Bytes p = {0xD6, 0xC3, 0xC4, 0x00, secondary ? uint8_t{1} : uint8_t{0}};
   if (secondary) p.push_back(secondary);
+  // Target length, no delta indicator, the three section lengths, the checksum, the sections.
   Bytes body;
-  Int(body, add.size());
-  body.push_back(0);
-  Int(body, add.size()), Int(body, 1), Int(body, 0);
-  Be(body, adler, 4);
-  Put(body, add);
-  body.push_back(static_cast<uint8_t>(1 + add.size()));
-  p.push_back(0x05);
+  Int(body, add.size()), body.push_back(0), Int(body, add.size()), Int(body, 1), Int(body, 0);
+  Be(body, adler, 4), Put(body, add), body.push_back(static_cast<uint8_t>(1 + add.size()));
+  p.push_back(0x05);  // VCD_SOURCE | VCD_ADLER32
   Int(p, segLength), Int(p, segOffset), Int(p, body.size());
   Put(p, body);
   return p;

@@ -77,11 +77,8 @@ Bytes CdZstd(const uint8_t* hunk, uint32_t hunkBytes, uint32_t& stripped) {
     Append(base, sector);
     sub.insert(sub.end(), frame + 2352, frame + 2448);
   }
-  Bytes b = Zstd(base.data(), base.size()), s = Zstd(sub.data(), sub.size());
-  Bytes out = ecc;
-  AppendBe(out, b.size(), 2);
-  Append(out, b);
-  Append(out, s);
+  Bytes b = Zstd(base.data(), base.size()), out = ecc;
+  AppendBe(out, b.size(), 2), Append(out, b), Append(out, Zstd(sub.data(), sub.size()));
   return out;
 }
 
@@ -98,8 +95,7 @@ Bytes RecompressChd(const Bytes& in, const RecompressOptions& options, Recompres
 
   // Header, then the metadata entries copied and relinked, then hunks, then the map.
   Bytes out(in.begin(), in.begin() + 124);
-  PutBe(out, 16, 0x63647A73, 4);  // cdzs
-  PutBe(out, 20, 0x7A737464, 4);  // zstd
+  PutBe(out, 16, 0x63647A73, 4), PutBe(out, 20, 0x7A737464, 4);  // cdzs, zstd
   if (!options.digestsFrom.empty())
     std::copy(options.digestsFrom.begin() + 64, options.digestsFrom.begin() + 104,
               out.begin() + 64);
@@ -155,34 +151,24 @@ Bytes RecompressChd(const Bytes& in, const RecompressOptions& options, Recompres
     uint32_t run = 0;
     while (i + run < hunks && entries[i + run].type == last && run < 18) ++run;
     if (run >= 3) {
-      bits.Put(7, 4);
-      bits.Put(run - 3, 4);
-      i += run;
-      ++c.runs;
+      bits.Put(7, 4), bits.Put(run - 3, 4), i += run, ++c.runs;
       continue;
     }
-    bits.Put(entries[i].type, 4);
-    last = entries[i].type;
-    ++i;
+    bits.Put(entries[i].type, 4), last = entries[i++].type;
   }
   Bytes expanded;
   for (const Entry& e : entries) {
     if (e.type <= 3) bits.Put(static_cast<uint32_t>(e.length), 24);
     if (e.type <= 4) bits.Put(e.crc, 16);
     if (e.type == 5) bits.Put(static_cast<uint32_t>(e.offset), 16);
-    AppendBe(expanded, e.type, 1);
-    AppendBe(expanded, e.type == 4 ? hunkBytes : e.length, 3);
-    AppendBe(expanded, e.offset, 6);
-    AppendBe(expanded, e.crc, 2);
+    AppendBe(expanded, e.type, 1), AppendBe(expanded, e.type == 4 ? hunkBytes : e.length, 3);
+    AppendBe(expanded, e.offset, 6), AppendBe(expanded, e.crc, 2);
   }
   const uint64_t newMapAt = out.size();
-  AppendBe(out, bits.bytes.size(), 4);
-  AppendBe(out, firstOffset, 6);
+  AppendBe(out, bits.bytes.size(), 4), AppendBe(out, firstOffset, 6);
   AppendBe(out, Crc16(expanded.data(), expanded.size()), 2);
   // Bits of a length, of a self reference and of a parent reference, and a zero.
-  Append(out, {24, 16, 0, 0});
-  Append(out, bits.bytes);
-  PutBe(out, 40, newMapAt, 8);
+  Append(out, {24, 16, 0, 0}), Append(out, bits.bytes), PutBe(out, 40, newMapAt, 8);
   if (counts) *counts = c;
   return out;
 }

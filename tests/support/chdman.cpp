@@ -25,10 +25,7 @@ bool RunChdman(const std::vector<std::string>& args) {
 
 bool CreateChd(const std::string& cue, const std::string& chd, const std::string& codecs) {
   std::vector<std::string> args = {"createcd", "-i", cue, "-o", chd, "-f"};
-  if (!codecs.empty()) {
-    args.push_back("-c");
-    args.push_back(codecs);
-  }
+  if (!codecs.empty()) args.insert(args.end(), {"-c", codecs});
   return RunChdman(args);
 }
 

@@ -79,14 +79,9 @@ std::size_t DirRecord(uint8_t* p, uint32_t extent, uint32_t size, bool dir,
                       const std::string& name) {
   const std::size_t len = RecordLength(name);
   std::memset(p, 0, len);
-  p[0] = static_cast<uint8_t>(len);
-  PutBoth32(p + 2, extent);
-  PutBoth32(p + 10, size);
-  const uint8_t date[7] = {99, 12, 3, 12, 0, 0, 0};
-  std::memcpy(p + 18, date, 7);
-  p[25] = dir ? 2 : 0;
-  PutBoth16(p + 28, 1);
-  p[32] = static_cast<uint8_t>(name.size());
+  p[0] = static_cast<uint8_t>(len), PutBoth32(p + 2, extent), PutBoth32(p + 10, size);
+  std::memcpy(p + 18, "\x63\x0C\x03\x0C\0\0", 7);  // 1999-12-03 12:00:00, GMT
+  p[25] = dir ? 2 : 0, PutBoth16(p + 28, 1), p[32] = static_cast<uint8_t>(name.size());
   std::memcpy(p + 33, name.data(), name.size());
   return len;
 }
@@ -136,13 +131,10 @@ Bytes BuildIsoSectors(const IsoOptions& options) {
   std::memcpy(pvd, "\1CD001\1", 7);
   PutText(pvd + 8, 32, "PLAYSTATION");
   PutText(pvd + 40, 32, options.volumeId);
-  PutBoth32(pvd + 80, total);
-  PutBoth16(pvd + 120, 1);
-  PutBoth16(pvd + 124, 1);
-  PutBoth16(pvd + 128, kSector);
-  PutBoth32(pvd + 132, 10);
-  StoreLe32(pvd + 140, 18);
-  StoreBe32(pvd + 148, 19);
+  PutBoth32(pvd + 80, total), PutBoth16(pvd + 120, 1), PutBoth16(pvd + 124, 1);
+  // Block size; the path table's size and its two copies, little- and big-endian.
+  PutBoth16(pvd + 128, kSector), PutBoth32(pvd + 132, 10);
+  StoreLe32(pvd + 140, 18), StoreBe32(pvd + 148, 19);
   DirRecord(pvd + 156, rootLba, dirBytes, true, std::string(1, '\0'));
   for (std::size_t off : {190u, 318u, 446u, 574u}) PutText(pvd + off, 128, "");
   for (std::size_t off : {702u, 739u, 776u}) PutText(pvd + off, 37, "");
@@ -153,10 +145,8 @@ Bytes BuildIsoSectors(const IsoOptions& options) {
               "CD001\1",
               7);
   sector(18)[0] = sector(19)[0] = 1;
-  StoreLe32(sector(18) + 2, rootLba);
-  StoreLe16(sector(18) + 6, 1);
-  StoreBe32(sector(19) + 2, rootLba);
-  sector(19)[7] = 1;
+  StoreLe32(sector(18) + 2, rootLba), StoreLe16(sector(18) + 6, 1);
+  StoreBe32(sector(19) + 2, rootLba), sector(19)[7] = 1;
 
   // Root directory.
   uint8_t* dir = sector(rootLba);
@@ -175,9 +165,7 @@ Bytes RawSector(uint32_t lba, SectorLayout layout, const uint8_t* user) {
   Bytes s(2352, 0);
   std::memset(s.data() + 1, 0xFF, 10);
   const uint32_t a = lba + 150;
-  s[12] = Bcd(a / 4500);
-  s[13] = Bcd(a / 75 % 60);
-  s[14] = Bcd(a % 75);
+  s[12] = Bcd(a / 4500), s[13] = Bcd(a / 75 % 60), s[14] = Bcd(a % 75);
   const bool mode1 = layout == SectorLayout::Mode1Raw;
   s[15] = mode1 ? 1 : 2;
   if (!mode1) s[18] = s[22] = 0x08;  // subheader twice: form 1 data

@@ -1,11 +1,14 @@
 #include "support/disc_sets.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <random>
 
 #include <gtest/gtest.h>
 
 #include "common/files.h"
+#include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
@@ -16,9 +19,10 @@ namespace {
 
 constexpr uint32_t kSector = 2352;
 
-Bytes DataTrack() {
-  IsoOptions disc = GameDisc("SLUS_012.34", NoiseBytes(20000, 77));
-  disc.minSectors = 300;
+// A Mode 2 game disc (SLUS_012.34) of `sectors` sectors, its boot file `exeSize` bytes of noise.
+Bytes DataTrack(uint32_t sectors = 300, std::size_t exeSize = 20000, uint32_t seed = 77) {
+  IsoOptions disc = GameDisc("SLUS_012.34", NoiseBytes(exeSize, seed));
+  disc.minSectors = sectors;
   return BuildDiscImage(disc, SectorLayout::Mode2Raw);
 }
 
@@ -194,17 +198,11 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
                      kFooter = kExtras + 3 * 8, kName = kFooter + 16;
   Bytes mds(kName + 6, 0);
   std::memcpy(mds.data(), "MEDIA DESCRIPTOR\1\3", 18);
-  StoreLe16(&mds[0x14], 1);
-  StoreLe32(&mds[0x50], kSession);
+  StoreLe16(&mds[0x14], 1), StoreLe32(&mds[0x50], kSession);
+  // The session: start, end, number, six blocks, three of them tracks, tracks 1 to 3.
   uint8_t* s = &mds[kSession];
-  StoreLe32(s, static_cast<uint32_t>(-150));
-  StoreLe32(s + 4, sectors);
-  StoreLe16(s + 8, 1);
-  s[10] = 6;
-  s[11] = 3;
-  StoreLe16(s + 12, 1);
-  StoreLe16(s + 14, 3);
-  StoreLe32(s + 20, kTracks);
+  StoreLe32(s, static_cast<uint32_t>(-150)), StoreLe32(s + 4, sectors), StoreLe16(s + 8, 1);
+  s[10] = 6, s[11] = 3, StoreLe16(s + 12, 1), StoreLe16(s + 14, 3), StoreLe32(s + 20, kTracks);
   struct T {
     uint8_t mode, control, point;
     uint32_t start, pregap, length;
@@ -215,30 +213,22 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
   for (int i = 0; i < 6; ++i) {
     const T& b = blocks[i];
     uint8_t* t = &mds[kTracks + i * 80];
-    t[0] = b.mode;
-    t[1] = sectorSize == 2448 ? 0x08 : 0x00;
-    t[2] = b.control;
-    t[4] = b.point;
+    t[0] = b.mode, t[1] = sectorSize == 2448 ? 0x08 : 0x00, t[2] = b.control, t[4] = b.point;
     if (b.point > 99) continue;
     const uint32_t msf = b.start + 150, extra = kExtras + (i - 3) * 8;
-    t[9] = static_cast<uint8_t>(msf / 4500);
-    t[10] = static_cast<uint8_t>(msf / 75 % 60);
+    t[9] = static_cast<uint8_t>(msf / 4500), t[10] = static_cast<uint8_t>(msf / 75 % 60);
     t[11] = static_cast<uint8_t>(msf % 75);
-    StoreLe32(t + 12, extra);
-    StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
+    StoreLe32(t + 12, extra), StoreLe16(t + 16, static_cast<uint16_t>(sectorSize));
     StoreLe32(t + 36, b.start);
     StoreLe32(t + 40, (offsetAtPregap && b.point > 1 ? b.start - b.pregap : b.start) * sectorSize);
-    StoreLe32(t + 48, 1);
-    StoreLe32(t + 52, kFooter);
-    StoreLe32(&mds[extra], b.pregap);
-    StoreLe32(&mds[extra + 4], b.length);
+    StoreLe32(t + 48, 1), StoreLe32(t + 52, kFooter);
+    StoreLe32(&mds[extra], b.pregap), StoreLe32(&mds[extra + 4], b.length);
   }
   StoreLe32(&mds[kFooter], kName);
   std::memcpy(&mds[kName], "*.mdf", 6);
   DiscSet set =
       WriteFiles(folder, {{"game.mdf", mdf}}, "Game.MDS", std::string(mds.begin(), mds.end()));
-  set.input = set.files[0];
-  set.disc = disc;
+  set.input = set.files[0], set.disc = disc;
   return set;
 }
 
@@ -248,16 +238,59 @@ DiscSet WriteSoloRedumpSet(const std::string& folder) {
       "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
 }
 
+// The image readers' sets: their sheet, the files it names, the disc.
+static CdSet AsCdSet(const DiscSet& set) {
+  return {set.input, std::vector<std::string>(set.files.begin(), set.files.end() - 1), set.disc};
+}
+
+Bytes ToneSectors(uint32_t count, double hertz, uint32_t seed) {
+  std::mt19937 rng(seed);
+  const std::size_t frames = std::size_t{count} * 588;
+  Bytes out(frames * 4);
+  for (std::size_t i = 0; i < frames; ++i) {
+    const double t = static_cast<double>(i) / 44100.0;
+    const int left =
+        static_cast<int>(9000 * std::sin(2 * M_PI * hertz * t)) + static_cast<int>(rng() % 7) - 3;
+    const int right = static_cast<int>(7000 * std::sin(2 * M_PI * hertz * 1.5 * t)) +
+                      static_cast<int>(rng() % 7) - 3;
+    StoreLe16(&out[4 * i], static_cast<uint16_t>(left));
+    StoreLe16(&out[4 * i + 2], static_cast<uint16_t>(right));
+  }
+  return out;
+}
+
+CdSet WriteDataOnlySet(const std::string& folder) {
+  return AsCdSet(WriteFiles(
+      folder, {{"Data Disc.bin", DataTrack(419, 30000, 5)}}, "Data Disc.cue",
+      "FILE \"Data Disc.bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"));
+}
+
+CdSet WriteMixedSet(const std::string& folder) {
+  std::vector<std::string> names;
+  for (char n : {'1', '2', '3'}) names.push_back("Mixed (Track " + std::string(1, n) + ").bin");
+  // Track 3 has no INDEX 00 in its file, but a second of PREGAP before it.
+  std::string sheet = RedumpSheet(names);
+  sheet.resize(sheet.rfind("    INDEX 00"));
+  CdSet set =
+      AsCdSet(WriteFiles(folder,
+                         {{names[0], DataTrack(300, 30000, 5)},
+                          {names[1], Concat({Zeros(150), ToneSectors(220, 440, 1)})},
+                          {names[2], ToneSectors(130, 330, 2)}},
+                         "Mixed.cue", sheet + "    PREGAP 00:01:00\r\n    INDEX 01 00:00:00\r\n"));
+  set.disc.insert(set.disc.end() - 130 * kSector, 75 * kSector, 0);
+  return set;
+}
+
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
+  // clang-format off
   switch (layout) {
-    case SameDiscLayout::OneFileSheet:
-      return WriteOneFileSheet(folder, true);
-    case SameDiscLayout::RedumpSet:
-      return WriteRedumpSet(folder, true);
-    case SameDiscLayout::PregapLine:
-      return WritePregapLineSet(folder);
-    case SameDiscLayout::CloneCd:
-      return WriteCloneCdSet(folder, true);
+    case SameDiscLayout::OneFileSheet: return WriteOneFileSheet(folder, true);
+    case SameDiscLayout::RedumpSet: return WriteRedumpSet(folder, true);
+    case SameDiscLayout::PregapLine: return WritePregapLineSet(folder);
+    case SameDiscLayout::CloneCd: return WriteCloneCdSet(folder, true);
+    case SameDiscLayout::Alcohol: return WriteAlcoholSet(folder, 2352, false, true);
+    case SameDiscLayout::ChdOfPregapLine: return Chd(WritePregapLineSet(folder));
+      // clang-format on
     case SameDiscLayout::CloneCdBin:
     case SameDiscLayout::CloneCdIso: {
       // The names extractions give the image beside their .ccd; the sheet or the image chosen.
@@ -269,8 +302,6 @@ DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
       set.files[0] = image;
       return set;
     }
-    case SameDiscLayout::Alcohol:
-      return WriteAlcoholSet(folder, 2352, false, true);
     case SameDiscLayout::ChdOfRedumpSet: {
       // chdman takes the names as the sheet spells them.
       DiscSet set = WriteRedumpSet(folder, true);
@@ -278,8 +309,6 @@ DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder) {
                                             FileNameOf(set.files[2])}));
       return Chd(set);
     }
-    case SameDiscLayout::ChdOfPregapLine:
-      return Chd(WritePregapLineSet(folder));
     case SameDiscLayout::EcmRedumpSet: {
       DiscSet set = WriteRedumpSet(folder, true);
       for (std::size_t i = 0; i < 3; ++i) {

@@ -33,13 +33,6 @@ int Classify(const uint8_t* p) {
 
 }  // namespace
 
-Bytes EcmRecordHeader(uint8_t type, uint32_t count) {
-  uint32_t n = count - 1;
-  Bytes h = {static_cast<uint8_t>(type | ((n & 0x1F) << 2) | (n >> 5 ? 0x80 : 0))};
-  for (n >>= 5; n; n >>= 7) h.push_back(static_cast<uint8_t>((n & 0x7F) | (n >> 7 ? 0x80 : 0)));
-  return h;
-}
-
 Bytes EncodeEcm(const Bytes& in, EcmCounts* counts) {
   EcmCounts c;
   Bytes out = {'E', 'C', 'M', 0};
@@ -48,7 +41,10 @@ Bytes EncodeEcm(const Bytes& in, EcmCounts* counts) {
   uint32_t runCount = 0;
   auto flush = [&] {
     if (runCount == 0) return;
-    Append(out, EcmRecordHeader(static_cast<uint8_t>(runType), runCount));
+    // The record header: type and count - 1, seven bits a byte after the first five.
+    uint32_t n = runCount - 1;
+    out.push_back(static_cast<uint8_t>(runType | ((n & 0x1F) << 2) | (n >> 5 ? 0x80 : 0)));
+    for (n >>= 5; n; n >>= 7) out.push_back(static_cast<uint8_t>((n & 0x7F) | (n >> 7 ? 0x80 : 0)));
     Append(out, payload);
     payload.clear();
     runCount = 0;

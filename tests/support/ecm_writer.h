@@ -15,7 +15,4 @@ struct EcmCounts {
 
 Bytes EncodeEcm(const Bytes& original, EcmCounts* counts = nullptr);
 
-// The header of one record (type 0-3, count >= 1), as the encoder writes it.
-Bytes EcmRecordHeader(uint8_t type, uint32_t count);
-
 }  // namespace ebf::test

@@ -37,12 +37,11 @@ std::string MakeFakeProgramFolder(const TempDir& root, const std::string& conver
                                std::filesystem::copy_options::overwrite_existing);
   WriteFileBytes(root / "Data/BASE.PBP", NoiseBytes(5000, 1));
   WriteFileBytes(root / "Data/DATA.PSP", NoiseBytes(300, 2));
-  WriteFileBytes(root / "PSXCust/Default/ICON0.PNG", NoiseBytes(200, 3));
-  WriteFileBytes(root / "PSXCust/Default/PIC0.PNG", NoiseBytes(200, 4));
-  WriteFileBytes(root / "PSXCust/Default/PIC1.PNG", NoiseBytes(200, 5));
-  WriteFileBytes(root / "PSXCust/Default/Gameboot.png", NoiseBytes(200, 6));
-  WriteFileText(root / "PSXCust/Default/ICON1.PMF", "");
-  WriteFileText(root / "PSXCust/Default/SND0.AT3", "");
+  uint32_t seed = 3;
+  for (const char* name : {"ICON0.PNG", "PIC0.PNG", "PIC1.PNG", "Gameboot.png"})
+    WriteFileBytes(root / "PSXCust/Default/" + name, NoiseBytes(200, seed++));
+  for (const char* name : {"ICON1.PMF", "SND0.AT3"})
+    WriteFileText(root / "PSXCust/Default/" + name, "");
   return root.folder();
 }
 

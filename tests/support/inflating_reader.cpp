@@ -71,10 +71,8 @@ std::string InflatingReader::Block(uint32_t index, Bytes& out) {
   out.assign(kBlock + 1, 0);
   z_stream z{};
   if (inflateInit2(&z, -15) != Z_OK) return "zlib";
-  z.next_in = &file_[at];
-  z.avail_in = static_cast<uInt>(size);
-  z.next_out = out.data();
-  z.avail_out = static_cast<uInt>(out.size());
+  z.next_in = &file_[at], z.avail_in = static_cast<uInt>(size);
+  z.next_out = out.data(), z.avail_out = static_cast<uInt>(out.size());
   const int rc = inflate(&z, Z_FINISH);
   const uLong made = z.total_out;
   inflateEnd(&z);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "common/file_io.h"
 #include "support/temp_dir.h"
@@ -26,10 +27,8 @@ Bytes Deflate(const uint8_t* data, int level) {
   z_stream zs{};
   EXPECT_EQ(deflateInit2(&zs, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY), Z_OK);
   Bytes out(deflateBound(&zs, kTestBlockSize));
-  zs.next_in = const_cast<Bytef*>(data);
-  zs.avail_in = kTestBlockSize;
-  zs.next_out = out.data();
-  zs.avail_out = static_cast<uInt>(out.size());
+  zs.next_in = const_cast<Bytef*>(data), zs.avail_in = kTestBlockSize;
+  zs.next_out = out.data(), zs.avail_out = static_cast<uInt>(out.size());
   EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
   out.resize(zs.total_out);
   deflateEnd(&zs);
@@ -57,8 +56,8 @@ Bytes MakeSfo(const std::string& title, const std::string& discId) {
       {"BOOTABLE", 0x0404, 4},       {"CATEGORY", 0x0204, 4},  {"DISC_ID", 0x0204, 16},
       {"DISC_VERSION", 0x0204, 8},   {"LICENSE", 0x0204, 512}, {"PARENTAL_LEVEL", 0x0404, 4},
       {"PSP_SYSTEM_VER", 0x0204, 8}, {"REGION", 0x0404, 4},    {"TITLE", 0x0204, 128}};
-  const std::string license = "Test license text";
-  const std::string values[] = {"", "ME", discId, "1.00", license, "", "3.01", "", title};
+  const std::string values[] = {"", "ME",   discId, "1.00", "Test license text",
+                                "", "3.01", "",     title};
   Bytes sfo(944, 0);
   // "\0PSF", version 1.1, key table, data table, nine entries.
   for (uint32_t i = 0; uint32_t v : {0x46535000u, 0x101u, 0xA4u, 0x100u, 9u})
@@ -66,12 +65,9 @@ Bytes MakeSfo(const std::string& title, const std::string& discId) {
   uint32_t keyOff = 0, dataOff = 0;
   for (int i = 0; i < 9; ++i) {
     uint8_t* e = sfo.data() + 20 + 16 * i;
-    StoreLe16(e, static_cast<uint16_t>(keyOff));
-    StoreLe16(e + 2, keys[i].fmt);
+    StoreLe16(e, static_cast<uint16_t>(keyOff)), StoreLe16(e + 2, keys[i].fmt);
     uint32_t len = keys[i].fmt == 0x0404 ? 4 : static_cast<uint32_t>(values[i].size() + 1);
-    StoreLe32(e + 4, len);
-    StoreLe32(e + 8, keys[i].max);
-    StoreLe32(e + 12, dataOff);
+    StoreLe32(e + 4, len), StoreLe32(e + 8, keys[i].max), StoreLe32(e + 12, dataOff);
     Put(sfo, 0xA4 + keyOff, keys[i].name);
     keyOff += static_cast<uint32_t>(std::strlen(keys[i].name) + 1);
     if (keys[i].fmt == 0x0404)
@@ -99,10 +95,8 @@ TestTocArea MakeToc(const std::vector<std::pair<uint8_t, uint64_t>>& tracks, uin
   msf(sectors, &a[27]);
   for (std::size_t t = 0; t < tracks.size(); ++t) {
     uint8_t* e = &a[30 + t * 10];
-    e[0] = tracks[t].first;
-    e[2] = TestBcd(static_cast<unsigned>(t + 1));
-    msf(tracks[t].second + 150, e + 3);
-    msf(tracks[t].second + 150, e + 7);
+    e[0] = tracks[t].first, e[2] = TestBcd(static_cast<unsigned>(t + 1));
+    msf(tracks[t].second + 150, e + 3), msf(tracks[t].second + 150, e + 7);
   }
   return a;
 }
@@ -117,8 +111,7 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
   const Bytes* sections[] = {&sfo,         &recipe.icon0, &recipe.icon1,  &recipe.pic0,
                              &recipe.pic1, &recipe.snd0,  &recipe.dataPsp};
   Bytes header(40, 0);
-  StoreLe32(header.data(), recipe.magic);
-  StoreLe32(header.data() + 4, 0x00010000);
+  StoreLe32(header.data(), recipe.magic), StoreLe32(header.data() + 4, 0x00010000);
   uint64_t running = 40;
   for (int i = 0; i < 8; ++i) {
     w.offsets[i] = running;
@@ -160,8 +153,8 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
     Bytes packed = store ? Bytes() : Deflate(block.data(), recipe.level);
     const Bytes& body = packed.empty() ? block : packed;
     uint8_t* e = area.data() + 0x4000 + slot * 32;
-    StoreLe32(e, static_cast<uint32_t>(dataOffset));
-    StoreLe16(e + 4, static_cast<uint16_t>(body.size()));
+    StoreLe32(e, static_cast<uint32_t>(dataOffset)),
+        StoreLe16(e + 4, static_cast<uint16_t>(body.size()));
     StoreLe16(e + 6, (!packed.empty() && i < blocks) ? 1 : 0);
     if (recipe.digests) {
       uint8_t sha[SHA_DIGEST_LENGTH];
@@ -169,11 +162,8 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
       std::copy_n(sha, 16, e + 8);
     }
     MustWrite(f, body);
-    w.blockSlots.push_back(slot);
-    w.blockLengths.push_back(static_cast<uint32_t>(body.size()));
-    if (!packed.empty()) ++w.compressedBlocks;
-    dataOffset += body.size();
-    ++slot;
+    w.blockSlots.push_back(slot++), w.blockLengths.push_back(static_cast<uint32_t>(body.size()));
+    w.compressedBlocks += !packed.empty(), dataOffset += body.size();
   }
   StoreLe32(area.data() + 12, static_cast<uint32_t>(kHeaderArea + dataOffset));
   w.startData = w.psar + kHeaderArea + dataOffset;
@@ -182,9 +172,7 @@ PbpWritten WritePbp(const std::string& path, const PackageRecipe& recipe) {
   Put(start, 0, "STARTDAT");
   for (uint32_t i = 2; uint32_t v : {1u, 1u, 0x50u, static_cast<uint32_t>(recipe.bootPng.size())})
     StoreLe32(&start[4 * i++], v);
-  MustWrite(f, start);
-  MustWrite(f, recipe.bootPng);
-  MustWrite(f, recipe.tail);
+  for (const Bytes* b : {&std::as_const(start), &recipe.bootPng, &recipe.tail}) MustWrite(f, *b);
   w.fileSize = f.Tell();
   EXPECT_TRUE(f.Seek(w.psar));
   MustWrite(f, area);
@@ -234,12 +222,9 @@ void WritePatchJournal(const std::string& package, uint64_t oldSize,
   };
   le(oldSize, 8);
   for (const SavedRegion& r : regions) {
-    le(r.offset, 8);
-    le(r.bytes.size(), 8);
-    Append(j, r.bytes);
+    le(r.offset, 8), le(r.bytes.size(), 8), Append(j, r.bytes);
   }
-  AppendBytes(j, "DONE");
-  le(regions.size(), 4);
+  AppendBytes(j, "DONE"), le(regions.size(), 4);
   WriteFileBytes(package + ".undo", j);
   if (!pointerFolder.empty()) WriteFileText(pointerFolder + "/Temp/PATCH.UNDO", package + "\n");
 }

@@ -51,10 +51,7 @@ ProcessResult RunProcess(const std::string& program, const std::vector<std::stri
 
   const pid_t pid = fork();
   if (pid == 0) {
-    dup2(fds[1], 1);
-    dup2(fds[1], 2);
-    close(fds[0]);
-    close(fds[1]);
+    dup2(fds[1], 1), dup2(fds[1], 2), close(fds[0]), close(fds[1]);
     if (!options.workingFolder.empty() && chdir(options.workingFolder.c_str()) != 0) _exit(126);
     if (options.fileSizeLimit > 0) {
       signal(SIGXFSZ, SIG_IGN);

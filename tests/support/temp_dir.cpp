@@ -74,9 +74,7 @@ Bytes NoiseBytes(std::size_t count, uint32_t seed) {
   Bytes out(count);
   uint32_t x = seed * 2654435761u + 1;
   for (auto& b : out) {
-    x ^= x << 13;
-    x ^= x >> 17;
-    x ^= x << 5;
+    x ^= x << 13, x ^= x >> 17, x ^= x << 5;  // xorshift32
     b = static_cast<uint8_t>(x >> 24);
   }
   return out;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "common/cancel.h"
 #include "common/files.h"
@@ -20,12 +21,10 @@ TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
   FixedVolumes volumes({{psp.path(), "MEMSTICK"}}), none({});
   const std::string game = psp / "PSP/GAME/SLUS00594";
   EXPECT_TRUE(IsOnPspGameFolder(game, volumes));
-  EXPECT_FALSE(IsOnPspGameFolder(game + kSep, volumes));  // trailing separator
-  EXPECT_FALSE(IsOnPspGameFolder(game + kSep + "deeper", volumes));
-  EXPECT_FALSE(IsOnPspGameFolder(psp / "PSP/GAME", volumes));
-  EXPECT_FALSE(IsOnPspGameFolder(psp / "PSP/SAVEDATA/X", volumes));
-  // The same layout on a volume that is not removable does not count.
-  EXPECT_FALSE(IsOnPspGameFolder(fixed / "PSP/GAME/SLUS00594", volumes));
+  // Not with a trailing separator, deeper or higher, nor on a volume that is not removable.
+  for (const std::string& path : {game + kSep, game + kSep + "deeper", psp / "PSP/GAME",
+                                  psp / "PSP/SAVEDATA/X", fixed / "PSP/GAME/SLUS00594"})
+    EXPECT_FALSE(IsOnPspGameFolder(path, volumes)) << path;
   EXPECT_FALSE(IsOnPspGameFolder(game, none));
 }
 
@@ -137,8 +136,7 @@ TEST(CopyToPsp, CreatesFoldersAsksBeforeReplacingAndKeepsOldOnCancel) {
     if (n == 2) cancel.cancel.Request();
   };
   EXPECT_EQ(copy(cancel, target), Outcome::Cancelled());
-  EXPECT_EQ(test::ReadFileBytes(installed), pkg);
-  EXPECT_FALSE(FileExists(installed + ".part"));
+  EXPECT_TRUE(test::ReadFileBytes(installed) == pkg && !FileExists(installed + ".part"));
 
   // A folder that cannot be made.
   test::WriteFileText(psp / "PSP/GAME/blocker", "file");
