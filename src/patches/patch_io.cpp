@@ -16,7 +16,6 @@
 namespace ebf::patches {
 namespace {
 
-constexpr std::size_t kCursorBuffer = 1 << 20;
 constexpr std::size_t kWriteChunk = 4 << 20;
 constexpr uint64_t kMaxCopiedView = 256 << 20;
 
@@ -28,13 +27,13 @@ std::string Describe(const File& f, const char* otherwise) {
 
 // ---- PatchCursor ----------------------------------------------------------------------
 
-bool PatchCursor::Open(const std::string& path) {
+bool PatchCursor::Open(const std::string& path, std::size_t buffer) {
   if (!file_.Open(path, File::Mode::Read)) {
     error_ = file_.LastError();
     return false;
   }
   size_ = end_ = file_.Size();
-  buf_.resize(kCursorBuffer);
+  buf_.resize(std::max<std::size_t>(buffer, 16));
   bufStart_ = pos_ = 0;
   bufLen_ = 0;
   ok_ = true;
@@ -58,8 +57,7 @@ bool PatchCursor::Fill() {
     error_ = Describe(file_, "the patch could not be read");
     return ok_ = false;
   }
-  const std::size_t want =
-      static_cast<std::size_t>(std::min<uint64_t>(kCursorBuffer, size_ - pos_));
+  const std::size_t want = static_cast<std::size_t>(std::min<uint64_t>(buf_.size(), size_ - pos_));
   bufLen_ = file_.Read(std::span<uint8_t>(buf_.data(), want));
   bufStart_ = pos_;
   if (bufLen_ < want) {
@@ -78,6 +76,17 @@ bool PatchCursor::Read(std::span<uint8_t> out) {
   std::size_t done = 0;
   while (done < out.size()) {
     if (pos_ < bufStart_ || pos_ >= bufStart_ + bufLen_) {
+      // What is longer than the buffer goes straight to the caller.
+      if (out.size() - done >= buf_.size()) {
+        const auto rest = out.subspan(done);
+        if (!file_.Seek(pos_) || file_.Read(rest) < rest.size()) {
+          error_ = Describe(file_, "the patch is shorter than it was");
+          std::fill(out.begin(), out.end(), 0);
+          return ok_ = false;
+        }
+        pos_ += rest.size();
+        return true;
+      }
       if (!Fill()) {
         std::fill(out.begin(), out.end(), 0);
         return false;
@@ -136,6 +145,7 @@ uint32_t PatchCursor::Be32() {
 // ---- SourceImage ----------------------------------------------------------------------
 
 bool SourceImage::Open(const std::string& path) {
+  path_ = path;
   if (!file_.Open(path, File::Mode::Read)) {
     error_ = file_.LastError();
     return false;
@@ -275,6 +285,15 @@ bool TargetImage::AppendPieces(std::span<const std::span<const uint8_t>> pieces)
   if (!writer_->Flush()) return Fail(writer_->TakeError());
   if (!file_.WriteGather(pieces)) return Fail(file_.LastError());
   size_ += total;
+  return true;
+}
+
+bool TargetImage::AppendFrom(File& from, uint64_t offset, uint64_t length) {
+  if (inPlace_ || !writer_) return Fail("the patched image is not being written");
+  if (TooLarge(size_ + length)) return false;
+  if (!writer_->Flush()) return Fail(writer_->TakeError());
+  if (!file_.CopyFrom(from, offset, length)) return Fail(file_.LastError());
+  size_ += length;
   return true;
 }
 

@@ -28,7 +28,8 @@ inline constexpr uint64_t kMaxPatchedImage = 2ull << 30;
 // matters instead of after every field.
 class PatchCursor {
  public:
-  bool Open(const std::string& path);
+  // `buffer`: what one read of the file brings in; small for a walk that skips most bytes.
+  bool Open(const std::string& path, std::size_t buffer = 1 << 20);
   const std::string& error() const { return error_; }
   uint64_t size() const { return size_; }
   uint64_t pos() const { return pos_; }
@@ -70,6 +71,7 @@ class SourceImage {
  public:
   bool Open(const std::string& path);
   void Close();
+  const std::string& path() const { return path_; }
   const std::string& error() const { return error_; }
   uint64_t size() const { return size_; }
   // [offset, offset + out.size()) of the image; false when it is not all inside or a read
@@ -94,6 +96,7 @@ class SourceImage {
   Block* Load(uint64_t index);
   File file_;
   FileMapper mapper_;
+  std::string path_;
   uint64_t size_ = 0;
   std::array<Block, kBlocks> cache_;
   std::string error_;
@@ -138,6 +141,9 @@ class TargetImage {
   // Appends pieces that lie elsewhere (a mapped image, a patch's data) in one system call,
   // without gathering them first.
   bool AppendPieces(std::span<const std::span<const uint8_t>> pieces);
+  // Appends [offset, offset + length) of another file, copied within the system where it
+  // can: long copies from the source image cost no more than cp's.
+  bool AppendFrom(File& from, uint64_t offset, uint64_t length);
   bool ReadBack(uint64_t offset, std::span<uint8_t> out);
   // In-place mode: bytes at any offset up to the end (the image may grow at its end), and
   // the image cut (or lengthened with zeros) to a size.
