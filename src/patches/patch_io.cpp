@@ -335,6 +335,7 @@ bool TargetImage::WriteAt(uint64_t offset, std::span<const uint8_t> data) {
   if (!inPlace_) return Fail("the patched image is not open in place");
   if (offset > size_) return Fail("a write past the end of the image");
   if (TooLarge(offset + data.size())) return false;
+  if (copied_ && !copied_(offset + data.size())) return Fail("the copy of the image stopped");
   if (!file_.Seek(offset) || !file_.Write(data)) return Fail(file_.LastError());
   size_ = std::max<uint64_t>(size_, offset + data.size());
   return true;
@@ -354,6 +355,7 @@ bool TargetImage::FillAt(uint64_t offset, uint8_t value, uint64_t count) {
 bool TargetImage::Resize(uint64_t size) {
   if (!inPlace_) return Fail("the patched image is not open in place");
   if (TooLarge(size)) return false;
+  if (copied_ && !copied_(UINT64_MAX)) return Fail("the copy of the image stopped");
   if (size > size_) {
     if (!FillAt(size_, 0, size - size_)) return false;
   } else if (!file_.Truncate(size)) {
@@ -412,18 +414,19 @@ std::optional<Outcome> KernelCopy(const std::string& from, const std::string& to
     DeleteFileIfExists(to);
     return why;
   };
-  constexpr std::size_t kPiece = 64 << 20;
+  if (step && !step(0, static_cast<uint64_t>(total))) return fail(Outcome::Cancelled());
+  // Pieces small enough that whoever waits for bytes near the start waits little.
+  constexpr std::size_t kPiece = 8 << 20;
   uint64_t done = 0;
   while (done < static_cast<uint64_t>(total)) {
     const ssize_t n = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, kPiece, 0);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       const int why = errno;
-      if (done == 0 && (why == EXDEV || why == ENOSYS || why == EINVAL || why == EOPNOTSUPP)) {
-        out.Close();
-        DeleteFileIfExists(to);
+      // The file stays, empty, for the copy through a buffer: whoever opened it already
+      // keeps the same file.
+      if (done == 0 && (why == EXDEV || why == ENOSYS || why == EINVAL || why == EOPNOTSUPP))
         return std::nullopt;
-      }
       return fail(Outcome::Failed(
           to + ": " + (n == 0 ? "the image is shorter than it was" : std::strerror(why))));
     }
@@ -454,20 +457,27 @@ Outcome CopyImage(const std::string& from, const std::string& to,
     DeleteFileIfExists(to);
     return why;
   };
+  if (step && !step(0, total)) return fail(Outcome::Cancelled());
+  // `step` hears only of bytes in the file: the writer is flushed before each report.
+  constexpr uint64_t kReportEvery = 32 << 20;
   std::vector<uint8_t> buf(kWriteChunk);
-  uint64_t done = 0;
+  uint64_t done = 0, reported = 0;
   for (;;) {
     const std::size_t n = in.Read(buf);
     if (n == 0) break;
     if (!writer->Write(std::span<const uint8_t>(buf.data(), n)))
       return fail(Outcome::Failed(to + ": " + writer->TakeError()));
     done += n;
+    if (done - reported < kReportEvery) continue;
+    if (!writer->Flush()) return fail(Outcome::Failed(to + ": " + writer->TakeError()));
+    reported = done;
     if (step && !step(done, total)) return fail(Outcome::Cancelled());
   }
   if (!in.LastError().empty()) return fail(Outcome::Failed(from + ": " + in.LastError()));
   const bool flushed = writer->Flush();
   const std::string why = writer->TakeError();
   if (!flushed) return fail(Outcome::Failed(to + ": " + why));
+  if (step && !step(done, total)) return fail(Outcome::Cancelled());
   writer.reset();
   if (!out.Close()) return fail(Outcome::Failed(to + ": " + out.LastError()));
   return Outcome::Success();
