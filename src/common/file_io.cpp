@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <utility>
-#include <vector>
 
 #ifdef _WIN32
 #include <io.h>
@@ -14,6 +13,8 @@
 #include <limits.h>
 #include <sys/uio.h>
 #include <unistd.h>
+
+#include <vector>
 #endif
 
 namespace ebf {
@@ -147,59 +148,6 @@ bool File::WriteGather(std::span<const std::span<const uint8_t>> pieces) {
   }
   return true;
 #endif
-}
-
-bool File::CopyFrom(File& from, uint64_t offset, uint64_t length) {
-  if (!fp_ || !from.fp_) return false;
-  if (length == 0) return true;
-  if (!Flush()) return false;
-  uint64_t left = length;
-#ifdef __linux__
-  const int in = fileno(from.fp_), out = fileno(fp_);
-  off_t at = static_cast<off_t>(offset);
-  while (left > 0) {
-    errno = 0;
-    const ssize_t n =
-        ::copy_file_range(in, &at, out, nullptr, std::min<uint64_t>(left, 1u << 30), 0);
-    if (n < 0 && errno == EINTR) continue;
-    // File systems that cannot copy between these two files say so at once.
-    if (n < 0 && left == length &&
-        (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP))
-      break;
-    if (n <= 0) {
-      if (n == 0)
-        error_ = "unexpected end of file";
-      else
-        Fail();
-      return false;
-    }
-    left -= static_cast<uint64_t>(n);
-  }
-  if (left == 0) {
-    const off_t here = ::lseek(out, 0, SEEK_CUR);
-    if (here < 0 || fseeko(fp_, here, SEEK_SET) != 0) {
-      Fail();
-      return false;
-    }
-    return true;
-  }
-#endif
-  std::vector<uint8_t> buf(static_cast<std::size_t>(std::min<uint64_t>(left, 1 << 20)));
-  if (!from.Seek(offset)) {
-    error_ = from.LastError();
-    return false;
-  }
-  while (left > 0) {
-    const auto piece = std::span<uint8_t>(buf).first(
-        static_cast<std::size_t>(std::min<uint64_t>(left, buf.size())));
-    if (!from.ReadExact(piece)) {
-      error_ = from.LastError();
-      return false;
-    }
-    if (!Write(piece)) return false;
-    left -= piece.size();
-  }
-  return true;
 }
 
 bool File::Seek(uint64_t offset) {

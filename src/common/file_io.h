@@ -46,10 +46,6 @@ class File {
   bool Write(std::string_view text);
   // Writes the pieces one after another, in one system call where the platform has one.
   bool WriteGather(std::span<const std::span<const uint8_t>> pieces);
-  // Writes [offset, offset + length) of `from` here, within the system where it can copy
-  // between files (the page cache is copied once, as cp does), else through a buffer.
-  // `from`'s position is undefined afterwards.
-  bool CopyFrom(File& from, uint64_t offset, uint64_t length);
   bool Seek(uint64_t offset);
   uint64_t Tell();
   // Current length of the file (the position is kept).

@@ -145,7 +145,6 @@ uint32_t PatchCursor::Be32() {
 // ---- SourceImage ----------------------------------------------------------------------
 
 bool SourceImage::Open(const std::string& path) {
-  path_ = path;
   if (!file_.Open(path, File::Mode::Read)) {
     error_ = file_.LastError();
     return false;
@@ -168,7 +167,9 @@ std::span<const uint8_t> SourceImage::View(uint64_t offset, uint64_t length, Map
     return {};
   }
   if (length == 0) return {};
-  view = mapper_.Map(offset, static_cast<std::size_t>(length));
+  // A VCDIFF window's segment spans far more than the window reads of it: only the pages
+  // read come in.
+  view = mapper_.Map(offset, static_cast<std::size_t>(length), false);
   if (view) return view.bytes();
   // Where mapping fails, a copy stands in, as long as it is of a size to hold.
   if (length > kMaxCopiedView) {
@@ -285,15 +286,6 @@ bool TargetImage::AppendPieces(std::span<const std::span<const uint8_t>> pieces)
   if (!writer_->Flush()) return Fail(writer_->TakeError());
   if (!file_.WriteGather(pieces)) return Fail(file_.LastError());
   size_ += total;
-  return true;
-}
-
-bool TargetImage::AppendFrom(File& from, uint64_t offset, uint64_t length) {
-  if (inPlace_ || !writer_) return Fail("the patched image is not being written");
-  if (TooLarge(size_ + length)) return false;
-  if (!writer_->Flush()) return Fail(writer_->TakeError());
-  if (!file_.CopyFrom(from, offset, length)) return Fail(file_.LastError());
-  size_ += length;
   return true;
 }
 

@@ -71,7 +71,6 @@ class SourceImage {
  public:
   bool Open(const std::string& path);
   void Close();
-  const std::string& path() const { return path_; }
   const std::string& error() const { return error_; }
   uint64_t size() const { return size_; }
   // [offset, offset + out.size()) of the image; false when it is not all inside or a read
@@ -96,7 +95,6 @@ class SourceImage {
   Block* Load(uint64_t index);
   File file_;
   FileMapper mapper_;
-  std::string path_;
   uint64_t size_ = 0;
   std::array<Block, kBlocks> cache_;
   std::string error_;
@@ -141,9 +139,6 @@ class TargetImage {
   // Appends pieces that lie elsewhere (a mapped image, a patch's data) in one system call,
   // without gathering them first.
   bool AppendPieces(std::span<const std::span<const uint8_t>> pieces);
-  // Appends [offset, offset + length) of another file, copied within the system where it
-  // can: long copies from the source image cost no more than cp's.
-  bool AppendFrom(File& from, uint64_t offset, uint64_t length);
   bool ReadBack(uint64_t offset, std::span<uint8_t> out);
   // In-place mode: bytes at any offset up to the end (the image may grow at its end), and
   // the image cut (or lengthened with zeros) to a size.

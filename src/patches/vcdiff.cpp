@@ -42,31 +42,8 @@ struct ReadyWindow {
   WindowPieces pieces;
 };
 
-// Long copies from the source image go to the file within the system; the pieces between
-// them are gathered into one write.
-constexpr std::size_t kSystemCopyFrom = 64 << 10;
-
-bool WriteWindow(const ReadyWindow& r, File& from, TargetImage& target,
-                 std::vector<std::span<const uint8_t>>& batch) {
-  batch.clear();
-  const auto segment = reinterpret_cast<uintptr_t>(r.segment.data());
-  for (const auto& piece : r.pieces.pieces()) {
-    const auto at = reinterpret_cast<uintptr_t>(piece.data());
-    const bool fromSource = at >= segment && piece.size() <= r.segment.size() &&
-                            at - segment <= r.segment.size() - piece.size();
-    if (piece.size() < kSystemCopyFrom || !fromSource) {
-      batch.push_back(piece);
-      continue;
-    }
-    if (!batch.empty() && !target.AppendPieces(batch)) return false;
-    batch.clear();
-    if (!target.AppendFrom(from, r.w.sourceOffset + (at - segment), piece.size())) return false;
-  }
-  return batch.empty() || target.AppendPieces(batch);
-}
-
 // Decodes windows on a second thread, one ahead of the window being written: the LZMA, the
-// instructions and the checksum of the next window cost no time of the copy.
+// instructions and the checksum of the next window take no time from the writing.
 class WindowPipeline {
  public:
   WindowPipeline(std::function<bool()> more, std::function<Outcome(ReadyWindow&)> decode)
@@ -217,15 +194,12 @@ class VcdiffPatch final : public Patch {
     Decoding d;
     if (!d.cursor.Open(path())) return IoFailed(d.cursor.error());
     d.cursor.Seek(windowsBegin_);
-    // The source image again, for the copies the system makes: the decoding thread reads
-    // the first.
-    File from(source.path(), File::Mode::Read);
-    if (!from) return IoFailed(from.LastError());
     WindowPipeline pipeline([&] { return d.cursor.pos() < d.cursor.size(); },
                             [&](ReadyWindow& r) { return DecodeNext(d, source, r); });
-    std::vector<std::span<const uint8_t>> batch;
     while (const ReadyWindow* r = pipeline.Next()) {
-      if (!WriteWindow(*r, from, target, batch)) return IoFailed(target.error());
+      // The window goes from where its pieces lie (the mapped image, the sections) to the
+      // file in one gathered write; the decoding thread's checksum has just brought them in.
+      if (!target.AppendPieces(r->pieces.pieces())) return IoFailed(target.error());
       pipeline.Release();
       if (cancel.Take()) return Outcome::Cancelled();
       progress.Advance(target.size(), targetSize_);
