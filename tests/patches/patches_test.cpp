@@ -259,8 +259,8 @@ TEST(Patches, APatchForAnotherDiscIsRefusedBeforeAnythingIsWritten) {
   }
 }
 
-// Long copies from the image go to the file by the system: in one window, copies out of
-// order, two of the same bytes, and copies from what the window made itself.
+// One window of xdelta3's: long copies from the image out of order, two of the same bytes,
+// and copies from what the window made itself.
 TEST(Patches, Xdelta3sLongCopiesInAnyOrderGiveTheTargetItWasMadeFrom) {
   TempDir dir;
   const Bytes src = test::NoiseBytes(600000, 3), fresh = test::NoiseBytes(3000, 4);
