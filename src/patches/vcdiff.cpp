@@ -3,10 +3,12 @@
 // compression or LZMA. The target is made window by window and written front to back.
 #include <libdeflate.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "common/files.h"
@@ -25,10 +27,34 @@ std::string Hex(uint64_t v) {
   return t;
 }
 
-uint32_t Adler32(const WindowPieces& window) {
+// Writes a window's pieces from where they lie (the mapped image, the sections) in gathered
+// writes of about 1 MiB, each summed just before it is written: the bytes are read from
+// memory once, for the checksum, and are still in the cache for the write. A window whose
+// checksum is wrong is written all the same, into the temporary file that its failure
+// throws away. The window's Adler-32, or nothing when a write failed.
+std::optional<uint32_t> WriteSummed(const WindowPieces& window, TargetImage& target,
+                                    std::vector<std::span<const uint8_t>>& batch) {
+  constexpr std::size_t kBatch = 1 << 20;
   uint32_t sum = 1;
-  for (const auto& piece : window.pieces())
-    sum = libdeflate_adler32(sum, piece.data(), piece.size());
+  std::size_t batched = 0;
+  batch.clear();
+  auto write = [&] {
+    for (const auto& piece : batch) sum = libdeflate_adler32(sum, piece.data(), piece.size());
+    const bool written = target.AppendPieces(batch);
+    batch.clear();
+    batched = 0;
+    return written;
+  };
+  for (std::span<const uint8_t> piece : window.pieces()) {
+    while (!piece.empty()) {
+      const std::size_t n = std::min(piece.size(), kBatch - batched);
+      batch.push_back(piece.first(n));
+      piece = piece.subspan(n);
+      batched += n;
+      if (batched == kBatch && !write()) return std::nullopt;
+    }
+  }
+  if (!batch.empty() && !write()) return std::nullopt;
   return sum;
 }
 
@@ -43,7 +69,7 @@ struct ReadyWindow {
 };
 
 // Decodes windows on a second thread, one ahead of the window being written: the LZMA, the
-// instructions and the checksum of the next window take no time from the writing.
+// instructions of the next window take no time from the writing.
 class WindowPipeline {
  public:
   WindowPipeline(std::function<bool()> more, std::function<Outcome(ReadyWindow&)> decode)
@@ -196,10 +222,14 @@ class VcdiffPatch final : public Patch {
     d.cursor.Seek(windowsBegin_);
     WindowPipeline pipeline([&] { return d.cursor.pos() < d.cursor.size(); },
                             [&](ReadyWindow& r) { return DecodeNext(d, source, r); });
+    std::vector<std::span<const uint8_t>> batch;
     while (const ReadyWindow* r = pipeline.Next()) {
-      // The window goes from where its pieces lie (the mapped image, the sections) to the
-      // file in one gathered write; the decoding thread's checksum has just brought them in.
-      if (!target.AppendPieces(r->pieces.pieces())) return IoFailed(target.error());
+      const uint64_t at = target.size();
+      const std::optional<uint32_t> sum = WriteSummed(r->pieces, target, batch);
+      if (!sum) return IoFailed(target.error());
+      if (r->w.adler32 && *sum != *r->w.adler32)
+        return NotForThisImage("the result differs from what it was made to give at byte " +
+                               Hex(at) + " (its window checksum)");
       pipeline.Release();
       if (cancel.Take()) return Outcome::Cancelled();
       progress.Advance(target.size(), targetSize_);
@@ -214,10 +244,9 @@ class VcdiffPatch final : public Patch {
   struct Decoding {
     PatchCursor cursor;
     LzmaSections lzma;
-    uint64_t made = 0;  // target bytes of the windows before
   };
 
-  // Reads the next window, decodes it and compares its checksum.
+  // Reads the next window and decodes it.
   Outcome DecodeNext(Decoding& d, SourceImage& source, ReadyWindow& r) {
     WindowHeader& w = r.w;
     if (std::string bad = ReadWindowHeader(d.cursor, lzma_, w); !bad.empty()) return Damaged(bad);
@@ -242,10 +271,6 @@ class VcdiffPatch final : public Patch {
     }
     if (auto error = DecodeWindow(w, part[0], part[1], part[2], r.segment, r.pieces))
       return error->io ? IoFailed(error->text) : Damaged(error->text);
-    if (w.adler32 && Adler32(r.pieces) != *w.adler32)
-      return NotForThisImage("the result differs from what it was made to give at byte " +
-                             Hex(d.made) + " (its window checksum)");
-    d.made += w.targetLength;
     return Outcome::Success();
   }
 
