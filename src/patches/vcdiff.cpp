@@ -68,8 +68,8 @@ struct ReadyWindow {
   WindowPieces pieces;
 };
 
-// Decodes windows on a second thread, one ahead of the window being written: the LZMA, the
-// instructions of the next window take no time from the writing.
+// Decodes windows on a second thread, one ahead of the window being written: the next
+// window's LZMA and instructions take no time from the writing.
 class WindowPipeline {
  public:
   WindowPipeline(std::function<bool()> more, std::function<Outcome(ReadyWindow&)> decode)
@@ -85,8 +85,8 @@ class WindowPipeline {
   WindowPipeline(const WindowPipeline&) = delete;
   WindowPipeline& operator=(const WindowPipeline&) = delete;
 
-  // The next window, decoded and checked; nullptr when there are no more or decoding
-  // failed (failure()).
+  // The next window, decoded; nullptr when there are no more or decoding failed
+  // (failure()).
   const ReadyWindow* Next() {
     std::unique_lock lock(m_);
     Slot& s = slots_[next_ % 2];
