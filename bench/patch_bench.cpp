@@ -3,8 +3,8 @@
 //   - `cp` of the image (the reference);
 //   - a VCDIFF patch that xdelta3 makes with LZMA from about 50 MB of new data scattered over
 //     the image, applied by the program from the image to a new file;
-//   - a PPF 3.0 of 10,000 records (200 bytes each) applied to a new file (a copy, then the
-//     records), and onto a work image in place.
+//   - a PPF 3.0 of 10,000 records (200 bytes each) applied to a new file (a copy, the records
+//     going onto it as it is made), and onto a work image in place.
 // Target for both patches: at most the time of the cp plus 20%. The patched image is compared
 // with xdelta3's own once. Everything lives in a temporary folder removed at the end.
 // Usage: bench_patch_bench [MB of image] [MB of new data]

@@ -65,7 +65,7 @@ bool FileMapper::IsOpen() const {
   return mapping_ != nullptr;
 }
 
-MappedView FileMapper::Map(uint64_t offset, std::size_t length) {
+MappedView FileMapper::Map(uint64_t offset, std::size_t length, bool readIn) {
   MappedView view;
   if (!mapping_ || length == 0) return view;
   SYSTEM_INFO info;
@@ -76,7 +76,7 @@ MappedView FileMapper::Map(uint64_t offset, std::size_t length) {
                              static_cast<DWORD>(start), span);
   if (!base) return view;
   WIN32_MEMORY_RANGE_ENTRY range{base, span};
-  PrefetchVirtualMemory(GetCurrentProcess(), 1, &range, 0);
+  if (readIn) PrefetchVirtualMemory(GetCurrentProcess(), 1, &range, 0);
   view.base_ = base;
   view.length_ = span;
   view.bytes_ = {static_cast<const uint8_t*>(base) + (offset - start), length};
@@ -110,7 +110,7 @@ bool FileMapper::IsOpen() const {
   return fd_ >= 0;
 }
 
-MappedView FileMapper::Map(uint64_t offset, std::size_t length) {
+MappedView FileMapper::Map(uint64_t offset, std::size_t length, [[maybe_unused]] bool readIn) {
   MappedView view;
   if (fd_ < 0 || length == 0) return view;
   const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
@@ -120,7 +120,7 @@ MappedView FileMapper::Map(uint64_t offset, std::size_t length) {
 #ifdef MAP_POPULATE
   // Reading the pages in here, on the mapping thread, keeps page faults off whoever uses
   // the view later.
-  flags |= MAP_POPULATE;
+  if (readIn) flags |= MAP_POPULATE;
 #endif
   void* base = mmap(nullptr, span, PROT_READ, flags, fd_, static_cast<off_t>(start));
   if (base == MAP_FAILED) return view;

@@ -42,8 +42,9 @@ class FileMapper {
   bool IsOpen() const;
 
   // A view of [offset, offset + length), which must lie inside the file; its pages are read
-  // in before it returns. An empty view when mapping failed.
-  MappedView Map(uint64_t offset, std::size_t length);
+  // in before it returns unless `readIn` is false (a large view of which little is read).
+  // An empty view when mapping failed.
+  MappedView Map(uint64_t offset, std::size_t length, bool readIn = true);
 
  private:
 #ifdef _WIN32

@@ -1,6 +1,12 @@
 #include "patches/patch.h"
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
+#include <optional>
+#include <thread>
 
 #include "common/files.h"
 #include "patches/formats.h"
@@ -30,6 +36,72 @@ class PartialFile {
  private:
   std::string path_;
   bool kept_ = false;
+};
+
+// Copies the image on a second thread for a patch that changes the copy record by record:
+// each change waits only until the bytes it touches are copied, so the records go on while
+// the copy is made instead of after it.
+class BackgroundCopy {
+ public:
+  BackgroundCopy(const std::string& from, const std::string& to)
+      : thread_([this, from, to] { Run(from, to); }) {}
+  ~BackgroundCopy() {
+    stop_ = true;
+    thread_.join();
+  }
+  BackgroundCopy(const BackgroundCopy&) = delete;
+  BackgroundCopy& operator=(const BackgroundCopy&) = delete;
+
+  // Waits until the copy's first `end` bytes are in it (UINT64_MAX: all), showing how far the
+  // copy is. False when it failed or was cancelled (outcome()).
+  bool WaitFor(uint64_t end, Stage& stage, CancelToken& cancel) {
+    if (opened_.load(std::memory_order_acquire) && end <= done_.load(std::memory_order_acquire))
+      return true;
+    std::unique_lock lock(m_);
+    while (!finished_ && !(opened_.load() && end <= done_.load())) {
+      stage.Advance(done_.load(), total_);
+      cv_.wait_for(lock, std::chrono::milliseconds(50));
+      if (cancel.Take()) stop_ = true;
+    }
+    return !finished_ || outcome_.succeeded();
+  }
+  bool Failed() {
+    std::lock_guard lock(m_);
+    return finished_ && !outcome_.succeeded();
+  }
+  Outcome outcome() {
+    std::lock_guard lock(m_);
+    return outcome_;
+  }
+
+ private:
+  void Run(const std::string& from, const std::string& to) {
+    Outcome copied = CopyImage(from, to, [&](uint64_t done, uint64_t total) {
+      {
+        std::lock_guard lock(m_);
+        total_ = total;
+        done_.store(done, std::memory_order_release);
+        opened_.store(true, std::memory_order_release);
+      }
+      cv_.notify_all();
+      return !stop_;
+    });
+    {
+      std::lock_guard lock(m_);
+      outcome_ = copied;
+      finished_ = true;
+    }
+    cv_.notify_all();
+  }
+
+  std::mutex m_;
+  std::condition_variable cv_;
+  std::atomic<uint64_t> done_{0};
+  std::atomic<bool> opened_{false}, stop_{false};
+  uint64_t total_ = 0;
+  bool finished_ = false;
+  Outcome outcome_ = Outcome::Success();
+  std::thread thread_;  // last: it starts once everything above is made
 };
 
 }  // namespace
@@ -87,25 +159,30 @@ Outcome ApplyPatchFile(Patch& patch, const std::string& source, const std::strin
   const std::string& writing = partial ? partial->path() : target;
 
   TargetImage out(limit);
+  Stage apply(progress, "");
+  // The copy's progress is the run's: the records' own would run ahead of it.
+  NoProgress recordsProgress;
+  std::optional<BackgroundCopy> copy;
+  if (inPlace && !scratch) {
+    copy.emplace(source, writing);
+    if (!copy->WaitFor(0, apply, cancel)) return copy->outcome();
+  }
   if (inPlace) {
-    if (!scratch) {
-      Stage copy(progress, "", 0.9);
-      Outcome copied = CopyImage(source, writing, [&](uint64_t done, uint64_t total) {
-        copy.Advance(done, total);
-        return !cancel.Take();
-      });
-      if (!copied.succeeded()) return copied;
-      copy.Done();
-    }
     if (!out.OpenInPlace(writing))
       return Outcome::Failed("The patched image " + writing +
                              " could not be opened: " + out.error());
+    if (copy)
+      out.WaitForCopy(image.size(),
+                      [&](uint64_t end) { return copy->WaitFor(end, apply, cancel); });
   } else if (!out.Create(writing)) {
     return Outcome::Failed("The patched image " + writing +
                            " could not be written: " + out.error());
   }
-  Stage apply(progress, "", inPlace && !scratch ? 0.1 : 1.0);
-  Outcome applied = patch.Apply(image, out, progress, cancel);
+  Outcome applied = patch.Apply(image, out, copy ? recordsProgress : progress, cancel);
+  // A copy that stopped says why, before the records that could not wait for it; one that
+  // goes on after the records failed is stopped.
+  if (copy && (applied.succeeded() ? !copy->WaitFor(UINT64_MAX, apply, cancel) : copy->Failed()))
+    applied = copy->outcome();
   const bool finished = out.Finish();
   if (!applied.succeeded()) return applied;
   if (!finished)

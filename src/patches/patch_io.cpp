@@ -16,7 +16,6 @@
 namespace ebf::patches {
 namespace {
 
-constexpr std::size_t kCursorBuffer = 1 << 20;
 constexpr std::size_t kWriteChunk = 4 << 20;
 constexpr uint64_t kMaxCopiedView = 256 << 20;
 
@@ -28,13 +27,13 @@ std::string Describe(const File& f, const char* otherwise) {
 
 // ---- PatchCursor ----------------------------------------------------------------------
 
-bool PatchCursor::Open(const std::string& path) {
+bool PatchCursor::Open(const std::string& path, std::size_t buffer) {
   if (!file_.Open(path, File::Mode::Read)) {
     error_ = file_.LastError();
     return false;
   }
   size_ = end_ = file_.Size();
-  buf_.resize(kCursorBuffer);
+  buf_.resize(std::max<std::size_t>(buffer, 16));
   bufStart_ = pos_ = 0;
   bufLen_ = 0;
   ok_ = true;
@@ -58,8 +57,7 @@ bool PatchCursor::Fill() {
     error_ = Describe(file_, "the patch could not be read");
     return ok_ = false;
   }
-  const std::size_t want =
-      static_cast<std::size_t>(std::min<uint64_t>(kCursorBuffer, size_ - pos_));
+  const std::size_t want = static_cast<std::size_t>(std::min<uint64_t>(buf_.size(), size_ - pos_));
   bufLen_ = file_.Read(std::span<uint8_t>(buf_.data(), want));
   bufStart_ = pos_;
   if (bufLen_ < want) {
@@ -78,6 +76,17 @@ bool PatchCursor::Read(std::span<uint8_t> out) {
   std::size_t done = 0;
   while (done < out.size()) {
     if (pos_ < bufStart_ || pos_ >= bufStart_ + bufLen_) {
+      // What is longer than the buffer goes straight to the caller.
+      if (out.size() - done >= buf_.size()) {
+        const auto rest = out.subspan(done);
+        if (!file_.Seek(pos_) || file_.Read(rest) < rest.size()) {
+          error_ = Describe(file_, "the patch is shorter than it was");
+          std::fill(out.begin(), out.end(), 0);
+          return ok_ = false;
+        }
+        pos_ += rest.size();
+        return true;
+      }
       if (!Fill()) {
         std::fill(out.begin(), out.end(), 0);
         return false;
@@ -158,7 +167,9 @@ std::span<const uint8_t> SourceImage::View(uint64_t offset, uint64_t length, Map
     return {};
   }
   if (length == 0) return {};
-  view = mapper_.Map(offset, static_cast<std::size_t>(length));
+  // A VCDIFF window's segment spans far more than the window reads of it: only the pages
+  // read come in.
+  view = mapper_.Map(offset, static_cast<std::size_t>(length), false);
   if (view) return view.bytes();
   // Where mapping fails, a copy stands in, as long as it is of a size to hold.
   if (length > kMaxCopiedView) {
@@ -316,6 +327,7 @@ bool TargetImage::WriteAt(uint64_t offset, std::span<const uint8_t> data) {
   if (!inPlace_) return Fail("the patched image is not open in place");
   if (offset > size_) return Fail("a write past the end of the image");
   if (TooLarge(offset + data.size())) return false;
+  if (copied_ && !copied_(offset + data.size())) return Fail("the copy of the image stopped");
   if (!file_.Seek(offset) || !file_.Write(data)) return Fail(file_.LastError());
   size_ = std::max<uint64_t>(size_, offset + data.size());
   return true;
@@ -335,6 +347,7 @@ bool TargetImage::FillAt(uint64_t offset, uint8_t value, uint64_t count) {
 bool TargetImage::Resize(uint64_t size) {
   if (!inPlace_) return Fail("the patched image is not open in place");
   if (TooLarge(size)) return false;
+  if (copied_ && !copied_(UINT64_MAX)) return Fail("the copy of the image stopped");
   if (size > size_) {
     if (!FillAt(size_, 0, size - size_)) return false;
   } else if (!file_.Truncate(size)) {
@@ -393,18 +406,19 @@ std::optional<Outcome> KernelCopy(const std::string& from, const std::string& to
     DeleteFileIfExists(to);
     return why;
   };
-  constexpr std::size_t kPiece = 64 << 20;
+  if (step && !step(0, static_cast<uint64_t>(total))) return fail(Outcome::Cancelled());
+  // Pieces small enough that whoever waits for bytes near the start waits little.
+  constexpr std::size_t kPiece = 8 << 20;
   uint64_t done = 0;
   while (done < static_cast<uint64_t>(total)) {
     const ssize_t n = ::copy_file_range(in.get(), nullptr, out.get(), nullptr, kPiece, 0);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       const int why = errno;
-      if (done == 0 && (why == EXDEV || why == ENOSYS || why == EINVAL || why == EOPNOTSUPP)) {
-        out.Close();
-        DeleteFileIfExists(to);
+      // The file stays, empty, for the copy through a buffer: whoever opened it already
+      // keeps the same file.
+      if (done == 0 && (why == EXDEV || why == ENOSYS || why == EINVAL || why == EOPNOTSUPP))
         return std::nullopt;
-      }
       return fail(Outcome::Failed(
           to + ": " + (n == 0 ? "the image is shorter than it was" : std::strerror(why))));
     }
@@ -435,20 +449,27 @@ Outcome CopyImage(const std::string& from, const std::string& to,
     DeleteFileIfExists(to);
     return why;
   };
+  if (step && !step(0, total)) return fail(Outcome::Cancelled());
+  // `step` hears only of bytes in the file: the writer is flushed before each report.
+  constexpr uint64_t kReportEvery = 32 << 20;
   std::vector<uint8_t> buf(kWriteChunk);
-  uint64_t done = 0;
+  uint64_t done = 0, reported = 0;
   for (;;) {
     const std::size_t n = in.Read(buf);
     if (n == 0) break;
     if (!writer->Write(std::span<const uint8_t>(buf.data(), n)))
       return fail(Outcome::Failed(to + ": " + writer->TakeError()));
     done += n;
+    if (done - reported < kReportEvery) continue;
+    if (!writer->Flush()) return fail(Outcome::Failed(to + ": " + writer->TakeError()));
+    reported = done;
     if (step && !step(done, total)) return fail(Outcome::Cancelled());
   }
   if (!in.LastError().empty()) return fail(Outcome::Failed(from + ": " + in.LastError()));
   const bool flushed = writer->Flush();
   const std::string why = writer->TakeError();
   if (!flushed) return fail(Outcome::Failed(to + ": " + why));
+  if (step && !step(done, total)) return fail(Outcome::Cancelled());
   writer.reset();
   if (!out.Close()) return fail(Outcome::Failed(to + ": " + out.LastError()));
   return Outcome::Success();

@@ -28,7 +28,8 @@ inline constexpr uint64_t kMaxPatchedImage = 2ull << 30;
 // matters instead of after every field.
 class PatchCursor {
  public:
-  bool Open(const std::string& path);
+  // `buffer`: what one read of the file brings in; small for a walk that skips most bytes.
+  bool Open(const std::string& path, std::size_t buffer = 1 << 20);
   const std::string& error() const { return error_; }
   uint64_t size() const { return size_; }
   uint64_t pos() const { return pos_; }
@@ -144,6 +145,13 @@ class TargetImage {
   bool WriteAt(uint64_t offset, std::span<const uint8_t> data);
   bool FillAt(uint64_t offset, uint8_t value, uint64_t count);
   bool Resize(uint64_t size);
+  // In-place mode over a copy still being made: the size the copy will have, and what a
+  // change waits for first: the copy's first `end` bytes (all for UINT64_MAX), false when
+  // the copy stopped.
+  void WaitForCopy(uint64_t size, std::function<bool(uint64_t end)> copied) {
+    size_ = size;
+    copied_ = std::move(copied);
+  }
   // Everything written is in the file, and the file is closed.
   bool Finish();
 
@@ -154,15 +162,17 @@ class TargetImage {
   File file_, readBack_;
   std::optional<AsyncWriter> writer_;
   std::vector<uint8_t> tail_;
+  std::function<bool(uint64_t)> copied_;
   std::string path_;
   uint64_t size_ = 0, limit_, flushed_ = 0;
   bool inPlace_ = false;
   std::string error_;
 };
 
-// Copies a file through a large buffer, for a patch that goes onto a copy of the image.
-// `step` hears of the bytes copied and stops the copy by returning false (Cancelled). A
-// copy cut short is deleted.
+// Copies a file (within the system where it can, else through a large buffer), for a patch
+// that goes onto a copy of the image. `step` hears of the bytes in the new file so far (0
+// as soon as it exists, so that another thread may open it and write what is copied) and
+// stops the copy by returning false (Cancelled). A copy cut short is deleted.
 Outcome CopyImage(const std::string& from, const std::string& to,
                   const std::function<bool(uint64_t done, uint64_t total)>& step);
 

@@ -11,6 +11,7 @@
 #include "common/bytes.h"
 #include "common/files.h"
 #include "patches/patch.h"
+#include "support/process_run.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 
@@ -245,6 +246,35 @@ TEST(Patches, APatchForAnotherDiscIsRefusedBeforeAnythingIsWritten) {
     else
       EXPECT_EQ(a.outcome, Outcome::Failed(row.message));
     EXPECT_FALSE(a.leftovers);
+  }
+}
+
+// One window of xdelta3's: long copies from the image out of order, two of the same bytes,
+// and copies from what the window made itself.
+TEST(Patches, Xdelta3sLongCopiesInAnyOrderGiveTheTargetItWasMadeFrom) {
+  TempDir dir;
+  const Bytes src = test::NoiseBytes(600000, 3), fresh = test::NoiseBytes(3000, 4);
+  auto part = [&](std::size_t at, std::size_t n) {
+    return Bytes(src.begin() + at, src.begin() + at + n);
+  };
+  Bytes target = part(400000, 200000);
+  Put(target, part(0, 150000));
+  Put(target, fresh);
+  Put(target, part(100000, 250000));
+  Put(target, fresh);
+  for (int i = 0; i < 5000; ++i) Put(target, {'a', 'b', 'c'});
+  test::WriteFileBytes(dir / "disc.bin", src);
+  test::WriteFileBytes(dir / "new.bin", target);
+  for (const std::string secondary : {"none", "lzma"}) {
+    test::Shell("xdelta3 -e -f -S " + secondary + " -s '" + dir / "disc.bin" + "' '" +
+                dir / "new.bin' '" + dir / "fix.xdelta'");
+    test::RunRecorder host;
+    patches::OpenedPatch opened = patches::OpenPatch(dir / "fix.xdelta");
+    ASSERT_TRUE(opened.patch) << secondary;
+    EXPECT_EQ(patches::ApplyPatchFile(*opened.patch, dir / "disc.bin", dir / "out.bin", host,
+                                      host.cancel),
+              Outcome::Success());
+    EXPECT_TRUE(test::ReadFileBytes(dir / "out.bin") == target) << secondary;
   }
 }
 
