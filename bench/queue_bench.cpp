@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -79,6 +80,14 @@ bool RunQueue(const std::vector<std::string>& discs, const std::string& program,
   return s.done == discs.size();
 }
 
+// The machine's load averages, from /proc/loadavg where there is one.
+std::string Load() {
+  std::ifstream in("/proc/loadavg");
+  std::string one, five, fifteen;
+  if (!(in >> one >> five >> fifteen)) return "unknown";
+  return one + " " + five + " " + fifteen;
+}
+
 bool Run(const std::string& cli, const std::vector<std::string>& args) {
   const test::ProcessResult r = test::RunProcess(cli, args, {});
   if (r.exitCode != 0) std::fprintf(stderr, "%s\n", r.output.c_str());
@@ -118,42 +127,52 @@ int main(int argc, char** argv) {
   // shared, so a slow round says more about the others than about the way).
   enum { kSingles, kQueue, kInTurn, kAhead, kSinglesEcm, kQueueEcm, kWays };
   std::vector<double> best(kWays, 1e30);
+  // Each way, given the round's tag ("0", "1" ...), writes into folders of its own.
+  std::vector<std::function<bool(const std::string&)>> ways(kWays);
+  ways[kSingles] = [&](const std::string& r) {
+    bool done = true;
+    for (int i = 0; i < count; ++i)
+      done &= convert(discs[i], "single" + r + "/" + std::to_string(i));
+    return done;
+  };
+  ways[kQueue] = [&](const std::string& r) {
+    return Run(cli, {"batch", bins, "-o", dir / ("queue" + r), "--level", "9", "--yes", "--quiet"});
+  };
+  // The preparation of an ECM disc is a decode: each in its turn, or the next one ahead.
+  ways[kInTurn] = [&](const std::string& r) {
+    return RunQueue(packed, program, dir / ("inturn" + r), false);
+  };
+  ways[kAhead] = [&](const std::string& r) {
+    return RunQueue(packed, program, dir / ("ahead" + r), true);
+  };
+  ways[kSinglesEcm] = [&](const std::string& r) {
+    bool done = true;
+    for (int i = 0; i < count; ++i)
+      done &= convert(packed[i], "single-ecm" + r + "/" + std::to_string(i));
+    return done;
+  };
+  ways[kQueueEcm] = [&](const std::string& r) {
+    return Run(cli,
+               {"batch", ecms, "-o", dir / ("queue-ecm" + r), "--level", "9", "--yes", "--quiet"});
+  };
+  // The two ways of each comparison run back to back, first one then the other first, so
+  // that the load of a shared machine, which drifts over minutes, favours neither.
   for (int round = 0; round < rounds; ++round) {
     const std::string r = std::to_string(round);
-    auto time = [&](int way, const std::function<bool()>& work) {
-      const auto t = Clock::now();
-      ok &= work();
-      best[way] = std::min(best[way], Since(t));
-    };
-    time(kSingles, [&] {
-      bool done = true;
-      for (int i = 0; i < count; ++i)
-        done &= convert(discs[i], "single" + r + "/" + std::to_string(i));
-      return done;
-    });
-    time(kQueue, [&] {
-      return Run(cli,
-                 {"batch", bins, "-o", dir / ("queue" + r), "--level", "9", "--yes", "--quiet"});
-    });
-    // The preparation of an ECM disc is a decode: each in its turn, or the next one ahead.
-    time(kInTurn, [&] { return RunQueue(packed, program, dir / ("inturn" + r), false); });
-    time(kAhead, [&] { return RunQueue(packed, program, dir / ("ahead" + r), true); });
-    time(kSinglesEcm, [&] {
-      bool done = true;
-      for (int i = 0; i < count; ++i)
-        done &= convert(packed[i], "single-ecm" + r + "/" + std::to_string(i));
-      return done;
-    });
-    time(kQueueEcm, [&] {
-      return Run(
-          cli, {"batch", ecms, "-o", dir / ("queue-ecm" + r), "--level", "9", "--yes", "--quiet"});
-    });
+    for (int pair = 0; pair < kWays; pair += 2)
+      for (int k = 0; k < 2; ++k) {
+        const int way = pair + ((k + round) % 2);
+        const auto t = Clock::now();
+        ok &= ways[way](r);
+        best[way] = std::min(best[way], Since(t));
+      }
   }
   const double singles = best[kSingles], queue = best[kQueue], inTurn = best[kInTurn],
                ahead = best[kAhead], singlesEcm = best[kSinglesEcm], queueEcm = best[kQueueEcm];
 
-  std::printf("%d discs of %llu MB, level 9, on %u cores, best of %d rounds\n", count,
-              static_cast<unsigned long long>(mb), std::thread::hardware_concurrency(), rounds);
+  std::printf("%d discs of %llu MB, level 9, on %u cores, best of %d rounds (load %s)\n", count,
+              static_cast<unsigned long long>(mb), std::thread::hardware_concurrency(), rounds,
+              Load().c_str());
   std::printf("  convert, one after the other: %7.2f s\n", singles);
   std::printf("  batch (the queue):            %7.2f s  (%.3fx; target <= 1.03x)\n", queue,
               queue / singles);
