@@ -1,16 +1,16 @@
-// The batch queue against single conversions, and whether preparing the next game while the
-// converter works on this one would pay on this machine:
+// The batch queue against single conversions, and what preparing the next game while the
+// converter compresses this one gains:
 //   - 10 discs of 70 MB (BIN, level 9): ebootforge-cli batch (the queue) against 10
 //     ebootforge-cli convert runs one after the other (target: the queue within 3%);
-//   - the same discs as ECM files, whose preparation is a decode: each decoded, then
-//     converted, one after the other, against the next one decoded while this one is
-//     converted (the read-ahead the queue would do); and batch on the ECM files against
-//     convert of each.
+//   - the same discs as ECM files, whose preparation is a decode: the queue with its
+//     read-ahead against the same queue preparing each game in its own turn (both in this
+//     process), and batch on the ECM files against convert of each.
 // Arguments: the number of discs (10), their size in MB (70) and the rounds (3).
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -18,11 +18,13 @@
 
 #include "common/file_io.h"
 #include "common/files.h"
+#include "library/queue/queue.h"
 #include "support/disc_builder.h"
 #include "support/ecm_writer.h"
 #include "support/process_run.h"
 #include "support/program_tree.h"
 #include "support/realistic_image.h"
+#include "support/recording_host.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -46,6 +48,46 @@ void WriteDisc(const std::string& path, const std::string& exe, uint64_t bytes,
   out.Close();
 }
 
+class Quiet : public QueueObserver {
+ public:
+  Progress& ProgressFor(const QueueRow&) override { return none_; }
+
+ private:
+  NoProgress none_;
+};
+
+// The queue in this process over `discs`, into `out`; true when every game was done.
+bool RunQueue(const std::vector<std::string>& discs, const std::string& program,
+              const std::string& out, bool ahead) {
+  BatchQueue queue;
+  std::vector<QueueRow> rows;
+  for (const std::string& d : discs) rows.push_back(RowFor({{d}, false, {}, {}}));
+  queue.Add(rows);
+  QueueSetup setup;
+  setup.settings = QueueSettings(Settings{}, out);
+  setup.folders = ProgramFolders(program);
+  setup.job.level = 9;
+  setup.existing = ExistingPackage::Replace;
+  setup.prepareAhead = ahead;
+  Quiet quiet;
+  test::RunRecorder yes;
+  queue.Run(setup, quiet, yes, yes.cancel);
+  const QueueSummary s = queue.Summary();
+  if (s.done != discs.size())
+    for (const QueueRow& r : queue.Rows())
+      if (r.state != RowState::Done)
+        std::fprintf(stderr, "%s: %s\n", r.title.c_str(), r.reason.c_str());
+  return s.done == discs.size();
+}
+
+// The machine's load averages, from /proc/loadavg where there is one.
+std::string Load() {
+  std::ifstream in("/proc/loadavg");
+  std::string one, five, fifteen;
+  if (!(in >> one >> five >> fifteen)) return "unknown";
+  return one + " " + five + " " + fifteen;
+}
+
 bool Run(const std::string& cli, const std::vector<std::string>& args) {
   const test::ProcessResult r = test::RunProcess(cli, args, {});
   if (r.exitCode != 0) std::fprintf(stderr, "%s\n", r.output.c_str());
@@ -60,6 +102,8 @@ int main(int argc, char** argv) {
   const int rounds = argc > 3 ? std::atoi(argv[3]) : 3;
   test::TempDir dir;
   const std::string cli = test::PrivateProgram(dir, "ebootforge-cli");
+  test::TempDir tree;
+  const std::string program = test::CopyRuntimeTree(tree);
   const std::string bins = dir.MakeDir("bins"), ecms = dir.MakeDir("ecms");
   std::printf("Writing %d discs of %llu MB...\n", count, static_cast<unsigned long long>(mb));
   std::vector<std::string> discs, packed;
@@ -76,13 +120,6 @@ int main(int argc, char** argv) {
   DeleteFileIfExists(dir / "scratch.bin");
   bool ok = true;
 
-  // Each way decodes into a folder of its own.
-  auto decoded = [&](const std::string& way, int i) {
-    return dir / (way + "/" + std::to_string(i) + ".bin");
-  };
-  auto decode = [&](const std::string& way, int i) {
-    return Run(cli, {"ecm", packed[i], "-o", decoded(way, i)});
-  };
   auto convert = [&](const std::string& input, const std::string& out) {
     return Run(cli, {"convert", input, "-o", dir / out, "--level", "9", "--yes", "--quiet"});
   };
@@ -90,66 +127,58 @@ int main(int argc, char** argv) {
   // shared, so a slow round says more about the others than about the way).
   enum { kSingles, kQueue, kInTurn, kAhead, kSinglesEcm, kQueueEcm, kWays };
   std::vector<double> best(kWays, 1e30);
+  // Each way, given the round's tag ("0", "1" ...), writes into folders of its own.
+  std::vector<std::function<bool(const std::string&)>> ways(kWays);
+  ways[kSingles] = [&](const std::string& r) {
+    bool done = true;
+    for (int i = 0; i < count; ++i)
+      done &= convert(discs[i], "single" + r + "/" + std::to_string(i));
+    return done;
+  };
+  ways[kQueue] = [&](const std::string& r) {
+    return Run(cli, {"batch", bins, "-o", dir / ("queue" + r), "--level", "9", "--yes", "--quiet"});
+  };
+  // The preparation of an ECM disc is a decode: each in its turn, or the next one ahead.
+  ways[kInTurn] = [&](const std::string& r) {
+    return RunQueue(packed, program, dir / ("inturn" + r), false);
+  };
+  ways[kAhead] = [&](const std::string& r) {
+    return RunQueue(packed, program, dir / ("ahead" + r), true);
+  };
+  ways[kSinglesEcm] = [&](const std::string& r) {
+    bool done = true;
+    for (int i = 0; i < count; ++i)
+      done &= convert(packed[i], "single-ecm" + r + "/" + std::to_string(i));
+    return done;
+  };
+  ways[kQueueEcm] = [&](const std::string& r) {
+    return Run(cli,
+               {"batch", ecms, "-o", dir / ("queue-ecm" + r), "--level", "9", "--yes", "--quiet"});
+  };
+  // The two ways of each comparison run back to back, first one then the other first, so
+  // that the load of a shared machine, which drifts over minutes, favours neither.
   for (int round = 0; round < rounds; ++round) {
     const std::string r = std::to_string(round);
-    auto time = [&](int way, const std::function<bool()>& work) {
-      const auto t = Clock::now();
-      ok &= work();
-      best[way] = std::min(best[way], Since(t));
-    };
-    time(kSingles, [&] {
-      bool done = true;
-      for (int i = 0; i < count; ++i)
-        done &= convert(discs[i], "single" + r + "/" + std::to_string(i));
-      return done;
-    });
-    time(kQueue, [&] {
-      return Run(cli,
-                 {"batch", bins, "-o", dir / ("queue" + r), "--level", "9", "--yes", "--quiet"});
-    });
-    // Decoding is the preparation of an ECM disc: one after the other, or one ahead.
-    dir.MakeDir("inturn" + r);
-    dir.MakeDir("ahead" + r);
-    time(kInTurn, [&] {
-      bool done = true;
-      for (int i = 0; i < count; ++i)
-        done &= decode("inturn" + r, i) &&
-                convert(decoded("inturn" + r, i), "inturn" + r + "/out" + std::to_string(i));
-      return done;
-    });
-    time(kAhead, [&] {
-      bool done = decode("ahead" + r, 0);
-      for (int i = 0; i < count; ++i) {
-        bool next = true;
-        std::thread ahead([&] { next = i + 1 < count ? decode("ahead" + r, i + 1) : true; });
-        done &= convert(decoded("ahead" + r, i), "ahead" + r + "/out" + std::to_string(i));
-        ahead.join();
-        done &= next;
+    for (int pair = 0; pair < kWays; pair += 2)
+      for (int k = 0; k < 2; ++k) {
+        const int way = pair + ((k + round) % 2);
+        const auto t = Clock::now();
+        ok &= ways[way](r);
+        best[way] = std::min(best[way], Since(t));
       }
-      return done;
-    });
-    time(kSinglesEcm, [&] {
-      bool done = true;
-      for (int i = 0; i < count; ++i)
-        done &= convert(packed[i], "single-ecm" + r + "/" + std::to_string(i));
-      return done;
-    });
-    time(kQueueEcm, [&] {
-      return Run(
-          cli, {"batch", ecms, "-o", dir / ("queue-ecm" + r), "--level", "9", "--yes", "--quiet"});
-    });
   }
   const double singles = best[kSingles], queue = best[kQueue], inTurn = best[kInTurn],
                ahead = best[kAhead], singlesEcm = best[kSinglesEcm], queueEcm = best[kQueueEcm];
 
-  std::printf("%d discs of %llu MB, level 9, on %u cores, best of %d rounds\n", count,
-              static_cast<unsigned long long>(mb), std::thread::hardware_concurrency(), rounds);
+  std::printf("%d discs of %llu MB, level 9, on %u cores, best of %d rounds (load %s)\n", count,
+              static_cast<unsigned long long>(mb), std::thread::hardware_concurrency(), rounds,
+              Load().c_str());
   std::printf("  convert, one after the other: %7.2f s\n", singles);
   std::printf("  batch (the queue):            %7.2f s  (%.3fx; target <= 1.03x)\n", queue,
               queue / singles);
   std::printf("ECM discs (the preparation is a decode):\n");
-  std::printf("  decode then convert, in turn: %7.2f s\n", inTurn);
-  std::printf("  the next decoded ahead:       %7.2f s  (%.3fx)\n", ahead, ahead / inTurn);
+  std::printf("  the queue, each in its turn:  %7.2f s\n", inTurn);
+  std::printf("  the queue, the next ahead:    %7.2f s  (%.3fx)\n", ahead, ahead / inTurn);
   std::printf("  convert, one after the other: %7.2f s  (%.3fx)\n", singlesEcm,
               singlesEcm / inTurn);
   std::printf("  batch (the queue):            %7.2f s  (%.3fx; %.3fx of the converts)\n", queueEcm,

@@ -1,8 +1,10 @@
 #include "disc/ecm_reader.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 #include "common/bytes.h"
@@ -32,6 +34,50 @@ uint64_t EcmReader::Record::OutEnd() const {
 uint64_t EcmReader::Record::PayloadEnd() const {
   return payload + uint64_t{count} * kStoredSize[type];
 }
+
+// A game is opened several times on its way to a package (told apart, identified, checked,
+// planned, decoded), and each scan of its headers reads the whole file: the scan of an
+// unchanged file is kept for the next reader.
+class EcmScans {
+ public:
+  struct Scan {
+    std::string path;
+    uint64_t size = 0;
+    std::filesystem::file_time_type modified{};
+    std::vector<EcmReader::Record> seekPoints;
+    uint64_t decodedSize = 0;
+    uint32_t storedEdc = 0;
+  };
+  // False for a file whose time of change cannot tell a later change from this one: one
+  // changed within the last seconds may change again within the clock's same tick.
+  static bool Stamp(const std::string& path, Scan& scan) {
+    std::error_code ec;
+    scan.path = AbsolutePath(path);
+    scan.modified = std::filesystem::last_write_time(std::filesystem::u8path(path), ec);
+    return !ec &&
+           std::filesystem::file_time_type::clock::now() - scan.modified > std::chrono::seconds(2);
+  }
+  static bool Find(Scan& scan) {
+    std::lock_guard lock(mutex_);
+    for (const Scan& s : scans_)
+      if (s.path == scan.path && s.size == scan.size && s.modified == scan.modified) {
+        scan = s;
+        return true;
+      }
+    return false;
+  }
+  static void Keep(Scan scan) {
+    std::lock_guard lock(mutex_);
+    std::erase_if(scans_, [&](const Scan& s) { return s.path == scan.path; });
+    if (scans_.size() >= kKept) scans_.erase(scans_.begin());
+    scans_.push_back(std::move(scan));
+  }
+
+ private:
+  static constexpr std::size_t kKept = 8;  // the discs of a game or two
+  static inline std::mutex mutex_;
+  static inline std::vector<Scan> scans_;
+};
 
 std::size_t EcmReader::Fail(const std::string& message) {
   if (error_.empty()) error_ = message;
@@ -107,6 +153,15 @@ std::string EcmReader::Open(const std::string& path) {
   if (fileSize_ < 4 || !ReadFileAt(0, magic, 4) || std::memcmp(magic, kEcmMagic, 4) != 0)
     return Quoted(path) + " is not an ECM file.";
 
+  EcmScans::Scan kept;
+  kept.size = fileSize_;
+  const bool stamped = EcmScans::Stamp(path, kept);
+  if (stamped && EcmScans::Find(kept)) {
+    seekPoints_ = std::move(kept.seekPoints);
+    decodedSize_ = kept.decodedSize;
+    storedEdc_ = kept.storedEdc;
+    return "";
+  }
   uint64_t at = 4, out = 0;
   for (;;) {
     Record r;
@@ -126,6 +181,12 @@ std::string EcmReader::Open(const std::string& path) {
     at = r.PayloadEnd();
   }
   decodedSize_ = out;
+  if (stamped) {
+    kept.seekPoints = seekPoints_;
+    kept.decodedSize = decodedSize_;
+    kept.storedEdc = storedEdc_;
+    EcmScans::Keep(std::move(kept));
+  }
   return "";
 }
 

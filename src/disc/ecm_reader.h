@@ -59,6 +59,8 @@ class EcmReader {
   bool DecodeItem(uint32_t index);
   bool ReadFileAt(uint64_t offset, uint8_t* out, std::size_t n);
   std::size_t Fail(const std::string& message);
+  // The scans of the last files opened, for the next reader of the same unchanged file.
+  friend class EcmScans;
 
   File file_;
   std::string path_;
