@@ -185,8 +185,6 @@ void BatchQueue::Run(const QueueSetup& setup, QueueObserver& observer, Questions
     }
   } reach(*this, ahead);
   while (!stopAfter_ && !cancel.Take()) {
-    // A game's time includes the wait for the end of its preparation.
-    const auto start = Clock::now();
     // The game prepared ahead is waited for when it is the next; any other is dropped.
     if (ahead.RowId() != 0) {
       const std::optional<QueueRow> next = NextQueued();
@@ -198,6 +196,7 @@ void BatchQueue::Run(const QueueSetup& setup, QueueObserver& observer, Questions
     }
     std::optional<QueueRow> row = TakeNext(taken);
     if (!row) break;
+    const auto start = Clock::now();
     std::unique_ptr<DiscStage> stage = ahead.TakeFor(*row);
     RunTuning tuning;
     tuning.stage = stage.get();
