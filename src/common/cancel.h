@@ -9,21 +9,13 @@ namespace ebf {
 class CancelToken {
  public:
   CancelToken() = default;
-  // A token that also stops when `parent` is asked to, without taking the parent's request
-  // (work done beside a run stops with it).
-  explicit CancelToken(const CancelToken* parent) : parent_(parent) {}
   CancelToken(const CancelToken&) = delete;
   CancelToken& operator=(const CancelToken&) = delete;
 
   void Request() noexcept { requested_.store(true); }
-  bool Requested() const noexcept {
-    return requested_.load(std::memory_order_relaxed) || (parent_ && parent_->Requested());
-  }
+  bool Requested() const noexcept { return requested_.load(std::memory_order_relaxed); }
   // True when a cancel was asked for; the request is cleared, since the caller honours it.
-  bool Take() noexcept {
-    const bool own = requested_.exchange(false);
-    return own || (parent_ && parent_->Requested());
-  }
+  bool Take() noexcept { return requested_.exchange(false); }
 
   // While the user's own file is being rewritten, whoever offers Cancel asks first whether
   // the user is sure (the question is theirs; the routine only says when it applies).
@@ -49,7 +41,6 @@ class CancelToken {
  private:
   std::atomic<bool> requested_{false};
   std::atomic<bool> confirm_{false};
-  const CancelToken* parent_ = nullptr;
   static inline std::atomic<CancelToken*> signalTarget_{nullptr};
 };
 

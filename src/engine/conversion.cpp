@@ -11,7 +11,6 @@
 #include "common/run_lock.h"
 #include "common/text.h"
 #include "engine/converter_run.h"
-#include "engine/disc_stage.h"
 #include "engine/patch_run.h"
 #include "imaging/dib.h"
 #include "pbp/container.h"
@@ -303,19 +302,9 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   std::vector<std::string> images;
   for (int disc = 1; disc <= discs; ++disc) {
     Stage stage(progress, "", 1.0 / discs);
-    const std::string tempBin = temp + TempImageName("TempBIN", ".bin", disc);
-    std::optional<DiscPreparation> staged;
-    if (tuning.stage && !fromPackage)
-      staged = tuning.stage->Take(disc, sources[disc - 1], plan.settings.addIsoPadding, tempBin,
-                                  temp + pbp::DiscTocFileName(disc));
-    if (staged) {
-      progress.Log("Prepared ahead: " + FileNameOf(sources[disc - 1]) + "\r\n");
-      if (!staged->warning.empty()) progress.Log(staged->warning + "\r\n");
-    }
-    DiscPreparation prep =
-        staged ? *staged
-               : PrepareDiscImage(sources[disc - 1], temp, tempBin, plan.settings.addIsoPadding,
-                                  fromPackage, progress, cancel, pbp::DiscTocFileName(disc));
+    DiscPreparation prep = PrepareDiscImage(
+        sources[disc - 1], temp, temp + TempImageName("TempBIN", ".bin", disc),
+        plan.settings.addIsoPadding, fromPackage, progress, cancel, pbp::DiscTocFileName(disc));
     if (!prep.outcome.succeeded())
       return stop(discs > 1 ? prep.outcome.Within("Disc " + std::to_string(disc)) : prep.outcome);
     images.push_back(prep.imagePath);
@@ -409,7 +398,6 @@ ConversionResult MakeNewPackage(const ConversionPlan& plan, Progress& progress,
   run.printed = &result.converterOutput;
   DeleteFileIfExists(partial);
 
-  if (tuning.converterStarting) tuning.converterStarting();
   if (Outcome converted = RunConverter(run, progress, cancel); !converted.succeeded())
     return stop(converted);
   if (std::string res = pbp::CheckWrittenPackage(partial); !res.empty())

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,15 +39,10 @@ struct ConversionResult {
   std::string converterOutput;        // all the converter printed, when it ran to its end
 };
 
-class DiscStage;
-
-// Knobs the tests turn (the volume's free space, the converter's poll interval), and what a
-// queue gives a run: the discs it prepared ahead, and a call when the converter starts.
+// Knobs the tests turn: the volume's free space and the converter's poll interval.
 struct RunTuning {
   FreeSpaceSource freeSpace;  // the real volume when empty
   std::chrono::milliseconds pollInterval{200};
-  DiscStage* stage = nullptr;               // a disc staged from the plan's own source is used
-  std::function<void()> converterStarting;  // on the run's thread, just before the converter
 };
 
 ConversionResult RunConversion(const ConversionPlan& plan, Progress& progress, Questions& questions,

@@ -2,15 +2,12 @@
 // queue runs (with the real converter), and the report.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <map>
 #include <nlohmann/json.hpp>
 
 #include "common/files.h"
 #include "common/text.h"
 #include "library/queue/report.h"
 #include "support/disc_builder.h"
-#include "support/ecm_writer.h"
 #include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -169,89 +166,6 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
   EXPECT_EQ(summary.done, 3u);
   EXPECT_EQ(summary.skipped, 3u);
   EXPECT_EQ(summary.failed + summary.cancelled + summary.queued, 0u);
-}
-
-// Each row's log, and a hook for the moment the next row's discs are prepared ahead.
-class AheadWatcher : public QueueObserver {
- public:
-  struct RowLog : Progress {
-    void Log(const std::string& text) override { said += text; }
-    std::string said;
-  };
-  Progress& ProgressFor(const QueueRow& row) override { return logs[row.id]; }
-  void RowPrepared(const QueueRow& row) override {
-    if (onPrepared) onPrepared(row.id);
-  }
-  std::map<int, RowLog> logs;
-  std::function<void(int)> onPrepared;
-};
-
-TEST(Queue, TheNextGamesDiscsArePreparedWhileThisOneIsConverted) {
-  TempDir prog, dir;
-  const std::string program = test::CopyRuntimeTree(prog);
-  const std::string lib = dir.MakeDir("lib");
-  std::vector<QueueRow> games;
-  for (const auto& [name, exe] : {std::pair{"Crash.bin.ecm", "SCES_003.44"},
-                                  std::pair{"Metal Gear.bin.ecm", "SLUS_005.94"}}) {
-    test::WriteFileBytes(lib + "/" + name, test::EncodeEcm(test::BuildDiscImage(
-                                               test::GameDisc(exe, test::NoiseBytes(300000, 5)),
-                                               test::SectorLayout::Mode2Raw)));
-    games.push_back(RowFor({{lib + "/" + name}, false, {}, {}}));
-  }
-  enum class Then { Nothing, Edit, Remove, Stop };
-  struct Case {
-    const char* name;
-    bool ahead;
-    Then then;  // done to the second row once its discs are prepared
-    std::vector<std::string> states;
-    bool usedAhead;  // the second row's run took the prepared discs
-  };
-  const Case cases[] = {
-      {"without", false, Then::Nothing, {"Done", "Done"}, false},
-      {"ahead", true, Then::Nothing, {"Done", "Done"}, true},
-      {"edited", true, Then::Edit, {"Done", "Done"}, false},
-      {"removed", true, Then::Remove, {"Done"}, false},
-      {"stopped", true, Then::Stop, {"*", "Queued"}, false},
-  };
-  std::string reference;  // the second package, made without preparing ahead
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    BatchQueue queue;
-    const std::vector<int> ids = queue.Add(games);
-    QueueSetup setup;
-    setup.settings = QueueSettings(Settings{}, dir / c.name);
-    setup.folders = ProgramFolders(program);
-    setup.job.level = 1;
-    setup.prepareAhead = c.ahead;
-    test::RunRecorder yes;
-    AheadWatcher watcher;
-    watcher.onPrepared = [&](int id) {
-      ASSERT_EQ(id, ids[1]);
-      // The prepared files are there now; whatever happens next, the run removes them.
-      EXPECT_TRUE(FileExists(prog / "Temp/AHEAD*"));
-      bool done = true;
-      if (c.then == Then::Edit) done = queue.Edit(id, std::nullopt, std::nullopt);
-      if (c.then == Then::Remove) done = queue.Remove(id);
-      if (c.then == Then::Stop) yes.cancel.Request();
-      EXPECT_TRUE(done);
-    };
-    queue.Run(setup, watcher, yes, yes.cancel);
-
-    std::vector<std::string> states;
-    for (const QueueRow& row : queue.Rows())
-      states.push_back(states.empty() && c.then == Then::Stop ? "*" : RowStateName(row.state));
-    EXPECT_EQ(states, c.states);
-    EXPECT_EQ(
-        watcher.logs[ids[1]].said.find("Prepared ahead: Metal Gear.bin.ecm") != std::string::npos,
-        c.usedAhead);
-    EXPECT_FALSE(FileExists(prog / "Temp/AHEAD*"));
-    EXPECT_FALSE(FileExists(prog / "Temp/TempBIN*"));
-    if (c.states.size() < 2 || c.states[1] != "Done") continue;
-    const std::string package = test::ReadFileText(queue.Rows()[1].package);
-    if (reference.empty()) reference = package;
-    EXPECT_EQ(package, reference);
-    EXPECT_GT(package.size(), 300000u);
-  }
 }
 
 TEST(Queue, RowsAreEditedMovedAndRemovedAndTheReportSaysSo) {

@@ -4,7 +4,6 @@
 #include <chrono>
 
 #include "common/files.h"
-#include "library/queue/read_ahead.h"
 
 namespace ebf {
 namespace {
@@ -39,7 +38,6 @@ bool BatchQueue::Remove(int id) {
   std::lock_guard lock(mutex_);
   auto it = FindRow(rows_, id);
   if (it == rows_.end() || it->state == RowState::Running) return false;
-  if (ahead_) ahead_->Cancel(id);
   rows_.erase(it);
   return true;
 }
@@ -62,8 +60,6 @@ bool BatchQueue::Edit(int id, const std::optional<std::string>& title,
   std::lock_guard lock(mutex_);
   auto it = FindRow(rows_, id);
   if (it == rows_.end() || it->state != RowState::Queued) return false;
-  ++it->revision;
-  if (ahead_) ahead_->Cancel(id);
   if (title) {
     it->title = *title;
     it->titleEdited = true;
@@ -80,7 +76,6 @@ bool BatchQueue::Retry(int id) {
   auto it = FindRow(rows_, id);
   if (it == rows_.end() || !Finished(it->state)) return false;
   it->state = RowState::Queued;
-  ++it->revision;
   it->skip = SkipReason::None;
   it->reason.clear();
   return true;
@@ -147,14 +142,6 @@ std::optional<QueueRow> BatchQueue::TakeNext(std::set<std::string>& taken) {
   return *it;
 }
 
-std::optional<QueueRow> BatchQueue::NextQueued() const {
-  std::lock_guard lock(mutex_);
-  auto it = std::find_if(rows_.begin(), rows_.end(),
-                         [](const QueueRow& r) { return r.state == RowState::Queued; });
-  if (it == rows_.end()) return std::nullopt;
-  return *it;
-}
-
 void BatchQueue::Store(const QueueRow& row, double seconds) {
   std::lock_guard lock(mutex_);
   seconds_ += seconds;
@@ -171,50 +158,18 @@ void BatchQueue::Run(const QueueSetup& setup, QueueObserver& observer, Questions
   // One finder for the whole run, so that every folder of pictures is read once.
   PictureFinder pictures(PictureFoldersOf(setup.settings));
   std::set<std::string> taken;
-  ReadAhead ahead(setup, observer, cancel);
-  // Edits and removals reach the preparation while the run lasts, and never after.
-  struct Reach {
-    BatchQueue& queue;
-    Reach(BatchQueue& q, ReadAhead& a) : queue(q) {
-      std::lock_guard lock(queue.mutex_);
-      queue.ahead_ = &a;
-    }
-    ~Reach() {
-      std::lock_guard lock(queue.mutex_);
-      queue.ahead_ = nullptr;
-    }
-  } reach(*this, ahead);
   while (!stopAfter_ && !cancel.Take()) {
-    // The game prepared ahead is waited for when it is the next; any other is dropped.
-    if (ahead.RowId() != 0) {
-      const std::optional<QueueRow> next = NextQueued();
-      if (next && next->id == ahead.RowId())
-        ahead.Wait();
-      else
-        ahead.Drop();
-      if (stopAfter_ || cancel.Take()) break;
-    }
     std::optional<QueueRow> row = TakeNext(taken);
     if (!row) break;
     const auto start = Clock::now();
-    std::unique_ptr<DiscStage> stage = ahead.TakeFor(*row);
-    RunTuning tuning;
-    tuning.stage = stage.get();
-    // Only once this game is known to be converted, and while its converter compresses.
-    if (setup.prepareAhead)
-      tuning.converterStarting = [&] {
-        if (std::optional<QueueRow> next = NextQueued(); next && !stopAfter_) ahead.Start(*next);
-      };
     Progress& progress = observer.ProgressFor(*row);
     ++number;
     observer.RowStarted(*row, number, std::max(count, number));
-    const RowRun run = RunRow(*row, taken, setup, pictures, progress, questions, cancel, tuning);
-    stage.reset();  // what the run did not take
+    const RowRun run = RunRow(*row, taken, setup, pictures, progress, questions, cancel);
     Store(*row, std::chrono::duration<double>(Clock::now() - start).count());
     observer.RowFinished(*row, run);
     if (row->state == RowState::Cancelled) break;
   }
-  ahead.Drop();
 }
 
 }  // namespace ebf

@@ -43,7 +43,6 @@ struct QueueRow {
   // As the main window finds them (the game list, the image), or as the user typed them.
   std::string title, gameId, region;
   bool titleEdited = false, idEdited = false, identified = false;
-  int revision = 0;  // counts the edits, so that nothing prepared before one is used
   uint64_t sourceBytes = 0;
   RowState state = RowState::Queued;
   SkipReason skip = SkipReason::None;
@@ -73,8 +72,6 @@ struct QueueSetup {
   JobInput job;
   ExistingPackage existing = ExistingPackage::Skip;
   std::string pspRoot;  // the volume each package made is copied onto; "" for none
-  // While a game's converter runs, the next game's discs are prepared (joined, decoded).
-  bool prepareAhead = true;
 };
 
 // How a row's run went, beyond what the row keeps: for a face that says more.
@@ -92,8 +89,6 @@ class QueueObserver {
   // `number` of `count` in this run (both from 1).
   virtual void RowStarted(const QueueRow& /*row*/, std::size_t /*number*/, std::size_t /*count*/) {}
   virtual void RowFinished(const QueueRow& /*row*/, const RowRun& /*run*/) {}
-  // The discs of a queued row are prepared, ahead of its run; on the thread that did it.
-  virtual void RowPrepared(const QueueRow& /*row*/) {}
 };
 
 struct QueueSummary {
@@ -101,8 +96,6 @@ struct QueueSummary {
   double seconds = 0;       // the runs' own time
   uint64_t bytesSaved = 0;  // the sources' size less the packages' size, of the games done
 };
-
-class ReadAhead;
 
 class BatchQueue {
  public:
@@ -132,7 +125,6 @@ class BatchQueue {
 
  private:
   std::optional<QueueRow> TakeNext(std::set<std::string>& taken);
-  std::optional<QueueRow> NextQueued() const;
   void Store(const QueueRow& row, double seconds);
 
   mutable std::mutex mutex_;
@@ -140,13 +132,12 @@ class BatchQueue {
   int nextId_ = 1;
   double seconds_ = 0;
   std::atomic<bool> stopAfter_{false};
-  ReadAhead* ahead_ = nullptr;  // while a run is under way
 };
 
 // One row through its checks, its plan, its run and the copy onto the PSP; the row gets its
 // state. `taken`: the output folders other rows took.
 RowRun RunRow(QueueRow& row, const std::set<std::string>& taken, const QueueSetup& setup,
               PictureFinder& pictures, Progress& progress, Questions& questions,
-              CancelToken& cancel, const RunTuning& tuning = {});
+              CancelToken& cancel);
 
 }  // namespace ebf

@@ -157,7 +157,7 @@ Settings QueueSettings(Settings settings, const std::string& outputFolder) {
 
 RowRun RunRow(QueueRow& row, const std::set<std::string>& taken, const QueueSetup& setup,
               PictureFinder& pictures, Progress& progress, Questions& questions,
-              CancelToken& cancel, const RunTuning& tuning) {
+              CancelToken& cancel) {
   const auto start = std::chrono::steady_clock::now();
   RowRun run;
   row.warnings.clear();
@@ -212,7 +212,7 @@ RowRun RunRow(QueueRow& row, const std::set<std::string>& taken, const QueueSetu
     const bool copy = !setup.pspRoot.empty();
     {
       Stage converting(progress, "", copy ? 0.9 : 1.0);
-      run.result = RunConversion(plan, progress, asked, cancel, tuning);
+      run.result = RunConversion(plan, progress, asked, cancel);
       converting.Done();
     }
     const Outcome& outcome = run.result.outcome;
