@@ -517,6 +517,29 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
   EXPECT_EQ(progress.back(), std::make_pair(uint64_t{original.size()}, uint64_t{original.size()}));
 }
 
+// An unchanged file's scan is kept for its next reader; a file written anew, even of the
+// same size, is scanned anew (its closing checksum would not match a kept scan's).
+TEST(EcmReader, AKeptScanServesOnlyTheFileItWasMadeOf) {
+  test::TempDir dir;
+  const std::string path = dir / "kept.bin.ecm";
+  const Bytes first = MixedImage();
+  Bytes changed = first;
+  changed.back() ^= 1;  // in the literal bytes: the same records, another checksum
+  const Bytes shorter(first.begin(), first.end() - 1);
+  const auto then = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+  const std::pair<const Bytes*, int> rows[] = {
+      {&first, 0}, {&first, 0}, {&changed, 1}, {&shorter, 1}};
+  for (const auto& [image, second] : rows) {
+    test::WriteFileBytes(path, test::EncodeEcm(*image));
+    std::filesystem::last_write_time(path, then + std::chrono::seconds(second));
+    EcmReader r;
+    ASSERT_EQ(r.Open(path), "");
+    EXPECT_EQ(r.DecodedSize(), image->size());
+    EXPECT_TRUE(ReadAllInChunks(r, 1 << 20) == *image);
+    EXPECT_EQ(r.CheckChecksum(), "") << image->size() << " " << second;
+  }
+}
+
 TEST(EcmReader, ReadsFromAnyPositionWithoutDecodingTheRest) {
   test::TempDir dir;
   // Big enough for several seek points (one per 256 KiB of output).
