@@ -4,6 +4,7 @@
 
 #include "common/files.h"
 #include "common/run_lock.h"
+#include "engine/patch_run.h"
 #include "pbp/disc_table.h"
 #include "pbp/extract.h"
 #include "ui/file_dialogs.h"
@@ -51,8 +52,13 @@ Outcome EbootToIso(QWidget* parent, Prompter& prompter, FileDialogs& dialogs,
   }
   WorkerQuestions questions(prompter, &progress);
   const Outcome result =
-      RunJob(progress, questions, [&](Progress& p, Questions&, CancelToken& cancel) {
-        return pbp::ExtractEveryDisc(ebootPath, output, tocSetting, p, cancel, notes);
+      RunJob(progress, questions, [&](Progress& p, Questions& q, CancelToken& cancel) {
+        Outcome done = pbp::ExtractEveryDisc(ebootPath, output, tocSetting, p, cancel, notes);
+        // Emulators look for a disc's LibCrypt data beside its image, as beside the package.
+        for (int disc = 1; done.succeeded() && disc <= discs; ++disc)
+          done = CopyPackageSbi(ebootPath, disc,
+                                discs > 1 ? pbp::DiscOutputPath(output, disc) : output, q);
+        return done;
       });
   progress.hide();
   if (result.succeeded()) {

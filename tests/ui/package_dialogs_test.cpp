@@ -99,9 +99,12 @@ class EbootToIsoTest : public QObject {
     QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
     QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
     QVERIFY(prompter.shown.empty());
+    WriteFileText(dir / "EBOOT.sbi", "one disc's LibCrypt data");
     QVERIFY(run(eboot, iso, 0) == Outcome::Success());
     QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
     QCOMPARE(FileSize(iso).value_or(0), uint64_t(2 * kTestBlockSize));
+    QVERIFY(FileExists(dir / "game.sbi"));
+    QCOMPARE(ReadFileText(dir / "game.sbi"), std::string("one disc's LibCrypt data"));
     // Any other result is shown as it is.
     WriteFileText(dir / "bad.pbp", std::string(64, 'x'));
     QVERIFY(run(dir / "bad.pbp", dir / "bad.iso", 0) == Outcome::Failed(pbp::kPsarHeaderNotFound));
@@ -118,6 +121,7 @@ class EbootToIsoTest : public QObject {
     }
     const std::string set = dir.MakeDir("set") + "/EBOOT.PBP";
     WriteDiscSetPbp(set, discs);
+    WriteFileText(dir / "set/EBOOT_2.sbi", "disc 2's LibCrypt data");
     auto disc = [&](int n, const char* extension) {
       return dir / ("set/game (Disc " + std::to_string(n) + ")" + extension);
     };
@@ -136,6 +140,9 @@ class EbootToIsoTest : public QObject {
     QVERIFY(!FileExists(dir / "set/game.iso"));
     for (int n = 1; n <= 3; ++n)
       QCOMPARE(FileSize(disc(n, ".iso")).value_or(0), uint64_t(n + 2) * kTestBlockSize);
+    QVERIFY(FileExists(disc(2, ".sbi")));
+    QCOMPARE(ReadFileText(disc(2, ".sbi")), std::string("disc 2's LibCrypt data"));
+    QVERIFY(!FileExists(disc(1, ".sbi")) && !FileExists(disc(3, ".sbi")));
   }
 };
 
