@@ -92,25 +92,19 @@ int main(int argc, char** argv) {
   std::vector<double> best(kWays, 1e30);
   // Each way, given the round's tag ("0", "1" ...), writes into folders of its own.
   std::vector<std::function<bool(const std::string&)>> ways(kWays);
-  ways[kSingles] = [&](const std::string& r) {
+  // Ten converts one after the other, or one batch of the folder.
+  auto convertEach = [&](const std::vector<std::string>& inputs, const std::string& out) {
     bool done = true;
-    for (int i = 0; i < count; ++i)
-      done &= convert(discs[i], "single" + r + "/" + std::to_string(i));
+    for (int i = 0; i < count; ++i) done &= convert(inputs[i], out + "/" + std::to_string(i));
     return done;
   };
-  ways[kQueue] = [&](const std::string& r) {
-    return Run(cli, {"batch", bins, "-o", dir / ("queue" + r), "--level", "9", "--yes", "--quiet"});
+  auto batch = [&](const std::string& folder, const std::string& out) {
+    return Run(cli, {"batch", folder, "-o", dir / out, "--level", "9", "--yes", "--quiet"});
   };
-  ways[kSinglesEcm] = [&](const std::string& r) {
-    bool done = true;
-    for (int i = 0; i < count; ++i)
-      done &= convert(packed[i], "single-ecm" + r + "/" + std::to_string(i));
-    return done;
-  };
-  ways[kQueueEcm] = [&](const std::string& r) {
-    return Run(cli,
-               {"batch", ecms, "-o", dir / ("queue-ecm" + r), "--level", "9", "--yes", "--quiet"});
-  };
+  ways[kSingles] = [&](const std::string& r) { return convertEach(discs, "single" + r); };
+  ways[kQueue] = [&](const std::string& r) { return batch(bins, "queue" + r); };
+  ways[kSinglesEcm] = [&](const std::string& r) { return convertEach(packed, "single-ecm" + r); };
+  ways[kQueueEcm] = [&](const std::string& r) { return batch(ecms, "queue-ecm" + r); };
   // The two ways of each comparison run back to back, first one then the other first, so
   // that the load of a shared machine, which drifts over minutes, favours neither.
   for (int round = 0; round < rounds; ++round) {
