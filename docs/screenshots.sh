@@ -4,7 +4,7 @@
 # settings file (written by ebootforge-cli settings set, as a user would), the pictures and
 # manual pages (ImageMagick); the screenshot program adds the disc images, starts the main
 # window from that settings file with a disc on its command line, and takes each window as a
-# user reaches it (see tests/ui/screenshots.cpp).
+# user reaches it (see screenshots.cpp).
 #   docs/screenshots.sh [build folder]
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
@@ -16,7 +16,7 @@ rm -rf "$data"
 trap 'rm -rf "$data"' EXIT
 mkdir -p "$data/Games" "$data/Pictures" "$data/Scans" "$data/PSP/GAME" \
   "$data/media/PSP/PSP/GAME" "$data/media/CARD" "$data/Resources/SLUS-99901"
-cmake --build "$build" --target ebf_ui_screenshots ebf_runtime_tree ebootforge-cli
+cmake --build "$build" --target ebf_screenshots ebf_runtime_tree ebootforge-cli
 
 ini=$data/ebootforge.ini
 for setting in "DefaultImagePath $data/Games" "DefaultOutputDir $data/PSP/GAME" \
@@ -51,5 +51,5 @@ for page in 1 2 3 4; do
 done
 
 xvfb-run -a -s "-screen 0 1280x1024x24" \
-  "$build/tests/ebf_ui_screenshots" "$build/bin" "$here" "$data"
+  "$build/docs/ebf_screenshots" "$build/bin" "$here" "$data"
 echo "screenshots written to $here"

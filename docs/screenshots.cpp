@@ -6,7 +6,7 @@
 // dialogs, a conversion (its progress window and closing message), Verify on the package
 // made (its progress half way and its result), the transfer onto a folder that stands in
 // for a PSP, a game on three discs, and the batch queue half way through a library.
-//   ebf_ui_screenshots <runtime folder> <output folder> <data folder>
+//   ebf_screenshots <runtime folder> <output folder> <data folder>
 
 #include <QApplication>
 #include <QCheckBox>
@@ -220,7 +220,7 @@ int main(int argc, char** argv) {
   QApplication app(argc, argv);
   QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
   if (argc != 4) {
-    qWarning("usage: ebf_ui_screenshots <runtime folder> <output folder> <data folder>");
+    qWarning("usage: ebf_screenshots <runtime folder> <output folder> <data folder>");
     return 2;
   }
   const std::string runtime = WithTrailingSep(argv[1]);
