@@ -81,18 +81,6 @@ DiscSet WriteFiles(const std::string& folder,
   return set;
 }
 
-// The Redump layout: one file per track, named "<title> (Track N).bin".
-DiscSet WriteThreeFiles(const std::string& folder, const std::string& title, const Bytes& track2,
-                        const Bytes& track3, bool windowsCase) {
-  std::vector<std::string> names;
-  for (char n : {'1', '2', '3'}) names.push_back(title + " (Track " + n + ").bin");
-  // The sheet names the files in another case than they have, as sheets made on Windows do.
-  std::vector<std::string> written = names;
-  if (windowsCase) written[2] = "GAME (USA) (TRACK 3).BIN";
-  return WriteFiles(folder, {{names[0], DataTrack()}, {names[1], track2}, {names[2], track3}},
-                    title + ".cue", RedumpSheet(written));
-}
-
 // The same disc with track 3's silent pregap as a PREGAP line: one file of 975 sectors.
 DiscSet WritePregapLineSet(const std::string& folder) {
   const Bytes disc = IndexedDisc(true);
@@ -125,13 +113,16 @@ std::string RedumpSheet(const std::vector<std::string>& names) {
 }
 
 DiscSet WriteRedumpSet(const std::string& folder, bool silentThirdPregap) {
-  return WriteThreeFiles(folder, "Game (USA)", Concat({Pregap(21), AudioSectors(225, 2)}),
-                         Concat({ThirdPregap(silentThirdPregap), AudioSectors(300, 3)}), true);
-}
-
-DiscSet WriteSilentRedumpSet(const std::string& folder) {
-  return WriteThreeFiles(folder, "Quiet (USA)", Concat({Zeros(150), AudioSectors(225, 6)}),
-                         Concat({Zeros(150), AudioSectors(300, 7)}), false);
+  std::vector<std::string> names;
+  for (char n : {'1', '2', '3'}) names.push_back(std::string("Game (USA) (Track ") + n + ").bin");
+  // The sheet names a file in another case than it has, as sheets made on Windows do.
+  std::vector<std::string> written = names;
+  written[2] = "GAME (USA) (TRACK 3).BIN";
+  return WriteFiles(folder,
+                    {{names[0], DataTrack()},
+                     {names[1], Concat({Pregap(21), AudioSectors(225, 2)})},
+                     {names[2], Concat({ThirdPregap(silentThirdPregap), AudioSectors(300, 3)})}},
+                    "Game (USA).cue", RedumpSheet(written));
 }
 
 DiscSet WritePregapSheet(const std::string& folder) {
@@ -230,12 +221,6 @@ DiscSet WriteAlcoholSet(const std::string& folder, uint32_t sectorSize, bool off
       WriteFiles(folder, {{"game.mdf", mdf}}, "Game.MDS", std::string(mds.begin(), mds.end()));
   set.input = set.files[0], set.disc = disc;
   return set;
-}
-
-DiscSet WriteSoloRedumpSet(const std::string& folder) {
-  return WriteFiles(
-      folder, {{"Solo (USA).bin", DataTrack()}}, "Solo (USA).cue",
-      "FILE \"Solo (USA).bin\" BINARY\r\n  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n");
 }
 
 // The image readers' sets: their sheet, the files it names, the disc.

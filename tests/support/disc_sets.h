@@ -47,12 +47,6 @@ enum class SameDiscLayout { OneFileSheet, RedumpSet, PregapLine, CloneCd, CloneC
 // clang-format on
 DiscSet WriteSameDisc(SameDiscLayout layout, const std::string& folder);
 
-// A one-track Redump set: "Solo (USA).bin" (the 300-sector data track) and its sheet.
-DiscSet WriteSoloRedumpSet(const std::string& folder);
-// The Redump set's layout with pregaps of digital silence: "Quiet (USA) (Track N).bin",
-// each audio file beginning with 150 zero sectors.
-DiscSet WriteSilentRedumpSet(const std::string& folder);
-
 // The sheet text of the Redump set with its three file names, for variants of it.
 std::string RedumpSheet(const std::vector<std::string>& names);
 
