@@ -332,21 +332,6 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
 // alone or named by a sheet; the game ID and the resolver know both, and
 // the ID is read from a handful of sectors, not the whole disc.
 
-// A ByteSource that counts what is asked of it.
-class CountingSource : public ByteSource {
- public:
-  explicit CountingSource(ByteSource& inner) : inner_(inner) {}
-  uint64_t Size() override { return inner_.Size(); }
-  std::size_t ReadAt(uint64_t offset, std::span<uint8_t> out) override {
-    bytes += out.size();
-    return inner_.ReadAt(offset, out);
-  }
-  uint64_t bytes = 0;
-
- private:
-  ByteSource& inner_;
-};
-
 TEST(PackedDisc, ChdAndEcmOpenWithTheSheetsTracksAndSectors) {
   TempDir dir;
   const test::CdSet set = test::WriteMixedSet(dir.path());
@@ -428,11 +413,10 @@ TEST(PackedDisc, GameIdAndResolverKnowChdAndEcm) {
     SCOPED_TRACE(name);
     DiscOpenResult disc = OpenDiscImage(dir / name);
     ASSERT_TRUE(disc.disc) << disc.message;
-    auto bytes = DiscBytes(*disc.disc);
-    CountingSource counted(*bytes);
-    EXPECT_EQ(DetectGameId(counted), "SLUS01234");
+    GameIdProbe probe;
+    EXPECT_EQ(DetectGameId(*DiscBytes(*disc.disc), &probe), "SLUS01234");
     // The volume descriptor and the root directory: a few sectors of the 419.
-    EXPECT_LT(counted.bytes, 8u * 2352);
+    EXPECT_LT(probe.bytesRead, 8u * 2352);
 
     ResolveContext context;
     context.programFolder = program.path();
