@@ -153,19 +153,23 @@ TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
 
 TEST(GameIdCheck, RefusalsComeInOrder) {
   RunRecorder host;
-  auto check = [&](const std::string& id, const std::string& title, const std::string& save) {
-    return CheckGameIdForConversion(id, title, save, "", false, false, host);
-  };
-  EXPECT_EQ(check("", "", "").message, kNoTitleMessage);
-  EXPECT_EQ(check("", "T", "").message, kNoSaveNameMessage);
-  EXPECT_EQ(check("ABCD1234", "T", "S").message, kIdLengthMessage);
-  EXPECT_EQ(check("SLUS012345", "T", "S").message, kIdLengthMessage);
-  EXPECT_EQ(check("ABCD12345", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS1234X", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS-1234", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS-1234", "T", "S").outcome, CheckOutcome::Refused);
-  for (const char* ok : {"SCUS94476", "scus94476", "SlEs12345", "ESPM00001", "SIPS99999"})
-    EXPECT_EQ(check(ok, "T", "S").outcome, CheckOutcome::Pass) << ok;
+  // ID, title, save name and the message it is refused with ("": it passes).
+  // clang-format off
+  const std::tuple<const char*, const char*, const char*, std::string> rows[] = {
+      {"", "", "", kNoTitleMessage}, {"", "T", "", kNoSaveNameMessage},
+      {"ABCD1234", "T", "S", kIdLengthMessage}, {"SLUS012345", "T", "S", kIdLengthMessage},
+      {"ABCD12345", "T", "S", kIdShapeMessage}, {"SLUS1234X", "T", "S", kIdShapeMessage},
+      {"SLUS-1234", "T", "S", kIdShapeMessage}, {"SCUS94476", "T", "S", ""},
+      {"scus94476", "T", "S", ""}, {"SlEs12345", "T", "S", ""}, {"ESPM00001", "T", "S", ""},
+      {"SIPS99999", "T", "S", ""}};
+  // clang-format on
+  for (const auto& [id, title, save, message] : rows) {
+    const GameIdCheck r = CheckGameIdForConversion(id, title, save, "", false, false, host);
+    EXPECT_EQ(
+        std::tie(r.outcome, r.message),
+        std::make_tuple(message.empty() ? CheckOutcome::Pass : CheckOutcome::Refused, message))
+        << id;
+  }
   EXPECT_TRUE(host.questions.empty());
 }
 
@@ -222,29 +226,22 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
     int exit;
     std::vector<std::string> says;
   };
+  // clang-format off
   const Row rows[] = {
       {{"gameid", bin}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "Metal.cue"}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "junk.iso"}, 1, {"No game ID found in " + (dir / "junk.iso") + "\n"}},
       // The shipped database sits beside the program.
-      {{"lookup", "SLUS00776"},
-       0,
-       {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
+      {{"lookup", "SLUS00776"}, 0, {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
       {{"lookup", "NONE00000"}, 1, {}},
-      {{"resolve", bin, "--ini", dir / "test.ini"},
-       0,
-       {"input = " + bin + "\n", "game ID = SLUS00594\n",
-        "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
-      {{"resolve", bin, "--yes", "--ini", dir / "test.ini"},
-       0,
-       {"input = " + (dir / "Metal.cue") + "\n", "data file = " + bin + "\n"}},
+      {{"resolve", bin, "--ini", dir / "test.ini"}, 0, {"input = " + bin + "\n", "game ID = SLUS00594\n", "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
+      {{"resolve", bin, "--yes", "--ini", dir / "test.ini"}, 0, {"input = " + (dir / "Metal.cue") + "\n", "data file = " + bin + "\n"}},
       {{"resolve", dir / "bad.cue"}, 1, {"inspection = no"}},
       {{"palfix", image}, 1, {}},  // neither fix chosen
-      {{"palfix", image, "--screen", "--gfx"},
-       0,
-       {"0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n"}},
+      {{"palfix", image, "--screen", "--gfx"}, 0, {"0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n"}},
       {{"palfix", dir / "missing.bin", "--screen"}, 1, {}},
   };
+  // clang-format on
   for (const Row& row : rows) {
     const ProcessResult r = RunProcess(PrivateCli(), row.args, {});
     SCOPED_TRACE(row.args[0] + " " + row.args[1] + "\n" + r.output);

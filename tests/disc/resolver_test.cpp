@@ -188,32 +188,25 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
 }
 
 TEST_F(Resolver, OutputFolderOptions) {
-  std::string bin = Image("My.Game.Disc.bin", "SLUS_005.94");
-  const std::string base = images.path();
-  const std::string expected[] = {base, base + kSep + "My", base + kSep + "Metal Game [NTSC-U]",
-                                  base + kSep + "SLUS00594"};
-  for (int opt = 0; opt < 4; ++opt) {
-    context.defaultOutDirOpt = opt;
-    EXPECT_EQ(Resolve(bin).outputFolder, expected[opt]) << opt;
+  const std::string bin = Image("My.Game.Disc.bin", "SLUS_005.94"), plain = images / "Plain.iso";
+  WriteFileBytes(plain, Bytes(40000, 0));
+  WriteFileBytes(images / "NoDotName", Bytes(100, 0));
+  const std::string base = images.path() + kSep, out = std::string("/out") + kSep;
+  // The file, the option, the DefaultOutputDir setting and the folder. With no ID, option 3
+  // leaves the bare base with its separator; a name without "." is taken whole; the setting
+  // replaces the image's folder, a separator added once.
+  // clang-format off
+  const std::tuple<std::string, int, std::string, std::string> rows[] = {
+      {bin, 0, "", images.path()}, {bin, 1, "", base + "My"},
+      {bin, 2, "", base + "Metal Game [NTSC-U]"}, {bin, 3, "", base + "SLUS00594"},
+      {plain, 3, "", base}, {images / "NoDotName", 1, "", base + "NoDotName"},
+      {bin, 2, "/out", out + "Metal Game [NTSC-U]"}, {bin, 2, out, out + "Metal Game [NTSC-U]"},
+      {bin, 0, out, out}};
+  // clang-format on
+  for (const auto& [file, opt, setting, folder] : rows) {
+    std::tie(context.defaultOutDirOpt, context.defaultOutputDir) = std::tie(opt, setting);
+    EXPECT_EQ(Resolve(file).outputFolder, folder) << file << " " << opt << " " << setting;
   }
-  // With no ID, option 3 leaves the bare base with its separator.
-  std::string plain = images / "Plain";
-  WriteFileBytes(plain + ".iso", Bytes(40000, 0));
-  EXPECT_EQ(Resolve(plain + ".iso").outputFolder, base + kSep);
-  // A name without "." is taken whole.
-  context.defaultOutDirOpt = 1;
-  std::string noDot = images / "NoDotName";
-  WriteFileBytes(noDot, Bytes(100, 0));
-  EXPECT_EQ(Resolve(noDot).outputFolder, base + kSep + "NoDotName");
-
-  // The DefaultOutputDir setting replaces the image's folder; a separator is added once.
-  context.defaultOutputDir = "/out";
-  context.defaultOutDirOpt = 2;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.defaultOutputDir = std::string("/out") + kSep;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.defaultOutDirOpt = 0;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep);
 }
 
 TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
@@ -296,30 +289,29 @@ TEST(DropClassification, ExtensionsDecide) {
     WriteFileText(dir / name, "x");
     return dir / name;
   };
-  for (const char* name :
-       {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
-    DropDecision d = ClassifyDrop({make(name)});
-    EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne),
-              std::make_tuple(DropAction::Accept, dir / name, false))
-        << name;
-  }
-  EXPECT_EQ(ClassifyDrop({make("a.mds")}).message, kMdsMessage);
-  for (const char* name : {"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"})
-    EXPECT_EQ(ClassifyDrop({make(name)}).message, kUnsupportedFormatMessage) << name;
-  for (const char* name : {"a.zip", "a.jpeg", "iso", "a.is"})
-    EXPECT_EQ(ClassifyDrop({make(name)}).message, kNotAnImageMessage) << name;
-  EXPECT_EQ(ClassifyDrop({make("a.zip")}).action, DropAction::Refuse);
-
-  // CCD: its IMG takes its place, or the ":(" message when there is none.
-  EXPECT_EQ(ClassifyDrop({make("game.ccd")}).message, kNoImgFileMessage);
+  // The names and the message they are refused with ("": accepted as they are). A CCD's IMG
+  // takes its place, or the ":(" message when there is none.
+  const std::pair<std::vector<const char*>, std::string> rows[] = {
+      {{"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}, ""},
+      {{"a.mds"}, kMdsMessage},
+      {{"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"}, kUnsupportedFormatMessage},
+      {{"a.zip", "a.jpeg", "iso", "a.is"}, kNotAnImageMessage},
+      {{"game.ccd"}, kNoImgFileMessage}};
+  for (const auto& [names, message] : rows)
+    for (const char* name : names) {
+      DropDecision d = ClassifyDrop({make(name)});
+      EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne, d.message),
+                std::make_tuple(message.empty() ? DropAction::Accept : DropAction::Refuse,
+                                message.empty() ? dir / name : "", false, message))
+          << name;
+    }
   std::string img = make("game.img");
   DropDecision d = ClassifyDrop({dir / "game.ccd"});
   EXPECT_EQ(std::tie(d.action, d.path), std::make_tuple(DropAction::Accept, img));
 
   // Several files: one warning, then the first file as usual (which may be refused).
   d = ClassifyDrop({make("x.nrg"), make("b.iso"), make("c.iso")});
-  EXPECT_TRUE(d.moreThanOne);
-  EXPECT_EQ(d.message, kUnsupportedFormatMessage);
+  EXPECT_EQ(std::tie(d.moreThanOne, d.message), std::make_tuple(true, kUnsupportedFormatMessage));
   // A vanished file, or nothing at all: silence.
   d = ClassifyDrop({dir / "gone.iso"});
   EXPECT_EQ(std::tie(d.action, d.message), std::make_tuple(DropAction::Ignore, ""));
