@@ -51,11 +51,7 @@ Scan RunFix(const std::string& path, PalFixOptions options, uint64_t start = 0,
   return s;
 }
 
-PalFixOptions Both() {
-  PalFixOptions o;
-  o.screenHeight = o.graphics = true;
-  return o;
-}
+const PalFixOptions kBoth{true, true, true};
 
 using Window = std::array<uint8_t, 8>;
 
@@ -104,9 +100,7 @@ TEST(PalFix, HandPlacedCasesForEachOptionSet) {
   // No option, the screen option (rules 0 and 1), the graphics option (2 and 3), and both.
   for (int opt = 0; opt < 4; ++opt) {
     SCOPED_TRACE(opt);
-    PalFixOptions o;
-    o.screenHeight = opt & 1;
-    o.graphics = opt & 2;
+    const PalFixOptions o{(opt & 1) != 0, (opt & 2) != 0};
     WriteFileBytes(path, data);
     Scan s = RunFix(path, o);
     EXPECT_TRUE(s.result.error.empty());
@@ -141,21 +135,18 @@ TEST(PalFix, StretchListingCancelAndProgress) {
 
   // Only the stretch [start, end) is scanned; a window must fit inside it whole.
   WriteFileBytes(path, data);
-  auto offsets = [](const Scan& scan) {
-    std::vector<uint64_t> at;
-    for (const PalPatch& p : scan.undo) at.push_back(p.offset);
-    return at;
-  };
-  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'008)), std::vector<uint64_t>{50'000});
-  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'009)), std::vector<uint64_t>{1'000'001});
+  for (const auto& [end, at] : {std::pair{1'000'008, 50'000}, {1'000'009, 1'000'001}}) {
+    const Scan scan = RunFix(path, kBoth, 40'000, end);
+    ASSERT_EQ(scan.undo.size(), 1u) << end;
+    EXPECT_EQ(scan.undo[0].offset, uint64_t(at)) << end;
+  }
 
   // Listing without writing reports each match once and leaves the file alone, even for a
   // pair in the window that two chunks share.
   Bytes seam = data;
   Plant(seam, 32759, 0x24910013, 0x24910010);
   WriteFileBytes(path, seam);
-  PalFixOptions list = Both();
-  list.write = false;
+  const PalFixOptions list{true, true, false};
   Scan listed = RunFix(path, list);
   EXPECT_EQ(listed.reported.size(), 5u);
   EXPECT_EQ(ReadFileBytes(path), seam);
@@ -165,8 +156,7 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   RunFix(path, list, 0, UINT64_MAX, &host);
   EXPECT_EQ(host.stages, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
   EXPECT_EQ(host.completed, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
-  EXPECT_EQ(host.amounts.size(), 1u);  // 92 chunks of 32,767 bytes: one pump, after the 65th
-  ASSERT_FALSE(host.amounts.empty());
+  ASSERT_EQ(host.amounts.size(), 1u);  // 92 chunks of 32,767 bytes: one pump, after the 65th
   EXPECT_EQ(host.amounts.back().second, seam.size());
   EXPECT_GT(host.amounts.back().first, seam.size() / 2);
 
@@ -175,7 +165,7 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   WriteFileBytes(path, data);
   RunRecorder cancelling;
   cancelling.onAdvance = [&](int) { cancelling.cancel.Request(); };
-  Scan cut = RunFix(path, Both(), 0, UINT64_MAX, &cancelling);
+  Scan cut = RunFix(path, kBoth, 0, UINT64_MAX, &cancelling);
   EXPECT_TRUE(cut.result.cancelled && cancelling.cancel.Requested() &&
               cancelling.completed.empty());
   EXPECT_EQ(cut.undo.size(), 3u);  // all but the last lie before the first pump
@@ -190,10 +180,10 @@ TEST(PalFix, OddFilesNeverCrash) {
     Bytes data(size, 0x13);
     if (size >= 8) Plant(data, size - 8, 0x24910013, 0x24910010);
     WriteFileBytes(path, data);
-    Scan s = RunFix(path, Both());
+    Scan s = RunFix(path, kBoth);
     EXPECT_EQ(s.result.patches, size >= 8 ? 1u : 0u) << size;
     // An end past the file's end stops at the end.
-    EXPECT_EQ(RunFix(path, Both(), 0, size + 100000).result.patches, 0u);
+    EXPECT_EQ(RunFix(path, kBoth, 0, size + 100000).result.patches, 0u);
   }
   EXPECT_NE(ReplayPalUndo(dir / "missing.bin", {PalPatch{}}), "");
 }

@@ -42,10 +42,9 @@ std::vector<std::string> FolderEntries(const std::string& folder) {
 }
 
 TEST(Rip, TrackFilesAreNamedAsRedumpNamesThem) {
-  EXPECT_EQ(rip::TrackFileName("Game", 1, 1), "Game.bin");
-  EXPECT_EQ(rip::TrackFileName("Game", 2, 3), "Game (Track 2).bin");
-  EXPECT_EQ(rip::TrackFileName("Game", 2, 12), "Game (Track 02).bin");
-  EXPECT_EQ(rip::TrackFileName("Game", 12, 12), "Game (Track 12).bin");
+  EXPECT_EQ(rip::TrackFileName("Game", 1, 1) + rip::TrackFileName("Game", 2, 3) +
+                rip::TrackFileName("Game", 2, 12) + rip::TrackFileName("Game", 12, 12),
+            "Game.binGame (Track 2).binGame (Track 02).binGame (Track 12).bin");
 }
 
 TEST(Rip, ADiscBecomesOneFilePerTrackWithItsPregapOrLeavesNothing) {
@@ -120,29 +119,20 @@ uint16_t Crc16(const uint8_t* p, std::size_t n) {
   return static_cast<uint16_t>(~crc);
 }
 
-uint8_t Bcd(uint32_t v) {
-  return static_cast<uint8_t>((v / 10) << 4 | (v % 10));
-}
-
 // Minute, second and frame of absolute sector `s`, in BCD.
 Bytes Msf(uint32_t s) {
-  return {Bcd(s / 4500), Bcd(s / 75 % 60), Bcd(s % 75)};
+  auto bcd = [](uint32_t v) { return static_cast<uint8_t>((v / 10) << 4 | (v % 10)); };
+  return {bcd(s / 4500), bcd(s / 75 % 60), bcd(s % 75)};
 }
 
-// Q0-Q9 of absolute sector `s` on a one-track data disc.
-Bytes NormalQ(uint32_t s) {
+// Q0-Q9 of absolute sector `s` on a one-track data disc, or what the protection writes there
+// (`modified`): the relative position moved, as the drive would never report.
+Bytes Q(uint32_t s, bool modified = false) {
   Bytes q = {0x41, 1, 1};
   Append(q, Msf(s - 150));
   q.push_back(0);
   Append(q, Msf(s));
-  return q;
-}
-
-// What the protection writes: the relative position moved, as the drive would never report.
-Bytes ModifiedQ(uint32_t s) {
-  Bytes q = NormalQ(s);
-  q[5] ^= 0x01;
-  q[9] ^= 0x10;
+  if (modified) q[5] ^= 0x01, q[9] ^= 0x10;
   return q;
 }
 
@@ -160,12 +150,12 @@ TEST(LibCrypt, AnSbiAndACloneCdSubOfOneDiscGiveOneKeyAndOneSbi) {
   for (uint32_t s : modified) {
     Append(expected, Msf(s));
     expected.push_back(1);
-    Append(expected, ModifiedQ(s));
+    Append(expected, Q(s, true));
   }
   // The user's .sbi also lists the backup set on minute 9, which the protection never reads.
   Bytes sbi = expected;
   Append(sbi, {0x09, 0x08, 0x05, 1});
-  Append(sbi, ModifiedQ(9 * 4500 + 8 * 75 + 5));
+  Append(sbi, Q(9 * 4500 + 8 * 75 + 5, true));
   test::WriteFileBytes(dir / "game.sbi", sbi);
 
   // The .sub: every sector's Q with its CRC, the protected ones with the CRC of the Q they
@@ -174,8 +164,7 @@ TEST(LibCrypt, AnSbiAndACloneCdSubOfOneDiscGiveOneKeyAndOneSbi) {
   for (uint32_t lba = 0; lba < sub.size() / 96; ++lba) {
     const uint32_t s = lba + 150;
     const bool changed = std::count(modified.begin(), modified.end(), s) > 0;
-    const Bytes q = changed ? ModifiedQ(s) : NormalQ(s);
-    const Bytes good = NormalQ(s);
+    const Bytes q = Q(s, changed), good = Q(s);
     uint16_t crc = Crc16(good.data(), 10);
     if (lba == 1000) crc ^= 0x0100;
     std::copy(q.begin(), q.end(), sub.begin() + lba * 96 + 12);
