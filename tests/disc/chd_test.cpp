@@ -161,74 +161,64 @@ TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
   const Bytes good = test::ReadFileBytes(dir / "good.chd");
   const Bytes plain = test::ReadFileBytes(dir / "plain.chd");
-  const std::string path = dir / "Bad.chd";
   // Opens, then (`whole`) reads the whole disc and checks the digests: the first message.
   auto readAll = [&](const Bytes& file, bool whole = true) {
-    test::WriteFileBytes(path, file);
+    test::WriteFileBytes(dir / "Bad.chd", file);
     chd::ChdCdImage image;
-    std::string error = image.Open(path);
+    std::string error = image.Open(dir / "Bad.chd");
     if (!error.empty() || !whole) return error;
     ReadDisc(image, &error);
     return error.empty() ? image.VerifyWholeImage() : error;
   };
-  auto open = [&](const Bytes& file) { return readAll(file, false); };
   ASSERT_EQ(readAll(good), "");
-  // `good` with the bytes at `at` replaced.
+  // `good` with the bytes at `at` replaced, or with one byte's bits flipped.
   auto with = [&](std::size_t at, std::string_view bytes) {
     Bytes bad = good;
     std::copy(bytes.begin(), bytes.end(), bad.begin() + static_cast<std::ptrdiff_t>(at));
     return bad;
   };
-  EXPECT_EQ(open(with(15, "\x04")),
-            "\"Bad.chd\" is a version 4 CHD; only version 5 is read (\"chdman copy\" rewrites "
-            "it as version 5).");
-  EXPECT_EQ(open(with(104, "\x5A")),
-            "\"Bad.chd\" needs a parent CHD (it holds only the differences from another "
-            "image); such files are not read.");
-  EXPECT_EQ(open(with(28, "avhu")),
-            "\"Bad.chd\" uses the compression \"avhu\", which this program cannot decode.");
-  EXPECT_EQ(open(with(0, "N")), "\"Bad.chd\" is not a CHD file.");
-
+  auto flip = [&](std::size_t at, uint8_t bits) {
+    return with(at, std::string(1, static_cast<char>(good[at] ^ bits)));
+  };
   const uint64_t mapOffset = uint64_t{LoadBe32(&good[40])} << 32 | LoadBe32(&good[44]);
   ASSERT_LT(mapOffset + 16, good.size());
-  EXPECT_EQ(
-      open(with(mapOffset + 10, std::string(1, static_cast<char>(good[mapOffset + 10] ^ 0xFF)))),
-      "\"Bad.chd\" is damaged: its hunk map fails its checksum.");
-
-  // chdman writes the map last: a file cut short loses it first.
-  EXPECT_EQ(open(Bytes(good.begin(), good.end() - 1)),
-            "\"Bad.chd\" is damaged: its hunk map is cut short.");
-  EXPECT_EQ(open(Bytes(good.begin(), good.begin() + good.size() / 2)),
-            "\"Bad.chd\" is damaged: its map lies outside the file.");
-  // Cut just where the map would begin: not one byte of it is there.
-  EXPECT_EQ(open(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(mapOffset))),
-            "\"Bad.chd\" is damaged: its map lies outside the file.");
+  const auto cut = [&](std::size_t n) { return Bytes(good.begin(), good.begin() + n); };
+  // The track list is covered by the overall SHA-1.
+  const std::string frames = "FRAMES:419";
+  const auto text = std::search(good.begin(), good.end(), frames.begin(), frames.end());
+  ASSERT_NE(text, good.end());
+  const std::string cause = "\"Bad.chd\" is damaged: ";
+  // The file, whether it is read whole, the message.
+  // clang-format off
+  const std::tuple<Bytes, bool, std::string> rows[] = {
+      {with(15, "\x04"), false, "\"Bad.chd\" is a version 4 CHD; only version 5 is read (\"chdman copy\" rewrites it as version 5)."},
+      {with(104, "\x5A"), false, "\"Bad.chd\" needs a parent CHD (it holds only the differences from another image); such files are not read."},
+      {with(28, "avhu"), false, "\"Bad.chd\" uses the compression \"avhu\", which this program cannot decode."},
+      {with(0, "N"), false, "\"Bad.chd\" is not a CHD file."},
+      {flip(mapOffset + 10, 0xFF), false, cause + "its hunk map fails its checksum."},
+      // chdman writes the map last: a file cut short loses it first, even just where the map
+      // would begin.
+      {cut(good.size() - 1), false, cause + "its hunk map is cut short."},
+      {cut(good.size() / 2), false, cause + "its map lies outside the file."},
+      {cut(mapOffset), false, cause + "its map lies outside the file."},
+      {flip(70, 0x01), true, cause + "its data does not match its SHA-1."},  // the data's digest
+      {with(static_cast<std::size_t>(text - good.begin()) + 9, "8"), true, cause + "its track list does not match its SHA-1."},
+  };
+  // clang-format on
+  for (const auto& [file, whole, message] : rows) EXPECT_EQ(readAll(file, whole), message);
 
   // A flipped byte in the compressed data: that hunk fails to decode or fails its CRC.
-  Bytes bad = good;
-  bad[good.size() / 3] ^= 0x01;
-  EXPECT_EQ(readAll(bad).rfind("\"Bad.chd\" is damaged: hunk ", 0), 0u) << readAll(bad);
-
-  // The digest of the data itself.
-  EXPECT_EQ(readAll(with(70, std::string(1, static_cast<char>(good[70] ^ 0x01)))),
-            "\"Bad.chd\" is damaged: its data does not match its SHA-1.");
+  const std::string hunk = readAll(flip(good.size() / 3, 0x01));
+  EXPECT_EQ(hunk.rfind(cause + "hunk ", 0), 0u) << hunk;
 
   // chdman's uncompressed files carry neither hunk CRCs nor digests: a flipped byte there
   // reaches the sectors unnoticed (sector 200's user data appears in the file as it is).
   const Bytes needle(set.disc.begin() + 200 * 2352 + 24, set.disc.begin() + 200 * 2352 + 88);
   auto at = std::search(plain.begin(), plain.end(), needle.begin(), needle.end());
   ASSERT_NE(at, plain.end());
-  bad = plain;
+  Bytes bad = plain;
   bad[static_cast<std::size_t>(at - plain.begin()) + 10] ^= 0x01;
   EXPECT_EQ(readAll(bad), "");
-
-  // The track list is covered by the overall SHA-1.
-  bad = good;
-  const std::string frames = "FRAMES:419";
-  auto text = std::search(bad.begin(), bad.end(), frames.begin(), frames.end());
-  ASSERT_NE(text, bad.end());
-  text[9] = '8';
-  EXPECT_EQ(readAll(bad), "\"Bad.chd\" is damaged: its track list does not match its SHA-1.");
 }
 
 TEST(ChdReader, HunksDecodedAheadGiveTheSameDisc) {
