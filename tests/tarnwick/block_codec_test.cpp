@@ -42,9 +42,9 @@ Bytes Stored(BlockEncoder& encoder, const Bytes& plain) {
 
 // A stored-mode stream of 37,637 bytes.
 Bytes StoredStream(const Bytes& plain) {
-  Bytes s = {0x01, 0x00, 0x93, 0xFF, 0x6C};  // final, stored; LEN, NLEN
-  s.resize(s.size() + plain.size());
-  std::copy(plain.begin(), plain.end(), s.end() - plain.size());
+  Bytes s(5 + plain.size());
+  std::copy(plain.begin(), plain.end(), s.begin() + 5);
+  s[0] = 0x01, s[2] = 0x93, s[3] = 0xFF, s[4] = 0x6C;  // final, stored; LEN, NLEN
   return s;
 }
 

@@ -64,8 +64,7 @@ TEST(BlockPipeline, HandsOverEveryBlockInOrderWithZeroFillPastTheEnd) {
       EXPECT_EQ(at, written.size());
       return true;
     });
-    EXPECT_TRUE(r.ok);
-    EXPECT_EQ(r.error, "");
+    EXPECT_EQ(std::tie(r.ok, r.error), std::make_tuple(true, ""));
     ASSERT_EQ(order.size(), count);
     for (uint32_t i = 0; i < count; ++i) EXPECT_EQ(order[i], i);
   }
@@ -81,9 +80,7 @@ TEST(BlockPipeline, StopsOnRequestAndOnReadFailure) {
   uint32_t seen = 0;
   PipelineResult stopped =
       EncodeBlocksInOrder(source, 9, 2, [&](const EncodedRun&) { return ++seen < 2; });
-  EXPECT_FALSE(stopped.ok);
-  EXPECT_EQ(stopped.error, "");
-  EXPECT_EQ(seen, 2u);
+  EXPECT_EQ(std::tie(stopped.ok, stopped.error, seen), std::make_tuple(false, "", 2u));
 
   // The file is shorter than the caller was told: the blocks before the gap come through,
   // then the run fails with a message naming the image.

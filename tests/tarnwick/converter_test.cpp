@@ -334,12 +334,8 @@ TEST_F(ConverterTest, ReadsAndWritesTheFilesItsOptionsNameAndRemovesItsOutputWhe
 TEST(ShippedTemplate, IsAPackageWithThePs1SfoEmptySectionsAndAMinimalStartDat) {
   PackageBytes base(RuntimeFolder() + "Data" + kSep + "BASE.PBP");
   ASSERT_EQ(LoadLe32(&base.bytes().at(0)), pbp::kPbpMagic);
-  const Bytes sfo = base.Section(0);
-  ASSERT_EQ(sfo.size(), 944u);
-  EXPECT_EQ(Bytes(sfo.begin(), sfo.begin() + 4), (Bytes{0, 'P', 'S', 'F'}));
-  EXPECT_EQ(Bytes(sfo.begin() + 256, sfo.begin() + 263),
-            (Bytes{1, 0, 0, 0, 'M', 'E', 0}));  // BOOTABLE, "ME"
-  const pbp::SfoFields fields = pbp::ReadSfoFields(sfo);
+  // The SFO is the converter's own (its layout is its writer's test).
+  const pbp::SfoFields fields = pbp::ReadSfoFields(base.Section(0));
   EXPECT_TRUE(fields.discId.size() == 9 && !fields.title.empty()) << fields.discId << fields.title;
   for (int i = 1; i <= 6; ++i) EXPECT_TRUE(base.Section(i).empty()) << i;
   const Bytes psar = base.Section(7);
