@@ -417,46 +417,40 @@ TEST(PackedDisc, GameIdAndResolverKnowChdAndEcm) {
 // The ECM reader against files made by the tests' own encoder: decoding gives back the
 // original bytes, read in order or from anywhere, and damage gives a clear message.
 
-// A raw Mode 2 Form 2 sector: subheader with the form bit, 2324 bytes of data and EDC
-// (or EDC 0, which the encoder must keep as literal bytes).
-Bytes Form2Sector(uint32_t lba, uint32_t seed, bool withEdc) {
-  const Bytes data = test::NoiseBytes(2324, seed);
-  Bytes s = test::RawSector(lba, test::SectorLayout::Mode2Raw, data.data());  // sync, header
-  const uint8_t sub[8] = {1, 0, 0x20, 0, 1, 0, 0x20, 0};
-  std::memcpy(s.data() + 16, sub, 8);
-  std::memcpy(s.data() + 24, data.data(), data.size());
-  StoreLe32(s.data() + 0x92C, withEdc ? test::SectorEdc(s.data() + 16, 0x91C) : 0);
-  return s;
-}
-
-// Mode 1 and Mode 2 Form 1 sectors, Form 2 sectors with and without EDC, audio, a data
-// sector with one wrong byte (kept literal) and a tail that is not a whole sector.
+// Mode 1 and Mode 2 Form 1 sectors, Form 2 sectors (subheader with the form bit, 2324 bytes
+// of data) with EDC and one with EDC 0 (which the encoder must keep as literal bytes), audio,
+// a data sector with one wrong byte (kept literal) and a tail that is not a whole sector.
 Bytes MixedImage() {
-  Bytes img;
-  auto append = [&img](const Bytes& b) { test::Append(img, b); };
-  Bytes user = test::NoiseBytes(2048 * 40, 7);
-  append(test::EncodeSectors(Bytes(user.begin(), user.begin() + 2048 * 20),
-                             test::SectorLayout::Mode1Raw, 0));
-  append(test::EncodeSectors(Bytes(user.begin() + 2048 * 20, user.end()),
-                             test::SectorLayout::Mode2Raw, 20));
-  for (uint32_t i = 0; i < 6; ++i) append(Form2Sector(40 + i, i, i != 3));
+  const Bytes user = test::NoiseBytes(2048 * 40, 7);
+  Bytes img = test::EncodeSectors(Bytes(user.begin(), user.begin() + 2048 * 20),
+                                  test::SectorLayout::Mode1Raw, 0);
+  test::Append(img, test::EncodeSectors(Bytes(user.begin() + 2048 * 20, user.end()),
+                                        test::SectorLayout::Mode2Raw, 20));
+  for (uint32_t i = 0; i < 6; ++i) {
+    const Bytes data = test::NoiseBytes(2324, i);
+    Bytes s = test::RawSector(40 + i, test::SectorLayout::Mode2Raw, data.data());  // sync, header
+    const uint8_t sub[8] = {1, 0, 0x20, 0, 1, 0, 0x20, 0};
+    std::memcpy(s.data() + 16, sub, 8);
+    std::memcpy(s.data() + 24, data.data(), data.size());
+    StoreLe32(s.data() + 0x92C, i != 3 ? test::SectorEdc(s.data() + 16, 0x91C) : 0);
+    test::Append(img, s);
+  }
   Bytes broken = test::EncodeSectors(Bytes(2048, 0x42), test::SectorLayout::Mode2Raw, 46);
   broken[1000] ^= 1;
-  append(broken);
-  append(test::AudioSectors(5, 99));
-  append(test::NoiseBytes(1001, 3));
+  test::Append(img, broken);
+  test::Append(img, test::AudioSectors(5, 99));
+  test::Append(img, test::NoiseBytes(1001, 3));
   return img;
 }
 
 Bytes ReadAllInChunks(EcmReader& r, std::size_t chunk) {
-  Bytes out;
-  Bytes buf(chunk);
+  Bytes out, buf(chunk);
   for (std::size_t n; (n = r.Read(buf)) > 0;)
     out.insert(out.end(), buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(n));
   return out;
 }
 
-TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
+TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginalReadFromAnywhere) {
   test::TempDir dir;
   Bytes original = MixedImage();
   test::EcmCounts counts;
@@ -486,6 +480,32 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginal) {
   ASSERT_GE(progress.size(), 2u);
   EXPECT_EQ(progress.front(), std::make_pair(uint64_t{0}, uint64_t{original.size()}));
   EXPECT_EQ(progress.back(), std::make_pair(uint64_t{original.size()}, uint64_t{original.size()}));
+
+  // Read from anywhere without decoding the rest, in an image big enough for several seek
+  // points (one per 256 KiB of output).
+  Bytes bigger;
+  for (int part = 0; part < 4; ++part) test::Append(bigger, original);
+  bigger.resize(bigger.size() - 1001 * 3);  // a tail not on a record boundary
+  test::WriteFileBytes(dir / "d.ecm", test::EncodeEcm(bigger));
+  EcmReader r;
+  ASSERT_EQ(r.Open(dir / "d.ecm"), "");
+  ASSERT_EQ(r.DecodedSize(), bigger.size());
+  const uint64_t spots[] = {0,         17,        2352 * 20 + 5, 2352 * 21 + 16, 2352 * 21 + 15,
+                            2352 * 41, 2352 * 47, 300000,        400000,         bigger.size() - 9,
+                            2352 * 3,  1};
+  for (uint64_t at : spots) {
+    ASSERT_TRUE(r.Seek(at));
+    Bytes got(std::min<uint64_t>(5000, bigger.size() - at));
+    ASSERT_EQ(r.Read(got), got.size()) << at;
+    EXPECT_TRUE(got == Bytes(bigger.begin() + at, bigger.begin() + at + got.size())) << at;
+  }
+  EXPECT_FALSE(r.Seek(bigger.size() + 1));
+  ASSERT_TRUE(r.Seek(bigger.size()));
+  Bytes none(10);
+  EXPECT_EQ(r.Read(none), 0u);
+  // Out of order, so the closing checksum cannot vouch for what was read.
+  EXPECT_FALSE(r.ReadWholeInOrder());
+  EXPECT_NE(r.CheckChecksum().find("not read through in order"), std::string::npos);
 }
 
 // An unchanged file's scan is kept for its next reader; a file written anew, even of the
@@ -511,44 +531,14 @@ TEST(EcmReader, AKeptScanServesOnlyTheFileItWasMadeOf) {
   }
 }
 
-TEST(EcmReader, ReadsFromAnyPositionWithoutDecodingTheRest) {
-  test::TempDir dir;
-  // Big enough for several seek points (one per 256 KiB of output).
-  Bytes original;
-  for (int part = 0; part < 4; ++part) test::Append(original, MixedImage());
-  original.resize(original.size() - 1001 * 3);  // a tail not on a record boundary
-  test::WriteFileBytes(dir / "d.ecm", test::EncodeEcm(original));
-  EcmReader r;
-  ASSERT_EQ(r.Open(dir / "d.ecm"), "");
-  ASSERT_EQ(r.DecodedSize(), original.size());
-  const uint64_t spots[] = {
-      0,         17,     2352 * 20 + 5, 2352 * 21 + 16,      2352 * 21 + 15, 2352 * 41,
-      2352 * 47, 300000, 400000,        original.size() - 9, 2352 * 3,       1};
-  for (uint64_t at : spots) {
-    ASSERT_TRUE(r.Seek(at));
-    Bytes got(std::min<uint64_t>(5000, original.size() - at));
-    ASSERT_EQ(r.Read(got), got.size()) << at;
-    EXPECT_TRUE(
-        std::equal(got.begin(), got.end(), original.begin() + static_cast<std::ptrdiff_t>(at)))
-        << at;
-  }
-  EXPECT_FALSE(r.Seek(original.size() + 1));
-  ASSERT_TRUE(r.Seek(original.size()));
-  Bytes none(10);
-  EXPECT_EQ(r.Read(none), 0u);
-  // Out of order, so the closing checksum cannot vouch for what was read.
-  EXPECT_FALSE(r.ReadWholeInOrder());
-  EXPECT_NE(r.CheckChecksum().find("not read through in order"), std::string::npos);
-}
-
-TEST(EcmReader, ReadsHandWrittenStreams) {
+TEST(EcmReader, ReadsHandWrittenStreamsAndNamesTheDamageOfOthers) {
   test::TempDir dir;
   // 100 literal bytes: the count (99) needs a second header byte: 0x8C, 0x03.
   const Bytes text = test::NoiseBytes(100, 9);
-  Bytes ecm = {'E', 'C', 'M', 0, 0x8C, 0x03};
-  test::Append(ecm, text), test::Append(ecm, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});  // end mark
-  AppendLe32(ecm, test::SectorEdc(text.data(), text.size()));
-  test::WriteFileBytes(dir / "t.ecm", ecm);
+  Bytes stream = {'E', 'C', 'M', 0, 0x8C, 0x03};
+  test::Append(stream, text), test::Append(stream, {0xFC, 0xFF, 0xFF, 0xFF, 0x3F});  // end mark
+  AppendLe32(stream, test::SectorEdc(text.data(), text.size()));
+  test::WriteFileBytes(dir / "t.ecm", stream);
   EcmReader r;
   ASSERT_EQ(r.Open(dir / "t.ecm"), "");
   EXPECT_EQ(ReadAllInChunks(r, 7), text);
@@ -559,20 +549,17 @@ TEST(EcmReader, ReadsHandWrittenStreams) {
   ASSERT_EQ(r.Open(dir / "e.ecm"), "");
   EXPECT_EQ(r.DecodedSize(), 0u);
   EXPECT_EQ(r.CheckChecksum(), "");
-}
 
-TEST(EcmReader, DamagedFilesGiveClearMessagesAndLeaveNothingBehind) {
-  test::TempDir dir;
+  // Damage gives clear messages and leaves nothing behind.
   Bytes original = MixedImage();
   Bytes ecm = test::EncodeEcm(original);
   auto decode = [&](const Bytes& file) {
     test::WriteFileBytes(dir / "x.ecm", file);
     const Outcome decoded = DecodeEcmFile(dir / "x.ecm", dir / "x.bin");
     EXPECT_TRUE(decoded.failed());
-    const std::string message = decoded.text();
-    EXPECT_FALSE(std::filesystem::exists(dir / "x.bin"));
-    EXPECT_FALSE(std::filesystem::exists(dir / "x.bin.ebf-part"));
-    return message;
+    EXPECT_FALSE(std::filesystem::exists(dir / "x.bin") ||
+                 std::filesystem::exists(dir / "x.bin.ebf-part"));
+    return decoded.text();
   };
   // One flipped bit in a Mode 1 sector's data (the first record holds the 20 sectors from
   // byte 5 on, 2051 bytes each), in the sixth Form 1 item (each Form 1 sector is a
