@@ -227,7 +227,6 @@ TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
   ResolvedInput byId = Resolve(bin);
   TakeAsDiscSet(byId, context);
   EXPECT_EQ(byId.outputFolder, base + "SLUS90201");
-  context.defaultOutDirOpt = 0;
 }
 
 TEST_F(Resolver, PackagesAndCompanionFiles) {

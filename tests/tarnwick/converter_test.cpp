@@ -387,13 +387,12 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
     header += std::string(0x58, '\0') + "_SLUS_01234" + std::string(0x191, '\0');
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(pkg.PsarAt(0)), 0x400), header);
 
-    const std::string ids[3] = {"_SLUS_01234", "_SLUS_01235", "_SLUS_01236"};
     uint64_t startDat = 0;
     for (int i = 0; i < 3; ++i) {
       SCOPED_TRACE(i + 1);
       const uint32_t s = slots[i];
       EXPECT_EQ(pkg.PsarText(s, 12) + pkg.PsarText(s + 0x400, 16) + pkg.PsarText(s + 0x122C, 128),
-                "PSISOIMG0000" + ids[i] + "Three Discs");
+                "PSISOIMG0000_SLUS_0123" + std::to_string(4 + i) + "Three Discs");
       EXPECT_EQ(LoadLe32(pkg.PsarAt(s + 0xBFC)), 0x100000u);
       // The section ends where its index says; the next starts at the next 1 KiB boundary
       // after it, zeros between; the last is followed straight by STARTDAT.
@@ -420,9 +419,9 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
       ASSERT_EQ(reader.tracks().size(), i < 2 ? 3u : 1u);
       if (i < 2) {
         EXPECT_EQ(Bytes(pkg.PsarAt(s + 0x800), pkg.PsarAt(s + 0xBFC)), packedToc);
-        EXPECT_TRUE(reader.tracks()[1].audio);
-        EXPECT_EQ(reader.tracks()[1].start, (40 * 75 + 10) - 150);
-        EXPECT_EQ(reader.tracks()[2].audioPosition, (9 * 60 + 58) * 75 + 1);
+        EXPECT_EQ(std::tie(reader.tracks()[1].audio, reader.tracks()[1].start,
+                           reader.tracks()[2].audioPosition),
+                  std::make_tuple(true, (40 * 75 + 10) - 150, (9 * 60 + 58) * 75 + 1));
       } else {
         EXPECT_EQ(reader.discSectors(), sectors);  // the default table, as for one disc
       }
