@@ -75,10 +75,7 @@ class ConverterTest : public ::testing::Test {
 TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   // A template like a PS1 classic's: a loader in DATA.PSP and a disc section whose STARTDAT
   // holds a boot picture and a trailing blob.
-  tarnwick::Ps1SfoValues values;
-  values.title = "Template";
-  values.discId = "SCUS99999";
-  Bytes sfo = tarnwick::BuildPs1Sfo(values);
+  const Bytes sfo = tarnwick::BuildPs1Sfo({"Template", "SCUS99999"});
   const Bytes loader = NoiseBytes(3000, 1);
   Bytes psar(0x20 + 0x50, 0);
   std::memcpy(psar.data(), "PSISOIMG0000", 12);
@@ -107,8 +104,8 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   EXPECT_EQ(LastLine(r.output), "Done.");
 
   PackageBytes pkg(dir_ / "EBOOT.PBP");
-  EXPECT_EQ(LoadLe32(&pkg.bytes()[0]), pbp::kPbpMagic);
-  EXPECT_EQ(pkg.SectionOffset(0), 40u);
+  EXPECT_EQ(std::make_pair(LoadLe32(&pkg.bytes()[0]), pkg.SectionOffset(0)),
+            std::make_pair(pbp::kPbpMagic, 40u));
   const pbp::SfoFields fields = pbp::ReadSfoFields(pkg.Section(0));
   EXPECT_EQ(fields.title + "|" + fields.discId,
             "My Game: \xC3\xA9t\xC3\xA9|SLUS01234");  // ANSI read back
@@ -116,10 +113,9 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   const Bytes sections[] = {icon0, {}, pic0, pic1, {}, loader};
   for (int i = 1; i <= 6; ++i) EXPECT_EQ(pkg.Section(i), sections[i - 1]) << i;
 
-  EXPECT_EQ(pkg.PsarText(0, 12), "PSISOIMG0000");
-  EXPECT_EQ(pkg.PsarText(0x400, 16), "_SLUS_01234");
+  EXPECT_EQ(pkg.PsarText(0, 12) + pkg.PsarText(0x400, 16) + pkg.PsarText(0x122C, 128),
+            "PSISOIMG0000_SLUS_01234My Game: \xE9t\xE9");
   EXPECT_EQ(LoadLe32(pkg.PsarAt(0xBFC)), 0x100000u);
-  EXPECT_EQ(pkg.PsarText(0x122C, 128), "My Game: \xE9t\xE9");
   // No ISO.TOC: the default table, lead-out at the image's 95 sectors (rounded up): 00:01:20.
   ASSERT_EQ((image.size() + 2351) / 2352, 95u);
   EXPECT_EQ(Bytes(pkg.PsarAt(0x800 + 20), pkg.PsarAt(0x800 + 30)),
@@ -129,9 +125,9 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   uint64_t s = uint64_t{pkg.Psar()} + LoadLe32(pkg.PsarAt(12));
   const Bytes& all = pkg.bytes();
   ASSERT_LE(s + 0x50, all.size());
-  EXPECT_EQ(std::string(all.begin() + s, all.begin() + s + 8), "STARTDAT");
-  EXPECT_EQ(LoadLe32(&all[s + 0x10]), 0x50u);
-  ASSERT_EQ(LoadLe32(&all[s + 0x14]), boot.size());
+  ASSERT_EQ(std::make_tuple(std::string(all.begin() + s, all.begin() + s + 8),
+                            LoadLe32(&all[s + 0x10]), LoadLe32(&all[s + 0x14])),
+            std::make_tuple("STARTDAT", 0x50u, 1234u));
   EXPECT_EQ(Bytes(all.begin() + s + 0x50, all.begin() + s + 0x50 + boot.size()), boot);
   EXPECT_EQ(std::string(all.begin() + s + 0x50 + boot.size(), all.end()),
             "trailing blob of the template");
@@ -139,8 +135,8 @@ TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   // The package code takes it apart as the program does with a package given as input.
   RunRecorder host;
   pbp::Inspection seen = pbp::InspectEboot(dir_ / "EBOOT.PBP", dir_.folder() + "temp" + kSep, host);
-  EXPECT_EQ(seen.message + "|" + seen.title, "|My Game: \xC3\xA9t\xC3\xA9");
-  EXPECT_EQ(seen.bootPngSize, boot.size());
+  EXPECT_EQ(seen.message + "|" + seen.title + "|" + std::to_string(seen.bootPngSize),
+            "|My Game: \xC3\xA9t\xC3\xA9|1234");
   EXPECT_EQ(ReadFileBytes(dir_ / "temp/Gameboot.png"), boot);
 
   // A non-empty DATA.PSP beats the template's loader. A title of 150 characters is cut to
