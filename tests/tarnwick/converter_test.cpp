@@ -75,7 +75,8 @@ class ConverterTest : public ::testing::Test {
 TEST_F(ConverterTest, WritesAPackageFromTemplateAssetsAndImage) {
   // A template like a PS1 classic's: a loader in DATA.PSP and a disc section whose STARTDAT
   // holds a boot picture and a trailing blob.
-  const Bytes sfo = tarnwick::BuildPs1Sfo({"Template", "SCUS99999"});
+  const Bytes sfo =
+      tarnwick::BuildPs1Sfo({.title = "Template", .discId = "SCUS99999", .license = ""});
   const Bytes loader = NoiseBytes(3000, 1);
   Bytes psar(0x20 + 0x50, 0);
   std::memcpy(psar.data(), "PSISOIMG0000", 12);
