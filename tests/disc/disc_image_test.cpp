@@ -35,21 +35,16 @@ TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
     DiscAssembly assembly;
     std::string sheet, wholeFile, file;
   } layouts[] = {
-      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "",
-       "Game (USA) (Track #).bin"},
-      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue",
-       "One File.bin", "One File.bin"},
+      // clang-format off
+      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "", "Game (USA) (Track #).bin"},
+      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue", "One File.bin", "One File.bin"},
       // GAME.CCD beside game.img, found case-blind.
-      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img",
-       "game.img"},
-      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS",
-       "game.mdf", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS",
-       "game.mdf", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel,
-       "Game.MDS", "", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel,
-       "Game.MDS", "", "game.mdf"},
+      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img", "game.img"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS", "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS", "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel, "Game.MDS", "", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel, "Game.MDS", "", "game.mdf"},
+      // clang-format on
   };
   for (const Layout& l : layouts) {
     SCOPED_TRACE(l.set.input);
