@@ -36,12 +36,11 @@ std::size_t RecordOffset(const Bytes& plain, const std::string& name) {
 }
 
 TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
+  // clang-format off
   const std::pair<SectorLayout, std::pair<uint32_t, uint32_t>> layouts[] = {
-      {SectorLayout::Plain2048, {2048, 0}},
-      {SectorLayout::Mode1Raw, {2352, 16}},
-      {SectorLayout::Mode2Raw, {2352, 24}},
-      {SectorLayout::Raw2448, {2448, 24}},
-  };
+      {SectorLayout::Plain2048, {2048, 0}}, {SectorLayout::Mode1Raw, {2352, 16}},
+      {SectorLayout::Mode2Raw, {2352, 24}}, {SectorLayout::Raw2448, {2448, 24}}};
+  // clang-format on
   for (const auto& [layout, expect] : layouts) {
     GameIdProbe probe;
     EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
@@ -130,11 +129,9 @@ TEST(GameIdDetect, BadImagesGiveNoIdAndNeverCrash) {
     Bytes junk = NoiseBytes(40000 + seed * 37, seed);
     if (seed % 3 == 0) StoreLe32(junk.data(), 0xFFFFFF00);
     if (seed % 6 == 0) StoreLe32(junk.data() + 2352, 0xFFFFFF00);
-    std::string id = IdOf(junk);
-    EXPECT_LT(CharCount(id), 10u);
+    EXPECT_LT(CharCount(IdOf(junk)), 10u);
   }
-  Bytes ats(100000, 0x40);  // every byte looks like a 64-byte record
-  EXPECT_EQ(IdOf(ats), "");
+  EXPECT_EQ(IdOf(Bytes(100000, 0x40)), "");  // every byte looks like a 64-byte record
 }
 
 TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
