@@ -227,37 +227,43 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   const std::vector<std::string> sixDiscs = {
       "T",   "SLUS00001", "9",   image,       "SLUS00002", image,       "SLUS00003",
       image, "SLUS00004", image, "SLUS00005", image,       "SLUS00006", image};
-  const std::pair<std::vector<std::string>, std::string> rows[] = {
-      {{"T", "SLUS00001", "9", missing}, "Cannot read the image"},
-      {{"T", "SLUS00001", "9", folder}, "it is a folder"},
-      {{"T", "SLUS00001", "9", dir_ / "empty.bin"}, "is empty"},
-      {{"T", "SLUS00001", "10", image}, "compression level"},
-      {{"T", "SLUS0001", "9", image}, "game ID"},
-      {{"T", "SLUS00001", "9"}, "Usage: tarnwick.exe"},
-      {{"T", "SLUS00001", "9", image, "SLUS00002"}, "Usage: tarnwick.exe"},
-      {sixDiscs, "Usage: tarnwick.exe"},
-      {{"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS0003", image},
-       "Disc 3: The game ID must be 9 characters such as SLUS00594, not \"SLUS0003\""},
-      {{"T", "SLUS00001", "9", image, "SLUS00002", missing}, "Cannot read the image " + missing},
+  // The arguments, a part of the last line, and whether that is the only line (an option
+  // it does not know, or one without its file, is also refused before anything is written).
+  // clang-format off
+  const std::tuple<std::vector<std::string>, std::string, bool> rows[] = {
+      {{"T", "SLUS00001", "9", missing}, "Cannot read the image", true},
+      {{"T", "SLUS00001", "9", folder}, "it is a folder", true},
+      {{"T", "SLUS00001", "9", dir_ / "empty.bin"}, "is empty", true},
+      {{"T", "SLUS00001", "10", image}, "compression level", true},
+      {{"T", "SLUS0001", "9", image}, "game ID", true},
+      {{"T", "SLUS00001", "9"}, "Usage: tarnwick.exe", true},
+      {{"T", "SLUS00001", "9", image, "SLUS00002"}, "Usage: tarnwick.exe", true},
+      {sixDiscs, "Usage: tarnwick.exe", true},
+      {{"T", "SLUS00001", "9", image, "SLUS00002", image, "SLUS0003", image}, "Disc 3: The game ID must be 9 characters such as SLUS00594, not \"SLUS0003\"", true},
+      {{"T", "SLUS00001", "9", image, "SLUS00002", missing}, "Cannot read the image " + missing, true},
+      {{"--icon9", "x", "T", "SLUS00001", "9", image}, "Unknown option --icon9", false},
+      {{"T", "SLUS00001", "9", image, "--output"}, "Usage:", false},
+      {{"--output", "", "T", "SLUS00001", "9", image}, "No file was given for --output", true},
   };
-  for (const auto& [args, said] : rows) ExpectFailure(Run(args), said);
+  // clang-format on
+  for (const auto& [args, said, onlyLine] : rows) ExpectFailure(Run(args), said, onlyLine);
   WriteFileBytes(dir_ / "ISO.TOC", NoiseBytes(1021, 1));  // one byte more than the table
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "ISO.TOC is too large");
   fs::remove(dir_ / "ISO.TOC");
 
   // Started by hand without arguments, it says how a game on several discs is given.
-  ProcessResult bare = Run({});
-  EXPECT_EQ(bare.exitCode, 2);
-  EXPECT_NE(bare.output.find("[<GAMEID2> \"<image2>\" ... up to disc 5]"), std::string::npos)
+  const ProcessResult bare = Run({});
+  EXPECT_TRUE(bare.exitCode == 2 &&
+              bare.output.find("[<GAMEID2> \"<image2>\" ... up to disc 5]") != std::string::npos &&
+              bare.output.find("ISO2.TOC to ISO5.TOC") != std::string::npos)
       << bare.output;
-  EXPECT_NE(bare.output.find("ISO2.TOC to ISO5.TOC"), std::string::npos) << bare.output;
 
   // An image that is the package to be written is refused before anything is touched.
   const Bytes older = NoiseBytes(50000, 8);
   WriteFileBytes(dir_ / "EBOOT.PBP", older);
-  ProcessResult same = Run({"T", "SLUS00001", "9", dir_ / "EBOOT.PBP"});
-  EXPECT_NE(same.exitCode, 0);
-  EXPECT_NE(same.output.find("cannot be the package being written"), std::string::npos)
+  const ProcessResult same = Run({"T", "SLUS00001", "9", dir_ / "EBOOT.PBP"});
+  EXPECT_TRUE(same.exitCode != 0 &&
+              same.output.find("cannot be the package being written") != std::string::npos)
       << same.output;
   EXPECT_EQ(ReadFileBytes(dir_ / "EBOOT.PBP"), older);
   fs::remove(dir_ / "EBOOT.PBP");
@@ -282,6 +288,7 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   WriteFileBytes(dir_ / "BASE.PBP", Bytes(100, 0x11));
   ExpectFailure(Run({"T", "SLUS00001", "9", image}), "BASE.PBP is not a PBP package");
 }
+
 TEST_F(ConverterTest, ReadsAndWritesTheFilesItsOptionsNameAndRemovesItsOutputWhenStopped) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
   const std::string image = dir_ / "game.bin";
@@ -302,27 +309,18 @@ TEST_F(ConverterTest, ReadsAndWritesTheFilesItsOptionsNameAndRemovesItsOutputWhe
   EXPECT_EQ(LastLine(named.output), "Done.") << named.output;
   EXPECT_EQ(PackageBytes(out / "EBOOT.PBP.part").Section(1), icon0);
   EXPECT_EQ(ReadFileBytes(cwd / "EBOOT.PBP"), (Bytes{1, 2, 3}));
-  // An option it does not know, or one without its file, is refused before anything is
-  // written.
-  ExpectFailure(Run({"--icon9", "x", "T", "SLUS00001", "9", image}), "Unknown option --icon9",
-                false);
-  ExpectFailure(Run({"T", "SLUS00001", "9", image, "--output"}), "Usage:", false);
-  ExpectFailure(Run({"--output", "", "T", "SLUS00001", "9", image}),
-                "No file was given for --output");
 
   // Stopped part-way (an interrupt or a termination request), it takes its partial file
   // with it and ends with 130. The image is large enough to be still in work.
   fs::remove(dir_ / "EBOOT.PBP.part");
   WriteFileBytes(dir_ / "big.bin", NoiseBytes(40u << 20, 9));
   for (const char* sig : {"INT", "TERM"}) {
-    const std::string status =
-        Shell("cd '" + dir_.path() + "' || exit 9; '" + Converter() +
-              "' --output EBOOT.PBP.part T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; "
-              "while [ ! -s '" +
-              (dir_ / "EBOOT.PBP.part") +
-              "' ] && [ $n -lt 2000 ]; do "
-              "sleep 0.005; n=$((n+1)); done; kill -" +
-              sig + " $pid; wait $pid; echo $?");
+    // clang-format off
+    const std::string status = Shell("cd '" + dir_.path() + "' || exit 9; '" + Converter() +
+        "' --output EBOOT.PBP.part T SLUS00001 9 big.bin >/dev/null 2>&1 & pid=$!; n=0; while [ ! -s '" +
+        (dir_ / "EBOOT.PBP.part") + "' ] && [ $n -lt 2000 ]; do sleep 0.005; n=$((n+1)); done; kill -" +
+        sig + " $pid; wait $pid; echo $?");
+    // clang-format on
     EXPECT_EQ(status, "130\n") << sig;
     EXPECT_FALSE(fs::exists(dir_ / "EBOOT.PBP.part")) << sig;
   }
