@@ -258,8 +258,8 @@ TEST(ChdReader, CookedMode1TrackGetsItsRawSectorsBack) {
   ASSERT_TRUE(test::CreateChd(dir / "g.cue", dir / "g.chd", "none"));
   chd::ChdCdImage image;
   ASSERT_EQ(image.Open(dir / "g.chd"), "");
-  ASSERT_EQ(image.SectorCount(), user.size() / 2048);
-  EXPECT_EQ(image.tracks()[0].type, "MODE1");
+  ASSERT_EQ(std::make_pair(std::size_t{image.SectorCount()}, image.tracks()[0].type),
+            std::make_pair(user.size() / 2048, std::string("MODE1")));
   EXPECT_TRUE(ReadDisc(image) == test::EncodeSectors(user, test::SectorLayout::Mode1Raw, 0));
 }
 

@@ -40,12 +40,12 @@ TEST(TocFile, CopiedByteForByteUpToTheAreaSize) {
 
   test::WriteFileBytes(dir / "FULL.TOC", test::NoiseBytes(kTocSize, 4));
   EXPECT_TRUE(LoadTocFile(dir / "FULL.TOC", toc, error)) << error;
-
   test::WriteFileBytes(dir / "BIG.TOC", test::NoiseBytes(kTocSize + 1, 4));
-  EXPECT_FALSE(LoadTocFile(dir / "BIG.TOC", toc, error));
-  EXPECT_NE(error.find("BIG.TOC is too large"), std::string::npos) << error;
-  EXPECT_FALSE(LoadTocFile(dir / "NONE.TOC", toc, error));
-  EXPECT_NE(error.find("Cannot read NONE.TOC"), std::string::npos) << error;
+  for (const auto& [name, message] :
+       {std::pair{"BIG.TOC", "BIG.TOC is too large"}, {"NONE.TOC", "Cannot read NONE.TOC"}}) {
+    EXPECT_FALSE(LoadTocFile(dir / name, toc, error));
+    EXPECT_NE(error.find(message), std::string::npos) << error;
+  }
 }
 
 TEST(Ps1Sfo, NineKeyLayoutPutsTheFixedFieldsWhereThePackageCodeReadsThem) {
