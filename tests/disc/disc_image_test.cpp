@@ -229,18 +229,19 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
   EXPECT_EQ(std::tie(e0.point, e0.control, e0.plba, e1.point, e1.control, e1.plba),
             std::make_tuple(0xA0, 4, -150, 1, -1, 16));
   ASSERT_EQ(p.sheet.tracks.size(), 1u);
-  EXPECT_EQ(p.sheet.tracks[0].mode, 2);
-  EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
+  EXPECT_EQ(std::tie(p.sheet.tracks[0].mode, p.sheet.tracks[0].indexes),
+            std::make_tuple(2, std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
 
   std::string many;
   for (int i = 0; i <= 256; ++i) many += "[Entry " + std::to_string(i) + "]\n";
+  // clang-format off
   for (const auto& [text, error] : std::vector<std::pair<std::string, std::string>>{
            {"Point=1\n", "line 1: \"Point=1\" is neither a [section] nor a Key=Value line."},
            {"[Entry 0\n", "line 1: \"[Entry 0\" is not a section header."},
            {"[TRACK 100]\n", "line 1: \"[TRACK 100]\" names no track 0-99."},
-           {"[Entry 0]\nPLBA=99999999999\n",
-            "line 2: \"PLBA=99999999999\" does not hold a number."},
+           {"[Entry 0]\nPLBA=99999999999\n", "line 2: \"PLBA=99999999999\" does not hold a number."},
            {many, "line 257: more than 256 TOC entries."}})
+    // clang-format on
     EXPECT_EQ(ParseCcdSheet(text, "x.ccd").error, "x.ccd, " + error);
 }
 

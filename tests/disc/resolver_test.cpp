@@ -151,18 +151,18 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
   std::string cue = images / "broken.cue";
   // A sheet naming a file that is not there says which, as the sheet spells it.
   const std::string missing = std::string(kCueInvalidMessage) + "\r\n(";
+  // clang-format off
   const std::pair<std::string, std::string> sheets[] = {
+      {"FILE \"Missing.Bin\" BINARY\n", missing + "Missing.Bin, named by broken.cue, is not there)"},
       // the fallback names the same file
-      {"FILE \"Missing.Bin\" BINARY\n",
-       missing + "Missing.Bin, named by broken.cue, is not there)"},
-      {"FILE \"MISSING.IMG\" BINARY\n",
-       missing + "MISSING.IMG, named by broken.cue, is not there)"},
+      {"FILE \"MISSING.IMG\" BINARY\n", missing + "MISSING.IMG, named by broken.cue, is not there)"},
       {"REM fine\nNOBLANK\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
       {"FILE X.BIN BINARY\n", kCueInvalidMessage},
       {"FILE \"X.BIN BINARY\n", kCueInvalidMessage},
       {"FILE \"\" BINARY\n", kCueInvalidMessage},
       {std::string(10000, 'A') + " x\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
   };
+  // clang-format on
   Image("X.BIN", "SLUS_005.94");
   for (const auto& [text, message] : sheets) {
     WriteFileText(cue, text);
@@ -170,18 +170,15 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
     EXPECT_EQ(std::tie(r.message, r.input, r.outputFolder, r.runInspection),
               std::make_tuple(message, cue, "old out", false))
         << text.substr(0, 40);
-    EXPECT_EQ(Names(r), (Strings{"broken", "broken", "old region", "OLDX00000"}));
-    EXPECT_TRUE(r.assetPasses.empty());
+    EXPECT_EQ(std::make_tuple(Names(r), r.assetPasses.empty()),
+              std::make_tuple(Strings{"broken", "broken", "old region", "OLDX00000"}, true));
   }
   // Binary junk of every kind: a message or a data file, never a crash.
   for (uint32_t seed = 0; seed < 100; ++seed) {
     Bytes junk = NoiseBytes(1 + seed * 113, seed);
-    if (seed % 4 == 0) {
-      std::string head = "FILE \"";
-      junk.insert(junk.begin(), head.begin(), head.end());
-    }
+    if (seed % 4 == 0) junk.insert(junk.begin(), {'F', 'I', 'L', 'E', ' ', '"'});
     WriteFileBytes(cue, junk);
-    ResolvedInput r = Resolve(cue);
+    const ResolvedInput r = Resolve(cue);
     EXPECT_TRUE(r.message == kCueInvalidMessage || FileExists(r.dataFile));
   }
 }
