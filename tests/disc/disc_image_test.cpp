@@ -79,8 +79,8 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   const test::DiscSet set = test::WritePregapSheet(dir.path());
   DiscOpenResult r = OpenDiscImage(set.input);
   ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().sectorCount, 1200u);
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
+  EXPECT_EQ(std::tie(r.disc->info().sectorCount, r.disc->info().assembly),
+            std::make_tuple(1200u, DiscAssembly::Joined));
   // Each track starts with the zeros its PREGAP inserts, after the POSTGAP before it.
   EXPECT_EQ(test::TrackRows(r.disc->info()),
             (test::Rows{"1 MODE2/2352 0 0 375 0 75 gap.bin", "2 AUDIO 375 525 375 150 0 gap.bin",

@@ -173,8 +173,7 @@ TEST(PalFix, OddFilesNeverCrash) {
     Bytes data(size, 0x13);
     if (size >= 8) Plant(data, size - 8, 0x24910013, 0x24910010);
     WriteFileBytes(path, data);
-    Scan s = RunFix(path, kBoth);
-    EXPECT_EQ(s.result.patches, size >= 8 ? 1u : 0u) << size;
+    EXPECT_EQ(RunFix(path, kBoth).result.patches, size >= 8 ? 1u : 0u) << size;
     // An end past the file's end stops at the end.
     EXPECT_EQ(RunFix(path, kBoth, 0, size + 100000).result.patches, 0u);
   }
