@@ -319,7 +319,7 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
 // alone or named by a sheet; the game ID and the resolver know both, and
 // the ID is read from a handful of sectors, not the whole disc.
 
-TEST(PackedDisc, ChdAndEcmOpenWithTheSheetsTracksAndSectors) {
+TEST(PackedDisc, ChdAndEcmOpenWithTheSheetsTracksAndSectorsAndTheirGameIds) {
   TempDir dir;
   const test::CdSet set = test::WriteMixedSet(dir.path());
   ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Mixed.chd", ""));
@@ -386,14 +386,13 @@ TEST(PackedDisc, ChdAndEcmOpenWithTheSheetsTracksAndSectors) {
   EXPECT_EQ(bad.disc->CheckWholeRead(),
             "\"bad.bin.ecm\" is damaged: the decoded data does not match the checksum the file "
             "carries.");
-}
 
-TEST(PackedDisc, GameIdAndResolverKnowChdAndEcm) {
-  TempDir dir, program;
-  const test::CdSet set = test::WriteDataOnlySet(dir.path());
-  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "Data Disc.chd", ""));
-  test::WriteFileBytes(set.binPaths[0] + ".ecm",
-                       test::EncodeEcm(test::ReadFileBytes(set.binPaths[0])));
+  // The game ID and the resolver know both.
+  TempDir program;
+  const test::CdSet data = test::WriteDataOnlySet(dir.path());
+  ASSERT_TRUE(test::CreateChd(data.cuePath, dir / "Data Disc.chd", ""));
+  test::WriteFileBytes(data.binPaths[0] + ".ecm",
+                       test::EncodeEcm(test::ReadFileBytes(data.binPaths[0])));
 
   for (const std::string name : {"Data Disc.chd", "Data Disc.bin.ecm"}) {
     SCOPED_TRACE(name);
@@ -505,14 +504,11 @@ TEST(EcmReader, DecodesEveryRecordTypeBackToTheOriginalReadFromAnywhere) {
   // Out of order, so the closing checksum cannot vouch for what was read.
   EXPECT_FALSE(r.ReadWholeInOrder());
   EXPECT_NE(r.CheckChecksum().find("not read through in order"), std::string::npos);
-}
 
-// An unchanged file's scan is kept for its next reader; a file written anew, even of the
-// same size, is scanned anew (its closing checksum would not match a kept scan's).
-TEST(EcmReader, AKeptScanServesOnlyTheFileItWasMadeOf) {
-  test::TempDir dir;
+  // An unchanged file's scan is kept for its next reader; a file written anew, even of the
+  // same size, is scanned anew (its closing checksum would not match a kept scan's).
   const std::string path = dir / "kept.bin.ecm";
-  const Bytes first = MixedImage();
+  const Bytes& first = original;
   Bytes changed = first;
   changed.back() ^= 1;  // in the literal bytes: the same records, another checksum
   const Bytes shorter(first.begin(), first.end() - 1);
