@@ -64,7 +64,7 @@ const Layout kMixed = {{1, 0, 0, 0, 300}, {2, 1, 300, 450, 670}, {3, 1, 670, 745
 
 // Every codec chdman writes, and the zstd ones it cannot write here, decode to the sets' own
 // sectors, as chdman's extractcd of the same file has them.
-TEST(ChdReader, EveryCodecDecodesToTheSetsOwnSectorsAsChdmanHasThem) {
+TEST(ChdReader, EveryCodecDecodesToTheSetsOwnSectorsAsChdmanHasThemAndDamageIsNamed) {
   test::TempDir dir;
   const test::CdSet sets[] = {test::WriteDataOnlySet(dir.path()), test::WriteMixedSet(dir.path())};
   const Layout* layouts[] = {&kDataOnly, &kMixed};
@@ -136,28 +136,23 @@ TEST(ChdReader, EveryCodecDecodesToTheSetsOwnSectorsAsChdmanHasThem) {
 
   // A hunk whose data does not match the CRC the map gives for it.
   options.wrongCrcHunk = 4;
-  test::WriteFileBytes(dir / "Bad.chd", test::RecompressChd(plain, options));
+  test::WriteFileBytes(dir / "Crc.chd", test::RecompressChd(plain, options));
   chd::ChdCdImage bad;
-  ASSERT_EQ(bad.Open(dir / "Bad.chd"), "");
+  ASSERT_EQ(bad.Open(dir / "Crc.chd"), "");
   Bytes sectors(40 * 2352);
   EXPECT_EQ(bad.ReadSectors(0, 32, sectors), "");
-  EXPECT_EQ(bad.ReadSectors(0, 40, sectors), "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
+  EXPECT_EQ(bad.ReadSectors(0, 40, sectors), "\"Crc.chd\" is damaged: hunk 4 fails its checksum.");
   // The same, found by a worker decoding ahead.
   chd::ChdCdImage ahead;
-  ASSERT_EQ(ahead.Open(dir / "Bad.chd"), "");
+  ASSERT_EQ(ahead.Open(dir / "Crc.chd"), "");
   ahead.file().StartReadAhead(3);
   std::string error;
   ReadDisc(ahead, &error);
-  EXPECT_EQ(error, "\"Bad.chd\" is damaged: hunk 4 fails its checksum.");
-}
+  EXPECT_EQ(error, "\"Crc.chd\" is damaged: hunk 4 fails its checksum.");
 
-TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
-  test::TempDir dir;
-  test::CdSet set = test::WriteDataOnlySet(dir.path());
-  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "good.chd", ""));
-  ASSERT_TRUE(test::CreateChd(set.cuePath, dir / "plain.chd", "none"));
-  const Bytes good = test::ReadFileBytes(dir / "good.chd");
-  const Bytes plain = test::ReadFileBytes(dir / "plain.chd");
+  // Damaged files say what is wrong.
+  const Bytes good = test::ReadFileBytes(dir / "data default.chd");
+  const Bytes uncompressed = test::ReadFileBytes(dir / "data none.chd");
   // Opens, then (`whole`) reads the whole disc and checks the digests: the first message.
   auto readAll = [&](const Bytes& file, bool whole = true) {
     test::WriteFileBytes(dir / "Bad.chd", file);
@@ -170,9 +165,9 @@ TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
   ASSERT_EQ(readAll(good), "");
   // `good` with the bytes at `at` replaced, or with one byte's bits flipped.
   auto with = [&](std::size_t at, std::string_view bytes) {
-    Bytes bad = good;
-    std::copy(bytes.begin(), bytes.end(), bad.begin() + static_cast<std::ptrdiff_t>(at));
-    return bad;
+    Bytes flipped = good;
+    std::copy(bytes.begin(), bytes.end(), flipped.begin() + static_cast<std::ptrdiff_t>(at));
+    return flipped;
   };
   auto flip = [&](std::size_t at, uint8_t bits) {
     return with(at, std::string(1, static_cast<char>(good[at] ^ bits)));
@@ -210,12 +205,13 @@ TEST(ChdReader, DamagedFilesSayWhatIsWrong) {
 
   // chdman's uncompressed files carry neither hunk CRCs nor digests: a flipped byte there
   // reaches the sectors unnoticed (sector 200's user data appears in the file as it is).
-  const Bytes needle(set.disc.begin() + 200 * 2352 + 24, set.disc.begin() + 200 * 2352 + 88);
-  auto at = std::search(plain.begin(), plain.end(), needle.begin(), needle.end());
-  ASSERT_NE(at, plain.end());
-  Bytes bad = plain;
-  bad[static_cast<std::size_t>(at - plain.begin()) + 10] ^= 0x01;
-  EXPECT_EQ(readAll(bad), "");
+  const Bytes needle(sets[0].disc.begin() + 200 * 2352 + 24,
+                     sets[0].disc.begin() + 200 * 2352 + 88);
+  auto at = std::search(uncompressed.begin(), uncompressed.end(), needle.begin(), needle.end());
+  ASSERT_NE(at, uncompressed.end());
+  Bytes flipped = uncompressed;
+  flipped[static_cast<std::size_t>(at - uncompressed.begin()) + 10] ^= 0x01;
+  EXPECT_EQ(readAll(flipped), "");
 }
 
 TEST(ChdReader, HunksDecodedAheadGiveTheSameDisc) {
