@@ -4,11 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <tuple>
 
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/file_io.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"

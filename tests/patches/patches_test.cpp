@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <functional>
-
 #include "common/bytes.h"
 #include "common/files.h"
 #include "patches/patch.h"

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
