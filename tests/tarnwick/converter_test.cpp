@@ -210,15 +210,6 @@ TEST_F(ConverterTest, ExtractionGivesTheImageBackAtEveryLevel) {
   }
 }
 
-// A three-track table (data, two audio tracks) as the program writes it beside the image:
-// bytes 3-5 equal bytes 7-9 on every entry. Track 2 at 00:40:10, track 3 at 10:00:01.
-Bytes ThreeTrackToc() {
-  return {0x41, 0, 0xA0, 0,    2,    0,    0, 0x01, 0x20, 0,    0x01, 0, 0xA1, 0,    2,
-          0,    0, 0x03, 0,    0,    0x01, 0, 0xA2, 0,    2,    0,    0, 0x01, 0x02, 0x03,
-          0x41, 0, 0x01, 0,    2,    0,    0, 0,    0x02, 0,    0x01, 0, 0x02, 0x00, 0x40,
-          0x10, 0, 0x00, 0x40, 0x10, 0x01, 0, 0x03, 0x10, 0x00, 0x01, 0, 0x10, 0x00, 0x01};
-}
-
 TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
   WriteFileBytes(dir_ / "game.bin", GameImage());
   WriteFileBytes(dir_ / "empty.bin", {});
@@ -352,11 +343,21 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
   }
   const Bytes boot = NoiseBytes(999, 3);
   WriteFileBytes(dir_ / "BOOT.PNG", boot);
-  // Discs 1 and 2 have CD audio; the tables beside the images are left as they are.
-  for (const char* name : {"ISO.TOC", "ISO2.TOC"}) WriteFileBytes(dir_ / name, ThreeTrackToc());
+  // Discs 1 and 2 have CD audio, a three-track table (data, two audio tracks) beside them
+  // as the program writes it: bytes 3-5 equal bytes 7-9 on every entry, track 2 at
+  // 00:40:10, track 3 at 10:00:01. Those tables are left as they are.
+  // clang-format off
+  const Bytes toc = {0x41, 0, 0xA0, 0, 2, 0, 0, 0x01, 0x20, 0,
+                     0x01, 0, 0xA1, 0, 2, 0, 0, 0x03, 0, 0,
+                     0x01, 0, 0xA2, 0, 2, 0, 0, 0x01, 0x02, 0x03,
+                     0x41, 0, 0x01, 0, 2, 0, 0, 0, 0x02, 0,
+                     0x01, 0, 0x02, 0x00, 0x40, 0x10, 0, 0x00, 0x40, 0x10,
+                     0x01, 0, 0x03, 0x10, 0x00, 0x01, 0, 0x10, 0x00, 0x01};
+  // clang-format on
+  for (const char* name : {"ISO.TOC", "ISO2.TOC"}) WriteFileBytes(dir_ / name, toc);
   // In the package the track entries' bytes 3-5 are bytes 7-9 less two seconds (00:02:00
   // -> 00:00:00, 00:40:10 -> 00:38:10, 10:00:01 -> 09:58:01); the lead entries stay.
-  Bytes packedToc = ThreeTrackToc();
+  Bytes packedToc = toc;
   const uint8_t audio[3][3] = {{0x00, 0x00, 0x00}, {0x00, 0x38, 0x10}, {0x09, 0x58, 0x01}};
   for (int t = 0; t < 3; ++t)
     std::copy(audio[t], audio[t] + 3, packedToc.begin() + 30 + 10 * t + 3);
@@ -424,7 +425,7 @@ TEST_F(ConverterTest, GameOnThreeDiscsIsOnePackageWithASectionADisc) {
       }
     }
     EXPECT_EQ(InflatingReader(dir_ / "EBOOT.PBP", 4).error(), "no disc 4 in the table");
-    EXPECT_EQ(ReadFileBytes(dir_ / "ISO.TOC"), ThreeTrackToc());
+    EXPECT_EQ(ReadFileBytes(dir_ / "ISO.TOC"), toc);
 
     const Bytes& all = pkg.bytes();
     ASSERT_LE(startDat + 0x50 + boot.size(), all.size());
