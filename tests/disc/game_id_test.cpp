@@ -211,13 +211,9 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
   const std::string image = dir / "pal.bin";
   WriteFileBytes(image, pal);
 
-  struct Row {
-    std::vector<std::string> args;
-    int exit;
-    std::vector<std::string> says;
-  };
+  // The arguments, the exit status and what the output holds (a game ID's: all of it).
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<std::vector<std::string>, int, std::vector<std::string>> rows[] = {
       {{"gameid", bin}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "Metal.cue"}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "junk.iso"}, 1, {"No game ID found in " + (dir / "junk.iso") + "\n"}},
@@ -232,12 +228,12 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
       {{"palfix", dir / "missing.bin", "--screen"}, 1, {}},
   };
   // clang-format on
-  for (const Row& row : rows) {
-    const ProcessResult r = RunProcess(PrivateCli(), row.args, {});
-    SCOPED_TRACE(row.args[0] + " " + row.args[1] + "\n" + r.output);
-    EXPECT_EQ(r.exitCode, row.exit);
-    for (const std::string& text : row.says) EXPECT_NE(r.output.find(text), std::string::npos);
-    EXPECT_TRUE(row.args[0] != "gameid" || r.output == row.says[0]);
+  for (const auto& [args, exit, says] : rows) {
+    const ProcessResult r = RunProcess(PrivateCli(), args, {});
+    SCOPED_TRACE(args[0] + " " + args[1] + "\n" + r.output);
+    EXPECT_EQ(r.exitCode, exit);
+    for (const std::string& text : says) EXPECT_NE(r.output.find(text), std::string::npos);
+    EXPECT_TRUE(args[0] != "gameid" || r.output == says[0]);
   }
   EXPECT_EQ(ReadFileBytes(image), pal);  // listed, not changed
 
