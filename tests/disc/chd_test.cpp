@@ -286,9 +286,7 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
     EXPECT_FALSE(chd::ParseTrackText(bad, t)) << bad;
 
   // The oldest form, binary: count, then type, subtype, sizes and frames of each track.
-  chd::MetadataEntry chcd;
-  chcd.tag = chd::kTagChcd;
-  chcd.data.assign(4 + 99 * 24, 0);
+  chd::MetadataEntry chcd{chd::kTagChcd, 0, Bytes(4 + 99 * 24, 0)};
   chcd.data[3] = 2;
   chcd.data[4 + 3] = 6, chcd.data[4 + 7] = 2, chcd.data[4 + 18] = 0x01, chcd.data[4 + 19] = 0x2C;
   chcd.data[28 + 3] = 7, chcd.data[28 + 7] = 2, chcd.data[28 + 19] = 50;
@@ -297,14 +295,12 @@ TEST(ChdMetadata, TrackTextsOfEveryVersion) {
   ASSERT_EQ(tracks.size(), 2u);
   EXPECT_EQ(std::tie(tracks[0].type, tracks[0].frames, tracks[1].type, tracks[1].frames),
             std::make_tuple("MODE2_RAW", 300u, "AUDIO", 50u));
-  chd::MetadataEntry gap;
-  gap.tag = chd::kTagCht2;
-  const std::string text = "TRACK:3 TYPE:AUDIO SUBTYPE:NONE FRAMES:10";
-  gap.data.assign(text.begin(), text.end());
-  EXPECT_EQ(chd::ParseCdTracks({chcd, gap}, tracks), "");
-  chd::MetadataEntry skip = gap;
-  skip.data[6] = '5';
-  EXPECT_EQ(chd::ParseCdTracks({chcd, skip}, tracks),
+  const std::string three = "TRACK:3 TYPE:AUDIO SUBTYPE:NONE FRAMES:10";
+  EXPECT_EQ(
+      chd::ParseCdTracks({chcd, {chd::kTagCht2, 0, Bytes(three.begin(), three.end())}}, tracks),
+      "");
+  const std::string five = "TRACK:5 TYPE:AUDIO SUBTYPE:NONE FRAMES:10";
+  EXPECT_EQ(chd::ParseCdTracks({chcd, {chd::kTagCht2, 0, Bytes(five.begin(), five.end())}}, tracks),
             "is damaged: its tracks are not numbered 1 to 3.");
   EXPECT_EQ(chd::ParseCdTracks({}, tracks), "is not a CD image (it has no track list).");
 }
