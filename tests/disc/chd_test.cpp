@@ -260,30 +260,24 @@ TEST(ChdReader, CookedMode1TrackGetsItsRawSectorsBack) {
 
 TEST(ChdMetadata, TrackTextsOfEveryVersion) {
   chd::ChdTrack t;
-  ASSERT_TRUE(chd::ParseTrackText(
-      "TRACK:2 TYPE:AUDIO SUBTYPE:NONE FRAMES:370 PREGAP:150 PGTYPE:VAUDIO PGSUB:NONE POSTGAP:0",
-      t));
+  // clang-format off
+  ASSERT_TRUE(chd::ParseTrackText("TRACK:2 TYPE:AUDIO SUBTYPE:NONE FRAMES:370 PREGAP:150 PGTYPE:VAUDIO PGSUB:NONE POSTGAP:0", t));
   EXPECT_EQ(std::make_tuple(t.number, t.Audio(), t.frames, t.pregap, t.pregapStored),
             std::make_tuple(2, true, 370u, 150u, true));
   // The text ends at its NUL; what follows is ignored.
-  const char withNul[] =
-      "TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 PGTYPE:MODE2_RAW PGSUB:RW "
-      "POSTGAP:150\0junk";
+  const char withNul[] = "TRACK:3 TYPE:MODE2_RAW SUBTYPE:RW FRAMES:99 PREGAP:75 PGTYPE:MODE2_RAW PGSUB:RW POSTGAP:150\0junk";
   ASSERT_TRUE(chd::ParseTrackText(std::string(withNul, sizeof withNul - 1), t));
   EXPECT_EQ(std::tie(t.type, t.subtype, t.pregapStored, t.postgap),
             std::make_tuple("MODE2_RAW", "RW", false, 150u));
   // The older form has no gaps; the GD-ROM form has a PAD.
   ASSERT_TRUE(chd::ParseTrackText("TRACK:1 TYPE:MODE1_RAW SUBTYPE:NONE FRAMES:1000", t));
   EXPECT_EQ(std::tie(t.pregap, t.frames), std::make_tuple(0u, 1000u));
-  ASSERT_TRUE(chd::ParseTrackText(
-      "TRACK:1 TYPE:MODE1 SUBTYPE:NONE FRAMES:300 PAD:4 PREGAP:0 PGTYPE:MODE1 PGSUB:RW POSTGAP:0",
-      t));
+  ASSERT_TRUE(chd::ParseTrackText("TRACK:1 TYPE:MODE1 SUBTYPE:NONE FRAMES:300 PAD:4 PREGAP:0 PGTYPE:MODE1 PGSUB:RW POSTGAP:0", t));
   EXPECT_EQ(t.pad, 4u);
-  for (const char* bad :
-       {"TRACK:1 TYPE:MODE3 SUBTYPE:NONE FRAMES:10", "TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:-4",
-        "TRACK:1 TYPE:AUDIO SUBTYPE:NONE",
-        "TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:10 PREGAP:20 PGTYPE:VAUDIO"})
+  for (const char* bad : {"TRACK:1 TYPE:MODE3 SUBTYPE:NONE FRAMES:10", "TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:-4",
+                          "TRACK:1 TYPE:AUDIO SUBTYPE:NONE", "TRACK:1 TYPE:AUDIO SUBTYPE:NONE FRAMES:10 PREGAP:20 PGTYPE:VAUDIO"})
     EXPECT_FALSE(chd::ParseTrackText(bad, t)) << bad;
+  // clang-format on
 
   // The oldest form, binary: count, then type, subtype, sizes and frames of each track.
   chd::MetadataEntry chcd{chd::kTagChcd, 0, Bytes(4 + 99 * 24, 0)};
