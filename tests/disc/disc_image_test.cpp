@@ -24,19 +24,6 @@ using test::TempDir;
 
 using test::ReadAll;
 
-std::string GameIdOf(DiscImage& disc) {
-  return DetectGameId(*DiscBytes(disc));
-}
-
-// `sheet` written with `text`, `open` is refused with a message that holds `message`.
-void Refused(const std::string& sheet, const std::string& text, const std::string& open,
-             const std::string& message) {
-  test::WriteFileText(sheet, text);
-  DiscOpenResult r = OpenDiscImage(open);
-  EXPECT_FALSE(r.disc);
-  EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
-}
-
 // The Redump set, the one-file sheet, the CloneCD set and the Alcohol sets (sectors of 2,352
 // or 2,448 bytes, offsets at INDEX 01 or at the pregap) are one disc: the tracks start at
 // the first INDEX of their file or CCD track section, or at the MDS pregap before INDEX 01.
@@ -48,21 +35,16 @@ TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
     DiscAssembly assembly;
     std::string sheet, wholeFile, file;
   } layouts[] = {
-      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "",
-       "Game (USA) (Track #).bin"},
-      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue",
-       "One File.bin", "One File.bin"},
+      // clang-format off
+      {test::WriteRedumpSet(dir.MakeDir("redump")), DiscAssembly::Joined, "Game (USA).cue", "", "Game (USA) (Track #).bin"},
+      {test::WriteOneFileSheet(dir.MakeDir("one")), DiscAssembly::File, "One File.cue", "One File.bin", "One File.bin"},
       // GAME.CCD beside game.img, found case-blind.
-      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img",
-       "game.img"},
-      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS",
-       "game.mdf", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS",
-       "game.mdf", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel,
-       "Game.MDS", "", "game.mdf"},
-      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel,
-       "Game.MDS", "", "game.mdf"},
+      {test::WriteCloneCdSet(dir.MakeDir("ccd")), DiscAssembly::File, "GAME.CCD", "game.img", "game.img"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf"), 2352, false), DiscAssembly::File, "Game.MDS", "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("mdf-pregap"), 2352, true), DiscAssembly::File, "Game.MDS", "game.mdf", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub"), 2448, false), DiscAssembly::StripSubchannel, "Game.MDS", "", "game.mdf"},
+      {test::WriteAlcoholSet(dir.MakeDir("sub-pregap"), 2448, true), DiscAssembly::StripSubchannel, "Game.MDS", "", "game.mdf"},
+      // clang-format on
   };
   for (const Layout& l : layouts) {
     SCOPED_TRACE(l.set.input);
@@ -77,7 +59,7 @@ TEST(DiscImage, EveryLayoutGivesTheTracksAndSectorsOfItsDisc) {
                           "2 AUDIO 300 450 375 0 0 " + ReplaceAll(l.file, "#", "2"),
                           "3 AUDIO 675 825 450 0 0 " + ReplaceAll(l.file, "#", "3")}));
     EXPECT_TRUE(ReadAll(*r.disc) == l.set.disc);
-    EXPECT_EQ(GameIdOf(*r.disc), "SLUS01234");
+    EXPECT_EQ(DetectGameId(*DiscBytes(*r.disc)), "SLUS01234");
     // Reads past the end are refused, an empty read is fine.
     Bytes one(2352), two(4704);
     EXPECT_NE(r.disc->Read(1125, 1, one), "");
@@ -97,8 +79,8 @@ TEST(DiscImage, GapsAreInsertedAsZeroSectors) {
   const test::DiscSet set = test::WritePregapSheet(dir.path());
   DiscOpenResult r = OpenDiscImage(set.input);
   ASSERT_TRUE(r.disc) << r.message;
-  EXPECT_EQ(r.disc->info().sectorCount, 1200u);
-  EXPECT_EQ(r.disc->info().assembly, DiscAssembly::Joined);
+  EXPECT_EQ(std::tie(r.disc->info().sectorCount, r.disc->info().assembly),
+            std::make_tuple(1200u, DiscAssembly::Joined));
   // Each track starts with the zeros its PREGAP inserts, after the POSTGAP before it.
   EXPECT_EQ(test::TrackRows(r.disc->info()),
             (test::Rows{"1 MODE2/2352 0 0 375 0 75 gap.bin", "2 AUDIO 375 525 375 150 0 gap.bin",
@@ -137,94 +119,79 @@ TEST(DiscImage, AnIsoIsPaddedToRawSectorsButNotThroughASheet) {
   ASSERT_TRUE(r.disc) << r.message;
   EXPECT_EQ(std::make_tuple(r.disc->info().assembly, std::size_t{r.disc->info().sectorCount}),
             std::make_tuple(DiscAssembly::IsoPadding, iso.size() / 2048));
-  EXPECT_EQ(GameIdOf(*r.disc), "SCES00344");
+  EXPECT_EQ(DetectGameId(*DiscBytes(*r.disc)), "SCES00344");
 }
 
 TEST(DiscImage, SheetsThatDoNotFitTheirFilesAreRefusedByName) {
-  TempDir dir;
+  TempDir dir, c, a;
   test::WriteRedumpSet(dir.path());
   const std::vector<std::string> names = {"Game (USA) (Track 1).bin", "Game (USA) (Track 2).bin",
                                           "Game (USA) (Track 3).bin"};
-  auto refused = [&](const std::string& sheet, const std::string& message) {
-    Refused(dir / "t.cue", sheet, dir / "t.cue", message);
-  };
-  refused(test::RedumpSheet({names[0], "Missing (Track 2).bin", names[2]}),
-          "The BIN file could not be found!!!\r\n(Missing (Track 2).bin, named by t.cue)");
   test::WriteFileBytes(dir / "odd.bin", Bytes(2352 * 10 + 1, 0));
-  refused(test::RedumpSheet({names[0], "odd.bin", names[2]}),
-          "odd.bin (23521 bytes) is not a whole number of 2,352-byte sectors");
   test::WriteFileBytes(dir / "empty.bin", {});
-  refused(test::RedumpSheet({names[0], "empty.bin", names[2]}),
-          "empty.bin, named by t.cue, is empty.");
-  std::string sheet = test::RedumpSheet(names);
-  refused(ReplaceAll(sheet, "MODE2/2352", "MODE1/2048"),
-          "Track 01 of t.cue is MODE1/2048, which cannot be joined");
-  refused(ReplaceAll(sheet, "TRACK 03 AUDIO", "TRACK 03 MODE2/2336"),
-          "Track 03 of t.cue is MODE2/2336");
-  refused(ReplaceAll(sheet, "Track 3).bin\" BINARY", "Track 3).bin\" WAVE"),
-          "Game (USA) (Track 3).bin is a WAVE file in t.cue; only BINARY files");
-  refused(
-      ReplaceAll(sheet, "INDEX 01 00:02:00\r\nFILE", "INDEX 01 00:05:00\r\nFILE"),
-      "INDEX 01 of track 02 (00:05:00) lies past the end of Game (USA) (Track 2).bin (00:05:00).");
-  refused(sheet + "junk\r\n", "t.cue, line 12: \"junk\" is not a CUE sheet command.");
-
-  // CloneCD sheets.
-  TempDir c;
-  test::WriteCloneCdSet(c.path());
-  const std::string ccd = test::ReadFileText(c / "GAME.CCD");
-  auto ccdRefused = [&](const std::string& text, const std::string& message) {
-    Refused(c / "GAME.CCD", text, c / "game.img", message);
+  const std::string sheet = test::RedumpSheet(names), cue = dir / "t.cue";
+  auto cueWith = [&](const std::string& second) {
+    return test::RedumpSheet({names[0], second, names[2]});
   };
-  ccdRefused(
-      ReplaceAll(ccd, "PLBA=825", "PLBA=2000"),
-      "Track 3 of GAME.CCD starts at sector 2000, beyond the end of game.img (1125 sectors).");
-  ccdRefused(
-      ReplaceAll(ccd, "PLBA=825", "PLBA=400"),
-      "The entry for track 3 in GAME.CCD starts at sector 400, not after the track before it.");
-  ccdRefused(ReplaceAll(ccd, "Point=0x02", "Point=0x04"),
-             "The entry for track 4 in GAME.CCD is out of order");
-  ccdRefused(ReplaceAll(ccd, "Sessions=1", "Sessions=2"), "GAME.CCD describes 2 sessions");
-  ccdRefused(ReplaceAll(ccd, "PLBA=450", "PLBA=4x"),
-             "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number.");
-  ccdRefused(ReplaceAll(ccd, "PLBA=450\r\n", ""), " has no PLBA or Control.");
-  ccdRefused("[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks.");
-
-  // Alcohol descriptors.
-  TempDir a;
+  test::WriteCloneCdSet(c.path());
+  const std::string ccd = test::ReadFileText(c / "GAME.CCD"), ccdPath = c / "GAME.CCD";
   test::WriteAlcoholSet(a.path(), 2352, false);
   const Bytes mds = test::ReadFileBytes(a / "Game.MDS");
-  auto mdsRefused = [&](const Bytes& bytes, const std::string& message) {
-    Refused(a / "Game.MDS", std::string(bytes.begin(), bytes.end()), a / "game.mdf", message);
+  const std::string mdsPath = a / "Game.MDS";
+  // The MDS with (byte, width, value) changed; track 2's block, track 3's 80 bytes on.
+  const std::size_t t2 = 0x58 + 24 + 4 * 80;
+  auto mdsWith = [&](std::vector<std::tuple<std::size_t, int, uint32_t>> changes) {
+    Bytes b = mds;
+    for (auto [at, width, value] : changes) {
+      if (width == 4) StoreLe32(&b[at], value);
+      if (width == 2) StoreLe16(&b[at], static_cast<uint16_t>(value));
+      if (width == 1) b[at] = static_cast<uint8_t>(value);
+    }
+    return std::string(b.begin(), b.end());
   };
-  const std::size_t track2 = 0x58 + 24 + 4 * 80;
-  Bytes b = mds;
-  StoreLe16(&b[track2 + 16], 2048);
-  mdsRefused(b, "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read.");
-  b = mds;
-  StoreLe32(&b[track2 + 40], 451 * 2352);
-  mdsRefused(b, "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow");
-  b = mds;
-  StoreLe32(&b[track2 + 36], 0);
-  mdsRefused(b, "Track 2 in Game.MDS starts at sector 0, not after the track before it.");
-  mdsRefused(Bytes(mds.begin(), mds.begin() + 100),
-             "Game.MDS is cut short: its session blocks run past the end of the file.");
-  b = mds;
-  StoreLe32(&b[track2 + 12 + 80], 0);  // track 3 without its extra block: length unknown
-  StoreLe32(&b[track2 + 36 + 80], 1200);
-  StoreLe32(&b[track2 + 40 + 80], 1200 * 2352);
-  mdsRefused(b, "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes.");
-  b = mds;
-  b[0x10] = 2;
-  mdsRefused(b, "Game.MDS is a version 2.3 descriptor; only version 1 can be read.");
-  b = mds;
-  StoreLe16(&b[0x12], 0x10);
-  mdsRefused(b, "Game.MDS describes a DVD, not a CD.");
+  // The sheet written, the file opened, a part of the message.
+  // clang-format off
+  const std::tuple<std::string, std::string, std::string> rows[] = {
+      {cue, cueWith("Missing (Track 2).bin"), "The BIN file could not be found!!!\r\n(Missing (Track 2).bin, named by t.cue)"},
+      {cue, cueWith("odd.bin"), "odd.bin (23521 bytes) is not a whole number of 2,352-byte sectors"},
+      {cue, cueWith("empty.bin"), "empty.bin, named by t.cue, is empty."},
+      {cue, ReplaceAll(sheet, "MODE2/2352", "MODE1/2048"), "Track 01 of t.cue is MODE1/2048, which cannot be joined"},
+      {cue, ReplaceAll(sheet, "TRACK 03 AUDIO", "TRACK 03 MODE2/2336"), "Track 03 of t.cue is MODE2/2336"},
+      {cue, ReplaceAll(sheet, "Track 3).bin\" BINARY", "Track 3).bin\" WAVE"), "Game (USA) (Track 3).bin is a WAVE file in t.cue; only BINARY files"},
+      {cue, ReplaceAll(sheet, "INDEX 01 00:02:00\r\nFILE", "INDEX 01 00:05:00\r\nFILE"), "INDEX 01 of track 02 (00:05:00) lies past the end of Game (USA) (Track 2).bin (00:05:00)."},
+      {cue, sheet + "junk\r\n", "t.cue, line 12: \"junk\" is not a CUE sheet command."},
+      {ccdPath, ReplaceAll(ccd, "PLBA=825", "PLBA=2000"), "Track 3 of GAME.CCD starts at sector 2000, beyond the end of game.img (1125 sectors)."},
+      {ccdPath, ReplaceAll(ccd, "PLBA=825", "PLBA=400"), "The entry for track 3 in GAME.CCD starts at sector 400, not after the track before it."},
+      {ccdPath, ReplaceAll(ccd, "Point=0x02", "Point=0x04"), "The entry for track 4 in GAME.CCD is out of order"},
+      {ccdPath, ReplaceAll(ccd, "Sessions=1", "Sessions=2"), "GAME.CCD describes 2 sessions"},
+      {ccdPath, ReplaceAll(ccd, "PLBA=450", "PLBA=4x"), "GAME.CCD, line 85: \"PLBA=4x\" does not hold a number."},
+      {ccdPath, ReplaceAll(ccd, "PLBA=450\r\n", ""), " has no PLBA or Control."},
+      {ccdPath, "[CloneCD]\r\nVersion=3\r\n", "GAME.CCD lists no tracks."},
+      {mdsPath, mdsWith({{t2 + 16, 2, 2048}}), "Track 2 in Game.MDS has sectors of 2048 bytes; only 2,352 and 2,448 can be read."},
+      {mdsPath, mdsWith({{t2 + 40, 4, 451 * 2352}}), "Track 2 in Game.MDS lies at byte 1060752 of the MDF, which does not follow"},
+      {mdsPath, mdsWith({{t2 + 36, 4, 0}}), "Track 2 in Game.MDS starts at sector 0, not after the track before it."},
+      {mdsPath, std::string(mds.begin(), mds.begin() + 100), "Game.MDS is cut short: its session blocks run past the end of the file."},
+      // Track 3 without its extra block: its length is unknown.
+      {mdsPath, mdsWith({{t2 + 92, 4, 0}, {t2 + 116, 4, 1200}, {t2 + 120, 4, 1200 * 2352}}), "game.mdf holds 1125 sectors, fewer than the 1201 that Game.MDS describes."},
+      {mdsPath, mdsWith({{0x10, 1, 2}}), "Game.MDS is a version 2.3 descriptor; only version 1 can be read."},
+      {mdsPath, mdsWith({{0x12, 2, 0x10}}), "Game.MDS describes a DVD, not a CD."},
+  };
+  // clang-format on
+  for (const auto& [path, text, message] : rows) {
+    test::WriteFileText(path, text);
+    DiscOpenResult r = OpenDiscImage(path == cue       ? cue
+                                     : path == ccdPath ? c / "game.img"
+                                                       : a / "game.mdf");
+    EXPECT_FALSE(r.disc);
+    EXPECT_NE(r.message.find(message), std::string::npos) << r.message;
+  }
   // An MDF cut short of the last track's length.
   std::filesystem::resize_file(a / "game.mdf", 1100 * 2352);
   test::WriteFileBytes(a / "Game.MDS", mds);
-  DiscOpenResult r = OpenDiscImage(a / "game.mdf");
-  EXPECT_FALSE(r.disc);
-  EXPECT_EQ(r.message, "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
+  const DiscOpenResult cut = OpenDiscImage(a / "game.mdf");
+  EXPECT_FALSE(cut.disc);
+  EXPECT_EQ(cut.message,
+            "game.mdf holds 1100 sectors, fewer than the 1125 that Game.MDS describes.");
 }
 
 TEST(MdsSheet, EveryTruncatedDescriptorIsRefusedWithinItsBytes) {
@@ -262,18 +229,19 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
   EXPECT_EQ(std::tie(e0.point, e0.control, e0.plba, e1.point, e1.control, e1.plba),
             std::make_tuple(0xA0, 4, -150, 1, -1, 16));
   ASSERT_EQ(p.sheet.tracks.size(), 1u);
-  EXPECT_EQ(p.sheet.tracks[0].mode, 2);
-  EXPECT_EQ(p.sheet.tracks[0].indexes, (std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
+  EXPECT_EQ(std::tie(p.sheet.tracks[0].mode, p.sheet.tracks[0].indexes),
+            std::make_tuple(2, std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
 
   std::string many;
   for (int i = 0; i <= 256; ++i) many += "[Entry " + std::to_string(i) + "]\n";
+  // clang-format off
   for (const auto& [text, error] : std::vector<std::pair<std::string, std::string>>{
            {"Point=1\n", "line 1: \"Point=1\" is neither a [section] nor a Key=Value line."},
            {"[Entry 0\n", "line 1: \"[Entry 0\" is not a section header."},
            {"[TRACK 100]\n", "line 1: \"[TRACK 100]\" names no track 0-99."},
-           {"[Entry 0]\nPLBA=99999999999\n",
-            "line 2: \"PLBA=99999999999\" does not hold a number."},
+           {"[Entry 0]\nPLBA=99999999999\n", "line 2: \"PLBA=99999999999\" does not hold a number."},
            {many, "line 257: more than 256 TOC entries."}})
+    // clang-format on
     EXPECT_EQ(ParseCcdSheet(text, "x.ccd").error, "x.ccd, " + error);
 }
 
@@ -318,54 +286,6 @@ TEST(CueParse, ReadsASetsSheetAndTheGapsAndNamesOfOthers) {
                                 "2 AUDIO 150 74 0@0:4500 1@1:10", "3 AUDIO 0 0 1@1:454499"}));
 }
 
-TEST(CueParse, RefusesSheetsWhoseTracksCannotBePlaced) {
-  const std::string head = "FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n";
-  struct Case {
-    std::string sheet, message;
-  };
-  std::string hundred = "FILE \"a.bin\" BINARY\n";
-  for (int t = 1; t <= 100; ++t)
-    hundred += "TRACK " + std::to_string(t) + " AUDIO\nINDEX 01 " + (t < 10 ? "0" : "") +
-               std::to_string(t) + ":00:00\n";
-  const Case cases[] = {
-      {head + "\x01\x02garbage here\n", "s.cue, line 4: \"\x01\x02garbage here\" is not a CUE"},
-      {head + "TRACK\n", "line 4: \"TRACK\" is not a CUE sheet command."},
-      {"TRACK 01 AUDIO\n", "line 1: TRACK comes before any FILE line."},
-      {"INDEX 01 00:00:00\n", "line 1: INDEX comes before any TRACK line."},
-      {hundred, "line 200: track 100: a disc holds at most 99 tracks."},
-      {head + "TRACK 03 AUDIO\nINDEX 01 00:10:00\n", "TRACK 03 should be track 02"},
-      {head + "TRACK 02\n", "line 4: track 02 has no mode."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n",
-       "line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:09:74\n",
-       "line 7: INDEX 01 of track 03 (00:09:74) does not come after INDEX 01 of track 02 "
-       "(00:10:00) in the same file; INDEX times must rise."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n", "does not come after"},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:60:00\n", "is not an index: INDEX nn mm:ss:ff"},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:75\n", "is not an index"},
-      {head + "TRACK 02 AUDIO\nINDEX 01 0010:00\n", "is not an index"},
-      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:20:00\n",
-       "line 6: track 02 has no INDEX 01."},
-      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPREGAP 00:02:00\n",
-       "line 6: PREGAP of track 02 comes after its INDEX lines."},
-      {head + "TRACK 02 AUDIO\nPOSTGAP 00:02:00\n",
-       "line 5: POSTGAP of track 02 comes before its INDEX lines."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPOSTGAP 00:02:00\nINDEX 02 00:11:00\n",
-       "line 7: INDEX 02 of track 02 comes after its POSTGAP."},
-      {head + "PREGAP 2 seconds\n", "is not a gap: PREGAP mm:ss:ff"},
-      {"FILE \"unclosed BINARY\n", "the FILE line's name has no closing quote."},
-      {"FILE \"\" BINARY\n", "the FILE line names no file."},
-      {"REM nothing but a remark\n", "s.cue holds no tracks."},
-      {"", "s.cue holds no tracks."},
-  };
-  for (const Case& c : cases) {
-    CueParse p = ParseCueSheet(c.sheet, "s.cue");
-    EXPECT_NE(p.error.find(c.message), std::string::npos) << c.sheet << "\n-> " << p.error;
-    EXPECT_TRUE(p.sheet.tracks.empty() && p.sheet.files.empty()) << c.sheet;
-  }
-}
-
 TEST(CueParse, OneFileReadingPassesOverOnlyWhatTheFirstReadingPassedOver) {
   // Lines that are no command, commands without anything for the disc, an INDEX before any
   // TRACK: passed over by the one-file reading, refused by the full one.
@@ -378,34 +298,68 @@ TEST(CueParse, OneFileReadingPassesOverOnlyWhatTheFirstReadingPassedOver) {
                                                       "2 AUDIO 0 0 0@0:750 1@0:900"}));
   EXPECT_EQ(ParseCueSheet(noisy, "s.cue").error,
             "s.cue, line 1: INDEX comes before any TRACK line.");
+}
 
-  // What places the tracks is held to the same rules.
+// Every way a sheet can be refused before any file is looked at: a part of the full
+// reading's message and, where the one-file reading refuses it too (what places the tracks
+// is held to the same rules), that reading's whole message.
+TEST(CueParse, RefusesSheetsWhoseTracksCannotBePlaced) {
   const std::string head = "FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n";
-  const std::pair<std::string, std::string> refused[] = {
-      {head + "junk\nTRACK 03 AUDIO\nINDEX 01 00:10:00\n",
-       "s.cue, line 5: TRACK 03 should be track 02; tracks are numbered 1, 2, 3 ... in order."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n",
-       "s.cue, line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
-      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n",
-       "s.cue, line 5: INDEX 01 of track 02 (00:00:00) does not come after INDEX 01 of track 01 "
-       "(00:00:00) in the same file; INDEX times must rise."},
-      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01."},
-      {head + "TRACK 100 AUDIO\n", "s.cue, line 4: track 100: a disc holds at most 99 tracks."},
-      {"FILE \"a.bin\" BINARY\n", "s.cue holds no tracks."},
+  std::string hundred = "FILE \"a.bin\" BINARY\n";
+  for (int t = 1; t <= 100; ++t)
+    hundred += "TRACK " + std::to_string(t) + " AUDIO\nINDEX 01 " + (t < 10 ? "0" : "") +
+               std::to_string(t) + ":00:00\n";
+  const std::string order = "; tracks are numbered 1, 2, 3 ... in order.";
+  // clang-format off
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {head + "\x01\x02garbage here\n", "s.cue, line 4: \"\x01\x02garbage here\" is not a CUE", ""},
+      {head + "TRACK\n", "line 4: \"TRACK\" is not a CUE sheet command.", ""},
+      {"TRACK 01 AUDIO\n", "line 1: TRACK comes before any FILE line.", ""},
+      {"INDEX 01 00:00:00\n", "line 1: INDEX comes before any TRACK line.", ""},
+      {hundred, "line 200: track 100: a disc holds at most 99 tracks.", "s.cue, line 200: track 100: a disc holds at most 99 tracks."},
+      {head + "TRACK 100 AUDIO\n", "line 4: track 100: a disc holds at most 99 tracks.", "s.cue, line 4: track 100: a disc holds at most 99 tracks."},
+      {head + "TRACK 03 AUDIO\nINDEX 01 00:10:00\n", "TRACK 03 should be track 02", ""},
+      {head + "junk\nTRACK 03 AUDIO\nINDEX 01 00:10:00\n", "line 4: \"junk\" is not a CUE", "s.cue, line 5: TRACK 03 should be track 02" + order},
+      {head + "TRACK 02\n", "line 4: track 02 has no mode.", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nINDEX 00 00:12:00\n", "line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise.", "s.cue, line 6: INDEX 00 of track 02 comes after INDEX 01; INDEX numbers must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:09:74\n", "line 7: INDEX 01 of track 03 (00:09:74) does not come after INDEX 01 of track 02 (00:10:00) in the same file; INDEX times must rise.", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:00:00\n", "does not come after", "s.cue, line 5: INDEX 01 of track 02 (00:00:00) does not come after INDEX 01 of track 01 (00:00:00) in the same file; INDEX times must rise."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:60:00\n", "is not an index: INDEX nn mm:ss:ff", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:75\n", "is not an index", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 01 0010:00\n", "is not an index", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\nTRACK 03 AUDIO\nINDEX 01 00:20:00\n", "line 6: track 02 has no INDEX 01.", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 00 00:10:00\n", "s.cue: track 02 has no INDEX 01.", "s.cue: track 02 has no INDEX 01."},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPREGAP 00:02:00\n", "line 6: PREGAP of track 02 comes after its INDEX lines.", ""},
+      {head + "TRACK 02 AUDIO\nPOSTGAP 00:02:00\n", "line 5: POSTGAP of track 02 comes before its INDEX lines.", ""},
+      {head + "TRACK 02 AUDIO\nINDEX 01 00:10:00\nPOSTGAP 00:02:00\nINDEX 02 00:11:00\n", "line 7: INDEX 02 of track 02 comes after its POSTGAP.", ""},
+      {head + "PREGAP 2 seconds\n", "is not a gap: PREGAP mm:ss:ff", ""},
+      {"FILE \"unclosed BINARY\n", "the FILE line's name has no closing quote.", ""},
+      {"FILE \"\" BINARY\n", "the FILE line names no file.", ""},
+      {"REM nothing but a remark\n", "s.cue holds no tracks.", ""},
+      {"", "s.cue holds no tracks.", ""},
+      {"FILE \"a.bin\" BINARY\n", "s.cue holds no tracks.", "s.cue holds no tracks."},
   };
-  for (const auto& [sheet, message] : refused)
-    EXPECT_EQ(ParseCueSheet(sheet, "s.cue", CueReading::OneFile).error, message) << sheet;
+  // clang-format on
+  for (const auto& [sheet, message, oneFile] : cases) {
+    CueParse p = ParseCueSheet(sheet, "s.cue");
+    EXPECT_NE(p.error.find(message), std::string::npos) << sheet << "\n-> " << p.error;
+    EXPECT_TRUE(p.sheet.tracks.empty() && p.sheet.files.empty()) << sheet;
+    EXPECT_EQ(oneFile.empty() ? "" : ParseCueSheet(sheet, "s.cue", CueReading::OneFile).error,
+              oneFile)
+        << sheet;
+  }
 }
 
 TEST(CueParse, OneFileSheetsAreTheOnesWithoutASecondFileOrGaps) {
-  EXPECT_TRUE(
-      IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n"
-                        "TRACK 02 AUDIO\nINDEX 00 01:00:00\nINDEX 01 01:02:00\n"));
-  EXPECT_TRUE(IsOneFileCueSheet("TRACK 01 MODE1/2048\n"));
-  EXPECT_TRUE(IsOneFileCueSheet("garbage\nfile \"x\"\n"));
-  EXPECT_FALSE(IsOneFileCueSheet(test::RedumpSheet({"a", "b", "c"})));
-  EXPECT_FALSE(IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\n  pregap 00:02:00\n"));
-  EXPECT_FALSE(IsOneFileCueSheet("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\nPOSTGAP 00:02:00\n"));
+  for (const char* one : {"FILE \"a.bin\" BINARY\nTRACK 01 MODE2/2352\nINDEX 01 00:00:00\n"
+                          "TRACK 02 AUDIO\nINDEX 00 01:00:00\nINDEX 01 01:02:00\n",
+                          "TRACK 01 MODE1/2048\n", "garbage\nfile \"x\"\n"})
+    EXPECT_TRUE(IsOneFileCueSheet(one)) << one;
+  for (const std::string& more :
+       {test::RedumpSheet({"a", "b", "c"}),
+        std::string("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\n  pregap 00:02:00\n"),
+        std::string("FILE \"a.bin\" BINARY\nTRACK 01 AUDIO\nPOSTGAP 00:02:00\n")})
+    EXPECT_FALSE(IsOneFileCueSheet(more)) << more;
 }
 
 }  // namespace

@@ -26,19 +26,18 @@ std::string Fields(const std::optional<GameDbEntry>& e) {
 }
 
 TEST(GameDbLine, FieldsAndShape) {
-  EXPECT_EQ(Fields(ParseGameDbLine(kMetal)),
-            "SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594");
-  // Disc 2 of a game carries disc 1's package ID; empty names are allowed by the shape.
-  EXPECT_EQ(Fields(ParseGameDbLine("SLES-12081;SLES02081;Save;Title [PAL-E];PAL;SLES12081")),
-            "SLES02081;Save;Title [PAL-E];PAL;SLES12081");
-  EXPECT_EQ(Fields(ParseGameDbLine("SLES-12081;SLES02081;;;;SLES12081")), "SLES02081;;;;SLES12081");
-  // A ";" too many: save name and title are cut from the front, the region from the back.
-  EXPECT_EQ(Fields(ParseGameDbLine("SLES-12081;SLES02081;A;B;C;PAL;SLES12081")),
-            "SLES02081;A;B;PAL;SLES12081");
-  // Fixed fields count characters, not bytes.
-  EXPECT_EQ(Fields(ParseGameDbLine("SLÜS-00594;SLÜS00594;Sävé;Tïtle;NTSC;SLÜS00594")),
-            "SLÜS00594;Sävé;Tïtle;NTSC;SLÜS00594");
-
+  // Disc 2 of a game carries disc 1's package ID; empty names are allowed by the shape; with
+  // a ";" too many, save name and title are cut from the front, the region from the back;
+  // fixed fields count characters, not bytes.
+  // clang-format off
+  for (const auto& [line, fields] : std::vector<std::pair<std::string, std::string>>{
+           {kMetal, "SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594"},
+           {"SLES-12081;SLES02081;Save;Title [PAL-E];PAL;SLES12081", "SLES02081;Save;Title [PAL-E];PAL;SLES12081"},
+           {"SLES-12081;SLES02081;;;;SLES12081", "SLES02081;;;;SLES12081"},
+           {"SLES-12081;SLES02081;A;B;C;PAL;SLES12081", "SLES02081;A;B;PAL;SLES12081"},
+           {"SLÜS-00594;SLÜS00594;Sävé;Tïtle;NTSC;SLÜS00594", "SLÜS00594;Sävé;Tïtle;NTSC;SLÜS00594"}})
+    EXPECT_EQ(Fields(ParseGameDbLine(line)), fields) << line;
+  // clang-format on
   for (const char* bad :
        {"SLUS00594;SLUS00594;A;B;NTSC;SLUS00594",  // no dash
         "SLUS-0059;SLUS00594;A;B;NTSC;SLUS00594", "SLUS-00594;SLUS0059;A;B;NTSC;SLUS00594",
@@ -93,21 +92,16 @@ TEST(GameDbLine, TagsAreRemovedOnce) {
   }
 }
 
-class GameDbFile : public ::testing::Test {
- protected:
-  void Write(const std::string& text) { WriteFileText(path, text); }
+TEST(GameDbFile, LookupTakesTheFirstMatchingValidLineTheListTheLast) {
   TempDir dir;
-  std::string path = dir / "TarnwickPS1ID.db";
-};
-
-TEST_F(GameDbFile, LookupTakesTheFirstMatchingValidLine) {
+  const std::string path = dir / "TarnwickPS1ID.db";
   // Passed over: junk, a line far longer than a line may be, one cut short, one without "-".
-  Write(std::string("junk line\r\n") + std::string(100000, 'x') + ";SLUS00594\n" +
-        std::string(kMetal).substr(0, 40) + "\n" +
-        "SLUS00594;SLUS00594;No Dash;No Dash;NTSC;SLUS00594\r\n" + kMetal + "\r\n" +
-        "SLUS-00594;SLUS00594;Second;Second;NTSC;SLUS00594\n" +
-        "SCES-12345;SCES02345;Euro Save [PAL-E];Euro [PAL-E];PAL;SCES12345\r" +
-        "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476");
+  WriteFileText(path, std::string("junk line\r\n") + std::string(100000, 'x') + ";SLUS00594\n" +
+                          std::string(kMetal).substr(0, 40) + "\n" +
+                          "SLUS00594;SLUS00594;No Dash;No Dash;NTSC;SLUS00594\r\n" + kMetal +
+                          "\r\n" + "SLUS-00594;SLUS00594;Second;Second;NTSC;SLUS00594\n" +
+                          "SCES-12345;SCES02345;Euro Save [PAL-E];Euro [PAL-E];PAL;SCES12345\r" +
+                          "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476");
   EXPECT_EQ(Fields(LookupGame(path, "SLUS00594", false)),
             "SLUS00594;Metal Game;Metal Game [NTSC-U];NTSC;SLUS00594");
   EXPECT_EQ(Fields(LookupGame(path, "SLUS00594", true)),
@@ -120,27 +114,24 @@ TEST_F(GameDbFile, LookupTakesTheFirstMatchingValidLine) {
   EXPECT_EQ(Fields(LookupGame(path, "94476", false)),
             "SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476");
   EXPECT_FALSE(LookupGame(dir / "missing.db", "SLUS00594", false));
-}
 
-TEST_F(GameDbFile, ListSelectsTheCurrentIdOrTheFallback) {
-  Write(std::string(kMetal) + "\n" + std::string(100000, 'x') + ";SLUS00594\n" +
-        "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476\n" + "bad\n" +
-        "SLUS-00594;SLUS00594;Metal Again;Metal Again [NTSC-U];NTSC;SLUS00594\n" +
-        "SCUS-94476;SCUS94476;Golf 2;Golf 2;NTSC;SCUS94476\n" +
-        "SLES-00001;SLES00001;Other;Other [PAL-E];PAL;SLES00001\n");
+  WriteFileText(path, std::string(kMetal) + "\n" + std::string(100000, 'x') + ";SLUS00594\n" +
+                          "SCUS-94476;SCUS94476;Golf;Golf [NTSC-U];NTSC;SCUS94476\n" + "bad\n" +
+                          "SLUS-00594;SLUS00594;Metal Again;Metal Again [NTSC-U];NTSC;SLUS00594\n" +
+                          "SCUS-94476;SCUS94476;Golf 2;Golf 2;NTSC;SCUS94476\n" +
+                          "SLES-00001;SLES00001;Other;Other [PAL-E];PAL;SLES00001\n");
   GameList list = LoadGameList(path, true, "SLUS00594");
   ASSERT_EQ(list.entries.size(), 5u);
-  // The last match wins; without one, the fallback SCUS94476 (its last line, too).
+  // The list's last match wins; without one, the fallback SCUS94476 (its last line, too).
   EXPECT_EQ(std::tie(list.entries[0].title, list.entries[4].region, list.selected),
             std::make_tuple("Metal Game", "PAL", 2));
   const GameList tagged = LoadGameList(path, false, "");
   EXPECT_EQ(std::tie(tagged.selected, tagged.entries[0].title),
             std::make_tuple(3, "Metal Game [NTSC-U]"));
   EXPECT_EQ(LoadGameList(path, false, "XXXX00000").selected, 3);
-
-  Write(std::string(kMetal) + "\n");
+  WriteFileText(path, std::string(kMetal) + "\n");
   EXPECT_EQ(LoadGameList(path, false, "SLES00001").selected, -1);
-  Write("nothing valid\n");
+  WriteFileText(path, "nothing valid\n");
   EXPECT_TRUE(LoadGameList(path, false, "").entries.empty() &&
               LoadGameList(dir / "missing.db", false, "").entries.empty());
 }
@@ -166,14 +157,13 @@ TEST(ShippedGameDb, EveryLineIsReadAndKnownGamesAreFound) {
 
 TEST(GameDbGenerator, WritesGoodRowsAndCountsTheRest) {
   TempDir dir;
-  std::string tsv = dir / "games.tsv";
-  std::string out = dir / "out.db";
+  const std::string tsv = dir / "games.tsv", out = dir / "out.db";
+  // clang-format off
   WriteFileText(tsv,
                 "disc_serial\tpackage_serial\ttitle\tregion\tdisc\tsource_name\n"
                 "SLUS00594\tSLUS00594\tMetal Gear Solid\tNTSC\t1\tMetal Gear Solid (USA) (Disc 1)\n"
                 "SLES12081\tSLES02081\tGame, The\tPAL\t2\tGame, The (Germany) (Disc 2)\r\n"
-                "SLPS01548\tSLPS01548\tBattle (Grand Trial)\tNTSC\t1\tBattle (Grand Trial) "
-                "(Japan, Asia)\n"
+                "SLPS01548\tSLPS01548\tBattle (Grand Trial)\tNTSC\t1\tBattle (Grand Trial) (Japan, Asia)\n"
                 "SCES00120\tSCES00120\tDemo\tPAL\t1\tDemo (Version 2) (Europe, Australia)\n"
                 "SLUS0059\tSLUS00594\tShort Code\tNTSC\t1\tShort Code (USA)\n"
                 "slus00595\tSLUS00595\tLower\tNTSC\t1\tLower (USA)\n"
@@ -182,45 +172,39 @@ TEST(GameDbGenerator, WritesGoodRowsAndCountsTheRest) {
                 "SLUS00598\tSLUS00598\tOdd Region\tSECAM\t1\tOdd Region (USA)\n"
                 "only\ttwo\n"
                 "\n");
-  std::string report = Shell(std::string(EBF_GAMEDB_GEN) + " '" + tsv + "' '" + out + "'");
+  const std::string report = Shell(std::string(EBF_GAMEDB_GEN) + " '" + tsv + "' '" + out + "'");
   EXPECT_NE(report.find("4 games written, 6 lines skipped"), std::string::npos) << report;
   std::vector<std::string> lines = SplitLines(ReadFileText(out));
   while (!lines.empty() && lines.back().empty()) lines.pop_back();
   EXPECT_EQ(lines, (std::vector<std::string>{
-                       "SLUS-00594;SLUS00594;Metal Gear Solid;Metal Gear Solid [NTSC-U];NTSC;"
-                       "SLUS00594",
+                       "SLUS-00594;SLUS00594;Metal Gear Solid;Metal Gear Solid [NTSC-U];NTSC;SLUS00594",
                        "SLES-12081;SLES02081;Game, The;Game, The [PAL-G];PAL;SLES12081",
-                       "SLPS-01548;SLPS01548;Battle (Grand Trial);Battle (Grand Trial) "
-                       "[NTSC-J];NTSC;SLPS01548",
+                       "SLPS-01548;SLPS01548;Battle (Grand Trial);Battle (Grand Trial) [NTSC-J];NTSC;SLPS01548",
                        "SCES-00120;SCES00120;Demo;Demo [PAL-E];PAL;SCES00120"}));
-  for (const auto& line : lines) EXPECT_TRUE(ParseGameDbLine(line)) << line;
+  // clang-format on
 
   // An unreadable catalogue or one without a single good row writes nothing.
   WriteFileText(tsv, "only\ttwo\n");
   DeleteFileIfExists(out);
   Shell(std::string(EBF_GAMEDB_GEN) + " '" + tsv + "' '" + out + "' 2>/dev/null");
-  EXPECT_FALSE(FileExists(out));
-  EXPECT_FALSE(FileExists(out + ".part"));
+  EXPECT_FALSE(FileExists(out) || FileExists(out + ".part"));
 }
 
 // Line splitting through the fixed buffer: every kind of line end, ends that straddle a
-// buffer refill, and lines longer than the limit.
-std::vector<std::string> ReadAll(const std::string& path, std::size_t maxLine,
-                                 std::vector<bool>* cut = nullptr) {
-  File f(path, File::Mode::Read);
-  LineReader reader(f, maxLine);
-  std::vector<std::string> lines;
-  std::string line;
-  while (reader.Next(line)) {
-    lines.push_back(line);
-    if (cut) cut->push_back(reader.lastTooLong());
-  }
-  return lines;
-}
-
-TEST(LineReader, SplitsAsTheTextHelperDoes) {
+// buffer refill, and lines longer than the limit, cut and flagged.
+TEST(LineReader, SplitsAsTheTextHelperDoesAndCutsLongLines) {
   TempDir dir;
-  std::string path = dir / "t.txt";
+  const std::string path = dir / "t.txt";
+  auto readAll = [&](std::size_t maxLine, std::vector<bool>* cut = nullptr) {
+    File f(path, File::Mode::Read);
+    LineReader reader(f, maxLine);
+    std::vector<std::string> lines;
+    for (std::string line; reader.Next(line);) {
+      lines.push_back(line);
+      if (cut) cut->push_back(reader.lastTooLong());
+    }
+    return lines;
+  };
   const char* ends[] = {"\r\n", "\n", "\r", "\r\n\r\n", "\n\r"};
   // Line lengths chosen so that line ends fall on and around the 64 KB refill.
   for (std::size_t shift = 65530; shift < 65540; ++shift) {
@@ -230,24 +214,17 @@ TEST(LineReader, SplitsAsTheTextHelperDoes) {
     WriteFileText(path, text);
     std::vector<std::string> expected = SplitLines(text);
     while (!expected.empty() && expected.back().empty()) expected.pop_back();
-    EXPECT_EQ(ReadAll(path, 1 << 20), expected) << shift;
+    EXPECT_EQ(readAll(1 << 20), expected) << shift;
   }
   WriteFileText(path, "");
-  EXPECT_TRUE(ReadAll(path, 10).empty());
+  EXPECT_TRUE(readAll(10).empty());
   WriteFileText(path, "\r\n");
-  EXPECT_EQ(ReadAll(path, 10), std::vector<std::string>{""});
-}
+  EXPECT_EQ(readAll(10), std::vector<std::string>{""});
 
-TEST(LineReader, LongLinesAreCutAndFlagged) {
-  TempDir dir;
-  std::string path = dir / "t.txt";
   WriteFileText(path, std::string(200000, 'x') + "\nshort\n" + std::string(11, 'y'));
   std::vector<bool> cut;
-  auto lines = ReadAll(path, 10, &cut);
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0], std::string(10, 'x'));
-  EXPECT_EQ(lines[1], "short");
-  EXPECT_EQ(lines[2], std::string(10, 'y'));
+  EXPECT_EQ(readAll(10, &cut),
+            (std::vector<std::string>{std::string(10, 'x'), "short", std::string(10, 'y')}));
   EXPECT_EQ(cut, (std::vector<bool>{true, false, true}));
 }
 

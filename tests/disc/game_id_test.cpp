@@ -36,12 +36,11 @@ std::size_t RecordOffset(const Bytes& plain, const std::string& name) {
 }
 
 TEST(GameIdDetect, EveryLayoutGivesTheSameId) {
+  // clang-format off
   const std::pair<SectorLayout, std::pair<uint32_t, uint32_t>> layouts[] = {
-      {SectorLayout::Plain2048, {2048, 0}},
-      {SectorLayout::Mode1Raw, {2352, 16}},
-      {SectorLayout::Mode2Raw, {2352, 24}},
-      {SectorLayout::Raw2448, {2448, 24}},
-  };
+      {SectorLayout::Plain2048, {2048, 0}}, {SectorLayout::Mode1Raw, {2352, 16}},
+      {SectorLayout::Mode2Raw, {2352, 24}}, {SectorLayout::Raw2448, {2448, 24}}};
+  // clang-format on
   for (const auto& [layout, expect] : layouts) {
     GameIdProbe probe;
     EXPECT_EQ(IdOf(BuildDiscImage(GameDisc("SLUS_012.34"), layout), &probe), "SLUS01234");
@@ -130,11 +129,9 @@ TEST(GameIdDetect, BadImagesGiveNoIdAndNeverCrash) {
     Bytes junk = NoiseBytes(40000 + seed * 37, seed);
     if (seed % 3 == 0) StoreLe32(junk.data(), 0xFFFFFF00);
     if (seed % 6 == 0) StoreLe32(junk.data() + 2352, 0xFFFFFF00);
-    std::string id = IdOf(junk);
-    EXPECT_LT(CharCount(id), 10u);
+    EXPECT_LT(CharCount(IdOf(junk)), 10u);
   }
-  Bytes ats(100000, 0x40);  // every byte looks like a 64-byte record
-  EXPECT_EQ(IdOf(ats), "");
+  EXPECT_EQ(IdOf(Bytes(100000, 0x40)), "");  // every byte looks like a 64-byte record
 }
 
 TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
@@ -153,51 +150,48 @@ TEST(GameIdDetect, ReadsAHandfulOfBytesOfALargeImage) {
 
 TEST(GameIdCheck, RefusalsComeInOrder) {
   RunRecorder host;
-  auto check = [&](const std::string& id, const std::string& title, const std::string& save) {
-    return CheckGameIdForConversion(id, title, save, "", false, false, host);
-  };
-  EXPECT_EQ(check("", "", "").message, kNoTitleMessage);
-  EXPECT_EQ(check("", "T", "").message, kNoSaveNameMessage);
-  EXPECT_EQ(check("ABCD1234", "T", "S").message, kIdLengthMessage);
-  EXPECT_EQ(check("SLUS012345", "T", "S").message, kIdLengthMessage);
-  EXPECT_EQ(check("ABCD12345", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS1234X", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS-1234", "T", "S").message, kIdShapeMessage);
-  EXPECT_EQ(check("SLUS-1234", "T", "S").outcome, CheckOutcome::Refused);
-  for (const char* ok : {"SCUS94476", "scus94476", "SlEs12345", "ESPM00001", "SIPS99999"})
-    EXPECT_EQ(check(ok, "T", "S").outcome, CheckOutcome::Pass) << ok;
+  // ID, title, save name and the message it is refused with ("": it passes).
+  // clang-format off
+  const std::tuple<const char*, const char*, const char*, std::string> rows[] = {
+      {"", "", "", kNoTitleMessage}, {"", "T", "", kNoSaveNameMessage},
+      {"ABCD1234", "T", "S", kIdLengthMessage}, {"SLUS012345", "T", "S", kIdLengthMessage},
+      {"ABCD12345", "T", "S", kIdShapeMessage}, {"SLUS1234X", "T", "S", kIdShapeMessage},
+      {"SLUS-1234", "T", "S", kIdShapeMessage}, {"SCUS94476", "T", "S", ""},
+      {"scus94476", "T", "S", ""}, {"SlEs12345", "T", "S", ""}, {"ESPM00001", "T", "S", ""},
+      {"SIPS99999", "T", "S", ""}};
+  // clang-format on
+  for (const auto& [id, title, save, message] : rows) {
+    const GameIdCheck r = CheckGameIdForConversion(id, title, save, "", false, false, host);
+    EXPECT_EQ(
+        std::tie(r.outcome, r.message),
+        std::make_tuple(message.empty() ? CheckOutcome::Pass : CheckOutcome::Refused, message))
+        << id;
+  }
   EXPECT_TRUE(host.questions.empty());
 }
 
 TEST(GameIdCheck, RegionQuestionsDefaultToNo) {
-  struct Case {
-    std::string region;
-    bool screen, gfx;
-    const char* question;
-  };
+  // Region, screen fix, graphics fix and the question asked (none: it passes unasked).
   // clang-format off
-  const Case cases[] = {{"NTSC", true, false, kPalFixOnNtscQuestion},
-                        {"NTSC", false, true, kPalFixOnNtscQuestion},
-                        {"PAL", false, false, kPalWithoutFixQuestion},
-                        {"NTSC", false, false, nullptr}, {"PAL", true, true, nullptr},
-                        {"", true, false, nullptr}};
+  const std::tuple<std::string, bool, bool, std::string> cases[] = {
+      {"NTSC", true, false, kPalFixOnNtscQuestion}, {"NTSC", false, true, kPalFixOnNtscQuestion},
+      {"PAL", false, false, kPalWithoutFixQuestion}, {"NTSC", false, false, ""},
+      {"PAL", true, true, ""}, {"", true, false, ""}};
   // clang-format on
-  for (const Case& c : cases) {
+  for (const auto& [region, screen, gfx, question] : cases)
     for (bool answer : {false, true}) {
       RunRecorder host;
       host.answers = {answer};
-      GameIdCheck r =
-          CheckGameIdForConversion("SLES12345", "T", "S", c.region, c.screen, c.gfx, host);
-      if (!c.question) {
-        EXPECT_TRUE(host.questions.empty() && r.outcome == CheckOutcome::Pass) << c.region;
-        continue;
-      }
-      ASSERT_EQ(host.questions.size(), 1u);
-      EXPECT_EQ(std::tie(host.questions[0].text, host.questions[0].defaultNo, r.outcome, r.message),
-                std::make_tuple(c.question, true,
-                                answer ? CheckOutcome::Pass : CheckOutcome::Declined, ""));
+      const GameIdCheck r =
+          CheckGameIdForConversion("SLES12345", "T", "S", region, screen, gfx, host);
+      std::string asked;
+      for (const auto& q : host.questions) asked += q.text + (q.defaultNo ? " [No]" : " [Yes]");
+      EXPECT_EQ(std::tie(asked, r.outcome, r.message),
+                std::make_tuple(
+                    question.empty() ? "" : question + " [No]",
+                    question.empty() || answer ? CheckOutcome::Pass : CheckOutcome::Declined, ""))
+          << region << screen << gfx;
     }
-  }
 }
 
 // The disc subcommands of ebootforge-cli, run as a user would run them: what each prints and
@@ -217,40 +211,29 @@ TEST(DiscCli, QueriesAndThePalFixPrintAndExitAsTheyShould) {
   const std::string image = dir / "pal.bin";
   WriteFileBytes(image, pal);
 
-  struct Row {
-    std::vector<std::string> args;
-    int exit;
-    std::vector<std::string> says;
-  };
-  const Row rows[] = {
+  // The arguments, the exit status and what the output holds (a game ID's: all of it).
+  // clang-format off
+  const std::tuple<std::vector<std::string>, int, std::vector<std::string>> rows[] = {
       {{"gameid", bin}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "Metal.cue"}, 0, {"SLUS00594\n"}},
       {{"gameid", dir / "junk.iso"}, 1, {"No game ID found in " + (dir / "junk.iso") + "\n"}},
       // The shipped database sits beside the program.
-      {{"lookup", "SLUS00776"},
-       0,
-       {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
+      {{"lookup", "SLUS00776"}, 0, {"save name = Metal Gear Solid\n", "package ID = SLUS00594\n", "region = NTSC\n"}},
       {{"lookup", "NONE00000"}, 1, {}},
-      {{"resolve", bin, "--ini", dir / "test.ini"},
-       0,
-       {"input = " + bin + "\n", "game ID = SLUS00594\n",
-        "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
-      {{"resolve", bin, "--yes", "--ini", dir / "test.ini"},
-       0,
-       {"input = " + (dir / "Metal.cue") + "\n", "data file = " + bin + "\n"}},
+      {{"resolve", bin, "--ini", dir / "test.ini"}, 0, {"input = " + bin + "\n", "game ID = SLUS00594\n", "output folder = " + dir.path() + kSep + "SLUS00594\n"}},
+      {{"resolve", bin, "--yes", "--ini", dir / "test.ini"}, 0, {"input = " + (dir / "Metal.cue") + "\n", "data file = " + bin + "\n"}},
       {{"resolve", dir / "bad.cue"}, 1, {"inspection = no"}},
       {{"palfix", image}, 1, {}},  // neither fix chosen
-      {{"palfix", image, "--screen", "--gfx"},
-       0,
-       {"0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n"}},
+      {{"palfix", image, "--screen", "--gfx"}, 0, {"0x00001001 screen height 0x24910013\n0x00011171 graphics 0x3C028007\n"}},
       {{"palfix", dir / "missing.bin", "--screen"}, 1, {}},
   };
-  for (const Row& row : rows) {
-    const ProcessResult r = RunProcess(PrivateCli(), row.args, {});
-    SCOPED_TRACE(row.args[0] + " " + row.args[1] + "\n" + r.output);
-    EXPECT_EQ(r.exitCode, row.exit);
-    for (const std::string& text : row.says) EXPECT_NE(r.output.find(text), std::string::npos);
-    EXPECT_TRUE(row.args[0] != "gameid" || r.output == row.says[0]);
+  // clang-format on
+  for (const auto& [args, exit, says] : rows) {
+    const ProcessResult r = RunProcess(PrivateCli(), args, {});
+    SCOPED_TRACE(args[0] + " " + args[1] + "\n" + r.output);
+    EXPECT_EQ(r.exitCode, exit);
+    for (const std::string& text : says) EXPECT_NE(r.output.find(text), std::string::npos);
+    EXPECT_TRUE(args[0] != "gameid" || r.output == says[0]);
   }
   EXPECT_EQ(ReadFileBytes(image), pal);  // listed, not changed
 

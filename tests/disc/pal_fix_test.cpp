@@ -4,12 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <tuple>
 
 #include "common/bytes.h"
-#include "common/cancel.h"
 #include "common/file_io.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
@@ -51,62 +48,51 @@ Scan RunFix(const std::string& path, PalFixOptions options, uint64_t start = 0,
   return s;
 }
 
-PalFixOptions Both() {
-  PalFixOptions o;
-  o.screenHeight = o.graphics = true;
-  return o;
-}
-
-using Window = std::array<uint8_t, 8>;
+const PalFixOptions kBoth{true, true, true};
 
 // Every row of the table, near misses beside and between them, pairs back to back and close
 // behind a near miss (so a rejected candidate must not hide the next), one across the first
 // chunk seam, one in the window two chunks share, and one in the file's last eight bytes.
 TEST(PalFix, HandPlacedCasesForEachOptionSet) {
-  const Window screen0 = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
-  const Window screen1 = {0x13, 0x00, 0x90, 0x24, 0x10, 0x00, 0x90, 0x24};
-  const Window gfx6a = {0x06, 0x80, 0x02, 0x3C, 0x30, 0xDA, 0x42, 0x8C};
-  const Window gfx7b = {0x07, 0x80, 0x02, 0x3C, 0x9C, 0xF1, 0x42, 0x8C};
-  const Window screen0Fixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
-  const Window screen1Fixed = {0x00, 0x00, 0x90, 0x24, 0x00, 0x00, 0x90, 0x24};
-  const Window gfxFixed = {0x00, 0x00, 0x02, 0x20, 0x00, 0x00, 0x00, 0x00};
-  // Where each window goes, the rule that patches it (-1: none) and what it becomes.
+  // Where each pair of words goes, the rule that patches it (-1: none) and what it becomes.
+  const uint32_t s0 = 0x24910013, s0b = 0x24910010, s1 = 0x24900013, s1b = 0x24900010;
+  const uint32_t g6 = 0x3C028006, g7 = 0x3C028007, lw = 0x8C420000;
   const struct Planted {
     std::size_t offset;
-    Window window;
+    uint32_t w0, w1;
     int rule;
-    Window after;
+    uint32_t a0, a1;
   } planted[] = {
-      {0, screen0, 0, screen0Fixed},
-      {101, screen1, 1, screen1Fixed},
-      {203, gfx6a, 2, gfxFixed},
-      {307, {0x06, 0x80, 0x02, 0x3C, 0x18, 0xF5, 0x42, 0x8C}, 2, gfxFixed},
-      {402, {0x07, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C}, 3, gfxFixed},
-      {509, gfx7b, 3, gfxFixed},
-      {600, screen0, 0, screen0Fixed},
-      {608, gfx6a, 2, gfxFixed},
-      {700, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x25}, -1, {}},  // w1's top byte wrong
-      {708, screen1, 1, screen1Fixed},
-      {800, {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x90, 0x24}, -1, {}},   // rows 0 and 1 mixed
-      {900, {0x06, 0x80, 0x02, 0x3C, 0x90, 0xEC, 0x42, 0x8C}, -1, {}},   // 0x8006, 0x8007's w1
-      {1000, {0x24, 0x91, 0x00, 0x13, 0x24, 0x91, 0x00, 0x10}, -1, {}},  // big-endian words
-      {1100, {0x13, 0x00, 0x91, 0x24, 0x11, 0x00, 0x91, 0x24}, -1, {}},  // 0x11 for 0x10
-      {1200, {0x07, 0x80, 0x02, 0x3C, 0x30, 0xDA, 0x42, 0x8C}, -1, {}},  // 0x8007, 0x8006's w1
-      {32763, gfx7b, 3, gfxFixed},        // bytes 32763-32770: the first chunk ends at 32767
-      {65518, screen0, 0, screen0Fixed},  // 65518-65525: in the second chunk and the third
-      {69992, screen1, 1, screen1Fixed},  // the last eight bytes
+      {0, s0, s0b, 0, 0x24910000, 0x24910000},
+      {101, s1, s1b, 1, 0x24900000, 0x24900000},
+      {203, g6, lw | 0xDA30, 2, 0x20020000, 0},
+      {307, g6, lw | 0xF518, 2, 0x20020000, 0},
+      {402, g7, lw | 0xEC90, 3, 0x20020000, 0},
+      {509, g7, lw | 0xF19C, 3, 0x20020000, 0},
+      {600, s0, s0b, 0, 0x24910000, 0x24910000},
+      {608, g6, lw | 0xDA30, 2, 0x20020000, 0},
+      {700, s0, 0x25910010, -1, 0, 0},  // w1's top byte wrong
+      {708, s1, s1b, 1, 0x24900000, 0x24900000},
+      {800, s0, s1b, -1, 0, 0},                  // rows 0 and 1 mixed
+      {900, g6, lw | 0xEC90, -1, 0, 0},          // 0x8006, 0x8007's w1
+      {1000, 0x13009124, 0x10009124, -1, 0, 0},  // big-endian words
+      {1100, s0, 0x24910011, -1, 0, 0},          // 0x11 for 0x10
+      {1200, g7, lw | 0xDA30, -1, 0, 0},         // 0x8007, 0x8006's w1
+      // Bytes 32763-32770: the first chunk ends at 32767; 65518-65525: in the second chunk
+      // and the third.
+      {32763, g7, lw | 0xF19C, 3, 0x20020000, 0},
+      {65518, s0, s0b, 0, 0x24910000, 0x24910000},
+      {69992, s1, s1b, 1, 0x24900000, 0x24900000},  // the last eight bytes
   };
   Bytes data = QuietNoise(70000, 4);
-  for (const Planted& p : planted) std::copy(p.window.begin(), p.window.end(), &data[p.offset]);
+  for (const Planted& p : planted) Plant(data, p.offset, p.w0, p.w1);
 
   TempDir dir;
   const std::string path = dir / "game.bin";
   // No option, the screen option (rules 0 and 1), the graphics option (2 and 3), and both.
   for (int opt = 0; opt < 4; ++opt) {
     SCOPED_TRACE(opt);
-    PalFixOptions o;
-    o.screenHeight = opt & 1;
-    o.graphics = opt & 2;
+    const PalFixOptions o{(opt & 1) != 0, (opt & 2) != 0};
     WriteFileBytes(path, data);
     Scan s = RunFix(path, o);
     EXPECT_TRUE(s.result.error.empty());
@@ -115,11 +101,10 @@ TEST(PalFix, HandPlacedCasesForEachOptionSet) {
     for (const Planted& p : planted) {
       if (p.rule < 0 || !(opt & (p.rule < 2 ? 1 : 2))) continue;
       SCOPED_TRACE(p.offset);
-      std::copy(p.after.begin(), p.after.end(), &expected[p.offset]);
+      Plant(expected, p.offset, p.a0, p.a1);
       ASSERT_LT(n, s.undo.size());
       EXPECT_EQ(std::tie(s.undo[n].offset, s.undo[n].rule, s.undo[n].w0, s.undo[n].w1),
-                std::make_tuple(uint64_t{p.offset}, p.rule, LoadLe32(&p.window[0]),
-                                LoadLe32(&p.window[4])));
+                std::make_tuple(uint64_t{p.offset}, p.rule, p.w0, p.w1));
       ++n;
     }
     EXPECT_EQ(std::make_tuple(s.undo.size(), s.result.patches), std::make_tuple(n, n));
@@ -141,21 +126,18 @@ TEST(PalFix, StretchListingCancelAndProgress) {
 
   // Only the stretch [start, end) is scanned; a window must fit inside it whole.
   WriteFileBytes(path, data);
-  auto offsets = [](const Scan& scan) {
-    std::vector<uint64_t> at;
-    for (const PalPatch& p : scan.undo) at.push_back(p.offset);
-    return at;
-  };
-  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'008)), std::vector<uint64_t>{50'000});
-  EXPECT_EQ(offsets(RunFix(path, Both(), 40'000, 1'000'009)), std::vector<uint64_t>{1'000'001});
+  for (const auto& [end, at] : {std::pair{1'000'008, 50'000}, {1'000'009, 1'000'001}}) {
+    const Scan scan = RunFix(path, kBoth, 40'000, end);
+    ASSERT_EQ(scan.undo.size(), 1u) << end;
+    EXPECT_EQ(scan.undo[0].offset, uint64_t(at)) << end;
+  }
 
   // Listing without writing reports each match once and leaves the file alone, even for a
   // pair in the window that two chunks share.
   Bytes seam = data;
   Plant(seam, 32759, 0x24910013, 0x24910010);
   WriteFileBytes(path, seam);
-  PalFixOptions list = Both();
-  list.write = false;
+  const PalFixOptions list{true, true, false};
   Scan listed = RunFix(path, list);
   EXPECT_EQ(listed.reported.size(), 5u);
   EXPECT_EQ(ReadFileBytes(path), seam);
@@ -165,8 +147,7 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   RunFix(path, list, 0, UINT64_MAX, &host);
   EXPECT_EQ(host.stages, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
   EXPECT_EQ(host.completed, std::vector<std::string>{"Applying PAL -> NTSC Fix..."});
-  EXPECT_EQ(host.amounts.size(), 1u);  // 92 chunks of 32,767 bytes: one pump, after the 65th
-  ASSERT_FALSE(host.amounts.empty());
+  ASSERT_EQ(host.amounts.size(), 1u);  // 92 chunks of 32,767 bytes: one pump, after the 65th
   EXPECT_EQ(host.amounts.back().second, seam.size());
   EXPECT_GT(host.amounts.back().first, seam.size() / 2);
 
@@ -175,7 +156,7 @@ TEST(PalFix, StretchListingCancelAndProgress) {
   WriteFileBytes(path, data);
   RunRecorder cancelling;
   cancelling.onAdvance = [&](int) { cancelling.cancel.Request(); };
-  Scan cut = RunFix(path, Both(), 0, UINT64_MAX, &cancelling);
+  Scan cut = RunFix(path, kBoth, 0, UINT64_MAX, &cancelling);
   EXPECT_TRUE(cut.result.cancelled && cancelling.cancel.Requested() &&
               cancelling.completed.empty());
   EXPECT_EQ(cut.undo.size(), 3u);  // all but the last lie before the first pump
@@ -190,10 +171,9 @@ TEST(PalFix, OddFilesNeverCrash) {
     Bytes data(size, 0x13);
     if (size >= 8) Plant(data, size - 8, 0x24910013, 0x24910010);
     WriteFileBytes(path, data);
-    Scan s = RunFix(path, Both());
-    EXPECT_EQ(s.result.patches, size >= 8 ? 1u : 0u) << size;
+    EXPECT_EQ(RunFix(path, kBoth).result.patches, size >= 8 ? 1u : 0u) << size;
     // An end past the file's end stops at the end.
-    EXPECT_EQ(RunFix(path, Both(), 0, size + 100000).result.patches, 0u);
+    EXPECT_EQ(RunFix(path, kBoth, 0, size + 100000).result.patches, 0u);
   }
   EXPECT_NE(ReplayPalUndo(dir / "missing.bin", {PalPatch{}}), "");
 }

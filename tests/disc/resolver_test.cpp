@@ -59,7 +59,7 @@ class Resolver : public ::testing::Test {
   RunRecorder host;
 };
 
-TEST_F(Resolver, ImageFoundInTheDatabase) {
+TEST_F(Resolver, ImagesFoundInTheDatabaseOrNotAndTheDefaultId) {
   std::string iso = Image("metal.iso", "SLUS_005.94");
   ResolvedInput r = Resolve(iso);
   EXPECT_EQ(std::tie(r.message, r.input, r.dataFile), std::make_tuple("", iso, iso));
@@ -78,11 +78,10 @@ TEST_F(Resolver, ImageFoundInTheDatabase) {
   // becomes the save name.
   r = Resolve(Image("golf.img", "SCUS_944.76", SectorLayout::Mode1Raw));
   EXPECT_EQ(Names(r), (Strings{"golf", "golf", "NTSC", "SCUS94476"}));
-}
 
-TEST_F(Resolver, UnknownIdsAndTheDefaultId) {
   // An ID not in the database: no region change, one pass with the ID.
-  ResolvedInput r = Resolve(Image("other.iso", "SLPS_011.11"));
+  context.hideNameTags = false;
+  r = Resolve(Image("other.iso", "SLPS_011.11"));
   EXPECT_EQ(Names(r), (Strings{"other", "other", "old region", "SLPS01111"}));
   EXPECT_EQ(Passes(r), Strings{"SLPS01111"});
 
@@ -152,18 +151,18 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
   std::string cue = images / "broken.cue";
   // A sheet naming a file that is not there says which, as the sheet spells it.
   const std::string missing = std::string(kCueInvalidMessage) + "\r\n(";
+  // clang-format off
   const std::pair<std::string, std::string> sheets[] = {
+      {"FILE \"Missing.Bin\" BINARY\n", missing + "Missing.Bin, named by broken.cue, is not there)"},
       // the fallback names the same file
-      {"FILE \"Missing.Bin\" BINARY\n",
-       missing + "Missing.Bin, named by broken.cue, is not there)"},
-      {"FILE \"MISSING.IMG\" BINARY\n",
-       missing + "MISSING.IMG, named by broken.cue, is not there)"},
+      {"FILE \"MISSING.IMG\" BINARY\n", missing + "MISSING.IMG, named by broken.cue, is not there)"},
       {"REM fine\nNOBLANK\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
       {"FILE X.BIN BINARY\n", kCueInvalidMessage},
       {"FILE \"X.BIN BINARY\n", kCueInvalidMessage},
       {"FILE \"\" BINARY\n", kCueInvalidMessage},
       {std::string(10000, 'A') + " x\nFILE \"X.BIN\" BINARY\n", kCueInvalidMessage},
   };
+  // clang-format on
   Image("X.BIN", "SLUS_005.94");
   for (const auto& [text, message] : sheets) {
     WriteFileText(cue, text);
@@ -171,49 +170,39 @@ TEST_F(Resolver, BrokenSheetsStopTheResolver) {
     EXPECT_EQ(std::tie(r.message, r.input, r.outputFolder, r.runInspection),
               std::make_tuple(message, cue, "old out", false))
         << text.substr(0, 40);
-    EXPECT_EQ(Names(r), (Strings{"broken", "broken", "old region", "OLDX00000"}));
-    EXPECT_TRUE(r.assetPasses.empty());
+    EXPECT_EQ(std::make_tuple(Names(r), r.assetPasses.empty()),
+              std::make_tuple(Strings{"broken", "broken", "old region", "OLDX00000"}, true));
   }
   // Binary junk of every kind: a message or a data file, never a crash.
   for (uint32_t seed = 0; seed < 100; ++seed) {
     Bytes junk = NoiseBytes(1 + seed * 113, seed);
-    if (seed % 4 == 0) {
-      std::string head = "FILE \"";
-      junk.insert(junk.begin(), head.begin(), head.end());
-    }
+    if (seed % 4 == 0) junk.insert(junk.begin(), {'F', 'I', 'L', 'E', ' ', '"'});
     WriteFileBytes(cue, junk);
-    ResolvedInput r = Resolve(cue);
+    const ResolvedInput r = Resolve(cue);
     EXPECT_TRUE(r.message == kCueInvalidMessage || FileExists(r.dataFile));
   }
 }
 
 TEST_F(Resolver, OutputFolderOptions) {
-  std::string bin = Image("My.Game.Disc.bin", "SLUS_005.94");
-  const std::string base = images.path();
-  const std::string expected[] = {base, base + kSep + "My", base + kSep + "Metal Game [NTSC-U]",
-                                  base + kSep + "SLUS00594"};
-  for (int opt = 0; opt < 4; ++opt) {
-    context.defaultOutDirOpt = opt;
-    EXPECT_EQ(Resolve(bin).outputFolder, expected[opt]) << opt;
+  const std::string bin = Image("My.Game.Disc.bin", "SLUS_005.94"), plain = images / "Plain.iso";
+  WriteFileBytes(plain, Bytes(40000, 0));
+  WriteFileBytes(images / "NoDotName", Bytes(100, 0));
+  const std::string base = images.path() + kSep, out = std::string("/out") + kSep;
+  // The file, the option, the DefaultOutputDir setting and the folder. With no ID, option 3
+  // leaves the bare base with its separator; a name without "." is taken whole; the setting
+  // replaces the image's folder, a separator added once.
+  // clang-format off
+  const std::tuple<std::string, int, std::string, std::string> rows[] = {
+      {bin, 0, "", images.path()}, {bin, 1, "", base + "My"},
+      {bin, 2, "", base + "Metal Game [NTSC-U]"}, {bin, 3, "", base + "SLUS00594"},
+      {plain, 3, "", base}, {images / "NoDotName", 1, "", base + "NoDotName"},
+      {bin, 2, "/out", out + "Metal Game [NTSC-U]"}, {bin, 2, out, out + "Metal Game [NTSC-U]"},
+      {bin, 0, out, out}};
+  // clang-format on
+  for (const auto& [file, opt, setting, folder] : rows) {
+    std::tie(context.defaultOutDirOpt, context.defaultOutputDir) = std::tie(opt, setting);
+    EXPECT_EQ(Resolve(file).outputFolder, folder) << file << " " << opt << " " << setting;
   }
-  // With no ID, option 3 leaves the bare base with its separator.
-  std::string plain = images / "Plain";
-  WriteFileBytes(plain + ".iso", Bytes(40000, 0));
-  EXPECT_EQ(Resolve(plain + ".iso").outputFolder, base + kSep);
-  // A name without "." is taken whole.
-  context.defaultOutDirOpt = 1;
-  std::string noDot = images / "NoDotName";
-  WriteFileBytes(noDot, Bytes(100, 0));
-  EXPECT_EQ(Resolve(noDot).outputFolder, base + kSep + "NoDotName");
-
-  // The DefaultOutputDir setting replaces the image's folder; a separator is added once.
-  context.defaultOutputDir = "/out";
-  context.defaultOutDirOpt = 2;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.defaultOutputDir = std::string("/out") + kSep;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep + "Metal Game [NTSC-U]");
-  context.defaultOutDirOpt = 0;
-  EXPECT_EQ(Resolve(bin).outputFolder, std::string("/out") + kSep);
 }
 
 TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
@@ -234,7 +223,6 @@ TEST_F(Resolver, TheFirstDiscOfASetNamesTheWholeGame) {
   ResolvedInput byId = Resolve(bin);
   TakeAsDiscSet(byId, context);
   EXPECT_EQ(byId.outputFolder, base + "SLUS90201");
-  context.defaultOutDirOpt = 0;
 }
 
 TEST_F(Resolver, PackagesAndCompanionFiles) {
@@ -286,8 +274,7 @@ TEST(CueSheet, LinesNamesAndAbsolutePaths) {
 #ifndef _WIN32
   EXPECT_TRUE(IsCueNameAbsolute("/RIPS/X.BIN"));
 #endif
-  TempDir dir;
-  EXPECT_TRUE(ReadCueFileEntry(dir / "missing.cue").invalid);
+  EXPECT_TRUE(ReadCueFileEntry(TempDir().path() + "/missing.cue").invalid);
 }
 
 TEST(DropClassification, ExtensionsDecide) {
@@ -296,30 +283,29 @@ TEST(DropClassification, ExtensionsDecide) {
     WriteFileText(dir / name, "x");
     return dir / name;
   };
-  for (const char* name :
-       {"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}) {
-    DropDecision d = ClassifyDrop({make(name)});
-    EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne),
-              std::make_tuple(DropAction::Accept, dir / name, false))
-        << name;
-  }
-  EXPECT_EQ(ClassifyDrop({make("a.mds")}).message, kMdsMessage);
-  for (const char* name : {"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"})
-    EXPECT_EQ(ClassifyDrop({make(name)}).message, kUnsupportedFormatMessage) << name;
-  for (const char* name : {"a.zip", "a.jpeg", "iso", "a.is"})
-    EXPECT_EQ(ClassifyDrop({make(name)}).message, kNotAnImageMessage) << name;
-  EXPECT_EQ(ClassifyDrop({make("a.zip")}).action, DropAction::Refuse);
-
-  // CCD: its IMG takes its place, or the ":(" message when there is none.
-  EXPECT_EQ(ClassifyDrop({make("game.ccd")}).message, kNoImgFileMessage);
+  // The names and the message they are refused with ("": accepted as they are). A CCD's IMG
+  // takes its place, or the ":(" message when there is none.
+  const std::pair<std::vector<const char*>, std::string> rows[] = {
+      {{"a.iso", "a.IMG", "a.bin", "a.Cue", "EBOOT.PBP", "a.mdf", "x.CHD", "x.Ecm"}, ""},
+      {{"a.mds"}, kMdsMessage},
+      {{"a.nrg", "a.CDI", "a.b5t", "a.000", "a.bif"}, kUnsupportedFormatMessage},
+      {{"a.zip", "a.jpeg", "iso", "a.is"}, kNotAnImageMessage},
+      {{"game.ccd"}, kNoImgFileMessage}};
+  for (const auto& [names, message] : rows)
+    for (const char* name : names) {
+      DropDecision d = ClassifyDrop({make(name)});
+      EXPECT_EQ(std::tie(d.action, d.path, d.moreThanOne, d.message),
+                std::make_tuple(message.empty() ? DropAction::Accept : DropAction::Refuse,
+                                message.empty() ? dir / name : "", false, message))
+          << name;
+    }
   std::string img = make("game.img");
   DropDecision d = ClassifyDrop({dir / "game.ccd"});
   EXPECT_EQ(std::tie(d.action, d.path), std::make_tuple(DropAction::Accept, img));
 
   // Several files: one warning, then the first file as usual (which may be refused).
   d = ClassifyDrop({make("x.nrg"), make("b.iso"), make("c.iso")});
-  EXPECT_TRUE(d.moreThanOne);
-  EXPECT_EQ(d.message, kUnsupportedFormatMessage);
+  EXPECT_EQ(std::tie(d.moreThanOne, d.message), std::make_tuple(true, kUnsupportedFormatMessage));
   // A vanished file, or nothing at all: silence.
   d = ClassifyDrop({dir / "gone.iso"});
   EXPECT_EQ(std::tie(d.action, d.message), std::make_tuple(DropAction::Ignore, ""));
@@ -332,10 +318,12 @@ bool Images(const std::string& path) {
   return ext == ".CUE" || ext == ".BIN" || ext == ".ISO" || ext == ".CHD";
 }
 
+// "number:file" of each disc, then "-number" of each missing one.
 std::vector<std::string> Names(const DiscSet& set) {
   std::vector<std::string> names;
   for (const SetMember& m : set.discs)
     names.push_back(std::to_string(m.number) + ":" + FileNameOf(m.path));
+  for (int n : set.missing) names.push_back("-" + std::to_string(n));
   return names;
 }
 
@@ -372,7 +360,6 @@ TEST(DiscSetBeside, HoldsTheSameNameWithEveryDiscNumberOnceInOrder) {
   EXPECT_EQ(Names(set),
             (std::vector<std::string>{"1:Game (USA) (Disc 1).cue", "2:Game (USA) (Disc 2).bin",
                                       "3:game (usa) (DISC 3).CUE"}));
-  EXPECT_TRUE(set.missing.empty());
   EXPECT_EQ(set.discs[0].path, dir / "Game (USA) (Disc 1).cue");
 
   // Chosen from disc 2's BIN, that file stands for disc 2; the others prefer BINs too.
@@ -387,8 +374,7 @@ TEST(DiscSetBeside, HoldsTheSameNameWithEveryDiscNumberOnceInOrder) {
     WriteFileText(gap / name, "x");
   set = FindDiscSet(gap / "RPG (Disc 3).iso", Images);
   EXPECT_EQ(Names(set), (std::vector<std::string>{"1:RPG (Disc 1).iso", "3:RPG (Disc 3).iso",
-                                                  "4:RPG (Disc 4).iso"}));
-  EXPECT_EQ(set.missing, std::vector<int>{2});
+                                                  "4:RPG (Disc 4).iso", "-2"}));
 
   // Without a disc number a file is a set of itself.
   WriteFileText(dir / "Solo.iso", "x");
@@ -411,31 +397,30 @@ TEST(Playlists, NameTheDiscsInOrderFromThePlaylistsFolder) {
   WriteFileText(dir / "set.m3u",
                 "Game (Disc 1).cue\nsub/Game (Disc 2).cue\n" + (dir / "elsewhere.iso") + "\n");
   PlaylistDiscs discs = ReadM3u(dir / "set.m3u");
-  EXPECT_EQ(discs.error, "");
-  EXPECT_EQ(discs.paths,
-            (std::vector<std::string>{dir / "Game (Disc 1).cue", dir / "sub/Game (Disc 2).cue",
-                                      dir / "elsewhere.iso"}));
+  EXPECT_EQ(std::tie(discs.error, discs.paths),
+            std::make_tuple("", std::vector<std::string>{dir / "Game (Disc 1).cue",
+                                                         dir / "sub/Game (Disc 2).cue",
+                                                         dir / "elsewhere.iso"}));
 
   // Each refused playlist: its name, its text (none: no file) and the message after its path.
   // clang-format off
   const std::tuple<std::string, std::optional<std::string>, std::string> refused[] = {
-      {"gone.m3u", "Game (Disc 1).cue\nGame (Disc 2).cue\n",
-       " names Game (Disc 2).cue, which does not exist"},
+      {"gone.m3u", "Game (Disc 1).cue\nGame (Disc 2).cue\n", " names Game (Disc 2).cue, which does not exist"},
       {"six.m3u", "a\nb\nc\nd\ne\nf\n", " names 6 discs; a package holds at most 5"},
       {"empty.m3u", "", " names no disc"},
       // A playlist names disc images: not itself, not another playlist.
       {"self.m3u", "Game (Disc 1).cue\n./self.m3u\n", " names ./self.m3u: itself, not a disc"},
-      {"outer.m3u", "Game (Disc 1).cue\nset.m3u\n",
-       " names set.m3u, another playlist: a playlist names disc images"},
+      {"outer.m3u", "Game (Disc 1).cue\nset.m3u\n", " names set.m3u, another playlist: a playlist names disc images"},
       {"none.m3u", std::nullopt, ""},
       {"huge.m3u", std::string(100000, 'a'), ""}};  // unreadable: "Cannot read the playlist"
   // clang-format on
   for (const auto& [name, text, message] : refused) {
     if (text) WriteFileText(dir / name, *text);
     discs = ReadM3u(dir / name);
-    EXPECT_EQ(discs.error, message.empty() ? "Cannot read the playlist " + (dir / name)
-                                           : "The playlist " + (dir / name) + message);
-    EXPECT_TRUE(discs.paths.empty()) << name;
+    EXPECT_EQ(std::tie(discs.error, discs.paths),
+              std::make_tuple(message.empty() ? "Cannot read the playlist " + (dir / name)
+                                              : "The playlist " + (dir / name) + message,
+                              std::vector<std::string>{}));
   }
 }
 

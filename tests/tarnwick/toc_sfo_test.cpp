@@ -40,12 +40,12 @@ TEST(TocFile, CopiedByteForByteUpToTheAreaSize) {
 
   test::WriteFileBytes(dir / "FULL.TOC", test::NoiseBytes(kTocSize, 4));
   EXPECT_TRUE(LoadTocFile(dir / "FULL.TOC", toc, error)) << error;
-
   test::WriteFileBytes(dir / "BIG.TOC", test::NoiseBytes(kTocSize + 1, 4));
-  EXPECT_FALSE(LoadTocFile(dir / "BIG.TOC", toc, error));
-  EXPECT_NE(error.find("BIG.TOC is too large"), std::string::npos) << error;
-  EXPECT_FALSE(LoadTocFile(dir / "NONE.TOC", toc, error));
-  EXPECT_NE(error.find("Cannot read NONE.TOC"), std::string::npos) << error;
+  for (const auto& [name, message] :
+       {std::pair{"BIG.TOC", "BIG.TOC is too large"}, {"NONE.TOC", "Cannot read NONE.TOC"}}) {
+    EXPECT_FALSE(LoadTocFile(dir / name, toc, error));
+    EXPECT_NE(error.find(message), std::string::npos) << error;
+  }
 }
 
 TEST(Ps1Sfo, NineKeyLayoutPutsTheFixedFieldsWhereThePackageCodeReadsThem) {
@@ -64,6 +64,9 @@ TEST(Ps1Sfo, NineKeyLayoutPutsTheFixedFieldsWhereThePackageCodeReadsThem) {
       {0x50, {0x18, 0, 0, 0, 0x27, 0, 4, 2, 0x36, 0, 0, 0, 0, 2, 0, 0}},
       {0x90, {0x2C, 2, 0, 0, 0x54, 0, 4, 2, 0x0E, 0, 0, 0, 0x80, 0, 0, 0}},
       {0xA0, {0x30, 2, 0, 0}},
+      {152, {14}},                    // the title's length
+      {256, {1, 0, 0, 0, 'M', 'E'}},  // BOOTABLE, CATEGORY
+      {812, {0, 0x80, 0, 0}},
   };
   for (const auto& [at, bytes] : rows)
     EXPECT_EQ(Bytes(sfo.begin() + at, sfo.begin() + at + bytes.size()), bytes) << at;
@@ -71,25 +74,18 @@ TEST(Ps1Sfo, NineKeyLayoutPutsTheFixedFieldsWhereThePackageCodeReadsThem) {
   EXPECT_EQ(keys, std::string("BOOTABLE\0CATEGORY\0DISC_ID\0DISC_VERSION\0LICENSE\0"
                               "PARENTAL_LEVEL\0PSP_SYSTEM_VER\0REGION\0TITLE\0\0\0",
                               0x100 - 0xA4));
-  EXPECT_EQ(sfo[152], 14);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&sfo[260]), 2), "ME");
-  EXPECT_EQ(LoadLe32(&sfo[256]), 1u);
-  EXPECT_EQ(LoadLe32(&sfo[812]), 0x8000u);
 
   // The package code reads it back (its patching is the package code's own test).
   pbp::SfoFields f = pbp::ReadSfoFields(sfo);
-  EXPECT_EQ(f.title, "Example Title");
-  EXPECT_EQ(f.discId, "SLUS00594");
+  EXPECT_EQ(f.title + "|" + f.discId, "Example Title|SLUS00594");
 
   // Over-long values are cut to their slots, leaving a NUL.
   v.title = std::string(200, 'T');
   v.discId = std::string(20, 'D');
   sfo = BuildPs1Sfo(v);
   ASSERT_EQ(sfo.size(), kPs1SfoSize);
-  EXPECT_EQ(sfo[152], 128);
-  EXPECT_EQ(sfo[816 + 126], 'T');
-  EXPECT_EQ(sfo[816 + 127], 0);
-  EXPECT_EQ(sfo[264 + 15], 0);
+  EXPECT_EQ(std::make_tuple(sfo[152], sfo[816 + 126], sfo[816 + 127], sfo[264 + 15]),
+            std::make_tuple(128, 'T', 0, 0));
 }
 
 }  // namespace
