@@ -1,7 +1,7 @@
-// Patches and LibCrypt from the command line, a game on two discs through every command
-// that meets them: resolve shows disc 1's key and the patch beside it, patch writes the
-// patched image, convert --yes takes that patch and --patch 2:FILE for disc 2 and writes
-// EBOOT_1.sbi, extract brings the .sbi back beside the image of disc 1.
+// Patches and LibCrypt from the command line, a game on two discs: resolve shows disc 1's key
+// and the patch beside it, patch writes the patched image, convert --yes takes that patch and
+// --patch 2:FILE for disc 2. (The .sbi files beside a package and beside extracted images:
+// the engine's patched-conversion tests and the window's package dialog tests.)
 #include "cli/cli_run.h"
 
 #include "support/disc_builder.h"
@@ -28,9 +28,8 @@ TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
   ppf.insert(ppf.end(), record.begin(), record.end());
   test::WriteFileBytes(dir / "Game (Disc 1).ppf", ppf);
   test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\x09\x2E\0\x03ipsEOF", 16));
-  const Bytes sbi = {'S', 'B', 'I', 0,    0x03, 0x35, 0x42, 1,    0x41,
-                     1,   1,   3,   0x33, 0x43, 0,    3,    0x35, 0x40};
-  test::WriteFileBytes(dir / "Game (Disc 1).sbi", sbi);
+  test::WriteFileBytes(dir / "Game (Disc 1).sbi", Bytes{'S', 'B', 'I', 0, 3, 0x35, 0x42, 1, 0x41, 1,
+                                                        1, 3, 0x33, 0x43, 0, 3, 0x35, 0x40});
   Bytes fixed = image, ips = image;
   for (int i = 0; i < 5; ++i) fixed[2350 + i] = static_cast<uint8_t>("FIXED"[i]);
   for (int i = 0; i < 3; ++i) ips[2350 + i] = static_cast<uint8_t>("ips"[i]);
@@ -54,13 +53,7 @@ TEST(PatchCli, ResolvePatchConvertAndExtractMeetThePatchesAndTheLibCryptData) {
     ASSERT_EQ(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back), "");
     EXPECT_TRUE(back == expected) << disc;
   }
-  EXPECT_TRUE(test::ReadFileBytes(dir / "out/EBOOT_1.sbi") == sbi);
   EXPECT_TRUE(test::ReadFileBytes(one) == image);
-
-  r = Cli({"extract", dir / "out/EBOOT.PBP", dir / "back.bin", "--toc", "none"});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(test::ReadFileBytes(dir / "back (Disc 1).sbi") == sbi);
-  EXPECT_FALSE(FileExists(dir / "back (Disc 2).sbi"));
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // The png and doc commands as a user runs them.
+#include "assets/convert.h"
 #include "cli/cli_run.h"
+#include "imaging/dib.h"
 
 namespace ebf {
 namespace {
@@ -8,18 +10,20 @@ using test::Cli;
 using test::PngSize;
 using test::TempDir;
 
-TEST(PictureCommands, PngResizesAsTheSettingsSay) {
+// The sizes a slot draws at and the words of its refusals are the assets tests'; here, the
+// command takes what the slot takes, makes the very PNG a run makes, and refuses as it does.
+TEST(PictureCommands, PngResizesAsTheSettingsSayAndAgreesWithTheSlot) {
   TempDir dir;
   const std::string jpeg = dir / "photo.jpg", out = dir / "out.png", ini = dir / "fit.ini";
   ASSERT_TRUE(test::DrawWithImageMagick("-size 640x480 xc:white", jpeg));
-  auto png = [&](std::vector<std::string> more) {
-    std::vector<std::string> args = {"png", jpeg, out, "--slot", "pic1"};
+  auto png = [&](std::vector<std::string> more, const std::string& from) {
+    std::vector<std::string> args = {"png", from, out, "--slot", "pic1"};
     args.insert(args.end(), more.begin(), more.end());
     return Cli(args);
   };
   // The resize mode and centring come from the settings file, as a slot takes them.
   test::WriteFileText(ini, "ImgResMode = 3\r\nImgResCentre = 1\r\n");
-  test::Ran fit = png({"--ini", ini});
+  test::Ran fit = png({"--ini", ini}, jpeg);
   EXPECT_EQ(fit.exit, 0) << fit.out;
   EXPECT_EQ(PngSize(out), (std::pair<uint32_t, uint32_t>{363, 272}));
   // Centred, the fitted 363 columns start 58 in (58.5 goes to the even neighbour), and the
@@ -28,14 +32,33 @@ TEST(PictureCommands, PngResizesAsTheSettingsSay) {
   ASSERT_EQ(centred.width, 363);
   EXPECT_EQ(centred.Row(100)[57 * 4], 0);
   EXPECT_EQ(centred.Row(100)[58 * 4], 255);
-  ASSERT_EQ(png({"--ini", ini, "--no-centre"}).exit, 0);
+  ASSERT_EQ(png({"--ini", ini, "--no-centre"}, jpeg).exit, 0);
   EXPECT_EQ(test::ReadWithImageMagick(out).Row(100)[0], 255);
+  // The very PNG the slot makes of the picture.
+  TempDir prog;
+  std::string runPath = jpeg;
+  c32bppDIB image;
+  ASSERT_TRUE(ConvertSlotPictureToPng(prog.folder(), runPath, "PIC1", image, 480, 272, 3, false));
+  EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(runPath));
   // Options win over the settings.
-  ASSERT_EQ(png({"--ini", ini, "--mode", "1"}).exit, 0);
+  ASSERT_EQ(png({"--ini", ini, "--mode", "1"}, jpeg).exit, 0);
   EXPECT_EQ(PngSize(out), (std::pair<uint32_t, uint32_t>{480, 272}));
   EXPECT_TRUE(test::PngcheckAccepts(out));
+  // A PNG within the slot's limits is the slot's file as it is: not resized, not rewritten.
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 300x200 gradient:red-blue", dir / "wide.png"));
+  test::Ran taken = png({"--mode", "2"}, dir / "wide.png");
+  EXPECT_EQ(taken.exit, 0) << taken.out;
+  EXPECT_TRUE(taken.Says("taken as it is")) << taken.out;
+  EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
 
-  EXPECT_NE(png({"--mode", "4"}).exit, 0);
+  // A slot's refusal in its own words, and the existing output stays. PIC0 converts nothing.
+  test::Ran refused = Cli({"png", jpeg, out, "--slot", "pic0"});
+  EXPECT_EQ(refused.exit, 1);
+  EXPECT_TRUE(refused.Says("The selected PIC0.PNG file is not valid! (invalid signature)"))
+      << refused.out;
+  EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
+  EXPECT_FALSE(FileExists(out + ".part"));
+  EXPECT_NE(png({"--mode", "4"}, jpeg).exit, 0);
   EXPECT_NE(Cli({"png", jpeg, out}).exit, 0);  // no slot
 }
 
