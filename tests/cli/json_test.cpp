@@ -1,5 +1,6 @@
 // --json and the global flags as a script uses them: standard output read by python3's
 // json module (an independent parser), standard error kept apart.
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -17,51 +18,18 @@ namespace {
 using test::ShellQuote;
 using test::TempDir;
 
-std::string Q(const std::string& path) {
-  return ShellQuote(path);
-}
-
-// python3 parses `text`, as one document or as one document per line, and prints `expr`
-// of it (`d`: the document, or the list of them; `size`: os.path.getsize).
-std::string Python(const TempDir& dir, const std::string& text, bool perLine,
-                   const std::string& expr) {
-  const std::string file = dir / "parsed.json";
-  test::WriteFileText(file, text);
-  const std::string program =
-      std::string(
-          "import json, os, sys\nsize = os.path.getsize\n"
-          "t = open(sys.argv[1], encoding=\"utf-8\").read()\n") +
-      (perLine ? "d = [json.loads(line) for line in t.splitlines()]\n" : "d = json.loads(t)\n") +
-      "print(repr((" + expr + ")))\n";
-  return test::Shell("python3 -c " + ShellQuote(program) + " " + ShellQuote(file) + " 2>&1");
-}
-
-// The commands `--help` lists: the first word of each line under "Subcommands:" up to the
-// next blank line.
-std::set<std::string> ListedCommands(const std::string& help) {
-  std::set<std::string> commands;
-  std::istringstream lines(help);
-  std::string line;
-  bool inList = false;
-  while (std::getline(lines, line)) {
-    if (line == "Subcommands:" || line == "SUBCOMMANDS:") {
-      inList = true;
-    } else if (inList) {
-      std::istringstream words(line);
-      std::string name;
-      if (!(words >> name)) break;
-      commands.insert(name);
-    }
-  }
-  return commands;
-}
+const auto& Q = ShellQuote;
 
 TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   TempDir dir;
   const std::string help = test::CliSh(dir, "--help").out;
-  const std::set<std::string> commands = ListedCommands(help);
-  ASSERT_GE(commands.size(), 17u) << help;
   EXPECT_NE(help.find("  2  cancelled (Ctrl+C), or stopped at a question"), std::string::npos);
+  // The commands `--help` lists: the first word of each line under "Subcommands:".
+  std::istringstream listed(test::Shell(
+      ShellQuote(test::PrivateCli()) +
+      " --help | awk '/^(Subcommands|SUBCOMMANDS):/{f=1;next} f&&!NF{exit} f{print $1}'"));
+  const std::set<std::string> commands(std::istream_iterator<std::string>(listed), {});
+  ASSERT_GE(commands.size(), 17u) << help;
 
   // A run of every command, made of files built here.
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
@@ -78,6 +46,12 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   test::WriteFileBytes(dir / "pal.bin", pal);
   test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\0\x10\0\x01!EOF", 14));
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
+  dir.MakeDir("res/SLUS-00594");
+  dir.MakeDir("thumbs/Named_Titles");
+  ASSERT_TRUE(
+      WritePngFromDrawingContext(Surface(144, 80), dir / "res/SLUS-00594/icon0.png", 144, 80));
+  ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
+                                         640, 480));
   ASSERT_EQ(
       test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") +
                            " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
@@ -94,11 +68,15 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
         "[(j['gameId'], j['outcome'], j['output'][-9:]) for j in d]"}},
       {"chd", {"chd " + Q(dir / "Data Disc.chd"), "d['sectors'], d['tracks'][0]['type']"}},
       {"completion", {"completion bash", "d['shell'], d['script'][:17]"}},
+      // Pictures from the user's folders, named in the record, and the folder named.
       {"convert",
-       {"convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 0 --yes",
-        "[(j['outcome'], j['gameId'], j['input'][-8:], j['output'][-13:], "
+       {"convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --resources " +
+            Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
+            " --name '%GAMEID% %REGION%' --level 0 --yes",
+        "[(j['outcome'], j['gameId'], j['input'][-8:], j['output'][-28:], "
         "j['sizes']['input'] == size(j['input']), j['sizes']['output'] == size(j['output']), "
-        "type(j['seconds']).__name__) for j in d]"}},
+        "type(j['seconds']).__name__, [(k, v['source']) for k, v in j['assets'].items()], "
+        "j['assets']['ICON0']['file'][-24:], j['assets']['PIC1']['file'][-28:]) for j in d]"}},
       {"doc",
        {"doc make " + Q(dir / "DOCUMENT.DAT") + " --id SLUS00594 " + Q(dir / "page.png"),
         "d['pagesStored'], d['pages']"}},
@@ -150,20 +128,27 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
         "d[0]['outcome'], d[0]['sizes']['output']"}},
       {"error: the line", {"bogus", "d['error'][:25], d['exitStatus']"}},
   };
-  std::string said, expected;
+  std::string said;
   for (const std::string& command : commands)
     if (!runs.count(command)) ADD_FAILURE() << "no run of the new command '" << command << "'";
   for (const auto& [name, run] : runs) {
     const test::Ran ran = test::CliSh(dir, run.first + " --json");
     const bool lines = name == "batch" || name == "convert" || name.rfind("error: c", 0) == 0 ||
                        name == "error: failed";
-    std::string read = Python(dir, ran.out, lines, run.second);
-    read.pop_back();  // its newline
+    // python3 prints `run.second` of what it parsed (`d`: the object, or the list of them;
+    // `size`: os.path.getsize).
+    test::WriteFileText(dir / "parsed.json", ran.out);
+    const std::string program =
+        std::string(
+            "import json, os, sys\nsize = os.path.getsize\n"
+            "t = open(sys.argv[1], encoding=\"utf-8\").read()\n") +
+        (lines ? "d = [json.loads(line) for line in t.splitlines()]\n" : "d = json.loads(t)\n") +
+        "print(repr((" + run.second + ")), end='')\n";
+    const std::string read =
+        test::Shell("python3 -c " + Q(program) + " " + Q(dir / "parsed.json") + " 2>&1");
     said += name + ": " + read + (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
     // Only the objects reach standard output: a batch's "[1/1]" lines go to standard error.
-    if (name == "batch") {
-      EXPECT_TRUE(ran.err.find("[1/1]") != std::string::npos) << ran.err;
-    }
+    if (name == "batch") EXPECT_NE(ran.err.find("[1/1]"), std::string::npos) << ran.err;
   }
   EXPECT_EQ(test::ReadFileBytes(dir / "pal.bin"), pal);  // listed, not applied
   EXPECT_FALSE(FileExists(dir / "out4/EBOOT.PBP"));      // declined: nothing written
@@ -171,8 +156,10 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "batch: [('SCES00344', 'success', 'EBOOT.PBP')] -> 0\n"
             "chd: (419, 'MODE2_RAW') -> 0\n"
             "completion: ('bash', '# bash completion') -> 0\n"
-            "convert: [('success', 'SLUS00594', 'game.iso', 'out/EBOOT.PBP', True, True, "
-            "'float')] -> 0\n"
+            "convert: [('success', 'SLUS00594', 'game.iso', 'out/SLUS00594 NTSC/EBOOT.PBP', True, "
+            "True, 'float', [('ICON0', 'resource folder'), ('ICON1', 'default'), ('PIC0', "
+            "'default'), ('PIC1', 'thumbnails'), ('SND0', 'default'), ('Gameboot', 'default')], "
+            "'res/SLUS-00594/icon0.png', 'thumbs/Named_Titles/GAME.png')] -> 0\n"
             "doc: (1, 1) -> 0\n"
             "drives: True\n"
             "ecm: 'decoded.bin' -> 0\n"
@@ -213,30 +200,6 @@ TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
   EXPECT_NE(quiet.out.find("Conversion Done :)"), std::string::npos);
   EXPECT_EQ(test::CliSh(dir, "convert").exit, 1);  // INPUT missing
   EXPECT_EQ(test::CliSh(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
-}
-
-TEST(CliJson, ConvertTakesPicturesFromTheUsersFoldersAndNamesTheFolder) {
-  TempDir dir;
-  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  dir.MakeDir("res/SLUS-00594");
-  dir.MakeDir("thumbs/Named_Titles");
-  ASSERT_TRUE(
-      WritePngFromDrawingContext(Surface(144, 80), dir / "res/SLUS-00594/icon0.png", 144, 80));
-  ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
-                                         640, 480));
-  test::Ran done =
-      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") +
-                           " --resources " + Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
-                           " --name '%GAMEID% %REGION%' --level 0 --json --yes");
-  ASSERT_EQ(done.exit, 0) << done.err;
-  EXPECT_EQ(Python(dir, done.out, true,
-                   "d[0][\"output\"], [(k, v[\"source\"]) for k, v in d[0][\"assets\"].items()], "
-                   "d[0][\"assets\"][\"ICON0\"][\"file\"], d[0][\"assets\"][\"PIC1\"][\"file\"]"),
-            "('" + dir / "out/SLUS00594 NTSC/EBOOT.PBP" +
-                "', [('ICON0', 'resource folder'), ('ICON1', 'default'), ('PIC0', 'default'), "
-                "('PIC1', 'thumbnails'), ('SND0', 'default'), ('Gameboot', 'default')], '" +
-                dir / "res/SLUS-00594/icon0.png" + "', '" + dir / "thumbs/Named_Titles/GAME.png" +
-                "')\n");
 }
 
 }  // namespace
