@@ -1,9 +1,10 @@
 // `info`, `extract` and `verify` on a package of several discs, built by the tests' own
-// writer: every disc listed, written and checked under its number; a damaged disc table
-// refused in words by every command.
+// writer: every disc listed, written and checked under its number. (A damaged disc table
+// refused in its words by every entry point: the pbp disc set tests.)
 #include <nlohmann/json.hpp>
 
 #include "cli/cli_run.h"
+#include "common/text.h"
 #include "support/disc_builder.h"
 #include "support/pbp_writer.h"
 #include "support/runtime.h"
@@ -59,32 +60,28 @@ TEST(DiscPackageCli, InfoListsEveryDiscWithItsIdSizeAndTracks) {
   TwoDiscPackage pkg;
   test::Ran r = Cli({"info", pkg.pbp});
   ASSERT_EQ(r.exit, 0) << r.out;
-  const std::string discs =
-      "Discs: 2\n"
-      "\n"
-      "Disc 1: SCUS94163, 90 sectors, 7 blocks (7 compressed), " +
-      std::to_string(pkg.BlockData(1)) +
-      " bytes of block data\n"
-      "  Tracks:\n"
-      "     1  data   00:02:00\n"
-      "\n"
-      "Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), " +
-      std::to_string(pkg.BlockData(2)) +
-      " bytes of block data\n"
-      "  Tracks:\n"
-      "     1  data   00:02:00\n"
-      "     2  audio  00:03:25\n"
-      "     3  audio  00:04:00\n";
+  const std::string discs = ReplaceAll(ReplaceAll(R"(Discs: 2
+
+Disc 1: SCUS94163, 90 sectors, 7 blocks (7 compressed), @1 bytes of block data
+  Tracks:
+     1  data   00:02:00
+
+Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block data
+  Tracks:
+     1  data   00:02:00
+     2  audio  00:03:25
+     3  audio  00:04:00
+)",
+                                                  "@1", std::to_string(pkg.BlockData(1))),
+                                       "@2", std::to_string(pkg.BlockData(2)));
   EXPECT_TRUE(r.Says("Title:     Two Discs\nGame ID:   SCUS94163\n")) << r.out;
   ASSERT_GE(r.out.size(), discs.size());
   EXPECT_EQ(r.out.substr(r.out.size() - discs.size()), discs) << r.out;
 
-  r = Cli({"info", pkg.pbp, "--json"});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  const nlohmann::json j = nlohmann::json::parse(r.out);
-  ASSERT_EQ(j["discs"].size(), 2u);
-  EXPECT_EQ(j["discs"][1]["gameId"], "SCUS94164");
-  EXPECT_EQ(j["discs"][1]["tracks"][1]["start"], "00:03:25");
+  const nlohmann::json j = nlohmann::json::parse(Cli({"info", pkg.pbp, "--json"}).out);
+  EXPECT_EQ(j["discs"][1]["gameId"].get<std::string>() + " " +
+                j["discs"][1]["tracks"][1]["start"].get<std::string>(),
+            "SCUS94164 00:03:25");
 }
 
 // Every disc under its number or the one asked for; a file in the way of any disc stops them
@@ -139,25 +136,16 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
 // problem named with its disc.
 TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
   TwoDiscPackage pkg;
-  test::Ran r = Cli({"--quiet", "--json", "verify", pkg.pbp});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  const nlohmann::json j = nlohmann::json::parse(r.out);
-  EXPECT_EQ(j["ok"], true);
-  EXPECT_EQ(j["discs"], 2);
-  EXPECT_EQ(j["blocks"], 7 + 14);
-  ASSERT_EQ(j["tracks"].size(), 4u);
-  const int discs[] = {1, 2, 2, 2}, numbers[] = {1, 1, 2, 3};
-  for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(j["tracks"][i]["disc"], discs[i]) << i;
-    EXPECT_EQ(j["tracks"][i]["number"], numbers[i]) << i;
-  }
-
+  const nlohmann::json j = nlohmann::json::parse(Cli({"--quiet", "--json", "verify", pkg.pbp}).out);
+  std::string said = j["ok"].dump() + " " + j["discs"].dump() + " " + j["blocks"].dump();
+  for (const auto& t : j["tracks"]) said += " " + t["disc"].dump() + "." + t["number"].dump();
+  EXPECT_EQ(said, "true 2 21 1.1 2.1 2.2 2.3");
   Bytes bad = ReadFileBytes(pkg.pbp);
   const std::vector<uint32_t>& lengths = pkg.written.discs[1].blockLengths;
   const uint64_t at = pkg.written.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
   bad[at] = 0xFF;  // a deflate block of the reserved type
   test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
-  r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
+  const test::Ran r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
   EXPECT_EQ(r.exit, 1) << r.out;
   const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
   const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
@@ -166,28 +154,6 @@ TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
   EXPECT_TRUE(r.Says("Problems:\n  Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
                      ") does not inflate.\n"))
       << r.out;
-}
-
-TEST(DiscPackageCli, ADamagedDiscTableIsRefusedByEveryCommand) {
-  TwoDiscPackage pkg;
-  Bytes bad = ReadFileBytes(pkg.pbp);
-  const uint64_t table = pkg.written.psar + 0x200;
-  for (int i = 2; i < 7; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
-  test::WriteFileBytes(pkg.pbp, bad);
-  const std::string said = "The discs of the EBOOT \"" + pkg.pbp +
-                           "\" cannot be read: the disc table lists 7 discs; a package holds at "
-                           "most 5.";
-  const std::string out = pkg.dir / "out.bin";
-  for (const std::vector<std::string>& args :
-       {std::vector<std::string>{"info", pkg.pbp},
-        std::vector<std::string>{"--quiet", "extract", pkg.pbp, out},
-        std::vector<std::string>{"--quiet", "verify", pkg.pbp},
-        std::vector<std::string>{"--quiet", "palfix", pkg.pbp, "--screen"}}) {
-    test::Ran r = Cli(args);
-    EXPECT_EQ(r.exit, 1) << args[1] << ": " << r.out;
-    EXPECT_TRUE(r.Says(said)) << args[1] << ": " << r.out;
-  }
-  EXPECT_EQ(test::FilesIn(pkg.dir.folder()), std::vector<std::string>{"EBOOT.PBP"});
 }
 
 }  // namespace
