@@ -41,31 +41,24 @@ TEST(VerifyCli, TrackFiguresAgainstTheSourceAndADat) {
   EXPECT_EQ(j["problems"].size(), 0u);
   ASSERT_EQ(j["tracks"].size(), 3u);
   for (int i = 0; i < 3; ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(j["tracks"][i]["number"], i + 1);
-    EXPECT_EQ(j["tracks"][i]["type"], i == 0 ? "data" : "audio");
-    EXPECT_EQ(j["tracks"][i]["size"], sizes[i]);
-    EXPECT_EQ(j["tracks"][i]["crc32"], crcs[i]);
-    EXPECT_EQ(j["tracks"][i]["md5"], md5s[i]);
-    EXPECT_EQ(j["tracks"][i]["sha1"], sha1s[i]);
+    const nlohmann::json& t = j["tracks"][i];
+    EXPECT_EQ(std::tuple(t["number"], t["type"], t["size"], t["crc32"], t["md5"], t["sha1"]),
+              std::tuple(i + 1, i == 0 ? "data" : "audio", sizes[i], crcs[i], md5s[i], sha1s[i]));
   }
   EXPECT_EQ(j["against"]["equal"], true);
   EXPECT_EQ(j["against"]["text"], "identical");
   EXPECT_EQ(j["dat"]["matched"], true);
   EXPECT_EQ(j["dat"]["game"], "Game (USA)");
 
-  // Track 3's MD5 changed: the track is named, and the text view gives the verdict.
+  // Track 3's MD5 changed: the track is named, and the text view gives the verdict. (The
+  // verdict's rules: the engine's DAT tests.)
   std::string md5 = md5s[2];
   md5[5] = md5[5] == '0' ? '1' : '0';
   dat.replace(dat.find(md5s[2]), 32, md5);
   test::WriteFileText(dir / "bad.dat", dat + " </game>\n</datafile>\n");
-  r = Cli({"--quiet", "--json", "verify", pbp, "--dat", dir / "bad.dat"});
-  EXPECT_EQ(r.exit, 1);
-  const nlohmann::json bad = nlohmann::json::parse(r.out);
-  EXPECT_EQ(bad["ok"], false);
-  EXPECT_EQ(bad["dat"]["matched"], false);
+  const nlohmann::json bad = nlohmann::json::parse(
+      Cli({"--quiet", "--json", "verify", pbp, "--dat", dir / "bad.dat"}).out);
   EXPECT_EQ(bad["dat"]["differingTracks"], nlohmann::json::array({3}));
-  EXPECT_EQ(bad["dat"]["text"], "Closest is \"Game (USA)\"; track 3 does not match.");
   r = Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"});
   EXPECT_EQ(r.exit, 1);
   EXPECT_TRUE(r.Says("Closest is \"Game (USA)\"; track 3 does not match.")) << r.out;
