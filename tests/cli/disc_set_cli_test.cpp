@@ -1,5 +1,6 @@
-// A game on several discs from the command line: convert with every disc named, or with a
-// playlist; batch putting the "(Disc N)" files of one game into one package. Each package is
+// A game on several discs from the command line: resolve and patch meeting disc 1's patch and
+// LibCrypt data, convert with every disc named and each disc's patch, or with a playlist;
+// batch putting the "(Disc N)" files of one game into one package. Each package is
 // read back disc by disc as the emulators read it.
 #include <nlohmann/json.hpp>
 
@@ -22,24 +23,6 @@ Bytes DataDisc(const std::string& exe, uint32_t seed, uint32_t sectors = 120) {
   return test::BuildDiscImage(options, test::SectorLayout::Mode2Raw);
 }
 
-// Disc 2 of a set as a Redump set of its own: a data track and an audio track, each its own
-// file, the audio with INDEX 00 at its start and INDEX 01 two seconds in.
-Bytes WriteTwoTrackDisc(const std::string& folder, const std::string& name, const Bytes& data) {
-  const Bytes audio = test::AudioSectors(200, 7);
-  test::WriteFileBytes(folder + "/" + name + " (Track 1).bin", data);
-  test::WriteFileBytes(folder + "/" + name + " (Track 2).bin", audio);
-  test::WriteFileText(folder + "/" + name + ".cue",
-                      "FILE \"" + name +
-                          " (Track 1).bin\" BINARY\n  TRACK 01 MODE2/2352\n"
-                          "    INDEX 01 00:00:00\nFILE \"" +
-                          name +
-                          " (Track 2).bin\" BINARY\n"
-                          "  TRACK 02 AUDIO\n    INDEX 00 00:00:00\n    INDEX 01 00:02:00\n");
-  Bytes disc = data;
-  disc.insert(disc.end(), audio.begin(), audio.end());
-  return disc;
-}
-
 // The ID a disc section carries at +0x400, and the title header's shared ID at +0x264.
 std::string SectionId(const Bytes& pkg, uint64_t section) {
   return std::string(reinterpret_cast<const char*>(&pkg[section + 0x400]), 11);
@@ -57,22 +40,61 @@ void ExpectDisc(const std::string& eboot, int number, int discs, const Bytes& di
   EXPECT_TRUE(back == disc);
 }
 
-// The whole way: two discs converted by the real converter, each with its own ID and tracks.
-// (Header patches of a package of several discs: the pbp disc set tests.)
-TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackage) {
+// The whole way: two discs converted by the real converter, each with its own ID, tracks and
+// patch. (Header patches of a package of several discs: the pbp disc set tests; the .sbi
+// files beside a package and beside extracted images: the engine's patched-conversion tests
+// and the window's package dialog tests.)
+TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackageWithTheirPatches) {
   TempDir dir;
+  const std::string one = dir / "Metal Gear (Disc 1).bin", ppf = dir / "Metal Gear (Disc 1).ppf";
   const Bytes disc1 = DataDisc("SLUS_005.94", 1);
-  test::WriteFileBytes(dir / "Metal Gear (Disc 1).bin", disc1);
-  const Bytes data2 = DataDisc("SLUS_007.76", 2);
-  const Bytes disc2 = WriteTwoTrackDisc(dir.path(), "Metal Gear (Disc 2)", data2);
+  test::WriteFileBytes(one, disc1);
+  // Disc 2 as a Redump set of its own: a data track and an audio track, each its own file, the
+  // audio with INDEX 00 at its start and INDEX 01 two seconds in.
+  const Bytes data2 = DataDisc("SLUS_007.76", 2), audio = test::AudioSectors(200, 7);
+  test::WriteFileBytes(dir / "Metal Gear (Disc 2) (Track 1).bin", data2);
+  test::WriteFileBytes(dir / "Metal Gear (Disc 2) (Track 2).bin", audio);
+  test::WriteFileText(dir / "Metal Gear (Disc 2).cue",
+                      R"(FILE "Metal Gear (Disc 2) (Track 1).bin" BINARY
+  TRACK 01 MODE2/2352
+    INDEX 01 00:00:00
+FILE "Metal Gear (Disc 2) (Track 2).bin" BINARY
+  TRACK 02 AUDIO
+    INDEX 00 00:00:00
+    INDEX 01 00:02:00
+)");
+  // Disc 1: a PPF 1.0 beside it ("FIXED" at 2350, across the edge of sectors 0 and 1) and
+  // LibCrypt data (key bit 0: sector 16167, 03:35:42). Disc 2: an IPS named on the line.
+  test::WriteFileText(ppf, "PPF10" + std::string(1, '\0') + std::string(50, ' ') +
+                               std::string("\x2E\x09\0\0\x05"
+                                           "FIXED",
+                                           10));
+  test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\x09\x2E\0\x03ipsEOF", 16));
+  test::WriteFileBytes(
+      dir / "Metal Gear (Disc 1).sbi",
+      Bytes{'S', 'B', 'I', 0, 3, 0x35, 0x42, 1, 0x41, 1, 1, 3, 0x33, 0x43, 0, 3, 0x35, 0x40});
+  Bytes fixed1 = disc1, fixed2 = data2;
+  fixed2.insert(fixed2.end(), audio.begin(), audio.end());
+  std::copy_n("FIXED", 5, fixed1.begin() + 2350);
+  std::copy_n("ips", 3, fixed2.begin() + 2350);
 
-  const test::Ran r =
-      Cli({"convert", dir / "Metal Gear (Disc 1).bin", dir / "Metal Gear (Disc 2).cue", "-o",
-           dir / "out", "--level", "9", "--json", "--quiet"});
+  test::Ran r = Cli({"resolve", one});
+  EXPECT_TRUE(r.Says("libcrypt key = 0x0001 (Metal Gear (Disc 1).sbi)\n")) << r.out;
+  EXPECT_TRUE(r.Says("patch = " + ppf + "\n")) << r.out;
+  r = Cli({"patch", one, ppf, "-o", dir / "patched.bin"});
   ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == fixed1);
+
+  // Disc 1 takes the patch beside it, disc 2 the one named for it.
+  r = test::CliSh(dir, "convert " + test::ShellQuote(one) + " " +
+                           test::ShellQuote(dir / "Metal Gear (Disc 2).cue") + " --patch " +
+                           test::ShellQuote("2:" + dir / "fix.ips") + " -o " +
+                           test::ShellQuote(dir / "out") + " --level 9 --json --yes");
+  ASSERT_EQ(r.exit, 0) << r.err;
+  EXPECT_NE(r.err.find("A patch lies beside the disc image:\n" + ppf), std::string::npos) << r.err;
   const std::string eboot = dir / "out/EBOOT.PBP";
-  ExpectDisc(eboot, 1, 2, disc1);
-  ExpectDisc(eboot, 2, 2, disc2);
+  ExpectDisc(eboot, 1, 2, fixed1);
+  ExpectDisc(eboot, 2, 2, fixed2);
   // Track 2 of disc 2 is audio and starts at its INDEX 00, right after the data track.
   test::InflatingReader second(eboot, 2);
   ASSERT_EQ(second.tracks().size(), 2u);
@@ -92,8 +114,8 @@ TEST(DiscSetCli, TheDiscsOfAGameGoIntoOnePackage) {
   EXPECT_EQ(j["title"].get<std::string>() + " " + j["gameId"].get<std::string>(),
             "Metal Gear Solid [NTSC-U] SLUS00594");
   // The user's files are as they were; nothing of the run is left beside the package.
-  EXPECT_TRUE(test::ReadFileBytes(dir / "Metal Gear (Disc 1).bin") == disc1);
-  EXPECT_EQ(test::FilesIn(dir / "out"), std::vector<std::string>{"EBOOT.PBP"});
+  EXPECT_TRUE(test::ReadFileBytes(one) == disc1);
+  EXPECT_EQ(test::FilesIn(dir / "out"), (std::vector<std::string>{"EBOOT.PBP", "EBOOT_1.sbi"}));
 }
 
 // Five discs, the most a package holds (six are refused by the plan).
