@@ -65,10 +65,8 @@ FILE "Metal Gear (Disc 2) (Track 2).bin" BINARY
 )");
   // Disc 1: a PPF 1.0 beside it ("FIXED" at 2350, across the edge of sectors 0 and 1) and
   // LibCrypt data (key bit 0: sector 16167, 03:35:42). Disc 2: an IPS named on the line.
-  test::WriteFileText(ppf, "PPF10" + std::string(1, '\0') + std::string(50, ' ') +
-                               std::string("\x2E\x09\0\0\x05"
-                                           "FIXED",
-                                           10));
+  test::WriteFileText(ppf, std::string("PPF10\0", 6) + std::string(50, ' ') +
+                               std::string("\x2E\x09\0\0\5FIXED", 10));
   test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\x09\x2E\0\x03ipsEOF", 16));
   test::WriteFileBytes(
       dir / "Metal Gear (Disc 1).sbi",
