@@ -1,6 +1,9 @@
 // The command-line program as a user runs it: real processes, real files.
 #include "cli/cli_run.h"
+#include "support/cd_sets.h"
+#include "support/chdman.h"
 #include "support/disc_builder.h"
+#include "support/ecm_writer.h"
 
 namespace ebf {
 namespace {
@@ -8,8 +11,9 @@ namespace {
 using test::Cli;
 using test::TempDir;
 
-// Reading and editing the file are the app's tests'; here, `settings` shows the values in
-// effect in the writer's order, and `set` edits the file it is given.
+// Reading and editing the file (a refused value leaves it as it was) are the app's tests';
+// here, `settings` shows the values in effect in the writer's order, and `set` edits the file
+// it is given. (A refused value's words and exit: the JSON test.)
 TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   TempDir dir;
   const std::string ini = dir / "t.ini";
@@ -22,33 +26,47 @@ TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   r = Cli({"settings", "set", "showcust", "1", "--ini", ini});
   EXPECT_EQ(r.out, "ShowCust = 1\n");
   EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
-  EXPECT_EQ(Cli({"settings", "set", "ShowCust", "10", "--ini", ini}).exit, 1);
-  EXPECT_EQ(test::ReadFileText(ini), "ShowCust = 1\r\nDefGameID = SCUS-94476\r\n");
 }
 
-// What a batch finds and skips is the library's tests'; here, the summary lines and the
-// report file.
-TEST(Cli, BatchConvertsAndSkipsWhatIsThere) {
+// What a batch finds and skips is the library's tests'; here, CHDs, lone ECM files and
+// ECM-packed sets (found through their sheet, not their packed track files) converted once
+// each, the summary lines and the report file. (A CHD's tracks: the disc tests.)
+TEST(Cli, BatchConvertsPackedDiscsAndSkipsWhatIsThere) {
   TempDir dir;
-  dir.MakeDir("games");
+  const std::string games = dir.MakeDir("games");
   test::WriteFileBytes(
-      dir / "games/game0.bin",
+      games + "/game0.bin",
       test::BuildDiscImage(test::GameDisc("SLUS_012.34", test::NoiseBytes(30000, 0)),
                            test::SectorLayout::Mode2Raw));
-  test::WriteFileText(dir / "games/game0.cue",
+  test::WriteFileText(games + "/game0.cue",
                       "FILE \"game0.bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
-  test::Ran r = Cli({"--yes", "batch", dir / "games", "-o", dir / "out", "--level", "1"});
+  const test::CdSet chdSet = test::WriteMixedSet(dir.MakeDir("src"));
+  ASSERT_TRUE(test::CreateChd(chdSet.cuePath, dir.MakeDir("games/chd") + "/Mixed.chd", ""));
+  // A Redump set whose track files were packed one by one; the sheet still names the .bin.
+  const test::CdSet packed = test::WriteMixedSet(dir.MakeDir("games/ecm"));
+  for (const std::string& bin : packed.binPaths) {
+    test::WriteFileBytes(bin + ".ecm", test::EncodeEcm(test::ReadFileBytes(bin)));
+    DeleteFileIfExists(bin);
+  }
+  const test::CdSet data = test::WriteDataOnlySet(dir.MakeDir("games/lone"));
+  test::WriteFileBytes(data.binPaths[0] + ".ecm", test::EncodeEcm(data.disc));
+  DeleteFileIfExists(data.binPaths[0]);
+  DeleteFileIfExists(data.cuePath);
+
+  test::Ran r = Cli({"--yes", "batch", games, "-o", dir / "out", "--level", "1"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("1 of 1 converted.")) << r.out;
-  EXPECT_TRUE(r.Says("SLUS01234")) << r.out;
-  // Again, without --yes: the package is there already, so the game is skipped (no
+  EXPECT_TRUE(r.Says("4 of 4 converted.")) << r.out;
+  for (const char* name : {"SLUS01234", "Mixed.chd", "Mixed.cue", "Data Disc.bin.ecm"})
+    EXPECT_TRUE(r.Says(name)) << name << "\n" << r.out;
+  EXPECT_EQ(r.out.find("Track 2).bin.ecm"), std::string::npos) << r.out;
+  // Again, without --yes: the packages are there already, so the games are skipped (no
   // failure), and the report says so.
-  r = Cli({"batch", dir / "games", "-o", dir / "out", "--report", dir / "report.csv"});
+  r = Cli({"batch", games, "-o", dir / "out", "--report", dir / "report.csv"});
   EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("0 done, 0 failed, 1 skipped in ")) << r.out;
+  EXPECT_TRUE(r.Says("0 done, 0 failed, 4 skipped in ")) << r.out;
   const std::string report = test::ReadFileText(dir / "report.csv");
   EXPECT_NE(report.find(",Skipped,exists,"), std::string::npos) << report;
-  EXPECT_NE(report.find("\r\n0,0,1,0,0,"), std::string::npos) << report;
+  EXPECT_NE(report.find("\r\n0,0,4,0,0,"), std::string::npos) << report;
 }
 
 }  // namespace
