@@ -12,27 +12,18 @@ namespace {
 
 using test::ShellQuote;
 
-class Completion : public ::testing::Test {
- protected:
-  void SetUp() override {
-    script_ = dir_ / "ebootforge-cli.bash";
-    test::Shell(ShellQuote(test::PrivateCli()) + " completion bash >" + ShellQuote(script_));
-  }
-
+TEST(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
+  test::TempDir dir;
+  const std::string script = dir / "ebootforge-cli.bash";
+  test::Shell(ShellQuote(test::PrivateCli()) + " completion bash >" + ShellQuote(script));
   // What bash offers for the words typed, the last one being completed; one per line.
-  std::string Offer(const std::string& words) {
-    const std::string program = "source " + ShellQuote(script_) + "\nCOMP_WORDS=(" + words +
+  const auto Offer = [&](const std::string& words) {
+    const std::string program = "source " + ShellQuote(script) + "\nCOMP_WORDS=(" + words +
                                 ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
                                 "_ebootforge_cli\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
-    return test::Shell("cd " + ShellQuote(dir_.path()) + " && bash -c " + ShellQuote(program) +
+    return test::Shell("cd " + ShellQuote(dir.path()) + " && bash -c " + ShellQuote(program) +
                        " 2>&1");
-  }
-
-  test::TempDir dir_;
-  std::string script_;
-};
-
-TEST_F(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
+  };
   EXPECT_EQ(Offer("ebootforge-cli conv"), "convert\n");
   EXPECT_EQ(Offer("ebootforge-cli doc ''"), "make\nextract\n");
   EXPECT_EQ(Offer("ebootforge-cli convert game.cue --le"), "--level\n");
@@ -50,9 +41,9 @@ TEST_F(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
   EXPECT_EQ(Offer("ebootforge-cli settings --ini my.ini set Sh"), "ShowCust\n");
   EXPECT_EQ(Offer("ebootforge-cli settings unset -q Def"),
             "DefaultImagePath\nDefaultOutputDir\nDefaultOutDirOpt\nDefaultCustDir\nDefGameID\n");
-  test::WriteFileText(dir_ / "Game One.cue", "");
+  test::WriteFileText(dir / "Game One.cue", "");
   EXPECT_EQ(Offer("ebootforge-cli convert Ga"), "Game One.cue\n");
-  EXPECT_EQ(test::Shell("bash -c " + ShellQuote("source " + ShellQuote(script_) +
+  EXPECT_EQ(test::Shell("bash -c " + ShellQuote("source " + ShellQuote(script) +
                                                 "\ncomplete -p ebootforge-cli")),
             "complete -o bashdefault -o filenames -F _ebootforge_cli ebootforge-cli\n");
 }
