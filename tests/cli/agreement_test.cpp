@@ -30,15 +30,13 @@ TEST(CliAgreesWithTheWindow, InfoPrintsWhatTheInspectionNotes) {
   StoreLe32(&cut[w.psar + 12], 0x5000);
   test::WriteFileBytes(dir / "cut.pbp", cut);
   Ran info = Cli({"info", dir / "cut.pbp"});
-  EXPECT_EQ(info.exit, 0) << info.out;
-  EXPECT_TRUE(info.Says("Title:     Short Game\nGame ID:   ")) << info.out;
-  EXPECT_TRUE(info.Says("Save name: Short Save")) << info.out;
+  EXPECT_TRUE(test::Said(info, 0,
+                         {"Title:     Short Game\nGame ID:   ", "Save name: Short Save",
+                          "Disc image: The EBOOT \"" + (dir / "cut.pbp") +
+                              "\" is cut short: its disc image index ends at byte " +
+                              std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +
+                              std::to_string(cut.size()) + " bytes)."}));
   EXPECT_FALSE(info.Says("Discs:")) << info.out;  // one disc: nothing said of discs
-  EXPECT_TRUE(info.Says("Disc image: The EBOOT \"" + (dir / "cut.pbp") +
-                        "\" is cut short: its disc image index ends at byte " +
-                        std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +
-                        std::to_string(cut.size()) + " bytes)."))
-      << info.out;
 }
 
 TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
@@ -61,10 +59,8 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   std::snprintf(wrong, sizeof wrong, "0x%08llX", static_cast<unsigned long long>(inIcon));
 
   Ran listed = Cli({"palfix", dir / "EBOOT.PBP", "--screen"});
-  EXPECT_EQ(listed.exit, 0) << listed.out;
-  EXPECT_TRUE(listed.Says(expected)) << listed.out;
+  EXPECT_TRUE(test::Said(listed, 0, {expected, "1 found (file unchanged)"}));
   EXPECT_FALSE(listed.Says(wrong)) << listed.out;
-  EXPECT_TRUE(listed.Says("1 found (file unchanged)")) << listed.out;
 
   // Patched by the command and by a conversion's own fix of a package: the disc image only.
   const auto imageOnlyFixed = [&](const std::string& file) {
@@ -76,8 +72,7 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   ASSERT_EQ(Cli({"palfix", dir / "applied.pbp", "--screen", "--apply"}).exit, 0);
   EXPECT_TRUE(imageOnlyFixed(dir / "applied.pbp"));
   Ran converted = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pal-screen"});
-  EXPECT_EQ(converted.exit, 0) << converted.out;
-  EXPECT_TRUE(converted.Says("PAL -> NTSC fix: 1 change(s)")) << converted.out;
+  EXPECT_TRUE(test::Said(converted, 0, {"PAL -> NTSC fix: 1 change(s)"}));
   EXPECT_TRUE(imageOnlyFixed(dir / "EBOOT.PBP"));
 
   // A package without its disc-image header is refused as a package job refuses it.
@@ -85,9 +80,8 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   bad[w.psar] = 'X';
   test::WriteFileBytes(dir / "bad.pbp", bad);
   Ran refused = Cli({"palfix", dir / "bad.pbp", "--screen"});
-  EXPECT_EQ(refused.exit, 1);
-  EXPECT_TRUE(
-      refused.Says("The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"));
+  EXPECT_TRUE(test::Said(
+      refused, 1, {"The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"}));
 }
 
 TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGo) {
@@ -100,21 +94,18 @@ TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGo) {
 
   // The new picture does not fit; the question and the missing file are named.
   Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
-  EXPECT_EQ(asked.exit, 2);
-  EXPECT_TRUE(asked.Says("the EBOOT needs to be reconstructed")) << asked.out;
-  EXPECT_TRUE(
-      asked.Says("(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
-                 "file)"))
-      << asked.out;
+  EXPECT_TRUE(test::Said(asked, 2,
+                         {"the EBOOT needs to be reconstructed",
+                          "(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
+                          "file)"}));
   Ran yes = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
-  EXPECT_EQ(yes.exit, 1);
-  EXPECT_TRUE(yes.Says("the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"))
-      << yes.out;
+  EXPECT_TRUE(test::Said(
+      yes, 1, {"the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"}));
   EXPECT_FALSE(yes.Says("not answered")) << yes.out;
   EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source);
   Ran rebuilt = Cli(
       {"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png", "-o", dir / "new.pbp"});
-  EXPECT_EQ(rebuilt.exit, 0) << rebuilt.out;
+  EXPECT_TRUE(test::Said(rebuilt, 0));
   EXPECT_TRUE(FileExists(dir / "new.pbp"));
 }
 

@@ -4,6 +4,15 @@
 
 namespace ebf::test {
 
+::testing::AssertionResult Said(const Ran& r, int exit, const std::vector<std::string>& texts) {
+  if (r.exit != exit)
+    return ::testing::AssertionFailure() << "exit " << r.exit << ", not " << exit << ":\n" << r.out;
+  for (const std::string& text : texts)
+    if (!r.Says(text))
+      return ::testing::AssertionFailure() << "no \"" << text << "\" in:\n" << r.out;
+  return ::testing::AssertionSuccess();
+}
+
 Ran Cli(const std::vector<std::string>& args) {
   const ProcessResult r = RunProcess(PrivateCli(), args, {});
   return {r.exitCode, r.output, ""};

@@ -25,6 +25,9 @@ struct Ran {
   bool Says(const std::string& text) const { return out.find(text) != std::string::npos; }
 };
 
+// Whether `r` ended with `exit` and its output holds each of `texts`; the output when not.
+::testing::AssertionResult Said(const Ran& r, int exit, const std::vector<std::string>& texts = {});
+
 // This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
 Ran Cli(const std::vector<std::string>& args);
 // `convert --yes --quiet` of `input` into `folder` at `level`; returns the package's path.

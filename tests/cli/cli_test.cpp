@@ -19,8 +19,7 @@ TEST(Cli, SettingsShowsTheEffectiveValuesAndSetChangesTheFile) {
   const std::string ini = dir / "t.ini";
   test::WriteFileText(ini, "ShowCust = 10\r\nDefGameID = SCUS-94476\r\n");
   test::Ran r = Cli({"settings", "--ini", ini});
-  EXPECT_EQ(r.exit, 0);
-  EXPECT_TRUE(r.Says("ShowCust = 0\n")) << r.out;
+  EXPECT_TRUE(test::Said(r, 0, {"ShowCust = 0\n"}));
   EXPECT_LT(r.out.find("DefaultImagePath"), r.out.find("Theme ="));
   EXPECT_EQ(Cli({"--version"}).exit, 0);
   r = Cli({"settings", "set", "showcust", "1", "--ini", ini});
@@ -54,16 +53,14 @@ TEST(Cli, BatchConvertsPackedDiscsAndSkipsWhatIsThere) {
   DeleteFileIfExists(data.cuePath);
 
   test::Ran r = Cli({"--yes", "batch", games, "-o", dir / "out", "--level", "1"});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("4 of 4 converted.")) << r.out;
+  EXPECT_TRUE(test::Said(r, 0, {"4 of 4 converted."}));
   for (const char* name : {"SLUS01234", "Mixed.chd", "Mixed.cue", "Data Disc.bin.ecm"})
     EXPECT_TRUE(r.Says(name)) << name << "\n" << r.out;
   EXPECT_EQ(r.out.find("Track 2).bin.ecm"), std::string::npos) << r.out;
   // Again, without --yes: the packages are there already, so the games are skipped (no
   // failure), and the report says so.
   r = Cli({"batch", games, "-o", dir / "out", "--report", dir / "report.csv"});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("0 done, 0 failed, 4 skipped in ")) << r.out;
+  EXPECT_TRUE(test::Said(r, 0, {"0 done, 0 failed, 4 skipped in "}));
   const std::string report = test::ReadFileText(dir / "report.csv");
   EXPECT_NE(report.find(",Skipped,exists,"), std::string::npos) << report;
   EXPECT_NE(report.find("\r\n0,0,4,0,0,"), std::string::npos) << report;

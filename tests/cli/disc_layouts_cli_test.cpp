@@ -16,16 +16,14 @@ TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackList) {
   TempDir dir;
   const test::DiscSet set = test::WriteRedumpSet(dir.path());
   Ran r = Cli({"resolve", set.input});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("game ID = SLUS01234\n")) << r.out;
-  EXPECT_TRUE(
-      r.Says("track 01 = MODE2/2352 at 00:00:00 (sector 0), Game (USA) (Track 1).bin\n"
-             "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
-             "Game (USA) (Track 2).bin\n"
-             "track 03 = AUDIO      at 00:09:00 (sector 675), INDEX 01 at 00:11:00, "
-             "Game (USA) (Track 3).bin\n"
-             "disc = 1125 sectors (00:15:00)\n"))
-      << r.out;
+  EXPECT_TRUE(test::Said(r, 0,
+                         {"game ID = SLUS01234\n",
+                          "track 01 = MODE2/2352 at 00:00:00 (sector 0), Game (USA) (Track 1).bin\n"
+                          "track 02 = AUDIO      at 00:04:00 (sector 300), INDEX 01 at 00:06:00, "
+                          "Game (USA) (Track 2).bin\n"
+                          "track 03 = AUDIO      at 00:09:00 (sector 675), INDEX 01 at 00:11:00, "
+                          "Game (USA) (Track 3).bin\n"
+                          "disc = 1125 sectors (00:15:00)\n"}));
 
   const test::DiscSet gaps = test::WritePregapSheet(dir.path());
   r = Cli({"resolve", gaps.input});
@@ -57,13 +55,11 @@ TEST(DiscLayoutsCli, ResolveFailsOnABrokenSheetWithItsMessage) {
   for (const auto& [input, message] : broken) {
     SCOPED_TRACE(input);
     Ran r = Cli({"resolve", input});
-    EXPECT_EQ(r.exit, 1) << r.out;
-    EXPECT_TRUE(r.Says(message)) << r.out;
+    EXPECT_TRUE(test::Said(r, 1, {message}));
     EXPECT_FALSE(r.Says("track 01 =")) << r.out;
   }
   Ran r = Cli({"resolve", dir / "one/bad.cue", "--json"});
-  EXPECT_EQ(r.exit, 1) << r.out;
-  EXPECT_TRUE(r.Says("\"message\": \"bad.cue, line 9: INDEX 00")) << r.out;
+  EXPECT_TRUE(test::Said(r, 1, {"\"message\": \"bad.cue, line 9: INDEX 00"}));
 }
 
 }  // namespace

@@ -105,10 +105,9 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
   const std::string asked = pkg.dir.MakeDir("asked") + "/";
   test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
   r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
-  EXPECT_EQ(r.exit, 2);
-  EXPECT_TRUE(r.Says(asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
-                             "run again with --yes to answer Yes)"))
-      << r.out;
+  EXPECT_TRUE(test::Said(r, 2,
+                         {asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
+                                  "run again with --yes to answer Yes)"}));
   EXPECT_EQ(test::FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
 
   const std::string one = pkg.dir.MakeDir("one") + "/";
@@ -146,7 +145,7 @@ TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
   bad[at] = 0xFF;  // a deflate block of the reserved type
   test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
   const test::Ran r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
-  EXPECT_EQ(r.exit, 1) << r.out;
+  EXPECT_TRUE(test::Said(r, 1));
   const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
   const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
   EXPECT_LT(one, two) << r.out;

@@ -148,12 +148,10 @@ TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
 
   // A game with a disc missing is not converted: disc 3 would be the package's disc 2.
   const test::Ran refused = Cli({"batch", in, "-o", dir / "no", "--level", "1"});
-  EXPECT_EQ(refused.exit, 1) << refused.out;
-  EXPECT_TRUE(
-      refused.Says("Disc 2 of \"Alpha\" was not found; the game is not converted "
-                   "without it.\n(run again with --allow-missing-discs"))
-      << refused.out;
-  EXPECT_TRUE(refused.Says("1 of 2 converted.")) << refused.out;
+  EXPECT_TRUE(test::Said(refused, 1,
+                         {"Disc 2 of \"Alpha\" was not found; the game is not converted "
+                          "without it.\n(run again with --allow-missing-discs",
+                          "1 of 2 converted."}));
   EXPECT_FALSE(FileExists(dir / "no/Alpha/EBOOT.PBP"));
 
   // Allowed, the discs found go into one package, and the record says what it lacks.

@@ -24,7 +24,7 @@ TEST(PictureCommands, PngResizesAsTheSettingsSayAndAgreesWithTheSlot) {
   // The resize mode and centring come from the settings file, as a slot takes them.
   test::WriteFileText(ini, "ImgResMode = 3\r\nImgResCentre = 1\r\n");
   test::Ran fit = png({"--ini", ini}, jpeg);
-  EXPECT_EQ(fit.exit, 0) << fit.out;
+  EXPECT_TRUE(test::Said(fit, 0));
   EXPECT_EQ(PngSize(out), (std::pair<uint32_t, uint32_t>{363, 272}));
   // Centred, the fitted 363 columns start 58 in (58.5 goes to the even neighbour), and the
   // saved corner shows the black band on the left.
@@ -47,15 +47,13 @@ TEST(PictureCommands, PngResizesAsTheSettingsSayAndAgreesWithTheSlot) {
   // A PNG within the slot's limits is the slot's file as it is: not resized, not rewritten.
   ASSERT_TRUE(test::DrawWithImageMagick("-size 300x200 gradient:red-blue", dir / "wide.png"));
   test::Ran taken = png({"--mode", "2"}, dir / "wide.png");
-  EXPECT_EQ(taken.exit, 0) << taken.out;
-  EXPECT_TRUE(taken.Says("taken as it is")) << taken.out;
+  EXPECT_TRUE(test::Said(taken, 0, {"taken as it is"}));
   EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
 
   // A slot's refusal in its own words, and the existing output stays. PIC0 converts nothing.
   test::Ran refused = Cli({"png", jpeg, out, "--slot", "pic0"});
-  EXPECT_EQ(refused.exit, 1);
-  EXPECT_TRUE(refused.Says("The selected PIC0.PNG file is not valid! (invalid signature)"))
-      << refused.out;
+  EXPECT_TRUE(
+      test::Said(refused, 1, {"The selected PIC0.PNG file is not valid! (invalid signature)"}));
   EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
   EXPECT_FALSE(FileExists(out + ".part"));
   EXPECT_NE(png({"--mode", "4"}, jpeg).exit, 0);
@@ -71,19 +69,17 @@ TEST(PictureCommands, DocMakeAndExtract) {
   ASSERT_EQ(Cli({"png", dir / "page.bmp", page, "--slot", "icon0", "--mode", "0"}).exit, 0);
   test::Ran make =
       Cli({"doc", "make", dat, "--id", "SLUS01234", page, dir / "missing.png", dir / "page.bmp"});
-  EXPECT_EQ(make.exit, 0) << make.out;
-  EXPECT_TRUE(make.Says("2 of 3 pages stored")) << make.out;
+  EXPECT_TRUE(test::Said(make, 0, {"2 of 3 pages stored"}));
   const Bytes d = test::ReadFileBytes(dat);
   ASSERT_GT(d.size(), 21u);
   EXPECT_EQ(std::string(d.begin() + 12, d.begin() + 21), "SLUS01234");
   test::Ran badId = Cli({"doc", "make", dir / "x.dat", "--id", "SLUS1", page});
-  EXPECT_EQ(badId.exit, 1);
-  EXPECT_TRUE(
-      badId.Says("Please enter a valid Game ID (must be 9 characters according to tarnwick)!"));
+  EXPECT_TRUE(test::Said(
+      badId, 1, {"Please enter a valid Game ID (must be 9 characters according to tarnwick)!"}));
   EXPECT_FALSE(FileExists(dir / "x.dat"));
 
   test::Ran extract = Cli({"doc", "extract", dat, dir / "pages"});
-  EXPECT_EQ(extract.exit, 0) << extract.out;
+  EXPECT_TRUE(test::Said(extract, 0));
   EXPECT_EQ(test::ReadFileBytes(dir / "pages/00000.png"), test::ReadFileBytes(page));
   EXPECT_FALSE(FileExists(dir / "pages/00001.png"));
   // The bitmap page was converted to a PNG of its own size on the way in.

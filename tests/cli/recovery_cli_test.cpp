@@ -69,30 +69,27 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
     RunLock run(root.path(), RunLockMode::Shared);
     ASSERT_TRUE(run.held());
     test::Ran r = RunIn(cli, {"settings", "--quiet"});
-    EXPECT_EQ(r.exit, 0) << r.out;
+    EXPECT_TRUE(test::Said(r, 0));
     EXPECT_FALSE(r.Says("undone")) << r.out;
     left.ExpectUntouched("a start beside a run");
     EXPECT_EQ(test::FilesIn(root / "Temp"), notes);
 
     // Nor does `info` roll back a journal that may be that run's.
     r = RunIn(cli, {"info", left.package});
-    EXPECT_EQ(r.exit, 1) << r.out;
-    EXPECT_TRUE(r.Says("\"" + left.package + "\" has an unfinished change (its journal " +
-                       left.package +
-                       ".undo is there) and another run of the program is under way"))
-        << r.out;
+    EXPECT_TRUE(
+        test::Said(r, 1,
+                   {"\"" + left.package + "\" has an unfinished change (its journal " +
+                    left.package + ".undo is there) and another run of the program is under way"}));
     left.ExpectUntouched("info beside a run");
   }
 
   // No run under way: the next start puts everything right and says what it put back.
   test::Ran r = RunIn(cli, {"settings", "--quiet"});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("An interrupted PAL -> NTSC fix on " + left.image +
-                     " was found and undone; the image is as it was before."))
-      << r.out;
-  EXPECT_TRUE(r.Says("An interrupted change to " + left.package +
-                     " was found and undone; the EBOOT is as it was before."))
-      << r.out;
+  EXPECT_TRUE(test::Said(r, 0,
+                         {"An interrupted PAL -> NTSC fix on " + left.image +
+                              " was found and undone; the image is as it was before.",
+                          "An interrupted change to " + left.package +
+                              " was found and undone; the EBOOT is as it was before."}));
   EXPECT_EQ(test::ReadFileBytes(left.image), left.imageBefore);
   EXPECT_EQ(test::ReadFileBytes(left.package), left.packageBefore);
   for (const std::string& f : {left.package + ".undo", left.partial})

@@ -32,8 +32,7 @@ TEST(CliRefusals, FoldersPipesAndDevicesAreNoInputs) {
     EXPECT_EQ(r.out, said);
   }
   test::Ran r = Cli({"convert", fifo, "-o", dir / "out", "--yes"});
-  EXPECT_EQ(r.exit, 1);
-  EXPECT_TRUE(r.Says("is not a regular file")) << r.out;
+  EXPECT_TRUE(test::Said(r, 1, {"is not a regular file"}));
   EXPECT_FALSE(FileExists(dir / "out/EBOOT.PBP"));
 
   // A DAT that is a pipe: the XML reader used to wait on it for ever (timeout(1) kills a run

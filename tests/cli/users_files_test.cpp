@@ -38,10 +38,9 @@ TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEboo
   const std::map<std::string, Bytes> before = Contents(out);
 
   test::Ran r = Cli({"convert", set.cuePath, "-o", out, "--level", "1"});
-  EXPECT_EQ(r.exit, 2) << r.out;
-  EXPECT_TRUE(r.Says("WARNING: the following file will be overwritten if you continue!!!\n" + out +
-                     "/EBOOT.PBP\nDo you wish to continue?\n(not answered"))
-      << r.out;
+  EXPECT_TRUE(test::Said(r, 2,
+                         {"WARNING: the following file will be overwritten if you continue!!!\n" +
+                          out + "/EBOOT.PBP\nDo you wish to continue?\n(not answered"}));
   EXPECT_EQ(Contents(out), before);
 
   r = Cli({"--yes", "convert", set.cuePath, "-o", out, "--level", "1"});
@@ -66,8 +65,7 @@ TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEboo
       {"ecm", dir / "game.bin.ecm", "-o", dir / "game.cue"}};
   for (const auto& args : commands) {
     r = Cli(args);
-    EXPECT_EQ(r.exit, 2) << r.out;
-    EXPECT_TRUE(r.Says("(not answered: run again with --yes to answer Yes)")) << r.out;
+    EXPECT_TRUE(test::Said(r, 2, {"(not answered: run again with --yes to answer Yes)"}));
   }
   EXPECT_EQ(test::ReadFileText(dir / "game.bin"), "mine");
   EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
@@ -86,23 +84,20 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesAndNamesStandForWhatTheyName) {
   TempDir dir;
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   test::Ran r = Cli({"--yes", "convert", set.cuePath, "-o", "/proc/1"});
-  EXPECT_EQ(r.exit, 1) << r.out;
-  EXPECT_TRUE(r.Says("The output folder cannot be written: /proc/1")) << r.out;
+  EXPECT_TRUE(test::Said(r, 1, {"The output folder cannot be written: /proc/1"}));
 
   test::WriteAlcoholSet(dir.MakeDir("mds"), 2352, false);
   r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
-  EXPECT_EQ(r.exit, 0) << r.out;
+  EXPECT_TRUE(test::Said(r, 0));
   EXPECT_TRUE(Cli({"info", dir / "mdsout/EBOOT.PBP"}).Says("SLUS01234"));
 
   // palfix on a sheet works on the image the sheet names, never on the sheet's text; a
   // packed image cannot be changed in place.
   r = Cli({"palfix", set.cuePath, "--screen"});
-  EXPECT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(r.Says("The fix goes to " + set.binPaths[0])) << r.out;
+  EXPECT_TRUE(test::Said(r, 0, {"The fix goes to " + set.binPaths[0]}));
   test::WriteFileBytes(dir / "game.bin.ecm", test::EncodeEcm(set.disc));
   r = Cli({"palfix", dir / "game.bin.ecm", "--screen", "--apply"});
-  EXPECT_EQ(r.exit, 1) << r.out;
-  EXPECT_TRUE(r.Says("is packed and cannot be changed in place")) << r.out;
+  EXPECT_TRUE(test::Said(r, 1, {"is packed and cannot be changed in place"}));
 
   // "p.jpg" in the current folder is the picture "./p.jpg" is.
   ASSERT_TRUE(test::DrawWithImageMagick("-size 144x80 gradient:red-blue", dir / "p.jpg"));

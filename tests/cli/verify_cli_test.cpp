@@ -60,10 +60,9 @@ TEST(VerifyCli, TrackFiguresAgainstTheSourceAndADat) {
       Cli({"--quiet", "--json", "verify", pbp, "--dat", dir / "bad.dat"}).out);
   EXPECT_EQ(bad["dat"]["differingTracks"], nlohmann::json::array({3}));
   r = Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"});
-  EXPECT_EQ(r.exit, 1);
-  EXPECT_TRUE(r.Says("Closest is \"Game (USA)\"; track 3 does not match.")) << r.out;
-  EXPECT_TRUE(r.Says("Blocks: 72 read; every block matches its digest\n")) << r.out;
-  EXPECT_TRUE(r.Says("NOT verified")) << r.out;
+  EXPECT_TRUE(test::Said(r, 1,
+                         {"Closest is \"Game (USA)\"; track 3 does not match.",
+                          "Blocks: 72 read; every block matches its digest\n", "NOT verified"}));
 }
 
 }  // namespace
