@@ -52,13 +52,8 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
       WritePngFromDrawingContext(Surface(144, 80), dir / "res/SLUS-00594/icon0.png", 144, 80));
   ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
                                          640, 480));
-  ASSERT_EQ(
-      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") +
-                           " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
-                           "\xE2\x98\x86 Caf\xC3\xA9' --level 0 --yes")
-          .exit,
-      0);
-  const std::string eboot = Q(dir / "made/EBOOT.PBP");
+  // The runs go in the order of their names: extract, info and verify read what convert made.
+  const std::string made = dir / "out/SLUS00594 NTSC/EBOOT.PBP", eboot = Q(made);
   const std::string ini = " --ini " + Q(dir / "my.ini");
   // Per command: its line, and what python3 reads in what it printed (`d`: the object, or
   // the list of them when there are several lines).
@@ -72,7 +67,9 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
       {"convert",
        {"convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --resources " +
             Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
-            " --name '%GAMEID% %REGION%' --level 0 --yes",
+            " --name '%GAMEID% %REGION%' --level 0 --yes --title "
+            "'\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB \xE2\x98\x86 "
+            "Caf\xC3\xA9'",
         "[(j['outcome'], j['gameId'], j['input'][-8:], j['output'][-28:], "
         "j['sizes']['input'] == size(j['input']), j['sizes']['output'] == size(j['output']), "
         "type(j['seconds']).__name__, [(k, v['source']) for k, v in j['assets'].items()], "
@@ -96,9 +93,7 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
        {"info " + eboot,
         "d['title'], d['gameId'], [s['name'] for s in d['sections']], "
         "d['fileSize'] == size('" +
-            dir / "made/EBOOT.PBP" +
-            "'), "
-            "[t['type'] for t in d['tracks']]"}},
+            made + "'), [t['type'] for t in d['tracks']]"}},
       {"lookup", {"lookup SLUS00776", "d['saveName'], d['packageId'], d['region']"}},
       // -q silences standard error; the results still come.
       {"quiet",
