@@ -116,35 +116,16 @@ FILE "Metal Gear (Disc 2) (Track 2).bin" BINARY
   EXPECT_EQ(test::FilesIn(dir / "out"), (std::vector<std::string>{"EBOOT.PBP", "EBOOT_1.sbi"}));
 }
 
-// Five discs, the most a package holds (six are refused by the plan).
-TEST(DiscSetCli, APlaylistOfFiveDiscs) {
-  TempDir dir;
-  std::vector<Bytes> discs;
-  std::string playlist = "# the discs in order\n";
-  for (int n = 1; n <= 5; ++n) {
-    discs.push_back(DataDisc("SLUS_901.0" + std::to_string(n), n, 60 + 20 * n));
-    const std::string name = "Quintet (Disc " + std::to_string(n) + ").bin";
-    test::WriteFileBytes(dir.MakeDir("discs") + "/" + name, discs.back());
-    playlist += "discs/" + name + "\n";
-  }
-  test::WriteFileText(dir / "Quintet.m3u", playlist);
-  const test::Ran r = Cli({"convert", dir / "Quintet.m3u", "-o", dir / "out", "--level", "1",
-                           "--id", "SLUS90101", "--json", "--quiet"});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  for (int n = 1; n <= 5; ++n) ExpectDisc(dir / "out/EBOOT.PBP", n, 5, discs[n - 1]);
-  // Named after the file, without its disc number.
-  EXPECT_EQ(nlohmann::json::parse(r.out)["title"], "Quintet") << r.out;
-}
-
 // Which discs make a game and when one missing is refused are the library's and the plan's
-// tests'; here, the flags that say so.
-TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
+// tests'; here, the flags that say so, and a playlist.
+TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotToAndAPlaylistDoes) {
   TempDir dir;
   const std::string in = dir.MakeDir("in");
   const Bytes alpha1 = DataDisc("SLUS_902.01", 11), alpha3 = DataDisc("SLUS_902.03", 13);
   test::WriteFileBytes(in + "/Alpha (Disc 1).bin", alpha1);
   test::WriteFileBytes(in + "/Alpha (Disc 3).bin", alpha3);  // disc 2 is missing
-  test::WriteFileBytes(in + "/Beta.bin", DataDisc("SLUS_903.01", 21));
+  const Bytes beta = DataDisc("SLUS_903.01", 21);
+  test::WriteFileBytes(in + "/Beta.bin", beta);
 
   // A game with a disc missing is not converted: disc 3 would be the package's disc 2.
   const test::Ran refused = Cli({"batch", in, "-o", dir / "no", "--level", "1"});
@@ -155,20 +136,26 @@ TEST(DiscSetCli, BatchPutsTheDiscsOfAGameTogetherUnlessToldNotTo) {
   EXPECT_FALSE(FileExists(dir / "no/Alpha/EBOOT.PBP"));
 
   // Allowed, the discs found go into one package, and the record says what it lacks.
-  const test::Ran r =
-      Cli({"--json", "batch", in, "-o", dir / "out", "--level", "1", "--allow-missing-discs"});
-  ASSERT_EQ(r.exit, 0) << r.out;
-  EXPECT_TRUE(
-      r.Says("\"warnings\":[\"Disc 2 of \\\"Alpha\\\" was not found; the package "
-             "holds the discs found.\"]"))
-      << r.out;
+  EXPECT_TRUE(test::Said(
+      Cli({"--json", "batch", in, "-o", dir / "out", "--level", "1", "--allow-missing-discs"}), 0,
+      {"\"warnings\":[\"Disc 2 of \\\"Alpha\\\" was not found; the package holds the discs "
+       "found.\"]"}));
   ExpectDisc(dir / "out/Alpha/EBOOT.PBP", 2, 2, alpha3);
-
-  const test::Ran apart =
-      Cli({"batch", in, "-o", dir / "apart", "--level", "1", "--separate-discs"});
-  ASSERT_EQ(apart.exit, 0) << apart.out;
-  EXPECT_TRUE(apart.Says("3 of 3 converted.")) << apart.out;
+  EXPECT_TRUE(
+      test::Said(Cli({"batch", in, "-o", dir / "apart", "--level", "1", "--separate-discs"}), 0,
+                 {"3 of 3 converted."}));
   ExpectDisc(dir / "apart/Alpha (Disc 3)/EBOOT.PBP", 1, 1, alpha3);
+
+  // A playlist names the discs of a game in order (five at most: the plan's tests); the
+  // package is named after its first disc's file, without the disc number.
+  test::WriteFileText(dir / "Duo.m3u",
+                      "# the discs in order\nin/Alpha (Disc 3).bin\nin/Beta.bin\n");
+  const test::Ran r = Cli({"convert", dir / "Duo.m3u", "-o", dir / "duo", "--level", "1", "--id",
+                           "SLUS90101", "--json", "--quiet"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  ExpectDisc(dir / "duo/EBOOT.PBP", 1, 2, alpha3);
+  ExpectDisc(dir / "duo/EBOOT.PBP", 2, 2, beta);
+  EXPECT_EQ(nlohmann::json::parse(r.out)["title"], "Alpha") << r.out;
 }
 
 }  // namespace
