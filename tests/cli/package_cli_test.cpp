@@ -1,0 +1,339 @@
+// The package commands. `info`, `extract` and `verify` on a package of several discs, built by
+// the tests' own writer: every disc listed, written and checked under its number. (A damaged
+// disc table refused in its words by every entry point: the pbp disc set tests.)
+#include <nlohmann/json.hpp>
+
+#include "cli/cli_run.h"
+#include "common/text.h"
+#include "support/disc_builder.h"
+#include "support/disc_sets.h"
+#include "support/pbp_writer.h"
+#include "support/realistic_image.h"
+#include "support/runtime.h"
+
+namespace ebf {
+namespace {
+
+using test::Cli;
+using test::Ran;
+using test::ReadFileBytes;
+using test::TempDir;
+
+constexpr uint64_t kSector = 2352;
+constexpr uint64_t kBlock = 16 * kSector;
+
+// Sectors that deflate well in the first half, zeros after; sector 0 says mode 2.
+Bytes DiscImage(std::size_t sectors, uint32_t seed) {
+  Bytes image = test::NoiseBytes(sectors * kSector / 2, seed);
+  for (uint8_t& b : image) b &= 0x07;
+  image.resize(sectors * kSector, 0);
+  image[15] = 2;
+  return image;
+}
+
+// Two discs: 90 sectors of one data track, then 200 sectors with CD audio at 100 and 150.
+struct TwoDiscPackage {
+  TempDir dir;
+  std::string pbp = dir / "EBOOT.PBP";
+  std::vector<Bytes> images;
+  test::DiscSetWritten written;
+  TwoDiscPackage() {
+    std::vector<test::PackageRecipe> recipes(2);
+    recipes[0].discId = "SCUS94163";
+    recipes[0].image = DiscImage(90, 1);
+    recipes[0].toc = test::MakeToc({{0x41, 0}}, 90);
+    recipes[1].discId = "SCUS94164";
+    recipes[1].image = DiscImage(200, 2);
+    recipes[1].toc = test::MakeToc({{0x41, 0}, {0x01, 100}, {0x01, 150}}, 200);
+    for (auto& r : recipes) {
+      r.title = "Two Discs";
+      r.paddingBlock = true;
+      images.push_back(r.image);
+    }
+    written = test::WriteDiscSetPbp(pbp, recipes);
+  }
+  uint64_t BlockData(int disc) const {
+    uint64_t n = 0;
+    for (uint32_t len : written.discs[disc - 1].blockLengths) n += len;
+    return n;
+  }
+};
+
+TEST(DiscPackageCli, InfoListsEveryDiscWithItsIdSizeAndTracks) {
+  TwoDiscPackage pkg;
+  test::Ran r = Cli({"info", pkg.pbp});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  const std::string discs = ReplaceAll(ReplaceAll(R"(Discs: 2
+
+Disc 1: SCUS94163, 90 sectors, 7 blocks (7 compressed), @1 bytes of block data
+  Tracks:
+     1  data   00:02:00
+
+Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block data
+  Tracks:
+     1  data   00:02:00
+     2  audio  00:03:25
+     3  audio  00:04:00
+)",
+                                                  "@1", std::to_string(pkg.BlockData(1))),
+                                       "@2", std::to_string(pkg.BlockData(2)));
+  EXPECT_TRUE(r.Says("Title:     Two Discs\nGame ID:   SCUS94163\n")) << r.out;
+  ASSERT_GE(r.out.size(), discs.size());
+  EXPECT_EQ(r.out.substr(r.out.size() - discs.size()), discs) << r.out;
+
+  const nlohmann::json j = nlohmann::json::parse(Cli({"info", pkg.pbp, "--json"}).out);
+  EXPECT_EQ(j["discs"][1]["gameId"].get<std::string>() + " " +
+                j["discs"][1]["tracks"][1]["start"].get<std::string>(),
+            "SCUS94164 00:03:25");
+}
+
+// Every disc under its number or the one asked for; a file in the way of any disc stops them
+// all; a disc's sheet.
+TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
+  TwoDiscPackage pkg;
+  auto padded = [&](int disc) {
+    Bytes b = pkg.images[disc - 1];
+    b.resize((b.size() / kSector + 15) / 16 * kBlock + kBlock, 0);  // and the padding block
+    return b;
+  };
+  const std::string all = pkg.dir.MakeDir("all") + "/";
+  test::Ran r = Cli({"--quiet", "extract", pkg.pbp, all + "Game.bin", "--toc", "toc"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_EQ(test::FilesIn(all),
+            (std::vector<std::string>{"Game (Disc 1).TOC", "Game (Disc 1).bin", "Game (Disc 2).TOC",
+                                      "Game (Disc 2).bin"}));
+  EXPECT_TRUE(ReadFileBytes(all + "Game (Disc 1).bin") == padded(1));
+
+  // A CCD in the way of disc 2 is not replaced without --yes, and nothing is written.
+  const std::string asked = pkg.dir.MakeDir("asked") + "/";
+  test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
+  r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
+  EXPECT_TRUE(test::Said(r, 2,
+                         {asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
+                                  "run again with --yes to answer Yes)"}));
+  EXPECT_EQ(test::FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
+
+  const std::string one = pkg.dir.MakeDir("one") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, one + "Second.iso", "--disc", "2", "--toc", "none"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_EQ(test::FilesIn(one), std::vector<std::string>{"Second.iso"});
+  EXPECT_TRUE(ReadFileBytes(one + "Second.iso") == padded(2));
+
+  // The sheet of disc 2 names its audio tracks in the one file.
+  const std::string sheet = pkg.dir.MakeDir("sheet") + "/";
+  r = Cli({"--quiet", "extract", pkg.pbp, sheet + "Set.cue", "--toc", "cue"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  EXPECT_EQ(test::FilesIn(sheet),
+            (std::vector<std::string>{"Set (Disc 1).bin", "Set (Disc 1).cue", "Set (Disc 2).bin",
+                                      "Set (Disc 2).cue"}));
+  EXPECT_TRUE(ReadFileBytes(sheet + "Set (Disc 2).bin") == pkg.images[1]);
+  EXPECT_EQ(test::ReadFileText(sheet + "Set (Disc 2).cue"),
+            "FILE \"Set (Disc 2).bin\" BINARY\r\n"
+            "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
+            "  TRACK 02 AUDIO\r\n    INDEX 01 00:01:25\r\n"
+            "  TRACK 03 AUDIO\r\n    INDEX 01 00:02:00\r\n");
+}
+
+// The engine's tests pin what is checked; here, each disc's tracks listed under it, and a
+// problem named with its disc.
+TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
+  TwoDiscPackage pkg;
+  const nlohmann::json j = nlohmann::json::parse(Cli({"--quiet", "--json", "verify", pkg.pbp}).out);
+  std::string said = j["ok"].dump() + " " + j["discs"].dump() + " " + j["blocks"].dump();
+  for (const auto& t : j["tracks"]) said += " " + t["disc"].dump() + "." + t["number"].dump();
+  EXPECT_EQ(said, "true 2 21 1.1 2.1 2.2 2.3");
+  Bytes bad = ReadFileBytes(pkg.pbp);
+  const std::vector<uint32_t>& lengths = pkg.written.discs[1].blockLengths;
+  const uint64_t at = pkg.written.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
+  bad[at] = 0xFF;  // a deflate block of the reserved type
+  test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
+  const test::Ran r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
+  EXPECT_TRUE(test::Said(r, 1));
+  const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
+  const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
+  EXPECT_LT(one, two) << r.out;
+  EXPECT_NE(two, std::string::npos) << r.out;
+  EXPECT_TRUE(r.Says("Problems:\n  Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                     ") does not inflate.\n"))
+      << r.out;
+}
+
+// The command line says and does what the windows do: `info` prints what the inspection
+// notes, `palfix` on a package patches its disc image only, and a package run that needs a
+// file to rebuild into says so. (Which pictures a rebuild refuses: the engine's package job
+// tests; the words of the inspection: the pbp tests.)
+
+constexpr uint8_t kScreenPattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91, 0x24};
+constexpr uint8_t kScreenPatched[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
+
+// What the command prints of a package whose disc image is cut short.
+TEST(CliAgreesWithTheWindow, InfoPrintsWhatTheInspectionNotes) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.title = "Short Game";
+  recipe.saveName = "Short Save";
+  recipe.image = Bytes(test::kTestBlockSize * 2, 0x22);
+  test::PbpWritten w = test::WritePbp(dir / "full.pbp", recipe);
+  const Bytes full = test::ReadFileBytes(dir / "full.pbp");
+  // Cut after the disc-image header, the start-data block moved up behind it.
+  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x5000));
+  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
+  StoreLe32(&cut[w.psar + 12], 0x5000);
+  test::WriteFileBytes(dir / "cut.pbp", cut);
+  Ran info = Cli({"info", dir / "cut.pbp"});
+  EXPECT_TRUE(test::Said(info, 0,
+                         {"Title:     Short Game\nGame ID:   ", "Save name: Short Save",
+                          "Disc image: The EBOOT \"" + (dir / "cut.pbp") +
+                              "\" is cut short: its disc image index ends at byte " +
+                              std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +
+                              std::to_string(cut.size()) + " bytes)."}));
+  EXPECT_FALSE(info.Says("Discs:")) << info.out;  // one disc: nothing said of discs
+}
+
+TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.level = 0;  // stored blocks: the game's code lies in the file as it is
+  recipe.icon0 = test::NoiseBytes(600, 4);
+  std::copy(kScreenPattern, kScreenPattern + 8, recipe.icon0.begin() + 100);  // not game code
+  recipe.image = test::NoiseBytes(test::kTestBlockSize, 5);
+  std::copy(kScreenPattern, kScreenPattern + 8, recipe.image.begin() + 4001);
+  // Nor is the start-data block after the disc image.
+  recipe.tail = Bytes(kScreenPattern, kScreenPattern + 8);
+  test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const uint64_t inIcon = w.offsets[1] + 100;
+  const uint64_t inImage = w.psar + 0x100000 + 4001;
+  char expected[64];
+  std::snprintf(expected, sizeof expected, "0x%08llX screen height",
+                static_cast<unsigned long long>(inImage));
+  char wrong[32];
+  std::snprintf(wrong, sizeof wrong, "0x%08llX", static_cast<unsigned long long>(inIcon));
+
+  Ran listed = Cli({"palfix", dir / "EBOOT.PBP", "--screen"});
+  EXPECT_TRUE(test::Said(listed, 0, {expected, "1 found (file unchanged)"}));
+  EXPECT_FALSE(listed.Says(wrong)) << listed.out;
+
+  // Patched by the command and by a conversion's own fix of a package: the disc image only.
+  const auto imageOnlyFixed = [&](const std::string& file) {
+    const Bytes b = test::ReadFileBytes(file);
+    return std::equal(kScreenPattern, kScreenPattern + 8, b.begin() + inIcon) &&
+           std::equal(kScreenPatched, kScreenPatched + 8, b.begin() + inImage);
+  };
+  std::filesystem::copy_file(dir / "EBOOT.PBP", dir / "applied.pbp");
+  ASSERT_EQ(Cli({"palfix", dir / "applied.pbp", "--screen", "--apply"}).exit, 0);
+  EXPECT_TRUE(imageOnlyFixed(dir / "applied.pbp"));
+  Ran converted = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pal-screen"});
+  EXPECT_TRUE(test::Said(converted, 0, {"PAL -> NTSC fix: 1 change(s)"}));
+  EXPECT_TRUE(imageOnlyFixed(dir / "EBOOT.PBP"));
+
+  // A package without its disc-image header is refused as a package job refuses it.
+  Bytes bad = test::ReadFileBytes(dir / "applied.pbp");
+  bad[w.psar] = 'X';
+  test::WriteFileBytes(dir / "bad.pbp", bad);
+  Ran refused = Cli({"palfix", dir / "bad.pbp", "--screen"});
+  EXPECT_TRUE(test::Said(
+      refused, 1, {"The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"}));
+}
+
+TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGo) {
+  TempDir dir;
+  test::PackageRecipe recipe;
+  recipe.image = Bytes(test::kTestBlockSize, 0x33);
+  test::WritePbp(dir / "EBOOT.PBP", recipe);
+  const Bytes source = test::ReadFileBytes(dir / "EBOOT.PBP");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", dir / "pic1.png"));
+
+  // The new picture does not fit; the question and the missing file are named.
+  Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
+  EXPECT_TRUE(test::Said(asked, 2,
+                         {"the EBOOT needs to be reconstructed",
+                          "(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
+                          "file)"}));
+  Ran yes = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
+  EXPECT_TRUE(test::Said(
+      yes, 1, {"the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"}));
+  EXPECT_FALSE(yes.Says("not answered")) << yes.out;
+  EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source);
+  Ran rebuilt = Cli(
+      {"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png", "-o", dir / "new.pbp"});
+  EXPECT_TRUE(test::Said(rebuilt, 0));
+  EXPECT_TRUE(FileExists(dir / "new.pbp"));
+}
+
+// A Redump set converted twice gives the same bytes at every level, however the converter's
+// threads take the blocks (discs through a package and back, in every layout: the engine's
+// disc layout tests). Then `verify` end to end (the rules are the engine's tests'): the
+// package's track figures checked with Python's zlib and hashlib as the witness, --against
+// its source and --dat in one run, then a DAT that does not match, in the text view.
+TEST(VerifyCli, ConvertingTwiceGivesTheSameBytesAndTheTrackFiguresCheckOut) {
+  test::TempDir dir;
+  const test::DiscSet set = test::WriteRedumpSet(dir.MakeDir("set"));
+  // A disc of some size as well, so that the converter's threads take blocks in varying
+  // order.
+  const std::string big = dir / "big.bin";
+  test::WriteRealisticImage(big, 12u << 20);
+  // The image has no game ID of its own.
+  const std::vector<std::string> id = {"--id", "SLUS01234", "--save-name", "Same"};
+  for (const std::string& input : {big, set.input}) {
+    for (int level : {0, 5, 9}) {
+      SCOPED_TRACE(input + " level " + std::to_string(level));
+      const std::string name = std::to_string(level);
+      const Bytes first = test::ReadFileBytes(test::Convert(input, dir / ("a" + name), level, id));
+      const Bytes second = test::ReadFileBytes(test::Convert(input, dir / ("b" + name), level, id));
+      ASSERT_GT(first.size(), 0x100000u);
+      EXPECT_TRUE(first == second);
+    }
+  }
+  const std::string pbp = dir / "a9/EBOOT.PBP";        // the Redump set's
+  const uint64_t sizes[] = {705600, 882000, 1058400};  // 300, 375, 450 sectors
+  std::vector<std::string> crcs, md5s, sha1s;
+  std::string dat =
+      "<?xml version=\"1.0\"?>\n<datafile>\n <game name=\"Game (USA)\">\n"
+      "  <rom name=\"Game (USA).cue\" size=\"300\" crc=\"deadbeef\"/>\n";
+  for (int i = 0; i < 3; ++i) {
+    const std::string figures = test::Figures(set.files[i]);
+    ASSERT_EQ(figures.size(), 82u) << figures;
+    crcs.push_back(figures.substr(0, 8));
+    md5s.push_back(figures.substr(9, 32));
+    sha1s.push_back(figures.substr(42, 40));
+    dat += "  <rom name=\"T" + std::to_string(i) + ".bin\" size=\"" + std::to_string(sizes[i]) +
+           "\" crc=\"" + crcs[i] + "\" md5=\"" + md5s[i] + "\" sha1=\"" + sha1s[i] + "\"/>\n";
+  }
+  test::WriteFileText(dir / "good.dat", dat + " </game>\n</datafile>\n");
+
+  test::Ran r =
+      Cli({"--quiet", "--json", "verify", pbp, "--against", set.input, "--dat", dir / "good.dat"});
+  ASSERT_EQ(r.exit, 0) << r.out;
+  const nlohmann::json j = nlohmann::json::parse(r.out);
+  EXPECT_EQ(j["ok"], true);
+  EXPECT_EQ(j["blocks"], 72);  // 71 blocks of disc and the padding block
+  EXPECT_EQ(j["digests"], "checked");
+  EXPECT_EQ(j["problems"].size(), 0u);
+  ASSERT_EQ(j["tracks"].size(), 3u);
+  for (int i = 0; i < 3; ++i) {
+    const nlohmann::json& t = j["tracks"][i];
+    EXPECT_EQ(std::tuple(t["number"], t["type"], t["size"], t["crc32"], t["md5"], t["sha1"]),
+              std::tuple(i + 1, i == 0 ? "data" : "audio", sizes[i], crcs[i], md5s[i], sha1s[i]));
+  }
+  EXPECT_EQ(j["against"]["equal"], true);
+  EXPECT_EQ(j["against"]["text"], "identical");
+  EXPECT_EQ(j["dat"]["matched"], true);
+  EXPECT_EQ(j["dat"]["game"], "Game (USA)");
+
+  // Track 3's MD5 changed: the track is named, and the text view gives the verdict. (The
+  // verdict's rules: the engine's DAT tests.)
+  std::string md5 = md5s[2];
+  md5[5] = md5[5] == '0' ? '1' : '0';
+  dat.replace(dat.find(md5s[2]), 32, md5);
+  test::WriteFileText(dir / "bad.dat", dat + " </game>\n</datafile>\n");
+  const nlohmann::json bad = nlohmann::json::parse(
+      Cli({"--quiet", "--json", "verify", pbp, "--dat", dir / "bad.dat"}).out);
+  EXPECT_EQ(bad["dat"]["differingTracks"], nlohmann::json::array({3}));
+  r = Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"});
+  EXPECT_TRUE(test::Said(r, 1,
+                         {"Closest is \"Game (USA)\"; track 3 does not match.",
+                          "Blocks: 72 read; every block matches its digest\n", "NOT verified"}));
+}
+
+}  // namespace
+}  // namespace ebf
