@@ -176,9 +176,8 @@ TEST(Startup, ConverterAndRequiredFiles) {
   EXPECT_EQ(CheckConverterPresent(prog.folder()), "");
   for (const char* f : {"Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/Gameboot.png",
                         "PSXCust/Default/ICON0.PNG", "PSXCust/Default/ICON1.PMF",
-                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"}) {
+                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"})
     test::WriteFileText(prog / f, "");
-  }
   EXPECT_EQ(CheckRequiredFiles(prog.folder()),
             test::MissingFilesMessage());  // SND0.AT3 still missing
   test::WriteFileText(prog / "PSXCust/Default/SND0.AT3", "");

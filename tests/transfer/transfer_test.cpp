@@ -16,7 +16,7 @@ namespace {
 using test::RunRecorder;
 using test::TempDir;
 
-TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
+TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolumeNamedByTitleCutTo31OrById) {
   TempDir psp, fixed;
   FixedVolumes volumes({{psp.path(), "MEMSTICK"}}), none({});
   const std::string game = psp / "PSP/GAME/SLUS00594";
@@ -26,9 +26,7 @@ TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
                                   psp / "PSP/SAVEDATA/X", fixed / "PSP/GAME/SLUS00594"})
     EXPECT_FALSE(IsOnPspGameFolder(path, volumes)) << path;
   EXPECT_FALSE(IsOnPspGameFolder(game, none));
-}
 
-TEST(PspGameFolder, NamedByTitleCutTo31OrById) {
   const std::string title = "A Title That Is Exactly Forty Characters";
   const std::string base = std::string("/media/psp") + kSep + "PSP" + kSep + "GAME" + kSep;
   EXPECT_EQ(PspGameFolder("/media/psp", title, "SLUS00594", 1),
