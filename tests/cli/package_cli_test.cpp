@@ -255,9 +255,9 @@ TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGo) {
       yes, 1, {"the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"}));
   EXPECT_FALSE(yes.Says("not answered")) << yes.out;
   EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source);
-  Ran rebuilt = Cli(
-      {"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png", "-o", dir / "new.pbp"});
-  EXPECT_TRUE(test::Said(rebuilt, 0));
+  EXPECT_TRUE(test::Said(Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png",
+                              "-o", dir / "new.pbp"}),
+                         0));
   EXPECT_TRUE(FileExists(dir / "new.pbp"));
 }
 

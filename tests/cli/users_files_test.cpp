@@ -92,8 +92,7 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesAndNamesStandForWhatTheyName) {
   EXPECT_TRUE(test::Said(r, 1, {"The output folder cannot be written: /proc/1"}));
 
   test::WriteAlcoholSet(dir.MakeDir("mds"), 2352, false);
-  r = Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"});
-  EXPECT_TRUE(test::Said(r, 0));
+  EXPECT_TRUE(test::Said(Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"}), 0));
   EXPECT_TRUE(Cli({"info", dir / "mdsout/EBOOT.PBP"}).Says("SLUS01234"));
 
   // palfix on a sheet works on the image the sheet names, never on the sheet's text; a
