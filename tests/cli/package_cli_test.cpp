@@ -60,10 +60,14 @@ struct TwoDiscPackage {
   }
 };
 
-TEST(DiscPackageCli, InfoListsEveryDiscWithItsIdSizeAndTracks) {
+// `info` lists every disc with its ID, size and tracks; `extract` writes every disc under its
+// number or the one asked for, a file in the way of any disc stopping them all, and a disc's
+// sheet; `verify` lists each disc's tracks under it and names a problem with its disc (what is
+// checked: the engine's tests).
+TEST(DiscPackageCli, InfoExtractAndVerifyGoDiscByDisc) {
   TwoDiscPackage pkg;
   test::Ran r = Cli({"info", pkg.pbp});
-  ASSERT_EQ(r.exit, 0) << r.out;
+  ASSERT_TRUE(test::Said(r, 0, {"Title:     Two Discs\nGame ID:   SCUS94163\n"}));
   const std::string discs = ReplaceAll(ReplaceAll(R"(Discs: 2
 
 Disc 1: SCUS94163, 90 sectors, 7 blocks (7 compressed), @1 bytes of block data
@@ -78,7 +82,6 @@ Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block dat
 )",
                                                   "@1", std::to_string(pkg.BlockData(1))),
                                        "@2", std::to_string(pkg.BlockData(2)));
-  EXPECT_TRUE(r.Says("Title:     Two Discs\nGame ID:   SCUS94163\n")) << r.out;
   ASSERT_GE(r.out.size(), discs.size());
   EXPECT_EQ(r.out.substr(r.out.size() - discs.size()), discs) << r.out;
 
@@ -86,20 +89,15 @@ Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block dat
   EXPECT_EQ(j["discs"][1]["gameId"].get<std::string>() + " " +
                 j["discs"][1]["tracks"][1]["start"].get<std::string>(),
             "SCUS94164 00:03:25");
-}
 
-// Every disc under its number or the one asked for; a file in the way of any disc stops them
-// all; a disc's sheet.
-TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
-  TwoDiscPackage pkg;
   auto padded = [&](int disc) {
     Bytes b = pkg.images[disc - 1];
     b.resize((b.size() / kSector + 15) / 16 * kBlock + kBlock, 0);  // and the padding block
     return b;
   };
   const std::string all = pkg.dir.MakeDir("all") + "/";
-  test::Ran r = Cli({"--quiet", "extract", pkg.pbp, all + "Game.bin", "--toc", "toc"});
-  ASSERT_EQ(r.exit, 0) << r.out;
+  ASSERT_TRUE(
+      test::Said(Cli({"--quiet", "extract", pkg.pbp, all + "Game.bin", "--toc", "toc"}), 0));
   EXPECT_EQ(test::FilesIn(all),
             (std::vector<std::string>{"Game (Disc 1).TOC", "Game (Disc 1).bin", "Game (Disc 2).TOC",
                                       "Game (Disc 2).bin"}));
@@ -115,15 +113,15 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
   EXPECT_EQ(test::FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
 
   const std::string one = pkg.dir.MakeDir("one") + "/";
-  r = Cli({"--quiet", "extract", pkg.pbp, one + "Second.iso", "--disc", "2", "--toc", "none"});
-  ASSERT_EQ(r.exit, 0) << r.out;
+  ASSERT_TRUE(test::Said(
+      Cli({"--quiet", "extract", pkg.pbp, one + "Second.iso", "--disc", "2", "--toc", "none"}), 0));
   EXPECT_EQ(test::FilesIn(one), std::vector<std::string>{"Second.iso"});
   EXPECT_TRUE(ReadFileBytes(one + "Second.iso") == padded(2));
 
   // The sheet of disc 2 names its audio tracks in the one file.
   const std::string sheet = pkg.dir.MakeDir("sheet") + "/";
-  r = Cli({"--quiet", "extract", pkg.pbp, sheet + "Set.cue", "--toc", "cue"});
-  ASSERT_EQ(r.exit, 0) << r.out;
+  ASSERT_TRUE(
+      test::Said(Cli({"--quiet", "extract", pkg.pbp, sheet + "Set.cue", "--toc", "cue"}), 0));
   EXPECT_EQ(test::FilesIn(sheet),
             (std::vector<std::string>{"Set (Disc 1).bin", "Set (Disc 1).cue", "Set (Disc 2).bin",
                                       "Set (Disc 2).cue"}));
@@ -133,30 +131,24 @@ TEST(DiscPackageCli, ExtractWritesEveryDiscUnderItsNumberOrTheOneAskedFor) {
             "  TRACK 01 MODE2/2352\r\n    INDEX 01 00:00:00\r\n"
             "  TRACK 02 AUDIO\r\n    INDEX 01 00:01:25\r\n"
             "  TRACK 03 AUDIO\r\n    INDEX 01 00:02:00\r\n");
-}
 
-// The engine's tests pin what is checked; here, each disc's tracks listed under it, and a
-// problem named with its disc.
-TEST(DiscPackageCli, VerifyListsEveryDiscsTracksUnderIt) {
-  TwoDiscPackage pkg;
-  const nlohmann::json j = nlohmann::json::parse(Cli({"--quiet", "--json", "verify", pkg.pbp}).out);
-  std::string said = j["ok"].dump() + " " + j["discs"].dump() + " " + j["blocks"].dump();
-  for (const auto& t : j["tracks"]) said += " " + t["disc"].dump() + "." + t["number"].dump();
+  const nlohmann::json v = nlohmann::json::parse(Cli({"--quiet", "--json", "verify", pkg.pbp}).out);
+  std::string said = v["ok"].dump() + " " + v["discs"].dump() + " " + v["blocks"].dump();
+  for (const auto& t : v["tracks"]) said += " " + t["disc"].dump() + "." + t["number"].dump();
   EXPECT_EQ(said, "true 2 21 1.1 2.1 2.2 2.3");
   Bytes bad = ReadFileBytes(pkg.pbp);
   const std::vector<uint32_t>& lengths = pkg.written.discs[1].blockLengths;
   const uint64_t at = pkg.written.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
   bad[at] = 0xFF;  // a deflate block of the reserved type
   test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
-  const test::Ran r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
-  EXPECT_TRUE(test::Said(r, 1));
-  const std::size_t one = r.out.find("\nDisc 1\nTrack  Type");
-  const std::size_t two = r.out.find("\nDisc 2\nTrack  Type");
-  EXPECT_LT(one, two) << r.out;
-  EXPECT_NE(two, std::string::npos) << r.out;
-  EXPECT_TRUE(r.Says("Problems:\n  Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
-                     ") does not inflate.\n"))
-      << r.out;
+  r = Cli({"--quiet", "verify", pkg.dir / "bad.pbp"});
+  EXPECT_TRUE(test::Said(r, 1,
+                         {"Problems:\n  Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                          ") does not inflate.\n"}));
+  const std::size_t first = r.out.find("\nDisc 1\nTrack  Type");
+  const std::size_t second = r.out.find("\nDisc 2\nTrack  Type");
+  EXPECT_LT(first, second) << r.out;
+  EXPECT_NE(second, std::string::npos) << r.out;
 }
 
 // The command line says and does what the windows do: `info` prints what the inspection
