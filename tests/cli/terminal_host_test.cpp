@@ -91,7 +91,8 @@ TEST(TerminalQuestions, QuietShowsNothingAndQuestionsNeedYes) {
   EXPECT_EQ(f.out.str(), "");
 }
 
-TEST(TerminalQuestions, TheResolversQuestionOnlyInformsAndMinusONamesTheRebuild) {
+// The resolver's question only informs, and -o names the file a rebuild goes into.
+TEST(TerminalQuestions, TheResolversQuestionAndTheRebuildsFile) {
   Fixture f;
   TerminalProgress p = f.Make(false);
   TerminalQuestions q(f.yes, p);
