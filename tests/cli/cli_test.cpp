@@ -163,8 +163,8 @@ TEST(DiscLayoutsCli, ResolveFailsOnABrokenSheetWithItsMessage) {
     EXPECT_TRUE(test::Said(r, 1, {message}));
     EXPECT_FALSE(r.Says("track 01 =")) << r.out;
   }
-  Ran r = Cli({"resolve", dir / "one/bad.cue", "--json"});
-  EXPECT_TRUE(test::Said(r, 1, {"\"message\": \"bad.cue, line 9: INDEX 00"}));
+  EXPECT_TRUE(test::Said(Cli({"resolve", dir / "one/bad.cue", "--json"}), 1,
+                         {"\"message\": \"bad.cue, line 9: INDEX 00"}));
 }
 
 // The png and doc commands as a user runs them.
@@ -208,9 +208,8 @@ TEST(PictureCommands, PngResizesAsTheSettingsSayAndAgreesWithTheSlot) {
   EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
 
   // A slot's refusal in its own words, and the existing output stays. PIC0 converts nothing.
-  test::Ran refused = Cli({"png", jpeg, out, "--slot", "pic0"});
-  EXPECT_TRUE(
-      test::Said(refused, 1, {"The selected PIC0.PNG file is not valid! (invalid signature)"}));
+  EXPECT_TRUE(test::Said(Cli({"png", jpeg, out, "--slot", "pic0"}), 1,
+                         {"The selected PIC0.PNG file is not valid! (invalid signature)"}));
   EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
   EXPECT_FALSE(FileExists(out + ".part"));
   EXPECT_NE(png({"--mode", "4"}, jpeg).exit, 0);

@@ -215,8 +215,8 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   std::filesystem::copy_file(dir / "EBOOT.PBP", dir / "applied.pbp");
   ASSERT_EQ(Cli({"palfix", dir / "applied.pbp", "--screen", "--apply"}).exit, 0);
   EXPECT_TRUE(imageOnlyFixed(dir / "applied.pbp"));
-  Ran converted = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pal-screen"});
-  EXPECT_TRUE(test::Said(converted, 0, {"PAL -> NTSC fix: 1 change(s)"}));
+  EXPECT_TRUE(test::Said(Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pal-screen"}), 0,
+                         {"PAL -> NTSC fix: 1 change(s)"}));
   EXPECT_TRUE(imageOnlyFixed(dir / "EBOOT.PBP"));
 
   // A package without its disc-image header is refused as a package job refuses it.
