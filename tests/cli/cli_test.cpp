@@ -117,7 +117,7 @@ TEST(Completion, OffersCommandsOptionsAndValuesFromTheCommandTree) {
 // Multi-track discs from the command line: the track list `resolve` shows, and a broken
 // sheet's message and exit code. The sheet rules themselves, and a conversion of a broken
 // sheet leaving nothing behind, are pinned in the disc and engine tests.
-TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackList) {
+TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackListOrTheSheetsFault) {
   TempDir dir;
   const test::DiscSet set = test::WriteRedumpSet(dir.path());
   Ran r = Cli({"resolve", set.input});
@@ -137,10 +137,8 @@ TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackList) {
                  {"track 01 = MODE2/2352 at 00:00:00 (sector 0), postgap 00:01:00, gap.bin\n"
                   "track 02 = AUDIO      at 00:05:00 (sector 375), INDEX 01 at 00:07:00, "
                   "pregap 00:02:00, gap.bin\n"}));
-}
 
-TEST(DiscLayoutsCli, ResolveFailsOnABrokenSheetWithItsMessage) {
-  TempDir dir;
+  // A broken sheet: its message and exit, nothing of a track list.
   const test::DiscSet one = test::WriteOneFileSheet(dir.MakeDir("one"));
   const test::DiscSet alcohol = test::WriteAlcoholSet(dir.MakeDir("alcohol"), 2352, false);
   // Track 3's INDEX lines swapped; the MDS cut short in its track blocks (six blocks of 80
@@ -159,7 +157,7 @@ TEST(DiscLayoutsCli, ResolveFailsOnABrokenSheetWithItsMessage) {
   };
   for (const auto& [input, message] : broken) {
     SCOPED_TRACE(input);
-    Ran r = Cli({"resolve", input});
+    r = Cli({"resolve", input});
     EXPECT_TRUE(test::Said(r, 1, {message}));
     EXPECT_FALSE(r.Says("track 01 =")) << r.out;
   }

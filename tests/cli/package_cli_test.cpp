@@ -160,7 +160,7 @@ constexpr uint8_t kScreenPattern[8] = {0x13, 0x00, 0x91, 0x24, 0x10, 0x00, 0x91,
 constexpr uint8_t kScreenPatched[8] = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 
 // What the command prints of a package whose disc image is cut short.
-TEST(CliAgreesWithTheWindow, InfoPrintsWhatTheInspectionNotes) {
+TEST(CliAgreesWithTheWindow, InfoPrintsWhatTheInspectionNotesAndARebuildSaysWhereItMustGo) {
   TempDir dir;
   test::PackageRecipe recipe;
   recipe.title = "Short Game";
@@ -181,6 +181,23 @@ TEST(CliAgreesWithTheWindow, InfoPrintsWhatTheInspectionNotes) {
                               std::to_string(w.psar + 0x100000) + ", beyond the end of the file (" +
                               std::to_string(cut.size()) + " bytes)."}));
   EXPECT_FALSE(info.Says("Discs:")) << info.out;  // one disc: nothing said of discs
+
+  // A new picture that does not fit the whole package: the question and the missing file are
+  // named.
+  const std::string pkg = dir / "full.pbp";
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", dir / "pic1.png"));
+  EXPECT_TRUE(test::Said(Cli({"convert", pkg, "--pic1", dir / "pic1.png"}), 2,
+                         {"the EBOOT needs to be reconstructed",
+                          "(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
+                          "file)"}));
+  Ran yes = Cli({"--yes", "convert", pkg, "--pic1", dir / "pic1.png"});
+  EXPECT_TRUE(test::Said(
+      yes, 1, {"the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"}));
+  EXPECT_FALSE(yes.Says("not answered")) << yes.out;
+  EXPECT_EQ(test::ReadFileBytes(pkg), full);
+  EXPECT_TRUE(test::Said(
+      Cli({"--yes", "convert", pkg, "--pic1", dir / "pic1.png", "-o", dir / "new.pbp"}), 0));
+  EXPECT_TRUE(FileExists(dir / "new.pbp"));
 }
 
 TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
@@ -226,31 +243,6 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   Ran refused = Cli({"palfix", dir / "bad.pbp", "--screen"});
   EXPECT_TRUE(test::Said(
       refused, 1, {"The selected EBOOT doesn't appear to be valid!  (PSAR header not found)"}));
-}
-
-TEST(CliAgreesWithTheWindow, ARebuildSaysWhereItMustGo) {
-  TempDir dir;
-  test::PackageRecipe recipe;
-  recipe.image = Bytes(test::kTestBlockSize, 0x33);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
-  const Bytes source = test::ReadFileBytes(dir / "EBOOT.PBP");
-  ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 gradient:red-blue", dir / "pic1.png"));
-
-  // The new picture does not fit; the question and the missing file are named.
-  Ran asked = Cli({"convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
-  EXPECT_TRUE(test::Said(asked, 2,
-                         {"the EBOOT needs to be reconstructed",
-                          "(not answered: run again with --yes -o NEW.PBP to rebuild into a new "
-                          "file)"}));
-  Ran yes = Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png"});
-  EXPECT_TRUE(test::Said(
-      yes, 1, {"the new pictures do not fit: give -o NEW.PBP to rebuild into a new file"}));
-  EXPECT_FALSE(yes.Says("not answered")) << yes.out;
-  EXPECT_EQ(test::ReadFileBytes(dir / "EBOOT.PBP"), source);
-  EXPECT_TRUE(test::Said(Cli({"--yes", "convert", dir / "EBOOT.PBP", "--pic1", dir / "pic1.png",
-                              "-o", dir / "new.pbp"}),
-                         0));
-  EXPECT_TRUE(FileExists(dir / "new.pbp"));
 }
 
 // A Redump set converted twice gives the same bytes at every level, however the converter's

@@ -79,7 +79,7 @@ TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEboo
 // program may not write to is said before any work (/proc is one for every user, root
 // included), an Alcohol descriptor on the line stands for the MDF it describes, a sheet for
 // its image and a short relative name for the file in the current folder.
-TEST(UsersFiles, TheOutputFolderMustTakeFilesAndNamesStandForWhatTheyName) {
+TEST(UsersFiles, TheOutputFolderMustTakeFilesNamesStandForWhatTheyNameAndPipesAreNoFiles) {
   TempDir dir;
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   EXPECT_TRUE(test::Said(Cli({"--yes", "convert", set.cuePath, "-o", "/proc/1"}), 1,
@@ -105,12 +105,9 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesAndNamesStandForWhatTheyName) {
                 .exitCode,
             0);
   EXPECT_TRUE(FileExists(dir / "i.png"));
-}
 
-// Inputs that are no files, and the small mistakes on the command line, are answered with
-// a clear message at once: nothing hangs, nothing is opened that could block.
-TEST(CliRefusals, FoldersPipesAndDevicesAreNoInputs) {
-  TempDir dir;
+  // Inputs that are no files, and the small mistakes on the command line, are answered with
+  // a clear message at once: nothing hangs, nothing is opened that could block.
   // Before, a pipe named .cue was opened and read for ever.
   const std::string fifo = dir / "game.cue", folder = dir.MakeDir("Game.pbp");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
