@@ -18,16 +18,6 @@ Ran Cli(const std::vector<std::string>& args) {
   return {r.exitCode, r.output, ""};
 }
 
-std::string Convert(const std::string& input, const std::string& folder, int level,
-                    const std::vector<std::string>& more) {
-  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
-                                   "-o",    folder,    "--level", std::to_string(level)};
-  args.insert(args.end(), more.begin(), more.end());
-  const Ran r = Cli(args);
-  EXPECT_EQ(r.exit, 0) << r.out;
-  return folder + "/EBOOT.PBP";
-}
-
 Ran CliSh(const TempDir& dir, const std::string& args) {
   const std::string out = dir / "stdout.txt", err = dir / "stderr.txt";
   const std::string code = Shell(ShellQuote(PrivateCli()) + " " + args + " >" + ShellQuote(out) +
@@ -51,15 +41,6 @@ std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
   const Bytes png = ReadFileBytes(path);
   if (png.size() < 24) return {0, 0};
   return {LoadBe32(&png[16]), LoadBe32(&png[20])};
-}
-
-std::string Figures(const std::string& path) {
-  const std::string out = Shell(
-      "python3 -c \"import sys,zlib,hashlib; d=open(sys.argv[1],'rb').read(); "
-      "print('%08x %s %s' % (zlib.crc32(d), hashlib.md5(d).hexdigest(), "
-      "hashlib.sha1(d).hexdigest()))\" " +
-      ShellQuote(path));
-  return out.substr(0, out.find('\n'));
 }
 
 }  // namespace ebf::test

@@ -30,9 +30,6 @@ struct Ran {
 
 // This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
 Ran Cli(const std::vector<std::string>& args);
-// `convert --yes --quiet` of `input` into `folder` at `level`; returns the package's path.
-std::string Convert(const std::string& input, const std::string& folder, int level,
-                    const std::vector<std::string>& more = {});
 // `args` put on a shell line as they are (quote paths with ShellQuote); standard output and
 // standard error kept apart, in files in `dir`.
 Ran CliSh(const TempDir& dir, const std::string& args);
@@ -41,7 +38,5 @@ Ran CliSh(const TempDir& dir, const std::string& args);
 std::vector<std::string> FilesIn(const std::string& folder);
 // Width and height from a PNG's header.
 std::pair<uint32_t, uint32_t> PngSize(const std::string& path);
-// "crc32 md5 sha1" of a file, from Python's zlib and hashlib.
-std::string Figures(const std::string& path);
 
 }  // namespace ebf::test
