@@ -37,10 +37,4 @@ std::vector<std::string> FilesIn(const std::string& folder) {
   return names;
 }
 
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
-  const Bytes png = ReadFileBytes(path);
-  if (png.size() < 24) return {0, 0};
-  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
-}
-
 }  // namespace ebf::test

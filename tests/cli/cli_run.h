@@ -36,7 +36,5 @@ Ran CliSh(const TempDir& dir, const std::string& args);
 
 // The names in a folder, sorted; none when there is no folder.
 std::vector<std::string> FilesIn(const std::string& folder);
-// Width and height from a PNG's header.
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path);
 
 }  // namespace ebf::test

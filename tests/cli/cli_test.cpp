@@ -13,10 +13,16 @@ namespace ebf {
 namespace {
 
 using test::Cli;
-using test::PngSize;
 using test::Ran;
 using test::ShellQuote;
 using test::TempDir;
+
+// Width and height from a PNG's header.
+std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
+  const Bytes png = test::ReadFileBytes(path);
+  if (png.size() < 24) return {0, 0};
+  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
+}
 
 // Reading and editing the file (a refused value leaves it as it was) are the app's tests';
 // here, `settings` shows the values in effect in the writer's order, and `set` edits the file

@@ -191,7 +191,7 @@ struct LeftBehind {
 // run lock, a start (and `info` on a package with a journal) leaves everything that run may
 // own alone; once no run is under way, the next start puts back the PAL fix and the torn
 // patch a dead run left, says so, removes the files it left and empties Temp.
-TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
+TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeftAndCtrlCCancels) {
   TempDir root, user;
   const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
   const LeftBehind left(root, user);
@@ -232,14 +232,10 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeft) {
   // Said once: the start after it has nothing to say.
   r = RunIn(cli, {"settings", "--quiet"});
   EXPECT_FALSE(r.Says("undone")) << r.out;
-}
 
-// Ctrl+C in a terminal reaches the whole process group: the program and the converter it
-// started. The run is a cancel: exit 2, no package of the run, the image untouched, Temp/
-// empty.
-TEST(CliInterrupt, CtrlCToTheGroupDuringAConversionCancelsCleanly) {
-  TempDir root;
-  const std::string cli = test::PrivateProgram(root, "ebootforge-cli");
+  // Ctrl+C in a terminal reaches the whole process group: the program and the converter it
+  // started. The run is a cancel: exit 2, no package of the run, the image untouched, Temp/
+  // empty.
   TempDir work;
   const Bytes image = test::NoiseBytes(40u << 20, 31);
   test::WriteFileBytes(work / "game.bin", image);
@@ -256,8 +252,7 @@ TEST(CliInterrupt, CtrlCToTheGroupDuringAConversionCancelsCleanly) {
                     "n=$((n+1)); done\n"
                     "kill -" +
                     std::string(sig) + " -- -$pid; wait $pid; echo $?\n");
-    const std::string status = test::Shell("bash '" + script + "'");
-    EXPECT_EQ(status, "2\n") << sig;
+    EXPECT_EQ(test::Shell("bash '" + script + "'"), "2\n") << sig;
     EXPECT_TRUE(test::ReadFileText(work / "out/EBOOT.PBP") == "an older package") << sig;
     EXPECT_FALSE(FileExists(work / "out/EBOOT.PBP.part")) << sig;
     EXPECT_FALSE(FileExists(work / "out/tarnwick.exe")) << sig;
