@@ -119,8 +119,7 @@ TEST(SettingsWriter, ExactBytes) {
 }
 
 TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
-  TempDir prog;
-  TempDir img, out, cust;
+  TempDir prog, img, out, cust;
   prog.MakeDir("Themes/Night");
   test::WriteFileText(prog / "Themes/Night/style.ini", "");
   Settings s;

@@ -224,15 +224,15 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
   const uint64_t inIcon = w.offsets[1] + 100;
   const uint64_t inImage = w.psar + 0x100000 + 4001;
-  char expected[64];
-  std::snprintf(expected, sizeof expected, "0x%08llX screen height",
-                static_cast<unsigned long long>(inImage));
-  char wrong[32];
-  std::snprintf(wrong, sizeof wrong, "0x%08llX", static_cast<unsigned long long>(inIcon));
+  const auto hex = [](uint64_t at) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%08llX", static_cast<unsigned long long>(at));
+    return std::string(text);
+  };
 
   Ran listed = Cli({"palfix", dir / "EBOOT.PBP", "--screen"});
-  EXPECT_TRUE(test::Said(listed, 0, {expected, "1 found (file unchanged)"}));
-  EXPECT_FALSE(listed.Says(wrong)) << listed.out;
+  EXPECT_TRUE(test::Said(listed, 0, {hex(inImage) + " screen height", "1 found (file unchanged)"}));
+  EXPECT_FALSE(listed.Says(hex(inIcon))) << listed.out;
 
   // Patched by the command and by a conversion's own fix of a package: the disc image only.
   const auto imageOnlyFixed = [&](const std::string& file) {
