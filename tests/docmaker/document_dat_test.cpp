@@ -137,10 +137,9 @@ TEST_F(DocumentDat, LyingTablesGiveShortPagesNotCrashes) {
   EXPECT_EQ(std::make_tuple(r.outcome, r.pagesStored, FileSize(dir_ / "out/0.png"),
                             FileSize(dir_ / "out/1.png")),
             std::make_tuple(Outcome::Success(), 2u, dat.size() - 100, uint64_t{0}));
-  for (const char* name : {"short.dat", "none.dat"}) {
+  for (const char* name : {"short.dat", "none.dat"})
     EXPECT_EQ(ExtractDocumentDat(dir_ / name, dir_ / "out", host_, host_.cancel).outcome.kind(),
               OutcomeKind::Failed);
-  }
 }
 
 }  // namespace
