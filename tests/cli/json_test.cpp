@@ -14,10 +14,9 @@
 namespace ebf {
 namespace {
 
-using test::ShellQuote;
 using test::TempDir;
 
-const auto& Q = ShellQuote;
+const auto& Q = test::ShellQuote;
 
 TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   TempDir dir;
@@ -25,7 +24,7 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   EXPECT_NE(help.find("  2  cancelled (Ctrl+C), or stopped at a question"), std::string::npos);
   // The commands `--help` lists: the first word of each line under "Subcommands:".
   std::istringstream listed(test::Shell(
-      ShellQuote(test::PrivateCli()) +
+      Q(test::PrivateCli()) +
       " --help | awk '/^(Subcommands|SUBCOMMANDS):/{f=1;next} f&&!NF{exit} f{print $1}'"));
   const std::set<std::string> commands(std::istream_iterator<std::string>(listed), {});
   ASSERT_GE(commands.size(), 17u) << help;
@@ -141,9 +140,9 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "t = open(sys.argv[1], encoding=\"utf-8\").read()\n") +
         (lines ? "d = [json.loads(line) for line in t.splitlines()]\n" : "d = json.loads(t)\n") +
         "print(repr((" + run.second + ")), end='')\n";
-    const std::string read =
-        test::Shell("python3 -c " + Q(program) + " " + Q(dir / "parsed.json") + " 2>&1");
-    said += name + ": " + read + (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
+    said += name + ": " +
+            test::Shell("python3 -c " + Q(program) + " " + Q(dir / "parsed.json") + " 2>&1") +
+            (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
     // Only the objects reach standard output: a batch's "[1/1]" lines go to standard error.
     EXPECT_TRUE(name != "batch" || ran.err.find("[1/1]") != std::string::npos) << ran.err;
     // Standard error that is a file gets plain lines (the progress view's rules are the
