@@ -13,8 +13,8 @@ namespace ebf::test {
   return ::testing::AssertionSuccess();
 }
 
-Ran Cli(const std::vector<std::string>& args) {
-  const ProcessResult r = RunProcess(PrivateCli(), args, {});
+Ran Cli(const std::vector<std::string>& args, const std::string& program) {
+  const ProcessResult r = RunProcess(program, args, {});
   return {r.exitCode, r.output, ""};
 }
 

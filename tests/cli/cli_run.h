@@ -26,8 +26,9 @@ struct Ran {
 // Whether `r` ended with `exit` and its output holds each of `texts`; the output when not.
 ::testing::AssertionResult Said(const Ran& r, int exit, const std::vector<std::string>& texts = {});
 
-// This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
-Ran Cli(const std::vector<std::string>& args);
+// This process's copy of ebootforge-cli (or `program`) run with `args`; both streams through one
+// pipe.
+Ran Cli(const std::vector<std::string>& args, const std::string& program = PrivateCli());
 // `args` put on a shell line as they are (quote paths with ShellQuote); standard output and
 // standard error kept apart, in files in `dir`.
 Ran CliSh(const TempDir& dir, const std::string& args);

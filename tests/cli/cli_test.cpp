@@ -75,8 +75,8 @@ TEST(Cli, BatchOfPackedDiscsAndTheImageCommands) {
   EXPECT_EQ(r.out.find("Track 2).bin.ecm"), std::string::npos) << r.out;
   // Again, without --yes: the packages are there already, so the games are skipped (no
   // failure), and the report says so.
-  r = Cli({"batch", games, "-o", dir / "out", "--report", dir / "report.csv"});
-  EXPECT_TRUE(test::Said(r, 0, {"0 done, 0 failed, 3 skipped in "}));
+  EXPECT_TRUE(test::Said(Cli({"batch", games, "-o", dir / "out", "--report", dir / "report.csv"}),
+                         0, {"0 done, 0 failed, 3 skipped in "}));
   const std::string report = test::ReadFileText(dir / "report.csv");
   EXPECT_NE(report.find(",Skipped,exists,"), std::string::npos) << report;
   EXPECT_NE(report.find("\r\n0,0,3,0,0,"), std::string::npos) << report;
@@ -137,9 +137,8 @@ TEST(DiscLayoutsCli, ResolveShowsTheJoinedTrackListOrTheSheetsFault) {
                           "disc = 1125 sectors (00:15:00)\n"}));
 
   const test::DiscSet gaps = test::WritePregapSheet(dir.path());
-  r = Cli({"resolve", gaps.input});
   EXPECT_TRUE(
-      test::Said(r, 0,
+      test::Said(Cli({"resolve", gaps.input}), 0,
                  {"track 01 = MODE2/2352 at 00:00:00 (sector 0), postgap 00:01:00, gap.bin\n"
                   "track 02 = AUDIO      at 00:05:00 (sector 375), INDEX 01 at 00:07:00, "
                   "pregap 00:02:00, gap.bin\n"}));
@@ -215,6 +214,7 @@ TEST(PictureCommands, PngResizesAsTheSettingsSayAndAgreesWithTheSlot) {
   EXPECT_EQ(test::ReadFileBytes(out), test::ReadFileBytes(dir / "wide.png"));
   EXPECT_FALSE(FileExists(out + ".part"));
   EXPECT_NE(png({"--mode", "4"}, jpeg).exit, 0);
+  EXPECT_NE(Cli({"png", jpeg, out, "--slot", "snd0"}).exit, 0);
   EXPECT_NE(Cli({"png", jpeg, out}).exit, 0);  // no slot
 }
 

@@ -116,8 +116,8 @@ Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block dat
   // A CCD in the way of disc 2 is not replaced without --yes, and nothing is written.
   const std::string asked = pkg.dir.MakeDir("asked") + "/";
   test::WriteFileText(asked + "Game (Disc 2).ccd", "mine");
-  r = Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"});
-  EXPECT_TRUE(test::Said(r, 2,
+  EXPECT_TRUE(test::Said(Cli({"--quiet", "extract", pkg.pbp, asked + "Game.iso", "--toc", "ccd"}),
+                         2,
                          {asked + "Game (Disc 2).ccd\nDo you wish to continue?\n(not answered: "
                                   "run again with --yes to answer Yes)"}));
   EXPECT_EQ(test::FilesIn(asked), std::vector<std::string>{"Game (Disc 2).ccd"});
@@ -328,8 +328,7 @@ TEST(VerifyCli, ConvertingTwiceGivesTheSameBytesAndTheTrackFiguresCheckOut) {
   const nlohmann::json bad = nlohmann::json::parse(
       Cli({"--quiet", "--json", "verify", pbp, "--dat", dir / "bad.dat"}).out);
   EXPECT_EQ(bad["dat"]["differingTracks"], nlohmann::json::array({3}));
-  r = Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"});
-  EXPECT_TRUE(test::Said(r, 1,
+  EXPECT_TRUE(test::Said(Cli({"--quiet", "verify", pbp, "--dat", dir / "bad.dat"}), 1,
                          {"Closest is \"Game (USA)\"; track 3 does not match.",
                           "Blocks: 72 read; every block matches its digest\n", "NOT verified"}));
 }
@@ -402,8 +401,7 @@ FILE "Metal Gear (Disc 2) (Track 2).bin" BINARY
   test::Ran r = Cli({"resolve", one});
   EXPECT_TRUE(r.Says("libcrypt key = 0x0001 (Metal Gear (Disc 1).sbi)\n")) << r.out;
   EXPECT_TRUE(r.Says("patch = " + ppf + "\n")) << r.out;
-  r = Cli({"patch", one, ppf, "-o", dir / "patched.bin"});
-  ASSERT_EQ(r.exit, 0) << r.out;
+  ASSERT_TRUE(test::Said(Cli({"patch", one, ppf, "-o", dir / "patched.bin"}), 0));
   EXPECT_TRUE(test::ReadFileBytes(dir / "patched.bin") == fixed1);
 
   // Disc 1 takes the patch beside it, disc 2 the one named for it.
@@ -436,6 +434,11 @@ FILE "Metal Gear (Disc 2) (Track 2).bin" BINARY
   // The user's files are as they were; nothing of the run is left beside the package.
   EXPECT_TRUE(test::ReadFileBytes(one) == disc1);
   EXPECT_EQ(test::FilesIn(dir / "out"), (std::vector<std::string>{"EBOOT.PBP", "EBOOT_1.sbi"}));
+  // Taken apart again, disc 1's image gets its LibCrypt data beside it, disc 2's none.
+  EXPECT_TRUE(test::Said(Cli({"extract", eboot, dir / "back.bin", "--toc", "none"}), 0));
+  EXPECT_EQ(test::ReadFileText(dir / "back (Disc 1).sbi"),
+            test::ReadFileText(dir / "Metal Gear (Disc 1).sbi"));
+  EXPECT_FALSE(FileExists(dir / "back (Disc 2).sbi"));
 }
 
 // Which discs make a game and when one missing is refused are the library's and the plan's

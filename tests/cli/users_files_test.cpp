@@ -84,6 +84,13 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesNamesStandForWhatTheyNameAndPipesAr
   const test::CdSet set = test::WriteDataOnlySet(dir.MakeDir("in"));
   EXPECT_TRUE(test::Said(Cli({"--yes", "convert", set.cuePath, "-o", "/proc/1"}), 1,
                          {"The output folder cannot be written: /proc/1"}));
+  // A picture a slot refuses stops a conversion before any work, in the slot's words (each
+  // refusal: the assets tests; a rebuild's: the engine's package job tests).
+  test::WriteFileText(dir / "seven.pmf", "PSMF123");
+  EXPECT_TRUE(test::Said(
+      Cli({"--yes", "convert", set.cuePath, "--icon1", dir / "seven.pmf", "-o", dir / "refused"}),
+      1, {"The ICON1.PMF file is WAY too small to be valid."}));
+  EXPECT_FALSE(FileExists(dir / "refused/EBOOT.PBP"));
 
   test::WriteAlcoholSet(dir.MakeDir("mds"), 2352, false);
   EXPECT_TRUE(test::Said(Cli({"--yes", "convert", dir / "mds/game.mds", "-o", dir / "mdsout"}), 0));
@@ -143,12 +150,6 @@ TEST(UsersFiles, TheOutputFolderMustTakeFilesNamesStandForWhatTheyNameAndPipesAr
   EXPECT_NE(hung.output.find(notAFile(datFifo)), std::string::npos) << hung.output;
 }
 
-// The program of a work folder of the test's own.
-test::Ran RunIn(const std::string& cli, const std::vector<std::string>& args) {
-  const test::ProcessResult r = test::RunProcess(cli, args, {});
-  return {r.exitCode, r.output, ""};
-}
-
 // What a dead run left: a PAL fix on an image, a torn patch of a package, a conversion's
 // partial package and a work file. (Which files a start removes and which it keeps: the
 // engine's and pbp tests.)
@@ -201,23 +202,22 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeftAndCt
     // those of a dead run.
     RunLock run(root.path(), RunLockMode::Shared);
     ASSERT_TRUE(run.held());
-    test::Ran r = RunIn(cli, {"settings", "--quiet"});
+    test::Ran r = Cli({"settings", "--quiet"}, cli);
     EXPECT_TRUE(test::Said(r, 0));
     EXPECT_FALSE(r.Says("undone")) << r.out;
     left.ExpectUntouched("a start beside a run");
     EXPECT_EQ(test::FilesIn(root / "Temp"), notes);
 
     // Nor does `info` roll back a journal that may be that run's.
-    r = RunIn(cli, {"info", left.package});
     EXPECT_TRUE(
-        test::Said(r, 1,
+        test::Said(Cli({"info", left.package}, cli), 1,
                    {"\"" + left.package + "\" has an unfinished change (its journal " +
                     left.package + ".undo is there) and another run of the program is under way"}));
     left.ExpectUntouched("info beside a run");
   }
 
   // No run under way: the next start puts everything right and says what it put back.
-  test::Ran r = RunIn(cli, {"settings", "--quiet"});
+  test::Ran r = Cli({"settings", "--quiet"}, cli);
   EXPECT_TRUE(test::Said(r, 0,
                          {"An interrupted PAL -> NTSC fix on " + left.image +
                               " was found and undone; the image is as it was before.",
@@ -230,7 +230,7 @@ TEST(RecoveryCli, AStartLeavesARunUnderWayAloneAndPutsRightWhatADeadOneLeftAndCt
   EXPECT_TRUE(test::FilesIn(root / "Temp").empty());
 
   // Said once: the start after it has nothing to say.
-  r = RunIn(cli, {"settings", "--quiet"});
+  r = Cli({"settings", "--quiet"}, cli);
   EXPECT_FALSE(r.Says("undone")) << r.out;
 
   // Ctrl+C in a terminal reaches the whole process group: the program and the converter it
