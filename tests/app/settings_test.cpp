@@ -200,9 +200,8 @@ TEST(Startup, ConverterAndRequiredFiles) {
 
   test::WriteFileText(prog / "My Game.cue", "");
   EXPECT_EQ(CommandLineInput("\"" + (prog / "My Game.cue") + "\""), prog / "My Game.cue");
-  EXPECT_EQ(CommandLineInput(prog / "missing.cue"), "");
-  EXPECT_EQ(CommandLineInput(prog.path()), "");
-  EXPECT_EQ(CommandLineInput(""), "");
+  for (const std::string& none : {prog / "missing.cue", prog.path(), std::string()})
+    EXPECT_EQ(CommandLineInput(none), "") << none;
 }
 
 }  // namespace

@@ -159,6 +159,13 @@ Disc 2: SCUS94164, 200 sectors, 14 blocks (14 compressed), @2 bytes of block dat
   const std::size_t second = r.out.find("\nDisc 2\nTrack  Type");
   EXPECT_LT(first, second) << r.out;
   EXPECT_NE(second, std::string::npos) << r.out;
+  // A damaged disc table: refused in the table reader's words (by every other entry point: the
+  // pbp disc set tests).
+  for (int i = 2; i < 7; ++i)
+    StoreLe32(&bad[pkg.written.psar + 0x200 + 4 * i], LoadLe32(&bad[pkg.written.psar + 0x200]));
+  test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
+  EXPECT_TRUE(test::Said(Cli({"--quiet", "verify", pkg.dir / "bad.pbp"}), 1,
+                         {"the disc table lists 7 discs; a package holds at most 5."}));
 }
 
 // The command line says and does what the windows do: `info` prints what the inspection
@@ -221,8 +228,7 @@ TEST(CliAgreesWithTheWindow, PalFixOnAPackageScansItsDiscImageOnly) {
   // Nor is the start-data block after the disc image.
   recipe.tail = Bytes(kScreenPattern, kScreenPattern + 8);
   test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
-  const uint64_t inIcon = w.offsets[1] + 100;
-  const uint64_t inImage = w.psar + 0x100000 + 4001;
+  const uint64_t inIcon = w.offsets[1] + 100, inImage = w.psar + 0x100000 + 4001;
   const auto hex = [](uint64_t at) {
     char text[32];
     std::snprintf(text, sizeof text, "0x%08llX", static_cast<unsigned long long>(at));

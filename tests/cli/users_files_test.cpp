@@ -68,8 +68,8 @@ TEST(UsersFiles, ANewFileReplacesAnOlderOneOnlyWithYesAndTheOutputFolderGetsEboo
       {"ecm", dir / "game.bin.ecm", "-o", dir / "game.cue"}};
   for (const auto& args : commands)
     EXPECT_TRUE(test::Said(Cli(args), 2, {"(not answered: run again with --yes to answer Yes)"}));
-  EXPECT_EQ(test::ReadFileText(dir / "game.bin"), "mine");
-  EXPECT_EQ(test::ReadFileText(dir / "game.cue"), "mine");
+  EXPECT_EQ(test::ReadFileText(dir / "game.bin") + test::ReadFileText(dir / "game.cue"),
+            "minemine");
   EXPECT_FALSE(FileExists(dir / "game (Track 1).bin"));
   EXPECT_EQ(Cli({"--yes", "extract", pkg, dir / "game.bin", "--toc", "none"}).exit, 0);
   EXPECT_GE(FileSize(dir / "game.bin").value_or(0), set.disc.size());
