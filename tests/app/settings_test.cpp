@@ -119,8 +119,7 @@ TEST(SettingsWriter, ExactBytes) {
 }
 
 TEST(SettingsFile, WriteThenReadReproducesEverySetting) {
-  TempDir prog;
-  TempDir img, out, cust;
+  TempDir prog, img, out, cust;
   prog.MakeDir("Themes/Night");
   test::WriteFileText(prog / "Themes/Night/style.ini", "");
   Settings s;
@@ -176,9 +175,8 @@ TEST(Startup, ConverterAndRequiredFiles) {
   EXPECT_EQ(CheckConverterPresent(prog.folder()), "");
   for (const char* f : {"Data/BASE.PBP", "Data/DATA.PSP", "PSXCust/Default/Gameboot.png",
                         "PSXCust/Default/ICON0.PNG", "PSXCust/Default/ICON1.PMF",
-                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"}) {
+                        "PSXCust/Default/PIC0.PNG", "PSXCust/Default/PIC1.PNG"})
     test::WriteFileText(prog / f, "");
-  }
   EXPECT_EQ(CheckRequiredFiles(prog.folder()),
             test::MissingFilesMessage());  // SND0.AT3 still missing
   test::WriteFileText(prog / "PSXCust/Default/SND0.AT3", "");
@@ -202,9 +200,8 @@ TEST(Startup, ConverterAndRequiredFiles) {
 
   test::WriteFileText(prog / "My Game.cue", "");
   EXPECT_EQ(CommandLineInput("\"" + (prog / "My Game.cue") + "\""), prog / "My Game.cue");
-  EXPECT_EQ(CommandLineInput(prog / "missing.cue"), "");
-  EXPECT_EQ(CommandLineInput(prog.path()), "");
-  EXPECT_EQ(CommandLineInput(""), "");
+  for (const std::string& none : {prog / "missing.cue", prog.path(), std::string()})
+    EXPECT_EQ(CommandLineInput(none), "") << none;
 }
 
 }  // namespace

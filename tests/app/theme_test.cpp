@@ -59,53 +59,49 @@ TEST(ThemeReader, KeysLinesAndFallbacks) {
   EXPECT_EQ(t.dialogFont, " ");  // empty names become one blank
   EXPECT_EQ(t.dialogTitleFont, " ");
   EXPECT_EQ(t.dialogTitleTextCol, 0);
-}
 
-TEST(ThemeReader, TitleTextColourSurvivesAReload) {
+  // The title text colour survives a reload; nothing else does.
   const Theme first = ParseTheme("DIALOGTITEXTCOL = FFFFFF\nDIALOGTILINECOL = 00FF00\n");
-  EXPECT_EQ(first.dialogTitleTextCol, 0xFFFFFF);
   const Theme second = ParseTheme("MAINBGCOL = 000000\n", first);
-  EXPECT_EQ(second.dialogTitleTextCol, 0xFFFFFF);
-  EXPECT_EQ(second.dialogTitleLineCol, 0);
+  EXPECT_EQ(std::pair(second.dialogTitleTextCol, second.dialogTitleLineCol),
+            std::pair(ThemeColour{0xFFFFFF}, ThemeColour{0}));
   EXPECT_EQ(ParseTheme("DIALOGTITEXTCOL = 10\n", first).dialogTitleTextCol, 0x10);
 }
 
-TEST(ThemeFiles, LoadAndList) {
-  TempDir prog;
-  prog.MakeDir("Themes/Night");
-  prog.MakeDir("Themes/NoIni");
-  test::WriteFileText(prog / "Themes/Night/style.ini", "MAINBGCOL = 0000FF\nMAINTITLE=Night\n");
-  // Theme names are matched case-blind like every derived path.
-  const Theme night = LoadTheme(prog.folder(), "night");
-  EXPECT_EQ(night.mainTitle, "Night");
-  EXPECT_EQ(night.mainBg.value_or(0), 0xFF);
-  Theme prev;
-  prev.dialogTitleTextCol = 0x123456;
-  const Theme missing = LoadTheme(prog.folder(), "Gone", prev);
-  EXPECT_FALSE(missing.mainBg.has_value());
-  EXPECT_EQ(missing.dialogTitleTextCol, 0x123456);
-  EXPECT_EQ(FindThemePicture(prog.folder(), "Night", "Ti_Options.jpg"), "");
-  EXPECT_EQ(ListThemes(prog.folder()), std::vector<std::string>{"Night"});
-  TempDir empty;
-  EXPECT_TRUE(ListThemes(empty.folder()).empty());
-}
-
-TEST(ThemeFiles, TheUsersThemesComeFirst) {
+// Theme names are matched case-blind like every derived path; a folder without a style.ini
+// is no theme.
+TEST(ThemeFiles, LoadListAndTheUsersThemesFirst) {
   TempDir dir;
   ProgramFolders f;
   f.tree = dir.MakeDir("share") + "/";
   f.user = dir.MakeDir("user") + "/";
   dir.MakeDir("share/Themes/Default");
   dir.MakeDir("share/Themes/Night");
+  dir.MakeDir("share/Themes/NoIni");
   dir.MakeDir("user/Themes/Night");
   dir.MakeDir("user/Themes/Amber");
   test::WriteFileText(dir / "share/Themes/Default/style.ini", "MAINTITLE=Shipped\n");
-  test::WriteFileText(dir / "share/Themes/Night/style.ini", "MAINTITLE=Shipped night\n");
+  test::WriteFileText(dir / "share/Themes/Night/style.ini",
+                      "MAINBGCOL = 0000FF\nMAINTITLE=Shipped night\n");
   test::WriteFileText(dir / "share/Themes/Default/Ti_Main.jpg", "d");
   test::WriteFileText(dir / "share/Themes/Night/BG_SaveID.jpg", "n");
   test::WriteFileText(dir / "user/Themes/Night/style.ini", "MAINTITLE=My night\n");
   test::WriteFileText(dir / "user/Themes/Amber/style.ini", "MAINTITLE=Amber\n");
   test::WriteFileText(dir / "user/Themes/Amber/Ti_Main.jpg", "a");
+
+  // The shipped tree alone.
+  const Theme night = LoadTheme(f.tree, "night");
+  EXPECT_EQ(night.mainTitle, "Shipped night");
+  EXPECT_EQ(night.mainBg.value_or(0), 0xFF);
+  EXPECT_EQ(FindThemePicture(f.tree, "Night", "Ti_Options.jpg"), "");
+  EXPECT_EQ(ListThemes(f.tree), (std::vector<std::string>{"Default", "Night"}));
+  EXPECT_TRUE(ListThemes(dir.MakeDir("bare") + "/").empty());
+  // A theme that is not there keeps the title text colour it is given.
+  Theme prev;
+  prev.dialogTitleTextCol = 0x123456;
+  const Theme missing = LoadTheme(f, "Gone", prev);
+  EXPECT_FALSE(missing.mainBg.has_value());
+  EXPECT_EQ(missing.dialogTitleTextCol, 0x123456);
 
   EXPECT_EQ(LoadTheme(f, "Night").mainTitle, "My night");
   EXPECT_EQ(LoadTheme(f, "amber").mainTitle, "Amber");

@@ -4,19 +4,18 @@
 
 namespace ebf::test {
 
-Ran Cli(const std::vector<std::string>& args) {
-  const ProcessResult r = RunProcess(PrivateCli(), args, {});
-  return {r.exitCode, r.output, ""};
+::testing::AssertionResult Said(const Ran& r, int exit, const std::vector<std::string>& texts) {
+  if (r.exit != exit)
+    return ::testing::AssertionFailure() << "exit " << r.exit << ", not " << exit << ":\n" << r.out;
+  for (const std::string& text : texts)
+    if (!r.Says(text))
+      return ::testing::AssertionFailure() << "no \"" << text << "\" in:\n" << r.out;
+  return ::testing::AssertionSuccess();
 }
 
-std::string Convert(const std::string& input, const std::string& folder, int level,
-                    const std::vector<std::string>& more) {
-  std::vector<std::string> args = {"--yes", "--quiet", "convert", input,
-                                   "-o",    folder,    "--level", std::to_string(level)};
-  args.insert(args.end(), more.begin(), more.end());
-  const Ran r = Cli(args);
-  EXPECT_EQ(r.exit, 0) << r.out;
-  return folder + "/EBOOT.PBP";
+Ran Cli(const std::vector<std::string>& args, const std::string& program) {
+  const ProcessResult r = RunProcess(program, args, {});
+  return {r.exitCode, r.output, ""};
 }
 
 Ran CliSh(const TempDir& dir, const std::string& args) {
@@ -36,21 +35,6 @@ std::vector<std::string> FilesIn(const std::string& folder) {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path) {
-  const Bytes png = ReadFileBytes(path);
-  if (png.size() < 24) return {0, 0};
-  return {LoadBe32(&png[16]), LoadBe32(&png[20])};
-}
-
-std::string Figures(const std::string& path) {
-  const std::string out = Shell(
-      "python3 -c \"import sys,zlib,hashlib; d=open(sys.argv[1],'rb').read(); "
-      "print('%08x %s %s' % (zlib.crc32(d), hashlib.md5(d).hexdigest(), "
-      "hashlib.sha1(d).hexdigest()))\" " +
-      ShellQuote(path));
-  return out.substr(0, out.find('\n'));
 }
 
 }  // namespace ebf::test

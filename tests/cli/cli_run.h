@@ -4,10 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "common/bytes.h"
@@ -25,20 +23,17 @@ struct Ran {
   bool Says(const std::string& text) const { return out.find(text) != std::string::npos; }
 };
 
-// This process's copy of ebootforge-cli run with `args`; both streams through one pipe.
-Ran Cli(const std::vector<std::string>& args);
-// `convert --yes --quiet` of `input` into `folder` at `level`; returns the package's path.
-std::string Convert(const std::string& input, const std::string& folder, int level,
-                    const std::vector<std::string>& more = {});
+// Whether `r` ended with `exit` and its output holds each of `texts`; the output when not.
+::testing::AssertionResult Said(const Ran& r, int exit, const std::vector<std::string>& texts = {});
+
+// This process's copy of ebootforge-cli (or `program`) run with `args`; both streams through one
+// pipe.
+Ran Cli(const std::vector<std::string>& args, const std::string& program = PrivateCli());
 // `args` put on a shell line as they are (quote paths with ShellQuote); standard output and
 // standard error kept apart, in files in `dir`.
 Ran CliSh(const TempDir& dir, const std::string& args);
 
 // The names in a folder, sorted; none when there is no folder.
 std::vector<std::string> FilesIn(const std::string& folder);
-// Width and height from a PNG's header.
-std::pair<uint32_t, uint32_t> PngSize(const std::string& path);
-// "crc32 md5 sha1" of a file, from Python's zlib and hashlib.
-std::string Figures(const std::string& path);
 
 }  // namespace ebf::test

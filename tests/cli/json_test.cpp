@@ -1,11 +1,11 @@
 // --json and the global flags as a script uses them: standard output read by python3's
 // json module (an independent parser), standard error kept apart.
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
 
 #include "cli/cli_run.h"
-#include "imaging/png_writer.h"
 #include "support/cd_sets.h"
 #include "support/chdman.h"
 #include "support/disc_builder.h"
@@ -14,54 +14,20 @@
 namespace ebf {
 namespace {
 
-using test::ShellQuote;
 using test::TempDir;
 
-std::string Q(const std::string& path) {
-  return ShellQuote(path);
-}
-
-// python3 parses `text`, as one document or as one document per line, and prints `expr`
-// of it (`d`: the document, or the list of them; `size`: os.path.getsize).
-std::string Python(const TempDir& dir, const std::string& text, bool perLine,
-                   const std::string& expr) {
-  const std::string file = dir / "parsed.json";
-  test::WriteFileText(file, text);
-  const std::string program =
-      std::string(
-          "import json, os, sys\nsize = os.path.getsize\n"
-          "t = open(sys.argv[1], encoding=\"utf-8\").read()\n") +
-      (perLine ? "d = [json.loads(line) for line in t.splitlines()]\n" : "d = json.loads(t)\n") +
-      "print(repr((" + expr + ")))\n";
-  return test::Shell("python3 -c " + ShellQuote(program) + " " + ShellQuote(file) + " 2>&1");
-}
-
-// The commands `--help` lists: the first word of each line under "Subcommands:" up to the
-// next blank line.
-std::set<std::string> ListedCommands(const std::string& help) {
-  std::set<std::string> commands;
-  std::istringstream lines(help);
-  std::string line;
-  bool inList = false;
-  while (std::getline(lines, line)) {
-    if (line == "Subcommands:" || line == "SUBCOMMANDS:") {
-      inList = true;
-    } else if (inList) {
-      std::istringstream words(line);
-      std::string name;
-      if (!(words >> name)) break;
-      commands.insert(name);
-    }
-  }
-  return commands;
-}
+const auto& Q = test::ShellQuote;
 
 TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   TempDir dir;
   const std::string help = test::CliSh(dir, "--help").out;
-  const std::set<std::string> commands = ListedCommands(help);
-  ASSERT_GE(commands.size(), 17u) << help;
   EXPECT_NE(help.find("  2  cancelled (Ctrl+C), or stopped at a question"), std::string::npos);
+  // The commands `--help` lists: the first word of each line under "Subcommands:".
+  std::istringstream listed(test::Shell(
+      Q(test::PrivateCli()) +
+      " --help | awk '/^(Subcommands|SUBCOMMANDS):/{f=1;next} f&&!NF{exit} f{print $1}'"));
+  const std::set<std::string> commands(std::istream_iterator<std::string>(listed), {});
+  ASSERT_GE(commands.size(), 17u) << help;
 
   // A run of every command, made of files built here.
   test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
@@ -78,13 +44,13 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
   test::WriteFileBytes(dir / "pal.bin", pal);
   test::WriteFileText(dir / "fix.ips", std::string("PATCH\0\0\x10\0\x01!EOF", 14));
   ASSERT_TRUE(test::DrawWithImageMagick("-size 480x272 xc:white", dir / "page.png"));
-  ASSERT_EQ(
-      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "made") +
-                           " --title '\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB "
-                           "\xE2\x98\x86 Caf\xC3\xA9' --level 0 --yes")
-          .exit,
-      0);
-  const std::string eboot = Q(dir / "made/EBOOT.PBP");
+  dir.MakeDir("res/SLUS-00594");
+  dir.MakeDir("thumbs/Named_Titles");
+  ASSERT_TRUE(test::DrawWithImageMagick("-size 144x80 xc:red", dir / "res/SLUS-00594/icon0.png"));
+  ASSERT_TRUE(
+      test::DrawWithImageMagick("-size 640x480 xc:red", dir / "thumbs/Named_Titles/GAME.png"));
+  // The runs go in the order of their names: extract, info and verify read what convert made.
+  const std::string made = dir / "out/SLUS00594 NTSC/EBOOT.PBP", eboot = Q(made);
   const std::string ini = " --ini " + Q(dir / "my.ini");
   // Per command: its line, and what python3 reads in what it printed (`d`: the object, or
   // the list of them when there are several lines).
@@ -94,11 +60,17 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
         "[(j['gameId'], j['outcome'], j['output'][-9:]) for j in d]"}},
       {"chd", {"chd " + Q(dir / "Data Disc.chd"), "d['sectors'], d['tracks'][0]['type']"}},
       {"completion", {"completion bash", "d['shell'], d['script'][:17]"}},
+      // Pictures from the user's folders, named in the record, and the folder named.
       {"convert",
-       {"convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 0 --yes",
-        "[(j['outcome'], j['gameId'], j['input'][-8:], j['output'][-13:], "
+       {"convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --resources " +
+            Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
+            " --name '%GAMEID% %REGION%' --level 0 --yes --title "
+            "'\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB \xE2\x98\x86 "
+            "Caf\xC3\xA9'",
+        "[(j['outcome'], j['gameId'], j['input'][-8:], j['output'][-28:], "
         "j['sizes']['input'] == size(j['input']), j['sizes']['output'] == size(j['output']), "
-        "type(j['seconds']).__name__) for j in d]"}},
+        "type(j['seconds']).__name__, [(k, v['source']) for k, v in j['assets'].items()], "
+        "j['assets']['ICON0']['file'][-24:], j['assets']['PIC1']['file'][-28:]) for j in d]"}},
       {"doc",
        {"doc make " + Q(dir / "DOCUMENT.DAT") + " --id SLUS00594 " + Q(dir / "page.png"),
         "d['pagesStored'], d['pages']"}},
@@ -118,10 +90,12 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
        {"info " + eboot,
         "d['title'], d['gameId'], [s['name'] for s in d['sections']], "
         "d['fileSize'] == size('" +
-            dir / "made/EBOOT.PBP" +
-            "'), "
-            "[t['type'] for t in d['tracks']]"}},
+            made + "'), [t['type'] for t in d['tracks']]"}},
       {"lookup", {"lookup SLUS00776", "d['saveName'], d['packageId'], d['region']"}},
+      // -q silences standard error; the results still come.
+      {"quiet",
+       {"-q convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out2") + " --level 1 -y",
+        "d[0]['outcome']"}},
       {"palfix",
        {"palfix " + Q(dir / "pal.bin") + " --gfx",
         "d['count'], d['applied'], d['patches'][0]['offset'], d['patches'][0]['rule']"}},
@@ -150,20 +124,34 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
         "d[0]['outcome'], d[0]['sizes']['output']"}},
       {"error: the line", {"bogus", "d['error'][:25], d['exitStatus']"}},
   };
-  std::string said, expected;
+  std::string said;
   for (const std::string& command : commands)
     if (!runs.count(command)) ADD_FAILURE() << "no run of the new command '" << command << "'";
   for (const auto& [name, run] : runs) {
     const test::Ran ran = test::CliSh(dir, run.first + " --json");
-    const bool lines = name == "batch" || name == "convert" || name.rfind("error: c", 0) == 0 ||
-                       name == "error: failed";
-    std::string read = Python(dir, ran.out, lines, run.second);
-    read.pop_back();  // its newline
-    said += name + ": " + read + (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
+    const bool lines = name == "batch" || name == "convert" || name == "quiet" ||
+                       name.rfind("error: c", 0) == 0 || name == "error: failed";
+    // python3 prints `run.second` of what it parsed (`d`: the object, or the list of them;
+    // `size`: os.path.getsize).
+    test::WriteFileText(dir / "parsed.json", ran.out);
+    const std::string program =
+        std::string(
+            "import json, os, sys\nsize = os.path.getsize\n"
+            "t = open(sys.argv[1], encoding=\"utf-8\").read()\n") +
+        (lines ? "d = [json.loads(line) for line in t.splitlines()]\n" : "d = json.loads(t)\n") +
+        "print(repr((" + run.second + ")), end='')\n";
+    said += name + ": " +
+            test::Shell("python3 -c " + Q(program) + " " + Q(dir / "parsed.json") + " 2>&1") +
+            (name == "drives" ? "" : " -> " + std::to_string(ran.exit)) + "\n";
     // Only the objects reach standard output: a batch's "[1/1]" lines go to standard error.
-    if (name == "batch") {
-      EXPECT_TRUE(ran.err.find("[1/1]") != std::string::npos) << ran.err;
-    }
+    EXPECT_TRUE(name != "batch" || ran.err.find("[1/1]") != std::string::npos) << ran.err;
+    // Standard error that is a file gets plain lines (the progress view's rules are the
+    // terminal host's tests').
+    EXPECT_EQ(ran.err.find_first_of("\r\x1b"), std::string::npos) << name << ": " << ran.err;
+    EXPECT_TRUE(name != "convert" ||
+                ran.err.find("  Converting to EBOOT... \n") != std::string::npos)
+        << ran.err;
+    EXPECT_TRUE(name != "quiet" || ran.err.empty()) << ran.err;
   }
   EXPECT_EQ(test::ReadFileBytes(dir / "pal.bin"), pal);  // listed, not applied
   EXPECT_FALSE(FileExists(dir / "out4/EBOOT.PBP"));      // declined: nothing written
@@ -171,8 +159,10 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "batch: [('SCES00344', 'success', 'EBOOT.PBP')] -> 0\n"
             "chd: (419, 'MODE2_RAW') -> 0\n"
             "completion: ('bash', '# bash completion') -> 0\n"
-            "convert: [('success', 'SLUS00594', 'game.iso', 'out/EBOOT.PBP', True, True, "
-            "'float')] -> 0\n"
+            "convert: [('success', 'SLUS00594', 'game.iso', 'out/SLUS00594 NTSC/EBOOT.PBP', True, "
+            "True, 'float', [('ICON0', 'resource folder'), ('ICON1', 'default'), ('PIC0', "
+            "'default'), ('PIC1', 'thumbnails'), ('SND0', 'default'), ('Gameboot', 'default')], "
+            "'res/SLUS-00594/icon0.png', 'thumbs/Named_Titles/GAME.png')] -> 0\n"
             "doc: (1, 1) -> 0\n"
             "drives: True\n"
             "ecm: 'decoded.bin' -> 0\n"
@@ -190,53 +180,11 @@ TEST(CliJson, EveryCommandPrintsOneObjectAndEveryFailureTooEvenOnABadLine) {
             "palfix: (1, False, 70001, 'graphics 0x3C028007') -> 0\n"
             "patch: 'IPS' -> 0\n"
             "png: ('pic1', False) -> 0\n"
+            "quiet: 'success' -> 0\n"
             "resolve: ('SLUS01234', 'Data Disc.cue', 'Data Disc.bin', '') -> 0\n"
             "rip: 'ripped.cue' -> 0\n"
             "settings: ('PreviewDelay', '250') -> 0\n"
             "verify: (True, 1) -> 0\n");
-}
-
-// The progress view's rules are the terminal host's tests'; here, standard error that is a
-// file gets plain lines, -q silences it, and flags go anywhere on the line.
-TEST(CliFlags, AnywhereOnTheLineAndPlainProgressInALog) {
-  TempDir dir;
-  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  test::Ran run = test::CliSh(
-      dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") + " --level 1 --yes");
-  EXPECT_EQ(run.exit, 0) << run.err;
-  EXPECT_EQ(run.err.find_first_of("\r\x1b"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("  Converting to EBOOT... \n"), std::string::npos) << run.err;
-  test::Ran quiet = test::CliSh(
-      dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out2") + " -q --level 1 -y");
-  EXPECT_EQ(quiet.exit, 0);
-  EXPECT_EQ(quiet.err, "");
-  EXPECT_NE(quiet.out.find("Conversion Done :)"), std::string::npos);
-  EXPECT_EQ(test::CliSh(dir, "convert").exit, 1);  // INPUT missing
-  EXPECT_EQ(test::CliSh(dir, "info " + Q(dir / "game.iso") + " --no-such-flag").exit, 1);
-}
-
-TEST(CliJson, ConvertTakesPicturesFromTheUsersFoldersAndNamesTheFolder) {
-  TempDir dir;
-  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_005.94")));
-  dir.MakeDir("res/SLUS-00594");
-  dir.MakeDir("thumbs/Named_Titles");
-  ASSERT_TRUE(
-      WritePngFromDrawingContext(Surface(144, 80), dir / "res/SLUS-00594/icon0.png", 144, 80));
-  ASSERT_TRUE(WritePngFromDrawingContext(Surface(640, 480), dir / "thumbs/Named_Titles/GAME.png",
-                                         640, 480));
-  test::Ran done =
-      test::CliSh(dir, "convert " + Q(dir / "game.iso") + " -o " + Q(dir / "out") +
-                           " --resources " + Q(dir / "res") + " --thumbnails " + Q(dir / "thumbs") +
-                           " --name '%GAMEID% %REGION%' --level 0 --json --yes");
-  ASSERT_EQ(done.exit, 0) << done.err;
-  EXPECT_EQ(Python(dir, done.out, true,
-                   "d[0][\"output\"], [(k, v[\"source\"]) for k, v in d[0][\"assets\"].items()], "
-                   "d[0][\"assets\"][\"ICON0\"][\"file\"], d[0][\"assets\"][\"PIC1\"][\"file\"]"),
-            "('" + dir / "out/SLUS00594 NTSC/EBOOT.PBP" +
-                "', [('ICON0', 'resource folder'), ('ICON1', 'default'), ('PIC0', 'default'), "
-                "('PIC1', 'thumbnails'), ('SND0', 'default'), ('Gameboot', 'default')], '" +
-                dir / "res/SLUS-00594/icon0.png" + "', '" + dir / "thumbs/Named_Titles/GAME.png" +
-                "')\n");
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ struct Fixture {
   }
 };
 
-TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecond) {
+TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecondAndALiveLineOnATerminal) {
   Fixture f;
   TerminalProgress p = f.Make(false);
   p.BeginStage("Padding ISO...");
@@ -48,24 +48,23 @@ TEST(TerminalProgress, PlainLinesInALogAtMostOncePerSecond) {
   EXPECT_EQ(f.out.str(),
             "  Padding ISO... \n0%\n25%\n99%\n100%\nDone\n  Converting to EBOOT... \n"
             "Bytes written: 1.5 MB\n");
-}
 
-TEST(TerminalProgress, LiveLineOnlyOnATerminal) {
-  Fixture f;
-  TerminalProgress p = f.Make(true);
-  p.BeginStage("Padding ISO...");
-  f.now += 65s;
-  p.Advance(50, 100);
-  p.FinishLine();
-  std::string text = f.out.str();
+  // A live line only on a terminal.
+  Fixture t;
+  TerminalProgress live = t.Make(true);
+  live.BeginStage("Padding ISO...");
+  t.now += 65s;
+  live.Advance(50, 100);
+  live.FinishLine();
+  std::string text = t.out.str();
   EXPECT_EQ(text.substr(text.rfind('\r')),
             "\rPadding ISO... [###############...............] 50%  1m 5s\033[K\n");
   // The bytes written, or the size of what is worked through, beside the clock.
-  p.BeginStage("Converting to EBOOT...", 1.0, 1572864);
-  f.now += 1s;
-  p.Advance(0, 0);
-  p.FinishLine();
-  text = f.out.str();
+  live.BeginStage("Converting to EBOOT...", 1.0, 1572864);
+  t.now += 1s;
+  live.Advance(0, 0);
+  live.FinishLine();
+  text = t.out.str();
   EXPECT_EQ(text.substr(text.rfind('\r')),
             "\rConverting to EBOOT...  Bytes written: 0 bytes  1m 6s\033[K\n");
 }
@@ -91,7 +90,8 @@ TEST(TerminalQuestions, QuietShowsNothingAndQuestionsNeedYes) {
   EXPECT_EQ(f.out.str(), "");
 }
 
-TEST(TerminalQuestions, TheResolversQuestionOnlyInformsAndMinusONamesTheRebuild) {
+// The resolver's question only informs, and -o names the file a rebuild goes into.
+TEST(TerminalQuestions, TheResolversQuestionAndTheRebuildsFile) {
   Fixture f;
   TerminalProgress p = f.Make(false);
   TerminalQuestions q(f.yes, p);

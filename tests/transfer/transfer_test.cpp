@@ -16,7 +16,7 @@ namespace {
 using test::RunRecorder;
 using test::TempDir;
 
-TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
+TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolumeNamedByTitleCutTo31OrById) {
   TempDir psp, fixed;
   FixedVolumes volumes({{psp.path(), "MEMSTICK"}}), none({});
   const std::string game = psp / "PSP/GAME/SLUS00594";
@@ -26,9 +26,7 @@ TEST(PspGameFolder, ExactlyOneLevelBelowGameOnARemovableVolume) {
                                   psp / "PSP/SAVEDATA/X", fixed / "PSP/GAME/SLUS00594"})
     EXPECT_FALSE(IsOnPspGameFolder(path, volumes)) << path;
   EXPECT_FALSE(IsOnPspGameFolder(game, none));
-}
 
-TEST(PspGameFolder, NamedByTitleCutTo31OrById) {
   const std::string title = "A Title That Is Exactly Forty Characters";
   const std::string base = std::string("/media/psp") + kSep + "PSP" + kSep + "GAME" + kSep;
   EXPECT_EQ(PspGameFolder("/media/psp", title, "SLUS00594", 1),
@@ -58,22 +56,19 @@ struct FakeSystem {
   std::string labels = root.MakeDir("by-label");
   std::string media = root.MakeDir("media");
 
+  std::string blocks = root.MakeDir("sys/class/block");
+
+  // A block device's folder with its "size", linked to from class/block.
+  std::string Device(const std::string& name, const std::string& folder, const std::string& size) {
+    test::WriteFileText(root.MakeDir("sys/" + folder) + "/size", size + "\n");
+    std::filesystem::create_directory_symlink("../../" + folder, blocks + "/" + name);
+    return sys + "/" + folder;
+  }
   void Disk(const std::string& bus, const std::string& disk, const char* removable,
             const char* size, const std::vector<std::string>& partitions = {}) {
     const std::string folder = "devices/" + bus + "/block/" + disk;
-    root.MakeDir("sys/" + folder);
-    test::WriteFileText(sys + "/" + folder + "/removable", std::string(removable) + "\n");
-    test::WriteFileText(sys + "/" + folder + "/size", std::string(size) + "\n");
-    Link(disk, folder);
-    for (const std::string& part : partitions) {
-      root.MakeDir("sys/" + folder + "/" + part);
-      test::WriteFileText(sys + "/" + folder + "/" + part + "/size", "2048\n");
-      Link(part, folder + "/" + part);
-    }
-  }
-  void Link(const std::string& name, const std::string& folder) {
-    root.MakeDir("sys/class/block");
-    std::filesystem::create_directory_symlink("../../" + folder, sys + "/class/block/" + name);
+    test::WriteFileText(Device(disk, folder, size) + "/removable", std::string(removable) + "\n");
+    for (const std::string& part : partitions) Device(part, folder + "/" + part, "2048");
   }
 };
 
