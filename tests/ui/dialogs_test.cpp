@@ -35,14 +35,12 @@ class FixSaveDialogTest : public QObject {
  private slots:
   void opensWithTheCurrentValues() {
     ui::FixSaveDialog d(theme_, prompter_, "MY SAVE", "SLUS01234");
-    QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), QStringLiteral("MY SAVE"));
-    QCOMPARE(Child<QComboBox>(&d, "cboID")->currentText(), QStringLiteral("SLUS"));
-    QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), QStringLiteral("01234"));
     auto* combo = Child<QComboBox>(&d, "cboID");
+    QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), QStringLiteral("MY SAVE"));
+    QCOMPARE(combo->currentText(), QStringLiteral("SLUS"));
+    QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), QStringLiteral("01234"));
     QCOMPARE(combo->count(), 12);
-    QCOMPARE(combo->itemText(5), QStringLiteral("SLPS"));
-    QCOMPARE(combo->itemText(9), QStringLiteral("SLPS"));
-    QCOMPARE(combo->itemText(11), QStringLiteral("ESPM"));
+    for (int i : {5, 9, 11}) QCOMPARE(combo->itemText(i), QLatin1String(i == 11 ? "ESPM" : "SLPS"));
   }
 
   void keyFilterKeepsDigitsAndColon() {
@@ -326,14 +324,13 @@ class OptionsDialogTest : public QObject {
     Fixture f;
     auto d = f.Open();
     f.dialogs.results = {"/picked/cust", "", "/picked/out"};
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdInBrowse"), Qt::LeftButton);
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdCustBrowse"), Qt::LeftButton);
-    QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOutBrowse"), Qt::LeftButton);
-    QCOMPARE(f.dialogs.calls.size(), size_t(3));
-    QCOMPARE(f.dialogs.calls[0].title, QStringLiteral("Select Default Customize Folder"));
-    QCOMPARE(f.dialogs.calls[1].title, QStringLiteral("Select Default Image Folder"));
-    QCOMPARE(f.dialogs.calls[2].title, QStringLiteral("Select Default Output Folder"));
-    for (const auto& c : f.dialogs.calls) QCOMPARE(c.kind, QStringLiteral("folder"));
+    for (const char* browse : {"cmdInBrowse", "cmdCustBrowse", "cmdOutBrowse"})
+      QTest::mouseClick(Child<QPushButton>(d.get(), browse), Qt::LeftButton);
+    QStringList titles;
+    for (const auto& c : f.dialogs.calls) titles << c.kind + ": " + c.title;
+    QCOMPARE(titles, (QStringList{"folder: Select Default Customize Folder",
+                                  "folder: Select Default Image Folder",
+                                  "folder: Select Default Output Folder"}));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtIn")->text(), QStringLiteral("/picked/cust"));
     // A cancelled picker leaves the box as it was.
     QCOMPARE(Child<QLineEdit>(d.get(), "txtCust")->text(), QString());

@@ -134,28 +134,22 @@ struct WindowFixture {
 };
 
 // How long the GUI thread went without answering: the worst gap between the ticks of a
-// 10 ms timer, counted from the start (or while `during` holds) up to Worst().
+// 10 ms timer, from the start up to Worst().
 class GapWatch {
  public:
-  explicit GapWatch(std::function<bool()> during = {}) : during_(std::move(during)) {
-    if (during_) last_ = -1;  // not counting yet
+  GapWatch() {
     clock.start();
-    QObject::connect(&tick_, &QTimer::timeout, [this] { Note(); });
+    QObject::connect(&tick_, &QTimer::timeout, [this] { Worst(); });
     tick_.start(10);
   }
   qint64 Worst() {
-    Note();
+    worst_ = std::max(worst_, clock.elapsed() - last_);
+    last_ = clock.elapsed();
     return worst_;
   }
   QElapsedTimer clock;
 
  private:
-  void Note() {
-    const bool on = !during_ || during_();
-    if (on && last_ >= 0) worst_ = std::max(worst_, clock.elapsed() - last_);
-    last_ = on ? clock.elapsed() : -1;
-  }
-  std::function<bool()> during_;
   QTimer tick_;
   qint64 last_ = 0, worst_ = 0;
 };

@@ -115,48 +115,49 @@ class MainWindowTest : public QObject {
     QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
   }
 
+  // What a run's end says: nothing after a cancel or a No, the failure as it is, the
+  // closing line by the kind of job and the transfer setting.
   void closingMessages() {
     Fixture f;
     ConversionPlan disc;
     disc.kind = JobKind::NewPackage;
-    disc.input = "/x/game.bin";
     disc.output = "/psp/PSP/GAME/X/";
-    auto closing = [&](const Outcome& outcome, const ConversionPlan& plan) {
-      f.prompter.shown.clear();
-      ConversionResult result;
-      result.outcome = outcome;
-      f.w->ShowClosingMessage(result, plan);
-      return f.prompter.shown;
+    ConversionPlan patch = disc, recompress = disc;
+    patch.kind = JobKind::PatchPackage;
+    recompress.kind = JobKind::RecompressPackage;
+    const Outcome ok = Outcome::Success(), failed = Outcome::Failed("The BIN file is gone\nline 2");
+    struct Row {
+      Outcome outcome;
+      const ConversionPlan& plan;
+      int autoTransfer;
+      bool onPsp;
+      const char* said;  // "" for nothing
+      MsgIcon icon;
+    } rows[] = {
+        {Outcome::Cancelled(), disc, 0, false, "", MsgIcon::Information},
+        {Outcome::Declined(), disc, 0, false, "", MsgIcon::Information},
+        {failed, disc, 0, false, "The BIN file is gone\nline 2", MsgIcon::Exclamation},
+        {ok, patch, 1, false, kMsgPatchingDone, MsgIcon::Information},
+        {ok, recompress, 0, false, kMsgConversionDone, MsgIcon::Information},
+        {ok, disc, 1, true, kMsgOnPspFolder, MsgIcon::Information},
+        {ok, disc, 1, false, kMsgOfferTransfer, MsgIcon::Information},
     };
-    for (const Outcome& quiet : {Outcome::Cancelled(), Outcome::Declined()})
-      QVERIFY(closing(quiet, disc).empty());
-    auto shown = closing(Outcome::Failed("The BIN file could not be found!!!\nline two"), disc);
-    QCOMPARE(shown.size(), size_t(1));
-    QCOMPARE(shown[0].text, QStringLiteral("The BIN file could not be found!!!\nline two"));
-    QVERIFY(shown[0].icon == MsgIcon::Exclamation);
-
-    ConversionPlan pbp = disc;
-    pbp.kind = JobKind::PatchPackage;
-    QCOMPARE(closing(Outcome::Success(), pbp)[0].text, QStringLiteral("Patching Done!  Enjoy :)"));
-    pbp.kind = JobKind::RecompressPackage;
-    QVERIFY(closing(Outcome::Success(), pbp)[0].text.startsWith("Conversion Done :)  Just copy"));
-
-    f.w->settings().autoTransfer = 1;
-    f.onPsp = true;
-    QVERIFY(closing(Outcome::Success(), disc)[0].text.startsWith(
-        "Conversion Done :)  The output folder you have selected appears to be the correct"));
-    f.onPsp = false;
-    f.prompter.answers = {false};
-    shown = closing(Outcome::Success(), disc);
-    QCOMPARE(shown[0].text, QStringLiteral("Conversion Done :)  Do you want to transfer the game "
-                                           "to the PSP now?\r\n(note, if you wish, you can "
-                                           "disable this feature by editing the INI file, if "
-                                           "you find this annoying)"));
-    QVERIFY(shown[0].icon == MsgIcon::Information);
-    QVERIFY(shown[0].buttons == ui::Buttons::YesNo);
-    QVERIFY(f.transfers.empty());
+    ConversionResult result;
+    for (const Row& row : rows) {
+      f.prompter.shown.clear();
+      f.prompter.answers = {false};
+      f.w->settings().autoTransfer = row.autoTransfer;
+      f.onPsp = row.onPsp;
+      result.outcome = row.outcome;
+      f.w->ShowClosingMessage(result, row.plan);
+      QVERIFY2(f.prompter.last() == QLatin1String(row.said), row.said);
+      QCOMPARE(f.prompter.shown.size(), size_t(*row.said ? 1 : 0));
+      if (*row.said) QVERIFY2(f.prompter.shown[0].icon == row.icon, row.said);
+    }
+    QVERIFY(f.prompter.shown.back().buttons == ui::Buttons::YesNo);
+    QVERIFY(f.transfers.empty());  // No to the transfer
     f.prompter.answers = {true};
-    closing(Outcome::Success(), disc);
+    f.w->ShowClosingMessage(result, disc);  // the last row's success again
     QCOMPARE(f.transfers, std::vector<std::string>{"/psp/PSP/GAME/X/"});
   }
 
@@ -242,19 +243,15 @@ class MainWindowTest : public QObject {
   // Which files are required is the core's (app/settings tests); a missing one ends the
   // start with its message, before anything is written or opened.
   void aMissingFileEndsWithItsMessage() {
-    for (const auto& [gone, message] :
-         {std::pair{"Data/tarnwick.exe", ConverterMissingMessage()},
-          std::pair{"PSXCust/Default/Gameboot.png", MissingFilesMessage()}}) {
-      Fixture f;
-      std::remove((f.prog / gone).c_str());
-      QVERIFY2(!ui::RunStartup(*f.w, ""), gone);
-      QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QCOMPARE(f.prompter.last(), QString::fromStdString(message));
-      QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
-      QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
-      QVERIFY(f.resolved.empty());
-      QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
-    }
+    Fixture f;
+    std::remove((f.prog / "Data/tarnwick.exe").c_str());
+    QVERIFY(!ui::RunStartup(*f.w, ""));
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(f.prompter.last(), QString::fromStdString(ConverterMissingMessage()));
+    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
+    QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
+    QVERIFY(f.resolved.empty());
+    QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
   }
 
   void settingsThemeAndPanelComeBack() {

@@ -189,14 +189,6 @@ class TransferTest : public QObject {
     f.Open(title, 2)->OkClicked();
     QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
              std::string("new package"));
-
-    // A package already there: the question reaches the user, and No keeps it.
-    WriteFileText(f.source / "EBOOT.PBP", "newer package");
-    f.prompter.answers = {false};
-    f.Open(title, 2)->OkClicked();
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
-             std::string("new package"));
   }
 
   void folderThatCannotBeMadeKeepsTheDialogOpen() {
