@@ -253,12 +253,12 @@ std::vector<TextProbe> TextProbes(QWidget* top) {
   return probes;
 }
 
-// Dark grey text on a slightly darker grey, dark edit text on a dark edit box, a dark
-// title over the header picture, a dark accent: a theme nobody could read as written.
+// Dark grey text on a slightly darker grey, dark edit text on a dark edit box, a dark and
+// faint title over the header picture, a dark accent: a theme nobody could read as written.
 constexpr const char* kDuskTheme =
     "MAINBGCOL = 201A18\nMAINFGCOL = 2A2422\nMAINBGEDITCOL = 141210\nMAINFGEDITCOL = 221E1C\n"
     "MAINBOXBGCOL = 262220\nMAINTITLE = Dusk\nDIALOGTITEXTCOL = 3A2A20\n"
-    "DIALOGTITEXTALPHA = FF\nDIALOGTILINECOL = 302418\nDIALOGTILINEALPHA = FF\n"
+    "DIALOGTITEXTALPHA = 20\nDIALOGTILINECOL = 302418\nDIALOGTILINEALPHA = FF\n"
     "DIALOGTILINEHEIGHT = 2\n";
 
 void Settle() {

@@ -26,6 +26,22 @@
 using namespace ebf;
 using namespace ebf::test;
 
+namespace {
+
+// A program folder with the start-up files, and scripted boxes and pickers.
+struct DialogFixture {
+  TempDir prog, work;
+  ui::ThemeContext theme;
+  ScriptedPrompter prompter;
+  ScriptedDialogs dialogs;
+  DialogFixture() {
+    FillProgramFolder(prog);
+    theme.folders = prog.folder();
+  }
+};
+
+}  // namespace
+
 class FixSaveDialogTest : public QObject {
   Q_OBJECT
 
@@ -33,7 +49,7 @@ class FixSaveDialogTest : public QObject {
   ScriptedPrompter prompter_;
 
  private slots:
-  void opensWithTheCurrentValues() {
+  void opensWithTheCurrentValuesAndTheIdTakesDigitsAndColon() {
     ui::FixSaveDialog d(theme_, prompter_, "MY SAVE", "SLUS01234");
     auto* combo = Child<QComboBox>(&d, "cboID");
     QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), QStringLiteral("MY SAVE"));
@@ -41,18 +57,16 @@ class FixSaveDialogTest : public QObject {
     QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), QStringLiteral("01234"));
     QCOMPARE(combo->count(), 12);
     for (int i : {5, 9, 11}) QCOMPARE(combo->itemText(i), QLatin1String(i == 11 ? "ESPM" : "SLPS"));
-  }
 
-  void keyFilterKeepsDigitsAndColon() {
     // Digits, colon, and Backspace, Ctrl+C and Ctrl+V.
     for (int key : {'0', '9', ':', '\b', '\x03', '\x16'}) QVERIFY(ui::IdKeyFilter::Accepts(key));
     for (int key : {'/', ';', 'a'}) QVERIFY(!ui::IdKeyFilter::Accepts(key));
 
     // No ID: both parts blank.
-    ui::FixSaveDialog d(theme_, prompter_, "S", "");
-    QCOMPARE(Child<QComboBox>(&d, "cboID")->currentText(), QString());
-    d.show();
-    auto* id = Child<QLineEdit>(&d, "txtID");
+    ui::FixSaveDialog blank(theme_, prompter_, "S", "");
+    QCOMPARE(Child<QComboBox>(&blank, "cboID")->currentText(), QString());
+    blank.show();
+    auto* id = Child<QLineEdit>(&blank, "txtID");
     QCOMPARE(id->text(), QString());
     QTest::keyClicks(id, QStringLiteral("1a:3 b45x"));
     QCOMPARE(id->text(), QStringLiteral("1:345"));
@@ -102,17 +116,9 @@ constexpr const char* kDb =
 class SelectDialogTest : public QObject {
   Q_OBJECT
 
-  struct Fixture {
-    TempDir prog;
-    ui::ThemeContext theme;
-    ScriptedPrompter prompter;
-    std::string db;
-    explicit Fixture(const std::string& text = kDb) {
-      FillProgramFolder(prog);
-      db = prog / "Data/TarnwickPS1ID.db";
-      WriteFileText(db, text);
-      theme.folders = prog.folder();
-    }
+  struct Fixture : DialogFixture {
+    const std::string db = prog / "Data/TarnwickPS1ID.db";
+    Fixture() { WriteFileText(db, kDb); }
   };
 
  private slots:
@@ -127,19 +133,19 @@ class SelectDialogTest : public QObject {
     QCOMPARE(known.list()->itemText(1), QStringLiteral("Metal Game"));  // tag hidden
 
     // Without the fallback line nothing is chosen and the handed title stays.
-    Fixture noFallback(std::string(kDb).substr(std::string(kDb).find('\n') + 1));
-    ui::SelectDialog none(noFallback.theme, noFallback.prompter);
-    QVERIFY(none.Load(noFallback.db, false, "SLUS99999", "typed title"));
+    WriteFileText(f.db, std::string(kDb).substr(std::string(kDb).find('\n') + 1));
+    ui::SelectDialog none(f.theme, f.prompter);
+    QVERIFY(none.Load(f.db, false, "SLUS99999", "typed title"));
     QCOMPARE(none.selectedIndex(), -1);
     QCOMPARE(none.titleText(), QStringLiteral("typed title"));
     none.OkClicked();
-    QCOMPARE(noFallback.prompter.last(), QLatin1String(ui::kMsgSelectGame));
+    QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgSelectGame));
     QCOMPARE(none.result(), int(QDialog::Rejected));
 
-    Fixture empty("not a game line\n");
-    ui::SelectDialog d(empty.theme, empty.prompter);
-    QVERIFY(!d.Load(empty.db, false, "", ""));
-    QCOMPARE(empty.prompter.last(), QLatin1String(kNoGamesMessage));
+    WriteFileText(f.db, "not a game line\n");
+    ui::SelectDialog d(f.theme, f.prompter);
+    QVERIFY(!d.Load(f.db, false, "", ""));
+    QCOMPARE(f.prompter.last(), QLatin1String(kNoGamesMessage));
   }
 
   void typingFiltersTheListAndTheTitleIsHeldTo127() {
@@ -177,8 +183,7 @@ class SelectDialogTest : public QObject {
   // with the asset loader run for the disc ID and then for the package ID.
   void okAndCancelThroughTheMainWindow() {
     Fixture f;
-    ScriptedDialogs dialogs;
-    ui::MainWindow w({f.prog.folder(), f.prog / "ebootforge.ini", &f.prompter, &dialogs});
+    ui::MainWindow w({f.prog.folder(), f.prog / "ebootforge.ini", &f.prompter, &f.dialogs});
     std::vector<std::pair<std::string, bool>> passes;
     ui::DialogServices services{
         std::make_shared<FixedVolumes>(std::vector<RemovableVolume>{}),
@@ -217,18 +222,13 @@ class SelectDialogTest : public QObject {
 class OptionsDialogTest : public QObject {
   Q_OBJECT
 
-  struct Fixture {
-    TempDir prog;
+  struct Fixture : DialogFixture {
     TempDir images, out;
     std::string settingsFile;
     Settings settings;
-    ui::ThemeContext theme;
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
     int themeReloads = 0;
 
     Fixture() {
-      FillProgramFolder(prog);
       prog.MakeDir("Themes/Night");
       prog.MakeDir("Themes/Sketch");  // no style.ini: not a theme
       WriteFileText(prog / "Themes/Night/style.ini", "MAINBGCOL = 000000\n");
@@ -238,7 +238,6 @@ class OptionsDialogTest : public QObject {
                     "DefGameID = SCUS94476\r\nPreviewDelay = 2500\r\nAddISOPadding = 1\r\n"
                     "EBOOT_TOC_Extract = 2\r\nTheme = Night\r\nCompressLevel = 5\r\n");
       settings = LoadSettingsFile(settingsFile, prog.folder()).settings;
-      theme.folders = prog.folder();
     }
     std::unique_ptr<ui::OptionsDialog> Open() {
       return std::make_unique<ui::OptionsDialog>(settings, settingsFile, theme, dialogs, prompter,
@@ -341,15 +340,8 @@ class OptionsDialogTest : public QObject {
 class DocDialogTest : public QObject {
   Q_OBJECT
 
-  struct Fixture {
-    TempDir prog, pages, out;
-    ui::ThemeContext theme;
-    ScriptedPrompter prompter;
-    ScriptedDialogs dialogs;
-    Fixture() {
-      FillProgramFolder(prog);
-      theme.folders = prog.folder();
-    }
+  struct Fixture : DialogFixture {
+    TempDir pages, out;
     std::unique_ptr<ui::DocDialog> Open(const std::string& gameId = "SLUS01234") {
       return std::make_unique<ui::DocDialog>(theme, prompter, dialogs, gameId, out.folder());
     }

@@ -80,40 +80,6 @@ class ThemeApplyTest : public QObject {
     QCOMPARE(header->lineHeight(), 0);
   }
 
-  void unreadableThemeColoursAreMovedUntilTheyRead() {
-    // Contrast ratios below are worked out by hand from the WCAG formula; ContrastRatio is
-    // pinned on such pairs in contrastOfKnownPairs.
-    WindowFixture f;
-    Themed(f, "Murk",
-           "MAINBGCOL = 0000FF\n"        // red, luminance 0.2126
-           "MAINFGCOL = 00FF00\n"        // green (0.7152): only 2.9:1 on red
-           "MAINBOXBGCOL = 0000FF\n"     // red
-           "MAINBGEDITCOL = FFFFFF\n"    // white
-           "MAINFGEDITCOL = EEEEEE\n"    // near-white text: 1.2:1
-           "DIALOGTITEXTCOL = 00FFFF\n"  // yellow ...
-           "DIALOGTITEXTALPHA = 20\n");  // ... at an eighth: a faint tint
-    ui::MainWindow& w = *f.w;
-    // Green cannot get 4.5:1 on red by turning lighter (white reaches only 3.998:1), so it
-    // turns darker, staying a green: red stays zero and green outweighs blue.
-    const QColor fg = w.palette().color(QPalette::WindowText);
-    QVERIFY2(ui::ContrastRatio(fg, QColor(255, 0, 0)) >= 4.5, qPrintable(fg.name()));
-    QCOMPARE(fg.red(), 0);
-    QVERIFY(fg.green() < 255 && fg.green() > 0);
-    QCOMPARE(fg.blue(), 0);
-    // Near-white on white turns dark, just far enough.
-    const QColor editFg = w.findChild<QLineEdit*>("txtIn")->palette().color(QPalette::Text);
-    QVERIFY2(ui::ContrastRatio(editFg, Qt::white) >= 4.5, qPrintable(editFg.name()));
-    QVERIFY2(ui::ContrastRatio(editFg, Qt::white) < 5.0, qPrintable(editFg.name()));
-    QCOMPARE(editFg.red(), editFg.blue());
-    // The faint title becomes solid, and the subtitle stays legible too.
-    auto* header = w.findChild<ui::ThemedHeader*>("header");
-    QCOMPARE(header->textColour().alpha(), 255);
-    QVERIFY(header->subtitleColour().isValid());
-    // The message boxes over the window are drawn on the window colour by the sheet.
-    QVERIFY(w.styleSheet().contains(QStringLiteral("QDialog { background-color: #ff0000;")));
-    QVERIFY(w.styleSheet().contains(QStringLiteral("QToolTip { background-color: #ffffff;")));
-  }
-
   // Which file stands for a picture is the core's (FindThemePicture); here a file that is
   // missing or not a picture gets the placeholder.
   void missingOrBrokenPicturesGetThePlaceholder() {
