@@ -43,8 +43,9 @@ class MainWindowTest : public QObject {
 
  private slots:
   // The title box holds at most 127 bytes of UTF-8 (what PARAM.SFO takes), cut whole
-  // characters at a time from the end of what came in.
-  void titleBoxCountsBytes() {
+  // characters at a time from the end of what came in; then the other controls, the panel,
+  // the slots and their extract buttons.
+  void controlsPanelAndSlots() {
     Fixture f;
     auto* box = f.Get<QLineEdit>("txtTitle");
     const QString star = QString::fromUtf8("\xE2\x98\x86");  // three bytes
@@ -57,10 +58,7 @@ class MainWindowTest : public QObject {
     box->setCursorPosition(0);
     box->insert(star);
     QCOMPARE(box->text(), QString(42, star[0]));
-  }
 
-  void controlsPanelAndSlots() {
-    Fixture f;
     QCOMPARE(f.Get<QSpinBox>("txtCompress")->maximum(), 9);
     // Dialogs that other parts of the program provide stay off until they are hooked up;
     // extract buttons wait for a package input.
@@ -85,6 +83,24 @@ class MainWindowTest : public QObject {
     for (const char* grey : {"txtCustSND0", "cmdCustSND0Browse", "lblCustSND0Info"})
       QVERIFY2(!f.Get<QWidget>(grey)->isEnabled(), grey);
     QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), QStringLiteral("/music.at3"));
+
+    // Extract copies the loaded package's file where the user picks.
+    f.prog.MakeDir("Temp");
+    WriteFileText(f.prog / "Temp/ICON1.PMF", "movie");
+    f.Click("cmdCustShowHide");
+    const std::string target = f.work / "saved.pmf";
+    f.dialogs.results = {QString::fromStdString(target)};
+    f.Click("cmdCustICON1Extract");
+    const auto& call = f.dialogs.calls.back();
+    QCOMPARE(call.kind, QStringLiteral("save"));
+    QCOMPARE(call.title, QStringLiteral("Select where to save ICON1.PMF"));
+    QCOMPARE(call.proposedName, QStringLiteral("ICON1.PMF"));
+    QCOMPARE(call.extension, QStringLiteral("pmf"));
+    QCOMPARE(ReadFileText(target), std::string("movie"));
+    f.Click("cmdCustGamebootExtract");  // cancelled: no file, no message
+    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select where to save the gameboot PNG"));
+    QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
+    QVERIFY(f.prompter.shown.empty());
   }
 
   // The checks themselves are the core's (engine/plan); here only that the window feeds
@@ -218,28 +234,6 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), QStringLiteral("/pics/boot.gif"));
   }
 
-  void extractCopiesTheLoadedAsset() {
-    Fixture f;
-    f.prog.MakeDir("Temp");
-    WriteFileText(f.prog / "Temp/ICON1.PMF", "movie");
-    f.w->SetPackageLoaded(true);
-    f.w->show();
-    f.Click("cmdCustShowHide");
-    const std::string target = f.work / "saved.pmf";
-    f.dialogs.results = {QString::fromStdString(target)};
-    f.Click("cmdCustICON1Extract");
-    const auto& call = f.dialogs.calls.back();
-    QCOMPARE(call.kind, QStringLiteral("save"));
-    QCOMPARE(call.title, QStringLiteral("Select where to save ICON1.PMF"));
-    QCOMPARE(call.proposedName, QStringLiteral("ICON1.PMF"));
-    QCOMPARE(call.extension, QStringLiteral("pmf"));
-    QCOMPARE(ReadFileText(target), std::string("movie"));
-    f.Click("cmdCustGamebootExtract");  // cancelled: no file, no message
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select where to save the gameboot PNG"));
-    QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
-    QVERIFY(f.prompter.shown.empty());
-  }
-
   // Which files are required is the core's (app/settings tests); a missing one ends the
   // start with its message, before anything is written or opened.
   void aMissingFileEndsWithItsMessage() {
@@ -275,6 +269,14 @@ class MainWindowTest : public QObject {
     QVERIFY(w.customisationShown());
     QCOMPARE(w.theme().name, std::string("Night"));
     QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
+    // Raised by a second copy, the window comes back from wherever it was.
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    w.showMinimized();
+    w.hide();
+    w.BringToFront();
+    QVERIFY(w.isVisible());
+    QVERIFY(!w.isMinimized());
   }
 
   void commandLineBeatsTheLastImage() {
@@ -339,19 +341,6 @@ class MainWindowTest : public QObject {
 
     // The key differs by program folder, so copies installed apart do not meet.
     QVERIFY(ui::InstanceKey("/opt/a/") != ui::InstanceKey("/opt/b/"));
-  }
-
-  void theRaisedWindowComesBack() {
-    Fixture f;
-    ui::MainWindow& w = *f.w;
-    QVERIFY(ui::RunStartup(w, ""));
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
-    w.showMinimized();
-    w.hide();
-    w.BringToFront();
-    QVERIFY(w.isVisible());
-    QVERIFY(!w.isMinimized());
   }
 };
 

@@ -189,6 +189,16 @@ class TransferTest : public QObject {
     f.Open(title, 2)->OkClicked();
     QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
              std::string("new package"));
+
+    // The hooks of the main window use the same volumes.
+    ui::MainWindow::Hooks hooks;
+    ui::InstallDialogHooks(hooks, {std::make_shared<FixedVolumes>(f.volumes), {}});
+    QVERIFY(hooks.selectGame && hooks.customGame && hooks.openDocMaker && hooks.openPreview &&
+            hooks.openTransfer && hooks.ebootToIso);
+    const std::string game = f.psp.path() + "/PSP/GAME/MYGAME";
+    // The rule is the core's (PspGameFolder); here only that the hook asks the volumes.
+    QVERIFY(hooks.isOnPspGameFolder(game));
+    QVERIFY(!hooks.isOnPspGameFolder("/elsewhere/PSP/GAME/MYGAME"));
   }
 
   void folderThatCannotBeMadeKeepsTheDialogOpen() {
@@ -200,18 +210,6 @@ class TransferTest : public QObject {
     QCOMPARE(f.prompter.last(), QLatin1String(kMsgCouldNotCreateFolders));
     QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Critical);
     QVERIFY(d->isVisible());
-  }
-
-  void hooksKnowThePspGameFolder() {
-    Fixture f;
-    ui::MainWindow::Hooks hooks;
-    ui::InstallDialogHooks(hooks, {std::make_shared<FixedVolumes>(f.volumes), {}});
-    QVERIFY(hooks.selectGame && hooks.customGame && hooks.openDocMaker && hooks.openPreview &&
-            hooks.openTransfer && hooks.ebootToIso);
-    const std::string game = f.psp.path() + "/PSP/GAME/MYGAME";
-    // The rule is the core's (PspGameFolder); here only that the hook asks the volumes.
-    QVERIFY(hooks.isOnPspGameFolder(game));
-    QVERIFY(!hooks.isOnPspGameFolder("/elsewhere/PSP/GAME/MYGAME"));
   }
 };
 
@@ -282,40 +280,28 @@ class PreviewTest : public QObject {
     QCOMPARE(At(plain.menu, 300, 20), kBack);
   }
 
+  // Each tick's interval, alpha and whether the fade is drawn: the menu held, the fade
+  // starting at the next tick, seven steps to the background, held, and the menu again.
   void fadeSequence() {
     Fixture f;
     ui::PreviewDialog d(f.in, {});
-    QCOMPARE(d.interval(), 1500);
     QVERIFY(d.timer().isActive());
-    QCOMPARE(d.alpha(), 0);
-    QVERIFY(!d.animating());
-    QCOMPARE(&d.shown(), &d.layers().menu);
-
-    d.Tick();  // end of the hold: the fade starts at the next tick
-    QCOMPARE(d.interval(), 60);
-    QVERIFY(!d.animating());
-    QList<int> alphas;
-    for (int i = 0; i < 7; ++i) {
-      d.Tick();
-      QVERIFY(d.animating());
-      alphas << d.alpha();
-      if (i == 0) {
-        // Mostly the boot picture, a little background.
-        const QColor c = At(d.shown(), 240, 136);
+    QStringList steps;
+    for (int i = 0; i < 11; ++i) {
+      if (i > 0) d.Tick();
+      steps << QStringLiteral("%1 %2 %3")
+                   .arg(d.interval())
+                   .arg(d.alpha())
+                   .arg(QLatin1String(d.animating() ? "fading" : "held"));
+      if (i == 0 || i == 9) QCOMPARE(&d.shown(), &d.layers().menu);
+      const QColor c = At(d.shown(), 240, 136);
+      if (i == 2)  // mostly the boot picture, a little background
         QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
-      }
-      QCOMPARE(d.interval(), i < 6 ? 60 : 1500);
+      if (i == 8) QCOMPARE(c, kPic1);  // the background alone
     }
-    QCOMPARE(alphas, (QList<int>{40, 80, 120, 160, 200, 240, 255}));
-    QCOMPARE(At(d.shown(), 240, 136), kPic1);  // the background alone
-
-    d.Tick();  // after holding the background, back to the menu
-    QCOMPARE(d.alpha(), 0);
-    QVERIFY(!d.animating());
-    QCOMPARE(&d.shown(), &d.layers().menu);
-    QCOMPARE(d.interval(), 1500);
-    d.Tick();
-    QCOMPARE(d.interval(), 60);
+    QCOMPARE(steps, (QStringList{"1500 0 held", "60 0 held", "60 40 fading", "60 80 fading",
+                                 "60 120 fading", "60 160 fading", "60 200 fading", "60 240 fading",
+                                 "1500 255 fading", "1500 0 held", "60 0 held"}));
   }
 };
 

@@ -22,7 +22,10 @@ using ebf::ui::ThemeContext;
 class ProgressWindowTest : public QObject {
   Q_OBJECT
  private slots:
-  void elapsedTextAndTheClock() {
+  // The clock, Cancel (which asks nothing while no user's file is being rewritten: the
+  // question asked while one is is aJobRunsBesideTheWindow's), the stages on the controls;
+  // and the window cannot be closed.
+  void clockCancelAndStages() {
     for (auto [seconds, text] : {std::pair{0, "0m 0s"}, {125, "2m 5s"}, {3661, "61m 1s"}})
       QCOMPARE(ProgressWindow::ElapsedText(seconds), QStringLiteral("Time Elapsed: ") + text);
     ScriptedPrompter prompter;
@@ -34,17 +37,7 @@ class ProgressWindowTest : public QObject {
     w.Reset();
     w.Tick();
     QCOMPARE(time->text(), QStringLiteral("Time Elapsed: 0m 1s"));
-    // Shown, the window keeps the time itself.
-    w.show();
-    QTRY_VERIFY_WITH_TIMEOUT(w.elapsedSeconds() >= 2, 3000);
-    QVERIFY(time->text().startsWith("Time Elapsed: 0m "));
-  }
 
-  // Cancel asks nothing while no user's file is being rewritten (the question asked while
-  // one is: aJobRunsBesideTheWindow).
-  void cancelAsksOnlyWhileTheUsersFileIsRewritten() {
-    ScriptedPrompter prompter;
-    ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
     auto* cancel = w.findChild<QPushButton*>("cmdCancel");
     QCOMPARE(cancel->text(), QStringLiteral("Cancel"));
     QTest::mouseClick(cancel, Qt::LeftButton);  // no job: nothing to stop
@@ -55,11 +48,8 @@ class ProgressWindowTest : public QObject {
     QVERIFY(prompter.shown.empty());
     QVERIFY(token.Take());
     QVERIFY(!token.Take());  // two clicks, one request
-  }
+    w.SetCancelToken(nullptr);
 
-  void stagesDriveTheControlsAndItCannotBeClosed() {
-    ScriptedPrompter prompter;
-    ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
     ebf::Progress& progress = w;
     w.resize(500, w.sizeHint().height());
     w.show();
@@ -100,6 +90,9 @@ class ProgressWindowTest : public QObject {
     // The progress window has no log; the lines go nowhere and nothing breaks.
     progress.Log("ignored");
     QVERIFY(!w.findChild<QPlainTextEdit*>("txtLog"));
+    // Shown, the window keeps the time itself.
+    QTRY_VERIFY_WITH_TIMEOUT(w.elapsedSeconds() >= 2, 3000);
+    QVERIFY(time->text().startsWith("Time Elapsed: 0m "));
   }
 
   void logWindowHasItsExtraControls() {
