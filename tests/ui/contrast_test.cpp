@@ -13,18 +13,12 @@
 // that wins over the palette, a picture behind a label or a veil over it are all in the
 // pixels, so all are measured.
 
-#include <QCheckBox>
-#include <QComboBox>
 #include <QCursor>
 #include <QGroupBox>
 #include <QHeaderView>
-#include <QLabel>
 #include <QListView>
 #include <QMap>
 #include <QMenu>
-#include <QPlainTextEdit>
-#include <QRadioButton>
-#include <QSpinBox>
 #include <QStyle>
 #include <QStyleOption>
 #include <QTableWidget>

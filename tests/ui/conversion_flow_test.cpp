@@ -1,9 +1,5 @@
 // The main window with the real core behind it, in three suites.
 #include <QAction>
-#include <QCheckBox>
-#include <QLabel>
-#include <QListWidget>
-#include <QSpinBox>
 
 #include "app/settings.h"
 #include "fakes.h"

@@ -1,12 +1,7 @@
 // The program's smaller dialogs, each driven as the user drives it: the save name and
 // ID, the game selection, the options, and the documentation maker.
-#include <QCheckBox>
 #include <QClipboard>
-#include <QComboBox>
 #include <QCompleter>
-#include <QLabel>
-#include <QListWidget>
-#include <QRadioButton>
 #include <QSignalSpy>
 
 #include "app/settings.h"
@@ -279,6 +274,21 @@ class OptionsDialogTest : public QObject {
     QTest::mouseClick(Child<QPushButton>(f.Open().get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.themeReloads, 0);
     QCOMPARE(f.settings.theme, std::string("NIGHT"));
+
+    // The browse buttons' titles are crossed, as they always were.
+    auto b = f.Open();
+    f.dialogs.results = {"/picked/cust", "", "/picked/out"};
+    for (const char* browse : {"cmdInBrowse", "cmdCustBrowse", "cmdOutBrowse"})
+      QTest::mouseClick(Child<QPushButton>(b.get(), browse), Qt::LeftButton);
+    QStringList titles;
+    for (const auto& c : f.dialogs.calls) titles << c.kind + ": " + c.title;
+    QCOMPARE(titles, (QStringList{"folder: Select Default Customize Folder",
+                                  "folder: Select Default Image Folder",
+                                  "folder: Select Default Output Folder"}));
+    QCOMPARE(Child<QLineEdit>(b.get(), "txtIn")->text(), QStringLiteral("/picked/cust"));
+    // A cancelled picker leaves the box as it was.
+    QCOMPARE(Child<QLineEdit>(b.get(), "txtCust")->text(), QString());
+    QCOMPARE(Child<QLineEdit>(b.get(), "txtOut")->text(), QStringLiteral("/picked/out"));
   }
 
   void okSavesAndKeepsTheFileOnlySettings() {
@@ -318,23 +328,6 @@ class OptionsDialogTest : public QObject {
     QTest::mouseClick(Child<QPushButton>(again.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.settings.nameTemplate, std::string("%GAMEID%"));
   }
-
-  void browseTitlesAreCrossed() {
-    Fixture f;
-    auto d = f.Open();
-    f.dialogs.results = {"/picked/cust", "", "/picked/out"};
-    for (const char* browse : {"cmdInBrowse", "cmdCustBrowse", "cmdOutBrowse"})
-      QTest::mouseClick(Child<QPushButton>(d.get(), browse), Qt::LeftButton);
-    QStringList titles;
-    for (const auto& c : f.dialogs.calls) titles << c.kind + ": " + c.title;
-    QCOMPARE(titles, (QStringList{"folder: Select Default Customize Folder",
-                                  "folder: Select Default Image Folder",
-                                  "folder: Select Default Output Folder"}));
-    QCOMPARE(Child<QLineEdit>(d.get(), "txtIn")->text(), QStringLiteral("/picked/cust"));
-    // A cancelled picker leaves the box as it was.
-    QCOMPARE(Child<QLineEdit>(d.get(), "txtCust")->text(), QString());
-    QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(), QStringLiteral("/picked/out"));
-  }
 };
 
 class DocDialogTest : public QObject {
@@ -355,7 +348,7 @@ class DocDialogTest : public QObject {
   }
 
  private slots:
-  void opensWithIdAndOutputAndMovesAndRemovesSelectedBlocks() {
+  void opensWithIdAndOutputAndEditsTheList() {
     Fixture f;
     QCOMPARE(Child<QLineEdit>(f.Open("SLUS0123").get(), "txtID")->text(), QString());
     auto d = f.Open();
@@ -387,14 +380,11 @@ class DocDialogTest : public QObject {
     QCOMPARE(Selected(l).size(), 4);
     QTest::keyClick(l, Qt::Key_Delete, Qt::ControlModifier);
     QCOMPARE(l->count(), 0);
-  }
 
-  void addsFoldersAndDrops() {
-    Fixture f;
+    // A folder adds its pictures, a drop its pictures and those of a folder, selected.
     f.pages.MakeDir("sub");
     for (const char* n : {"one.png", "two.JPEG", "notes.txt", "sub/deep.png"})
       WriteFileText(f.pages / n, "x");
-    auto d = f.Open();
     f.dialogs.results = {QString::fromStdString(f.pages.folder())};
     d->AddDirClicked();
     QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select Directory to Add"));

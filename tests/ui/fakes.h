@@ -1,14 +1,24 @@
 #pragma once
 // Scripted stand-ins for message boxes and file pickers, and a program folder with the
-// files that start-up asks for, so that the windows run headless.
+// files that start-up asks for, so that the windows run headless; with the controls the
+// window tests look at.
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QMimeData>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
 #include <QString>
 #include <QTest>
 #include <QTimer>
+#include <QUrl>
 #include <QWidget>
 #include <deque>
 #include <filesystem>

@@ -1,11 +1,6 @@
 // The main window with stand-ins for the core's runs: its controls, its checks and
 // messages, its drops and pickers; and the start of the program that opens it.
-#include <QCheckBox>
-#include <QLabel>
-#include <QMimeData>
 #include <QSignalSpy>
-#include <QSpinBox>
-#include <QUrl>
 #include <QUuid>
 
 #include "fakes.h"

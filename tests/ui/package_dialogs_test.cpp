@@ -1,8 +1,5 @@
 // The dialogs around a package: its verification, its discs written back out as images,
 // its copy onto a PSP, and the preview of how it will look in the PSP's menu.
-#include <QComboBox>
-#include <QLabel>
-#include <QPlainTextEdit>
 #include <QTableWidget>
 #include <tuple>
 

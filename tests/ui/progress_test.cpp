@@ -1,5 +1,3 @@
-#include <QLabel>
-#include <QPlainTextEdit>
 #include <atomic>
 #include <chrono>
 #include <thread>

@@ -1,18 +1,14 @@
 // The batch queue's window with the real queue, the real converter (or the stand-in where
 // a run must fail or last), a folder standing in for a PSP: a library becomes rows and
 // every row ends in its state; Stop after this one, Stop now, a failed row run again.
-#include <QCheckBox>
-#include <QLabel>
-#include <QMimeData>
-#include <QUrl>
 
+#include "ui/queue_window.h"
 #include "fakes.h"
 #include "support/disc_builder.h"
 #include "support/program_tree.h"
 #include "support/runtime.h"
 #include "transfer/volumes.h"
 #include "ui/queue_table.h"
-#include "ui/queue_window.h"
 
 using namespace ebf;
 using namespace ebf::test;
