@@ -1,4 +1,4 @@
-// The main window with the real core behind it, in three suites.
+// The main window with the real core behind it.
 #include <QAction>
 
 #include "app/settings.h"
@@ -16,34 +16,88 @@
 using namespace ebf;
 using namespace ebf::test;
 
+namespace {
+
+std::vector<std::string> Entries(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (const auto& e : std::filesystem::directory_iterator(std::filesystem::u8path(folder), ec))
+    names.push_back(e.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+struct FlowFixture : WindowFixture {
+  explicit FlowFixture(bool fakeConverter = false) {
+    CopyRuntimeTree(prog);
+    if (fakeConverter) UseConverter(prog);
+    Open();
+    w->settings().defaultOutputDir = work / "out";
+    w->settings().defaultOutDirOpt = 3;  // a folder named by the game ID
+  }
+  std::string Disc(const std::string& name, const std::string& exe = "SLUS_005.94") {
+    const std::string path = work / name;
+    WriteFileBytes(path,
+                   BuildDiscImage(GameDisc(exe, NoiseBytes(60000, 4)), SectorLayout::Mode2Raw));
+    return path;
+  }
+  std::string OutFolder() const { return WithTrailingSep(work / "out") + "SLUS00594" + kSep; }
+};
+
+// The CD menu of the main window, with a BIN/CUE set opened by libcdio as the drive (no
+// machine here has one): without a drive each entry says so; "Make an image from a disc..."
+// saves a Redump-style set where the user chose and takes it as the input; "Convert
+// straight from a drive..." rips into Temp, converts into the output folder and removes the
+// rip; a cancelled rip leaves nothing.
+struct CdFixture : WindowFixture {
+  std::vector<std::string> drives, resolved;
+  Bytes disc;
+
+  // The stand-in files of fakes.h, or a copy of the real runtime tree for a conversion.
+  explicit CdFixture(bool realRuntime = false) {
+    if (realRuntime)
+      CopyRuntimeTree(prog);
+    else
+      FillProgramFolder(prog);
+    // The mixed set as one file with a one-file sheet: libcdio reads it as a disc.
+    CdSet set = WriteMixedSet(work.MakeDir("set"));
+    disc = set.disc;
+    WriteFileBytes(work / "drive.bin", set.disc);
+    WriteFileText(work / "drive.cue",
+                  "FILE \"drive.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
+                  "  TRACK 03 AUDIO\n    INDEX 00 00:08:70\n    INDEX 01 00:09:70\n");
+    ui::MainWindow::Hooks hooks;
+    hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
+      resolved.push_back(path);
+      mw.SetInputText(path);
+      mw.SetTitleText("Disc");
+      mw.SetGameIdentity("SLUS01234", "SLUS01234");
+      mw.SetRegion("NTSC");
+    };
+    hooks.listDrives = [this] { return drives; };
+    Open(hooks);
+  }
+  void Choose(const char* action) {
+    QAction* a = w->findChild<QAction*>(action);
+    if (!a) qFatal("no action %s", action);
+    QVERIFY(a->isEnabled());
+    a->trigger();
+  }
+};
+
+}  // namespace
+
 // The main window with the real core behind it: the resolver fills the window from a
 // dropped image, Go runs the real converter, packages switch the window into package mode.
-
 class ConversionFlowTest : public QObject {
   Q_OBJECT
-
-  struct Fixture : WindowFixture {
-    explicit Fixture(bool fakeConverter = false) {
-      CopyRuntimeTree(prog);
-      if (fakeConverter) UseConverter(prog);
-      Open();
-      w->settings().defaultOutputDir = work / "out";
-      w->settings().defaultOutDirOpt = 3;  // a folder named by the game ID
-    }
-    std::string Disc(const std::string& name, const std::string& exe = "SLUS_005.94") {
-      const std::string path = work / name;
-      WriteFileBytes(path,
-                     BuildDiscImage(GameDisc(exe, NoiseBytes(60000, 4)), SectorLayout::Mode2Raw));
-      return path;
-    }
-    std::string OutFolder() const { return WithTrailingSep(work / "out") + "SLUS00594" + kSep; }
-  };
 
  private slots:
   // Go carries what the window shows into a real package: nothing in between stands in
   // for the window's choices.
   void dropFillsTheWindowAndGoMakesAPackage() {
-    Fixture f;
+    FlowFixture f;
     // A refused drop leaves the window as it was (the refusals are the core's).
     WriteFileText(f.work / "game.mds", "x");
     f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
@@ -119,7 +173,7 @@ class ConversionFlowTest : public QObject {
   // One disc of a game on several: the discs beside it appear in a list, which the user
   // can put in order; Go makes one package of them, in that order.
   void aDiscOfASetBringsItsSiblingsAndGoMakesOnePackage() {
-    Fixture f;
+    FlowFixture f;
     const std::string one = f.Disc("Metal Gear Solid (Disc 1).bin");
     const std::string two = f.Disc("Metal Gear Solid (Disc 2).bin", "SLUS_007.76");
     f.Disc("metal gear solid (disc 3).BIN", "SLUS_012.40");
@@ -180,7 +234,7 @@ class ConversionFlowTest : public QObject {
   // Cancel in the progress window stops a run within a second, leaving nothing of its own
   // (the window answering throughout is progress_test's).
   void cancelDuringARunLeavesNoStagedFiles() {
-    Fixture f(true);
+    FlowFixture f(true);
     FakeMode slow("slow");  // ten seconds, unless cancelled
     const std::string bin = f.Disc("game.bin");
     const Bytes image = ReadFileBytes(bin);
@@ -213,7 +267,7 @@ class ConversionFlowTest : public QObject {
   // the row says where its file came from, the user's own choice replaces it; the folder is
   // named by the template.
   void picturesFromTheUsersFoldersFillTheSlots() {
-    Fixture f;
+    FlowFixture f;
     f.w->settings().resourceRoot = f.work / "res";
     f.w->settings().nameTemplate = "%TITLE%";
     const std::string icon = f.work.MakeDir("res/slus-00594") + "/ICON0.png";
@@ -231,7 +285,7 @@ class ConversionFlowTest : public QObject {
   }
 
   void thePatchesListAndTheLibCryptNotice() {
-    Fixture f;
+    FlowFixture f;
     auto* list = f.Get<QListWidget>("lstPatches");
     auto* libcrypt = f.Get<QLabel>("lblLibCrypt");
 
@@ -282,76 +336,9 @@ class ConversionFlowTest : public QObject {
     QVERIFY(disc == expected);
     QCOMPARE(ReadFileBytes(out + "EBOOT.sbi"), ReadFileBytes(f.work / "game.sbi"));
   }
-};
-
-// The Patches list of the Game box with the real core behind it: the patch beside a dropped
-// image is offered and listed, the LibCrypt line gives the key and, while the disc has no
-// patch, the notice; patches are added and put in order, and Go makes a package whose disc
-// has them applied in that order, with EBOOT.sbi beside it.
-
-// The CD menu of the main window, with a BIN/CUE set opened by libcdio as the drive (no
-// machine here has one): without a drive each entry says so; "Make an image from a disc..."
-// saves a Redump-style set where the user chose and takes it as the input; "Convert
-// straight from a drive..." rips into Temp, converts into the output folder and removes the
-// rip; a cancelled rip leaves nothing.
-
-namespace {
-
-std::vector<std::string> Entries(const std::string& folder) {
-  std::vector<std::string> names;
-  std::error_code ec;
-  for (const auto& e : std::filesystem::directory_iterator(std::filesystem::u8path(folder), ec))
-    names.push_back(e.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-}  // namespace
-
-class CdMenuTest : public QObject {
-  Q_OBJECT
-
-  struct Fixture : WindowFixture {
-    std::vector<std::string> drives, resolved;
-    Bytes disc;
-
-    // The stand-in files of fakes.h, or a copy of the real runtime tree for a conversion.
-    explicit Fixture(bool realRuntime = false) {
-      if (realRuntime)
-        CopyRuntimeTree(prog);
-      else
-        FillProgramFolder(prog);
-      // The mixed set as one file with a one-file sheet: libcdio reads it as a disc.
-      CdSet set = WriteMixedSet(work.MakeDir("set"));
-      disc = set.disc;
-      WriteFileBytes(work / "drive.bin", set.disc);
-      WriteFileText(work / "drive.cue",
-                    "FILE \"drive.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
-                    "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
-                    "  TRACK 03 AUDIO\n    INDEX 00 00:08:70\n    INDEX 01 00:09:70\n");
-      ui::MainWindow::Hooks hooks;
-      hooks.resolveInput = [this](ui::MainWindow& mw, const std::string& path) {
-        resolved.push_back(path);
-        mw.SetInputText(path);
-        mw.SetTitleText("Disc");
-        mw.SetGameIdentity("SLUS01234", "SLUS01234");
-        mw.SetRegion("NTSC");
-      };
-      hooks.listDrives = [this] { return drives; };
-      Open(hooks);
-    }
-    void Choose(const char* action) {
-      QAction* a = w->findChild<QAction*>(action);
-      if (!a) qFatal("no action %s", action);
-      QVERIFY(a->isEnabled());
-      a->trigger();
-    }
-  };
-
- private slots:
   // Without a drive each entry says so; with one, an image is saved and taken as input.
   void makeAnImageSavesARedumpSetAndTakesItAsInput() {
-    Fixture f;
+    CdFixture f;
     for (const char* action : {"mnuCDImage", "mnuCDDevice"}) f.Choose(action);
     QCOMPARE(f.prompter.shown.size(), size_t(2));
     for (const auto& said : f.prompter.shown) {
@@ -413,7 +400,7 @@ class CdMenuTest : public QObject {
   }
 
   void convertStraightFromADriveRipsIntoTempAndClearsUp() {
-    Fixture f(true);
+    CdFixture f(true);
     f.drives = {f.work / "drive.cue"};
     // No output folder yet: it is asked for; a cancelled picker stops before any rip.
     f.Choose("mnuCDDevice");
@@ -440,8 +427,6 @@ class CdMenuTest : public QObject {
   }
 };
 
-int main(int argc, char** argv) {
-  return RunSuites<ConversionFlowTest, CdMenuTest>(argc, argv);
-}
+QTEST_MAIN(ConversionFlowTest)
 
 #include "conversion_flow_test.moc"

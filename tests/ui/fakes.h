@@ -164,18 +164,4 @@ class GapWatch {
   qint64 last_ = 0, worst_ = 0;
 };
 
-// Several small suites in one process: each runs as QTEST_MAIN would run it alone.
-template <class Suite>
-int RunSuite(int argc, char** argv) {
-  Suite suite;
-  return QTest::qExec(&suite, argc, argv);
-}
-template <class... Suites>
-int RunSuites(int argc, char** argv) {
-  QApplication app(argc, argv);
-  int failed = 0;
-  ((failed += RunSuite<Suites>(argc, argv)), ...);
-  return failed;
-}
-
 }  // namespace ebf::test
