@@ -229,41 +229,71 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), QStringLiteral("/pics/boot.gif"));
   }
 
-  // Which files are required is the core's (app/settings tests); a missing one ends the
-  // start with its message, before anything is written or opened.
-  void aMissingFileEndsWithItsMessage() {
+  // The start of the program, run again and again on one window. Which files are
+  // required is the core's (app/settings tests); a missing one ends the start with its
+  // message, before anything is written or opened.
+  void startUp() {
     Fixture f;
+    ui::MainWindow& w = *f.w;
+    auto start = [&](const std::string& ini, const std::string& commandLine) {
+      f.prompter.shown.clear();
+      f.resolved.clear();
+      if (!ini.empty()) WriteFileText(f.prog / "ebootforge.ini", ini);
+      return ui::RunStartup(w, commandLine);
+    };
     std::remove((f.prog / "Data/tarnwick.exe").c_str());
-    QVERIFY(!ui::RunStartup(*f.w, ""));
+    QVERIFY(!start("", ""));
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(), QString::fromStdString(ConverterMissingMessage()));
     QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
     QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
-    QVERIFY(f.resolved.empty());
     QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
-  }
+    UseConverter(f.prog);
 
-  void settingsThemeAndPanelComeBack() {
-    Fixture f;
-    const std::string out = f.prog.MakeDir("out");
-    const std::string last = f.prog / "last game.bin";
+    // The settings, the theme and the panel come back, and the last image.
+    const std::string out = f.prog.MakeDir("out"), last = f.prog / "last game.bin";
+    const std::string given = f.prog / "given game.cue";
     WriteFileText(last, "image");
+    WriteFileText(given, "b");
     f.prog.MakeDir("Themes/Night");
     WriteFileText(f.prog / "Themes/Night/style.ini", "MAINTITLE = Night Owl\n");
-    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last +
-                                                 "\r\nDefaultOutputDir = " + out +
-                                                 "\r\nShowCust = 1\r\nCompressLevel = 4\r\n"
-                                                 "Theme = Night\r\n");
-    ui::MainWindow& w = *f.w;
     QVERIFY(!w.customisationShown());
-    QVERIFY(ui::RunStartup(w, ""));
+    QVERIFY(start("LastUsedImage = " + last + "\r\nDefaultOutputDir = " + out +
+                      "\r\nShowCust = 1\r\nCompressLevel = 4\r\nTheme = Night\r\n",
+                  ""));
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(f.resolved, std::vector<std::string>{last});
-    QCOMPARE(w.findChild<QLineEdit*>("txtOut")->text(), QString::fromStdString(out));
-    QCOMPARE(w.findChild<QSpinBox*>("txtCompress")->value(), 4);
+    QCOMPARE(f.Text("txtOut"), QString::fromStdString(out));
+    QCOMPARE(f.Get<QSpinBox>("txtCompress")->value(), 4);
     QVERIFY(w.customisationShown());
     QCOMPARE(w.theme().name, std::string("Night"));
     QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
+
+    // The command line beats the last image; the panel folds as the file says.
+    QVERIFY(start("LastUsedImage = " + last + "\r\nShowCust = 0\r\n", "\"" + given + "\""));
+    QCOMPARE(f.resolved, std::vector<std::string>{given});
+    QVERIFY(!w.customisationShown());
+    // A command line naming nothing that exists falls back to the last image; a vanished
+    // last image is skipped without a word.
+    QVERIFY(start("LastUsedImage = " + (f.prog / "gone.bin") + "\r\n", f.prog / "nothing.iso"));
+    QVERIFY(f.resolved.empty());
+    QVERIFY(f.prompter.shown.empty());
+    QCOMPARE(w.theme().name, std::string("Default"));
+    QCOMPARE(w.windowTitle(), QStringLiteral("Plain"));
+
+    // A PAL fix a killed conversion left on the user's image is put back (the core's) and
+    // said so; one that cannot be is a warning.
+    f.prog.MakeDir("Temp");
+    WriteFileBytes(f.prog / "game.bin", NoiseBytes(64, 3));
+    for (const auto& [image, icon] : {std::pair{f.prog / "game.bin", MsgIcon::Information},
+                                      {f.prog / "gone.bin", MsgIcon::Exclamation}}) {
+      WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
+      QVERIFY(start("", ""));
+      QCOMPARE(f.prompter.shown.size(), size_t(1));
+      QVERIFY(f.prompter.last().contains(QString::fromStdString(image)));
+      QVERIFY(f.prompter.shown[0].icon == icon);
+    }
+
     // Raised by a second copy, the window comes back from wherever it was.
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
@@ -272,55 +302,6 @@ class MainWindowTest : public QObject {
     w.BringToFront();
     QVERIFY(w.isVisible());
     QVERIFY(!w.isMinimized());
-  }
-
-  void commandLineBeatsTheLastImage() {
-    Fixture f;
-    const std::string last = f.prog / "last.iso";
-    const std::string given = f.prog / "given game.cue";
-    WriteFileText(last, "a");
-    WriteFileText(given, "b");
-    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last + "\r\nShowCust = 0\r\n");
-    ui::MainWindow& w = *f.w;
-    QVERIFY(ui::RunStartup(w, "\"" + given + "\""));
-    QCOMPARE(f.resolved, std::vector<std::string>{given});
-    QVERIFY(!w.customisationShown());
-
-    // A command line naming nothing that exists falls back to the last image; a vanished
-    // last image is skipped without a word.
-    Fixture g;
-    WriteFileText(g.prog / "ebootforge.ini", "LastUsedImage = " + (g.prog / "gone.bin") + "\r\n");
-    QVERIFY(ui::RunStartup(*g.w, g.prog / "nothing.iso"));
-    QVERIFY(g.resolved.empty());
-    QVERIFY(g.prompter.shown.empty());
-    QCOMPARE(g.w->theme().name, std::string("Default"));
-    QCOMPARE(g.w->windowTitle(), QStringLiteral("Plain"));
-  }
-
-  void whatADeadRunLeftIsPutBackAndSaid() {
-    Fixture f;
-    f.prog.MakeDir("Temp");
-    // A PAL fix a killed conversion left on the user's image: put back (the core's), and
-    // said so.
-    const std::string image = f.prog / "game.bin";
-    WriteFileBytes(image, NoiseBytes(64, 3));
-    WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(*f.w, ""));
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(),
-             QString::fromStdString("An interrupted PAL -> NTSC fix on " + image +
-                                    " was found and undone; the image is as "
-                                    "it was before."));
-    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Information);
-
-    // A fix that cannot be put back is a warning.
-    Fixture g;
-    g.prog.MakeDir("Temp");
-    WriteFileText(g.prog / "Temp/PALFIX.UNDO", (g.prog / "gone.bin") + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(*g.w, ""));
-    QCOMPARE(g.prompter.shown.size(), size_t(1));
-    QVERIFY(g.prompter.last().contains(QStringLiteral(" could not be undone: ")));
-    QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
   }
 
   void secondCopyBringsTheFirstToTheFront() {
