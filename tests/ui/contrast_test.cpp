@@ -16,14 +16,12 @@
 #include <QCursor>
 #include <QGroupBox>
 #include <QHeaderView>
-#include <QListView>
 #include <QMap>
 #include <QMenu>
 #include <QStyle>
 #include <QStyleOption>
 #include <QTableWidget>
 #include <QToolTip>
-#include <QTreeView>
 #include <algorithm>
 
 #include "app/settings.h"
@@ -223,15 +221,10 @@ std::vector<TextProbe> TextProbes(QWidget* top) {
           combo ? InkBySheet(combo)
                 : InkBySheet(view, self + " { font-weight: 900; }",
                              self + " { color: transparent; selection-color: transparent; }");
-      // Every shown column: a list shows its model column, a table or tree those not hidden.
-      auto* list = qobject_cast<QListView*>(view);
-      auto* table = qobject_cast<QTableView*>(view);
-      auto* tree = qobject_cast<QTreeView*>(view);
+      // Every shown cell: a list's other columns and a table's or tree's hidden ones have
+      // no place in the view.
       for (int row = 0; row < model->rowCount(view->rootIndex()); ++row)
         for (int column = 0; column < model->columnCount(view->rootIndex()); ++column) {
-          if ((list && column != list->modelColumn()) || (table && table->isColumnHidden(column)) ||
-              (tree && tree->isColumnHidden(column)))
-            continue;
           const QModelIndex index = model->index(row, column, view->rootIndex());
           add(w, view->viewport(), view->visualRect(index).intersected(view->viewport()->rect()),
               index.data().toString(), ink);

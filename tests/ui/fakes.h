@@ -72,22 +72,20 @@ class ScriptedDialogs : public ui::FileDialogs {
 
   QString OpenFile(QWidget*, const QString& title, const QString& startAt,
                    const ui::FileFilters& filters) override {
-    calls.push_back({"open", title, startAt, {}, {}, filters});
-    return Next();
+    return Record({"open", title, startAt, {}, {}, filters});
   }
   QString SaveFile(QWidget*, const QString& title, const QString& startAt,
                    const QString& proposedName, const QString& extension,
                    const ui::FileFilters& filters) override {
-    calls.push_back({"save", title, startAt, proposedName, extension, filters});
-    return Next();
+    return Record({"save", title, startAt, proposedName, extension, filters});
   }
   QString PickFolder(QWidget*, const QString& title, const QString& startAt) override {
-    calls.push_back({"folder", title, startAt, {}, {}, {}});
-    return Next();
+    return Record({"folder", title, startAt, {}, {}, {}});
   }
 
  private:
-  QString Next() {
+  QString Record(Call call) {
+    calls.push_back(std::move(call));
     if (results.empty()) return {};
     QString r = results.front();
     results.pop_front();

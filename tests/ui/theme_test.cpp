@@ -106,15 +106,14 @@ class ThemeApplyTest : public QObject {
 
   // The colour rules that keep theme text legible, on pairs worked out by hand from the
   // WCAG 2 formula.
-  void contrastOfKnownPairs() {
+  void readableColours() {
     QCOMPARE(qRound(ui::ContrastRatio(Qt::black, Qt::white) * 100), 2100);
     QCOMPARE(qRound(ui::ContrastRatio(QColor(0x76, 0x76, 0x76), Qt::white) * 100), 454);
     QCOMPARE(qRound(ui::ContrastRatio(QColor(0x77, 0x77, 0x77), Qt::white) * 100), 448);
     QCOMPARE(ui::ContrastRatio(Qt::red, Qt::red), 1.0);
-  }
 
-  void readableMovesOnlyAsFarAsNeeded() {
-    // Already readable: kept (alpha dropped).
+    // A readable colour moves only as far as needed. Already readable: kept (alpha dropped).
+    // readable: kept (alpha dropped).
     QCOMPARE(ui::ReadableOn(QColor(0, 0, 0, 128), {Qt::white}), QColor(Qt::black));
     // #777777 on white misses by a hair; one step of 1/128 towards black gives #767676.
     QCOMPARE(ui::ReadableOn(QColor(0x77, 0x77, 0x77), {Qt::white}), QColor(0x76, 0x76, 0x76));
@@ -129,9 +128,7 @@ class ThemeApplyTest : public QObject {
     // the first to read on red (4.53:1; #171717 gives 4.48:1).
     QCOMPARE(ui::ReadableOn(QColor(0x80, 0x80, 0x80), {Qt::red, Qt::white}),
              QColor(0x16, 0x16, 0x16));
-  }
 
-  void quietStopsAtTheRatio() {
     // White quieted nine tenths of the way to black would be #1A1A1A; on black it stops
     // at #767676, the darkest step that still reads 4.5:1 (#747474 reads 4.49:1).
     QCOMPARE(ui::QuietOn(Qt::white, Qt::black, {Qt::black}, 0.9), QColor(0x76, 0x76, 0x76));
