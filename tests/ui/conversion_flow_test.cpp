@@ -53,12 +53,9 @@ struct CdFixture : WindowFixture {
   std::vector<std::string> drives, resolved;
   Bytes disc;
 
-  // The stand-in files of fakes.h, or a copy of the real runtime tree for a conversion.
-  explicit CdFixture(bool realRuntime = false) {
-    if (realRuntime)
-      CopyRuntimeTree(prog);
-    else
-      FillProgramFolder(prog);
+  // A copy of the real runtime tree, for the conversion from a drive.
+  CdFixture() {
+    CopyRuntimeTree(prog);
     // The mixed set as one file with a one-file sheet: libcdio reads it as a disc.
     CdSet set = WriteMixedSet(work.MakeDir("set"));
     disc = set.disc;
@@ -337,7 +334,7 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(ReadFileBytes(out + "EBOOT.sbi"), ReadFileBytes(f.work / "game.sbi"));
   }
   // Without a drive each entry says so; with one, an image is saved and taken as input.
-  void makeAnImageSavesARedumpSetAndTakesItAsInput() {
+  void theCdMenuRipsAnImageOrConvertsStraightFromADrive() {
     CdFixture f;
     for (const char* action : {"mnuCDImage", "mnuCDDevice"}) f.Choose(action);
     QCOMPARE(f.prompter.shown.size(), size_t(2));
@@ -397,12 +394,11 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QVERIFY(!f.prompter.last().isEmpty());
     QVERIFY(Entries(other).empty());
-  }
 
-  void convertStraightFromADriveRipsIntoTempAndClearsUp() {
-    CdFixture f(true);
+    // Convert straight from a drive: rips into Temp, converts into the output folder and clears up.
     f.drives = {f.work / "drive.cue"};
     // No output folder yet: it is asked for; a cancelled picker stops before any rip.
+    f.resolved.clear();
     f.Choose("mnuCDDevice");
     QCOMPARE(f.dialogs.calls.back().kind, QStringLiteral("folder"));
     QVERIFY(f.resolved.empty());

@@ -239,7 +239,7 @@ class DialogsTest : public QObject {
                                                              {"SLES01234", true}};
     QVERIFY(passes == expected);
   }
-  void fillsFromSettingsListsThemesAndCancelChangesNothing() {
+  void fillsFromSettingsCancelsAndSaves() {
     OptionsFixture f;
     f.settings.defaultOutDirOpt = 2;
     f.settings.autoTransfer = 1;
@@ -287,12 +287,9 @@ class DialogsTest : public QObject {
     // A cancelled picker leaves the box as it was.
     QCOMPARE(Child<QLineEdit>(b.get(), "txtCust")->text(), QString());
     QCOMPARE(Child<QLineEdit>(b.get(), "txtOut")->text(), QStringLiteral("/picked/out"));
-  }
 
-  void okSavesAndKeepsTheFileOnlySettings() {
-    OptionsFixture f;
-    Settings expected = f.settings;  // the settings the dialog does not show stay as loaded
-    auto d = f.Open();
+    Settings expected = f.settings;  // the settings the dialog does not show stay as they were
+    d = f.Open();
     Child<QLineEdit>(d.get(), "txtIn")->setText(QString::fromStdString(f.images.path()));
     Child<QLineEdit>(d.get(), "txtOut")->setText(QString::fromStdString(f.out.path()));
     Child<QCheckBox>(d.get(), "chkCustSearchDest")->setChecked(true);
@@ -326,7 +323,7 @@ class DialogsTest : public QObject {
     QTest::mouseClick(Child<QPushButton>(again.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(f.settings.nameTemplate, std::string("%GAMEID%"));
   }
-  void opensWithIdAndOutputAndEditsTheList() {
+  void docMakerEditsTheListWritesAndExtracts() {
     DocFixture f;
     QCOMPARE(Child<QLineEdit>(f.Open("SLUS0123").get(), "txtID")->text(), QString());
     auto d = f.Open();
@@ -379,13 +376,10 @@ class DialogsTest : public QObject {
     QCOMPARE(d->pages(), (QStringList{QString::fromStdString(f.pages / "sub/deep.png"),
                                       QString::fromStdString(f.pages / "one.png")}));
     QCOMPARE(Selected(d->list()), QStringList{QString::fromStdString(f.pages / "one.png")});
-  }
 
-  // The file's layout is the core's (docmaker tests); here the checks, the questions and
-  // the messages on the way to it, and the pages back out.
-  void writesAfterTheChecksAndExtracts() {
-    DocFixture f;
-    auto d = f.Open();
+    // The file's layout is the core's (docmaker tests); here the checks, the questions and
+    // the messages on the way to it, and the pages back out.
+    d->list()->clear();
     d->OkClicked();
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgNothingToConvert));
     const std::string png = f.pages / "page.png";

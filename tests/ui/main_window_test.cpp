@@ -100,7 +100,7 @@ class MainWindowTest : public QObject {
 
   // The checks themselves are the core's (engine/plan); here only that the window feeds
   // them its controls, asks its questions and shows what they say.
-  void goChecksReachTheWindow() {
+  void goChecksClosingMessagesDropsAndBrowsing() {
     Fixture f;
     auto go = [&] {
       f.prompter.shown.clear();
@@ -124,12 +124,9 @@ class MainWindowTest : public QObject {
     f.Get<QLineEdit>("txtCustGameboot")->setText(QString::fromStdString(f.work / "boot.png"));
     QCOMPARE(go(), QStringLiteral("The Gameboot PNG file doesn't exist!"));
     QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
-  }
 
-  // What a run's end says: nothing after a cancel or a No, the failure as it is, the
-  // closing line by the kind of job and the transfer setting.
-  void closingMessages() {
-    Fixture f;
+    // What a run's end says: nothing after a cancel or a No, the failure as it is, the
+    // closing line by the kind of job and the transfer setting.
     ConversionPlan disc;
     disc.kind = JobKind::NewPackage;
     disc.output = "/psp/PSP/GAME/X/";
@@ -170,14 +167,12 @@ class MainWindowTest : public QObject {
     f.prompter.answers = {true};
     f.w->ShowClosingMessage(result, disc);  // the last row's success again
     QCOMPARE(f.transfers, std::vector<std::string>{"/psp/PSP/GAME/X/"});
-  }
 
-  void dropsAndBrowsing() {
-    Fixture f;
     const std::string a = f.work / "a.cue", b = f.work / "b.bin", c = f.work / "c.iso";
     for (const auto& p : {a, b, c}) WriteFileText(p, "x");
     const QStringList three = {QString::fromStdString(a), QString::fromStdString(b),
                                QString::fromStdString(c)};
+    f.prompter.shown.clear();
     f.w->DropFiles(three, -1);
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
