@@ -294,7 +294,7 @@ class ContrastTest : public QObject {
   }
 
   void ProbeTheme(const std::string& prog, const std::string& themeName) {
-    const QString t = QString::fromStdString(themeName) + " ";
+    const QString t = Q(themeName) + " ";
     ui::QtPrompter prompter;
     ui::QtFileDialogs fileDialogs;
     ScriptedDialogs scripted;
@@ -342,7 +342,7 @@ class ContrastTest : public QObject {
     ProbeModal(
         [&] {
           fileDialogs.OpenFile(&w, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"),
-                               QString::fromStdString(prog),
+                               Q(prog),
                                {{QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
         },
         t + "file dialog");

@@ -97,7 +97,7 @@ class ConversionFlowTest : public QObject {
     FlowFixture f;
     // A refused drop leaves the window as it was (the refusals are the core's).
     WriteFileText(f.work / "game.mds", "x");
-    f.w->DropFiles({QString::fromStdString(f.work / "game.mds")}, -1);
+    f.w->DropFiles({Q(f.work / "game.mds")}, -1);
     QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
     QVERIFY(f.Text("txtIn").isEmpty());
     const std::string bin = f.Disc("Metal Gear.bin");
@@ -107,22 +107,21 @@ class ConversionFlowTest : public QObject {
     f.w->settings().resourceRoot = f.work / "res";
     const std::string found = f.work.MakeDir("res/slus-00594") + "/ICON0.png";
     QVERIFY(WritePngFromDrawingContext(Surface(144, 80), found, 144, 80));
-    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    f.w->DropFiles({Q(bin)}, -1);
     auto* source = f.Get<QLabel>("lblCustICON0Source");
-    QCOMPARE(f.Text("txtCustICON0"), QString::fromStdString(found));
+    QCOMPARE(f.Text("txtCustICON0"), Q(found));
     QCOMPARE(source->text(), QStringLiteral("from resource folder"));
     QVERIFY(!source->isHidden());
     QVERIFY(f.Get<QLabel>("lblCustSND0Source")->isHidden());
-    QCOMPARE(f.Text("txtIn"), QString::fromStdString(bin));
+    QCOMPARE(f.Text("txtIn"), Q(bin));
     QCOMPARE(f.Get<QLabel>("lblRegion")->text(), QStringLiteral("NTSC"));
-    QCOMPARE(f.Text("txtOut"),
-             QString::fromStdString(WithTrailingSep(f.work / "out") + "SLUS00594"));
+    QCOMPARE(f.Text("txtOut"), Q(WithTrailingSep(f.work / "out") + "SLUS00594"));
     QVERIFY(f.Get<QCheckBox>("chkPAL2NTSCScr")->isEnabled());
     QVERIFY(!f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
     // The user's own ICON0 instead of the one found, no sound, level 0.
     const std::string icon = f.work / "icon.png";
     std::filesystem::copy_file(f.prog / "PSXCust/Default/ICON0.PNG", icon);
-    f.Get<QLineEdit>("txtCustICON0")->setText(QString::fromStdString(icon));
+    f.Get<QLineEdit>("txtCustICON0")->setText(Q(icon));
     QVERIFY(source->isHidden());
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
     f.Get<QSpinBox>("txtCompress")->setValue(0);
@@ -156,7 +155,7 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(saved.settings.compressLevel, std::string("0"));
 
     // The package as input: package mode, identity from the package itself.
-    f.w->DropFiles({QString::fromStdString(f.OutFolder() + "EBOOT.PBP")}, -1);
+    f.w->DropFiles({Q(f.OutFolder() + "EBOOT.PBP")}, -1);
     QVERIFY(f.w->packageLoaded());
     QCOMPARE(f.Text("txtTitle"), QStringLiteral("Metal Gear Solid [NTSC-U]"));
     QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
@@ -172,7 +171,7 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(f.Text("txtTitle"), QStringLiteral("Solid Snake"));
 
     // And back to a disc image.
-    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    f.w->DropFiles({Q(bin)}, -1);
     QVERIFY(!f.w->packageLoaded());
     QVERIFY(!f.Get<QPushButton>("cmdCustICON0Extract")->isEnabled());
     QVERIFY(f.Get<QLineEdit>("txtOut")->isEnabled());
@@ -190,7 +189,7 @@ class ConversionFlowTest : public QObject {
     auto shown = [&] { return list->isVisibleTo(f.w.get()); };
     QVERIFY(!shown());  // a single disc looks as it always has
 
-    f.w->DropFiles({QString::fromStdString(two)}, -1);
+    f.w->DropFiles({Q(two)}, -1);
     QVERIFY(shown());
     QCOMPARE(list->count(), 3);
     QCOMPARE(list->item(0)->text(), QStringLiteral("Metal Gear Solid (Disc 1).bin"));
@@ -205,7 +204,7 @@ class ConversionFlowTest : public QObject {
     list->setCurrentRow(2);
     f.Click("cmdDiscUp");
     QCOMPARE(list->item(1)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
-    f.dialogs.results = {QString::fromStdString(f.work / "Metal Gear Solid (Demo).bin")};
+    f.dialogs.results = {Q(f.work / "Metal Gear Solid (Demo).bin")};
     f.Click("cmdDiscAdd");
     QCOMPARE(list->count(), 4);
     list->setCurrentRow(3);
@@ -218,7 +217,7 @@ class ConversionFlowTest : public QObject {
              qPrintable(f.prompter.last()));
     // The package loaded back lists its discs in the order chosen (their bytes are the
     // core's), with nothing to change there.
-    f.w->DropFiles({QString::fromStdString(f.OutFolder() + "EBOOT.PBP")}, -1);
+    f.w->DropFiles({Q(f.OutFolder() + "EBOOT.PBP")}, -1);
     QVERIFY(f.w->packageLoaded());
     QVERIFY(shown());
     QCOMPARE(list->count(), 3);
@@ -235,7 +234,7 @@ class ConversionFlowTest : public QObject {
 
     // A new single input hides the list again.
     const std::string single = f.Disc("Another Game.bin", "SLUS_901.01");
-    f.w->DropFiles({QString::fromStdString(single)}, -1);
+    f.w->DropFiles({Q(single)}, -1);
     QVERIFY(!shown());
   }
 
@@ -246,7 +245,7 @@ class ConversionFlowTest : public QObject {
     FakeMode slow("slow");  // ten seconds, unless cancelled
     const std::string bin = f.Disc("game.bin");
     const Bytes image = ReadFileBytes(bin);
-    f.w->DropFiles({QString::fromStdString(bin)}, -1);
+    f.w->DropFiles({Q(bin)}, -1);
     QElapsedTimer clock;
     qint64 cancelledAt = 0;
     // Cancel from the progress window once the converter is running.
@@ -285,7 +284,7 @@ class ConversionFlowTest : public QObject {
                    {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1, 0x41, 1, 1, 3, 6, 6, 0, 3, 8, 0x15});
 
     // The patch beside the image is offered (Yes), the key shown without the notice.
-    f.w->DropFiles({QString::fromStdString(f.work / "game.bin")}, -1);
+    f.w->DropFiles({Q(f.work / "game.bin")}, -1);
     QVERIFY(f.prompter.shown.at(0).text.startsWith(
         QStringLiteral("A patch lies beside the disc image:\r\n")));
     QCOMPARE(list->count(), 1);
@@ -299,8 +298,7 @@ class ConversionFlowTest : public QObject {
     QVERIFY(libcrypt->text().contains(QStringLiteral("anti-LibCrypt patch")));
 
     // Two patches over the same bytes: the one applied last wins.
-    f.dialogs.results = {QString::fromStdString(f.work / "other.ips"),
-                         QString::fromStdString(f.work / "game.ppf")};
+    f.dialogs.results = {Q(f.work / "other.ips"), Q(f.work / "game.ppf")};
     f.Click("cmdPatchAdd");
     f.Click("cmdPatchAdd");
     QCOMPARE(list->item(1)->text(), QStringLiteral("game.ppf"));
@@ -342,7 +340,7 @@ class ConversionFlowTest : public QObject {
     QVERIFY(f.prompter.shown.empty());
     QVERIFY(Entries(folder).empty());
 
-    f.dialogs.results = {QString::fromStdString(folder + "/My Game.cue")};
+    f.dialogs.results = {Q(folder + "/My Game.cue")};
     f.Choose("mnuCDImage");
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgRipDone));
     const std::vector<std::string> want = {"My Game (Track 1).bin", "My Game (Track 2).bin",
@@ -360,7 +358,7 @@ class ConversionFlowTest : public QObject {
                   "FILE \"long.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n");
     f.drives = {f.work / "long.cue"};
     const std::string other = f.work.MakeDir("cancelled");
-    f.dialogs.results = {QString::fromStdString(other + "/Other.cue")};
+    f.dialogs.results = {Q(other + "/Other.cue")};
     f.prompter.shown.clear();
     QTimer clicker;
     QObject::connect(&clicker, &QTimer::timeout, [&] {
@@ -377,7 +375,7 @@ class ConversionFlowTest : public QObject {
 
     // A drive that cannot be read: its message.
     f.drives = {f.work / "missing.cue"};
-    f.dialogs.results = {QString::fromStdString(other + "/Other.cue")};
+    f.dialogs.results = {Q(other + "/Other.cue")};
     f.Choose("mnuCDImage");
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QVERIFY(!f.prompter.last().isEmpty());
@@ -392,7 +390,7 @@ class ConversionFlowTest : public QObject {
     QVERIFY(f.resolved.empty());
 
     const std::string out = f.work.MakeDir("out");
-    f.dialogs.results = {QString::fromStdString(out)};
+    f.dialogs.results = {Q(out)};
     f.Choose("mnuCDDevice");
     const std::string temp = f.prog.folder() + "Temp/Disc";
     QCOMPARE(f.resolved, std::vector<std::string>{temp + "/Disc.cue"});
@@ -407,7 +405,7 @@ class ConversionFlowTest : public QObject {
     // Afterwards the rip is gone and the input box no longer names it.
     QVERIFY(!std::filesystem::exists(std::filesystem::u8path(temp)));
     QCOMPARE(f.Text("txtIn"), QString());
-    QCOMPARE(f.Text("txtOut"), QString::fromStdString(out));
+    QCOMPARE(f.Text("txtOut"), Q(out));
   }
 };
 

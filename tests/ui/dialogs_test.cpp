@@ -290,16 +290,16 @@ class DialogsTest : public QObject {
 
     Settings expected = f.settings;  // the settings the dialog does not show stay as they were
     d = f.Open();
-    Child<QLineEdit>(d.get(), "txtIn")->setText(QString::fromStdString(f.images.path()));
-    Child<QLineEdit>(d.get(), "txtOut")->setText(QString::fromStdString(f.out.path()));
+    Child<QLineEdit>(d.get(), "txtIn")->setText(Q(f.images.path()));
+    Child<QLineEdit>(d.get(), "txtOut")->setText(Q(f.out.path()));
     Child<QCheckBox>(d.get(), "chkCustSearchDest")->setChecked(true);
     Child<QCheckBox>(d.get(), "chkImgResCentre")->setChecked(true);
     Child<QComboBox>(d.get(), "cboImgRes")->setCurrentIndex(2);
     Child<QRadioButton>(d.get(), "optOutDirAct_3")->setChecked(true);
     Child<QRadioButton>(d.get(), "optAutoTransAct_2")->setChecked(true);
     Child<QComboBox>(d.get(), "cboTheme")->setCurrentIndex(0);  // Default
-    Child<QLineEdit>(d.get(), "txtResources")->setText(QString::fromStdString(f.images.path()));
-    Child<QLineEdit>(d.get(), "txtThumbnails")->setText(QString::fromStdString(f.out.path()));
+    Child<QLineEdit>(d.get(), "txtResources")->setText(Q(f.images.path()));
+    Child<QLineEdit>(d.get(), "txtThumbnails")->setText(Q(f.out.path()));
     QTest::mouseClick(Child<QPushButton>(d.get(), "cmdOK"), Qt::LeftButton);
     QCOMPARE(d->result(), int(QDialog::Accepted));
     QCOMPARE(f.themeReloads, 1);
@@ -329,8 +329,7 @@ class DialogsTest : public QObject {
     auto d = f.Open();
     QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), QStringLiteral("SLUS"));
     QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), QStringLiteral("01234"));
-    QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(),
-             QString::fromStdString(f.out / "DOCUMENT.DAT"));
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(), Q(f.out / "DOCUMENT.DAT"));
     QListWidget* l = d->list();
     for (const char* p : {"a", "b", "c", "d", "e", "f"}) d->AddPage(QLatin1String(p), false);
     for (int i : {2, 3, 4}) l->item(i)->setSelected(true);  // lines 3 to 5
@@ -360,22 +359,18 @@ class DialogsTest : public QObject {
     f.pages.MakeDir("sub");
     for (const char* n : {"one.png", "two.JPEG", "notes.txt", "sub/deep.png"})
       WriteFileText(f.pages / n, "x");
-    f.dialogs.results = {QString::fromStdString(f.pages.folder())};
+    f.dialogs.results = {Q(f.pages.folder())};
     d->AddDirClicked();
     QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select Directory to Add"));
     QStringList got = d->pages();
     got.sort();
-    QCOMPARE(got, (QStringList{QString::fromStdString(f.pages / "one.png"),
-                               QString::fromStdString(f.pages / "two.JPEG")}));
+    QCOMPARE(got, (QStringList{Q(f.pages / "one.png"), Q(f.pages / "two.JPEG")}));
     QVERIFY(Selected(d->list()).isEmpty());
 
     d->list()->clear();
-    d->DropPaths({QString::fromStdString(f.pages / "sub"),
-                  QString::fromStdString(f.pages / "notes.txt"),
-                  QString::fromStdString(f.pages / "one.png")});
-    QCOMPARE(d->pages(), (QStringList{QString::fromStdString(f.pages / "sub/deep.png"),
-                                      QString::fromStdString(f.pages / "one.png")}));
-    QCOMPARE(Selected(d->list()), QStringList{QString::fromStdString(f.pages / "one.png")});
+    d->DropPaths({Q(f.pages / "sub"), Q(f.pages / "notes.txt"), Q(f.pages / "one.png")});
+    QCOMPARE(d->pages(), (QStringList{Q(f.pages / "sub/deep.png"), Q(f.pages / "one.png")}));
+    QCOMPARE(Selected(d->list()), QStringList{Q(f.pages / "one.png")});
 
     // The file's layout is the core's (docmaker tests); here the checks, the questions and
     // the messages on the way to it, and the pages back out.
@@ -384,7 +379,7 @@ class DialogsTest : public QObject {
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgNothingToConvert));
     const std::string png = f.pages / "page.png";
     QVERIFY(WritePngFromDrawingContext(Surface(16, 16), png, 16, 16));
-    for (int i = 0; i < 101; ++i) d->AddPage(QString::fromStdString(png), false);
+    for (int i = 0; i < 101; ++i) d->AddPage(Q(png), false);
     const std::string dat = f.out / "DOCUMENT.DAT";
     f.prompter.answers = {false};
     d->OkClicked();  // No to the page warning
@@ -409,7 +404,7 @@ class DialogsTest : public QObject {
 
     TempDir pagesOut;
     f.dialogs.calls.clear();
-    f.dialogs.results = {QString::fromStdString(dat), QString::fromStdString(pagesOut.folder())};
+    f.dialogs.results = {Q(dat), Q(pagesOut.folder())};
     d->ExtractClicked();
     QCOMPARE(f.dialogs.calls[0].title, QStringLiteral("Select a DOCUMENT.DAT file"));
     QCOMPARE(f.dialogs.calls[1].title, QStringLiteral("Select Output Directory"));

@@ -33,8 +33,11 @@
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::test {
+
+using ui::Q;
 
 class ScriptedPrompter : public ui::Prompter {
  public:

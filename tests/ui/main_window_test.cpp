@@ -84,7 +84,7 @@ class MainWindowTest : public QObject {
     WriteFileText(f.prog / "Temp/ICON1.PMF", "movie");
     f.Click("cmdCustShowHide");
     const std::string target = f.work / "saved.pmf";
-    f.dialogs.results = {QString::fromStdString(target)};
+    f.dialogs.results = {Q(target)};
     f.Click("cmdCustICON1Extract");
     const auto& call = f.dialogs.calls.back();
     QCOMPARE(call.kind, QStringLiteral("save"));
@@ -110,8 +110,8 @@ class MainWindowTest : public QObject {
     QCOMPARE(go(), QStringLiteral("The input file doesn't exist!"));
     const std::string iso = f.work / "game.iso";
     WriteFileText(iso, "x");
-    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(iso));
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
+    f.Get<QLineEdit>("txtIn")->setText(Q(iso));
+    f.Get<QLineEdit>("txtOut")->setText(Q(f.work / "out"));
     f.Get<QLineEdit>("txtTitle")->setText("My Game");
     f.w->SetGameIdentity("SLUS00594", "SLUS00594");
     f.w->SetRegion("NTSC");
@@ -120,8 +120,8 @@ class MainWindowTest : public QObject {
     QVERIFY(!f.prompter.shown[0].defaultNo);       // Yes is the default
     QCOMPARE(f.prompter.shown.size(), size_t(1));  // No ends the handler silently
     WriteFileText(f.work / "game.bin", "x");
-    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(f.work / "game.bin"));
-    f.Get<QLineEdit>("txtCustGameboot")->setText(QString::fromStdString(f.work / "boot.png"));
+    f.Get<QLineEdit>("txtIn")->setText(Q(f.work / "game.bin"));
+    f.Get<QLineEdit>("txtCustGameboot")->setText(Q(f.work / "boot.png"));
     QCOMPARE(go(), QStringLiteral("The Gameboot PNG file doesn't exist!"));
     QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
 
@@ -170,8 +170,7 @@ class MainWindowTest : public QObject {
 
     const std::string a = f.work / "a.cue", b = f.work / "b.bin", c = f.work / "c.iso";
     for (const auto& p : {a, b, c}) WriteFileText(p, "x");
-    const QStringList three = {QString::fromStdString(a), QString::fromStdString(b),
-                               QString::fromStdString(c)};
+    const QStringList three = {Q(a), Q(b), Q(c)};
     f.prompter.shown.clear();
     f.w->DropFiles(three, -1);
     QCOMPARE(f.prompter.shown.size(), size_t(1));
@@ -180,7 +179,7 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.resolved, std::vector<std::string>{a});
     // A dropped file that has vanished is ignored without a word.
     f.prompter.shown.clear();
-    f.w->DropFiles({QString::fromStdString(f.work / "gone.iso")}, -1);
+    f.w->DropFiles({Q(f.work / "gone.iso")}, -1);
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(f.resolved.size(), size_t(1));
     // On a slot: warn once, the first file goes into that slot's box.
@@ -190,7 +189,7 @@ class MainWindowTest : public QObject {
 
     // Slot controls and the window take file drags; plain text drags are turned away.
     QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(QString::fromStdString(b))});
+    files.setUrls({QUrl::fromLocalFile(Q(b))});
     QMimeData text;
     text.setText("words");
     for (QWidget* target : {f.Get<QWidget>("cmdCustPIC0Browse"), f.Get<QWidget>("txtCustPIC0"),
@@ -207,9 +206,9 @@ class MainWindowTest : public QObject {
 
     // Browse: title, filters and start folder; the pick goes to the resolver.
     f.w->settings().defaultImagePath = f.work.path();
-    f.dialogs.results = {QString::fromStdString(c)};
+    f.dialogs.results = {Q(c)};
     f.Click("cmdInBrowse");
-    QCOMPARE(f.dialogs.calls.back().startAt, QString::fromStdString(f.work.path()));
+    QCOMPARE(f.dialogs.calls.back().startAt, Q(f.work.path()));
     QCOMPARE(f.dialogs.calls.back().filters.size(), size_t(2));
     QCOMPARE(f.dialogs.calls.back().filters[0].second,
              QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"));
@@ -239,7 +238,7 @@ class MainWindowTest : public QObject {
     std::remove((f.prog / "Data/tarnwick.exe").c_str());
     QVERIFY(!start("", ""));
     QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(), QString::fromStdString(ConverterMissingMessage()));
+    QCOMPARE(f.prompter.last(), Q(ConverterMissingMessage()));
     QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
     QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
     QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
@@ -258,7 +257,7 @@ class MainWindowTest : public QObject {
                   ""));
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(f.resolved, std::vector<std::string>{last});
-    QCOMPARE(f.Text("txtOut"), QString::fromStdString(out));
+    QCOMPARE(f.Text("txtOut"), Q(out));
     QCOMPARE(f.Get<QSpinBox>("txtCompress")->value(), 4);
     QVERIFY(w.customisationShown());
     QCOMPARE(w.theme().name, std::string("Night"));
@@ -285,7 +284,7 @@ class MainWindowTest : public QObject {
       WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
       QVERIFY(start("", ""));
       QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QVERIFY(f.prompter.last().contains(QString::fromStdString(image)));
+      QVERIFY(f.prompter.last().contains(Q(image)));
       QVERIFY(f.prompter.shown[0].icon == icon);
     }
 

@@ -133,7 +133,7 @@ class PackageDialogsTest : public QObject {
     ScriptedDialogs dialogs;
     ui::ThemeContext theme;
     auto run = [&](const std::string& package, const std::string& target, int toc) {
-      dialogs.results = {QString::fromStdString(target)};
+      dialogs.results = {Q(target)};
       return ui::EbootToIso(nullptr, prompter, dialogs, theme, package, toc);
     };
 
@@ -174,9 +174,8 @@ class PackageDialogsTest : public QObject {
     prompter.answers = {true, false};
     QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Declined());
     QCOMPARE(prompter.shown.size(), std::size_t{2});
-    QCOMPARE(prompter.last(),
-             QString::fromStdString("The following file will be overwritten if you continue!\n" +
-                                    disc(3, ".ccd") + "\nDo you wish to continue?"));
+    QCOMPARE(prompter.last(), Q("The following file will be overwritten if you continue!\n" +
+                                disc(3, ".ccd") + "\nDo you wish to continue?"));
     for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
     prompter.answers = {true, true};
     QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Success());
@@ -197,7 +196,7 @@ class PackageDialogsTest : public QObject {
     auto byTitle = f.Open(title, 1);
     auto* drives = byTitle->findChild<QComboBox*>("cboDrive");
     QCOMPARE(drives->count(), 1);
-    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
+    QCOMPARE(drives->currentText(), Q("[" + f.psp.path() + "] PSP STICK"));
     QVERIFY(byTitle->findChild<QPushButton*>("cmdOK")->isEnabled());
     byTitle->OkClicked();
     QCOMPARE(byTitle->result(), int(QDialog::Accepted));

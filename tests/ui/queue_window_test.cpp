@@ -46,7 +46,7 @@ class QueueWindowTest : public QObject {
                     .arg(t->item(r, ui::QueueTable::kTitle)->text(),
                          t->item(r, ui::QueueTable::kState)->text(),
                          t->item(r, ui::QueueTable::kReason)->text())
-                    .replace(QString::fromStdString(work.path()), QStringLiteral("~"));
+                    .replace(Q(work.path()), QStringLiteral("~"));
       return rows;
     }
   };
@@ -61,7 +61,7 @@ class QueueWindowTest : public QObject {
     f.Game("lib/Metal Gear (Disc 1).bin", "SLUS_005.94");
     f.Game("lib/Metal Gear (Disc 2).bin", "SLUS_007.76");
     WriteFileBytes(f.work / "lib/readme.iso", NoiseBytes(60000, 9));
-    f.dialogs.results = {QString::fromStdString(f.work / "lib")};
+    f.dialogs.results = {Q(f.work / "lib")};
     f.Click("cmdAddFolder");
     QCOMPARE(f.w->table()->rowCount(), 2);
     QCOMPARE(f.w->table()->item(0, ui::QueueTable::kDiscs)->text(), QStringLiteral("2"));
@@ -91,8 +91,8 @@ class QueueWindowTest : public QObject {
     f.Game("a.bin", "SLUS_005.94");
     f.Game("b.bin", "SCUS_944.76");
     QMimeData mime;
-    mime.setUrls({QUrl::fromLocalFile(QString::fromStdString(f.work / "a.bin")),
-                  QUrl::fromLocalFile(QString::fromStdString(f.work / "b.bin"))});
+    mime.setUrls(
+        {QUrl::fromLocalFile(Q(f.work / "a.bin")), QUrl::fromLocalFile(Q(f.work / "b.bin"))});
     QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     // Straight to the window: the application hands a drop on only while a drag is on.
     static_cast<QObject*>(f.w.get())->event(&drop);
@@ -115,8 +115,7 @@ class QueueWindowTest : public QObject {
     FakeMode slow("slow");  // ten seconds, unless cancelled
     f.Game("a.bin", "SLUS_005.94");
     f.Game("b.bin", "SCUS_944.76");
-    f.w->AddPaths(
-        {QString::fromStdString(f.work / "a.bin"), QString::fromStdString(f.work / "b.bin")});
+    f.w->AddPaths({Q(f.work / "a.bin"), Q(f.work / "b.bin")});
     f.prompter.answers = {false};  // "Stop ... and close the window?" No
     QTimer::singleShot(600, f.w.get(), [&] { f.w->close(); });
     QTimer::singleShot(900, f.w.get(), [&] { f.Click("cmdStopNow"); });
@@ -143,7 +142,7 @@ class QueueWindowTest : public QObject {
     std::optional<FakeMode> error;
     error.emplace("error");
     f.Game("a.bin", "SLUS_005.94");
-    f.w->AddPaths({QString::fromStdString(f.work / "a.bin")});
+    f.w->AddPaths({Q(f.work / "a.bin")});
     f.Click("cmdStart");
     QCOMPARE(f.Rows(), QStringList({"Metal Gear Solid [NTSC-U] | Failed | Error occurred during "
                                     "conversion!  Tarnwick returned the following:"}));

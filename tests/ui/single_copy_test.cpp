@@ -26,7 +26,7 @@ class SingleCopyTest : public QObject {
     env.insert("QT_QPA_PLATFORM", "offscreen");
     QProcess first;
     first.setProcessEnvironment(env);
-    first.start(QString::fromStdString(copy.string()), {});
+    first.start(Q(copy.string()), {});
     QVERIFY(first.waitForStarted(10000));
     const QString key = ui::InstanceKey(folder);
     bool listening = false;
@@ -40,7 +40,7 @@ class SingleCopyTest : public QObject {
 
     QProcess second;
     second.setProcessEnvironment(env);
-    second.start(QString::fromStdString(copy.string()), {});
+    second.start(Q(copy.string()), {});
     QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
     QCOMPARE(second.exitCode(), 0);
