@@ -14,32 +14,27 @@ using namespace ebf::test;
 class ThemeApplyTest : public QObject {
   Q_OBJECT
 
-  // The main window under the theme `name` with this style.ini.
-  static void Themed(WindowFixture& f, const std::string& name, const char* style) {
-    FillProgramFolder(f.prog);
-    f.prog.MakeDir("Themes/" + name);
-    WriteFileText(f.prog / ("Themes/" + name + "/style.ini"), style);
-    f.Open();
-    f.w->settings().theme = name;
-    f.w->LoadAndApplyTheme();
-  }
-
  private slots:
   void coloursReachTheWindows() {
     WindowFixture f;
-    Themed(f, "Red",
-           "MAINBGCOL = 000080\n"      // dark red, written blue-green-red
-           "MAINFGCOL = 00FF00\n"      // green on it: 7.0:1, taken as it is
-           "MAINBGEDITCOL = 800000\n"  // dark blue
-           "MAINFGEDITCOL = 00FFFF\n"  // yellow on it: 13.8:1
-           "MAINBOXBGCOL = 000060\n"
-           "MAINTITLE = Red Alert\n"
-           "DIALOGTITEXTCOL = 00FFFF\n"  // yellow
-           "DIALOGTITEXTALPHA = FF\n"
-           "DIALOGTILINECOL = FF00FF\n"
-           "DIALOGTILINEALPHA = FFFF\n"  // more than a byte: fully opaque
-           "DIALOGTILINEHEIGHT = 5\n");
+    FillProgramFolder(f.prog);
+    f.prog.MakeDir("Themes/Red");
+    WriteFileText(f.prog / "Themes/Red/style.ini",
+                  "MAINBGCOL = 000080\n"      // dark red, written blue-green-red
+                  "MAINFGCOL = 00FF00\n"      // green on it: 7.0:1, taken as it is
+                  "MAINBGEDITCOL = 800000\n"  // dark blue
+                  "MAINFGEDITCOL = 00FFFF\n"  // yellow on it: 13.8:1
+                  "MAINBOXBGCOL = 000060\n"
+                  "MAINTITLE = Red Alert\n"
+                  "DIALOGTITEXTCOL = 00FFFF\n"  // yellow
+                  "DIALOGTITEXTALPHA = FF\n"
+                  "DIALOGTILINECOL = FF00FF\n"
+                  "DIALOGTILINEALPHA = FFFF\n"  // more than a byte: fully opaque
+                  "DIALOGTILINEHEIGHT = 5\n");
+    f.Open();
     ui::MainWindow& w = *f.w;
+    w.settings().theme = "Red";
+    w.LoadAndApplyTheme();
 
     QCOMPARE(w.palette().color(QPalette::Window), QColor(0x80, 0, 0));
     QCOMPARE(w.palette().color(QPalette::WindowText), QColor(0, 255, 0));
