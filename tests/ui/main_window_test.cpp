@@ -192,17 +192,16 @@ class MainWindowTest : public QObject {
     files.setUrls({QUrl::fromLocalFile(Q(b))});
     QMimeData text;
     text.setText("words");
-    for (QWidget* target : {f.Get<QWidget>("cmdCustPIC0Browse"), f.Get<QWidget>("txtCustPIC0"),
-                            f.Get<QWidget>("chkCustPIC0"), static_cast<QWidget*>(f.w.get())}) {
-      QDragEnterEvent withFiles(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton,
-                                Qt::NoModifier);
-      QCoreApplication::sendEvent(target, &withFiles);
-      QVERIFY(withFiles.isAccepted());
-      QDragEnterEvent withText(QPoint(5, 5), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
-      withText.ignore();
-      QCoreApplication::sendEvent(target, &withText);
-      QVERIFY(!withText.isAccepted());
-    }
+    auto accepts = [](QWidget* target, QMimeData* mime) {
+      QDragEnterEvent drag(QPoint(5, 5), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
+      drag.ignore();
+      QCoreApplication::sendEvent(target, &drag);
+      return drag.isAccepted();
+    };
+    for (const char* slot : {"cmdCustPIC0Browse", "txtCustPIC0", "chkCustPIC0"})
+      QVERIFY2(accepts(f.Get<QWidget>(slot), &files) && !accepts(f.Get<QWidget>(slot), &text),
+               slot);
+    QVERIFY(accepts(f.w.get(), &files) && !accepts(f.w.get(), &text));
 
     // Browse: title, filters and start folder; the pick goes to the resolver.
     f.w->settings().defaultImagePath = f.work.path();
