@@ -417,13 +417,6 @@ class ContrastTest : public QObject {
 
  private slots:
   void initTestCase() {
-    // The offscreen platform says so at every window; the measurements are what matter.
-    static QtMessageHandler previous = nullptr;
-    previous = qInstallMessageHandler(
-        [](QtMsgType type, const QMessageLogContext& context, const QString& message) {
-          if (!message.startsWith(QLatin1String("This plugin does not support")))
-            previous(type, context, message);
-        });
     // Every font draws its glyphs without anti-aliased edges (see the top of this file).
     QFont font = QApplication::font();
     font.setStyleStrategy(QFont::NoAntialias);

@@ -136,7 +136,6 @@ class ConversionFlowTest : public QObject {
     RunRecorder quiet;
     const std::string seen = f.work.MakeDir("seen") + "/";
     const pbp::Inspection inside = pbp::InspectEboot(eboot, seen, quiet);
-    QCOMPARE(inside.message, std::string());
     QCOMPARE(inside.title, std::string("Metal Gear Solid [NTSC-U]"));
     QCOMPARE(inside.saveName, std::string("Metal Gear Solid"));
     QCOMPARE(inside.gameId, std::string("SLUS00594"));
@@ -144,8 +143,7 @@ class ConversionFlowTest : public QObject {
     QCOMPARE(FileSize(seen + "SND0.AT3").value_or(99), uint64_t{0});
     InflatingReader reader(eboot);
     Bytes back;
-    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), back),
-             std::string());
+    QVERIFY(reader.ReadSectors(0, uint32_t(image.size() / 2352), back).empty());
     QVERIFY(back == image);
     // Level 0: every block a stored-mode deflate stream, 5 bytes longer than its sectors.
     QCOMPARE(reader.entrySizes().at(0), uint16_t{37637});
@@ -311,8 +309,7 @@ class ConversionFlowTest : public QObject {
     const std::string out = f.OutFolder();
     InflatingReader reader(out + "EBOOT.PBP");
     Bytes disc;
-    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(image.size() / 2352), disc),
-             std::string());
+    QVERIFY(reader.ReadSectors(0, uint32_t(image.size() / 2352), disc).empty());
     Bytes expected = image;
     const char* written = "ips!D";
     std::copy(written, written + 5, expected.begin() + 2350);
@@ -399,8 +396,7 @@ class ConversionFlowTest : public QObject {
     InflatingReader reader(out + "/EBOOT.PBP");
     QCOMPARE(reader.tracks().size(), size_t(3));
     Bytes back;
-    QCOMPARE(reader.ReadSectors(0, static_cast<uint32_t>(f.disc.size() / 2352), back),
-             std::string());
+    QVERIFY(reader.ReadSectors(0, uint32_t(f.disc.size() / 2352), back).empty());
     QVERIFY(back == f.disc);
     // Afterwards the rip is gone and the input box no longer names it.
     QVERIFY(!std::filesystem::exists(std::filesystem::u8path(temp)));

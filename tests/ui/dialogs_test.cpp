@@ -2,7 +2,6 @@
 // ID, the game selection, the options, and the documentation maker.
 #include <QClipboard>
 #include <QCompleter>
-#include <QSignalSpy>
 
 #include "app/settings.h"
 #include "common/bytes.h"
@@ -144,6 +143,7 @@ class DialogsTest : public QObject {
     QCOMPARE(d.gameId(), std::string("abcd1:345"));
     QCOMPARE(d.saveName(), std::string("New save"));
   }
+
   // Which entry is chosen is the core's (LoadGameList); here the dialog shows it.
   void preselectsTheCurrentIdAndSaysWhenNothingIsChosen() {
     SelectFixture f;
@@ -185,10 +185,8 @@ class DialogsTest : public QObject {
     QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("our (disc 1"));
     QCOMPARE(c->completionCount(), 1);
     // Picking the match selects its entry, so that OK takes its IDs.
-    QSignalSpy picked(d.list(), &QComboBox::currentIndexChanged);
     emit c->activated(c->completionModel()->index(0, 0));
     QCOMPARE(d.selectedIndex(), 3);
-    QCOMPARE(picked.size(), 1);
     // The title is held to 127 characters.
     d.list()->setEditText(QString(128, QLatin1Char('x')));
     d.OkClicked();
