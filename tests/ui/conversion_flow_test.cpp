@@ -260,11 +260,9 @@ class ConversionFlowTest : public QObject {
     QVERIFY2(clock.elapsed() - cancelledAt < 1000, qPrintable(QString::number(cancelledAt)));
     QVERIFY(f.w->isVisible());
     QVERIFY(f.prompter.shown.empty());  // a cancel says nothing more
-    for (const char* name : {"tarnwick.exe", "BASE.PBP", "DATA.PSP", "ICON0.PNG", "PIC1.PNG",
-                             "BOOT.PNG", "EBOOT.PBP", "EBOOT.PBP.part", "ISO.TOC"})
-      QVERIFY2(!FileExists(f.OutFolder() + name), name);
-    QVERIFY(!FileExists(f.prog / "Temp/TempBIN.bin"));
-    QVERIFY(!FileExists(f.prog / "Temp/RUN.NOTE"));
+    // What the run staged is cleared up (file by file: engine/conversion tests).
+    QVERIFY(Entries(f.OutFolder()).empty());
+    QVERIFY(!FileExists(f.prog / "Temp/RUN.NOTE") && !FileExists(f.prog / "Temp/TempBIN.bin"));
     QVERIFY(ReadFileBytes(bin) == image);
   }
 
