@@ -56,25 +56,20 @@ struct TextReading {
 
 enum class Ink { AsIs, Solid, Hidden };
 
-// One text of a window: the widget that draws it, where (in the widget's coordinates), and
-// how to draw it in heavy strokes, make it vanish, and bring it back, without moving
-// anything (the window is drawn between the changes without laying it out again).
-struct TextProbe {
-  QWidget* widget;
-  QRect area;
-  QString what;
-  std::function<void(Ink)> ink;
-};
-
-TextReading Measure(const TextProbe& p) {
-  QWidget* top = p.widget->window();
-  const QRect r(p.widget->mapTo(top, p.area.topLeft()), p.area.size());
-  p.ink(Ink::Solid);
+// Reads one text of a window: the widget that draws it, where (in the widget's
+// coordinates), and how to draw it in heavy strokes, make it vanish, and bring it back,
+// without moving anything (the window is drawn between the changes without laying it out
+// again).
+TextReading Measure(QWidget* widget, const QRect& area, const QString& what,
+                    const std::function<void(Ink)>& ink) {
+  QWidget* top = widget->window();
+  const QRect r(widget->mapTo(top, area.topLeft()), area.size());
+  ink(Ink::Solid);
   const QImage with = top->grab(r).toImage().convertToFormat(QImage::Format_RGB32);
-  p.ink(Ink::Hidden);
+  ink(Ink::Hidden);
   const QImage without = top->grab(r).toImage().convertToFormat(QImage::Format_RGB32);
-  p.ink(Ink::AsIs);
-  TextReading reading{p.what};
+  ink(Ink::AsIs);
+  TextReading reading{what};
   if (with.size() != without.size()) return reading;
   std::vector<double> ratios;
   for (int y = 0; y < with.height(); ++y)
@@ -118,17 +113,18 @@ QWidget* StyleOwner(QWidget* w) {
 // Every text that `top` shows: labels, buttons, check boxes, group titles, text boxes,
 // combo boxes, every shown column of list, table and tree rows, header sections, menu
 // entries and the themed header's title and subtitle.
-std::vector<TextProbe> TextProbes(QWidget* top) {
-  std::vector<TextProbe> probes;
+std::vector<TextReading> ReadTexts(QWidget* top) {
+  std::vector<TextReading> readings;
   auto add = [&](QWidget* w, QWidget* drawer, const QRect& area, const QString& text,
-                 std::function<void(Ink)> ink) {
+                 const std::function<void(Ink)>& ink) {
     if (text.trimmed().isEmpty() || !area.isValid() || area.isEmpty()) return;
     const QString name = w->objectName().isEmpty() ? QString() : "#" + w->objectName();
-    probes.push_back({drawer, area,
-                      QStringLiteral("%1 %2%3 '%4'")
-                          .arg(w->window()->objectName(),
-                               QLatin1String(w->metaObject()->className()), name, text.left(40)),
-                      std::move(ink)});
+    readings.push_back(
+        Measure(drawer, area,
+                QStringLiteral("%1 %2%3 '%4'")
+                    .arg(w->window()->objectName(), QLatin1String(w->metaObject()->className()),
+                         name, text.left(40)),
+                ink));
   };
   QList<QWidget*> widgets = top->findChildren<QWidget*>();
   widgets.prepend(top);
@@ -237,7 +233,7 @@ std::vector<TextProbe> TextProbes(QWidget* top) {
                          QStringLiteral("QMenu::item { color: transparent; }")));
     }
   }
-  return probes;
+  return readings;
 }
 
 // Dark grey text on a slightly darker grey, dark edit text on a dark edit box, a dark and
@@ -266,12 +262,10 @@ class ContrastTest : public QObject {
     top->show();
     Settle();
     windowsSeen_ << label;
-    const std::vector<TextProbe> probes = TextProbes(top);
-    QVERIFY2(!probes.empty(), qPrintable(label + ": no text found"));
-    for (const TextProbe& p : probes) {
-      readings_.push_back(Measure(p));
-      readings_.back().what.prepend(label + ": ");
-    }
+    const std::size_t before = readings_.size();
+    for (const TextReading& r : ReadTexts(top))
+      readings_.push_back({label + ": " + r.what, r.ratio, r.inkPixels});
+    QVERIFY2(readings_.size() > before, qPrintable(label + ": no text found"));
     Settle();
     if (hide) top->hide();
   }
@@ -486,10 +480,7 @@ class ContrastTest : public QObject {
     Settle();
 
     QMap<QString, TextReading> seen;
-    for (const TextProbe& p : TextProbes(&top)) {
-      const TextReading r = Measure(p);
-      seen[r.what.section('\'', 1, 1)] = r;
-    }
+    for (const TextReading& r : ReadTexts(&top)) seen[r.what.section('\'', 1, 1)] = r;
     QCOMPARE(seen.keys(), (QStringList{"Black on white", "Code", "Mostly on a near ground", "Name",
                                        "Same colour", "a", "c", "d", "f"}));
     QCOMPARE(seen["Same colour"].ratio, 1.0);
