@@ -101,15 +101,6 @@ std::function<void(Ink)> InkBySheet(
   };
 }
 
-// Combo and spin boxes keep the font and colours of their inner text box and list to
-// themselves; their text is restyled through them.
-QWidget* StyleOwner(QWidget* w) {
-  QWidget* owner = w;
-  for (QWidget* p = w->parentWidget(); p && !p->isWindow(); p = p->parentWidget())
-    if (qobject_cast<QComboBox*>(p) || qobject_cast<QAbstractSpinBox*>(p)) owner = p;
-  return owner;
-}
-
 // Every text that `top` shows: labels, buttons, check boxes, group titles, text boxes,
 // combo boxes, every shown column of list, table and tree rows, header sections, menu
 // entries and the themed header's title and subtitle.
@@ -162,7 +153,12 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
           InkBySheet(w, QStringLiteral("QGroupBox::title { font-weight: 900; }"),
                      QStringLiteral("QGroupBox::title { color: transparent; }")));
     } else if (auto* edit = qobject_cast<QLineEdit*>(w)) {
-      add(w, w, w->rect(), edit->text(), InkBySheet(StyleOwner(w)));
+      // Combo and spin boxes keep the font and colours of their inner text box to
+      // themselves; its text is restyled through them.
+      QWidget* owner = w;
+      for (QWidget* p = w->parentWidget(); p && !p->isWindow(); p = p->parentWidget())
+        if (qobject_cast<QComboBox*>(p) || qobject_cast<QAbstractSpinBox*>(p)) owner = p;
+      add(w, w, w->rect(), edit->text(), InkBySheet(owner));
     } else if (auto* combo = qobject_cast<QComboBox*>(w)) {
       // The text's field only: the drop-down arrow takes the text's colour too.
       QStyleOptionComboBox opt;

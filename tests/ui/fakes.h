@@ -54,11 +54,8 @@ class ScriptedPrompter : public ui::Prompter {
                   bool defaultNo) override {
     shown.push_back({icon, text, buttons, defaultNo});
     if (buttons == ui::Buttons::Ok) return ui::Answer::Ok;
-    bool yes = true;
-    if (!answers.empty()) {
-      yes = answers.front();
-      answers.pop_front();
-    }
+    const bool yes = answers.empty() || answers.front();
+    if (!answers.empty()) answers.pop_front();
     return yes ? ui::Answer::Yes : ui::Answer::No;
   }
   QString last() const { return shown.empty() ? QString() : shown.back().text; }

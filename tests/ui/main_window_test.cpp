@@ -295,9 +295,8 @@ class MainWindowTest : public QObject {
     w.BringToFront();
     QVERIFY(w.isVisible());
     QVERIFY(!w.isMinimized());
-  }
 
-  void secondCopyBringsTheFirstToTheFront() {
+    // A second copy finds the first and brings it to the front.
     const QString key = QStringLiteral("ebf-test-") + QUuid::createUuid().toString(QUuid::Id128);
     ui::SingleInstance first(key);
     QVERIFY(!first.AskRunningCopy(200));  // nobody runs yet

@@ -230,8 +230,30 @@ class PackageDialogsTest : public QObject {
     QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Critical);
     QVERIFY(d->isVisible());
   }
-  void layersAreDrawnInPlace() {
+  // Each tick's interval, alpha and whether the fade is drawn: the menu held, the fade
+  // starting at the next tick, seven steps to the background, held, and the menu again.
+  void previewFadesAndDrawsItsLayers() {
     PreviewFixture f;
+    ui::PreviewDialog d(f.in, {});
+    QVERIFY(d.timer().isActive());
+    QStringList steps;
+    for (int i = 0; i < 11; ++i) {
+      if (i > 0) d.Tick();
+      steps << QStringLiteral("%1 %2 %3")
+                   .arg(d.interval())
+                   .arg(d.alpha())
+                   .arg(QLatin1String(d.animating() ? "fading" : "held"));
+      if (i == 0 || i == 9) QCOMPARE(&d.shown(), &d.layers().menu);
+      const QColor c = At(d.shown(), 240, 136);
+      if (i == 2)  // mostly the boot picture, a little background
+        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
+      if (i == 8) QCOMPARE(c, kPic1);  // the background alone
+    }
+    QCOMPARE(steps, (QStringList{"1500 0 held", "60 0 held", "60 40 fading", "60 80 fading",
+                                 "60 120 fading", "60 160 fading", "60 200 fading", "60 240 fading",
+                                 "1500 255 fading", "1500 0 held", "60 0 held"}));
+
+    // The layers, each drawn in its place.
     const ui::PreviewLayers l = ui::DrawPreviewLayers(f.in);
     QCOMPARE(At(l.base, 0, 0), kBack);
     QCOMPARE(At(l.background, 240, 136), kPic1);
@@ -254,30 +276,6 @@ class PackageDialogsTest : public QObject {
     const ui::PreviewLayers plain = ui::DrawPreviewLayers(f.in);
     QCOMPARE(At(plain.menu, 24, 96), kDefIcon);
     QCOMPARE(At(plain.menu, 300, 20), kBack);
-  }
-
-  // Each tick's interval, alpha and whether the fade is drawn: the menu held, the fade
-  // starting at the next tick, seven steps to the background, held, and the menu again.
-  void fadeSequence() {
-    PreviewFixture f;
-    ui::PreviewDialog d(f.in, {});
-    QVERIFY(d.timer().isActive());
-    QStringList steps;
-    for (int i = 0; i < 11; ++i) {
-      if (i > 0) d.Tick();
-      steps << QStringLiteral("%1 %2 %3")
-                   .arg(d.interval())
-                   .arg(d.alpha())
-                   .arg(QLatin1String(d.animating() ? "fading" : "held"));
-      if (i == 0 || i == 9) QCOMPARE(&d.shown(), &d.layers().menu);
-      const QColor c = At(d.shown(), 240, 136);
-      if (i == 2)  // mostly the boot picture, a little background
-        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
-      if (i == 8) QCOMPARE(c, kPic1);  // the background alone
-    }
-    QCOMPARE(steps, (QStringList{"1500 0 held", "60 0 held", "60 40 fading", "60 80 fading",
-                                 "60 120 fading", "60 160 fading", "60 200 fading", "60 240 fading",
-                                 "1500 255 fading", "1500 0 held", "60 0 held"}));
   }
 };
 

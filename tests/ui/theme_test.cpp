@@ -77,16 +77,14 @@ class ThemeApplyTest : public QObject {
 
   // Which file stands for a picture is the core's (FindThemePicture); here a file that is
   // missing or not a picture gets the placeholder.
-  void missingOrBrokenPicturesGetThePlaceholder() {
+  void themePictures() {
     TempDir prog;
     FillProgramFolder(prog);
     WriteFileText(prog / "Themes/Default/BG_SaveID.jpg", "not a picture");
     const ui::ThemeContext plain{{}, prog.folder(), "Default"};
     for (const char* name : {"Ti_DocMaker.jpg", "BG_SaveID.jpg"})
       QCOMPARE(ui::ThemePicture(plain, name).size(), ui::PlaceholderPicture().size());
-  }
 
-  void shippedDefaultThemeIsComplete() {
     // The runtime tree's Default theme has every picture the windows use.
     const std::string runtime = RuntimeFolder();
     ui::ThemeContext shipped{LoadTheme(runtime, "Default"), runtime, "Default"};
