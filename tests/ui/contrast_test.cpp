@@ -352,9 +352,7 @@ class ContrastTest : public QObject {
     log.SetCaption("Converting to EBOOT...");
     log.Log("Game 1 of 3: Moonlit Harbour\r\n  Extracting ISO... Done");
     log.BeginStage("Converting to EBOOT...", 1.0, 537185075);
-    Probe(&log, t + "log window");
-    log.EndStage(true);
-    log.hide();
+    Probe(&log, t + "log window", true);
 
     ui::OptionsDialog options(w.settings(), prog + "ebootforge.ini", w.theme(), scripted, prompter,
                               {});

@@ -48,7 +48,7 @@ struct SelectFixture : DialogFixture {
 
 struct OptionsFixture : DialogFixture {
   TempDir images, out;
-  std::string settingsFile;
+  const std::string settingsFile = prog / "ebootforge.ini";
   Settings settings;
   int themeReloads = 0;
 
@@ -56,7 +56,6 @@ struct OptionsFixture : DialogFixture {
     prog.MakeDir("Themes/Night");
     prog.MakeDir("Themes/Sketch");  // no style.ini: not a theme
     WriteFileText(prog / "Themes/Night/style.ini", "MAINBGCOL = 000000\n");
-    settingsFile = prog / "ebootforge.ini";
     WriteFileText(settingsFile,
                   "LastUsedImage = /games/Some Game.cue\r\n"
                   "DefGameID = SCUS94476\r\nPreviewDelay = 2500\r\nAddISOPadding = 1\r\n"

@@ -115,9 +115,7 @@ class PackageDialogsTest : public QObject {
     bad.againstText = "sector 20 (track 2) differs first";
     ui::VerifyDialog second(theme, dir / "EBOOT.PBP", bad);
     QCOMPARE(second.verdict()->text(), QStringLiteral("Not verified: 2 problems found."));
-    auto* list = second.findChild<QPlainTextEdit*>("txtProblems");
-    QVERIFY(list);
-    QCOMPARE(list->toPlainText(),
+    QCOMPARE(Child<QPlainTextEdit>(&second, "txtProblems")->toPlainText(),
              QStringLiteral("Against the source: sector 20 (track 2) differs first\n"
                             "Block 1 (track 1, at byte 1100000) does not inflate."));
   }

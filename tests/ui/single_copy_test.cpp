@@ -29,14 +29,12 @@ class SingleCopyTest : public QObject {
     first.start(Q(copy.string()), {});
     QVERIFY(first.waitForStarted(10000));
     const QString key = ui::InstanceKey(folder);
-    bool listening = false;
-    for (int i = 0; i < 100 && !listening; ++i) {
+    auto listening = [&] {
       QLocalSocket probe;
       probe.connectToServer(key);
-      listening = probe.waitForConnected(100);
-      if (!listening) QTest::qWait(100);
-    }
-    QVERIFY2(listening, "the first copy never opened its socket");
+      return probe.waitForConnected(100);
+    };
+    QTRY_VERIFY2_WITH_TIMEOUT(listening(), "the first copy never opened its socket", 20000);
 
     QProcess second;
     second.setProcessEnvironment(env);

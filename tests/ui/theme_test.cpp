@@ -50,8 +50,7 @@ class ThemeApplyTest : public QObject {
     QVERIFY(std::abs(c.boxBg.lightness() - face.lightness()) < 40);
 
     // Yellow on the placeholder's dark blue reads, so the title keeps its colour.
-    auto* header = w.findChild<ui::ThemedHeader*>("header");
-    QVERIFY(header);
+    auto* header = f.Get<ui::ThemedHeader>("header");
     QCOMPARE(header->title(), QStringLiteral("Red Alert"));
     QCOMPARE(header->textColour(), QColor(255, 255, 0, 255));
     QCOMPARE(header->lineColour(), QColor(255, 0, 255, 255));
