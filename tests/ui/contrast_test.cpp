@@ -89,9 +89,8 @@ TextReading Measure(QWidget* widget, const QRect& area, const QString& what,
 // Style sheets of the widget's own, which win over the window's: one for heavy strokes,
 // one for a transparent text colour.
 std::function<void(Ink)> InkBySheet(
-    QWidget* w, const QString& solid = QStringLiteral("* { font-weight: 900; }"),
-    const QString& hidden =
-        QStringLiteral("* { color: transparent; selection-color: transparent; }")) {
+    QWidget* w, const QString& solid = u"* { font-weight: 900; }"_s,
+    const QString& hidden = u"* { color: transparent; selection-color: transparent; }"_s) {
   const QString own = w->styleSheet();
   // A sheet of bare declarations applies to the widget itself; it keeps doing so in a rule.
   const QString ownRules = own.contains('{') || own.trimmed().isEmpty() ? own : "* { " + own + " }";
@@ -110,12 +109,11 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
                  const std::function<void(Ink)>& ink) {
     if (text.trimmed().isEmpty() || !area.isValid() || area.isEmpty()) return;
     const QString name = w->objectName().isEmpty() ? QString() : "#" + w->objectName();
-    readings.push_back(
-        Measure(drawer, area,
-                QStringLiteral("%1 %2%3 '%4'")
-                    .arg(w->window()->objectName(), QLatin1String(w->metaObject()->className()),
-                         name, text.left(40)),
-                ink));
+    readings.push_back(Measure(
+        drawer, area,
+        u"%1 %2%3 '%4'"_s.arg(w->window()->objectName(),
+                              QLatin1String(w->metaObject()->className()), name, text.left(40)),
+        ink));
   };
   QList<QWidget*> widgets = top->findChildren<QWidget*>();
   widgets.prepend(top);
@@ -127,7 +125,7 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
       add(w, w, w->rect(), title,
           [header, title](Ink ink) { header->SetTitle(ink == Ink::Hidden ? QString() : title); });
       add(w, w, w->rect(), subtitle, [header, subtitle](Ink ink) {
-        header->SetSubtitle(ink == Ink::Hidden ? QStringLiteral(" ") : subtitle);
+        header->SetSubtitle(ink == Ink::Hidden ? u" "_s : subtitle);
       });
     } else if (auto* label = qobject_cast<QLabel*>(w)) {
       add(w, w, w->rect(), label->text(), InkBySheet(w));
@@ -150,8 +148,8 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
           group->style()->subControlRect(QStyle::CC_GroupBox, &opt, QStyle::SC_GroupBoxLabel,
                                          group),
           group->title(),
-          InkBySheet(w, QStringLiteral("QGroupBox::title { font-weight: 900; }"),
-                     QStringLiteral("QGroupBox::title { color: transparent; }")));
+          InkBySheet(w, u"QGroupBox::title { font-weight: 900; }"_s,
+                     u"QGroupBox::title { color: transparent; }"_s));
     } else if (auto* edit = qobject_cast<QLineEdit*>(w)) {
       // Combo and spin boxes keep the font and colours of their inner text box to
       // themselves; its text is restyled through them.
@@ -197,8 +195,8 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
                 ->subElementRect(QStyle::SE_HeaderLabel, &opt, header)
                 .intersected(header->viewport()->rect()),
             opt.text,
-            InkBySheet(header, QStringLiteral("QHeaderView::section { font-weight: 900; }"),
-                       QStringLiteral("QHeaderView::section { color: transparent; }")));
+            InkBySheet(header, u"QHeaderView::section { font-weight: 900; }"_s,
+                       u"QHeaderView::section { color: transparent; }"_s));
       }
     } else if (auto* view = qobject_cast<QAbstractItemView*>(w)) {
       QAbstractItemModel* model = view->model();
@@ -225,8 +223,8 @@ std::vector<TextReading> ReadTexts(QWidget* top) {
       for (QAction* action : menu->actions())
         if (!action->isSeparator())
           add(w, w, menu->actionGeometry(action), action->text(),
-              InkBySheet(w, QStringLiteral("QMenu { font-weight: 900; }"),
-                         QStringLiteral("QMenu::item { color: transparent; }")));
+              InkBySheet(w, u"QMenu { font-weight: 900; }"_s,
+                         u"QMenu::item { color: transparent; }"_s));
     }
   }
   return readings;
@@ -331,9 +329,8 @@ class ContrastTest : public QObject {
     // A file dialog over the main window.
     ProbeModal(
         [&] {
-          fileDialogs.OpenFile(&w, QStringLiteral("Select a PSX ISO or EBOOT to convert/patch"),
-                               Q(prog),
-                               {{QStringLiteral("All Files (*.*)"), QStringLiteral("*.*")}});
+          fileDialogs.OpenFile(&w, u"Select a PSX ISO or EBOOT to convert/patch"_s, Q(prog),
+                               {{u"All Files (*.*)"_s, u"*.*"_s}});
         },
         t + "file dialog");
 
@@ -382,8 +379,8 @@ class ContrastTest : public QObject {
     Probe(&preview, t + "preview", true);
 
     ui::DocDialog doc(w.theme(), prompter, scripted, "SLUS01234", "/nowhere/out");
-    doc.AddPage(QStringLiteral("/nowhere/manual-01.png"), false);
-    doc.AddPage(QStringLiteral("/nowhere/manual-02.jpg"), true);
+    doc.AddPage(u"/nowhere/manual-01.png"_s, false);
+    doc.AddPage(u"/nowhere/manual-02.jpg"_s, true);
     Probe(&doc, t + "documentation maker", true);
 
     FixedVolumes volumes({{"/media/mira/PSP", "PSP"}, {"/media/mira/CARD", "CARD 32GB"}});
@@ -430,10 +427,7 @@ class ContrastTest : public QObject {
     QStringList poor;
     for (const TextReading& r : readings_)
       if (r.ratio < ui::kMinTextContrast)
-        poor << QStringLiteral("%1 -> %2:1 (%3 pixels)")
-                    .arg(r.what)
-                    .arg(r.ratio, 0, 'f', 2)
-                    .arg(r.inkPixels);
+        poor << u"%1 -> %2:1 (%3 pixels)"_s.arg(r.what).arg(r.ratio, 0, 'f', 2).arg(r.inkPixels);
     for (const QString& line : poor) qWarning("%s", qPrintable(line));
     QVERIFY2(poor.isEmpty(), qPrintable(QString::number(poor.size()) + " texts read poorly"));
     QVERIFY(readings_.size() > 200);
@@ -482,10 +476,10 @@ class ContrastTest : public QObject {
     QVERIFY(std::abs(seen["Black on white"].ratio - 21.0) < 0.01);
     for (const char* low : {"Mostly on a near ground", "f"})
       QVERIFY2(seen[low].ratio > 1.2 && seen[low].ratio < 1.35,
-               qPrintable(low + QStringLiteral(" ") + QString::number(seen[low].ratio)));
+               qPrintable(low + u" "_s + QString::number(seen[low].ratio)));
     for (const char* fine : {"Code", "Name", "a", "c", "d"})
       QVERIFY2(seen[fine].ratio > 6.0,
-               qPrintable(fine + QStringLiteral(" ") + QString::number(seen[fine].ratio)));
+               qPrintable(fine + u" "_s + QString::number(seen[fine].ratio)));
   }
 };
 

@@ -98,7 +98,7 @@ class ConversionFlowTest : public QObject {
     // A refused drop leaves the window as it was (the refusals are the core's).
     WriteFileText(f.work / "game.mds", "x");
     f.w->DropFiles({Q(f.work / "game.mds")}, -1);
-    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Sorry, currently MDS isn't available")));
+    QVERIFY(f.prompter.last().startsWith(u"Sorry, currently MDS isn't available"_s));
     QVERIFY(f.Text("txtIn").isEmpty());
     const std::string bin = f.Disc("Metal Gear.bin");
     const Bytes image = ReadFileBytes(bin);
@@ -110,11 +110,11 @@ class ConversionFlowTest : public QObject {
     f.w->DropFiles({Q(bin)}, -1);
     auto* source = f.Get<QLabel>("lblCustICON0Source");
     QCOMPARE(f.Text("txtCustICON0"), Q(found));
-    QCOMPARE(source->text(), QStringLiteral("from resource folder"));
+    QCOMPARE(source->text(), u"from resource folder"_s);
     QVERIFY(!source->isHidden());
     QVERIFY(f.Get<QLabel>("lblCustSND0Source")->isHidden());
     QCOMPARE(f.Text("txtIn"), Q(bin));
-    QCOMPARE(f.Get<QLabel>("lblRegion")->text(), QStringLiteral("NTSC"));
+    QCOMPARE(f.Get<QLabel>("lblRegion")->text(), u"NTSC"_s);
     QCOMPARE(f.Text("txtOut"), Q(WithTrailingSep(f.work / "out") + "SLUS00594"));
     QVERIFY(f.Get<QCheckBox>("chkPAL2NTSCScr")->isEnabled());
     QVERIFY(!f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
@@ -155,7 +155,7 @@ class ConversionFlowTest : public QObject {
     // The package as input: package mode, identity from the package itself.
     f.w->DropFiles({Q(f.OutFolder() + "EBOOT.PBP")}, -1);
     QVERIFY(f.w->packageLoaded());
-    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Metal Gear Solid [NTSC-U]"));
+    QCOMPARE(f.Text("txtTitle"), u"Metal Gear Solid [NTSC-U]"_s);
     QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
     QVERIFY(f.Get<QPushButton>("cmdCustICON0Extract")->isEnabled());
     QVERIFY(f.Get<QCheckBox>("chkRecompressEBOOT")->isEnabled());
@@ -163,10 +163,10 @@ class ConversionFlowTest : public QObject {
     QVERIFY(!f.Get<QLineEdit>("txtOut")->isEnabled());
 
     // Patched in place with a new title.
-    f.Get<QLineEdit>("txtTitle")->setText(QStringLiteral("Solid Snake"));
+    f.Get<QLineEdit>("txtTitle")->setText(u"Solid Snake"_s);
     f.Click("cmdGo");
     QCOMPARE(f.prompter.last(), QLatin1String(kMsgPatchingDone));
-    QCOMPARE(f.Text("txtTitle"), QStringLiteral("Solid Snake"));
+    QCOMPARE(f.Text("txtTitle"), u"Solid Snake"_s);
 
     // And back to a disc image.
     f.w->DropFiles({Q(bin)}, -1);
@@ -190,10 +190,10 @@ class ConversionFlowTest : public QObject {
     f.w->DropFiles({Q(two)}, -1);
     QVERIFY(shown());
     QCOMPARE(list->count(), 3);
-    QCOMPARE(list->item(0)->text(), QStringLiteral("Metal Gear Solid (Disc 1).bin"));
-    QCOMPARE(list->item(1)->text(), QStringLiteral("Metal Gear Solid (Disc 2).bin"));
-    QCOMPARE(list->item(2)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
-    QVERIFY(!f.Text("txtTitle").contains(QStringLiteral("Disc")));
+    QCOMPARE(list->item(0)->text(), u"Metal Gear Solid (Disc 1).bin"_s);
+    QCOMPARE(list->item(1)->text(), u"Metal Gear Solid (Disc 2).bin"_s);
+    QCOMPARE(list->item(2)->text(), u"metal gear solid (disc 3).BIN"_s);
+    QVERIFY(!f.Text("txtTitle").contains(u"Disc"_s));
     // Whichever disc was chosen, the game goes by disc 1's ID.
     QCOMPARE(f.w->gameId(), std::string("SLUS00594"));
     QCOMPARE(f.Text("txtIn").toStdString(), one);
@@ -201,7 +201,7 @@ class ConversionFlowTest : public QObject {
     // Disc 3 before disc 2; then an unwanted disc in and out again.
     list->setCurrentRow(2);
     f.Click("cmdDiscUp");
-    QCOMPARE(list->item(1)->text(), QStringLiteral("metal gear solid (disc 3).BIN"));
+    QCOMPARE(list->item(1)->text(), u"metal gear solid (disc 3).BIN"_s);
     f.dialogs.results = {Q(f.work / "Metal Gear Solid (Demo).bin")};
     f.Click("cmdDiscAdd");
     QCOMPARE(list->count(), 4);
@@ -211,8 +211,7 @@ class ConversionFlowTest : public QObject {
 
     f.Get<QSpinBox>("txtCompress")->setValue(1);
     f.Click("cmdGo");
-    QVERIFY2(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")),
-             qPrintable(f.prompter.last()));
+    QVERIFY2(f.prompter.last().startsWith(u"Conversion Done :)"_s), qPrintable(f.prompter.last()));
     // The package loaded back lists its discs in the order chosen (their bytes are the
     // core's), with nothing to change there.
     f.w->DropFiles({Q(f.OutFolder() + "EBOOT.PBP")}, -1);
@@ -220,12 +219,11 @@ class ConversionFlowTest : public QObject {
     QVERIFY(shown());
     QCOMPARE(list->count(), 3);
     for (auto [row, id] : {std::pair{0, "SLUS00594"}, {1, "SLUS01240"}, {2, "SLUS00776"}}) {
-      const QString expected = QStringLiteral("Disc %1: %2, %3 sectors, 1 track, ")
-                                   .arg(row + 1)
+      const QString expected = u"Disc %1: %2, %3 sectors, 1 track, "_s.arg(row + 1)
                                    .arg(QLatin1String(id))
                                    .arg(ReadFileBytes(one).size() / 2352);
       QVERIFY2(list->item(row)->text().startsWith(expected),
-               qPrintable(list->item(row)->text() + QStringLiteral(" / ") + expected));
+               qPrintable(list->item(row)->text() + u" / "_s + expected));
     }
     QVERIFY(!f.Get<QPushButton>("cmdDiscAdd")->isVisibleTo(f.w.get()));
     QVERIFY(!f.Get<QPushButton>("cmdDiscUp")->isVisibleTo(f.w.get()));
@@ -281,29 +279,28 @@ class ConversionFlowTest : public QObject {
 
     // The patch beside the image is offered (Yes), the key shown without the notice.
     f.w->DropFiles({Q(f.work / "game.bin")}, -1);
-    QVERIFY(f.prompter.shown.at(0).text.startsWith(
-        QStringLiteral("A patch lies beside the disc image:\r\n")));
+    QVERIFY(f.prompter.shown.at(0).text.startsWith(u"A patch lies beside the disc image:\r\n"_s));
     QCOMPARE(list->count(), 1);
-    QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
-    QCOMPARE(libcrypt->text(), QStringLiteral("LibCrypt key 0x8000 (from game.sbi)"));
+    QCOMPARE(list->item(0)->text(), u"game.ppf"_s);
+    QCOMPARE(libcrypt->text(), u"LibCrypt key 0x8000 (from game.sbi)"_s);
 
     // Without a patch the notice says what a PSP needs.
     list->setCurrentRow(0);
     f.Click("cmdPatchRemove");
     QCOMPARE(list->count(), 0);
-    QVERIFY(libcrypt->text().contains(QStringLiteral("anti-LibCrypt patch")));
+    QVERIFY(libcrypt->text().contains(u"anti-LibCrypt patch"_s));
 
     // Two patches over the same bytes: the one applied last wins.
     f.dialogs.results = {Q(f.work / "other.ips"), Q(f.work / "game.ppf")};
     f.Click("cmdPatchAdd");
     f.Click("cmdPatchAdd");
-    QCOMPARE(list->item(1)->text(), QStringLiteral("game.ppf"));
+    QCOMPARE(list->item(1)->text(), u"game.ppf"_s);
     f.Click("cmdPatchUp");
-    QCOMPARE(list->item(0)->text(), QStringLiteral("game.ppf"));
-    QCOMPARE(libcrypt->text(), QStringLiteral("LibCrypt key 0x8000 (from game.sbi)"));
+    QCOMPARE(list->item(0)->text(), u"game.ppf"_s);
+    QCOMPARE(libcrypt->text(), u"LibCrypt key 0x8000 (from game.sbi)"_s);
 
     f.Click("cmdGo");
-    QVERIFY(f.prompter.last().startsWith(QStringLiteral("Conversion Done :)")));
+    QVERIFY(f.prompter.last().startsWith(u"Conversion Done :)"_s));
     const std::string out = f.OutFolder();
     InflatingReader reader(out + "EBOOT.PBP");
     Bytes disc;
@@ -331,7 +328,7 @@ class ConversionFlowTest : public QObject {
     const std::string folder = f.work.MakeDir("rips");
     // A cancelled save dialog stops quietly.
     f.Choose("mnuCDImage");
-    QCOMPARE(f.dialogs.calls.back().extension, QStringLiteral("cue"));
+    QCOMPARE(f.dialogs.calls.back().extension, u"cue"_s);
     QVERIFY(f.prompter.shown.empty());
     QVERIFY(Entries(folder).empty());
 
@@ -381,7 +378,7 @@ class ConversionFlowTest : public QObject {
     // No output folder yet: it is asked for; a cancelled picker stops before any rip.
     f.resolved.clear();
     f.Choose("mnuCDDevice");
-    QCOMPARE(f.dialogs.calls.back().kind, QStringLiteral("folder"));
+    QCOMPARE(f.dialogs.calls.back().kind, u"folder"_s);
     QVERIFY(f.resolved.empty());
 
     const std::string out = f.work.MakeDir("out");

@@ -94,9 +94,9 @@ class DialogsTest : public QObject {
   void opensWithTheCurrentValuesAndTheIdTakesDigitsAndColon() {
     ui::FixSaveDialog d(theme_, prompter_, "MY SAVE", "SLUS01234");
     auto* combo = Child<QComboBox>(&d, "cboID");
-    QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), QStringLiteral("MY SAVE"));
-    QCOMPARE(combo->currentText(), QStringLiteral("SLUS"));
-    QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), QStringLiteral("01234"));
+    QCOMPARE(Child<QLineEdit>(&d, "txtSave")->text(), u"MY SAVE"_s);
+    QCOMPARE(combo->currentText(), u"SLUS"_s);
+    QCOMPARE(Child<QLineEdit>(&d, "txtID")->text(), u"01234"_s);
     QCOMPARE(combo->count(), 12);
     for (int i : {5, 9, 11}) QCOMPARE(combo->itemText(i), QLatin1String(i == 11 ? "ESPM" : "SLPS"));
 
@@ -110,14 +110,14 @@ class DialogsTest : public QObject {
     blank.show();
     auto* id = Child<QLineEdit>(&blank, "txtID");
     QCOMPARE(id->text(), QString());
-    QTest::keyClicks(id, QStringLiteral("1a:3 b45x"));
-    QCOMPARE(id->text(), QStringLiteral("1:345"));
+    QTest::keyClicks(id, u"1a:3 b45x"_s);
+    QCOMPARE(id->text(), u"1:345"_s);
     QTest::keyClick(id, Qt::Key_Backspace);
-    QCOMPARE(id->text(), QStringLiteral("1:34"));
+    QCOMPARE(id->text(), u"1:34"_s);
     // A paste is not filtered.
-    QApplication::clipboard()->setText(QStringLiteral("z"));
+    QApplication::clipboard()->setText(u"z"_s);
     QTest::keyClick(id, Qt::Key_V, Qt::ControlModifier);
-    QCOMPARE(id->text(), QStringLiteral("1:34z"));
+    QCOMPARE(id->text(), u"1:34z"_s);
   }
 
   void okChecksAndHandsBack() {
@@ -125,17 +125,17 @@ class DialogsTest : public QObject {
     ui::FixSaveDialog d(theme_, p, "", "SLUS0123");
     d.OkClicked();
     QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterSaveName));
-    Child<QLineEdit>(&d, "txtSave")->setText(QStringLiteral("New save"));
+    Child<QLineEdit>(&d, "txtSave")->setText(u"New save"_s);
     d.OkClicked();  // four digits
     QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterValidId));
     QCOMPARE(p.shown.back().icon, MsgIcon::Exclamation);
-    Child<QLineEdit>(&d, "txtID")->setText(QStringLiteral("1:345"));
-    Child<QComboBox>(&d, "cboID")->setEditText(QStringLiteral("abc"));
+    Child<QLineEdit>(&d, "txtID")->setText(u"1:345"_s);
+    Child<QComboBox>(&d, "cboID")->setEditText(u"abc"_s);
     d.OkClicked();
     QCOMPARE(p.shown.size(), size_t(3));
     QCOMPARE(d.result(), int(QDialog::Rejected));
     // The prefix is not judged here; the conversion's checks refuse it later.
-    Child<QComboBox>(&d, "cboID")->setEditText(QStringLiteral("abcd"));
+    Child<QComboBox>(&d, "cboID")->setEditText(u"abcd"_s);
     d.OkClicked();
     QCOMPARE(p.shown.size(), size_t(3));
     QCOMPARE(d.result(), int(QDialog::Accepted));
@@ -150,15 +150,15 @@ class DialogsTest : public QObject {
     QVERIFY(known.Load(f.db, true, "SLES11234", "typed title"));
     QCOMPARE(known.count(), 4);
     QCOMPARE(known.selectedIndex(), 2);
-    QCOMPARE(known.titleText(), QStringLiteral("Moonlit Harbour (Disc 2)"));
-    QCOMPARE(known.list()->itemText(1), QStringLiteral("Metal Game"));  // tag hidden
+    QCOMPARE(known.titleText(), u"Moonlit Harbour (Disc 2)"_s);
+    QCOMPARE(known.list()->itemText(1), u"Metal Game"_s);  // tag hidden
 
     // Without the fallback line nothing is chosen and the handed title stays.
     WriteFileText(f.db, std::string(kDb).substr(std::string(kDb).find('\n') + 1));
     ui::SelectDialog none(f.theme, f.prompter);
     QVERIFY(none.Load(f.db, false, "SLUS99999", "typed title"));
     QCOMPARE(none.selectedIndex(), -1);
-    QCOMPARE(none.titleText(), QStringLiteral("typed title"));
+    QCOMPARE(none.titleText(), u"typed title"_s);
     none.OkClicked();
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgSelectGame));
     QCOMPARE(none.result(), int(QDialog::Rejected));
@@ -176,12 +176,11 @@ class DialogsTest : public QObject {
     d.show();
     QVERIFY(QTest::qWaitForWindowExposed(&d));
     d.list()->lineEdit()->clear();
-    QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("harb"));
+    QTest::keyClicks(d.list()->lineEdit(), u"harb"_s);
     QCompleter* c = d.list()->completer();
     QCOMPARE(c->completionCount(), 2);
-    QCOMPARE(c->completionModel()->index(0, 0).data().toString(),
-             QStringLiteral("Moonlit Harbour (Disc 2)"));
-    QTest::keyClicks(d.list()->lineEdit(), QStringLiteral("our (disc 1"));
+    QCOMPARE(c->completionModel()->index(0, 0).data().toString(), u"Moonlit Harbour (Disc 2)"_s);
+    QTest::keyClicks(d.list()->lineEdit(), u"our (disc 1"_s);
     QCOMPARE(c->completionCount(), 1);
     // Picking the match selects its entry, so that OK takes its IDs.
     emit c->activated(c->completionModel()->index(0, 0));
@@ -216,7 +215,7 @@ class DialogsTest : public QObject {
         if (!d) qFatal("the selection dialog is not open");
         if (!ok) return d->reject();
         d->list()->setCurrentIndex(pick);
-        d->list()->setEditText(QStringLiteral("Harbour, edited"));
+        d->list()->setEditText(u"Harbour, edited"_s);
         d->OkClicked();
       });
     };
@@ -244,12 +243,12 @@ class DialogsTest : public QObject {
     f.settings.hideNameTags = true;
     f.settings.theme = "NIGHT";  // the list entry is found case-blind
     auto d = f.Open();
-    QCOMPARE(d->windowTitle(), QStringLiteral("options"));
+    QCOMPARE(d->windowTitle(), u"options"_s);
     auto* themes = Child<QComboBox>(d.get(), "cboTheme");
     QCOMPARE(themes->count(), 2);
-    QCOMPARE(themes->itemText(0), QStringLiteral("Default"));
-    QCOMPARE(themes->itemText(1), QStringLiteral("Night"));
-    QCOMPARE(themes->currentText(), QStringLiteral("Night"));
+    QCOMPARE(themes->itemText(0), u"Default"_s);
+    QCOMPARE(themes->itemText(1), u"Night"_s);
+    QCOMPARE(themes->currentText(), u"Night"_s);
     QVERIFY(Child<QRadioButton>(d.get(), "optOutDirAct_2")->isChecked());
     QVERIFY(Child<QRadioButton>(d.get(), "optAutoTransAct_1")->isChecked());
     QCOMPARE(Child<QComboBox>(d.get(), "cboImgRes")->currentIndex(), 3);
@@ -280,10 +279,10 @@ class DialogsTest : public QObject {
     QCOMPARE(titles, (QStringList{"folder: Select Default Customize Folder",
                                   "folder: Select Default Image Folder",
                                   "folder: Select Default Output Folder"}));
-    QCOMPARE(Child<QLineEdit>(b.get(), "txtIn")->text(), QStringLiteral("/picked/cust"));
+    QCOMPARE(Child<QLineEdit>(b.get(), "txtIn")->text(), u"/picked/cust"_s);
     // A cancelled picker leaves the box as it was.
     QCOMPARE(Child<QLineEdit>(b.get(), "txtCust")->text(), QString());
-    QCOMPARE(Child<QLineEdit>(b.get(), "txtOut")->text(), QStringLiteral("/picked/out"));
+    QCOMPARE(Child<QLineEdit>(b.get(), "txtOut")->text(), u"/picked/out"_s);
 
     Settings expected = f.settings;  // the settings the dialog does not show stay as they were
     d = f.Open();
@@ -324,8 +323,8 @@ class DialogsTest : public QObject {
     DocFixture f;
     QCOMPARE(Child<QLineEdit>(f.Open("SLUS0123").get(), "txtID")->text(), QString());
     auto d = f.Open();
-    QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), QStringLiteral("SLUS"));
-    QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), QStringLiteral("01234"));
+    QCOMPARE(Child<QComboBox>(d.get(), "cboID")->currentText(), u"SLUS"_s);
+    QCOMPARE(Child<QLineEdit>(d.get(), "txtID")->text(), u"01234"_s);
     QCOMPARE(Child<QLineEdit>(d.get(), "txtOut")->text(), Q(f.out / "DOCUMENT.DAT"));
     QListWidget* l = d->list();
     for (const char* p : {"a", "b", "c", "d", "e", "f"}) d->AddPage(QLatin1String(p), false);
@@ -343,7 +342,7 @@ class DialogsTest : public QObject {
     QTest::keyClick(l, Qt::Key_Down, Qt::AltModifier);
     QCOMPARE(d->pages(), (QStringList{"c", "d", "e", "a", "f", "b"}));
     d->MoveDown();  // the last line is selected
-    QCOMPARE(d->pages().last(), QStringLiteral("b"));
+    QCOMPARE(d->pages().last(), u"b"_s);
     l->item(0)->setSelected(true);
     QTest::keyClick(l, Qt::Key_Delete);
     QCOMPARE(d->pages(), (QStringList{"d", "e", "a", "f"}));
@@ -358,7 +357,7 @@ class DialogsTest : public QObject {
       WriteFileText(f.pages / n, "x");
     f.dialogs.results = {Q(f.pages.folder())};
     d->AddDirClicked();
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select Directory to Add"));
+    QCOMPARE(f.dialogs.calls.back().title, u"Select Directory to Add"_s);
     QStringList got = d->pages();
     got.sort();
     QCOMPARE(got, (QStringList{Q(f.pages / "one.png"), Q(f.pages / "two.JPEG")}));
@@ -386,11 +385,11 @@ class DialogsTest : public QObject {
     d->OkClicked();  // Yes, but there is no template
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocHeadMissing));
     QVERIFY(CopyFileTo(RuntimeFolder() + "Data/DOCHead.dat", f.prog / "Data/DOCHead.dat"));
-    Child<QLineEdit>(d.get(), "txtID")->setText(QStringLiteral("0123"));
+    Child<QLineEdit>(d.get(), "txtID")->setText(u"0123"_s);
     d->OkClicked();
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgEnterValidId));
     QVERIFY(!FileExists(dat));
-    Child<QLineEdit>(d.get(), "txtID")->setText(QStringLiteral("12:45"));
+    Child<QLineEdit>(d.get(), "txtID")->setText(u"12:45"_s);
     d->OkClicked();
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocDone));
     QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Information);
@@ -403,8 +402,8 @@ class DialogsTest : public QObject {
     f.dialogs.calls.clear();
     f.dialogs.results = {Q(dat), Q(pagesOut.folder())};
     d->ExtractClicked();
-    QCOMPARE(f.dialogs.calls[0].title, QStringLiteral("Select a DOCUMENT.DAT file"));
-    QCOMPARE(f.dialogs.calls[1].title, QStringLiteral("Select Output Directory"));
+    QCOMPARE(f.dialogs.calls[0].title, u"Select a DOCUMENT.DAT file"_s);
+    QCOMPARE(f.dialogs.calls[1].title, u"Select Output Directory"_s);
     QCOMPARE(f.prompter.last(), QLatin1String(ui::kMsgDocExtracted));
     QCOMPARE(ReadFileBytes(pagesOut / DocumentPageFileName(0, 101)), ReadFileBytes(png));
   }

@@ -37,6 +37,7 @@
 
 namespace ebf::test {
 
+using namespace Qt::StringLiterals;
 using ui::Q;
 
 class ScriptedPrompter : public ui::Prompter {

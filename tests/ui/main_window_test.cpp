@@ -47,8 +47,8 @@ class MainWindowTest : public QObject {
     box->setText(QString(300, QLatin1Char('y')));
     QCOMPARE(box->text(), QString(127, QLatin1Char('y')));
     box->setText(QString(125, QLatin1Char('x')));
-    box->insert(QStringLiteral("ab") + star);  // pasted: as much as fits
-    QCOMPARE(box->text(), QString(125, QLatin1Char('x')) + QStringLiteral("ab"));
+    box->insert(u"ab"_s + star);  // pasted: as much as fits
+    QCOMPARE(box->text(), QString(125, QLatin1Char('x')) + u"ab"_s);
     box->setText(QString(42, star[0]));  // 126 bytes: one more star does not fit
     box->setCursorPosition(0);
     box->insert(star);
@@ -64,10 +64,10 @@ class MainWindowTest : public QObject {
 
     f.w->show();
     auto* toggle = f.Get<QPushButton>("cmdCustShowHide");
-    QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (+)"));
+    QCOMPARE(toggle->text(), u"    Customize the EBOOT (+)"_s);
     QVERIFY(!f.Get<QLineEdit>("txtCustICON0")->isVisible());
     f.Click("cmdCustShowHide");
-    QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (-)"));
+    QCOMPARE(toggle->text(), u"    Customize the EBOOT (-)"_s);
     QVERIFY(f.Get<QLineEdit>("txtCustICON0")->isVisible());
     QVERIFY(f.w->settings().showCust);
     f.Click("cmdCustShowHide");
@@ -77,7 +77,7 @@ class MainWindowTest : public QObject {
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
     for (const char* grey : {"txtCustSND0", "cmdCustSND0Browse", "lblCustSND0Info"})
       QVERIFY2(!f.Get<QWidget>(grey)->isEnabled(), grey);
-    QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), QStringLiteral("/music.at3"));
+    QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), u"/music.at3"_s);
 
     // Extract copies the loaded package's file where the user picks.
     f.prog.MakeDir("Temp");
@@ -87,13 +87,13 @@ class MainWindowTest : public QObject {
     f.dialogs.results = {Q(target)};
     f.Click("cmdCustICON1Extract");
     const auto& call = f.dialogs.calls.back();
-    QCOMPARE(call.kind, QStringLiteral("save"));
-    QCOMPARE(call.title, QStringLiteral("Select where to save ICON1.PMF"));
-    QCOMPARE(call.proposedName, QStringLiteral("ICON1.PMF"));
-    QCOMPARE(call.extension, QStringLiteral("pmf"));
+    QCOMPARE(call.kind, u"save"_s);
+    QCOMPARE(call.title, u"Select where to save ICON1.PMF"_s);
+    QCOMPARE(call.proposedName, u"ICON1.PMF"_s);
+    QCOMPARE(call.extension, u"pmf"_s);
     QCOMPARE(ReadFileText(target), std::string("movie"));
     f.Click("cmdCustGamebootExtract");  // cancelled: no file, no message
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select where to save the gameboot PNG"));
+    QCOMPARE(f.dialogs.calls.back().title, u"Select where to save the gameboot PNG"_s);
     QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
     QVERIFY(f.prompter.shown.empty());
   }
@@ -107,7 +107,7 @@ class MainWindowTest : public QObject {
       f.Click("cmdGo");
       return f.prompter.shown.empty() ? QString() : f.prompter.shown.front().text;
     };
-    QCOMPARE(go(), QStringLiteral("The input file doesn't exist!"));
+    QCOMPARE(go(), u"The input file doesn't exist!"_s);
     const std::string iso = f.work / "game.iso";
     WriteFileText(iso, "x");
     f.Get<QLineEdit>("txtIn")->setText(Q(iso));
@@ -122,7 +122,7 @@ class MainWindowTest : public QObject {
     WriteFileText(f.work / "game.bin", "x");
     f.Get<QLineEdit>("txtIn")->setText(Q(f.work / "game.bin"));
     f.Get<QLineEdit>("txtCustGameboot")->setText(Q(f.work / "boot.png"));
-    QCOMPARE(go(), QStringLiteral("The Gameboot PNG file doesn't exist!"));
+    QCOMPARE(go(), u"The Gameboot PNG file doesn't exist!"_s);
     QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
 
     // What a run's end says: nothing after a cancel or a No, the failure as it is, the
@@ -175,7 +175,7 @@ class MainWindowTest : public QObject {
     f.w->DropFiles(three, -1);
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
-             QStringLiteral("More than one file was dropped - only the first file will be used."));
+             u"More than one file was dropped - only the first file will be used."_s);
     QCOMPARE(f.resolved, std::vector<std::string>{a});
     // A dropped file that has vanished is ignored without a word.
     f.prompter.shown.clear();
@@ -210,7 +210,7 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.dialogs.calls.back().startAt, Q(f.work.path()));
     QCOMPARE(f.dialogs.calls.back().filters.size(), size_t(2));
     QCOMPARE(f.dialogs.calls.back().filters[0].second,
-             QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"));
+             u"*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"_s);
     QCOMPARE(f.resolved.back(), c);
     f.Click("cmdInBrowse");  // cancelled: nothing more
     QCOMPARE(f.resolved.size(), size_t(2));
@@ -219,7 +219,7 @@ class MainWindowTest : public QObject {
     f.Click("cmdCustShowHide");
     f.dialogs.results = {"/pics/boot.gif"};
     f.Click("cmdCustGamebootBrowse");
-    QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), QStringLiteral("/pics/boot.gif"));
+    QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), u"/pics/boot.gif"_s);
   }
 
   // The start of the program, run again and again on one window. Which files are
@@ -260,7 +260,7 @@ class MainWindowTest : public QObject {
     QCOMPARE(f.Get<QSpinBox>("txtCompress")->value(), 4);
     QVERIFY(w.customisationShown());
     QCOMPARE(w.theme().name, std::string("Night"));
-    QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
+    QCOMPARE(w.windowTitle(), u"Night Owl"_s);
 
     // The command line beats the last image; the panel folds as the file says.
     QVERIFY(start("LastUsedImage = " + last + "\r\nShowCust = 0\r\n", "\"" + given + "\""));
@@ -272,7 +272,7 @@ class MainWindowTest : public QObject {
     QVERIFY(f.resolved.empty());
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(w.theme().name, std::string("Default"));
-    QCOMPARE(w.windowTitle(), QStringLiteral("Plain"));
+    QCOMPARE(w.windowTitle(), u"Plain"_s);
 
     // A PAL fix a killed conversion left on the user's image is put back (the core's) and
     // said so; one that cannot be is a warning.
@@ -297,7 +297,7 @@ class MainWindowTest : public QObject {
     QVERIFY(!w.isMinimized());
 
     // A second copy finds the first and brings it to the front.
-    const QString key = QStringLiteral("ebf-test-") + QUuid::createUuid().toString(QUuid::Id128);
+    const QString key = u"ebf-test-"_s + QUuid::createUuid().toString(QUuid::Id128);
     ui::SingleInstance first(key);
     QVERIFY(!first.AskRunningCopy(200));  // nobody runs yet
     QVERIFY(first.Listen());

@@ -89,12 +89,12 @@ class PackageDialogsTest : public QObject {
     const VerifyReport report = VerifyPackage(dir / "EBOOT.PBP", {}, progress, cancel);
     ui::ThemeContext theme;
     ui::VerifyDialog dialog(theme, dir / "EBOOT.PBP", report);
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Verify EBOOT.PBP"));
+    QCOMPARE(dialog.windowTitle(), u"Verify EBOOT.PBP"_s);
     QCOMPARE(dialog.verdict()->text(),
-             QStringLiteral("Verified: every block reads and everything checked agrees."));
+             u"Verified: every block reads and everything checked agrees."_s);
     QCOMPARE(dialog.findChild<QLabel*>("lblDigests")->text(),
-             QStringLiteral("3 blocks read; the package carries no block digests: blocks could "
-                            "not be checked against them."));
+             u"3 blocks read; the package carries no block digests: blocks could "
+             "not be checked against them."_s);
     QTableWidget* t = dialog.table();
     QCOMPARE(t->rowCount(), 2);
     auto row = [t](int r) {
@@ -102,10 +102,11 @@ class PackageDialogsTest : public QObject {
       for (int c = 0; c < t->columnCount(); ++c) cells << t->item(r, c)->text();
       return cells.join(' ');
     };
-    QVERIFY2(row(0).startsWith(QStringLiteral("1 data 47040 02d971dd ")), qPrintable(row(0)));
+    QVERIFY2(row(0).startsWith(u"1 data 47040 02d971dd "_s), qPrintable(row(0)));
     // 65,856 bytes of 0x5A, summed by hand with Python's zlib and hashlib.
-    QCOMPARE(row(1), QStringLiteral("2 audio 65856 6051734d a819b0e0845e767ef0a624200c899aa0 "
-                                    "6c92f64d2c27b11a293179a917365c7f90345390"));
+    QCOMPARE(row(1),
+             u"2 audio 65856 6051734d a819b0e0845e767ef0a624200c899aa0 "
+             "6c92f64d2c27b11a293179a917365c7f90345390"_s);
     QVERIFY(!dialog.findChild<QPlainTextEdit*>("txtProblems"));
 
     // A damaged package: the verdict counts the problems and the list names them.
@@ -114,10 +115,10 @@ class PackageDialogsTest : public QObject {
     bad.againstChecked = true;
     bad.againstText = "sector 20 (track 2) differs first";
     ui::VerifyDialog second(theme, dir / "EBOOT.PBP", bad);
-    QCOMPARE(second.verdict()->text(), QStringLiteral("Not verified: 2 problems found."));
+    QCOMPARE(second.verdict()->text(), u"Not verified: 2 problems found."_s);
     QCOMPARE(Child<QPlainTextEdit>(&second, "txtProblems")->toPlainText(),
-             QStringLiteral("Against the source: sector 20 (track 2) differs first\n"
-                            "Block 1 (track 1, at byte 1100000) does not inflate."));
+             u"Against the source: sector 20 (track 2) differs first\n"
+             "Block 1 (track 1, at byte 1100000) does not inflate."_s);
   }
   // The discs' contents are the core's (pbp extract tests); here the questions on the way,
   // and each disc landing where it belongs.
@@ -137,9 +138,9 @@ class PackageDialogsTest : public QObject {
 
     // A cancelled save dialog ends silently.
     QVERIFY(run(eboot, "", 0) == Outcome::Declined());
-    QCOMPARE(dialogs.calls[0].title, QStringLiteral("Select where to save the ISO"));
-    QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
-    QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
+    QCOMPARE(dialogs.calls[0].title, u"Select where to save the ISO"_s);
+    QCOMPARE(dialogs.calls[0].extension, u"iso"_s);
+    QCOMPARE(dialogs.calls[0].filters.front().first, u"ISO Files (*.iso)"_s);
     QVERIFY(prompter.shown.empty());
     WriteFileText(dir / "EBOOT.sbi", "one disc's LibCrypt data");
     QVERIFY(run(eboot, iso, 0) == Outcome::Success());
@@ -237,8 +238,7 @@ class PackageDialogsTest : public QObject {
     QStringList steps;
     for (int i = 0; i < 11; ++i) {
       if (i > 0) d.Tick();
-      steps << QStringLiteral("%1 %2 %3")
-                   .arg(d.interval())
+      steps << u"%1 %2 %3"_s.arg(d.interval())
                    .arg(d.alpha())
                    .arg(QLatin1String(d.animating() ? "fading" : "held"));
       if (i == 0 || i == 9) QCOMPARE(&d.shown(), &d.layers().menu);
@@ -264,7 +264,7 @@ class PackageDialogsTest : public QObject {
            {475, 266, kPic1}, {474, 267, kPic1}, {165, 190, kPic0}, {164, 190, kPic1},
            {214, 185, kHighlight}, {215, 185, kPic0}, {15, 86, kHighlight}, {14, 86, kPic1},
            {24, 96, kIcon}, {167, 175, kIcon}, {168, 176, kHighlight}})
-      QVERIFY2(At(l.menu, x, y) == want, qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+      QVERIFY2(At(l.menu, x, y) == want, qPrintable(u"%1,%2"_s.arg(x).arg(y)));
     // clang-format on
 
     // An unticked icon is the empty "null" file: the stock icon stands in. Without a

@@ -11,6 +11,7 @@
 
 using ebf::CancelToken;
 using ebf::Outcome;
+using namespace Qt::StringLiterals;
 using ebf::test::Child;
 using ebf::test::GapWatch;
 using ebf::test::ScriptedPrompter;
@@ -25,19 +26,19 @@ class ProgressWindowTest : public QObject {
   // and the window cannot be closed.
   void clockCancelAndStages() {
     for (auto [seconds, text] : {std::pair{0, "0m 0s"}, {125, "2m 5s"}, {3661, "61m 1s"}})
-      QCOMPARE(ProgressWindow::ElapsedText(seconds), QStringLiteral("Time Elapsed: ") + text);
+      QCOMPARE(ProgressWindow::ElapsedText(seconds), u"Time Elapsed: "_s + text);
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Progress, prompter, ThemeContext{});
     auto* time = w.findChild<QLabel*>("lblTime");
-    QCOMPARE(time->text(), QStringLiteral("0s"));
+    QCOMPARE(time->text(), u"0s"_s);
     for (int i = 0; i < 65; ++i) w.Tick();
-    QCOMPARE(time->text(), QStringLiteral("Time Elapsed: 1m 5s"));
+    QCOMPARE(time->text(), u"Time Elapsed: 1m 5s"_s);
     w.Reset();
     w.Tick();
-    QCOMPARE(time->text(), QStringLiteral("Time Elapsed: 0m 1s"));
+    QCOMPARE(time->text(), u"Time Elapsed: 0m 1s"_s);
 
     auto* cancel = w.findChild<QPushButton*>("cmdCancel");
-    QCOMPARE(cancel->text(), QStringLiteral("Cancel"));
+    QCOMPARE(cancel->text(), u"Cancel"_s);
     QTest::mouseClick(cancel, Qt::LeftButton);  // no job: nothing to stop
     CancelToken token;
     w.SetCancelToken(&token);
@@ -58,14 +59,14 @@ class ProgressWindowTest : public QObject {
     QTest::keyClick(&w, Qt::Key_F4, Qt::AltModifier);
     QApplication::processEvents();
     QVERIFY(w.isVisible());
-    QCOMPARE(w.windowTitle(), QStringLiteral("Processing..."));
+    QCOMPARE(w.windowTitle(), u"Processing..."_s);
     auto* frame = Child<ebf::ui::ProgressBarFrame>(&w, "frame");
     auto* fill = Child<QWidget>(&w, "imgFill");
     auto* bytes = Child<QLabel>(&w, "lblBytes");
 
     // A stage names the window; a known total fills the bar (never past the frame).
     progress.BeginStage("Adding RAW padding...");
-    QCOMPARE(w.windowTitle(), QStringLiteral("Adding RAW padding..."));
+    QCOMPARE(w.windowTitle(), u"Adding RAW padding..."_s);
     QCOMPARE(fill->width(), 0);
     progress.Advance(25, 100);
     QCOMPARE(fill->width(), qRound(frame->width() * 0.25));
@@ -75,10 +76,10 @@ class ProgressWindowTest : public QObject {
 
     // A compressed package: the size of the image, and the bytes written instead of a bar.
     progress.BeginStage("Converting to EBOOT...", 1.0, 1572864);
-    QCOMPARE(w.windowTitle(), QStringLiteral("Converting to EBOOT..."));
-    QCOMPARE(w.findChild<QLabel*>("lblOrigSize")->text(), QStringLiteral("Image Size: 1.5 MB"));
+    QCOMPARE(w.windowTitle(), u"Converting to EBOOT..."_s);
+    QCOMPARE(w.findChild<QLabel*>("lblOrigSize")->text(), u"Image Size: 1.5 MB"_s);
     progress.Advance(12288, 0);
-    QCOMPARE(bytes->text(), QStringLiteral("Bytes written: 12 KB"));
+    QCOMPARE(bytes->text(), u"Bytes written: 12 KB"_s);
     QVERIFY(frame->isHidden() && !bytes->isHidden());
     progress.EndStage(true);
     QVERIFY(!frame->isHidden() && bytes->isHidden());
@@ -93,7 +94,7 @@ class ProgressWindowTest : public QObject {
   void logWindowHasItsExtraControls() {
     ScriptedPrompter prompter;
     ProgressWindow w(ProgressWindow::Kind::Log, prompter, ThemeContext{});
-    QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), QStringLiteral("Errors:"));
+    QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), u"Errors:"_s);
     ebf::Progress& progress = w;
     // A stage's words and its "Done" share one line; text is added as it stands.
     progress.Log("first line");
@@ -113,7 +114,7 @@ class ProgressWindowTest : public QObject {
     progress.EndStage(false);
     progress.EndStage(true);
     QCOMPARE(w.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
-             QStringLiteral("first line\n  Extracting ISO... Done\n  Converting to EBOOT... "));
+             u"first line\n  Extracting ISO... Done\n  Converting to EBOOT... "_s);
   }
 
   // A job on its worker thread: the window answers at once, its stages arrive queued, a
@@ -157,19 +158,19 @@ class ProgressWindowTest : public QObject {
     QCOMPARE(result, Outcome::Cancelled());
     QVERIFY(onWorker);
     QCOMPARE(prompter.shown.size(), size_t(3));
-    QCOMPARE(prompter.shown[0].text, QStringLiteral("Begin?"));
+    QCOMPARE(prompter.shown[0].text, u"Begin?"_s);
     for (std::size_t i : {1, 2}) {
       QCOMPARE(prompter.shown[i].text,
-               QStringLiteral("WARNING: cancelling this process may cause problems, such as "
-                              "ending up with corrupt files - are you sure you wish to do this?"));
+               u"WARNING: cancelling this process may cause problems, such as "
+               "ending up with corrupt files - are you sure you wish to do this?"_s);
       QVERIFY(prompter.shown[i].defaultNo);
       QVERIFY(prompter.shown[i].icon == ebf::MsgIcon::Exclamation);
       QVERIFY(prompter.shown[i].buttons == ebf::ui::Buttons::YesNo);
     }
-    QCOMPARE(w.windowTitle(), QStringLiteral("Rewriting your image..."));
-    QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
+    QCOMPARE(w.windowTitle(), u"Rewriting your image..."_s);
+    QVERIFY2(worstGap < 100, qPrintable(u"worst gap %1 ms"_s.arg(worstGap)));
     QVERIFY2(endedAt - cancelledAt < 1000,
-             qPrintable(QStringLiteral("stopped %1 ms after Cancel").arg(endedAt - cancelledAt)));
+             qPrintable(u"stopped %1 ms after Cancel"_s.arg(endedAt - cancelledAt)));
   }
 };
 

@@ -41,11 +41,11 @@ class QueueWindowTest : public QObject {
       QStringList rows;
       ui::QueueTable* t = w->table();
       for (int r = 0; r < t->rowCount(); ++r)
-        rows << QStringLiteral("%1 | %2 | %3")
+        rows << u"%1 | %2 | %3"_s
                     .arg(t->item(r, ui::QueueTable::kTitle)->text(),
                          t->item(r, ui::QueueTable::kState)->text(),
                          t->item(r, ui::QueueTable::kReason)->text())
-                    .replace(Q(work.path()), QStringLiteral("~"));
+                    .replace(Q(work.path()), u"~"_s);
       return rows;
     }
   };
@@ -63,23 +63,22 @@ class QueueWindowTest : public QObject {
     f.dialogs.results = {Q(f.work / "lib")};
     f.Click("cmdAddFolder");
     QCOMPARE(f.w->table()->rowCount(), 2);
-    QCOMPARE(f.w->table()->item(0, ui::QueueTable::kDiscs)->text(), QStringLiteral("2"));
+    QCOMPARE(f.w->table()->item(0, ui::QueueTable::kDiscs)->text(), u"2"_s);
     Child<QCheckBox>(f.w.get(), "chkCopyToPsp")->setChecked(true);
 
     GapWatch gaps;  // from the click to the end of the run
     f.Click("cmdStart");
     const qint64 worstGap = gaps.Worst();
-    QVERIFY2(worstGap < 100, qPrintable(QStringLiteral("worst gap %1 ms").arg(worstGap)));
+    QVERIFY2(worstGap < 100, qPrintable(u"worst gap %1 ms"_s.arg(worstGap)));
     QCOMPARE(f.Rows(),
              QStringList({"Metal Gear Solid [NTSC-U] | Done | Copied to ~/psp/PSP/GAME/SLUS00594",
                           "readme | Skipped (not a disc) | readme.iso is not a PlayStation disc: "
                           "it holds no ISO 9660 file system."}));
     QCOMPARE(Child<QLabel>(f.w.get(), "lblSummary")->text().left(31),
-             QStringLiteral("1 done, 0 failed, 1 skipped in "));
+             u"1 done, 0 failed, 1 skipped in "_s);
     QVERIFY(FileExists(f.work / "psp/PSP/GAME/SLUS00594/EBOOT.PBP"));
     const QString log = f.w->LogOf(f.w->table()->IdAt(0));
-    QVERIFY2(log.contains(QStringLiteral("  disc 2: ")) && log.contains(QStringLiteral("\nDone")),
-             qPrintable(log));
+    QVERIFY2(log.contains(u"  disc 2: "_s) && log.contains(u"\nDone"_s), qPrintable(log));
     QVERIFY(f.prompter.shown.empty());
   }
 
@@ -133,12 +132,13 @@ class QueueWindowTest : public QObject {
     // row again (that it then runs is the core's: library/queue tests).
     mode.emplace("error");
     f.Click("cmdStart");
-    QCOMPARE(f.Rows()[1], QStringLiteral("Hot Shots Golf 2 [NTSC-U] | Failed | Error occurred "
-                                         "during conversion!  Tarnwick returned the following:"));
-    QVERIFY(f.w->LogOf(f.w->table()->IdAt(1)).contains(QStringLiteral("Cannot read the image")));
+    QCOMPARE(f.Rows()[1],
+             u"Hot Shots Golf 2 [NTSC-U] | Failed | Error occurred "
+             "during conversion!  Tarnwick returned the following:"_s);
+    QVERIFY(f.w->LogOf(f.w->table()->IdAt(1)).contains(u"Cannot read the image"_s));
     f.w->table()->selectRow(1);
     f.Click("cmdRetry");
-    QCOMPARE(f.Rows()[1], QStringLiteral("Hot Shots Golf 2 [NTSC-U] | Queued | "));
+    QCOMPARE(f.Rows()[1], u"Hot Shots Golf 2 [NTSC-U] | Queued | "_s);
   }
 };
 

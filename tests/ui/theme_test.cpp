@@ -41,7 +41,7 @@ class ThemeApplyTest : public QObject {
     auto* txtIn = w.findChild<QLineEdit*>("txtIn");
     QCOMPARE(txtIn->palette().color(QPalette::Base), QColor(0, 0, 0x80));
     QCOMPARE(txtIn->palette().color(QPalette::Text), QColor(255, 255, 0));
-    QCOMPARE(w.windowTitle(), QStringLiteral("Red Alert"));
+    QCOMPARE(w.windowTitle(), u"Red Alert"_s);
 
     // A box colour that is not six digits long is derived from the button face.
     const ui::WindowColours c = ui::ResolveColours(ParseTheme("MAINBOXBGCOL = 123\n"));
@@ -51,7 +51,7 @@ class ThemeApplyTest : public QObject {
 
     // Yellow on the placeholder's dark blue reads, so the title keeps its colour.
     auto* header = f.Get<ui::ThemedHeader>("header");
-    QCOMPARE(header->title(), QStringLiteral("Red Alert"));
+    QCOMPARE(header->title(), u"Red Alert"_s);
     QCOMPARE(header->textColour(), QColor(255, 255, 0, 255));
     QCOMPARE(header->lineColour(), QColor(255, 0, 255, 255));
     QCOMPARE(header->lineHeight(), 5);
@@ -68,7 +68,7 @@ class ThemeApplyTest : public QObject {
     w.settings().theme = "Default";
     w.LoadAndApplyTheme();
     QCOMPARE(w.palette().color(QPalette::Window), QColor(0x20, 0x20, 0x20));
-    QCOMPARE(w.windowTitle(), QStringLiteral("Plain"));
+    QCOMPARE(w.windowTitle(), u"Plain"_s);
     // The title's text colour outlives a theme that does not name it.
     QCOMPARE(header->textColour().rgb(), QColor(255, 255, 0).rgb());
     QCOMPARE(header->lineHeight(), 0);
