@@ -28,9 +28,8 @@ std::vector<std::string> Entries(const std::string& folder) {
 }
 
 struct FlowFixture : WindowFixture {
-  explicit FlowFixture(bool fakeConverter = false) {
+  FlowFixture() {
     CopyRuntimeTree(prog);
-    if (fakeConverter) UseConverter(prog);
     Open();
     w->settings().defaultOutputDir = work / "out";
     w->settings().defaultOutDirOpt = 3;  // a folder named by the game ID
@@ -237,7 +236,8 @@ class ConversionFlowTest : public QObject {
   // Cancel in the progress window stops a run within a second, leaving nothing of its own
   // (the window answering throughout is progress_test's).
   void cancelDuringARunLeavesNoStagedFiles() {
-    FlowFixture f(true);
+    FlowFixture f;
+    UseConverter(f.prog);
     FakeMode slow("slow");  // ten seconds, unless cancelled
     const std::string bin = f.Disc("game.bin");
     const Bytes image = ReadFileBytes(bin);

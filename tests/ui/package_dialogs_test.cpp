@@ -217,12 +217,10 @@ class PackageDialogsTest : public QObject {
     // The rule is the core's (PspGameFolder); here only that the hook asks the volumes.
     QVERIFY(hooks.isOnPspGameFolder(game));
     QVERIFY(!hooks.isOnPspGameFolder("/elsewhere/PSP/GAME/MYGAME"));
-  }
 
-  void folderThatCannotBeMadeKeepsTheDialogOpen() {
-    TransferFixture f;
-    WriteFileText(f.psp / "PSP", "a file where the folder should be");
-    auto d = f.Open("Game", 1);
+    // A folder that cannot be made keeps the dialog open.
+    WriteFileText(f.psp / "PSP/GAME/Blocked", "a file where the folder should be");
+    auto d = f.Open("Blocked", 1);
     d->show();
     d->OkClicked();
     QCOMPARE(f.prompter.last(), QLatin1String(kMsgCouldNotCreateFolders));
