@@ -118,29 +118,28 @@ class DialogsTest : public QObject {
     QApplication::clipboard()->setText(u"z"_s);
     QTest::keyClick(id, Qt::Key_V, Qt::ControlModifier);
     QCOMPARE(id->text(), u"1:34z"_s);
-  }
 
-  void okChecksAndHandsBack() {
+    // OK checks the boxes and hands back what they hold.
     ScriptedPrompter p;
-    ui::FixSaveDialog d(theme_, p, "", "SLUS0123");
-    d.OkClicked();
+    ui::FixSaveDialog ok(theme_, p, "", "SLUS0123");
+    ok.OkClicked();
     QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterSaveName));
-    Child<QLineEdit>(&d, "txtSave")->setText(u"New save"_s);
-    d.OkClicked();  // four digits
+    Child<QLineEdit>(&ok, "txtSave")->setText(u"New save"_s);
+    ok.OkClicked();  // four digits
     QCOMPARE(p.last(), QLatin1String(ui::kMsgEnterValidId));
     QCOMPARE(p.shown.back().icon, MsgIcon::Exclamation);
-    Child<QLineEdit>(&d, "txtID")->setText(u"1:345"_s);
-    Child<QComboBox>(&d, "cboID")->setEditText(u"abc"_s);
-    d.OkClicked();
+    Child<QLineEdit>(&ok, "txtID")->setText(u"1:345"_s);
+    Child<QComboBox>(&ok, "cboID")->setEditText(u"abc"_s);
+    ok.OkClicked();
     QCOMPARE(p.shown.size(), size_t(3));
-    QCOMPARE(d.result(), int(QDialog::Rejected));
+    QCOMPARE(ok.result(), int(QDialog::Rejected));
     // The prefix is not judged here; the conversion's checks refuse it later.
-    Child<QComboBox>(&d, "cboID")->setEditText(u"abcd"_s);
-    d.OkClicked();
+    Child<QComboBox>(&ok, "cboID")->setEditText(u"abcd"_s);
+    ok.OkClicked();
     QCOMPARE(p.shown.size(), size_t(3));
-    QCOMPARE(d.result(), int(QDialog::Accepted));
-    QCOMPARE(d.gameId(), std::string("abcd1:345"));
-    QCOMPARE(d.saveName(), std::string("New save"));
+    QCOMPARE(ok.result(), int(QDialog::Accepted));
+    QCOMPARE(ok.gameId(), std::string("abcd1:345"));
+    QCOMPARE(ok.saveName(), std::string("New save"));
   }
 
   // Which entry is chosen is the core's (LoadGameList); here the dialog shows it.
@@ -195,12 +194,9 @@ class DialogsTest : public QObject {
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(d.result(), int(QDialog::Accepted));
     QCOMPARE(d.chosen().discId, std::string("SLES01234"));
-  }
 
-  // Through the main window's button: OK writes title, region, save name and IDs back,
-  // with the asset loader run for the disc ID and then for the package ID.
-  void okAndCancelThroughTheMainWindow() {
-    SelectFixture f;
+    // Through the main window's button: OK writes title, region, save name and IDs back,
+    // with the asset loader run for the disc ID and then for the package ID.
     ui::MainWindow w({f.prog.folder(), f.prog / "ebootforge.ini", &f.prompter, &f.dialogs});
     std::vector<std::pair<std::string, bool>> passes;
     ui::DialogServices services{

@@ -127,9 +127,8 @@ class ThemeApplyTest : public QObject {
     // A small amount is taken as it is, in steps of 1/128: a tenth is 13 steps,
     // 255 x 115 / 128 = 229.1 -> 229.
     QCOMPARE(ui::QuietOn(Qt::white, Qt::black, {Qt::black}, 0.1), QColor(229, 229, 229));
-  }
 
-  void shadesOfAPicture() {
+    // The shades of a picture: what it puts behind a text.
     QImage half(100, 10, QImage::Format_ARGB32);
     half.fill(Qt::black);
     for (int y = 0; y < 10; ++y)
