@@ -24,7 +24,7 @@ class ProgressWindowTest : public QObject {
   // The clock, Cancel (which asks nothing while no user's file is being rewritten: the
   // question asked while one is is aJobRunsBesideTheWindow's), the stages on the controls;
   // and the window cannot be closed.
-  void clockCancelAndStages() {
+  void clockCancelStagesAndTheLogWindow() {
     for (auto [seconds, text] : {std::pair{0, "0m 0s"}, {125, "2m 5s"}, {3661, "61m 1s"}})
       QCOMPARE(ProgressWindow::ElapsedText(seconds), u"Time Elapsed: "_s + text);
     ScriptedPrompter prompter;
@@ -89,31 +89,29 @@ class ProgressWindowTest : public QObject {
     // Shown, the window keeps the time itself.
     QTRY_VERIFY_WITH_TIMEOUT(w.elapsedSeconds() >= 2, 3000);
     QVERIFY(time->text().startsWith("Time Elapsed: 0m "));
-  }
 
-  void logWindowHasItsExtraControls() {
-    ScriptedPrompter prompter;
-    ProgressWindow w(ProgressWindow::Kind::Log, prompter, ThemeContext{});
-    QCOMPARE(w.findChild<QLabel*>("lblErr")->text(), u"Errors:"_s);
-    ebf::Progress& progress = w;
+    // The log window: its extra controls, and the stages in its log.
+    ProgressWindow log(ProgressWindow::Kind::Log, prompter, ThemeContext{});
+    QCOMPARE(log.findChild<QLabel*>("lblErr")->text(), u"Errors:"_s);
+    ebf::Progress& logged = log;
     // A stage's words and its "Done" share one line; text is added as it stands.
-    progress.Log("first line");
-    progress.BeginStage("", 1.0);
-    progress.BeginStage("Extracting ISO...", 0.5);
-    progress.EndStage(true);
-    progress.BeginStage("Converting to EBOOT...", 0.5);
-    w.resize(600, 400);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    logged.Log("first line");
+    logged.BeginStage("", 1.0);
+    logged.BeginStage("Extracting ISO...", 0.5);
+    logged.EndStage(true);
+    logged.BeginStage("Converting to EBOOT...", 0.5);
+    log.resize(600, 400);
+    log.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&log));
     // Half the run is behind: the total bar says so while the stage's own bar starts again.
-    progress.Advance(0, 10);
-    auto* total = w.findChild<ebf::ui::ProgressBarFrame*>("shpTotal");
-    QCOMPARE(w.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.5));
-    progress.Advance(5, 10);
-    QCOMPARE(w.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.75));
-    progress.EndStage(false);
-    progress.EndStage(true);
-    QCOMPARE(w.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
+    logged.Advance(0, 10);
+    auto* total = log.findChild<ebf::ui::ProgressBarFrame*>("shpTotal");
+    QCOMPARE(log.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.5));
+    logged.Advance(5, 10);
+    QCOMPARE(log.findChild<QWidget*>("imgTotal")->width(), qRound(total->width() * 0.75));
+    logged.EndStage(false);
+    logged.EndStage(true);
+    QCOMPARE(log.findChild<QPlainTextEdit*>("txtLog")->toPlainText(),
              u"first line\n  Extracting ISO... Done\n  Converting to EBOOT... "_s);
   }
 
