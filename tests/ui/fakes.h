@@ -15,11 +15,9 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSpinBox>
-#include <QString>
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
-#include <QWidget>
 #include <deque>
 #include <filesystem>
 #include <functional>
