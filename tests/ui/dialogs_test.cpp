@@ -143,7 +143,7 @@ class DialogsTest : public QObject {
   }
 
   // Which entry is chosen is the core's (LoadGameList); here the dialog shows it.
-  void preselectsTheCurrentIdAndSaysWhenNothingIsChosen() {
+  void selectionPreselectsFiltersAndHoldsTheTitle() {
     SelectFixture f;
     ui::SelectDialog known(f.theme, f.prompter);
     QVERIFY(known.Load(f.db, true, "SLES11234", "typed title"));
@@ -163,13 +163,13 @@ class DialogsTest : public QObject {
     QCOMPARE(none.result(), int(QDialog::Rejected));
 
     WriteFileText(f.db, "not a game line\n");
-    ui::SelectDialog d(f.theme, f.prompter);
-    QVERIFY(!d.Load(f.db, false, "", ""));
+    ui::SelectDialog noGames(f.theme, f.prompter);
+    QVERIFY(!noGames.Load(f.db, false, "", ""));
     QCOMPARE(f.prompter.last(), QLatin1String(kNoGamesMessage));
-  }
 
-  void typingFiltersTheListAndTheTitleIsHeldTo127() {
-    SelectFixture f;
+    // Typing filters the list, and the title is held to 127 characters.
+    WriteFileText(f.db, kDb);
+    f.prompter.shown.clear();
     ui::SelectDialog d(f.theme, f.prompter);
     QVERIFY(d.Load(f.db, false, "", ""));
     d.show();

@@ -22,10 +22,8 @@ class SingleCopyTest : public QObject {
     fs::copy_file(exe.toStdString(), copy);
     const std::string folder = WithTrailingSep(fs::canonical(prog.path()).string());
 
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
+    // Both copies inherit the test's offscreen platform.
     QProcess first;
-    first.setProcessEnvironment(env);
     first.start(Q(copy.string()), {});
     QVERIFY(first.waitForStarted(10000));
     const QString key = ui::InstanceKey(folder);
@@ -37,7 +35,6 @@ class SingleCopyTest : public QObject {
     QTRY_VERIFY2_WITH_TIMEOUT(listening(), "the first copy never opened its socket", 20000);
 
     QProcess second;
-    second.setProcessEnvironment(env);
     second.start(Q(copy.string()), {});
     QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
