@@ -1,15 +1,23 @@
 #pragma once
 // Scripted stand-ins for message boxes and file pickers, and a program folder with the
-// files that start-up asks for, so that the windows run headless.
+// files that start-up asks for, so that the windows run headless; with the controls the
+// window tests look at.
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QMimeData>
+#include <QPlainTextEdit>
 #include <QPushButton>
-#include <QString>
+#include <QRadioButton>
+#include <QSpinBox>
 #include <QTest>
 #include <QTimer>
-#include <QWidget>
+#include <QUrl>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -23,8 +31,12 @@
 #include "ui/file_dialogs.h"
 #include "ui/main_window.h"
 #include "ui/prompter.h"
+#include "ui/widgets.h"
 
 namespace ebf::test {
+
+using namespace Qt::StringLiterals;
+using ui::Q;
 
 class ScriptedPrompter : public ui::Prompter {
  public:
@@ -41,11 +53,8 @@ class ScriptedPrompter : public ui::Prompter {
                   bool defaultNo) override {
     shown.push_back({icon, text, buttons, defaultNo});
     if (buttons == ui::Buttons::Ok) return ui::Answer::Ok;
-    bool yes = true;
-    if (!answers.empty()) {
-      yes = answers.front();
-      answers.pop_front();
-    }
+    const bool yes = answers.empty() || answers.front();
+    if (!answers.empty()) answers.pop_front();
     return yes ? ui::Answer::Yes : ui::Answer::No;
   }
   QString last() const { return shown.empty() ? QString() : shown.back().text; }
@@ -62,22 +71,20 @@ class ScriptedDialogs : public ui::FileDialogs {
 
   QString OpenFile(QWidget*, const QString& title, const QString& startAt,
                    const ui::FileFilters& filters) override {
-    calls.push_back({"open", title, startAt, {}, {}, filters});
-    return Next();
+    return Record({"open", title, startAt, {}, {}, filters});
   }
   QString SaveFile(QWidget*, const QString& title, const QString& startAt,
                    const QString& proposedName, const QString& extension,
                    const ui::FileFilters& filters) override {
-    calls.push_back({"save", title, startAt, proposedName, extension, filters});
-    return Next();
+    return Record({"save", title, startAt, proposedName, extension, filters});
   }
   QString PickFolder(QWidget*, const QString& title, const QString& startAt) override {
-    calls.push_back({"folder", title, startAt, {}, {}, {}});
-    return Next();
+    return Record({"folder", title, startAt, {}, {}, {}});
   }
 
  private:
-  QString Next() {
+  QString Record(Call call) {
+    calls.push_back(std::move(call));
     if (results.empty()) return {};
     QString r = results.front();
     results.pop_front();
@@ -134,44 +141,24 @@ struct WindowFixture {
 };
 
 // How long the GUI thread went without answering: the worst gap between the ticks of a
-// 10 ms timer, counted from the start (or while `during` holds) up to Worst().
+// 10 ms timer, from the start up to Worst().
 class GapWatch {
  public:
-  explicit GapWatch(std::function<bool()> during = {}) : during_(std::move(during)) {
-    if (during_) last_ = -1;  // not counting yet
+  GapWatch() {
     clock.start();
-    QObject::connect(&tick_, &QTimer::timeout, [this] { Note(); });
+    QObject::connect(&tick_, &QTimer::timeout, [this] { Worst(); });
     tick_.start(10);
   }
   qint64 Worst() {
-    Note();
+    worst_ = std::max(worst_, clock.elapsed() - last_);
+    last_ = clock.elapsed();
     return worst_;
   }
   QElapsedTimer clock;
 
  private:
-  void Note() {
-    const bool on = !during_ || during_();
-    if (on && last_ >= 0) worst_ = std::max(worst_, clock.elapsed() - last_);
-    last_ = on ? clock.elapsed() : -1;
-  }
-  std::function<bool()> during_;
   QTimer tick_;
   qint64 last_ = 0, worst_ = 0;
 };
-
-// Several small suites in one process: each runs as QTEST_MAIN would run it alone.
-template <class Suite>
-int RunSuite(int argc, char** argv) {
-  Suite suite;
-  return QTest::qExec(&suite, argc, argv);
-}
-template <class... Suites>
-int RunSuites(int argc, char** argv) {
-  QApplication app(argc, argv);
-  int failed = 0;
-  ((failed += RunSuite<Suites>(argc, argv)), ...);
-  return failed;
-}
 
 }  // namespace ebf::test

@@ -1,11 +1,6 @@
 // The main window with stand-ins for the core's runs: its controls, its checks and
 // messages, its drops and pickers; and the start of the program that opens it.
-#include <QCheckBox>
-#include <QLabel>
-#include <QMimeData>
 #include <QSignalSpy>
-#include <QSpinBox>
-#include <QUrl>
 #include <QUuid>
 
 #include "fakes.h"
@@ -43,24 +38,22 @@ class MainWindowTest : public QObject {
 
  private slots:
   // The title box holds at most 127 bytes of UTF-8 (what PARAM.SFO takes), cut whole
-  // characters at a time from the end of what came in.
-  void titleBoxCountsBytes() {
+  // characters at a time from the end of what came in; then the other controls, the panel,
+  // the slots and their extract buttons.
+  void controlsPanelAndSlots() {
     Fixture f;
     auto* box = f.Get<QLineEdit>("txtTitle");
     const QString star = QString::fromUtf8("\xE2\x98\x86");  // three bytes
     box->setText(QString(300, QLatin1Char('y')));
     QCOMPARE(box->text(), QString(127, QLatin1Char('y')));
     box->setText(QString(125, QLatin1Char('x')));
-    box->insert(QStringLiteral("ab") + star);  // pasted: as much as fits
-    QCOMPARE(box->text(), QString(125, QLatin1Char('x')) + QStringLiteral("ab"));
+    box->insert(u"ab"_s + star);  // pasted: as much as fits
+    QCOMPARE(box->text(), QString(125, QLatin1Char('x')) + u"ab"_s);
     box->setText(QString(42, star[0]));  // 126 bytes: one more star does not fit
     box->setCursorPosition(0);
     box->insert(star);
     QCOMPARE(box->text(), QString(42, star[0]));
-  }
 
-  void controlsPanelAndSlots() {
-    Fixture f;
     QCOMPARE(f.Get<QSpinBox>("txtCompress")->maximum(), 9);
     // Dialogs that other parts of the program provide stay off until they are hooked up;
     // extract buttons wait for a package input.
@@ -71,10 +64,10 @@ class MainWindowTest : public QObject {
 
     f.w->show();
     auto* toggle = f.Get<QPushButton>("cmdCustShowHide");
-    QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (+)"));
+    QCOMPARE(toggle->text(), u"    Customize the EBOOT (+)"_s);
     QVERIFY(!f.Get<QLineEdit>("txtCustICON0")->isVisible());
     f.Click("cmdCustShowHide");
-    QCOMPARE(toggle->text(), QStringLiteral("    Customize the EBOOT (-)"));
+    QCOMPARE(toggle->text(), u"    Customize the EBOOT (-)"_s);
     QVERIFY(f.Get<QLineEdit>("txtCustICON0")->isVisible());
     QVERIFY(f.w->settings().showCust);
     f.Click("cmdCustShowHide");
@@ -84,23 +77,41 @@ class MainWindowTest : public QObject {
     f.Get<QCheckBox>("chkCustSND0")->setChecked(false);
     for (const char* grey : {"txtCustSND0", "cmdCustSND0Browse", "lblCustSND0Info"})
       QVERIFY2(!f.Get<QWidget>(grey)->isEnabled(), grey);
-    QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), QStringLiteral("/music.at3"));
+    QCOMPARE(f.Get<QLineEdit>("txtCustSND0")->text(), u"/music.at3"_s);
+
+    // Extract copies the loaded package's file where the user picks.
+    f.prog.MakeDir("Temp");
+    WriteFileText(f.prog / "Temp/ICON1.PMF", "movie");
+    f.Click("cmdCustShowHide");
+    const std::string target = f.work / "saved.pmf";
+    f.dialogs.results = {Q(target)};
+    f.Click("cmdCustICON1Extract");
+    const auto& call = f.dialogs.calls.back();
+    QCOMPARE(call.kind, u"save"_s);
+    QCOMPARE(call.title, u"Select where to save ICON1.PMF"_s);
+    QCOMPARE(call.proposedName, u"ICON1.PMF"_s);
+    QCOMPARE(call.extension, u"pmf"_s);
+    QCOMPARE(ReadFileText(target), std::string("movie"));
+    f.Click("cmdCustGamebootExtract");  // cancelled: no file, no message
+    QCOMPARE(f.dialogs.calls.back().title, u"Select where to save the gameboot PNG"_s);
+    QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
+    QVERIFY(f.prompter.shown.empty());
   }
 
   // The checks themselves are the core's (engine/plan); here only that the window feeds
   // them its controls, asks its questions and shows what they say.
-  void goChecksReachTheWindow() {
+  void goChecksClosingMessagesDropsAndBrowsing() {
     Fixture f;
     auto go = [&] {
       f.prompter.shown.clear();
       f.Click("cmdGo");
       return f.prompter.shown.empty() ? QString() : f.prompter.shown.front().text;
     };
-    QCOMPARE(go(), QStringLiteral("The input file doesn't exist!"));
+    QCOMPARE(go(), u"The input file doesn't exist!"_s);
     const std::string iso = f.work / "game.iso";
     WriteFileText(iso, "x");
-    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(iso));
-    f.Get<QLineEdit>("txtOut")->setText(QString::fromStdString(f.work / "out"));
+    f.Get<QLineEdit>("txtIn")->setText(Q(iso));
+    f.Get<QLineEdit>("txtOut")->setText(Q(f.work / "out"));
     f.Get<QLineEdit>("txtTitle")->setText("My Game");
     f.w->SetGameIdentity("SLUS00594", "SLUS00594");
     f.w->SetRegion("NTSC");
@@ -109,71 +120,66 @@ class MainWindowTest : public QObject {
     QVERIFY(!f.prompter.shown[0].defaultNo);       // Yes is the default
     QCOMPARE(f.prompter.shown.size(), size_t(1));  // No ends the handler silently
     WriteFileText(f.work / "game.bin", "x");
-    f.Get<QLineEdit>("txtIn")->setText(QString::fromStdString(f.work / "game.bin"));
-    f.Get<QLineEdit>("txtCustGameboot")->setText(QString::fromStdString(f.work / "boot.png"));
-    QCOMPARE(go(), QStringLiteral("The Gameboot PNG file doesn't exist!"));
+    f.Get<QLineEdit>("txtIn")->setText(Q(f.work / "game.bin"));
+    f.Get<QLineEdit>("txtCustGameboot")->setText(Q(f.work / "boot.png"));
+    QCOMPARE(go(), u"The Gameboot PNG file doesn't exist!"_s);
     QVERIFY(!FileExists(f.work / "out/fake_args.txt"));  // the converter never ran
-  }
 
-  void closingMessages() {
-    Fixture f;
+    // What a run's end says: nothing after a cancel or a No, the failure as it is, the
+    // closing line by the kind of job and the transfer setting.
     ConversionPlan disc;
     disc.kind = JobKind::NewPackage;
-    disc.input = "/x/game.bin";
     disc.output = "/psp/PSP/GAME/X/";
-    auto closing = [&](const Outcome& outcome, const ConversionPlan& plan) {
-      f.prompter.shown.clear();
-      ConversionResult result;
-      result.outcome = outcome;
-      f.w->ShowClosingMessage(result, plan);
-      return f.prompter.shown;
+    ConversionPlan patch = disc, recompress = disc;
+    patch.kind = JobKind::PatchPackage;
+    recompress.kind = JobKind::RecompressPackage;
+    const Outcome ok = Outcome::Success(), failed = Outcome::Failed("The BIN file is gone\nline 2");
+    struct Row {
+      Outcome outcome;
+      const ConversionPlan& plan;
+      int autoTransfer;
+      bool onPsp;
+      const char* said;  // "" for nothing
+      MsgIcon icon;
+    } rows[] = {
+        {Outcome::Cancelled(), disc, 0, false, "", MsgIcon::Information},
+        {Outcome::Declined(), disc, 0, false, "", MsgIcon::Information},
+        {failed, disc, 0, false, "The BIN file is gone\nline 2", MsgIcon::Exclamation},
+        {ok, patch, 1, false, kMsgPatchingDone, MsgIcon::Information},
+        {ok, recompress, 0, false, kMsgConversionDone, MsgIcon::Information},
+        {ok, disc, 1, true, kMsgOnPspFolder, MsgIcon::Information},
+        {ok, disc, 1, false, kMsgOfferTransfer, MsgIcon::Information},
     };
-    for (const Outcome& quiet : {Outcome::Cancelled(), Outcome::Declined()})
-      QVERIFY(closing(quiet, disc).empty());
-    auto shown = closing(Outcome::Failed("The BIN file could not be found!!!\nline two"), disc);
-    QCOMPARE(shown.size(), size_t(1));
-    QCOMPARE(shown[0].text, QStringLiteral("The BIN file could not be found!!!\nline two"));
-    QVERIFY(shown[0].icon == MsgIcon::Exclamation);
-
-    ConversionPlan pbp = disc;
-    pbp.kind = JobKind::PatchPackage;
-    QCOMPARE(closing(Outcome::Success(), pbp)[0].text, QStringLiteral("Patching Done!  Enjoy :)"));
-    pbp.kind = JobKind::RecompressPackage;
-    QVERIFY(closing(Outcome::Success(), pbp)[0].text.startsWith("Conversion Done :)  Just copy"));
-
-    f.w->settings().autoTransfer = 1;
-    f.onPsp = true;
-    QVERIFY(closing(Outcome::Success(), disc)[0].text.startsWith(
-        "Conversion Done :)  The output folder you have selected appears to be the correct"));
-    f.onPsp = false;
-    f.prompter.answers = {false};
-    shown = closing(Outcome::Success(), disc);
-    QCOMPARE(shown[0].text, QStringLiteral("Conversion Done :)  Do you want to transfer the game "
-                                           "to the PSP now?\r\n(note, if you wish, you can "
-                                           "disable this feature by editing the INI file, if "
-                                           "you find this annoying)"));
-    QVERIFY(shown[0].icon == MsgIcon::Information);
-    QVERIFY(shown[0].buttons == ui::Buttons::YesNo);
-    QVERIFY(f.transfers.empty());
+    ConversionResult result;
+    for (const Row& row : rows) {
+      f.prompter.shown.clear();
+      f.prompter.answers = {false};
+      f.w->settings().autoTransfer = row.autoTransfer;
+      f.onPsp = row.onPsp;
+      result.outcome = row.outcome;
+      f.w->ShowClosingMessage(result, row.plan);
+      QVERIFY2(f.prompter.last() == QLatin1String(row.said), row.said);
+      QCOMPARE(f.prompter.shown.size(), size_t(*row.said ? 1 : 0));
+      if (*row.said) QVERIFY2(f.prompter.shown[0].icon == row.icon, row.said);
+    }
+    QVERIFY(f.prompter.shown.back().buttons == ui::Buttons::YesNo);
+    QVERIFY(f.transfers.empty());  // No to the transfer
     f.prompter.answers = {true};
-    closing(Outcome::Success(), disc);
+    f.w->ShowClosingMessage(result, disc);  // the last row's success again
     QCOMPARE(f.transfers, std::vector<std::string>{"/psp/PSP/GAME/X/"});
-  }
 
-  void dropsAndBrowsing() {
-    Fixture f;
     const std::string a = f.work / "a.cue", b = f.work / "b.bin", c = f.work / "c.iso";
     for (const auto& p : {a, b, c}) WriteFileText(p, "x");
-    const QStringList three = {QString::fromStdString(a), QString::fromStdString(b),
-                               QString::fromStdString(c)};
+    const QStringList three = {Q(a), Q(b), Q(c)};
+    f.prompter.shown.clear();
     f.w->DropFiles(three, -1);
     QCOMPARE(f.prompter.shown.size(), size_t(1));
     QCOMPARE(f.prompter.last(),
-             QStringLiteral("More than one file was dropped - only the first file will be used."));
+             u"More than one file was dropped - only the first file will be used."_s);
     QCOMPARE(f.resolved, std::vector<std::string>{a});
     // A dropped file that has vanished is ignored without a word.
     f.prompter.shown.clear();
-    f.w->DropFiles({QString::fromStdString(f.work / "gone.iso")}, -1);
+    f.w->DropFiles({Q(f.work / "gone.iso")}, -1);
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(f.resolved.size(), size_t(1));
     // On a slot: warn once, the first file goes into that slot's box.
@@ -183,29 +189,28 @@ class MainWindowTest : public QObject {
 
     // Slot controls and the window take file drags; plain text drags are turned away.
     QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(QString::fromStdString(b))});
+    files.setUrls({QUrl::fromLocalFile(Q(b))});
     QMimeData text;
     text.setText("words");
-    for (QWidget* target : {f.Get<QWidget>("cmdCustPIC0Browse"), f.Get<QWidget>("txtCustPIC0"),
-                            f.Get<QWidget>("chkCustPIC0"), static_cast<QWidget*>(f.w.get())}) {
-      QDragEnterEvent withFiles(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton,
-                                Qt::NoModifier);
-      QCoreApplication::sendEvent(target, &withFiles);
-      QVERIFY(withFiles.isAccepted());
-      QDragEnterEvent withText(QPoint(5, 5), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
-      withText.ignore();
-      QCoreApplication::sendEvent(target, &withText);
-      QVERIFY(!withText.isAccepted());
-    }
+    auto accepts = [](QWidget* target, QMimeData* mime) {
+      QDragEnterEvent drag(QPoint(5, 5), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
+      drag.ignore();
+      QCoreApplication::sendEvent(target, &drag);
+      return drag.isAccepted();
+    };
+    for (const char* slot : {"cmdCustPIC0Browse", "txtCustPIC0", "chkCustPIC0"})
+      QVERIFY2(accepts(f.Get<QWidget>(slot), &files) && !accepts(f.Get<QWidget>(slot), &text),
+               slot);
+    QVERIFY(accepts(f.w.get(), &files) && !accepts(f.w.get(), &text));
 
     // Browse: title, filters and start folder; the pick goes to the resolver.
     f.w->settings().defaultImagePath = f.work.path();
-    f.dialogs.results = {QString::fromStdString(c)};
+    f.dialogs.results = {Q(c)};
     f.Click("cmdInBrowse");
-    QCOMPARE(f.dialogs.calls.back().startAt, QString::fromStdString(f.work.path()));
+    QCOMPARE(f.dialogs.calls.back().startAt, Q(f.work.path()));
     QCOMPARE(f.dialogs.calls.back().filters.size(), size_t(2));
     QCOMPARE(f.dialogs.calls.back().filters[0].second,
-             QStringLiteral("*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"));
+             u"*.iso;*.bin;*.img;*.cue;*.mdf;*.chd;*.ecm;*.PBP"_s);
     QCOMPARE(f.resolved.back(), c);
     f.Click("cmdInBrowse");  // cancelled: nothing more
     QCOMPARE(f.resolved.size(), size_t(2));
@@ -214,123 +219,85 @@ class MainWindowTest : public QObject {
     f.Click("cmdCustShowHide");
     f.dialogs.results = {"/pics/boot.gif"};
     f.Click("cmdCustGamebootBrowse");
-    QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), QStringLiteral("/pics/boot.gif"));
+    QCOMPARE(f.Get<QLineEdit>("txtCustGameboot")->text(), u"/pics/boot.gif"_s);
   }
 
-  void extractCopiesTheLoadedAsset() {
+  // The start of the program, run again and again on one window. Which files are
+  // required is the core's (app/settings tests); a missing one ends the start with its
+  // message, before anything is written or opened.
+  void startUp() {
     Fixture f;
-    f.prog.MakeDir("Temp");
-    WriteFileText(f.prog / "Temp/ICON1.PMF", "movie");
-    f.w->SetPackageLoaded(true);
-    f.w->show();
-    f.Click("cmdCustShowHide");
-    const std::string target = f.work / "saved.pmf";
-    f.dialogs.results = {QString::fromStdString(target)};
-    f.Click("cmdCustICON1Extract");
-    const auto& call = f.dialogs.calls.back();
-    QCOMPARE(call.kind, QStringLiteral("save"));
-    QCOMPARE(call.title, QStringLiteral("Select where to save ICON1.PMF"));
-    QCOMPARE(call.proposedName, QStringLiteral("ICON1.PMF"));
-    QCOMPARE(call.extension, QStringLiteral("pmf"));
-    QCOMPARE(ReadFileText(target), std::string("movie"));
-    f.Click("cmdCustGamebootExtract");  // cancelled: no file, no message
-    QCOMPARE(f.dialogs.calls.back().title, QStringLiteral("Select where to save the gameboot PNG"));
-    QVERIFY(f.dialogs.calls.back().proposedName.isEmpty());
-    QVERIFY(f.prompter.shown.empty());
-  }
+    ui::MainWindow& w = *f.w;
+    auto start = [&](const std::string& ini, const std::string& commandLine) {
+      f.prompter.shown.clear();
+      f.resolved.clear();
+      if (!ini.empty()) WriteFileText(f.prog / "ebootforge.ini", ini);
+      return ui::RunStartup(w, commandLine);
+    };
+    std::remove((f.prog / "Data/tarnwick.exe").c_str());
+    QVERIFY(!start("", ""));
+    QCOMPARE(f.prompter.shown.size(), size_t(1));
+    QCOMPARE(f.prompter.last(), Q(ConverterMissingMessage()));
+    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
+    QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
+    QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
+    UseConverter(f.prog);
 
-  // Which files are required is the core's (app/settings tests); a missing one ends the
-  // start with its message, before anything is written or opened.
-  void aMissingFileEndsWithItsMessage() {
-    for (const auto& [gone, message] :
-         {std::pair{"Data/tarnwick.exe", ConverterMissingMessage()},
-          std::pair{"PSXCust/Default/Gameboot.png", MissingFilesMessage()}}) {
-      Fixture f;
-      std::remove((f.prog / gone).c_str());
-      QVERIFY2(!ui::RunStartup(*f.w, ""), gone);
-      QCOMPARE(f.prompter.shown.size(), size_t(1));
-      QCOMPARE(f.prompter.last(), QString::fromStdString(message));
-      QVERIFY(f.prompter.shown[0].icon == MsgIcon::Critical);
-      QVERIFY(f.prompter.shown[0].buttons == ui::Buttons::Ok);
-      QVERIFY(f.resolved.empty());
-      QVERIFY(!FileExists(f.prog / "ebootforge.ini"));
-    }
-  }
-
-  void settingsThemeAndPanelComeBack() {
-    Fixture f;
-    const std::string out = f.prog.MakeDir("out");
-    const std::string last = f.prog / "last game.bin";
+    // The settings, the theme and the panel come back, and the last image.
+    const std::string out = f.prog.MakeDir("out"), last = f.prog / "last game.bin";
+    const std::string given = f.prog / "given game.cue";
     WriteFileText(last, "image");
+    WriteFileText(given, "b");
     f.prog.MakeDir("Themes/Night");
     WriteFileText(f.prog / "Themes/Night/style.ini", "MAINTITLE = Night Owl\n");
-    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last +
-                                                 "\r\nDefaultOutputDir = " + out +
-                                                 "\r\nShowCust = 1\r\nCompressLevel = 4\r\n"
-                                                 "Theme = Night\r\n");
-    ui::MainWindow& w = *f.w;
     QVERIFY(!w.customisationShown());
-    QVERIFY(ui::RunStartup(w, ""));
+    QVERIFY(start("LastUsedImage = " + last + "\r\nDefaultOutputDir = " + out +
+                      "\r\nShowCust = 1\r\nCompressLevel = 4\r\nTheme = Night\r\n",
+                  ""));
     QVERIFY(f.prompter.shown.empty());
     QCOMPARE(f.resolved, std::vector<std::string>{last});
-    QCOMPARE(w.findChild<QLineEdit*>("txtOut")->text(), QString::fromStdString(out));
-    QCOMPARE(w.findChild<QSpinBox*>("txtCompress")->value(), 4);
+    QCOMPARE(f.Text("txtOut"), Q(out));
+    QCOMPARE(f.Get<QSpinBox>("txtCompress")->value(), 4);
     QVERIFY(w.customisationShown());
     QCOMPARE(w.theme().name, std::string("Night"));
-    QCOMPARE(w.windowTitle(), QStringLiteral("Night Owl"));
-  }
+    QCOMPARE(w.windowTitle(), u"Night Owl"_s);
 
-  void commandLineBeatsTheLastImage() {
-    Fixture f;
-    const std::string last = f.prog / "last.iso";
-    const std::string given = f.prog / "given game.cue";
-    WriteFileText(last, "a");
-    WriteFileText(given, "b");
-    WriteFileText(f.prog / "ebootforge.ini", "LastUsedImage = " + last + "\r\nShowCust = 0\r\n");
-    ui::MainWindow& w = *f.w;
-    QVERIFY(ui::RunStartup(w, "\"" + given + "\""));
+    // The command line beats the last image; the panel folds as the file says.
+    QVERIFY(start("LastUsedImage = " + last + "\r\nShowCust = 0\r\n", "\"" + given + "\""));
     QCOMPARE(f.resolved, std::vector<std::string>{given});
     QVERIFY(!w.customisationShown());
-
     // A command line naming nothing that exists falls back to the last image; a vanished
     // last image is skipped without a word.
-    Fixture g;
-    WriteFileText(g.prog / "ebootforge.ini", "LastUsedImage = " + (g.prog / "gone.bin") + "\r\n");
-    QVERIFY(ui::RunStartup(*g.w, g.prog / "nothing.iso"));
-    QVERIFY(g.resolved.empty());
-    QVERIFY(g.prompter.shown.empty());
-    QCOMPARE(g.w->theme().name, std::string("Default"));
-    QCOMPARE(g.w->windowTitle(), QStringLiteral("Plain"));
-  }
+    QVERIFY(start("LastUsedImage = " + (f.prog / "gone.bin") + "\r\n", f.prog / "nothing.iso"));
+    QVERIFY(f.resolved.empty());
+    QVERIFY(f.prompter.shown.empty());
+    QCOMPARE(w.theme().name, std::string("Default"));
+    QCOMPARE(w.windowTitle(), u"Plain"_s);
 
-  void whatADeadRunLeftIsPutBackAndSaid() {
-    Fixture f;
+    // A PAL fix a killed conversion left on the user's image is put back (the core's) and
+    // said so; one that cannot be is a warning.
     f.prog.MakeDir("Temp");
-    // A PAL fix a killed conversion left on the user's image: put back (the core's), and
-    // said so.
-    const std::string image = f.prog / "game.bin";
-    WriteFileBytes(image, NoiseBytes(64, 3));
-    WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(*f.w, ""));
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(f.prompter.last(),
-             QString::fromStdString("An interrupted PAL -> NTSC fix on " + image +
-                                    " was found and undone; the image is as "
-                                    "it was before."));
-    QVERIFY(f.prompter.shown[0].icon == MsgIcon::Information);
+    WriteFileBytes(f.prog / "game.bin", NoiseBytes(64, 3));
+    for (const auto& [image, icon] : {std::pair{f.prog / "game.bin", MsgIcon::Information},
+                                      {f.prog / "gone.bin", MsgIcon::Exclamation}}) {
+      WriteFileText(f.prog / "Temp/PALFIX.UNDO", image + "\n8 00000011 00000000\n");
+      QVERIFY(start("", ""));
+      QCOMPARE(f.prompter.shown.size(), size_t(1));
+      QVERIFY(f.prompter.last().contains(Q(image)));
+      QVERIFY(f.prompter.shown[0].icon == icon);
+    }
 
-    // A fix that cannot be put back is a warning.
-    Fixture g;
-    g.prog.MakeDir("Temp");
-    WriteFileText(g.prog / "Temp/PALFIX.UNDO", (g.prog / "gone.bin") + "\n8 00000011 00000000\n");
-    QVERIFY(ui::RunStartup(*g.w, ""));
-    QCOMPARE(g.prompter.shown.size(), size_t(1));
-    QVERIFY(g.prompter.last().contains(QStringLiteral(" could not be undone: ")));
-    QVERIFY(g.prompter.shown[0].icon == MsgIcon::Exclamation);
-  }
+    // Raised by a second copy, the window comes back from wherever it was.
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    w.showMinimized();
+    w.hide();
+    w.BringToFront();
+    QVERIFY(w.isVisible());
+    QVERIFY(!w.isMinimized());
 
-  void secondCopyBringsTheFirstToTheFront() {
-    const QString key = QStringLiteral("ebf-test-") + QUuid::createUuid().toString(QUuid::Id128);
+    // A second copy finds the first and brings it to the front.
+    const QString key = u"ebf-test-"_s + QUuid::createUuid().toString(QUuid::Id128);
     ui::SingleInstance first(key);
     QVERIFY(!first.AskRunningCopy(200));  // nobody runs yet
     QVERIFY(first.Listen());
@@ -342,19 +309,6 @@ class MainWindowTest : public QObject {
 
     // The key differs by program folder, so copies installed apart do not meet.
     QVERIFY(ui::InstanceKey("/opt/a/") != ui::InstanceKey("/opt/b/"));
-  }
-
-  void theRaisedWindowComesBack() {
-    Fixture f;
-    ui::MainWindow& w = *f.w;
-    QVERIFY(ui::RunStartup(w, ""));
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
-    w.showMinimized();
-    w.hide();
-    w.BringToFront();
-    QVERIFY(w.isVisible());
-    QVERIFY(!w.isMinimized());
   }
 };
 

@@ -1,8 +1,5 @@
 // The dialogs around a package: its verification, its discs written back out as images,
 // its copy onto a PSP, and the preview of how it will look in the PSP's menu.
-#include <QComboBox>
-#include <QLabel>
-#include <QPlainTextEdit>
 #include <QTableWidget>
 #include <tuple>
 
@@ -23,7 +20,60 @@
 using namespace ebf;
 using namespace ebf::test;
 
-class VerifyDialogTest : public QObject {
+namespace {
+
+void WriteSolidPng(const std::string& path, int w, int h, QColor c) {
+  Surface s(w, h);
+  s.FillRect(0, 0, w, h, c.red(), c.green(), c.blue());
+  if (!WritePngFromDrawingContext(s, path, w, h)) qFatal("could not write %s", path.c_str());
+}
+
+QColor At(const Surface& s, int x, int y) {
+  const uint8_t* p = s.Row(y) + x * 4;
+  return QColor(p[2], p[1], p[0]);
+}
+
+const QColor kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250}, kPic0{250, 0, 0},
+    kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
+
+struct TransferFixture {
+  TempDir psp, source;
+  ui::ThemeContext theme;
+  ScriptedPrompter prompter;
+  FixedVolumes volumes;
+  TransferFixture() : volumes({{psp.path(), "  PSP STICK "}}) {
+    WriteFileText(source / "EBOOT.PBP", "new package");
+  }
+  std::unique_ptr<ui::TransferDialog> Open(const std::string& title, int autoTransfer,
+                                           VolumeSource* v = nullptr) {
+    return std::make_unique<ui::TransferDialog>(
+        theme, prompter, v ? *v : volumes,
+        ui::TransferRequest{source.folder(), title, "SLUS01234", autoTransfer});
+  }
+};
+
+struct PreviewFixture {
+  TempDir prog, art;
+  ui::PreviewInputs in;
+  PreviewFixture() {
+    prog.MakeDir("Data");
+    WriteSolidPng(prog / "Data/back.png", 480, 272, kBack);
+    WriteSolidPng(prog / "Data/highlight.png", 200, 100, kHighlight);
+    WriteSolidPng(prog / "Data/deficon.png", 144, 80, kDefIcon);
+    WriteSolidPng(art / "pic0.png", 310, 180, kPic0);
+    WriteSolidPng(art / "pic1.png", 480, 272, kPic1);
+    WriteSolidPng(art / "boot.png", 480, 272, kBoot);
+    WriteSolidPng(art / "icon0.png", 144, 80, kIcon);
+    in.programFolder = prog.folder();
+    in.slotFiles = {art / "icon0.png", "", art / "pic0.png",
+                    art / "pic1.png",  "", art / "boot.png"};
+    in.holdMs = 1500;
+  }
+};
+
+}  // namespace
+
+class PackageDialogsTest : public QObject {
   Q_OBJECT
 
  private slots:
@@ -39,12 +89,12 @@ class VerifyDialogTest : public QObject {
     const VerifyReport report = VerifyPackage(dir / "EBOOT.PBP", {}, progress, cancel);
     ui::ThemeContext theme;
     ui::VerifyDialog dialog(theme, dir / "EBOOT.PBP", report);
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Verify EBOOT.PBP"));
+    QCOMPARE(dialog.windowTitle(), u"Verify EBOOT.PBP"_s);
     QCOMPARE(dialog.verdict()->text(),
-             QStringLiteral("Verified: every block reads and everything checked agrees."));
+             u"Verified: every block reads and everything checked agrees."_s);
     QCOMPARE(dialog.findChild<QLabel*>("lblDigests")->text(),
-             QStringLiteral("3 blocks read; the package carries no block digests: blocks could "
-                            "not be checked against them."));
+             u"3 blocks read; the package carries no block digests: blocks could "
+             "not be checked against them."_s);
     QTableWidget* t = dialog.table();
     QCOMPARE(t->rowCount(), 2);
     auto row = [t](int r) {
@@ -52,10 +102,11 @@ class VerifyDialogTest : public QObject {
       for (int c = 0; c < t->columnCount(); ++c) cells << t->item(r, c)->text();
       return cells.join(' ');
     };
-    QVERIFY2(row(0).startsWith(QStringLiteral("1 data 47040 02d971dd ")), qPrintable(row(0)));
+    QVERIFY2(row(0).startsWith(u"1 data 47040 02d971dd "_s), qPrintable(row(0)));
     // 65,856 bytes of 0x5A, summed by hand with Python's zlib and hashlib.
-    QCOMPARE(row(1), QStringLiteral("2 audio 65856 6051734d a819b0e0845e767ef0a624200c899aa0 "
-                                    "6c92f64d2c27b11a293179a917365c7f90345390"));
+    QCOMPARE(row(1),
+             u"2 audio 65856 6051734d a819b0e0845e767ef0a624200c899aa0 "
+             "6c92f64d2c27b11a293179a917365c7f90345390"_s);
     QVERIFY(!dialog.findChild<QPlainTextEdit*>("txtProblems"));
 
     // A damaged package: the verdict counts the problems and the list names them.
@@ -64,19 +115,11 @@ class VerifyDialogTest : public QObject {
     bad.againstChecked = true;
     bad.againstText = "sector 20 (track 2) differs first";
     ui::VerifyDialog second(theme, dir / "EBOOT.PBP", bad);
-    QCOMPARE(second.verdict()->text(), QStringLiteral("Not verified: 2 problems found."));
-    auto* list = second.findChild<QPlainTextEdit*>("txtProblems");
-    QVERIFY(list);
-    QCOMPARE(list->toPlainText(),
-             QStringLiteral("Against the source: sector 20 (track 2) differs first\n"
-                            "Block 1 (track 1, at byte 1100000) does not inflate."));
+    QCOMPARE(second.verdict()->text(), u"Not verified: 2 problems found."_s);
+    QCOMPARE(Child<QPlainTextEdit>(&second, "txtProblems")->toPlainText(),
+             u"Against the source: sector 20 (track 2) differs first\n"
+             "Block 1 (track 1, at byte 1100000) does not inflate."_s);
   }
-};
-
-class EbootToIsoTest : public QObject {
-  Q_OBJECT
-
- private slots:
   // The discs' contents are the core's (pbp extract tests); here the questions on the way,
   // and each disc landing where it belongs.
   void asksForTheTargetAndWritesEveryDisc() {
@@ -89,21 +132,20 @@ class EbootToIsoTest : public QObject {
     ScriptedDialogs dialogs;
     ui::ThemeContext theme;
     auto run = [&](const std::string& package, const std::string& target, int toc) {
-      dialogs.results = {QString::fromStdString(target)};
+      dialogs.results = {Q(target)};
       return ui::EbootToIso(nullptr, prompter, dialogs, theme, package, toc);
     };
 
     // A cancelled save dialog ends silently.
     QVERIFY(run(eboot, "", 0) == Outcome::Declined());
-    QCOMPARE(dialogs.calls[0].title, QStringLiteral("Select where to save the ISO"));
-    QCOMPARE(dialogs.calls[0].extension, QStringLiteral("iso"));
-    QCOMPARE(dialogs.calls[0].filters.front().first, QStringLiteral("ISO Files (*.iso)"));
+    QCOMPARE(dialogs.calls[0].title, u"Select where to save the ISO"_s);
+    QCOMPARE(dialogs.calls[0].extension, u"iso"_s);
+    QCOMPARE(dialogs.calls[0].filters.front().first, u"ISO Files (*.iso)"_s);
     QVERIFY(prompter.shown.empty());
     WriteFileText(dir / "EBOOT.sbi", "one disc's LibCrypt data");
     QVERIFY(run(eboot, iso, 0) == Outcome::Success());
     QCOMPARE(prompter.last(), QLatin1String(ui::kMsgIsoDone));
     QCOMPARE(FileSize(iso).value_or(0), uint64_t(2 * kTestBlockSize));
-    QVERIFY(FileExists(dir / "game.sbi"));
     QCOMPARE(ReadFileText(dir / "game.sbi"), std::string("one disc's LibCrypt data"));
     // Any other result is shown as it is.
     WriteFileText(dir / "bad.pbp", std::string(64, 'x'));
@@ -131,43 +173,19 @@ class EbootToIsoTest : public QObject {
     prompter.answers = {true, false};
     QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Declined());
     QCOMPARE(prompter.shown.size(), std::size_t{2});
-    QCOMPARE(prompter.last(),
-             QString::fromStdString("The following file will be overwritten if you continue!\n" +
-                                    disc(3, ".ccd") + "\nDo you wish to continue?"));
+    QCOMPARE(prompter.last(), Q("The following file will be overwritten if you continue!\n" +
+                                disc(3, ".ccd") + "\nDo you wish to continue?"));
     for (int n = 1; n <= 3; ++n) QVERIFY(!FileExists(disc(n, ".iso")));
     prompter.answers = {true, true};
     QVERIFY(run(set, dir / "set/game.iso", pbp::kTocCcd) == Outcome::Success());
     QVERIFY(!FileExists(dir / "set/game.iso"));
     for (int n = 1; n <= 3; ++n)
       QCOMPARE(FileSize(disc(n, ".iso")).value_or(0), uint64_t(n + 2) * kTestBlockSize);
-    QVERIFY(FileExists(disc(2, ".sbi")));
     QCOMPARE(ReadFileText(disc(2, ".sbi")), std::string("disc 2's LibCrypt data"));
     QVERIFY(!FileExists(disc(1, ".sbi")) && !FileExists(disc(3, ".sbi")));
   }
-};
-
-class TransferTest : public QObject {
-  Q_OBJECT
-
-  struct Fixture {
-    TempDir psp, source;
-    ui::ThemeContext theme;
-    ScriptedPrompter prompter;
-    FixedVolumes volumes;
-    Fixture() : volumes({{psp.path(), "  PSP STICK "}}) {
-      WriteFileText(source / "EBOOT.PBP", "new package");
-    }
-    std::unique_ptr<ui::TransferDialog> Open(const std::string& title, int autoTransfer,
-                                             VolumeSource* v = nullptr) {
-      return std::make_unique<ui::TransferDialog>(
-          theme, prompter, v ? *v : volumes,
-          ui::TransferRequest{source.folder(), title, "SLUS01234", autoTransfer});
-    }
-  };
-
- private slots:
   void listsVolumesAndCopiesByTitleOrId() {
-    Fixture f;
+    TransferFixture f;
     FixedVolumes none({});
     auto empty = f.Open("Game", 1, &none);
     QCOMPARE(empty->drives()->count(), 0);
@@ -177,7 +195,7 @@ class TransferTest : public QObject {
     auto byTitle = f.Open(title, 1);
     auto* drives = byTitle->findChild<QComboBox*>("cboDrive");
     QCOMPARE(drives->count(), 1);
-    QCOMPARE(drives->currentText(), QString::fromStdString("[" + f.psp.path() + "] PSP STICK"));
+    QCOMPARE(drives->currentText(), Q("[" + f.psp.path() + "] PSP STICK"));
     QVERIFY(byTitle->findChild<QPushButton*>("cmdOK")->isEnabled());
     byTitle->OkClicked();
     QCOMPARE(byTitle->result(), int(QDialog::Accepted));
@@ -190,28 +208,7 @@ class TransferTest : public QObject {
     QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
              std::string("new package"));
 
-    // A package already there: the question reaches the user, and No keeps it.
-    WriteFileText(f.source / "EBOOT.PBP", "newer package");
-    f.prompter.answers = {false};
-    f.Open(title, 2)->OkClicked();
-    QCOMPARE(f.prompter.shown.size(), size_t(1));
-    QCOMPARE(ReadFileText(f.psp.path() + "/PSP/GAME/SLUS01234/EBOOT.PBP"),
-             std::string("new package"));
-  }
-
-  void folderThatCannotBeMadeKeepsTheDialogOpen() {
-    Fixture f;
-    WriteFileText(f.psp / "PSP", "a file where the folder should be");
-    auto d = f.Open("Game", 1);
-    d->show();
-    d->OkClicked();
-    QCOMPARE(f.prompter.last(), QLatin1String(kMsgCouldNotCreateFolders));
-    QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Critical);
-    QVERIFY(d->isVisible());
-  }
-
-  void hooksKnowThePspGameFolder() {
-    Fixture f;
+    // The hooks of the main window use the same volumes.
     ui::MainWindow::Hooks hooks;
     ui::InstallDialogHooks(hooks, {std::make_shared<FixedVolumes>(f.volumes), {}});
     QVERIFY(hooks.selectGame && hooks.customGame && hooks.openDocMaker && hooks.openPreview &&
@@ -220,52 +217,39 @@ class TransferTest : public QObject {
     // The rule is the core's (PspGameFolder); here only that the hook asks the volumes.
     QVERIFY(hooks.isOnPspGameFolder(game));
     QVERIFY(!hooks.isOnPspGameFolder("/elsewhere/PSP/GAME/MYGAME"));
+
+    // A folder that cannot be made keeps the dialog open.
+    WriteFileText(f.psp / "PSP/GAME/Blocked", "a file where the folder should be");
+    auto d = f.Open("Blocked", 1);
+    d->show();
+    d->OkClicked();
+    QCOMPARE(f.prompter.last(), QLatin1String(kMsgCouldNotCreateFolders));
+    QCOMPARE(f.prompter.shown.back().icon, MsgIcon::Critical);
+    QVERIFY(d->isVisible());
   }
-};
-
-namespace {
-
-void WriteSolidPng(const std::string& path, int w, int h, QColor c) {
-  Surface s(w, h);
-  s.FillRect(0, 0, w, h, c.red(), c.green(), c.blue());
-  if (!WritePngFromDrawingContext(s, path, w, h)) qFatal("could not write %s", path.c_str());
-}
-
-QColor At(const Surface& s, int x, int y) {
-  const uint8_t* p = s.Row(y) + x * 4;
-  return QColor(p[2], p[1], p[0]);
-}
-
-const QColor kBack{100, 100, 100}, kHighlight{250, 250, 0}, kDefIcon{0, 250, 250}, kPic0{250, 0, 0},
-    kPic1{0, 0, 250}, kBoot{0, 250, 0}, kIcon{250, 0, 250};
-
-}  // namespace
-
-class PreviewTest : public QObject {
-  Q_OBJECT
-
-  struct Fixture {
-    TempDir prog, art;
-    ui::PreviewInputs in;
-    Fixture() {
-      prog.MakeDir("Data");
-      WriteSolidPng(prog / "Data/back.png", 480, 272, kBack);
-      WriteSolidPng(prog / "Data/highlight.png", 200, 100, kHighlight);
-      WriteSolidPng(prog / "Data/deficon.png", 144, 80, kDefIcon);
-      WriteSolidPng(art / "pic0.png", 310, 180, kPic0);
-      WriteSolidPng(art / "pic1.png", 480, 272, kPic1);
-      WriteSolidPng(art / "boot.png", 480, 272, kBoot);
-      WriteSolidPng(art / "icon0.png", 144, 80, kIcon);
-      in.programFolder = prog.folder();
-      in.slotFiles = {art / "icon0.png", "", art / "pic0.png",
-                      art / "pic1.png",  "", art / "boot.png"};
-      in.holdMs = 1500;
+  // Each tick's interval, alpha and whether the fade is drawn: the menu held, the fade
+  // starting at the next tick, seven steps to the background, held, and the menu again.
+  void previewFadesAndDrawsItsLayers() {
+    PreviewFixture f;
+    ui::PreviewDialog d(f.in, {});
+    QVERIFY(d.timer().isActive());
+    QStringList steps;
+    for (int i = 0; i < 11; ++i) {
+      if (i > 0) d.Tick();
+      steps << u"%1 %2 %3"_s.arg(d.interval())
+                   .arg(d.alpha())
+                   .arg(QLatin1String(d.animating() ? "fading" : "held"));
+      if (i == 0 || i == 9) QCOMPARE(&d.shown(), &d.layers().menu);
+      const QColor c = At(d.shown(), 240, 136);
+      if (i == 2)  // mostly the boot picture, a little background
+        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
+      if (i == 8) QCOMPARE(c, kPic1);  // the background alone
     }
-  };
+    QCOMPARE(steps, (QStringList{"1500 0 held", "60 0 held", "60 40 fading", "60 80 fading",
+                                 "60 120 fading", "60 160 fading", "60 200 fading", "60 240 fading",
+                                 "1500 255 fading", "1500 0 held", "60 0 held"}));
 
- private slots:
-  void layersAreDrawnInPlace() {
-    Fixture f;
+    // The layers, each drawn in its place.
     const ui::PreviewLayers l = ui::DrawPreviewLayers(f.in);
     QCOMPARE(At(l.base, 0, 0), kBack);
     QCOMPARE(At(l.background, 240, 136), kPic1);
@@ -278,7 +262,7 @@ class PreviewTest : public QObject {
            {475, 266, kPic1}, {474, 267, kPic1}, {165, 190, kPic0}, {164, 190, kPic1},
            {214, 185, kHighlight}, {215, 185, kPic0}, {15, 86, kHighlight}, {14, 86, kPic1},
            {24, 96, kIcon}, {167, 175, kIcon}, {168, 176, kHighlight}})
-      QVERIFY2(At(l.menu, x, y) == want, qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+      QVERIFY2(At(l.menu, x, y) == want, qPrintable(u"%1,%2"_s.arg(x).arg(y)));
     // clang-format on
 
     // An unticked icon is the empty "null" file: the stock icon stands in. Without a
@@ -289,46 +273,7 @@ class PreviewTest : public QObject {
     QCOMPARE(At(plain.menu, 24, 96), kDefIcon);
     QCOMPARE(At(plain.menu, 300, 20), kBack);
   }
-
-  void fadeSequence() {
-    Fixture f;
-    ui::PreviewDialog d(f.in, {});
-    QCOMPARE(d.interval(), 1500);
-    QVERIFY(d.timer().isActive());
-    QCOMPARE(d.alpha(), 0);
-    QVERIFY(!d.animating());
-    QCOMPARE(&d.shown(), &d.layers().menu);
-
-    d.Tick();  // end of the hold: the fade starts at the next tick
-    QCOMPARE(d.interval(), 60);
-    QVERIFY(!d.animating());
-    QList<int> alphas;
-    for (int i = 0; i < 7; ++i) {
-      d.Tick();
-      QVERIFY(d.animating());
-      alphas << d.alpha();
-      if (i == 0) {
-        // Mostly the boot picture, a little background.
-        const QColor c = At(d.shown(), 240, 136);
-        QVERIFY(c.green() > 180 && c.blue() > 0 && c.blue() < 60);
-      }
-      QCOMPARE(d.interval(), i < 6 ? 60 : 1500);
-    }
-    QCOMPARE(alphas, (QList<int>{40, 80, 120, 160, 200, 240, 255}));
-    QCOMPARE(At(d.shown(), 240, 136), kPic1);  // the background alone
-
-    d.Tick();  // after holding the background, back to the menu
-    QCOMPARE(d.alpha(), 0);
-    QVERIFY(!d.animating());
-    QCOMPARE(&d.shown(), &d.layers().menu);
-    QCOMPARE(d.interval(), 1500);
-    d.Tick();
-    QCOMPARE(d.interval(), 60);
-  }
 };
 
-int main(int argc, char** argv) {
-  return RunSuites<VerifyDialogTest, EbootToIsoTest, TransferTest, PreviewTest>(argc, argv);
-}
-
+QTEST_MAIN(PackageDialogsTest)
 #include "package_dialogs_test.moc"

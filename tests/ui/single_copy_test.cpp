@@ -22,25 +22,20 @@ class SingleCopyTest : public QObject {
     fs::copy_file(exe.toStdString(), copy);
     const std::string folder = WithTrailingSep(fs::canonical(prog.path()).string());
 
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
+    // Both copies inherit the test's offscreen platform.
     QProcess first;
-    first.setProcessEnvironment(env);
-    first.start(QString::fromStdString(copy.string()), {});
+    first.start(Q(copy.string()), {});
     QVERIFY(first.waitForStarted(10000));
     const QString key = ui::InstanceKey(folder);
-    bool listening = false;
-    for (int i = 0; i < 100 && !listening; ++i) {
+    auto listening = [&] {
       QLocalSocket probe;
       probe.connectToServer(key);
-      listening = probe.waitForConnected(100);
-      if (!listening) QTest::qWait(100);
-    }
-    QVERIFY2(listening, "the first copy never opened its socket");
+      return probe.waitForConnected(100);
+    };
+    QTRY_VERIFY2_WITH_TIMEOUT(listening(), "the first copy never opened its socket", 20000);
 
     QProcess second;
-    second.setProcessEnvironment(env);
-    second.start(QString::fromStdString(copy.string()), {});
+    second.start(Q(copy.string()), {});
     QVERIFY(second.waitForFinished(10000));
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
     QCOMPARE(second.exitCode(), 0);
