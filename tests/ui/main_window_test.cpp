@@ -145,10 +145,19 @@ class MainWindowTest : public QObject {
         {Outcome::Cancelled(), disc, 0, false, "", MsgIcon::Information},
         {Outcome::Declined(), disc, 0, false, "", MsgIcon::Information},
         {failed, disc, 0, false, "The BIN file is gone\nline 2", MsgIcon::Exclamation},
-        {ok, patch, 1, false, kMsgPatchingDone, MsgIcon::Information},
-        {ok, recompress, 0, false, kMsgConversionDone, MsgIcon::Information},
-        {ok, disc, 1, true, kMsgOnPspFolder, MsgIcon::Information},
-        {ok, disc, 1, false, kMsgOfferTransfer, MsgIcon::Information},
+        {ok, patch, 1, false, "Patching Done!  Enjoy :)", MsgIcon::Information},
+        {ok, recompress, 0, false,
+         "Conversion Done :)  Just copy the EBOOT.PBP file to ms0:/PSP/GAME/<Game Name>  Enjoy!",
+         MsgIcon::Information},
+        {ok, disc, 1, true,
+         "Conversion Done :)  The output folder you have selected appears to be the correct "
+         "location on the PSP drive (if not, you'll need to copy).  If this is so, just run the "
+         "game from the GAME menu.  Enjoy!",
+         MsgIcon::Information},
+        {ok, disc, 1, false,
+         "Conversion Done :)  Do you want to transfer the game to the PSP now?\r\n(note, if you "
+         "wish, you can disable this feature by editing the INI file, if you find this annoying)",
+         MsgIcon::Information},
     };
     ConversionResult result;
     for (const Row& row : rows) {
