@@ -69,10 +69,10 @@ TEST(ReadSectionToFile, UnwritableDestinationAsksThroughTheHost) {
   EXPECT_EQ(ReadSectionToFile(0, 100, dir / "missing/folder/out.bin", in, host),
             CopyOutcome::Stopped);
   ASSERT_EQ(host.questions.size(), 1u);
-  EXPECT_EQ(host.questions[0].text.rfind("The following unexpected error occurred!!!\r\n", 0), 0u);
-  EXPECT_NE(host.questions[0].text.find("\r\n\r\nContinue regardless?"), std::string::npos);
-  EXPECT_TRUE(host.questions[0].defaultNo);
-  EXPECT_EQ(host.questions[0].icon, MsgIcon::Critical);
+  const auto& q = host.questions[0];
+  EXPECT_EQ(q.text.rfind("The following unexpected error occurred!!!\r\n", 0), 0u);
+  EXPECT_NE(q.text.find("\r\n\r\nContinue regardless?"), std::string::npos);
+  EXPECT_EQ(std::tuple(q.defaultNo, q.icon), std::tuple(true, MsgIcon::Critical));
 }
 
 TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
@@ -103,11 +103,10 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
   ASSERT_TRUE(back);
   EXPECT_EQ(back->offsets, expected);
   EXPECT_NE(back->magic, kPbpMagic);
-  EXPECT_EQ(back->SectionSize(kIcon0, 100), 1234u);
-  EXPECT_EQ(back->SectionSize(kPic0, 100), 0u);
   // DATA.PSAR runs to the end of the file; a file that ends before it leaves it empty.
-  EXPECT_EQ(back->SectionSize(kDataPsar, 90000), 90000u - (40 + 2178 + 5000));
-  EXPECT_EQ(back->SectionSize(kDataPsar, 100), 0u);
+  EXPECT_EQ(std::tuple(back->SectionSize(kIcon0, 100), back->SectionSize(kPic0, 100),
+                       back->SectionSize(kDataPsar, 90000), back->SectionSize(kDataPsar, 100)),
+            std::tuple(1234u, 0u, 90000u - (40 + 2178 + 5000), 0u));
 }
 
 TEST(PbpHeader, RefusesWhatCannotBeHeld) {
@@ -123,24 +122,16 @@ TEST(PbpHeader, RefusesWhatCannotBeHeld) {
 TEST(FindStartData, AddsThePsarOffsetToTheStoredOffset) {
   TempDir dir;
   Bytes raw(2000, 0);
-  StoreLe32(raw.data() + 36, 1000);
-  StoreLe32(raw.data() + 1000 + 12, 0xFFFFFF00u);  // no wrap-around into a small offset
-  WriteFileBytes(dir / "a.pbp", raw);
-  {
+  auto found = [&](uint32_t psar, uint32_t stored) {
+    StoreLe32(raw.data() + 36, psar);
+    if (psar + 16 <= raw.size()) StoreLe32(raw.data() + psar + 12, stored);
+    WriteFileBytes(dir / "a.pbp", raw);
     File in(dir / "a.pbp", File::Mode::Read);
-    EXPECT_EQ(FindStartData(in), 1000u + 0xFFFFFF00ull);
-  }
-  StoreLe32(raw.data() + 1000 + 12, 500);
-  WriteFileBytes(dir / "a.pbp", raw);
-  {
-    File in(dir / "a.pbp", File::Mode::Read);
-    EXPECT_EQ(FindStartData(in), 1500u);
-  }
-  // DATA.PSAR offset beyond the file: nothing to read.
-  StoreLe32(raw.data() + 36, 1990);
-  WriteFileBytes(dir / "a.pbp", raw);
-  File in(dir / "a.pbp", File::Mode::Read);
-  EXPECT_FALSE(FindStartData(in));
+    return FindStartData(in);
+  };
+  EXPECT_EQ(found(1000, 0xFFFFFF00u), 1000u + 0xFFFFFF00ull);  // no wrap-around
+  EXPECT_EQ(found(1000, 500), 1500u);
+  EXPECT_FALSE(found(1990, 0));  // DATA.PSAR offset beyond the file: nothing to read
 }
 
 std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
@@ -161,9 +152,7 @@ TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
       ASSERT_EQ(sfo[i], before[i]) << "byte " << i;
     }
   }
-  SfoFields f = ReadSfoFields(sfo);
-  EXPECT_EQ(f.title, "Example Title");
-  EXPECT_EQ(f.discId, "SLUS00594");
+  EXPECT_EQ(ReadSfoFields(sfo).title + "|" + ReadSfoFields(sfo).discId, "Example Title|SLUS00594");
 
   // A shorter title and ID leave no remnant of the longer ones.
   ASSERT_EQ(PatchSfo(sfo, "Ab", "AB12"), "");
@@ -230,9 +219,8 @@ TEST(Sfo, ReadsFromAPackageAsFarAsTheFileGoes) {
   WriteFileBytes(dir / "p.pbp", pkg);
   {
     File f(dir / "p.pbp", File::Mode::Read);
-    SfoFields got = ReadSfoFields(f, 40);
-    EXPECT_EQ(got.title, "Some Game");
-    EXPECT_EQ(got.discId, "SLUS01234");
+    const SfoFields got = ReadSfoFields(f, 40);
+    EXPECT_EQ(got.title + "|" + got.discId, "Some Game|SLUS01234");
   }
   // Cut inside the title: what is there is read.
   pkg.resize(40 + 816 + 4);
@@ -241,9 +229,8 @@ TEST(Sfo, ReadsFromAPackageAsFarAsTheFileGoes) {
     File f(dir / "p.pbp", File::Mode::Read);
     EXPECT_EQ(ReadSfoFields(f, 40).title, "Some");
     // An SFO offset outside the file gives empty fields.
-    SfoFields none = ReadSfoFields(f, 0xFFFFFFF0ull);
-    EXPECT_EQ(none.title, "");
-    EXPECT_EQ(none.discId, "");
+    const SfoFields none = ReadSfoFields(f, 0xFFFFFFF0ull);
+    EXPECT_EQ(none.title + none.discId, "");
   }
 }
 

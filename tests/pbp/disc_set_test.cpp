@@ -29,6 +29,7 @@ namespace ebf::pbp {
 namespace {
 
 using namespace test;
+using namespace std::string_literals;
 
 constexpr uint64_t kSector = 2352;
 constexpr uint64_t kBlock = 16 * kSector;
@@ -155,23 +156,19 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   r.image = DiscImage(100, 1);
   const PbpWritten one = WritePbp(dir / "one.pbp", r);
   DiscTable table = ReadTable(dir / "one.pbp");
-  EXPECT_EQ(table.error, "");
-  EXPECT_FALSE(table.titled);
+  EXPECT_EQ(std::tuple(table.error, table.titled, table.startData, table.sharedId),
+            std::tuple("", false, one.startData, ""));
   ASSERT_EQ(table.discs.size(), 1u);
-  EXPECT_EQ(table.discs[0].start, one.psar);
-  EXPECT_EQ(table.discs[0].discId, "SLUS01234");
-  EXPECT_EQ(table.discs[0].dataEnd,
-            one.psar + 0x100000 +
-                std::accumulate(one.blockLengths.begin(), one.blockLengths.end(), uint64_t{0}));
-  EXPECT_EQ(table.startData, one.startData);
-  EXPECT_EQ(table.sharedId, "");
+  EXPECT_EQ(std::tuple(table.discs[0].start, table.discs[0].discId, table.discs[0].dataEnd),
+            std::tuple(one.psar, "SLUS01234",
+                       one.psar + 0x100000 + std::accumulate(one.blockLengths.begin(),
+                                                             one.blockLengths.end(), uint64_t{0})));
 
   SetFixture fx(kThreeDiscs);
   const DiscSetWritten& set = fx.written;
   table = ReadTable(fx.pbp);
-  EXPECT_EQ(table.error, "");
-  EXPECT_TRUE(table.titled);
-  EXPECT_EQ(table.sharedId, "SCUS94163");
+  EXPECT_EQ(std::tuple(table.error, table.titled, table.startData, table.sharedId),
+            std::tuple("", true, set.startData, "SCUS94163"));
   ASSERT_EQ(table.discs.size(), 3u);
   const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
   for (int i = 0; i < 3; ++i) {
@@ -180,7 +177,6 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
     EXPECT_LE(table.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
     EXPECT_GT(table.discs[i].dataEnd, set.sections[i] + 0x100000);
   }
-  EXPECT_EQ(table.startData, set.startData);
 }
 
 TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
@@ -428,28 +424,25 @@ TEST(DiscSet, InfoListsEveryDisc) {
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(fx.pbp, info), "");
   // Disc 1 stands for the package where one disc is described.
-  EXPECT_EQ(info.gameId, "SCUS94163");
-  EXPECT_EQ(info.startData, fx.written.startData);
-  EXPECT_EQ(std::tuple(info.blocks, info.tracks.size(), info.discs.size()), std::tuple(7u, 1u, 2u));
+  EXPECT_EQ(std::tuple(info.gameId, info.startData, info.blocks, info.tracks.size()),
+            std::tuple("SCUS94163", fx.written.startData, 7u, 1u));
   ASSERT_EQ(info.discs.size(), 2u);
-  // Each disc: number, ID, sectors, blocks (all deflated), then its tracks as number, data
-  // and start.
+  // Each disc: number, ID, sectors, blocks (all deflated), problem, then its tracks as
+  // number, data and start.
   const std::vector<std::string> expected[] = {
-      {"1 SCUS94163 90 7 7", "1 data 00:02:00"},
-      {"2 SCUS94164 200 14 14", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
+      {"1 SCUS94163 90 7 7 ", "1 data 00:02:00"},
+      {"2 SCUS94164 200 14 14 ", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
   for (int i = 0; i < 2; ++i) {
     const DiscInfo& d = info.discs[i];
     std::vector<std::string> got = {std::to_string(d.number) + " " + d.gameId + " " +
                                     std::to_string(d.sectors) + " " + std::to_string(d.blocks) +
-                                    " " + std::to_string(d.compressedBlocks)};
+                                    " " + std::to_string(d.compressedBlocks) + " " + d.problem};
     for (const TrackInfo& t : d.tracks)
       got.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
                     FormatMsf(t.minute, t.second, t.frame));
     EXPECT_EQ(got, expected[i]);
-    uint64_t size = 0;
-    for (uint32_t n : fx.written.discs[i].blockLengths) size += n;
-    EXPECT_EQ(d.compressedSize, size);
-    EXPECT_EQ(d.problem, "");
+    const auto& lengths = fx.written.discs[i].blockLengths;
+    EXPECT_EQ(d.compressedSize, std::accumulate(lengths.begin(), lengths.end(), uint64_t{0}));
   }
 }
 
@@ -479,10 +472,11 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       SetFixture fx(discs);
       const Bytes before = ReadFileBytes(fx.pbp);
       Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
-      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
-                "|Set Title|" + discs[0].id + "|Old Save");
-      EXPECT_EQ(seen.discCount, static_cast<int>(discs.size()));
-      EXPECT_EQ(seen.startData, fx.written.startData);
+      EXPECT_EQ(std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" +
+                               seen.saveName,
+                           seen.discCount, seen.startData),
+                std::tuple("|Set Title|" + discs[0].id + "|Old Save",
+                           static_cast<int>(discs.size()), fx.written.startData));
       EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
       const Bytes& tail = fx.recipes[0].tail;
       const Bytes startDat(tail.begin(), tail.end() - 1);  // all but the file's last byte
@@ -491,10 +485,8 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       // The new assets take exactly the old ones' room: the patch goes in place.
       const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(done.outcome, Outcome::Success());
-      EXPECT_EQ(done.rebuiltTo, "");
-      EXPECT_TRUE(fx.host.questions.empty());
-      EXPECT_FALSE(FileExists(fx.pbp + ".undo"));
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), std::string()));
+      EXPECT_FALSE(!fx.host.questions.empty() || FileExists(fx.pbp + ".undo"));
       // DATA.PSAR stays where it is, patched, then zeros to one byte past the old end.
       Bytes expected = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), startDat);
       expected.resize(before.size() + 1 - fx.written.psar, 0);
@@ -517,8 +509,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       const std::string dest = fx.dir / "NEW.PBP";
       fx.host.destination = dest;
       const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(done.outcome, Outcome::Success());
-      EXPECT_EQ(done.rebuiltTo, dest);
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), dest));
       EXPECT_TRUE(ReadFileBytes(fx.pbp) == source);
       // The old DATA.PSAR, fields patched where each section now lies, then the new picture
       // and the start data.
@@ -532,8 +523,9 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       fx.ExpectEveryDisc(dest);
       EXPECT_EQ(CheckWrittenPackage(dest), "");
       Inspection seen = InspectEboot(dest, fx.temp, fx.host);
-      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId, "|New Title|SCES98765");
-      EXPECT_EQ(seen.startData, newPsar + (fx.written.startData - fx.written.psar));
+      EXPECT_EQ(std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
+                std::tuple("|New Title|SCES98765"s,
+                          newPsar + (fx.written.startData - fx.written.psar)));
     }
   }
 }

@@ -41,17 +41,15 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
             "|Caf\xC3\xA9 Racer|SLES01234|Caf\xC3\xA9 Save");
 
   EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), MakeSfo(recipe.title, recipe.discId));
-  EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
   Bytes pic0 = recipe.pic0;
   pic0.push_back(recipe.pic1[0]);
-  EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
-  EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), recipe.pic1);
-  EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), recipe.dataPsp);
-  for (const char* empty : {"ICON1.PMF", "SND0.AT3"})
-    EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
-  EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), recipe.bootPng);
   // START.DAT stops one byte before the end of the file.
-  EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(recipe.tail.begin(), recipe.tail.end() - 1));
+  const Bytes start(recipe.tail.begin(), recipe.tail.end() - 1);
+  for (const auto& [name, bytes] :
+       {std::pair{"ICON0.PNG", recipe.icon0}, {"PIC0.PNG", pic0}, {"PIC1.PNG", recipe.pic1},
+        {"BASE.PSP", recipe.dataPsp}, {"ICON1.PMF", {}}, {"SND0.AT3", {}},
+        {"Gameboot.png", recipe.bootPng}, {"START.DAT", start}})
+    EXPECT_EQ(ReadFileBytes(temp + name), bytes) << name;
   EXPECT_TRUE(host.questions.empty());
 
   // The Extract buttons copy from Temp; a missing Temp file does nothing.
@@ -158,15 +156,12 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
   EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
-  EXPECT_EQ(info.fileSize, w.fileSize);
   for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
-  EXPECT_EQ(info.sectionSizes[kParamSfo], 944u);
-  EXPECT_EQ(info.sectionSizes[kIcon0], 321u);
-  EXPECT_EQ(info.sectionSizes[kIcon1], 0u);
-  EXPECT_EQ(info.sectionSizes[kDataPsp], 77u);
-  EXPECT_EQ(info.sectionSizes[kDataPsar], w.fileSize - w.psar);
-  EXPECT_EQ(std::pair(info.blocks, info.compressedBlocks), std::pair(uint64_t{5}, uint64_t{4}));
-  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
+  const auto& size = info.sectionSizes;
+  EXPECT_EQ(std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp],
+                       size[kDataPsar], info.fileSize, info.bootPngSize),
+            std::tuple(944u, 321u, 0u, 77u, w.fileSize - w.psar, w.fileSize, recipe.bootPng.size()));
+  EXPECT_EQ(std::tuple(info.blocks, info.compressedBlocks), std::tuple(uint64_t{5}, uint64_t{4}));
   std::vector<std::string> tracks;  // number, data or audio, start
   for (const TrackInfo& t : info.tracks)
     tracks.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
@@ -198,11 +193,8 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
-  EXPECT_EQ(info.title, "Cut Game");
-  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
-  EXPECT_EQ(info.startData, w.psar + 0x6000);
-  EXPECT_EQ(info.blocks, 0u);
-  EXPECT_TRUE(info.tracks.empty());
+  EXPECT_EQ(std::tuple(info.title, info.bootPngSize, info.startData, info.blocks, info.tracks.size()),
+            std::tuple("Cut Game", recipe.bootPng.size(), w.psar + 0x6000, 0u, 0u));
   EXPECT_EQ(info.discImageProblem, "The EBOOT \"" + (dir / "cut.pbp") +
                                        "\" is cut short: its disc image index ends at byte " +
                                        std::to_string(w.psar + 0x100000) +
@@ -221,8 +213,7 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
   EXPECT_EQ(InspectEboot(dir / "bad.pbp", dir / "t/", host).message, refusal);
   // A whole package reads its disc image with no problem noted.
   ASSERT_EQ(ReadEbootInfo(dir / "full.pbp", info), "");
-  EXPECT_EQ(info.discImageProblem, "");
-  EXPECT_EQ(info.blocks, 3u);
+  EXPECT_EQ(std::tuple(info.discImageProblem, info.blocks), std::tuple(std::string(), uint64_t{3}));
 }
 
 }  // namespace

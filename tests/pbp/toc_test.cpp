@@ -99,11 +99,9 @@ TEST(Toc, TheConversionLayoutGivesIsoTocAndTheCcdByTheSetting) {
   EXPECT_TRUE(TocOutputs(area, dir + "TempISO.iso", true, kTocNone).empty());
   std::vector<TocOutput> out = TocOutputs(area, dir + "TempISO.iso", true, kTocCcd);
   ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(out[0].path, dir + "ISO.TOC");
-  EXPECT_EQ(Bytes(out[0].bytes.begin(), out[0].bytes.end()),
-            Bytes(area.begin(), area.begin() + 50));
-  EXPECT_EQ(out[1].path, dir + "TempISO.ccd");
-  EXPECT_EQ(out[1].bytes, FormatCcd(UsedTocEntries(area)));
+  EXPECT_EQ(std::tuple(out[0].path, out[0].bytes, out[1].path, out[1].bytes),
+            std::tuple(dir + "ISO.TOC", std::string(area.begin(), area.begin() + 50),
+                       dir + "TempISO.ccd", FormatCcd(UsedTocEntries(area))));
 }
 
 DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
@@ -114,25 +112,23 @@ DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
 }
 
 TEST(PackageTracks, TracksRunFromTheirStartToTheNext) {
+  // The disc's sectors, then each track as number, kind, start + length.
+  auto read = [](const PackageDisc& d) {
+    std::string text = std::to_string(d.sectors);
+    for (const auto& t : d.tracks)
+      text += ", " + std::to_string(t.number) + (t.audio ? " audio " : " data ") +
+              std::to_string(t.start) + "+" + std::to_string(t.length);
+    return text;
+  };
   // Data at 0, audio at 300 and 675 of 1,125 sectors; 71 blocks plus the padding block.
   PackageDisc disc;
   ASSERT_EQ(
       ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 675}}, 1125), 72), disc),
       "");
-  EXPECT_EQ(disc.sectors, 1125u);
-  ASSERT_EQ(disc.tracks.size(), 3u);
-  EXPECT_FALSE(disc.tracks[0].audio);
-  EXPECT_TRUE(disc.tracks[2].audio);
-  EXPECT_EQ(disc.tracks[1].number, 2);
-  EXPECT_EQ(disc.tracks[0].length, 300u);
-  EXPECT_EQ(disc.tracks[1].start, 300u);
-  EXPECT_EQ(disc.tracks[1].length, 375u);
-  EXPECT_EQ(disc.tracks[2].length, 450u);
-
+  EXPECT_EQ(read(disc), "1125, 1 data 0+300, 2 audio 300+375, 3 audio 675+450");
   // A lead-out beyond the blocks (or before the last track) gives way to the blocks' end.
   ASSERT_EQ(ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 300}}, 5000), 40), disc), "");
-  EXPECT_EQ(disc.sectors, 640u);
-  EXPECT_EQ(disc.tracks[1].length, 340u);
+  EXPECT_EQ(read(disc), "640, 1 data 0+300, 2 audio 300+340");
 
   // Tables that cannot be used say why.
   EXPECT_EQ(ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 700}}, 1125), 40), disc),
@@ -151,8 +147,7 @@ TEST(PackageTracks, NamesAndSheets) {
   EXPECT_EQ(SplitTrackNames("G", 2),
             (std::vector<std::string>{"G (Track 1).bin", "G (Track 2).bin"}));
   const auto twelve = SplitTrackNames("G", 12);
-  EXPECT_EQ(twelve[0], "G (Track 01).bin");
-  EXPECT_EQ(twelve[11], "G (Track 12).bin");
+  EXPECT_EQ(twelve[0] + twelve[11], "G (Track 01).binG (Track 12).bin");
 
   std::vector<SheetTrack> tracks = {{{1, false, 0, 300}, 1, false},
                                     {{2, true, 300, 375}, 2, true},
