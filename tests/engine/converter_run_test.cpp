@@ -35,13 +35,10 @@ struct Staged {
 };
 
 TEST(ConverterVerdict, DoneDotAtTheVeryEnd) {
-  EXPECT_TRUE(ConverterSucceeded("Writing\r\nDone."));
-  EXPECT_TRUE(ConverterSucceeded("Writing\r\nDone.\r\n"));
-  EXPECT_TRUE(ConverterSucceeded("Done.\n\n\n"));
-  EXPECT_FALSE(ConverterSucceeded("Writing\r\ndone.\r\n"));
-  EXPECT_FALSE(ConverterSucceeded("Done\r\n"));
-  EXPECT_FALSE(ConverterSucceeded("Done. Not really"));
-  EXPECT_FALSE(ConverterSucceeded(""));
+  for (const char* yes : {"Writing\r\nDone.", "Writing\r\nDone.\r\n", "Done.\n\n\n"})
+    EXPECT_TRUE(ConverterSucceeded(yes)) << yes;
+  for (const char* no : {"Writing\r\ndone.\r\n", "Done\r\n", "Done. Not really", ""})
+    EXPECT_FALSE(ConverterSucceeded(no)) << no;
 }
 
 TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
@@ -127,10 +124,9 @@ TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
       if (n == cancelAt) host.cancel.Request();
     };
     EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
-    EXPECT_FALSE(host.cancel.Requested());
-    EXPECT_FALSE(FileExists(s.out / "EBOOT.PBP"));
-    EXPECT_EQ(host.amounts.size(), static_cast<std::size_t>(cancelAt));
-    EXPECT_TRUE(host.completed.empty());
+    EXPECT_FALSE(host.cancel.Requested() || FileExists(s.out / "EBOOT.PBP"));
+    EXPECT_EQ(std::tuple(host.amounts.size(), host.completed.size()),
+              std::tuple(static_cast<std::size_t>(cancelAt), 0u));
   }
 }
 

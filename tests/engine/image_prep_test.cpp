@@ -15,25 +15,22 @@ using namespace test;
 TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
   TempDir dir;
   const Bytes iso = BuildIsoSectors(GameDisc("SLUS_012.34"));
-  WriteFileBytes(dir / "plain.iso", iso);
-  EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", true), ImagePrep::IsoPadding);
-  EXPECT_EQ(ChooseImagePrep(dir / "plain.iso", false), ImagePrep::AsIs);
-
   Bytes notZero = iso;
   notZero[0] = 1;
-  WriteFileBytes(dir / "nz.iso", notZero);
-  EXPECT_EQ(ChooseImagePrep(dir / "nz.iso", true), ImagePrep::AsIs);
-
-  WriteFileBytes(dir / "sub.img", EncodeSectors(iso, SectorLayout::Raw2448));
-  EXPECT_EQ(ChooseImagePrep(dir / "sub.img", true), ImagePrep::StripSubchannel);
-
-  // 2448-aligned, but the second sector does not start with a sync: left alone.
-  WriteFileBytes(dir / "odd.img", Bytes(2448 * 3, 0));
-  EXPECT_EQ(ChooseImagePrep(dir / "odd.img", true), ImagePrep::AsIs);
-
-  WriteFileBytes(dir / "raw.bin", EncodeSectors(iso, SectorLayout::Mode2Raw));
-  EXPECT_EQ(ChooseImagePrep(dir / "raw.bin", true), ImagePrep::AsIs);
-  EXPECT_EQ(ChooseImagePrep(dir / "missing.bin", true), ImagePrep::AsIs);
+  // The file (none when empty), the padding setting, and the choice. An odd.img is
+  // 2448-aligned, but its second sector does not start with a sync: left alone.
+  const std::tuple<const char*, Bytes, bool, ImagePrep> rows[] = {
+      {"plain.iso", iso, true, ImagePrep::IsoPadding},
+      {"plain.iso", iso, false, ImagePrep::AsIs},
+      {"nz.iso", notZero, true, ImagePrep::AsIs},
+      {"sub.img", EncodeSectors(iso, SectorLayout::Raw2448), true, ImagePrep::StripSubchannel},
+      {"odd.img", Bytes(2448 * 3, 0), true, ImagePrep::AsIs},
+      {"raw.bin", EncodeSectors(iso, SectorLayout::Mode2Raw), true, ImagePrep::AsIs},
+      {"missing.bin", {}, true, ImagePrep::AsIs}};
+  for (const auto& [name, bytes, padding, prep] : rows) {
+    if (!bytes.empty()) WriteFileBytes(dir / name, bytes);
+    EXPECT_EQ(ChooseImagePrep(dir / name, padding), prep) << name << padding;
+  }
 }
 
 TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
@@ -59,11 +56,10 @@ TEST(IsoPadding, DeliberateSectorLayoutAndProgress) {
     EXPECT_TRUE(Bytes(raw.begin() + i * 2352, raw.begin() + (i + 1) * 2352) == want) << i;
   }
   EXPECT_EQ(host.stages, std::vector<std::string>{"Adding RAW padding..."});
-  EXPECT_EQ(host.completed, std::vector<std::string>{"Adding RAW padding..."});
+  EXPECT_EQ(host.completed, host.stages);
   // At the start, at 512, 1024 and the end.
-  const std::vector<std::pair<uint64_t, uint64_t>> steps = {
-      {0, 1030}, {512, 1030}, {1024, 1030}, {1030, 1030}};
-  EXPECT_EQ(host.amounts, steps);
+  EXPECT_EQ(host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{
+                              {0, 1030}, {512, 1030}, {1024, 1030}, {1030, 1030}}));
 }
 
 TEST(IsoPadding, HalfSectorRoundsToEvenCount) {
@@ -99,9 +95,8 @@ TEST(SubchannelStrip, KeepsEachRawSectorAndCancelsCleanly) {
   cancel.onAdvance = [&](int) { cancel.cancel.Request(); };
   EXPECT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", cancel, cancel.cancel),
             Outcome::Cancelled());
-  EXPECT_FALSE(cancel.cancel.Requested());
+  EXPECT_FALSE(cancel.cancel.Requested() || FileExists(dir / "TempBIN.bin"));
   EXPECT_TRUE(cancel.completed.empty());
-  EXPECT_FALSE(FileExists(dir / "TempBIN.bin"));
 }
 
 TEST(FreeSpace, EstimateAndCheck) {
@@ -114,16 +109,12 @@ TEST(FreeSpace, EstimateAndCheck) {
   const uint64_t expected = ExpectedEbootSize(dir / "img", assets, dir / "base", dir / "boot");
   EXPECT_EQ(expected, 1000u + 40 + 100 + 7 + 28);
 
-  auto room = [](uint64_t n) {
-    return [n](const std::string&) { return std::optional<uint64_t>(n); };
-  };
+  auto room = [](std::optional<uint64_t> n) { return [n](const std::string&) { return n; }; };
   EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected)), "");
   EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected - 1)),
             "It appears that you may not have enough disk space!");
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected,
-                           [](const std::string&) { return std::optional<uint64_t>(); }),
-            "");                                                   // unknown: not tested
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");  // the real volume has room
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room({})), "");  // unknown: not tested
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");   // the real volume has room
 }
 
 }  // namespace

@@ -75,8 +75,8 @@ TEST(PlanConversion, RefusalsInTheirOrder) {
     change(g);
     RunRecorder h;
     const Planned p = g.Run(h);
-    EXPECT_FALSE(p.plan.has_value()) << message;
-    EXPECT_EQ(p.outcome, Outcome::Failed(message));
+    EXPECT_EQ(std::tuple(p.outcome, p.plan.has_value()),
+              std::tuple(Outcome::Failed(message), false));
   }
   // A folder, a FIFO or a device is refused before it is opened.
   f.in.input = f.work.path();
@@ -97,8 +97,8 @@ TEST(PlanConversion, OutputFolderRules) {
   f.in.output = "";
   Planned patch = f.Run(host);
   ASSERT_TRUE(patch.plan);
-  EXPECT_EQ(patch.plan->kind, JobKind::PatchPackage);
-  EXPECT_EQ(patch.plan->output, "");
+  EXPECT_EQ(std::tuple(patch.plan->kind, patch.plan->output),
+            std::tuple(JobKind::PatchPackage, ""));
   // Rebuilt through the converter, it writes into the output folder, which is then checked.
   f.in.recompress = true;
   EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
@@ -106,10 +106,8 @@ TEST(PlanConversion, OutputFolderRules) {
   EXPECT_EQ(f.Run(host).outcome,
             Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
   // A folder that cannot be created.
-  Fixture g;
-  WriteFileText(g.work / "file", "x");
-  g.in.output = g.work / "file/sub/leaf";
-  EXPECT_EQ(g.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
+  f.in.output = f.work / "EBOOT.pbp/sub/leaf";
+  EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
 }
 
 TEST(PlanConversion, QuestionsAndTheirDefaults) {
@@ -149,8 +147,9 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
     EXPECT_EQ(f.Run(host).outcome, row.expected);
     ASSERT_EQ(host.questions.size(), row.asked.empty() ? 0u : 1u);
     if (row.asked.empty()) continue;
-    EXPECT_EQ(host.questions[0].text.rfind(row.asked, 0), 0u) << host.questions[0].text;
-    EXPECT_EQ(host.questions[0].defaultNo, row.defaultNo);
+    const auto& q = host.questions[0];
+    EXPECT_EQ(std::tuple(q.text.substr(0, row.asked.size()), q.defaultNo),
+              std::tuple(row.asked, row.defaultNo));
     // The ISO question comes before the output folder is made.
     EXPECT_TRUE(row.asked != iso || !IsDirectory(f.work / "out"));
   }
@@ -170,22 +169,20 @@ TEST(PlanConversion, ThePlanStandsAlone) {
   Planned p = f.Run(host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   const ConversionPlan& plan = *p.plan;
-  EXPECT_EQ(plan.kind, JobKind::NewPackage);
   // Paths the converter can be given from its own folder: absolute, the folder ending in
   // the separator, and made.
-  EXPECT_EQ(plan.input, f.work / "game.bin");
-  EXPECT_EQ(plan.output, WithTrailingSep(f.work / "out"));
+  EXPECT_EQ(std::tuple(plan.kind, plan.input, plan.output),
+            std::tuple(JobKind::NewPackage, f.work / "game.bin", WithTrailingSep(f.work / "out")));
   EXPECT_TRUE(IsDirectory(f.work / "out"));
   EXPECT_EQ(std::tuple(plan.title, plan.gameId, plan.level, plan.confirm, plan.settings.imgResMode),
             std::tuple("Game", "SLUS00594", 3, false, 2));
   // The user's file, the "null" stand-in for an unticked slot, the shipped default.
-  EXPECT_EQ(plan.assets[kSlotIcon0].path, icon);
-  EXPECT_EQ(plan.assets[kSlotSnd0].path, f.prog.folder() + "null");
+  const auto& a = plan.assets;
+  EXPECT_EQ(std::tuple(a[kSlotIcon0].path, a[kSlotIcon0].text, a[kSlotSnd0].path,
+                       a[kSlotSnd0].ticked, a[kSlotPic1].path),
+            std::tuple(icon, icon, f.prog.folder() + "null", false,
+                       f.prog.folder() + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG"));
   EXPECT_TRUE(FileExists(f.prog.folder() + "null"));
-  EXPECT_EQ(plan.assets[kSlotPic1].path,
-            f.prog.folder() + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
-  EXPECT_FALSE(plan.assets[kSlotSnd0].ticked);
-  EXPECT_EQ(plan.assets[kSlotIcon0].text, icon);
 
   // A batch's later game whose folder an earlier one took gets the next free name.
   f.in.takenOutputFolders = {OutputFolderKey(f.work / "out"), OutputFolderKey(f.work / "out (2)")};
@@ -246,14 +243,14 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   RunRecorder host;
   Planned p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
-  EXPECT_EQ(p.plan->discCount(), 3);
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");  // disc 1's: the package's, and its saves'
+  // Disc 1's ID is the package's, and its saves'.
+  EXPECT_EQ(std::tuple(p.plan->discCount(), p.plan->gameId, p.plan->title),
+            std::tuple(3, "SLUS00594", "Metal Gear Solid [NTSC-U]"));
   ASSERT_EQ(p.plan->laterDiscs.size(), 2u);
   EXPECT_EQ(std::tuple(p.plan->laterDiscs[0].gameId, p.plan->laterDiscs[0].input,
                        p.plan->laterDiscs[1].gameId, p.plan->laterDiscs[1].dataFile),
             std::tuple("SLUS00776", f.work / "Spy Story (Disc 2).bin", "SLUS01240",
                        f.work / "Spy Story (Disc 3).bin"));
-  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
   // A name from the file loses its disc number: the package is the whole game.
   cli.input = f.Disc("Quiet (Disc 1).bin", "SLUS_901.01");
   p = f.Plan(cli, host);
