@@ -264,34 +264,31 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   };
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
-  const std::string one = cli.input;
-  WriteFileText(f.work / "notes.txt", "my notes");
-  WriteFileText(f.work / "game.mds", "descriptor");
-  WriteFileText(f.work / "EBOOT.PBP", "x");
-  WriteFileText(f.work / "one.cue",
-                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                " INDEX 01 00:00:00\n");
+  for (auto [name, text] : {std::pair{"notes.txt", "my notes"},
+                            {"game.mds", "descriptor"},
+                            {"EBOOT.PBP", "x"},
+                            {"one.cue",
+                             "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
+                             " INDEX 01 00:00:00\n"}})
+    WriteFileText(f.work / name, text);
   Bytes ecm = EncodeEcm(ReadFileBytes(two));
   ecm.resize(ecm.size() / 2);
   WriteFileBytes(f.work / "cut.bin.ecm", ecm);
-  auto disc2 = [](const std::string& path, const std::string& why) {
-    return Outcome::Failed("Disc 2 (" + path + "): " + why);
+  using Row = std::pair<std::vector<std::string>, Outcome>;
+  auto disc2 = [&](const std::string& name, const std::string& why) {
+    const std::string path = name[0] == '/' ? name : f.work / name;
+    return Row{{path}, Outcome::Failed("Disc 2 (" + path + "): " + why)};
   };
   const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
-  const std::string notes = f.work / "notes.txt", mds = f.work / "game.mds";
-  const std::string cue = f.work / "one.cue";
-  const std::string pbp = f.work / "EBOOT.PBP", gone = f.work / "gone.bin";
   // clang-format off
-  const std::pair<std::vector<std::string>, Outcome> rows[] = {
-      {{gone}, disc2(gone, "The input file doesn't exist!")},
+  const Row rows[] = {
+      disc2("gone.bin", "The input file doesn't exist!"),
       {{two, two, two, two, two},
        Outcome::Failed("A package holds at most five discs; give no more than five.")},
-      {{pbp}, disc2(pbp, "A game on several discs is made from disc images; a package cannot be "
-                         "one of them.")},
-      {{notes}, disc2(notes, "Doesn't appear to be a valid image file.")},
-      {{mds}, disc2(mds, kMdsMessage)},
-      {{one}, disc2(one, sameDisc)},
-      {{cue}, disc2(cue, sameDisc)},
+      disc2("EBOOT.PBP", "A game on several discs is made from disc images; a package cannot be "
+                         "one of them."),
+      disc2("notes.txt", "Doesn't appear to be a valid image file."),
+      disc2("game.mds", kMdsMessage), disc2(cli.input, sameDisc), disc2("one.cue", sameDisc),
       {{two, two}, Outcome::Failed("Disc 3 (" + two + "): It is the same disc as disc 2: a package "
                                    "holds each disc once.")},
   };
@@ -310,27 +307,24 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
   struct Row {
     MissingDiscs rule;
     std::vector<std::string> later;
-    bool wholeGame;
     std::optional<bool> answer;  // to the question, when one is asked
     Outcome expected;
   };
   const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
-  const std::string refused = said + "; the game is not converted without it.";
   // clang-format off
   const Row rows[] = {
-      {MissingDiscs::Refuse, three, false, {}, Outcome::Failed(refused)},
-      {MissingDiscs::Ask, three, false, false, Outcome::Declined()},
-      {MissingDiscs::Ask, three, false, true, Outcome::Success()},
-      {MissingDiscs::Allow, three, false, {}, Outcome::Success()},
-      // Disc 1 alone is a game of its own, unless it was found as one of a set.
-      {MissingDiscs::Refuse, {}, false, {}, Outcome::Success()},
+      {MissingDiscs::Refuse, three, {}, Outcome::Failed(said + "; the game is not converted without it.")},
+      {MissingDiscs::Ask, three, false, Outcome::Declined()},
+      {MissingDiscs::Ask, three, true, Outcome::Success()},
+      {MissingDiscs::Allow, three, {}, Outcome::Success()},
+      // Disc 1 alone is a game of its own.
+      {MissingDiscs::Refuse, {}, {}, Outcome::Success()},
   };
   // clang-format on
   for (const Row& row : rows) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";
     job.laterDiscs = row.later;
-    job.wholeGame = row.wholeGame;
     job.missingDiscs = row.rule;
     job.resolve = true;
     job.output = f.work / "out";
@@ -338,12 +332,11 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
     RunRecorder host;
     host.defaultAnswer = row.answer.value_or(true);
     const Planned p = f.Plan(job, host);
-    EXPECT_EQ(p.outcome, row.expected) << static_cast<int>(row.rule);
     const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
-    EXPECT_EQ(asked, row.answer.has_value()) << static_cast<int>(row.rule);
+    EXPECT_EQ(std::tuple(p.outcome, asked), std::tuple(row.expected, row.answer.has_value()))
+        << static_cast<int>(row.rule);
     if (p.plan && !row.later.empty()) {
-      EXPECT_EQ(p.plan->warnings,
-                std::vector<std::string>{said + "; the package holds the discs found."});
+      EXPECT_EQ(p.plan->warnings, std::vector{said + "; the package holds the discs found."});
     }
   }
 }

@@ -26,10 +26,7 @@ constexpr uint64_t kSector = 2352;
 
 VerifyReport Verify(const std::string& pbp, const std::string& against = {},
                     const std::string& dat = {}, int disc = 0) {
-  VerifyOptions options;
-  options.disc = disc;
-  options.against = against;
-  options.dat = dat;
+  const VerifyOptions options{disc, against, dat};
   test::RunRecorder host;
   return VerifyPackage(pbp, options, host, host.cancel);
 }
@@ -64,44 +61,36 @@ std::string Dat(const Lines& sizes, const Lines& crcs, const Lines& md5s) {
 
 // 120 sectors: a data track of 40, audio tracks of 30 and 50 (at 40 and 70); eight blocks of
 // disc and the padding block, deflated, with our digests.
-struct ThreeTracks {
+TEST(Verify, TracksDamageAndDigests) {
   TempDir dir;
-  std::string pbp = dir / "EBOOT.PBP";
-  Bytes image = test::NoiseBytes(120 * kSector, 7), file;
-  test::PbpWritten w;
-  ThreeTracks() {
-    for (std::size_t i = 0; i < image.size(); ++i) image[i] &= 0x0F;  // deflates, still varied
-    test::PackageRecipe recipe;
-    recipe.image = image;
-    recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 70}}, 120);
-    recipe.digests = recipe.paddingBlock = true;
-    w = test::WritePbp(pbp, recipe);
-    file = test::ReadFileBytes(pbp);
-  }
-  uint64_t At(uint64_t block) const {
+  const std::string pbp = dir / "EBOOT.PBP";
+  test::PackageRecipe recipe;
+  recipe.image = test::NoiseBytes(120 * kSector, 7);
+  for (uint8_t& b : recipe.image) b &= 0x0F;  // deflates, still varied
+  recipe.toc = test::MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 70}}, 120);
+  recipe.digests = recipe.paddingBlock = true;
+  const test::PbpWritten w = test::WritePbp(pbp, recipe);
+  const Bytes &image = recipe.image, file = test::ReadFileBytes(pbp);
+  const auto At = [&](uint64_t block) {
     uint64_t at = w.psar + 0x100000;
     for (uint64_t i = 0; i < block; ++i) at += w.blockLengths[i];
     return at;
-  }
-  std::string Name(uint64_t block, const std::string& track) const {
+  };
+  const auto Name = [&](uint64_t block, const std::string& track) {
     return "Block " + std::to_string(block) + " (" + track + ", at byte " +
            std::to_string(At(block)) + ")";
-  }
-};
-
-TEST(Verify, TracksDamageAndDigests) {
-  ThreeTracks pkg;
+  };
   const uint32_t starts[] = {0, 40, 70, 120};
   Lines paths;
   for (int t = 0; t < 3; ++t) {
-    paths.push_back(pkg.dir / ("t" + std::to_string(t + 1)));
-    test::WriteFileBytes(paths.back(), Bytes(pkg.image.begin() + starts[t] * kSector,
-                                             pkg.image.begin() + starts[t + 1] * kSector));
+    paths.push_back(dir / ("t" + std::to_string(t + 1)));
+    test::WriteFileBytes(paths.back(), Bytes(image.begin() + starts[t] * kSector,
+                                             image.begin() + starts[t + 1] * kSector));
   }
   const Lines witness = Figures(paths);
   ASSERT_EQ(witness.size(), 3u);
 
-  VerifyReport r = Verify(pkg.pbp);
+  VerifyReport r = Verify(pbp);
   EXPECT_EQ(std::tuple(r.ok(), r.blocks, r.digests, DigestCheckText(r)),
             std::tuple(true, 9u, DigestCheck::Checked, "every block matches its digest"));
   // Disc, number, kind, first sector, size, then the figures.
@@ -117,21 +106,21 @@ TEST(Verify, TracksDamageAndDigests) {
 
   // Each damage, and what is said of it.
   const auto digestOf = [&](Bytes& b, uint64_t block) -> uint8_t* {
-    return &b[pkg.w.SlotPos(pkg.w.blockSlots[block]) + 8];
+    return &b[w.SlotPos(w.blockSlots[block]) + 8];
   };
   // Cut short in block 5: it and every later block are named, and the start-data block.
-  const uint64_t cutAt = pkg.At(5) + 100;
+  const uint64_t cutAt = At(5) + 100;
   const std::string end =
       " the end of the file (" + std::to_string(cutAt) + " bytes): the package is cut short.";
   const std::pair<int, const char*> lost[] = {
       {5, "track 3"}, {6, "track 3"}, {7, "track 3"}, {8, "after the last track"}};
   Lines cut;
-  for (auto [b, track] : lost) cut.push_back(pkg.Name(b, track) + " runs past" + end);
-  cut.push_back("The start-data block at byte " + std::to_string(pkg.w.startData) + " lies beyond" +
+  for (auto [b, track] : lost) cut.push_back(Name(b, track) + " runs past" + end);
+  cut.push_back("The start-data block at byte " + std::to_string(w.startData) + " lies beyond" +
                 end);
-  for (auto [b, track] : lost) cut.push_back(pkg.Name(b, track) + " does not inflate.");
+  for (auto [b, track] : lost) cut.push_back(Name(b, track) + " does not inflate.");
   for (auto [b, track] : lost)
-    if (b < 8) cut.push_back(pkg.Name(b, track) + " does not match its digest.");
+    if (b < 8) cut.push_back(Name(b, track) + " does not match its digest.");
   struct Row {
     std::function<void(Bytes&)> damage;
     DigestCheck digests;
@@ -146,14 +135,14 @@ TEST(Verify, TracksDamageAndDigests) {
   // clang-format off
   const Row rows[] = {
       {[&](Bytes& b) { digestOf(b, 2)[0] ^= 1, digestOf(b, 3)[15] ^= 0x80; }, DigestCheck::Checked,
-       {pkg.Name(2, "track 1") + " does not match its digest.", pkg.Name(3, "track 2") + " does not match its digest."},
+       {Name(2, "track 1") + " does not match its digest.", Name(3, "track 2") + " does not match its digest."},
        "2 block(s) do not match their digest"},
       // A deflate block of the reserved type.
-      {[&](Bytes& b) { b[pkg.At(7)] = 0xFF; }, DigestCheck::Checked,
-       {pkg.Name(7, "track 3") + " does not inflate.", pkg.Name(7, "track 3") + " does not match its digest."},
+      {[&](Bytes& b) { b[At(7)] = 0xFF; }, DigestCheck::Checked,
+       {Name(7, "track 3") + " does not inflate.", Name(7, "track 3") + " does not match its digest."},
        "1 block(s) do not match their digest"},
       {[&](Bytes& b) { digestOf(b, 8)[4] ^= 2; }, DigestCheck::Checked,
-       {pkg.Name(8, "after the last track") + " does not match its digest."}, "1 block(s) do not match their digest"},
+       {Name(8, "after the last track") + " does not match its digest."}, "1 block(s) do not match their digest"},
       {[&](Bytes& b) { b.resize(cutAt); }, DigestCheck::Checked, cut, "3 block(s) do not match their digest"},
       {fillDigests(0), DigestCheck::Absent, {},
        "the package carries no block digests: blocks could not be checked against them"},
@@ -163,10 +152,10 @@ TEST(Verify, TracksDamageAndDigests) {
   // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.digestText);
-    Bytes bad = pkg.file;
+    Bytes bad = file;
     row.damage(bad);
-    test::WriteFileBytes(pkg.dir / "bad.pbp", bad);
-    r = Verify(pkg.dir / "bad.pbp");
+    test::WriteFileBytes(dir / "bad.pbp", bad);
+    r = Verify(dir / "bad.pbp");
     EXPECT_EQ(r.problems, row.problems);
     EXPECT_EQ(std::tuple(r.error, r.digests, DigestCheckText(r), r.ok(), r.tracks.size()),
               std::tuple("", row.digests, row.digestText, row.problems.empty(), 3u));
@@ -195,7 +184,7 @@ TEST(Verify, TracksDamageAndDigests) {
     std::vector<int> differing;
     std::string text;
   };
-  const std::string notADat = pkg.dir / "list.xml";
+  const std::string notADat = dir / "list.xml";
   test::WriteFileText(notADat, "<list/>");
   // clang-format off
   const DatRow dats[] = {
@@ -213,31 +202,31 @@ TEST(Verify, TracksDamageAndDigests) {
   // clang-format on
   for (const DatRow& row : dats) {
     SCOPED_TRACE(row.text);
-    const std::string path = row.dat.empty() ? notADat : pkg.dir / "set.dat";
+    const std::string path = row.dat.empty() ? notADat : dir / "set.dat";
     if (!row.dat.empty()) test::WriteFileText(path, row.dat);
-    r = Verify(pkg.pbp, {}, path);
+    r = Verify(pbp, {}, path);
     EXPECT_EQ(std::tuple(r.datChecked, r.datMatched, r.ok(), r.datGame, r.datDiffering, r.datText),
               std::tuple(true, row.matched, row.matched, row.game, row.differing, row.text));
   }
 
   // The source compared sector for sector: the disc itself, one byte changed in sector 50,
   // a disc 8 sectors short; no source at all is an error.
-  Bytes other = pkg.image;
+  Bytes other = image;
   other[50 * kSector + 9] ^= 4;
   const std::pair<Bytes, std::string> sources[] = {
-      {pkg.image, "identical"},
+      {image, "identical"},
       {other, "sector 50 (track 2) differs first"},
-      {Bytes(pkg.image.begin(), pkg.image.end() - 8 * kSector),
+      {Bytes(image.begin(), image.end() - 8 * kSector),
        "the source has 112 sectors, the package's disc 120"},
   };
   for (const auto& [bytes, text] : sources) {
-    test::WriteFileBytes(pkg.dir / "source.bin", bytes);
-    r = Verify(pkg.pbp, pkg.dir / "source.bin");
+    test::WriteFileBytes(dir / "source.bin", bytes);
+    r = Verify(pbp, dir / "source.bin");
     EXPECT_EQ(std::tuple(r.againstChecked, r.againstEqual, r.ok(), r.againstText),
               std::tuple(true, text == "identical", text == "identical", text));
   }
-  r = Verify(pkg.pbp, pkg.dir / "none.bin");
-  EXPECT_EQ(r.error, OpenDiscImage(pkg.dir / "none.bin").message);
+  r = Verify(pbp, dir / "none.bin");
+  EXPECT_EQ(r.error, OpenDiscImage(dir / "none.bin").message);
   EXPECT_FALSE(r.error.empty() || r.ok());
 }
 

@@ -161,8 +161,9 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
   ASSERT_EQ(table.discs.size(), 1u);
   EXPECT_EQ(std::tuple(table.discs[0].start, table.discs[0].discId, table.discs[0].dataEnd),
             std::tuple(one.psar, "SLUS01234",
-                       one.psar + 0x100000 + std::accumulate(one.blockLengths.begin(),
-                                                             one.blockLengths.end(), uint64_t{0})));
+                       one.psar + 0x100000 +
+                           std::accumulate(one.blockLengths.begin(), one.blockLengths.end(),
+                                           uint64_t{0})));
 
   SetFixture fx(kThreeDiscs);
   const DiscSetWritten& set = fx.written;
@@ -472,11 +473,11 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       SetFixture fx(discs);
       const Bytes before = ReadFileBytes(fx.pbp);
       Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
-      EXPECT_EQ(std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" +
-                               seen.saveName,
-                           seen.discCount, seen.startData),
-                std::tuple("|Set Title|" + discs[0].id + "|Old Save",
-                           static_cast<int>(discs.size()), fx.written.startData));
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
+                     seen.discCount, seen.startData),
+          std::tuple("|Set Title|" + discs[0].id + "|Old Save", static_cast<int>(discs.size()),
+                     fx.written.startData));
       EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
       const Bytes& tail = fx.recipes[0].tail;
       const Bytes startDat(tail.begin(), tail.end() - 1);  // all but the file's last byte
@@ -485,7 +486,8 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       // The new assets take exactly the old ones' room: the patch goes in place.
       const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), std::string()));
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo),
+                std::tuple(Outcome::Success(), std::string()));
       EXPECT_FALSE(!fx.host.questions.empty() || FileExists(fx.pbp + ".undo"));
       // DATA.PSAR stays where it is, patched, then zeros to one byte past the old end.
       Bytes expected = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), startDat);
@@ -523,9 +525,9 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       fx.ExpectEveryDisc(dest);
       EXPECT_EQ(CheckWrittenPackage(dest), "");
       Inspection seen = InspectEboot(dest, fx.temp, fx.host);
-      EXPECT_EQ(std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
-                std::tuple("|New Title|SCES98765"s,
-                          newPsar + (fx.written.startData - fx.written.psar)));
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
+          std::tuple("|New Title|SCES98765"s, newPsar + (fx.written.startData - fx.written.psar)));
     }
   }
 }

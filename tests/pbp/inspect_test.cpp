@@ -45,10 +45,14 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   pic0.push_back(recipe.pic1[0]);
   // START.DAT stops one byte before the end of the file.
   const Bytes start(recipe.tail.begin(), recipe.tail.end() - 1);
-  for (const auto& [name, bytes] :
-       {std::pair{"ICON0.PNG", recipe.icon0}, {"PIC0.PNG", pic0}, {"PIC1.PNG", recipe.pic1},
-        {"BASE.PSP", recipe.dataPsp}, {"ICON1.PMF", {}}, {"SND0.AT3", {}},
-        {"Gameboot.png", recipe.bootPng}, {"START.DAT", start}})
+  for (const auto& [name, bytes] : {std::pair{"ICON0.PNG", recipe.icon0},
+                                    {"PIC0.PNG", pic0},
+                                    {"PIC1.PNG", recipe.pic1},
+                                    {"BASE.PSP", recipe.dataPsp},
+                                    {"ICON1.PMF", {}},
+                                    {"SND0.AT3", {}},
+                                    {"Gameboot.png", recipe.bootPng},
+                                    {"START.DAT", start}})
     EXPECT_EQ(ReadFileBytes(temp + name), bytes) << name;
   EXPECT_TRUE(host.questions.empty());
 
@@ -158,9 +162,10 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
   EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
   for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
   const auto& size = info.sectionSizes;
-  EXPECT_EQ(std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp],
-                       size[kDataPsar], info.fileSize, info.bootPngSize),
-            std::tuple(944u, 321u, 0u, 77u, w.fileSize - w.psar, w.fileSize, recipe.bootPng.size()));
+  EXPECT_EQ(
+      std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp], size[kDataPsar],
+                 info.fileSize, info.bootPngSize),
+      std::tuple(944u, 321u, 0u, 77u, w.fileSize - w.psar, w.fileSize, recipe.bootPng.size()));
   EXPECT_EQ(std::tuple(info.blocks, info.compressedBlocks), std::tuple(uint64_t{5}, uint64_t{4}));
   std::vector<std::string> tracks;  // number, data or audio, start
   for (const TrackInfo& t : info.tracks)
@@ -193,8 +198,9 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
-  EXPECT_EQ(std::tuple(info.title, info.bootPngSize, info.startData, info.blocks, info.tracks.size()),
-            std::tuple("Cut Game", recipe.bootPng.size(), w.psar + 0x6000, 0u, 0u));
+  EXPECT_EQ(
+      std::tuple(info.title, info.bootPngSize, info.startData, info.blocks, info.tracks.size()),
+      std::tuple("Cut Game", recipe.bootPng.size(), w.psar + 0x6000, 0u, 0u));
   EXPECT_EQ(info.discImageProblem, "The EBOOT \"" + (dir / "cut.pbp") +
                                        "\" is cut short: its disc image index ends at byte " +
                                        std::to_string(w.psar + 0x100000) +
