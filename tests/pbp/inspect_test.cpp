@@ -94,16 +94,16 @@ TEST(InspectEboot, SizeAndMagicChecks) {
   WriteFileBytes(pbp, tiny);
   Inspection r = InspectEboot(pbp, temp, host);
   EXPECT_EQ(r.message + r.title, "");
-  EXPECT_EQ(FileSize(temp + "Gameboot.png"), 16u);
-  EXPECT_EQ(FileSize(temp + "START.DAT"), 20496u - (40 + 0x4000 + 80 + 16) - 1);
-  EXPECT_EQ(FileSize(temp + "PARAM.SFO"), 0u);
-
+  EXPECT_EQ(std::tuple(FileSize(temp + "Gameboot.png"), FileSize(temp + "START.DAT"),
+                       FileSize(temp + "PARAM.SFO")),
+            std::tuple(16u, 20496u - (40 + 0x4000 + 80 + 16) - 1, 0u));
+  // A wrong disc-image magic, and DATA.PSAR too close to the end for its magic.
   tiny[40 + 7] = 'H';
-  WriteFileBytes(pbp, tiny);
-  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
-  StoreLe32(tiny.data() + 36, 20490);  // DATA.PSAR too close to the end for its magic
-  WriteFileBytes(pbp, tiny);
-  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
+  for (uint32_t psar : {40u, 20490u}) {
+    StoreLe32(tiny.data() + 36, psar);
+    WriteFileBytes(pbp, tiny);
+    EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid) << psar;
+  }
 }
 
 TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
@@ -127,9 +127,9 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
     Bytes bad = good;
     StoreLe32(&bad[at], value);
     WriteFileBytes(pbp, bad);
-    Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_NE(r.message.find(mentions), std::string::npos) << r.message;
-    EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
+    const std::string said = InspectEboot(pbp, temp, host).message;
+    EXPECT_TRUE(said.find(mentions) != std::string::npos && said.find(pbp) != std::string::npos)
+        << said;
     EXPECT_FALSE(FileExists(temp)) << mentions;
   }
   // A boot picture that ends exactly at the end of the file is fine.
@@ -175,10 +175,10 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
             (std::vector<std::string>{"1 data 00:02:00", "2 audio 00:02:40", "3 audio 01:02:03"}));
 
   EXPECT_EQ(ReadEbootInfo(dir / "none.pbp", info), kNoSuchFile);
-  WriteFileBytes(dir / "small.pbp", Bytes(20495, 0));
-  EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), kEbootTooSmall);
-  WriteFileBytes(dir / "zero.pbp", Bytes(20496, 0));
-  EXPECT_EQ(ReadEbootInfo(dir / "zero.pbp", info), kEbootNotValid);
+  for (auto [size, said] : {std::pair{20495, kEbootTooSmall}, {20496, kEbootNotValid}}) {
+    WriteFileBytes(dir / "small.pbp", Bytes(size, 0));
+    EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), said);
+  }
 }
 
 TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {

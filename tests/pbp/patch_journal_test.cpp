@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <numeric>
 
 #include "common/files.h"
 #include "pbp/package_check.h"
@@ -51,7 +52,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     journal.Finish();
   }
   Bytes patched = original;
-  patched[0] = 1, patched[1] = 2, patched[2] = 3, patched[3] = 4;
+  std::iota(patched.begin(), patched.begin() + 4, 1);
   EXPECT_EQ(ReadFileBytes(pkg), patched);
   EXPECT_TRUE(noJournal());
 
@@ -123,16 +124,14 @@ TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
     WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(cut)));
     EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
   }
-  // Not a package at all.
-  WriteFileBytes(pkg, Bytes(4096, 'E'));
-  EXPECT_EQ(CheckWrittenPackage(pkg),
-            "The new package " + pkg + " is not whole: it has no PBP header.");
-  // A section offset past the end.
+  // Not a package at all, and a section offset past the end.
   Bytes bad = whole;
   bad[8 + 4 * 3 + 3] = 0x7F;
-  WriteFileBytes(pkg, bad);
-  EXPECT_EQ(CheckWrittenPackage(pkg),
-            "The new package " + pkg + " is not whole: its section offsets are out of order.");
+  for (auto [bytes, why] : {std::pair{Bytes(4096, 'E'), "it has no PBP header."},
+                            {bad, "its section offsets are out of order."}}) {
+    WriteFileBytes(pkg, bytes);
+    EXPECT_EQ(CheckWrittenPackage(pkg), "The new package " + pkg + " is not whole: " + why);
+  }
 }
 
 }  // namespace
