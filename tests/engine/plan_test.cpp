@@ -264,13 +264,11 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   };
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
-  for (auto [name, text] : {std::pair{"notes.txt", "my notes"},
-                            {"game.mds", "descriptor"},
-                            {"EBOOT.PBP", "x"},
-                            {"one.cue",
-                             "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                             " INDEX 01 00:00:00\n"}})
-    WriteFileText(f.work / name, text);
+  WriteFileText(f.work / "notes.txt", "my notes");
+  WriteFileText(f.work / "game.mds", "descriptor");
+  WriteFileText(f.work / "EBOOT.PBP", "x");
+  WriteFileText(f.work / "one.cue",
+                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
   Bytes ecm = EncodeEcm(ReadFileBytes(two));
   ecm.resize(ecm.size() / 2);
   WriteFileBytes(f.work / "cut.bin.ecm", ecm);

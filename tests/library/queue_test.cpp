@@ -100,14 +100,13 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
   TempDir prog, dir;
   const std::string program = test::CopyRuntimeTree(prog);
   const std::string lib = dir.MakeDir("lib"), out = dir / "out", psp = dir.MakeDir("psp");
-  for (auto [name, exe] : {std::pair{"Metal Gear (Disc 1)", "SLUS_005.94"},
-                           {"Metal Gear (Disc 2)", "SLUS_007.76"},
-                           {"Fox Hunt (Disc 1)", "SLUS_001.01"},
-                           {"Fox Hunt (Disc 3)", "SLUS_001.76"},
-                           {"Crash", "SCES_003.44"},
-                           {"Hot Shots", "SCUS_944.76"},
-                           {"Smack", "SLUS_012.34"}})
-    WriteGame(lib + "/" + name + ".bin", exe);
+  WriteGame(lib + "/Metal Gear (Disc 1).bin", "SLUS_005.94");
+  WriteGame(lib + "/Metal Gear (Disc 2).bin", "SLUS_007.76");
+  WriteGame(lib + "/Fox Hunt (Disc 1).bin", "SLUS_001.01");
+  WriteGame(lib + "/Fox Hunt (Disc 3).bin", "SLUS_001.76");
+  WriteGame(lib + "/Crash.bin", "SCES_003.44");
+  WriteGame(lib + "/Hot Shots.bin", "SCUS_944.76");
+  WriteGame(lib + "/Smack.bin", "SLUS_012.34");
   test::WriteFileBytes(lib + "/readme.iso", test::NoiseBytes(60000, 9));
   // Hot Shots was converted before: its package is the user's, and stays as it is.
   const std::string mine = dir.MakeDir("out/Hot Shots Golf 2 [NTSC-U]") + "/EBOOT.PBP";

@@ -45,15 +45,11 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   pic0.push_back(recipe.pic1[0]);
   // START.DAT stops one byte before the end of the file.
   const Bytes start(recipe.tail.begin(), recipe.tail.end() - 1);
-  for (const auto& [name, bytes] : {std::pair{"ICON0.PNG", recipe.icon0},
-                                    {"PIC0.PNG", pic0},
-                                    {"PIC1.PNG", recipe.pic1},
-                                    {"BASE.PSP", recipe.dataPsp},
-                                    {"ICON1.PMF", {}},
-                                    {"SND0.AT3", {}},
-                                    {"Gameboot.png", recipe.bootPng},
-                                    {"START.DAT", start}})
-    EXPECT_EQ(ReadFileBytes(temp + name), bytes) << name;
+  const Bytes none, *files[] = {&recipe.icon0, &pic0, &recipe.pic1,    &recipe.dataPsp,
+                                &none,         &none, &recipe.bootPng, &start};
+  const char* names[] = {"ICON0.PNG", "PIC0.PNG", "PIC1.PNG",     "BASE.PSP",
+                         "ICON1.PMF", "SND0.AT3", "Gameboot.png", "START.DAT"};
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(ReadFileBytes(temp + names[i]), *files[i]) << names[i];
   EXPECT_TRUE(host.questions.empty());
 
   // The Extract buttons copy from Temp; a missing Temp file does nothing.

@@ -108,10 +108,9 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
             Bytes(packed.begin(), packed.end()));
 
   fx.ExpectNewJob(fx.pbp, fx.temp);
-  for (auto [name, from] : {std::pair{"ICON0.PNG", fx.job.icon0},
-                            {"PIC1.PNG", fx.job.pic1},
-                            {"Gameboot.png", fx.job.gameboot}})
-    EXPECT_EQ(ReadFileBytes(fx.temp + name), ReadFileBytes(from)) << name;
+  EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
   EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
   EXPECT_EQ(fx.Image(fx.pbp), image);
 
