@@ -9,7 +9,6 @@
 
 #include "common/file_io.h"
 #include "disc/disc_image.h"
-#include "support/disc_builder.h"
 #include "support/pbp_writer.h"
 #include "support/picture_tools.h"
 #include "support/process_run.h"
@@ -228,21 +227,6 @@ TEST(Verify, TracksDamageAndDigests) {
   r = Verify(pbp, dir / "none.bin");
   EXPECT_EQ(r.error, OpenDiscImage(dir / "none.bin").message);
   EXPECT_FALSE(r.error.empty() || r.ok());
-}
-
-// An ISO is compared as the disc it stands for: raw sectors with headers.
-TEST(Verify, AnIsoSourceIsReadAsRawSectors) {
-  TempDir dir;
-  test::WriteFileBytes(dir / "game.iso", test::BuildIsoSectors(test::GameDisc("SLUS_012.34")));
-  DiscOpenResult opened = OpenDiscImage(dir / "game.iso", {.addIsoPadding = true});
-  ASSERT_TRUE(opened.disc) << opened.message;
-  const uint32_t sectors = opened.disc->info().sectorCount;
-  test::PackageRecipe recipe;
-  recipe.image.resize(uint64_t{sectors} * kSector);
-  ASSERT_EQ(opened.disc->Read(0, sectors, recipe.image), "");
-  recipe.toc = test::MakeToc({{0x41, 0}}, sectors);
-  test::WritePbp(dir / "EBOOT.PBP", recipe);
-  EXPECT_EQ(Verify(dir / "EBOOT.PBP", dir / "game.iso").againstText, "identical");
 }
 
 // One of our packages is known by its index, not by its digests agreeing: when every block
