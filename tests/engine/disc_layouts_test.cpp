@@ -6,15 +6,10 @@
 
 #include <algorithm>
 
-#include <filesystem>
-#include <set>
-
 #include <openssl/sha.h>
 
-#include "common/cancel.h"
 #include "common/files.h"
 #include "common/text.h"
-#include "engine/conversion.h"
 #include "engine/image_prep.h"
 #include "engine/verify.h"
 #include "engine_job.h"

@@ -10,7 +10,6 @@
 
 #include "common/cancel.h"
 #include "common/files.h"
-#include "common/text.h"
 #include "engine/conversion.h"
 #include "engine_job.h"
 #include "support/cd_sets.h"
@@ -18,7 +17,6 @@
 #include "support/chdman.h"
 #include "support/disc_sets.h"
 #include "support/ecm_writer.h"
-#include "support/recording_host.h"
 #include "support/temp_dir.h"
 
 namespace ebf {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "common/cancel.h"
 #include "common/files.h"
 #include "engine/image_prep.h"
 #include "support/disc_builder.h"

@@ -12,7 +12,6 @@
 #include "support/conversion_job.h"
 #include "support/pbp_writer.h"
 #include "support/picture_tools.h"
-#include "support/program_tree.h"
 #include "support/recording_host.h"
 #include "support/temp_dir.h"
 

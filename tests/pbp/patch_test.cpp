@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "common/cancel.h"
 #include "common/files.h"
 #include "pbp/container.h"
