@@ -111,20 +111,14 @@ TEST(PlanConversion, OutputFolderRules) {
 }
 
 TEST(PlanConversion, QuestionsAndTheirDefaults) {
-  struct Row {
-    const char* input;
-    const char* region;
-    bool screen, graphics, answer;
-    std::string asked;  // the start of the one question asked, "" for none
-    bool defaultNo;
-    Outcome expected;  // No ends silently
-  };
   const std::string iso = "It appears that you're using an ISO.";
   const std::string ntsc =
       "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
   const std::string pal = "It seems that you're converting a PAL game, but haven't chosen";
+  // The input, the region, the two PAL fixes, the answer, the start of the one question asked
+  // ("" for none), whether it defaults to No, and the outcome (No ends silently).
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, bool, bool, bool, std::string, bool, Outcome> rows[] = {
       {"game.iso", "NTSC", false, false, false, iso, false, Outcome::Declined()},
       {"game.bin", "NTSC", false, true, true, ntsc, true, Outcome::Success()},
       {"game.bin", "PAL", false, false, false, pal, true, Outcome::Declined()},
@@ -134,24 +128,24 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
       {"game.bin", "", true, true, false, "", false, Outcome::Success()},
   };
   // clang-format on
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.asked + row.region);
+  for (const auto& [input, region, screen, graphics, answer, asked, defaultNo, expected] : rows) {
+    SCOPED_TRACE(asked + region);
     Fixture f;
-    WriteFileText(f.work / row.input, "x");
-    f.in.input = f.work / row.input;
-    f.in.region = row.region;
-    f.in.palFixScreen = row.screen;
-    f.in.palFixGraphics = row.graphics;
+    WriteFileText(f.work / input, "x");
+    f.in.input = f.work / input;
+    f.in.region = region;
+    f.in.palFixScreen = screen;
+    f.in.palFixGraphics = graphics;
     RunRecorder host;
-    host.answers = {row.answer};
-    EXPECT_EQ(f.Run(host).outcome, row.expected);
-    ASSERT_EQ(host.questions.size(), row.asked.empty() ? 0u : 1u);
-    if (row.asked.empty()) continue;
+    host.answers = {answer};
+    EXPECT_EQ(f.Run(host).outcome, expected);
+    ASSERT_EQ(host.questions.size(), asked.empty() ? 0u : 1u);
+    if (asked.empty()) continue;
     const auto& q = host.questions[0];
-    EXPECT_EQ(std::tuple(q.text.substr(0, row.asked.size()), q.defaultNo),
-              std::tuple(row.asked, row.defaultNo));
+    EXPECT_EQ(std::tuple(q.text.substr(0, asked.size()), q.defaultNo),
+              std::tuple(asked, defaultNo));
     // The ISO question comes before the output folder is made.
-    EXPECT_TRUE(row.asked != iso || !IsDirectory(f.work / "out"));
+    EXPECT_TRUE(asked != iso || !IsDirectory(f.work / "out"));
   }
 }
 
@@ -302,15 +296,10 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
   CopyRuntimeTree(f.prog, false);
   for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
-  struct Row {
-    MissingDiscs rule;
-    std::vector<std::string> later;
-    std::optional<bool> answer;  // to the question, when one is asked
-    Outcome expected;
-  };
   const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
+  // The rule, the later discs, the answer to the question (when one is asked), the outcome.
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<MissingDiscs, std::vector<std::string>, std::optional<bool>, Outcome> rows[] = {
       {MissingDiscs::Refuse, three, {}, Outcome::Failed(said + "; the game is not converted without it.")},
       {MissingDiscs::Ask, three, false, Outcome::Declined()},
       {MissingDiscs::Ask, three, true, Outcome::Success()},
@@ -319,21 +308,21 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
       {MissingDiscs::Refuse, {}, {}, Outcome::Success()},
   };
   // clang-format on
-  for (const Row& row : rows) {
+  for (const auto& [rule, later, answer, expected] : rows) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";
-    job.laterDiscs = row.later;
-    job.missingDiscs = row.rule;
+    job.laterDiscs = later;
+    job.missingDiscs = rule;
     job.resolve = true;
     job.output = f.work / "out";
     job.confirm = false;
     RunRecorder host;
-    host.defaultAnswer = row.answer.value_or(true);
+    host.defaultAnswer = answer.value_or(true);
     const Planned p = f.Plan(job, host);
     const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
-    EXPECT_EQ(std::tuple(p.outcome, asked), std::tuple(row.expected, row.answer.has_value()))
-        << static_cast<int>(row.rule);
-    if (p.plan && !row.later.empty()) {
+    EXPECT_EQ(std::tuple(p.outcome, asked), std::tuple(expected, answer.has_value()))
+        << static_cast<int>(rule);
+    if (p.plan && !later.empty()) {
       EXPECT_EQ(p.plan->warnings, std::vector{said + "; the package holds the discs found."});
     }
   }

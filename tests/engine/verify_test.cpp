@@ -120,19 +120,14 @@ TEST(Verify, TracksDamageAndDigests) {
   for (auto [b, track] : lost) cut.push_back(Name(b, track) + " does not inflate.");
   for (auto [b, track] : lost)
     if (b < 8) cut.push_back(Name(b, track) + " does not match its digest.");
-  struct Row {
-    std::function<void(Bytes&)> damage;
-    DigestCheck digests;
-    Lines problems;
-    std::string digestText;
-  };
   const auto fillDigests = [&](uint8_t value) {
     return [&, value](Bytes& b) {
       for (uint64_t i = 0; i < 9; ++i) std::fill_n(digestOf(b, i), 16, value);
     };
   };
   // clang-format off
-  const Row rows[] = {
+  // The damage, the digest check, the problems, and what is said of the digests.
+  const std::tuple<std::function<void(Bytes&)>, DigestCheck, Lines, std::string> rows[] = {
       {[&](Bytes& b) { digestOf(b, 2)[0] ^= 1, digestOf(b, 3)[15] ^= 0x80; }, DigestCheck::Checked,
        {Name(2, "track 1") + " does not match its digest.", Name(3, "track 2") + " does not match its digest."},
        "2 block(s) do not match their digest"},
@@ -149,15 +144,15 @@ TEST(Verify, TracksDamageAndDigests) {
        "the package's block digests are of another kind and cannot be checked"},
   };
   // clang-format on
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.digestText);
+  for (const auto& [damage, digests, problems, digestText] : rows) {
+    SCOPED_TRACE(digestText);
     Bytes bad = file;
-    row.damage(bad);
+    damage(bad);
     test::WriteFileBytes(dir / "bad.pbp", bad);
     r = Verify(dir / "bad.pbp");
-    EXPECT_EQ(r.problems, row.problems);
+    EXPECT_EQ(r.problems, problems);
     EXPECT_EQ(std::tuple(r.error, r.digests, DigestCheckText(r), r.ok(), r.tracks.size()),
-              std::tuple("", row.digests, row.digestText, row.problems.empty(), 3u));
+              std::tuple("", digests, digestText, problems.empty(), 3u));
   }
 
   // A DAT: the game found, one track or two differing, a track more, no game at all, and
@@ -176,17 +171,12 @@ TEST(Verify, TracksDamageAndDigests) {
     l.push_back(l[0]);
     return l;
   };
-  struct DatRow {
-    std::string dat;
-    bool matched;
-    std::string game;
-    std::vector<int> differing;
-    std::string text;
-  };
   const std::string notADat = dir / "list.xml";
   test::WriteFileText(notADat, "<list/>");
   // clang-format off
-  const DatRow dats[] = {
+  // The DAT ("" for a file that is no DAT), whether it matches, the game, the tracks that
+  // differ, what is said.
+  const std::tuple<std::string, bool, std::string, std::vector<int>, std::string> dats[] = {
       {Dat(sizeTexts, crcs, md5s), true, "Game (USA)", {}, "Matches \"Game (USA)\"."},
       {Dat(sizeTexts, crcs, changed(md5s, {3})), false, "Game (USA)", {3},
        "Closest is \"Game (USA)\"; track 3 does not match."},
@@ -199,13 +189,13 @@ TEST(Verify, TracksDamageAndDigests) {
       {"", false, "", {}, "The DAT file \"" + notADat + "\" is not an XML DAT (no <datafile> element)."},
   };
   // clang-format on
-  for (const DatRow& row : dats) {
-    SCOPED_TRACE(row.text);
-    const std::string path = row.dat.empty() ? notADat : dir / "set.dat";
-    if (!row.dat.empty()) test::WriteFileText(path, row.dat);
+  for (const auto& [dat, matched, game, differing, text] : dats) {
+    SCOPED_TRACE(text);
+    const std::string path = dat.empty() ? notADat : dir / "set.dat";
+    if (!dat.empty()) test::WriteFileText(path, dat);
     r = Verify(pbp, {}, path);
     EXPECT_EQ(std::tuple(r.datChecked, r.datMatched, r.ok(), r.datGame, r.datDiffering, r.datText),
-              std::tuple(true, row.matched, row.matched, row.game, row.differing, row.text));
+              std::tuple(true, matched, matched, game, differing, text));
   }
 
   // The source compared sector for sector: the disc itself, one byte changed in sector 50,

@@ -51,13 +51,9 @@ TEST(QueueGames, FilesBecomeOneRowPerGame) {
   test::WriteFileText(dir / "Play.m3u", "# the game\nP1.cue\nP2.cue\n");
   test::WriteFileText(dir / "Lost.m3u", "Gone.cue\n");
 
-  struct Row {
-    std::vector<std::string> given;
-    bool separate;
-    std::vector<std::string> rows;
-  };
+  // The files or folders given, whether discs are kept apart, and the rows they make.
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<std::vector<std::string>, bool, std::vector<std::string>> rows[] = {
       {{dir.path()}, false,
        {"Clone.img", "Gap (Disc 1).iso + Gap (Disc 3).iso", "Lost.m3u!", "More/Deep.chd",
         "P1.cue + P2.cue", "Set.cue", "Solo.cue", "Two (Disc 1).bin + Two (Disc 2).bin"}},
@@ -69,11 +65,11 @@ TEST(QueueGames, FilesBecomeOneRowPerGame) {
        {"Solo.bin", "Two (Disc 2).bin"}},
   };
   // clang-format on
-  for (const Row& row : rows) {
+  for (const auto& [given, separate, expected] : rows) {
     std::vector<std::string> got;
-    for (const FoundGame& game : GamesAmong(FindDiscImages(row.given), row.separate))
+    for (const FoundGame& game : GamesAmong(FindDiscImages(given), separate))
       got.push_back(Names(dir.path(), game));
-    EXPECT_EQ(got, row.rows) << row.given.front() << (row.separate ? " apart" : "");
+    EXPECT_EQ(got, expected) << given.front() << (separate ? " apart" : "");
   }
   // A search cancelled finds nothing.
   CancelToken cancel;
