@@ -46,21 +46,19 @@ TEST(PackageJob, ARebuildRefusesWhatANewPackageRefusesBeforeAskingOrWriting) {
   ASSERT_TRUE(DrawWithImageMagick("-size 481x272 xc:blue", pics / "w.png"));
   ASSERT_TRUE(DrawWithImageMagick("-size 60x40 xc:green", "JPEG:" + (pics / "ICON0.PNG")));
   WriteFileText(pics / "seven.pmf", "PSMF123");
-  const struct {
-    int slot;
-    std::string file, message;
-  } cases[] = {
+  // The slot, the file put in it, and the refusal.
+  const std::tuple<int, std::string, std::string> cases[] = {
       {kSlotPic1, pics / "w.png",
        "The dimensions for PIC1.PNG are too big - make sure the PNG file is 480x272 or less."},
       {kSlotIcon1, pics / "seven.pmf", "The ICON1.PMF file is WAY too small to be valid."},
       {kSlotIcon0, pics / "ICON0.PNG",
        "The selected ICON0.PNG file is not valid! (invalid signature)"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [slot, file, message] : cases) {
     PackageRun run;
     const Bytes before = ReadFileBytes(run.eboot);
-    run.Put(c.slot, c.file);
-    EXPECT_EQ(run.Go(), Outcome::Failed(c.message));
+    run.Put(slot, file);
+    EXPECT_EQ(run.Go(), Outcome::Failed(message));
     EXPECT_EQ(std::tuple(run.host.questions.size(), run.host.destinationsAsked,
                          FileExists(run.work / "rebuilt.pbp")),
               std::tuple(0u, 0, false));
