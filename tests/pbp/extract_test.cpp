@@ -184,59 +184,63 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   };
   auto block = [](Bytes& e, long i) { return e.begin() + i * static_cast<long>(kBlockSize); };
   using W = const PbpWritten&;
-  struct Row {
-    const char* name;
-    std::function<void(W)> damage;
-    std::function<void(Bytes&)> expected;  // what changes in the image, or the failure at:
-    int failedBlock = -1;
-    uint64_t failedAt = 0;  // bytes into the block data; BlockAt when 0
-  };
-  const Row rows[] = {
-      // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
-      // of the length it is inflated, which fails.
-      {"marked stored block", [&](W w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); }, {}, 2},
-      // Offset 0 with a length is a real block; only 0/0 is skipped.
-      {"slot 10 at block 0",
-       [&](W w) {
-         PatchLe32(pbp, w.SlotPos(10), 0), PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
-       },
-       [&](Bytes& e) { std::copy_n(e.begin(), kBlockSize, block(e, 10)); }},
-      // A phantom entry (an offset with length 0) does not inflate.
-      {"phantom entry", [&](W w) { PatchLe32(pbp, w.SlotPos(60), 1234); }, {}, 47, 1234},
-      {"not deflate data", [&](W w) { PatchBytes(pbp, BlockAt(w, 4), Bytes(3, 0xFF)); }, {}, 4},
-      {"short stream", [&](W w) { replace6(w, shortData); },
-       [&](Bytes& e) {
-         std::copy_n(block(e, 5), kBlockSize, block(e, 6));
-         std::copy(shortData.begin(), shortData.end(), block(e, 6));
-       }},
-      {"long stream", [&](W w) { replace6(w, longData); },
-       [&](Bytes& e) { std::copy_n(longData.begin(), kBlockSize, block(e, 6)); }},
-      // The last block's length runs far past the end of the file: it is read as far as the
-      // file goes and inflate stops at its stream's end.
-      {"last length past the end", [&](W w) { PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u); },
-       [](Bytes&) {}},
-  };
+  // The damage; what changes in the image, or else the block that fails and where (bytes into
+  // the block data; BlockAt when 0).
+  const std::tuple<const char*, std::function<void(W)>, std::function<void(Bytes&)>, int, uint64_t>
+      rows[] = {
+          // A stored block is recognised by length exactly 37,632: with marker 1 in the high half
+          // of the length it is inflated, which fails.
+          {"marked stored block",
+           [&](W w) { PatchLe32(pbp, w.SlotPos(2) + 4, 0x00019300); },
+           {},
+           2,
+           0},
+          // Offset 0 with a length is a real block; only 0/0 is skipped.
+          {"slot 10 at block 0",
+           [&](W w) {
+             PatchLe32(pbp, w.SlotPos(10), 0), PatchLe32(pbp, w.SlotPos(10) + 4, w.blockLengths[0]);
+           },
+           [&](Bytes& e) { std::copy_n(e.begin(), kBlockSize, block(e, 10)); }, -1, 0},
+          // A phantom entry (an offset with length 0) does not inflate.
+          {"phantom entry", [&](W w) { PatchLe32(pbp, w.SlotPos(60), 1234); }, {}, 47, 1234},
+          {"not deflate data",
+           [&](W w) { PatchBytes(pbp, BlockAt(w, 4), Bytes(3, 0xFF)); },
+           {},
+           4,
+           0},
+          {"short stream", [&](W w) { replace6(w, shortData); },
+           [&](Bytes& e) {
+             std::copy_n(block(e, 5), kBlockSize, block(e, 6));
+             std::copy(shortData.begin(), shortData.end(), block(e, 6));
+           },
+           -1, 0},
+          {"long stream", [&](W w) { replace6(w, longData); },
+           [&](Bytes& e) { std::copy_n(longData.begin(), kBlockSize, block(e, 6)); }, -1, 0},
+          // The last block's length runs far past the end of the file: it is read as far as the
+          // file goes and inflate stops at its stream's end.
+          {"last length past the end", [&](W w) { PatchLe32(pbp, w.SlotPos(46) + 4, 0xFFFFFFF0u); },
+           [](Bytes&) {}, -1, 0},
+      };
   PackageRecipe recipe;
   recipe.image = image;
   recipe.storeBlock = [](uint64_t i) { return i == 2; };
   RunRecorder host;
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const auto& [name, damage, change, failedBlock, failedAt] : rows) {
+    SCOPED_TRACE(name);
     const PbpWritten w = WritePbp(pbp, recipe);
     ASSERT_EQ(w.blockLengths[2], kBlockSize);
     ASSERT_NE(w.blockLengths[4], kBlockSize);
-    row.damage(w);
+    damage(w);
     DeleteFileIfExists(out);
     const Outcome result = Extract(pbp, out, host);
-    if (row.expected) {
+    if (change) {
       ASSERT_EQ(result, Outcome::Success());
       Bytes expected = Padded(image);
-      row.expected(expected);
+      change(expected);
       EXPECT_TRUE(ReadFileBytes(out) == expected);
     } else {
-      const uint64_t at =
-          row.failedAt ? w.psar + 0x100000 + row.failedAt : BlockAt(w, row.failedBlock);
-      EXPECT_EQ(result, Outcome::Failed(failed + std::to_string(row.failedBlock) + ", at byte " +
+      const uint64_t at = failedAt ? w.psar + 0x100000 + failedAt : BlockAt(w, failedBlock);
+      EXPECT_EQ(result, Outcome::Failed(failed + std::to_string(failedBlock) + ", at byte " +
                                         std::to_string(at) + ")"));
       EXPECT_FALSE(FileExists(out) || FileExists(out + ".ebf-part"));  // nothing is left
     }
