@@ -74,7 +74,7 @@ Bytes TinyPackage(uint64_t size) {
   return b;
 }
 
-TEST(InspectEboot, SizeAndMagicChecks) {
+TEST(InspectEboot, SizeAndMagicChecksAndDamageLeaveTempAlone) {
   TempDir dir;
   RunRecorder host;
   const std::string pbp = dir / "EBOOT.PBP";
@@ -100,13 +100,9 @@ TEST(InspectEboot, SizeAndMagicChecks) {
     WriteFileBytes(pbp, tiny);
     EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid) << psar;
   }
-}
 
-TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
-  TempDir dir;
-  RunRecorder host;
-  const std::string pbp = dir / "EBOOT.PBP";
-  const std::string temp = dir.folder() + "Temp/";
+  // Damaged packages leave Temp alone.
+  std::filesystem::remove_all(temp);
   PackageRecipe recipe;
   recipe.image = NoiseBytes(1000, 1);
   PbpWritten w = WritePbp(pbp, recipe);
