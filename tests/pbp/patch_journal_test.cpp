@@ -19,7 +19,7 @@ void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
   ASSERT_TRUE(f.Seek(at) && f.Write(bytes) && f.Close());
 }
 
-TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
+TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndACutJournalIsNoChange) {
   TempDir dir;
   const std::string pkg = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
@@ -81,30 +81,28 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
   WriteFileBytes(pkg + ".undo", keptJournal);
   EXPECT_NE(RollBackLeftoverPatch(pkg).find("was found and undone"), std::string::npos);
   EXPECT_EQ(ReadFileBytes(pkg), patched);
-}
 
-TEST(PatchJournal, AJournalCutShortMeansThePackageWasNeverTouched) {
-  TempDir dir;
-  const std::string pkg = dir / "game.pbp";
-  const Bytes original = NoiseBytes(500, 3);
-  WriteFileBytes(pkg, original);
+  // A journal cut short means the package was never touched.
+  const std::string game = dir / "game.pbp";
+  const Bytes older = NoiseBytes(500, 3);
+  WriteFileBytes(game, older);
   // Magic, length 500, one region of 8 bytes at 0 whose bytes are there, and no end mark.
   Bytes torn = {'E', 'B', 'F', 'U', 'N', 'D', 'O', '1', 0xF4, 1, 0, 0, 0, 0, 0, 0,
                 0,   0,   0,   0,   0,   0,   0,   0,   8,    0, 0, 0, 0, 0, 0, 0};
   torn.insert(torn.end(), 8, 0xEE);
-  WriteFileBytes(pkg + ".undo", torn);
-  EXPECT_EQ(RollBackLeftoverPatch(pkg), "");
-  EXPECT_EQ(ReadFileBytes(pkg), original);
-  EXPECT_FALSE(FileExists(pkg + ".undo"));
+  WriteFileBytes(game + ".undo", torn);
+  EXPECT_EQ(RollBackLeftoverPatch(game), "");
+  EXPECT_EQ(ReadFileBytes(game), older);
+  EXPECT_FALSE(FileExists(game + ".undo"));
 
   // The same journal with its end mark is replayed: 8 bytes of 0xEE at 0, length 500.
   Bytes whole = torn;
   for (uint8_t b : Bytes{'D', 'O', 'N', 'E', 1, 0, 0, 0}) whole.push_back(b);
-  WriteFileBytes(pkg + ".undo", whole);
-  EXPECT_NE(RollBackLeftoverPatch(pkg), "");
-  Bytes expected = original;
+  WriteFileBytes(game + ".undo", whole);
+  EXPECT_NE(RollBackLeftoverPatch(game), "");
+  Bytes expected = older;
   std::fill_n(expected.begin(), 8, 0xEE);
-  EXPECT_EQ(ReadFileBytes(pkg), expected);
+  EXPECT_EQ(ReadFileBytes(game), expected);
 }
 
 TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
