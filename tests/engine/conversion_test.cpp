@@ -176,9 +176,6 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
          r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
        },
        Outcome::Failed("It appears that you may not have enough disk space!")},
-      // The checks before a run refuse in their own words.
-      {[](Job& r) { r.job.gameId = "SLUS0123"; },
-       Outcome::Failed("Game ID is invalid (according to tarnwick)")},
   };
   // (An output folder that cannot be written is the command line's case.)
   for (const auto& [change, expected] : rows) {

@@ -34,14 +34,7 @@ struct Staged {
   }
 };
 
-TEST(ConverterVerdict, DoneDotAtTheVeryEnd) {
-  for (const char* yes : {"Writing\r\nDone.", "Writing\r\nDone.\r\n", "Done.\n\n\n"})
-    EXPECT_TRUE(ConverterSucceeded(yes)) << yes;
-  for (const char* no : {"Writing\r\ndone.\r\n", "Done\r\n", "Done. Not really", ""})
-    EXPECT_FALSE(ConverterSucceeded(no)) << no;
-}
-
-TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
+TEST(CommandLine, ArgumentsAsTheConverterReadsThemAndItsVerdict) {
   ConverterRunOptions o;
   o.converter = "/opt/ebf/tarnwick.exe";
   o.output = "/out/EBOOT.PBP.part";
@@ -81,6 +74,12 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
   // Windows gets one line that reads back as the same words.
   EXPECT_EQ(JoinCommandLine({"/out/tarnwick.exe", "My Game", "SLUS00594", "9", ""}),
             "/out/tarnwick.exe \"My Game\" SLUS00594 9 \"\"");
+
+  // The verdict: "Done." at the very end.
+  for (const char* yes : {"Writing\r\nDone.", "Writing\r\nDone.\r\n", "Done.\n\n\n"})
+    EXPECT_TRUE(ConverterSucceeded(yes)) << yes;
+  for (const char* no : {"Writing\r\ndone.\r\n", "Done\r\n", "Done. Not really", ""})
+    EXPECT_FALSE(ConverterSucceeded(no)) << no;
 }
 
 TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCannotStart) {

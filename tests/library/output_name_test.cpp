@@ -12,7 +12,7 @@ namespace {
 
 using namespace test;
 
-TEST(OutputName, TemplatesGiveFatSafeFolders) {
+TEST(OutputName, TemplatesGiveFatSafeFoldersNeverAnotherGames) {
   // The pattern, the game's names, the folder under "/out".
   const std::tuple<const char*, GameNames, const char*> rows[] = {
       {"%GAMEID%", {"/i/Game.bin", "Game", {"SLUS00594"}, "NTSC"}, "SLUS00594"},
@@ -30,9 +30,8 @@ TEST(OutputName, TemplatesGiveFatSafeFolders) {
     EXPECT_EQ(NamedOutputFolder("/out", pattern, names),
               std::string("/out") + kSep + ReplaceAll(folder, "/", std::string(1, kSep)))
         << pattern;
-}
 
-TEST(OutputName, AnotherGamesFolderIsToldApart) {
+  // Another game's folder is told apart.
   TempDir dir;
   const std::string folder = dir / "SLUS00594";
   PackageRecipe other;

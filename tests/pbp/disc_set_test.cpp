@@ -149,7 +149,7 @@ DiscTable ReadTable(const std::string& path) {
 
 const std::vector<Disc> kThreeDiscs = {{"SCUS94163", 90}, {"SCUS94164", 300}, {"SCUS94165", 40}};
 
-TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
+TEST(DiscTable, SectionsListedByTheTitleHeaderAndTablesThatPointAnywhereElseRefused) {
   TempDir dir;
   PackageRecipe r;
   r.discId = "SLUS01234";
@@ -178,23 +178,20 @@ TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
     EXPECT_LE(table.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
     EXPECT_GT(table.discs[i].dataEnd, set.sections[i] + 0x100000);
   }
-}
 
-TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
-  SetFixture fx(kThreeDiscs);
-  const DiscSetWritten& set = fx.written;
+  // Tables that point anywhere but at whole sections are refused by name.
   const Bytes good = ReadFileBytes(fx.pbp);
-  const uint64_t table = set.psar + 0x200;
+  const uint64_t at = set.psar + 0x200;
   auto refused = [&](const std::function<void(Bytes&)>& damage) {
     Bytes bad = good;
     damage(bad);
     WriteFileBytes(fx.dir / "bad.pbp", bad);
     return ReadTable(fx.dir / "bad.pbp").error;
   };
-  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[table + 4 * i], value); };
+  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[at + 4 * i], value); };
 
   EXPECT_EQ(refused([&](Bytes& b) {
-              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[table]));
+              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[at]));
             }),
             "The disc table lists 6 discs; a package holds at most 5");
   EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
@@ -202,11 +199,11 @@ TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
             "The section of disc 1 overlaps the title header");
   EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
             "The section of disc 2 lies past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[table]) + 0x400); }),
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[at]) + 0x400); }),
             "The section of disc 2 has no PSISOIMG0000 header");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[table + 4])); }),
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[at + 4])); }),
             "The sections of disc 2 and disc 3 overlap");
-  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[table], 0x44475000); }),
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[at], 0x44475000); }),
             "The disc table is encrypted (an official package); it cannot be read");
   EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
             "DATA.PSAR starts with neither a disc section nor a title header");
@@ -247,7 +244,7 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
   }
 }
 
-TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
+TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumberAndListed) {
   EXPECT_EQ(DiscOutputPath("dir/Game.iso", 2), "dir/Game (Disc 2).iso");
   EXPECT_EQ(DiscOutputPath("Game", 1), "Game (Disc 1)");
   EXPECT_EQ(DiscOutputPath("a.b/Game", 5), "a.b/Game (Disc 5)");
@@ -313,6 +310,30 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
         refused);
   }
   EXPECT_FALSE(FileExists(fx.dir / "x.bin") || FileExists(fx.dir / "x.TOC"));
+
+  // The information lists every disc.
+  ASSERT_EQ(ReadEbootInfo(fx.pbp, info), "");
+  // Disc 1 stands for the package where one disc is described.
+  EXPECT_EQ(std::tuple(info.gameId, info.startData, info.blocks, info.tracks.size()),
+            std::tuple("SCUS94163", fx.written.startData, 7u, 1u));
+  ASSERT_EQ(info.discs.size(), 2u);
+  // Each disc: number, ID, sectors, blocks (all deflated), problem, then its tracks as
+  // number, data and start.
+  const std::vector<std::string> expected[] = {
+      {"1 SCUS94163 90 7 7 ", "1 data 00:02:00"},
+      {"2 SCUS94164 200 14 14 ", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
+  for (int i = 0; i < 2; ++i) {
+    const DiscInfo& d = info.discs[i];
+    std::vector<std::string> got = {std::to_string(d.number) + " " + d.gameId + " " +
+                                    std::to_string(d.sectors) + " " + std::to_string(d.blocks) +
+                                    " " + std::to_string(d.compressedBlocks) + " " + d.problem};
+    for (const TrackInfo& t : d.tracks)
+      got.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
+                    FormatMsf(t.minute, t.second, t.frame));
+    EXPECT_EQ(got, expected[i]);
+    const auto& lengths = fx.written.discs[i].blockLengths;
+    EXPECT_EQ(d.compressedSize, std::accumulate(lengths.begin(), lengths.end(), uint64_t{0}));
+  }
 }
 
 TEST(DiscSet, DamagedTablesAreRefusedInTheirOwnWordsEverywhere) {
@@ -407,33 +428,6 @@ TEST(DiscSet, PalFixSpansCoverEveryDiscInOrder) {
     for (uint64_t i = 0; i < blocks[d]; ++i)
       expected.emplace_back(fx.written.sections[d] + 0x100000 + i * kBlock, kBlock);
   EXPECT_EQ(got, expected);
-}
-
-TEST(DiscSet, InfoListsEveryDisc) {
-  SetFixture fx(kTwoDiscs);
-  EbootInfo info;
-  ASSERT_EQ(ReadEbootInfo(fx.pbp, info), "");
-  // Disc 1 stands for the package where one disc is described.
-  EXPECT_EQ(std::tuple(info.gameId, info.startData, info.blocks, info.tracks.size()),
-            std::tuple("SCUS94163", fx.written.startData, 7u, 1u));
-  ASSERT_EQ(info.discs.size(), 2u);
-  // Each disc: number, ID, sectors, blocks (all deflated), problem, then its tracks as
-  // number, data and start.
-  const std::vector<std::string> expected[] = {
-      {"1 SCUS94163 90 7 7 ", "1 data 00:02:00"},
-      {"2 SCUS94164 200 14 14 ", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
-  for (int i = 0; i < 2; ++i) {
-    const DiscInfo& d = info.discs[i];
-    std::vector<std::string> got = {std::to_string(d.number) + " " + d.gameId + " " +
-                                    std::to_string(d.sectors) + " " + std::to_string(d.blocks) +
-                                    " " + std::to_string(d.compressedBlocks) + " " + d.problem};
-    for (const TrackInfo& t : d.tracks)
-      got.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
-                    FormatMsf(t.minute, t.second, t.frame));
-    EXPECT_EQ(got, expected[i]);
-    const auto& lengths = fx.written.discs[i].blockLengths;
-    EXPECT_EQ(d.compressedSize, std::accumulate(lengths.begin(), lengths.end(), uint64_t{0}));
-  }
 }
 
 // Each header patch on a package of two discs and on one of five.
