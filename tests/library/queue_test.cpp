@@ -193,9 +193,8 @@ TEST(Queue, RowsAreEditedMovedAndRemovedAndTheReportSaysSo) {
       std::tuple(2, "Tom \"T\", Jerry", "/x/a.bin"));
   EXPECT_EQ(SummaryLine({3, 1, 2, 0, 0, 65.4, 2500000}),
             "3 done, 1 failed, 2 skipped in 1m 5s; 2.4 MB saved");
-}
 
-TEST(Queue, ThePspMustHoldWhatTheRunMayCopy) {
+  // The PSP must hold what the run may copy.
   auto free = [](std::optional<uint64_t> bytes) {
     return [bytes](const std::string&) { return bytes; };
   };

@@ -108,11 +108,9 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
   WriteFileBytes(dir / "short.pbp", Bytes(39, 0));
   File cut(dir / "short.pbp", File::Mode::Read);
   EXPECT_FALSE(ReadPbpHeader(cut));
-}
 
-TEST(FindStartData, AddsThePsarOffsetToTheStoredOffset) {
-  TempDir dir;
-  Bytes raw(2000, 0);
+  // The start data: DATA.PSAR's offset added to the stored offset.
+  raw.assign(2000, 0);
   auto found = [&](uint32_t psar, uint32_t stored) {
     StoreLe32(raw.data() + 36, psar);
     if (psar + 16 <= raw.size()) StoreLe32(raw.data() + psar + 12, stored);
@@ -129,7 +127,7 @@ std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
   return std::string(b.begin() + at, b.begin() + at + n);
 }
 
-TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
+TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8) {
   Bytes sfo = NoiseBytes(kSfoMinPatchSize, 11);
   const Bytes before = sfo;
   ASSERT_EQ(PatchSfo(sfo, "Example Title", "SLUS00594"), "");
@@ -157,9 +155,8 @@ TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
   ASSERT_EQ(PatchSfo(sfo, "Ab", "SCES0123456"), "");
   EXPECT_EQ(Field(sfo, 264, 9), "SCES01234");
   EXPECT_EQ(sfo[273], after);
-}
 
-TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
+  // The title is UTF-8 of at most 127 bytes, cut at a character.
   const std::string star = "\xE2\x98\x86", e = "\xC3\xA9";  // U+2606, U+00E9
   const std::string final = "\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB";
   const std::string unicode =
@@ -176,7 +173,7 @@ TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
       {std::string(125, 'x') + star, std::string(125, 'x')},
       {"Pok\xE9mon", "Pok" + e + "mon"},  // ANSI bytes (not UTF-8) are taken as ANSI
   };
-  Bytes sfo(kSfoMinPatchSize, 0);
+  sfo.assign(kSfoMinPatchSize, 0);
   for (const auto& [title, stored] : rows) {
     SCOPED_TRACE(stored);
     ASSERT_EQ(PatchSfo(sfo, title, "SLES12345"), "");

@@ -28,7 +28,7 @@ std::vector<std::string> Lines(const std::string& text) {
   return out;
 }
 
-TEST(Toc, SingleTrackCcd) {
+TEST(Toc, CcdOfOneTrackAndOfAudioTracksWithOddBytes) {
   // One data track over 1,000 sectors: A2 = 00:13:25.
   TocArea area = AreaOf(MakeToc({{0x41, 0}}, 1000));
   auto entries = UsedTocEntries(area);
@@ -48,11 +48,10 @@ TEST(Toc, SingleTrackCcd) {
       "ASec=2", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=0", "PSec=2", "PFrame=0", "PLBA=0",
       "[TRACK 0]", "MODE=1", "INDEX 1=0"};
   EXPECT_EQ(Lines(FormatCcd(entries)), expected);
-}
 
-TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
+  // Audio tracks, a negative PLBA and odd bytes.
   // Data track, then two audio tracks; the second audio track lies at 1 minute.
-  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 4350}}, 9000));
+  area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 4350}}, 9000));
   // A track entry whose PSec is below 2 gives a negative PLBA, printed with a sign.
   area[4 * 10 + kTocPMin] = 0x00;
   area[4 * 10 + kTocPSec] = 0x01;
@@ -62,7 +61,7 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
   area[5 * 10 + kTocControl] = 0x41;
   area[5 * 10 + kTocTrackNo] = 0x01;
   area[5 * 10 + kTocPoint] = 0x0B;
-  auto entries = UsedTocEntries(area);
+  entries = UsedTocEntries(area);
   ASSERT_EQ(entries.size(), 6u);
   auto lines = Lines(FormatCcd(entries));
   auto at = [&](const std::string& key, int entry) {
@@ -88,13 +87,9 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
   EXPECT_EQ(UsedTocEntries(area).size(), kTocEntries);
   area[1 * 10 + kTocPMin] = 0x00;
   EXPECT_EQ(UsedTocEntries(area).size(), 3u);
-}
 
-// The image layouts' TOC files (none, Game.TOC, Game.ccd, ISO.TOC) are each shown by the
-// extraction's own tests; the conversion's layout gives none with no setting, both with
-// the CCD setting.
-TEST(Toc, TheConversionLayoutGivesIsoTocAndTheCcdByTheSetting) {
-  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
+  // The conversion's layout gives ISO.TOC, and the CCD by the setting.
+  area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
   const std::string dir = std::string("d") + kSep;
   EXPECT_TRUE(TocOutputs(area, dir + "TempISO.iso", true, kTocNone).empty());
   std::vector<TocOutput> out = TocOutputs(area, dir + "TempISO.iso", true, kTocCcd);
@@ -104,6 +99,9 @@ TEST(Toc, TheConversionLayoutGivesIsoTocAndTheCcdByTheSetting) {
                        dir + "TempISO.ccd", FormatCcd(UsedTocEntries(area))));
 }
 
+// The image layouts' TOC files (none, Game.TOC, Game.ccd, ISO.TOC) are each shown by the
+// extraction's own tests; the conversion's layout gives none with no setting, both with
+// the CCD setting.
 DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
   DiscImageLayout l;
   std::copy(toc.begin(), toc.end(), l.toc.begin());
@@ -111,7 +109,7 @@ DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
   return l;
 }
 
-TEST(PackageTracks, TracksRunFromTheirStartToTheNext) {
+TEST(PackageTracks, TracksRunFromTheirStartToTheNextNamedAndListed) {
   // The disc's sectors, then each track as number, kind, start + length.
   auto read = [](const PackageDisc& d) {
     std::string text = std::to_string(d.sectors);
@@ -140,9 +138,8 @@ TEST(PackageTracks, TracksRunFromTheirStartToTheNext) {
   bad[3 * 10 + 8] = 0x0A;  // track 1's seconds are not BCD
   EXPECT_EQ(ReadPackageDisc(Layout(bad, 40), disc),
             "The package's table of contents puts track 1 outside the disc image (640 sectors).");
-}
 
-TEST(PackageTracks, NamesAndSheets) {
+  // The track files' names and sheets.
   EXPECT_EQ(SplitTrackNames("Solo", 1), std::vector<std::string>{"Solo.bin"});
   EXPECT_EQ(SplitTrackNames("G", 2),
             (std::vector<std::string>{"G (Track 1).bin", "G (Track 2).bin"}));
