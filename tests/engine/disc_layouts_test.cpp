@@ -26,7 +26,7 @@ using Job = test::EngineJob;
 
 // The sheets' rules and words are the disc reader's; here a refused sheet ends the run with
 // nothing made, whether its files are joined or its one file is used as it is.
-TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
+TEST(DiscLayouts, BadSheetsAndAVanishedTrackFileStopAndLeaveNothingBehind) {
   const std::string one =
       "FILE \"One File.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
       "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
@@ -55,11 +55,8 @@ TEST(DiscLayouts, BadSheetsStopWithTheirMessageAndLeaveNothingBehind) {
       EXPECT_TRUE(ReadFileBytes(set.files[0]) == image);
     }
   }
-}
 
-// A track file that vanishes between opening the sheet and reading it stops the joining
-// (a cancel of it is the packed images' test).
-TEST(DiscLayouts, JoiningStopsCleanlyOnAFileThatGoesAway) {
+  // A track file that vanishes between opening the sheet and reading it stops the joining.
   TempDir dir;
   const DiscSet set = WriteRedumpSet(dir.path());
   const std::string temp = dir / "TempBIN.bin";
@@ -74,6 +71,8 @@ TEST(DiscLayouts, JoiningStopsCleanlyOnAFileThatGoesAway) {
   EXPECT_TRUE(host.completed.empty());
 }
 
+// A track file that vanishes between opening the sheet and reading it stops the joining
+// (a cancel of it is the packed images' test).
 std::string Sha1(const Bytes& bytes) {
   uint8_t sha[SHA_DIGEST_LENGTH];
   SHA1(bytes.data(), bytes.size(), sha);

@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
+TEST(ImagePrepChoice, ByLengthAndLeadingBytesAndTheSubchannelStripped) {
   TempDir dir;
   const Bytes iso = BuildIsoSectors(GameDisc("SLUS_012.34"));
   Bytes notZero = iso;
@@ -30,6 +30,17 @@ TEST(ImagePrepChoice, ByLengthAndLeadingBytes) {
     if (!bytes.empty()) WriteFileBytes(dir / name, bytes);
     EXPECT_EQ(ChooseImagePrep(dir / name, padding), prep) << name << padding;
   }
+
+  // The subchannel stripped keeps each raw sector.
+  IsoOptions opts = GameDisc("SCES_003.44");
+  opts.minSectors = 600;
+  const Bytes user = BuildIsoSectors(opts);
+  WriteFileBytes(dir / "game.img", EncodeSectors(user, SectorLayout::Raw2448));
+  RunRecorder host;
+  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel),
+            Outcome::Success());
+  EXPECT_EQ(ReadFileBytes(dir / "TempBIN.bin"), EncodeSectors(user, SectorLayout::Mode2Raw));
+  EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});
 }
 
 TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
@@ -75,19 +86,6 @@ TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
 }
 
 // A cancel of the writing is the packed images' conversion test.
-TEST(SubchannelStrip, KeepsEachRawSector) {
-  TempDir dir;
-  IsoOptions opts = GameDisc("SCES_003.44");
-  opts.minSectors = 600;
-  const Bytes user = BuildIsoSectors(opts);
-  WriteFileBytes(dir / "game.img", EncodeSectors(user, SectorLayout::Raw2448));
-  RunRecorder host;
-  ASSERT_EQ(StripSubchannel(dir / "game.img", dir / "TempBIN.bin", host, host.cancel),
-            Outcome::Success());
-  EXPECT_EQ(ReadFileBytes(dir / "TempBIN.bin"), EncodeSectors(user, SectorLayout::Mode2Raw));
-  EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});
-}
-
 TEST(FreeSpace, EstimateAndCheck) {
   TempDir dir;
   WriteFileBytes(dir / "img", Bytes(1000));

@@ -22,7 +22,7 @@ Bytes Disc(uint32_t seed) {
   return BuildDiscImage(o, SectorLayout::Mode2Raw);
 }
 
-TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
+TEST(PatchedConversion, TheDiscIsWhatXdelta3MakesOfThePatchAndLibCryptDataGoBeside) {
   for (const char* secondary : {"none", "lzma"}) {
     SCOPED_TRACE(secondary);
     ConversionJob r;
@@ -52,9 +52,8 @@ TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
                                (std::string(secondary) == "lzma" ? " (LZMA))\r\n" : ")\r\n");
     EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), format), 1);
   }
-}
 
-TEST(PatchedConversion, LibCryptDataGoBesideThePackageForEachProtectedDisc) {
+  // LibCrypt data go beside the package for each protected disc.
   // An .sbi of one type-1 record for sector 14105 (03:08:05), which sets key bit 15.
   Bytes sbi = {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1};
   for (uint8_t q : {0x41, 0x01, 0x01, 0x03, 0x06, 0x06, 0x00, 0x03, 0x08, 0x15}) sbi.push_back(q);

@@ -42,7 +42,7 @@ struct Fixture {
   }
 };
 
-TEST(PlanConversion, RefusalsInTheirOrder) {
+TEST(PlanConversion, RefusalsInTheirOrderAndTheOutputFolderRules) {
   Fixture f;
   RunRecorder host;
   EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
@@ -82,11 +82,9 @@ TEST(PlanConversion, RefusalsInTheirOrder) {
   f.in.input = f.work.path();
   EXPECT_EQ(f.Run(host).outcome,
             Outcome::Failed("\"" + f.work.path() + "\" is a folder, not a file."));
-}
 
-TEST(PlanConversion, OutputFolderRules) {
-  Fixture f;
-  RunRecorder host;
+  // The output folder's rules.
+  f.in.input = f.work / "game.bin";
   // Data with a trailing separator passes; so does a lower-case ID prefix.
   f.in.output = f.prog.folder() + "Data" + kSep;
   f.in.gameId = "slus00594";
@@ -185,7 +183,7 @@ TEST(PlanConversion, ThePlanStandsAlone) {
   EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "out (3)"));
 }
 
-TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
+TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc) {
   Fixture f;
   CopyRuntimeTree(f.prog, false);
   // A disc in the game list: the command line gives only the input, the rest is found.
@@ -219,12 +217,9 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
       p.outcome,
       Outcome::Failed("CUE Sheet is invalid!\r\n(gone.bin, named by broken.cue, is not there)"));
   EXPECT_EQ(p.title, "broken");
-}
 
-TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
-  JobInput cli;
+  // The later discs of a game are read for their own IDs.
+  cli = JobInput();
   cli.input = f.Disc("Spy Story (Disc 1).bin", "SLUS_005.94");
   cli.laterDiscs = {f.Disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
                     f.Disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
@@ -234,8 +229,7 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   cli.resolve = true;
   cli.output = f.work / "out";
   cli.confirm = false;
-  RunRecorder host;
-  Planned p = f.Plan(cli, host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   // Disc 1's ID is the package's, and its saves'.
   EXPECT_EQ(std::tuple(p.plan->discCount(), p.plan->gameId, p.plan->title),

@@ -199,24 +199,6 @@ TEST(ReconstructEboot, CancelDeletesTheDestination) {
   EXPECT_EQ(ReadFileBytes(fx.pbp), original);
 }
 
-TEST(EbootJobFields, PaddingCuttingAndChecks) {
-  const auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
-  EXPECT_EQ(text(UnderscoredIdField("SLUS00594")), "SLUS_00594");
-  EXPECT_EQ(text(UnderscoredIdField("AB")), std::string("AB_\0\0\0\0\0\0\0", 10));
-  EXPECT_EQ(text(UnderscoredIdField("SLUS0059412")), "SLUS_00594");
-  Bytes save(128, 0);
-  save[0] = 'J', save[1] = 0xE9;  // in ANSI
-  EXPECT_EQ(SaveNameField("J\xC3\xA9"), save);
-  EXPECT_EQ(SaveNameField(std::string(200, 'z')), Bytes(128, 'z'));
-
-  TempDir dir;
-  WriteFileBytes(dir / "a.pbp", Bytes(39, 0));
-  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootTooSmall);
-  // 40 bytes pass the size test (not the inspection's 20,496), then the magic decides.
-  WriteFileBytes(dir / "a.pbp", Bytes(40, 0));
-  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
-}
-
 // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
 // exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
 // leave that byte visible at the end of the new package.
@@ -241,6 +223,23 @@ TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
   ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
   EXPECT_EQ(rebuilt.back(), source[s + h]);
   EXPECT_EQ(ReadFileBytes(fx.pbp), source);
+
+  // The job's fields: padding, cutting and checks.
+  const auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
+  EXPECT_EQ(text(UnderscoredIdField("SLUS00594")), "SLUS_00594");
+  EXPECT_EQ(text(UnderscoredIdField("AB")), std::string("AB_\0\0\0\0\0\0\0", 10));
+  EXPECT_EQ(text(UnderscoredIdField("SLUS0059412")), "SLUS_00594");
+  Bytes save(128, 0);
+  save[0] = 'J', save[1] = 0xE9;  // in ANSI
+  EXPECT_EQ(SaveNameField("J\xC3\xA9"), save);
+  EXPECT_EQ(SaveNameField(std::string(200, 'z')), Bytes(128, 'z'));
+
+  TempDir dir;
+  WriteFileBytes(dir / "a.pbp", Bytes(39, 0));
+  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootTooSmall);
+  // 40 bytes pass the size test (not the inspection's 20,496), then the magic decides.
+  WriteFileBytes(dir / "a.pbp", Bytes(40, 0));
+  EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
 }
 
 }  // namespace
