@@ -219,31 +219,8 @@ TEST(Verify, TracksDamageAndDigests) {
   EXPECT_FALSE(r.error.empty() || r.ok());
 }
 
-// One of our packages is known by its index, not by its digests agreeing: when every block
-// disagrees, that is damage, not digests of another kind.
-TEST(Verify, OurPackageWithEveryBlockDamaged) {
-  TempDir dir;
-  test::PackageRecipe recipe;
-  recipe.image = Bytes(16 * kSector, 0x5A);
-  recipe.digests = recipe.paddingBlock = true;
-  const test::PbpWritten w = test::WritePbp(dir / "EBOOT.PBP", recipe);
-  Bytes pkg = test::ReadFileBytes(dir / "EBOOT.PBP");
-  pkg[w.SlotPos(0) + 8] ^= 0x40;
-  // The padding block made to point at block 0's data: its digest is still the zero
-  // block's.
-  StoreLe32(&pkg[w.SlotPos(1)], 0);
-  StoreLe16(&pkg[w.SlotPos(1) + 4], static_cast<uint16_t>(w.blockLengths[0]));
-  test::WriteFileBytes(dir / "damaged.pbp", pkg);
-  const VerifyReport r = Verify(dir / "damaged.pbp");
-  const std::string at = std::to_string(w.psar + 0x100000);
-  EXPECT_EQ(r.digests, DigestCheck::Checked);
-  EXPECT_EQ(r.problems, (Lines{"Block 0 (track 1, at byte " + at + ") does not match its digest.",
-                               "Block 1 (after the last track, at byte " + at +
-                                   ") does not match its digest."}));
-}
-
 // Two discs: each checked, its tracks and problems named with it; a source needs a disc.
-TEST(Verify, EveryDiscOfAPackageOfSeveral) {
+TEST(Verify, EveryDiscOfAPackageOfSeveralAndOursWithEveryBlockDamaged) {
   TempDir dir;
   std::vector<test::PackageRecipe> recipes(2);
   recipes[0].toc = test::MakeToc({{0x41, 0}}, 40);
@@ -282,6 +259,27 @@ TEST(Verify, EveryDiscOfAPackageOfSeveral) {
                                    ") does not inflate.",
                                "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
                                    ") does not match its digest."}));
+
+  // One of our packages is known by its index, not by its digests agreeing: when every
+  // block disagrees, that is damage, not digests of another kind.
+  test::PackageRecipe one;
+  one.image = Bytes(16 * kSector, 0x5A);
+  one.digests = one.paddingBlock = true;
+  const test::PbpWritten ow = test::WritePbp(dir / "EBOOT.PBP", one);
+  Bytes pkg = test::ReadFileBytes(dir / "EBOOT.PBP");
+  pkg[ow.SlotPos(0) + 8] ^= 0x40;
+  // The padding block made to point at block 0's data: its digest is still the zero
+  // block's.
+  StoreLe32(&pkg[ow.SlotPos(1)], 0);
+  StoreLe16(&pkg[ow.SlotPos(1) + 4], static_cast<uint16_t>(ow.blockLengths[0]));
+  test::WriteFileBytes(dir / "damaged.pbp", pkg);
+  const VerifyReport report = Verify(dir / "damaged.pbp");
+  const std::string where = std::to_string(ow.psar + 0x100000);
+  EXPECT_EQ(report.digests, DigestCheck::Checked);
+  EXPECT_EQ(
+      report.problems,
+      (Lines{"Block 0 (track 1, at byte " + where + ") does not match its digest.",
+             "Block 1 (after the last track, at byte " + where + ") does not match its digest."}));
 }
 
 }  // namespace
