@@ -162,7 +162,7 @@ TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
   EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == expected);
 }
 
-TEST(Conversion, RefusalsBeforeAnyWork) {
+TEST(Conversion, RefusalsBeforeAnyWorkAndTheOverwriteQuestion) {
   using Change = std::function<void(Job&)>;
   const std::pair<Change, Outcome> rows[] = {
       {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
@@ -186,9 +186,8 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     r.ExpectCleanedUp();
     EXPECT_FALSE(IsDirectory(r.work / "out") && !std::filesystem::is_empty(r.work / "out"));
   }
-}
 
-TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
+  // The overwrite question, and the user's own asset in the output folder.
   Job r;
   r.job.confirm = true;
   r.Input("g.bin", Bytes(2352 * 20, 0));
