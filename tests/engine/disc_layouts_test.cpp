@@ -56,7 +56,8 @@ TEST(DiscLayouts, BadSheetsAndAVanishedTrackFileStopAndLeaveNothingBehind) {
     }
   }
 
-  // A track file that vanishes between opening the sheet and reading it stops the joining.
+  // A track file that vanishes between opening the sheet and reading it stops the joining
+  // (a cancel of it is the packed images' test).
   TempDir dir;
   const DiscSet set = WriteRedumpSet(dir.path());
   const std::string temp = dir / "TempBIN.bin";
@@ -71,8 +72,6 @@ TEST(DiscLayouts, BadSheetsAndAVanishedTrackFileStopAndLeaveNothingBehind) {
   EXPECT_TRUE(host.completed.empty());
 }
 
-// A track file that vanishes between opening the sheet and reading it stops the joining
-// (a cancel of it is the packed images' test).
 std::string Sha1(const Bytes& bytes) {
   uint8_t sha[SHA_DIGEST_LENGTH];
   SHA1(bytes.data(), bytes.size(), sha);

@@ -31,7 +31,8 @@ TEST(ImagePrepChoice, ByLengthAndLeadingBytesAndTheSubchannelStripped) {
     EXPECT_EQ(ChooseImagePrep(dir / name, padding), prep) << name << padding;
   }
 
-  // The subchannel stripped keeps each raw sector.
+  // The subchannel stripped keeps each raw sector (a cancel of the writing is the packed
+  // images' conversion test).
   IsoOptions opts = GameDisc("SCES_003.44");
   opts.minSectors = 600;
   const Bytes user = BuildIsoSectors(opts);
@@ -85,7 +86,6 @@ TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
                           [](uint8_t v) { return v == 0; }));
 }
 
-// A cancel of the writing is the packed images' conversion test.
 TEST(FreeSpace, EstimateAndCheck) {
   TempDir dir;
   WriteFileBytes(dir / "img", Bytes(1000));

@@ -88,7 +88,8 @@ TEST(Toc, CcdOfOneTrackAndOfAudioTracksWithOddBytes) {
   area[1 * 10 + kTocPMin] = 0x00;
   EXPECT_EQ(UsedTocEntries(area).size(), 3u);
 
-  // The conversion's layout gives ISO.TOC, and the CCD by the setting.
+  // The image layouts' TOC files are each shown by the extraction's own tests; the
+  // conversion's layout gives none with no setting, both with the CCD setting.
   area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
   const std::string dir = std::string("d") + kSep;
   EXPECT_TRUE(TocOutputs(area, dir + "TempISO.iso", true, kTocNone).empty());
@@ -99,9 +100,6 @@ TEST(Toc, CcdOfOneTrackAndOfAudioTracksWithOddBytes) {
                        dir + "TempISO.ccd", FormatCcd(UsedTocEntries(area))));
 }
 
-// The image layouts' TOC files (none, Game.TOC, Game.ccd, ISO.TOC) are each shown by the
-// extraction's own tests; the conversion's layout gives none with no setting, both with
-// the CCD setting.
 DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
   DiscImageLayout l;
   std::copy(toc.begin(), toc.end(), l.toc.begin());
