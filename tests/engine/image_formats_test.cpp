@@ -44,7 +44,7 @@ Package Convert(const std::string& input, int level) {
   return p;
 }
 
-TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
+TEST(ImageFormats, EcmInputsGiveTheDiscAndDamageOrACancelLeavesNothing) {
   TempDir dir;
   std::filesystem::create_directories(std::filesystem::u8path(dir / "data"));
   const CdSet data = WriteDataOnlySet(dir / "data");
@@ -65,17 +65,13 @@ TEST(ImageFormats, EcmFilesAloneAndNamedBySheetsGiveTheOriginalDisc) {
     EXPECT_EQ(p.sectors, 419u);
     EXPECT_TRUE(p.disc == data.disc);
   }
-}
 
-// Damage found part way through unpacking (the readers' own tests hold every other kind).
-TEST(ImageFormats, DamagedChdAndEcmFilesStopWithTheirMessageAndLeaveNothing) {
-  TempDir dir;
-  const CdSet set = WriteDataOnlySet(dir.path());
-  Bytes flipped = EncodeEcm(ReadFileBytes(set.binPaths[0]));
+  // Damage found part way through unpacking (the readers' own tests hold every other kind).
+  Bytes flipped = EncodeEcm(ReadFileBytes(data.binPaths[0]));
   flipped[flipped.size() / 2] ^= 0x20;  // inside a sector's stored data
   // The same disc stored again with hunk 5's CRC in the map made wrong.
-  ASSERT_TRUE(CreateChd(set.cuePath, dir / "good.chd", ""));
-  ASSERT_TRUE(CreateChd(set.cuePath, dir / "plain.chd", "none"));
+  ASSERT_TRUE(CreateChd(data.cuePath, dir / "good.chd", ""));
+  ASSERT_TRUE(CreateChd(data.cuePath, dir / "plain.chd", "none"));
   RecompressOptions damage;
   damage.wrongCrcHunk = 5;
   damage.digestsFrom = ReadFileBytes(dir / "good.chd");
@@ -90,15 +86,12 @@ TEST(ImageFormats, DamagedChdAndEcmFilesStopWithTheirMessageAndLeaveNothing) {
     EXPECT_EQ(Convert(dir / name, 9).result, Outcome::Failed(message));  // and nothing is left
     EXPECT_TRUE(ReadFileBytes(dir / name) == bytes) << name;
   }
-}
 
-// A cancel seen at the first service point of the unpacking, or of the joining of a set's
-// files, stops the run with nothing left.
-TEST(ImageFormats, CancelWhileUnpackingOrJoiningLeavesNothing) {
-  TempDir dir;
-  const CdSet set = WriteMixedSet(dir.path());
-  ASSERT_TRUE(CreateChd(set.cuePath, dir / "m.chd", ""));
-  WriteFileBytes(dir / "m.bin.ecm", EncodeEcm(ReadFileBytes(set.binPaths[0])));
+  // A cancel seen at the first service point of the unpacking, or of the joining of a set's
+  // files, stops the run with nothing left.
+  const CdSet mixed = WriteMixedSet(dir.MakeDir("mixed"));
+  ASSERT_TRUE(CreateChd(mixed.cuePath, dir / "m.chd", ""));
+  WriteFileBytes(dir / "m.bin.ecm", EncodeEcm(ReadFileBytes(mixed.binPaths[0])));
   const std::string redump = WriteRedumpSet(dir.MakeDir("redump")).input;
   for (const std::string& input : {dir / "m.chd", dir / "m.bin.ecm", redump}) {
     SCOPED_TRACE(input);
@@ -115,5 +108,8 @@ TEST(ImageFormats, CancelWhileUnpackingOrJoiningLeavesNothing) {
   }
 }
 
+// Damage found part way through unpacking (the readers' own tests hold every other kind).
+// A cancel seen at the first service point of the unpacking, or of the joining of a set's
+// files, stops the run with nothing left.
 }  // namespace
 }  // namespace ebf

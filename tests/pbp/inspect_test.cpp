@@ -132,7 +132,7 @@ TEST(InspectEboot, SizeAndMagicChecksAndDamageLeaveTempAlone) {
   EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
 }
 
-TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
+TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracksAndRefusesAsTheInspection) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.title = "Info Game";
@@ -171,31 +171,28 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
     WriteFileBytes(dir / "small.pbp", Bytes(size, 0));
     EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), said);
   }
-}
 
-TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.title = "Cut Game";
-  recipe.image = Bytes(kBlockSize * 3, 0x5A);
-  PbpWritten w = WritePbp(dir / "full.pbp", recipe);
+  // It opens what the inspection opens, and refuses in its words.
+  PackageRecipe cutGame;
+  cutGame.title = "Cut Game";
+  cutGame.image = Bytes(kBlockSize * 3, 0x5A);
+  PbpWritten wf = WritePbp(dir / "full.pbp", cutGame);
   const Bytes full = ReadFileBytes(dir / "full.pbp");
   // Cut after the disc-image header, the start-data block moved up behind it.
-  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x6000));
-  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
-  StoreLe32(&cut[w.psar + 12], 0x6000);
+  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(wf.psar + 0x6000));
+  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(wf.startData), full.end());
+  StoreLe32(&cut[wf.psar + 12], 0x6000);
   WriteFileBytes(dir / "cut.pbp", cut);
   RunRecorder host;
   ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
 
-  EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
   EXPECT_EQ(
       std::tuple(info.title, info.bootPngSize, info.startData, info.blocks, info.tracks.size()),
-      std::tuple("Cut Game", recipe.bootPng.size(), w.psar + 0x6000, 0u, 0u));
+      std::tuple("Cut Game", cutGame.bootPng.size(), wf.psar + 0x6000, 0u, 0u));
   EXPECT_EQ(info.discImageProblem, "The EBOOT \"" + (dir / "cut.pbp") +
                                        "\" is cut short: its disc image index ends at byte " +
-                                       std::to_string(w.psar + 0x100000) +
+                                       std::to_string(wf.psar + 0x100000) +
                                        ", beyond the end of the file (" +
                                        std::to_string(cut.size()) + " bytes).");
 
