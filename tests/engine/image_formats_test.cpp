@@ -108,8 +108,5 @@ TEST(ImageFormats, EcmInputsGiveTheDiscAndDamageOrACancelLeavesNothing) {
   }
 }
 
-// Damage found part way through unpacking (the readers' own tests hold every other kind).
-// A cancel seen at the first service point of the unpacking, or of the joining of a set's
-// files, stops the run with nothing left.
 }  // namespace
 }  // namespace ebf
