@@ -39,7 +39,7 @@ const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 // 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
 
-TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
+TEST(Conversion, PlainImagesPaddedOrNotAndThePalFixOfAnUncompressedPackage) {
   const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
   for (const std::string name : {"game.iso", "game.img", "game.mdf"}) {
     SCOPED_TRACE(name);
@@ -58,30 +58,46 @@ TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
     ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
     EXPECT_TRUE(std::equal(user.end() - 2048, user.end(), back.end() - 2352 + 16));
   }
-}
 
-// Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
-// disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
-// package will not start in emulators, and --against finds it is not the disc.
-TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
+  // A pattern that begins in one block and ends in the next is found across the head that lies
+  // between them in the package, and written in two pieces around it; the user's image stays.
   Job r;
+  const Bytes image = NoiseBytes(40 * 2352, 9);
+  Bytes patterned = image, expected = image;
+  for (long at : {37632 - 3, 60001}) {
+    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
+    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
+  }
+  r.Input("noise.bin", patterned);
+  r.job.level = 0;
+  r.job.palFixScreen = true;
+  const ConversionResult result = r.Run();
+  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
+  EXPECT_TRUE(ReadFileBytes(r.work / "noise.bin") == patterned);
+  // Read back as the emulators inflate it: a head written over would break the stream.
+  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == expected);
+
+  // Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
+  // disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
+  // package will not start in emulators, and --against finds it is not the disc.
+  Job u;
   IsoOptions disc = GameDisc("SCES_003.44");
   disc.minSectors = 1731;
-  r.Input("game.iso", BuildIsoSectors(disc));
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(result.outcome, Outcome::Success());
+  u.Input("game.iso", BuildIsoSectors(disc));
+  const ConversionResult unpadded = u.Run();
+  ASSERT_EQ(unpadded.outcome, Outcome::Success());
   const std::string warning =
       "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
       "headers: the package will not start in emulators.";
-  EXPECT_EQ(result.warnings, std::vector<std::string>{warning});
-  EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), warning + "\r\n"), 1);
-  const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
+  EXPECT_EQ(unpadded.warnings, std::vector<std::string>{warning});
+  EXPECT_EQ(std::count(u.host.logLines.begin(), u.host.logLines.end(), warning + "\r\n"), 1);
+  const Bytes pbp = ReadFileBytes(u.Out("EBOOT.PBP"));
   const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
   EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
 
   VerifyOptions against;
-  against.against = r.work / "game.iso";
-  const VerifyReport report = VerifyPackage(r.Out("EBOOT.PBP"), against, r.host, r.host.cancel);
+  against.against = u.work / "game.iso";
+  const VerifyReport report = VerifyPackage(u.Out("EBOOT.PBP"), against, u.host, u.host.cancel);
   EXPECT_FALSE(report.againstEqual);
   EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
 }
@@ -140,26 +156,6 @@ TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
     std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
   }
   EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
-}
-
-// A pattern that begins in one block and ends in the next is found across the head that lies
-// between them in the package, and written in two pieces around it; the user's image stays.
-TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
-  Job r;
-  const Bytes image = NoiseBytes(40 * 2352, 9);
-  Bytes patterned = image, expected = image;
-  for (long at : {37632 - 3, 60001}) {
-    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
-    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
-  }
-  r.Input("noise.bin", patterned);
-  r.job.level = 0;
-  r.job.palFixScreen = true;
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
-  EXPECT_TRUE(ReadFileBytes(r.work / "noise.bin") == patterned);
-  // Read back as the emulators inflate it: a head written over would break the stream.
-  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == expected);
 }
 
 TEST(Conversion, RefusalsBeforeAnyWorkAndTheOverwriteQuestion) {

@@ -108,7 +108,7 @@ TEST(PlanConversion, RefusalsInTheirOrderAndTheOutputFolderRules) {
   EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
 }
 
-TEST(PlanConversion, QuestionsAndTheirDefaults) {
+TEST(PlanConversion, QuestionsAndTheirDefaultsAndThePlanStandingAlone) {
   const std::string iso = "It appears that you're using an ISO.";
   const std::string ntsc =
       "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
@@ -145,9 +145,8 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
     // The ISO question comes before the output folder is made.
     EXPECT_TRUE(asked != iso || !IsDirectory(f.work / "out"));
   }
-}
 
-TEST(PlanConversion, ThePlanStandsAlone) {
+  // The plan stands alone.
   Fixture f;
   CopyRuntimeTree(f.prog, false);
   const std::string icon = f.work / "icon.png";
@@ -283,17 +282,14 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc
   const Outcome cut = refusal({f.work / "cut.bin.ecm"});
   EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
   EXPECT_NE(cut.text().find("cut short"), std::string::npos) << cut.text();
-}
 
-TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
+  // A game with a disc missing is converted only when the user says so.
   for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
   const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
   // The rule, the later discs, the answer to the question (when one is asked), the outcome.
   // clang-format off
-  const std::tuple<MissingDiscs, std::vector<std::string>, std::optional<bool>, Outcome> rows[] = {
+  const std::tuple<MissingDiscs, std::vector<std::string>, std::optional<bool>, Outcome> rules[] = {
       {MissingDiscs::Refuse, three, {}, Outcome::Failed(said + "; the game is not converted without it.")},
       {MissingDiscs::Ask, three, false, Outcome::Declined()},
       {MissingDiscs::Ask, three, true, Outcome::Success()},
@@ -302,7 +298,7 @@ TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
       {MissingDiscs::Refuse, {}, {}, Outcome::Success()},
   };
   // clang-format on
-  for (const auto& [rule, later, answer, expected] : rows) {
+  for (const auto& [rule, later, answer, expected] : rules) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";
     job.laterDiscs = later;

@@ -31,7 +31,7 @@ std::string Names(const std::string& dir, const FoundGame& game) {
   return text + (game.problem.empty() ? "" : "!");
 }
 
-TEST(QueueGames, FilesBecomeOneRowPerGame) {
+TEST(QueueGames, FilesBecomeOneRowPerGameEditedMovedAndReported) {
   TempDir dir;
   dir.MakeDir("More");
   for (const char* f :
@@ -75,6 +75,46 @@ TEST(QueueGames, FilesBecomeOneRowPerGame) {
   CancelToken cancel;
   cancel.Request();
   EXPECT_TRUE(FindDiscImages({dir.path()}, {&cancel, {}}).empty());
+
+  // Rows are edited, moved and removed, and the report says so.
+  BatchQueue queue;
+  std::vector<QueueRow> queued(3);
+  const char* names[] = {"/x/a.bin", "/x/b.bin", "/x/c.bin"};
+  for (int i = 0; i < 3; ++i) queued[i] = RowFor({{names[i]}, false, {}, {}});
+  const std::vector<int> ids = queue.Add(queued);
+  ASSERT_EQ(ids.size(), 3u);
+  EXPECT_TRUE(queue.Move(ids[2], -5));  // to the top
+  EXPECT_FALSE(queue.Move(ids[2], -1));
+  EXPECT_TRUE(queue.Edit(ids[0], "Tom \"T\", Jerry", "SLUS00001"));
+  EXPECT_TRUE(queue.Remove(ids[1]));
+  EXPECT_FALSE(queue.Retry(ids[0]));  // queued already
+  const std::vector<QueueRow> now = queue.Rows();
+  ASSERT_EQ(now.size(), 2u);
+  EXPECT_EQ(now[0].title, "c");
+
+  EXPECT_EQ(QueueReportCsv(now, queue.Summary()),
+            "title,gameId,discs,sourceBytes,state,reason,message,output,package,packageBytes,"
+            "seconds,warnings\r\n"
+            "c,,/x/c.bin,0,Queued,,,,,0,0,\r\n"
+            "\"Tom \"\"T\"\", Jerry\",SLUS00001,/x/a.bin,0,Queued,,,,,0,0,\r\n"
+            "\r\n"
+            "done,failed,skipped,cancelled,queued,seconds,bytesSaved\r\n"
+            "0,0,0,0,2,0,0\r\n");
+  const auto json = nlohmann::json::parse(QueueReportJson(now, queue.Summary()));
+  EXPECT_EQ(
+      std::tuple(json["summary"]["queued"], json["rows"][1]["title"], json["rows"][1]["discs"][0]),
+      std::tuple(2, "Tom \"T\", Jerry", "/x/a.bin"));
+  EXPECT_EQ(SummaryLine({3, 1, 2, 0, 0, 65.4, 2500000}),
+            "3 done, 1 failed, 2 skipped in 1m 5s; 2.4 MB saved");
+
+  // The PSP must hold what the run may copy.
+  auto free = [](std::optional<uint64_t> bytes) {
+    return [bytes](const std::string&) { return bytes; };
+  };
+  EXPECT_EQ(CheckPspRoom("/media/PSP", 1000, free(1000)), "");
+  EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(1 << 20)),
+            "The PSP (/media/PSP) has 1 MB free; the packages may take up to 3 MB.");
+  EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(std::nullopt)), "");  // unknown: not tested
 }
 
 class Watcher : public QueueObserver {
@@ -161,47 +201,6 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
   const QueueSummary sum = queue.Summary();
   EXPECT_EQ(std::tuple(sum.done, sum.skipped, sum.failed + sum.cancelled + sum.queued),
             std::tuple(3u, 3u, 0u));
-}
-
-TEST(Queue, RowsAreEditedMovedAndRemovedAndTheReportSaysSo) {
-  BatchQueue queue;
-  std::vector<QueueRow> rows(3);
-  const char* names[] = {"/x/a.bin", "/x/b.bin", "/x/c.bin"};
-  for (int i = 0; i < 3; ++i) rows[i] = RowFor({{names[i]}, false, {}, {}});
-  const std::vector<int> ids = queue.Add(rows);
-  ASSERT_EQ(ids.size(), 3u);
-  EXPECT_TRUE(queue.Move(ids[2], -5));  // to the top
-  EXPECT_FALSE(queue.Move(ids[2], -1));
-  EXPECT_TRUE(queue.Edit(ids[0], "Tom \"T\", Jerry", "SLUS00001"));
-  EXPECT_TRUE(queue.Remove(ids[1]));
-  EXPECT_FALSE(queue.Retry(ids[0]));  // queued already
-  const std::vector<QueueRow> now = queue.Rows();
-  ASSERT_EQ(now.size(), 2u);
-  EXPECT_EQ(now[0].title, "c");
-
-  EXPECT_EQ(QueueReportCsv(now, queue.Summary()),
-            "title,gameId,discs,sourceBytes,state,reason,message,output,package,packageBytes,"
-            "seconds,warnings\r\n"
-            "c,,/x/c.bin,0,Queued,,,,,0,0,\r\n"
-            "\"Tom \"\"T\"\", Jerry\",SLUS00001,/x/a.bin,0,Queued,,,,,0,0,\r\n"
-            "\r\n"
-            "done,failed,skipped,cancelled,queued,seconds,bytesSaved\r\n"
-            "0,0,0,0,2,0,0\r\n");
-  const auto json = nlohmann::json::parse(QueueReportJson(now, queue.Summary()));
-  EXPECT_EQ(
-      std::tuple(json["summary"]["queued"], json["rows"][1]["title"], json["rows"][1]["discs"][0]),
-      std::tuple(2, "Tom \"T\", Jerry", "/x/a.bin"));
-  EXPECT_EQ(SummaryLine({3, 1, 2, 0, 0, 65.4, 2500000}),
-            "3 done, 1 failed, 2 skipped in 1m 5s; 2.4 MB saved");
-
-  // The PSP must hold what the run may copy.
-  auto free = [](std::optional<uint64_t> bytes) {
-    return [bytes](const std::string&) { return bytes; };
-  };
-  EXPECT_EQ(CheckPspRoom("/media/PSP", 1000, free(1000)), "");
-  EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(1 << 20)),
-            "The PSP (/media/PSP) has 1 MB free; the packages may take up to 3 MB.");
-  EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(std::nullopt)), "");  // unknown: not tested
 }
 
 }  // namespace

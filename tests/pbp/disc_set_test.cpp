@@ -216,7 +216,7 @@ TEST(DiscTable, SectionsListedByTheTitleHeaderAndTablesThatPointAnywhereElseRefu
             "The title header is cut short");
 }
 
-TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
+TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnTocAndName) {
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
     SCOPED_TRACE(std::to_string(discs.size()) + " discs");
     SetFixture fx(discs);
@@ -242,9 +242,8 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
     names.push_back("TempISO.iso");
     EXPECT_EQ(Names(conv), names);
   }
-}
 
-TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumberAndListed) {
+  // Every disc is written under the chosen name with its number, and listed.
   EXPECT_EQ(DiscOutputPath("dir/Game.iso", 2), "dir/Game (Disc 2).iso");
   EXPECT_EQ(DiscOutputPath("Game", 1), "Game (Disc 1)");
   EXPECT_EQ(DiscOutputPath("a.b/Game", 5), "a.b/Game (Disc 5)");
@@ -374,7 +373,7 @@ TEST(DiscSet, DamagedTablesAreRefusedInTheirOwnWordsEverywhere) {
   EXPECT_FALSE(FileExists(fx.dir / "x.bin") || FileExists(fx.dir / "new.pbp"));
 }
 
-TEST(DiscSet, ANewPackageIsCheckedDiscByDisc) {
+TEST(DiscSet, ANewPackageIsCheckedDiscByDiscAndPalFixSpansCoverEveryDisc) {
   SetFixture fx(kTwoDiscs);
   EXPECT_EQ(CheckWrittenPackage(fx.pbp), "");
   const Bytes good = ReadFileBytes(fx.pbp);
@@ -413,12 +412,11 @@ TEST(DiscSet, ANewPackageIsCheckedDiscByDisc) {
             head + "its start data block cannot be found after its last disc.");
   EXPECT_EQ(said([&](Bytes& b) { b.resize(s2 + 0x100000 + 1000); }),
             head + "the blocks of disc 2 run past the end of the file.");
-}
 
-TEST(DiscSet, PalFixSpansCoverEveryDiscInOrder) {
+  //
   // Stored blocks: the spans are every block of disc 1, then of disc 2.
-  SetFixture fx(kTwoDiscs, 0);
-  File f(fx.pbp, File::Mode::Read);
+  SetFixture stored(kTwoDiscs, 0);
+  File f(stored.pbp, File::Mode::Read);
   auto spans = PalFixSpans(f);
   ASSERT_TRUE(spans.has_value());
   std::vector<std::pair<uint64_t, uint64_t>> got, expected;
@@ -426,7 +424,7 @@ TEST(DiscSet, PalFixSpansCoverEveryDiscInOrder) {
   const uint64_t blocks[] = {7, 14};  // 6 and 13 image blocks, each with its padding block
   for (int d = 0; d < 2; ++d)
     for (uint64_t i = 0; i < blocks[d]; ++i)
-      expected.emplace_back(fx.written.sections[d] + 0x100000 + i * kBlock, kBlock);
+      expected.emplace_back(stored.written.sections[d] + 0x100000 + i * kBlock, kBlock);
   EXPECT_EQ(got, expected);
 }
 

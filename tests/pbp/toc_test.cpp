@@ -28,7 +28,14 @@ std::vector<std::string> Lines(const std::string& text) {
   return out;
 }
 
-TEST(Toc, CcdOfOneTrackAndOfAudioTracksWithOddBytes) {
+DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
+  DiscImageLayout l;
+  std::copy(toc.begin(), toc.end(), l.toc.begin());
+  l.blocks.resize(blocks);
+  return l;
+}
+
+TEST(Toc, CcdOfATocAndTheTracksItGivesNamedAndListed) {
   // One data track over 1,000 sectors: A2 = 00:13:25.
   TocArea area = AreaOf(MakeToc({{0x41, 0}}, 1000));
   auto entries = UsedTocEntries(area);
@@ -98,17 +105,9 @@ TEST(Toc, CcdOfOneTrackAndOfAudioTracksWithOddBytes) {
   EXPECT_EQ(std::tuple(out[0].path, out[0].bytes, out[1].path, out[1].bytes),
             std::tuple(dir + "ISO.TOC", std::string(area.begin(), area.begin() + 50),
                        dir + "TempISO.ccd", FormatCcd(UsedTocEntries(area))));
-}
 
-DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
-  DiscImageLayout l;
-  std::copy(toc.begin(), toc.end(), l.toc.begin());
-  l.blocks.resize(blocks);
-  return l;
-}
-
-TEST(PackageTracks, TracksRunFromTheirStartToTheNextNamedAndListed) {
-  // The disc's sectors, then each track as number, kind, start + length.
+  // The tracks a package's TOC gives run from their start to the next; their files' names and
+  // sheets. The disc's sectors, then each track as number, kind, start + length.
   auto read = [](const PackageDisc& d) {
     std::string text = std::to_string(d.sectors);
     for (const auto& t : d.tracks)
@@ -144,15 +143,15 @@ TEST(PackageTracks, TracksRunFromTheirStartToTheNextNamedAndListed) {
   const auto twelve = SplitTrackNames("G", 12);
   EXPECT_EQ(twelve[0] + twelve[11], "G (Track 01).binG (Track 12).bin");
 
-  std::vector<SheetTrack> tracks = {{{1, false, 0, 300}, 1, false},
-                                    {{2, true, 300, 375}, 2, true},
-                                    {{3, true, 675, 4500}, 2, false}};
-  EXPECT_EQ(SplitSheet(tracks, {"a.bin", "b.bin", "c.bin"}),
+  std::vector<SheetTrack> sheet = {{{1, false, 0, 300}, 1, false},
+                                   {{2, true, 300, 375}, 2, true},
+                                   {{3, true, 675, 4500}, 2, false}};
+  EXPECT_EQ(SplitSheet(sheet, {"a.bin", "b.bin", "c.bin"}),
             "FILE \"a.bin\" BINARY\r\n  TRACK 01 MODE1/2352\r\n    INDEX 01 00:00:00\r\n"
             "FILE \"b.bin\" BINARY\r\n  TRACK 02 AUDIO\r\n    INDEX 00 00:00:00\r\n"
             "    INDEX 01 00:02:00\r\n"
             "FILE \"c.bin\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 01 00:00:00\r\n");
-  EXPECT_EQ(OneFileSheet(tracks, "one.bin"),
+  EXPECT_EQ(OneFileSheet(sheet, "one.bin"),
             "FILE \"one.bin\" BINARY\r\n  TRACK 01 MODE1/2352\r\n    INDEX 01 00:00:00\r\n"
             "  TRACK 02 AUDIO\r\n    INDEX 00 00:04:00\r\n    INDEX 01 00:06:00\r\n"
             "  TRACK 03 AUDIO\r\n    INDEX 01 00:09:00\r\n");
