@@ -82,9 +82,25 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThemAndItsVerdict) {
     EXPECT_FALSE(ConverterSucceeded(no)) << no;
 }
 
-TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCannotStart) {
+TEST(RunConverter, CancelDeletesTheEbootSuccessShowsProgressAndNoConverterCannotStart) {
   Staged s;
-  FakeMode mode("done");
+  FakeMode mode("slow");
+  // At the first poll, and after the size has been looked at three times (every fifth poll).
+  for (int cancelAt : {1, 4}) {
+    WriteFileText(s.out / "EBOOT.PBP", "an older package");
+    RunRecorder host;
+    host.onAdvance = [&host, cancelAt](int n) {
+      if (n == cancelAt) host.cancel.Request();
+    };
+    EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
+    EXPECT_FALSE(host.cancel.Requested() || FileExists(s.out / "EBOOT.PBP"));
+    EXPECT_EQ(std::tuple(host.amounts.size(), host.completed.size()),
+              std::tuple(static_cast<std::size_t>(cancelAt), 0u));
+  }
+
+  // Success shows the bytes written for a compressed package and a bar otherwise; no converter
+  //   // cannot start.
+  FakeMode done("done");
   RunRecorder host;
   EXPECT_EQ(RunConverter(s.Options(9), host, host.cancel), Outcome::Success());
   EXPECT_TRUE(FileExists(s.out / "EBOOT.PBP"));
@@ -110,23 +126,6 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCa
   std::filesystem::remove(s.progFolder + "Data/tarnwick.exe");
   EXPECT_EQ(RunConverter(s.Options(), host0, host0.cancel),
             Outcome::Failed("Could not start tarnwick!"));
-}
-
-TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
-  Staged s;
-  FakeMode mode("slow");
-  // At the first poll, and after the size has been looked at three times (every fifth poll).
-  for (int cancelAt : {1, 4}) {
-    WriteFileText(s.out / "EBOOT.PBP", "an older package");
-    RunRecorder host;
-    host.onAdvance = [&host, cancelAt](int n) {
-      if (n == cancelAt) host.cancel.Request();
-    };
-    EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
-    EXPECT_FALSE(host.cancel.Requested() || FileExists(s.out / "EBOOT.PBP"));
-    EXPECT_EQ(std::tuple(host.amounts.size(), host.completed.size()),
-              std::tuple(static_cast<std::size_t>(cancelAt), 0u));
-  }
 }
 
 }  // namespace

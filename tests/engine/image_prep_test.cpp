@@ -42,6 +42,22 @@ TEST(ImagePrepChoice, ByLengthAndLeadingBytesAndTheSubchannelStripped) {
             Outcome::Success());
   EXPECT_EQ(ReadFileBytes(dir / "TempBIN.bin"), EncodeSectors(user, SectorLayout::Mode2Raw));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Extracting RAW Image..."});
+
+  // The free space: the package's size foreseen, and checked.
+  WriteFileBytes(dir / "img", Bytes(1000));
+  WriteFileBytes(dir / "a", Bytes(10));
+  WriteFileBytes(dir / "base", Bytes(100));
+  WriteFileBytes(dir / "boot", Bytes(7));
+  const std::string assets[5] = {dir / "a", dir / "a", dir / "missing", dir / "a", dir / "a"};
+  const uint64_t expected = ExpectedEbootSize(dir / "img", assets, dir / "base", dir / "boot");
+  EXPECT_EQ(expected, 1000u + 40 + 100 + 7 + 28);
+
+  auto room = [](std::optional<uint64_t> n) { return [n](const std::string&) { return n; }; };
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected)), "");
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected - 1)),
+            "It appears that you may not have enough disk space!");
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room({})), "");  // unknown: not tested
+  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");   // the real volume has room
 }
 
 TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
@@ -84,24 +100,6 @@ TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
   EXPECT_TRUE(std::equal(src.begin() + 3 * 2048, src.end(), b.begin() + 3 * 2352 + 16));
   EXPECT_TRUE(std::all_of(b.begin() + 3 * 2352 + 16 + 1024, b.begin() + 3 * 2352 + 2064,
                           [](uint8_t v) { return v == 0; }));
-}
-
-TEST(FreeSpace, EstimateAndCheck) {
-  TempDir dir;
-  WriteFileBytes(dir / "img", Bytes(1000));
-  WriteFileBytes(dir / "a", Bytes(10));
-  WriteFileBytes(dir / "base", Bytes(100));
-  WriteFileBytes(dir / "boot", Bytes(7));
-  const std::string assets[5] = {dir / "a", dir / "a", dir / "missing", dir / "a", dir / "a"};
-  const uint64_t expected = ExpectedEbootSize(dir / "img", assets, dir / "base", dir / "boot");
-  EXPECT_EQ(expected, 1000u + 40 + 100 + 7 + 28);
-
-  auto room = [](std::optional<uint64_t> n) { return [n](const std::string&) { return n; }; };
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected)), "");
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room(expected - 1)),
-            "It appears that you may not have enough disk space!");
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room({})), "");  // unknown: not tested
-  EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");   // the real volume has room
 }
 
 }  // namespace

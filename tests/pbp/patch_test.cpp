@@ -124,7 +124,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   EXPECT_EQ(fx.Image(fx.pbp), image);
 }
 
-TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
+TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFileOrCancel) {
   Fixture fx;
   const Bytes image = fx.Image(fx.pbp);
   const Bytes original = ReadFileBytes(fx.pbp);
@@ -175,28 +175,27 @@ TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
   const Bytes rebuilt = ReadFileBytes(dest);
   EXPECT_EQ(LoadLe32(&rebuilt[0]), 0x50425000u);
   EXPECT_EQ(LoadLe32(&rebuilt[8 + 4 * kIcon1]), LoadLe32(&rebuilt[8 + 4 * kPic0]));  // empty ICON1
-}
 
-TEST(ReconstructEboot, CancelDeletesTheDestination) {
-  Fixture fx;
-  const Bytes original = ReadFileBytes(fx.pbp);
-  const std::string dest = fx.dir / "new.pbp";
+  // A cancelled rebuild deletes its destination.
+  Fixture again;
+  const Bytes before = ReadFileBytes(again.pbp);
+  const std::string cancelled = again.dir / "new.pbp";
   int pumps = 0;
-  fx.host.onAdvance = [&](int n) {
+  again.host.onAdvance = [&](int n) {
     pumps = n;
-    fx.host.cancel.Request();
+    again.host.cancel.Request();
   };
-  EXPECT_EQ(fx.Rebuild(dest), Outcome::Cancelled());
+  EXPECT_EQ(again.Rebuild(cancelled), Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
-  EXPECT_FALSE(fx.host.cancel.Requested() || FileExists(dest));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  EXPECT_FALSE(again.host.cancel.Requested() || FileExists(cancelled));
+  EXPECT_EQ(ReadFileBytes(again.pbp), before);
 
   // A missing asset is named before anything is written.
-  fx.job.snd0 = fx.dir / "assets/none.at3";
-  for (const Outcome& r : {fx.Rebuild(dest), fx.Update()})
+  again.job.snd0 = again.dir / "assets/none.at3";
+  for (const Outcome& r : {again.Rebuild(cancelled), again.Update()})
     EXPECT_NE(r.text().find("none.at3"), std::string::npos) << r.text();
-  EXPECT_FALSE(FileExists(dest));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  EXPECT_FALSE(FileExists(cancelled));
+  EXPECT_EQ(ReadFileBytes(again.pbp), before);
 }
 
 // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
