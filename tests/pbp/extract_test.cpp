@@ -58,7 +58,7 @@ uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
          std::accumulate(w.blockLengths.begin(), w.blockLengths.begin() + i, uint64_t{0});
 }
 
-TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocksButNeverADamagedBlock) {
+TEST(ExtractDiscImage, MixedBlocksIndexRulesAndBadPackagesButNeverADamagedBlock) {
   TempDir dir;
   const Bytes image = SampleImage();
   // Level, index holes, padding block.
@@ -122,84 +122,9 @@ TEST(ExtractDiscImage, GivesBackTheImageFromMixedBlocksButNeverADamagedBlock) {
                                       ", does not match its digest."));
     EXPECT_FALSE(FileExists(dir / "out.bin") || FileExists(dir / "set"));
   }
-}
 
-TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.image = SampleImage();
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  WritePbp(dir / "EBOOT.PBP", recipe);
-  const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
-  const std::string out = dir / "Game.iso";
-  EXPECT_EQ(CcdOverwriteQuestion(out), "");
-  WriteFileText(dir / "Game.ccd", "old");
-  EXPECT_EQ(CcdOverwriteQuestion(out),
-            "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
-                "\r\nDo you wish to continue?");
-  WriteFileBytes(out, Bytes(5, 1));
-  WriteFileText(dir / "Game.TOC", "old toc");
-
-  // The check comes before the 32nd block; a cancelled run leaves the user's files as they
-  // were and nothing of its own.
-  RunRecorder host;
-  host.onAdvance = [&](int) { host.cancel.Request(); };
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
-            Outcome::Cancelled());
-  EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
-  EXPECT_EQ(host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{31, 47}}));
-  EXPECT_TRUE(host.completed.empty());
-  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), "old");
-  EXPECT_FALSE(FileExists(out + ".ebf-part"));
-
-  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
-  // renamed, says why, and the user's image and TOC stay as they were.
-  std::filesystem::rename(dir / "Game.ccd", dir / "Game.ccd.old");
-  std::filesystem::create_directory(dir / "Game.ccd");
-  RunRecorder blocked;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, blocked, blocked.cancel),
-            Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
-                            "\": a folder of that name is in the way."));
-  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
-  EXPECT_EQ(ReadFileText(dir / "Game.TOC"), "old toc");
-  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
-    EXPECT_FALSE(FileExists(dir / name)) << name;
-  std::filesystem::remove(dir / "Game.ccd");
-  std::filesystem::rename(dir / "Game.ccd.old", dir / "Game.ccd");
-
-  // Run to the end, the image and then its CCD replace the old files.
-  RunRecorder whole;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel),
-            Outcome::Success());
-  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
-  TocArea area{};
-  std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
-  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
-
-  // With a note folder the temporary names are noted while the run writes, and the note goes
-  // with the run.
-  const std::string temp = dir.MakeDir("Temp");
-  RunRecorder noted;
-  std::string seen;
-  noted.onAdvance = [&](int n) {
-    if (n > 1) return;  // the first report comes while the image is being written
-    for (const auto& e : std::filesystem::directory_iterator(temp))
-      seen += e.path().filename().string() + "=" + ReadFileText(e.path().string());
-  };
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
-            Outcome::Success());
-  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
-                      (dir / "Game.TOC") + ".ebf-part\n");
-  EXPECT_TRUE(std::filesystem::is_empty(temp));
-  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
-}
-
-// Damaged or odd index entries and block streams, each in a fresh package: what the
-// extraction gives or says.
-TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
-  TempDir dir;
-  const Bytes image = SampleImage();
+  // Damaged or odd index entries and block streams, each in a fresh package: what the
+  // extraction gives or says.
   const std::string pbp = dir / "EBOOT.PBP", out = dir / "out.bin";
   const std::string failed = "zlib inflate failed!  (disc image block ";
   // Block 6 as a stream of 100 bytes (the rest of its 37,632 repeat block 5), and as one
@@ -292,27 +217,21 @@ TEST(ExtractDiscImage, IndexRulesShortStreamsAndLengthsPastTheEnd) {
   Bytes expected = Padded(image);
   std::fill(expected.end() - 1000, expected.end(), 0);
   EXPECT_EQ(ReadFileBytes(out), expected);
-}
 
-TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
-  TempDir dir;
-  const std::string pbp = dir / "EBOOT.PBP";
-  const std::string out = dir / "out.bin";
-  RunRecorder host;
-
+  // Bad packages give clear results.
   EXPECT_EQ(Extract(dir / "missing.pbp", out, host), Outcome::Failed(kNoSuchFile));
   EXPECT_EQ(Extract(dir.path(), out, host), Outcome::Failed(kNoSuchFile));
 
-  PackageRecipe recipe;
-  recipe.image = SampleImage();
-  recipe.magic = 0x12345678;  // the container's magic is never looked at
-  PbpWritten w = WritePbp(pbp, recipe);
+  PackageRecipe plain;
+  plain.image = SampleImage();
+  plain.magic = 0x12345678;  // the container's magic is never looked at
+  PbpWritten bw = WritePbp(pbp, plain);
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
-  PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
+  PatchBytes(pbp, bw.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'H'});
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
   // Only eight characters are compared.
-  PatchBytes(pbp, w.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
+  PatchBytes(pbp, bw.psar, Bytes{'P', 'S', 'I', 'S', 'O', 'I', 'M', 'G', 'x', 'y', 'z', 'w'});
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Success());
 
   // DATA.PSAR offset past the end, or a file shorter than a header.
@@ -322,7 +241,7 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   EXPECT_EQ(Extract(pbp, out, host), Outcome::Failed(kPsarHeaderNotFound));
 
   // The package itself as the output is refused before anything is deleted.
-  w = WritePbp(pbp, recipe);
+  bw = WritePbp(pbp, plain);
   const Bytes whole = ReadFileBytes(pbp);
   const std::string r0 = Extract(pbp, dir.path() + "/./EBOOT.PBP", host).text();
   EXPECT_NE(r0.find("cannot be written over the EBOOT"), std::string::npos) << r0;
@@ -332,22 +251,93 @@ TEST(ExtractDiscImage, BadPackagesGiveClearResults) {
   // file; no output is started.
   DeleteFileIfExists(out);
   for (const char* says : {"cut short", "block 3 "}) {
-    w = WritePbp(pbp, recipe);
+    bw = WritePbp(pbp, plain);
     if (says[0] == 'c')
-      std::filesystem::resize_file(pbp, w.psar + 0x8000);
+      std::filesystem::resize_file(pbp, bw.psar + 0x8000);
     else
-      PatchLe32(pbp, w.SlotPos(3), 0x7FFFFFF0u);
+      PatchLe32(pbp, bw.SlotPos(3), 0x7FFFFFF0u);
     const std::string r = Extract(pbp, out, host).text();
     EXPECT_TRUE(r.find(pbp) != std::string::npos && r.find(says) != std::string::npos) << r;
     EXPECT_FALSE(FileExists(out));
   }
 
   // A target that cannot be written says so, naming it.
-  w = WritePbp(pbp, recipe);
+  bw = WritePbp(pbp, plain);
   const std::string nowhere = dir / "no such folder/out.bin";
   const std::string r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
+}
+
+TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
+  TempDir dir;
+  PackageRecipe recipe;
+  recipe.image = SampleImage();
+  recipe.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  WritePbp(dir / "EBOOT.PBP", recipe);
+  const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
+  const std::string out = dir / "Game.iso";
+  EXPECT_EQ(CcdOverwriteQuestion(out), "");
+  WriteFileText(dir / "Game.ccd", "old");
+  EXPECT_EQ(CcdOverwriteQuestion(out),
+            "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
+                "\r\nDo you wish to continue?");
+  WriteFileBytes(out, Bytes(5, 1));
+  WriteFileText(dir / "Game.TOC", "old toc");
+
+  // The check comes before the 32nd block; a cancelled run leaves the user's files as they
+  // were and nothing of its own.
+  RunRecorder host;
+  host.onAdvance = [&](int) { host.cancel.Request(); };
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
+            Outcome::Cancelled());
+  EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
+  EXPECT_EQ(host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{31, 47}}));
+  EXPECT_TRUE(host.completed.empty());
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), "old");
+  EXPECT_FALSE(FileExists(out + ".ebf-part"));
+
+  // The CCD cannot take its name (a folder has it): the extraction fails before anything is
+  // renamed, says why, and the user's image and TOC stay as they were.
+  std::filesystem::rename(dir / "Game.ccd", dir / "Game.ccd.old");
+  std::filesystem::create_directory(dir / "Game.ccd");
+  RunRecorder blocked;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, blocked, blocked.cancel),
+            Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
+                            "\": a folder of that name is in the way."));
+  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(ReadFileText(dir / "Game.TOC"), "old toc");
+  for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
+    EXPECT_FALSE(FileExists(dir / name)) << name;
+  std::filesystem::remove(dir / "Game.ccd");
+  std::filesystem::rename(dir / "Game.ccd.old", dir / "Game.ccd");
+
+  // Run to the end, the image and then its CCD replace the old files.
+  RunRecorder whole;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel),
+            Outcome::Success());
+  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
+  TocArea area{};
+  std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
+  EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
+
+  // With a note folder the temporary names are noted while the run writes, and the note goes
+  // with the run.
+  const std::string temp = dir.MakeDir("Temp");
+  RunRecorder noted;
+  std::string seen;
+  noted.onAdvance = [&](int n) {
+    if (n > 1) return;  // the first report comes while the image is being written
+    for (const auto& e : std::filesystem::directory_iterator(temp))
+      seen += e.path().filename().string() + "=" + ReadFileText(e.path().string());
+  };
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
+            Outcome::Success());
+  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
+                      (dir / "Game.TOC") + ".ebf-part\n");
+  EXPECT_TRUE(std::filesystem::is_empty(temp));
+  EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
 }
 
 }  // namespace
