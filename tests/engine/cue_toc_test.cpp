@@ -9,7 +9,7 @@ namespace {
 
 using namespace test;
 
-TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
+TEST(CueToc, PrepareFindsTheImageAndWritesIsoTocOfEachSheet) {
   TempDir dir;
   dir.MakeDir("out");
   const std::string out = WithTrailingSep(dir / "out");
@@ -40,9 +40,8 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   WriteFileText(dir / "nofile.cue", "TRACK 01 MODE1/2352\n");
   for (const char* cue : {"gone.cue", "nofile.cue", "missing.cue"})
     EXPECT_EQ(PrepareCue(dir / cue, out).result, "The BIN file could not be found!!!") << cue;
-}
 
-TEST(CueToc, SheetsAndJunk) {
+  // Sheets, and the TOC each gives.
   // A sheet, the sectors of its image, and the TOC it gives.
   const std::tuple<std::string, uint64_t, Bytes> sheets[] = {
       // An audio disc of one track, lower case, tabs, INDEX 00 first; 74 minutes of image.

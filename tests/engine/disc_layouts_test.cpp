@@ -24,9 +24,17 @@ namespace {
 using namespace test;
 using Job = test::EngineJob;
 
+std::string Sha1(const Bytes& bytes) {
+  uint8_t sha[SHA_DIGEST_LENGTH];
+  SHA1(bytes.data(), bytes.size(), sha);
+  std::string hex;
+  for (uint8_t b : sha) hex += "0123456789abcdef"[b >> 4], hex += "0123456789abcdef"[b & 15];
+  return hex;
+}
+
 // The sheets' rules and words are the disc reader's; here a refused sheet ends the run with
 // nothing made, whether its files are joined or its one file is used as it is.
-TEST(DiscLayouts, BadSheetsAndAVanishedTrackFileStopAndLeaveNothingBehind) {
+TEST(DiscLayouts, EveryLayoutGivesTheSamePackageAndBadSheetsNothing) {
   const std::string one =
       "FILE \"One File.bin\" BINARY\n  TRACK 01 MODE2/2352\n    INDEX 01 00:00:00\n"
       "  TRACK 02 AUDIO\n    INDEX 00 00:04:00\n    INDEX 01 00:06:00\n"
@@ -70,19 +78,9 @@ TEST(DiscLayouts, BadSheetsAndAVanishedTrackFileStopAndLeaveNothingBehind) {
   EXPECT_FALSE(FileExists(temp));
   EXPECT_EQ(host.stages, std::vector<std::string>{"Joining tracks..."});
   EXPECT_TRUE(host.completed.empty());
-}
 
-std::string Sha1(const Bytes& bytes) {
-  uint8_t sha[SHA_DIGEST_LENGTH];
-  SHA1(bytes.data(), bytes.size(), sha);
-  std::string hex;
-  for (uint8_t b : sha) hex += "0123456789abcdef"[b >> 4], hex += "0123456789abcdef"[b & 15];
-  return hex;
-}
-
-// One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
-// starts (the track files taken back out are the Redump files), and the Redump sheet.
-TEST(DiscLayouts, EveryLayoutOfOneDiscGivesTheSamePackage) {
+  // One disc in every layout: the same DATA.PSAR byte for byte, each track where its pregap
+  // starts (the track files taken back out are the Redump files), and the Redump sheet.
   using L = SameDiscLayout;
   // clang-format off
   const char* names[] = {"one-file sheet", "Redump set", "PREGAP sheet", "IMG+CCD", "CCD of a BIN",

@@ -18,7 +18,7 @@ Bytes Slice(const Bytes& b, std::size_t from, std::size_t n) {
   return Bytes(b.begin() + from, b.begin() + from + n);
 }
 
-TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershootOrAsks) {
+TEST(PbpContainer, SectionCopiesAndTheHeader) {
   TempDir dir;
   const Bytes src = NoiseBytes(200000, 7);
   WriteFileBytes(dir / "src.bin", src);
@@ -68,9 +68,8 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershootOrAsks) {
   EXPECT_EQ(q.text.rfind("The following unexpected error occurred!!!\r\n", 0), 0u);
   EXPECT_NE(q.text.find("\r\n\r\nContinue regardless?"), std::string::npos);
   EXPECT_EQ(std::tuple(q.defaultNo, q.icon), std::tuple(true, MsgIcon::Critical));
-}
 
-TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
+  // The header: sections laid end to end and read back.
   // ICON1, PIC0, PIC1 and SND0 absent: their offsets equal their neighbours'.
   const std::array<uint64_t, kLeadingSectionCount> lengths = {944, 1234, 0, 0, 0, 0, 5000};
   auto h = HeaderForLengths(lengths);
@@ -79,7 +78,6 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
       40, 40 + 944, 40 + 944 + 1234, 40 + 2178, 40 + 2178, 40 + 2178, 40 + 2178, 40 + 2178 + 5000};
   EXPECT_EQ(h->offsets, expected);
 
-  TempDir dir;
   {
     File out(dir / "h.pbp", File::Mode::Write);
     ASSERT_TRUE(WritePbpHeader(out, lengths));
@@ -93,8 +91,8 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
   raw[1] = 'X';
   raw.resize(100, 0);
   WriteFileBytes(dir / "h.pbp", raw);
-  File in(dir / "h.pbp", File::Mode::Read);
-  auto back = ReadPbpHeader(in);
+  File hin(dir / "h.pbp", File::Mode::Read);
+  auto back = ReadPbpHeader(hin);
   ASSERT_TRUE(back);
   EXPECT_EQ(back->offsets, expected);
   EXPECT_NE(back->magic, kPbpMagic);
@@ -127,7 +125,7 @@ std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
   return std::string(b.begin() + at, b.begin() + at + n);
 }
 
-TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8) {
+TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8AndReadsAsFarAsTheFileGoes) {
   Bytes sfo = NoiseBytes(kSfoMinPatchSize, 11);
   const Bytes before = sfo;
   ASSERT_EQ(PatchSfo(sfo, "Example Title", "SLUS00594"), "");
@@ -196,11 +194,10 @@ TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8) {
   EXPECT_NE(PatchSfo(tiny, "A", "SLES12345"), "");
   EXPECT_EQ(tiny, Bytes(100, 0));
   EXPECT_EQ(ReadSfoFields(tiny).title, "");
-}
 
-TEST(Sfo, ReadsFromAPackageAsFarAsTheFileGoes) {
+  // Read from a package as far as the file goes.
   TempDir dir;
-  Bytes sfo(kSfoMinPatchSize, 0);
+  sfo.assign(kSfoMinPatchSize, 0);
   ASSERT_EQ(PatchSfo(sfo, "Some Game", "SLUS01234"), "");
   Bytes pkg(40 + sfo.size(), 0xAA);
   std::copy(sfo.begin(), sfo.end(), pkg.begin() + 40);

@@ -335,45 +335,7 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnTocAndName) {
   }
 }
 
-TEST(DiscSet, DamagedTablesAreRefusedInTheirOwnWordsEverywhere) {
-  SetFixture fx(kTwoDiscs);
-  const uint64_t table = fx.written.psar + 0x200;
-  // The refusal's words are the table reader's (its own test has them all); here every entry
-  // point passes them on.
-  const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
-  Bytes bad = ReadFileBytes(fx.pbp);
-  for (int i = 2; i < 6; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
-  WriteFileBytes(fx.pbp, bad);
-  const std::string what = "the disc table lists 6 discs; a package holds at most 5";
-  const std::string said =
-      "The discs of the EBOOT \"" + fx.pbp + "\" cannot be read: " + what + ".";
-  EbootInfo info;
-  EXPECT_EQ(ReadEbootInfo(fx.pbp, info), said);
-  EXPECT_EQ(ExtractDiscImage(fx.pbp, fx.dir / "x.bin", false, kTocFile, fx.host, fx.host.cancel),
-            Outcome::Failed(said));
-  EXPECT_EQ(ExtractEveryDisc(fx.pbp, fx.dir / "x.bin", kTocFile, fx.host, fx.host.cancel),
-            Outcome::Failed(said));
-  EXPECT_EQ(ExtractTracks(fx.pbp, fx.dir / "x", TrackFiles::OneFile, fx.host, fx.host.cancel),
-            Outcome::Failed(said));
-  EXPECT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, said);
-  EXPECT_FALSE(FileExists(fx.temp));
-  EXPECT_EQ(CheckEbootForJob(fx.pbp), said);
-  EXPECT_EQ(PatchEbootInPlace(fx.pbp, fx.temp, job, fx.host.cancel), Outcome::Failed(said));
-  EXPECT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, job, fx.host, fx.host.cancel),
-            Outcome::Failed(said));
-  EXPECT_EQ(ReconstructEboot(fx.pbp, fx.dir / "new.pbp", fx.temp, fx.program, job, fx.host,
-                             fx.host.cancel),
-            Outcome::Failed(said));
-  EXPECT_EQ(CheckWrittenPackage(fx.pbp),
-            "The new package " + fx.pbp + " is not whole: " + what + ".");
-  File f(fx.pbp, File::Mode::Read);
-  EXPECT_FALSE(PalFixSpans(f).has_value());
-  EXPECT_EQ(PackageDiscCount(fx.pbp), 1);
-  EXPECT_TRUE(ReadFileBytes(fx.pbp) == bad);
-  EXPECT_FALSE(FileExists(fx.dir / "x.bin") || FileExists(fx.dir / "new.pbp"));
-}
-
-TEST(DiscSet, ANewPackageIsCheckedDiscByDiscAndPalFixSpansCoverEveryDisc) {
+TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEverywhere) {
   SetFixture fx(kTwoDiscs);
   EXPECT_EQ(CheckWrittenPackage(fx.pbp), "");
   const Bytes good = ReadFileBytes(fx.pbp);
@@ -426,6 +388,44 @@ TEST(DiscSet, ANewPackageIsCheckedDiscByDiscAndPalFixSpansCoverEveryDisc) {
     for (uint64_t i = 0; i < blocks[d]; ++i)
       expected.emplace_back(stored.written.sections[d] + 0x100000 + i * kBlock, kBlock);
   EXPECT_EQ(got, expected);
+
+  // Damaged tables are refused in their own words everywhere.
+  SetFixture two(kTwoDiscs);
+  const uint64_t table = two.written.psar + 0x200;
+  // The refusal's words are the table reader's (its own test has them all); here every entry
+  // point passes them on.
+  const EbootJob job = NewAssetsJob(two.dir.MakeDir("assets"));
+  Bytes bad = ReadFileBytes(two.pbp);
+  for (int i = 2; i < 6; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
+  WriteFileBytes(two.pbp, bad);
+  const std::string what = "the disc table lists 6 discs; a package holds at most 5";
+  const std::string words =
+      "The discs of the EBOOT \"" + two.pbp + "\" cannot be read: " + what + ".";
+  EbootInfo info;
+  EXPECT_EQ(ReadEbootInfo(two.pbp, info), words);
+  EXPECT_EQ(
+      ExtractDiscImage(two.pbp, two.dir / "x.bin", false, kTocFile, two.host, two.host.cancel),
+      Outcome::Failed(words));
+  EXPECT_EQ(ExtractEveryDisc(two.pbp, two.dir / "x.bin", kTocFile, two.host, two.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(ExtractTracks(two.pbp, two.dir / "x", TrackFiles::OneFile, two.host, two.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(InspectEboot(two.pbp, two.temp, two.host).message, words);
+  EXPECT_FALSE(FileExists(two.temp));
+  EXPECT_EQ(CheckEbootForJob(two.pbp), words);
+  EXPECT_EQ(PatchEbootInPlace(two.pbp, two.temp, job, two.host.cancel), Outcome::Failed(words));
+  EXPECT_EQ(PatchConvertedEboot(two.pbp, two.temp, job, two.host, two.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(ReconstructEboot(two.pbp, two.dir / "new.pbp", two.temp, two.program, job, two.host,
+                             two.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(CheckWrittenPackage(two.pbp),
+            "The new package " + two.pbp + " is not whole: " + what + ".");
+  File damaged(two.pbp, File::Mode::Read);
+  EXPECT_FALSE(PalFixSpans(damaged).has_value());
+  EXPECT_EQ(PackageDiscCount(two.pbp), 1);
+  EXPECT_TRUE(ReadFileBytes(two.pbp) == bad);
+  EXPECT_FALSE(FileExists(two.dir / "x.bin") || FileExists(two.dir / "new.pbp"));
 }
 
 // Each header patch on a package of two discs and on one of five.
