@@ -18,7 +18,11 @@ Bytes Slice(const Bytes& b, std::size_t from, std::size_t n) {
   return Bytes(b.begin() + from, b.begin() + from + n);
 }
 
-TEST(PbpContainer, SectionCopiesAndTheHeader) {
+std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
+  return std::string(b.begin() + at, b.begin() + at + n);
+}
+
+TEST(PbpContainer, SectionCopiesTheHeaderAndParamSfo) {
   TempDir dir;
   const Bytes src = NoiseBytes(200000, 7);
   WriteFileBytes(dir / "src.bin", src);
@@ -119,13 +123,8 @@ TEST(PbpContainer, SectionCopiesAndTheHeader) {
   EXPECT_EQ(found(1000, 0xFFFFFF00u), 1000u + 0xFFFFFF00ull);  // no wrap-around
   EXPECT_EQ(found(1000, 500), 1500u);
   EXPECT_FALSE(found(1990, 0));  // DATA.PSAR offset beyond the file: nothing to read
-}
 
-std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
-  return std::string(b.begin() + at, b.begin() + at + n);
-}
-
-TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8AndReadsAsFarAsTheFileGoes) {
+  // PARAM.SFO: the patch sets the three fields, the title in UTF-8; read as far as the file goes.
   Bytes sfo = NoiseBytes(kSfoMinPatchSize, 11);
   const Bytes before = sfo;
   ASSERT_EQ(PatchSfo(sfo, "Example Title", "SLUS00594"), "");
@@ -196,7 +195,6 @@ TEST(Sfo, PatchSetsTheThreeFieldsTheTitleInUtf8AndReadsAsFarAsTheFileGoes) {
   EXPECT_EQ(ReadSfoFields(tiny).title, "");
 
   // Read from a package as far as the file goes.
-  TempDir dir;
   sfo.assign(kSfoMinPatchSize, 0);
   ASSERT_EQ(PatchSfo(sfo, "Some Game", "SLUS01234"), "");
   Bytes pkg(40 + sfo.size(), 0xAA);

@@ -19,7 +19,20 @@ namespace {
 
 using namespace test;
 
-TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
+// The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
+Bytes TinyPackage(uint64_t size) {
+  Bytes b(size, 0);
+  StoreLe32(b.data(), 0x50425000);
+  for (int i = 0; i < 8; ++i) StoreLe32(b.data() + 8 + 4 * i, 40);
+  std::string magic = "PSISOIMG0000";
+  std::copy(magic.begin(), magic.end(), b.begin() + 40);
+  StoreLe32(b.data() + 40 + 12, 0x4000);
+  StoreLe32(b.data() + 40 + 0x4000 + 16, 0x50);
+  StoreLe32(b.data() + 40 + 0x4000 + 20, 16);
+  return b;
+}
+
+TEST(InspectEboot, TakesThePackageApartChecksItsSizeAndMagicAndLeavesTempToDamage) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.title = "Caf\xE9 Racer";  // ANSI in the package
@@ -59,26 +72,10 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   std::filesystem::remove(temp + "PIC1.PNG");
   EXPECT_FALSE(SaveTempAsset(temp, kAssetExtractDialogs[4].tempFile, dir / "pic1.png"));
   EXPECT_FALSE(FileExists(dir / "pic1.png"));
-}
 
-// The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
-Bytes TinyPackage(uint64_t size) {
-  Bytes b(size, 0);
-  StoreLe32(b.data(), 0x50425000);
-  for (int i = 0; i < 8; ++i) StoreLe32(b.data() + 8 + 4 * i, 40);
-  std::string magic = "PSISOIMG0000";
-  std::copy(magic.begin(), magic.end(), b.begin() + 40);
-  StoreLe32(b.data() + 40 + 12, 0x4000);
-  StoreLe32(b.data() + 40 + 0x4000 + 16, 0x50);
-  StoreLe32(b.data() + 40 + 0x4000 + 20, 16);
-  return b;
-}
-
-TEST(InspectEboot, SizeAndMagicChecksAndDamageLeaveTempAlone) {
-  TempDir dir;
-  RunRecorder host;
+  // Size and magic checks; damage leaves Temp alone.
+  std::filesystem::remove_all(temp);
   const std::string pbp = dir / "EBOOT.PBP";
-  const std::string temp = dir.folder() + "Temp/";
 
   WriteFileBytes(pbp, TinyPackage(20495));
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootTooSmall);
@@ -88,7 +85,7 @@ TEST(InspectEboot, SizeAndMagicChecksAndDamageLeaveTempAlone) {
   Bytes tiny = TinyPackage(20496);
   tiny[1] = 'Q';  // the container's magic is not checked
   WriteFileBytes(pbp, tiny);
-  Inspection r = InspectEboot(pbp, temp, host);
+  r = InspectEboot(pbp, temp, host);
   EXPECT_EQ(r.message + r.title, "");
   EXPECT_EQ(std::tuple(FileSize(temp + "Gameboot.png"), FileSize(temp + "START.DAT"),
                        FileSize(temp + "PARAM.SFO")),
@@ -103,9 +100,9 @@ TEST(InspectEboot, SizeAndMagicChecksAndDamageLeaveTempAlone) {
 
   // Damaged packages leave Temp alone.
   std::filesystem::remove_all(temp);
-  PackageRecipe recipe;
-  recipe.image = NoiseBytes(1000, 1);
-  PbpWritten w = WritePbp(pbp, recipe);
+  PackageRecipe damaged;
+  damaged.image = NoiseBytes(1000, 1);
+  PbpWritten w = WritePbp(pbp, damaged);
   const Bytes good = ReadFileBytes(pbp);
 
   // Where, what is written there, and what the refusal mentions.

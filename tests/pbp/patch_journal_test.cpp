@@ -19,7 +19,7 @@ void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
   ASSERT_TRUE(f.Seek(at) && f.Write(bytes) && f.Close());
 }
 
-TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndACutJournalIsNoChange) {
+TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndTheNewPackageIsChecked) {
   TempDir dir;
   const std::string pkg = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
@@ -103,31 +103,30 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndACutJournalIsNoChange) {
   Bytes expected = older;
   std::fill_n(expected.begin(), 8, 0xEE);
   EXPECT_EQ(ReadFileBytes(game), expected);
-}
 
-TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
-  TempDir dir;
-  const std::string pkg = dir / "EBOOT.PBP.part";
+  // A whole new package passes the check; a cut or foreign one does not.
+  const std::string part = dir / "EBOOT.PBP.part";
   PackageRecipe recipe;
   recipe.image = NoiseBytes(5 * kTestBlockSize, 11);
   recipe.level = 0;
-  PbpWritten w = WritePbp(pkg, recipe);
-  EXPECT_EQ(CheckWrittenPackage(pkg), "");
+  PbpWritten w = WritePbp(part, recipe);
+  EXPECT_EQ(CheckWrittenPackage(part), "");
 
-  const Bytes whole = ReadFileBytes(pkg);
+  const Bytes written = ReadFileBytes(part);
   // Cut inside the last block (the index promises more than the file holds), or inside the
   // header area of DATA.PSAR.
   for (uint64_t cut : {w.startData - 100, w.psar + 0x100}) {
-    WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(cut)));
-    EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
+    WriteFileBytes(part, Bytes(written.begin(), written.begin() + static_cast<long>(cut)));
+    EXPECT_EQ(CheckWrittenPackage(part).rfind("The new package " + part + " is not whole: ", 0),
+              0u);
   }
   // Not a package at all, and a section offset past the end.
-  Bytes bad = whole;
+  Bytes bad = written;
   bad[8 + 4 * 3 + 3] = 0x7F;
   for (auto [bytes, why] : {std::pair{Bytes(4096, 'E'), "it has no PBP header."},
                             {bad, "its section offsets are out of order."}}) {
-    WriteFileBytes(pkg, bytes);
-    EXPECT_EQ(CheckWrittenPackage(pkg), "The new package " + pkg + " is not whole: " + why);
+    WriteFileBytes(part, bytes);
+    EXPECT_EQ(CheckWrittenPackage(part), "The new package " + part + " is not whole: " + why);
   }
 }
 
