@@ -39,7 +39,7 @@ const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 // 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
 
-TEST(Conversion, PlainImagesPaddedOrNotAndThePalFixOfAnUncompressedPackage) {
+TEST(Conversion, PlainImagesAnUncompressedPalFixAndAPackageOfTwoDiscsRecompressed) {
   const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
   for (const std::string name : {"game.iso", "game.img", "game.mdf"}) {
     SCOPED_TRACE(name);
@@ -100,6 +100,50 @@ TEST(Conversion, PlainImagesPaddedOrNotAndThePalFixOfAnUncompressedPackage) {
   const VerifyReport report = VerifyPackage(u.Out("EBOOT.PBP"), against, u.host, u.host.cancel);
   EXPECT_FALSE(report.againstEqual);
   EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
+
+  // A game on two discs, the second with two audio tracks, recompressed from its package:
+  // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
+  Job first(0);
+  const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
+  IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
+  second.minSectors = 300;
+  Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
+  Append(two, AudioSectors(250, 4));
+  WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
+  WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
+  WriteFileText(first.work / "Quest (Disc 2).cue",
+                "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+                " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
+  first.job.input = first.work / "Quest (Disc 1).bin";
+  first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
+  ASSERT_EQ(first.Go(), Outcome::Success());
+
+  Job re(9);
+  RunRecorder ih;
+  ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
+            "");
+  // The inspection's parts stay in Temp, but for the START.DAT a run removes.
+  re.tempBefore = Entries(re.progFolder + "Temp");
+  re.tempBefore.erase("START.DAT");
+  re.job.input = first.Out("EBOOT.PBP");
+  re.job.packageInspected = true;
+  re.job.recompress = true;
+  ASSERT_EQ(re.Go(), Outcome::Success());
+  re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
+
+  const std::string eboot = re.Out("EBOOT.PBP");
+  const Bytes package = ReadFileBytes(eboot);
+  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it, each at +0x400
+  // in its section's header.
+  for (auto [number, disc, id] : {std::tuple{1, &one, "_SLUS_01234"}, {2, &two, "_SLUS_00907"}}) {
+    InflatingReader reader(eboot, number);
+    EXPECT_EQ(reader.discCount(), 2);
+    EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
+    const long at = static_cast<long>(reader.sectionStart() + 0x400);
+    ASSERT_LT(at + 11, static_cast<long>(package.size()));
+    EXPECT_EQ(std::string(package.begin() + at, package.begin() + at + 11), id) << number;
+  }
+  EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
 TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
@@ -202,52 +246,6 @@ TEST(Conversion, RefusalsBeforeAnyWorkAndTheOverwriteQuestion) {
   r.host.answers = {true};
   EXPECT_EQ(r.Go(), Outcome::Success());
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
-}
-
-// A game on two discs, the second with two audio tracks, recompressed from its package:
-// every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
-TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
-  Job first(0);
-  const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
-  IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
-  second.minSectors = 300;
-  Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
-  Append(two, AudioSectors(250, 4));
-  WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
-  WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
-  WriteFileText(first.work / "Quest (Disc 2).cue",
-                "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
-                " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
-  first.job.input = first.work / "Quest (Disc 1).bin";
-  first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
-  ASSERT_EQ(first.Go(), Outcome::Success());
-
-  Job re(9);
-  RunRecorder ih;
-  ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
-            "");
-  // The inspection's parts stay in Temp, but for the START.DAT a run removes.
-  re.tempBefore = Entries(re.progFolder + "Temp");
-  re.tempBefore.erase("START.DAT");
-  re.job.input = first.Out("EBOOT.PBP");
-  re.job.packageInspected = true;
-  re.job.recompress = true;
-  ASSERT_EQ(re.Go(), Outcome::Success());
-  re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
-
-  const std::string eboot = re.Out("EBOOT.PBP");
-  const Bytes package = ReadFileBytes(eboot);
-  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it, each at +0x400
-  // in its section's header.
-  for (auto [number, disc, id] : {std::tuple{1, &one, "_SLUS_01234"}, {2, &two, "_SLUS_00907"}}) {
-    InflatingReader reader(eboot, number);
-    EXPECT_EQ(reader.discCount(), 2);
-    EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
-    const long at = static_cast<long>(reader.sectionStart() + 0x400);
-    ASSERT_LT(at + 11, static_cast<long>(package.size()));
-    EXPECT_EQ(std::string(package.begin() + at, package.begin() + at + 11), id) << number;
-  }
-  EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
 // What a killed run leaves is put right at the next start (the command line's recovery test

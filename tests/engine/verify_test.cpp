@@ -60,7 +60,7 @@ std::string Dat(const Lines& sizes, const Lines& crcs, const Lines& md5s) {
 
 // 120 sectors: a data track of 40, audio tracks of 30 and 50 (at 40 and 70); eight blocks of
 // disc and the padding block, deflated, with our digests.
-TEST(Verify, TracksDamageAndDigests) {
+TEST(Verify, TracksDamageDigestsAndEveryDiscOfAPackage) {
   TempDir dir;
   const std::string pbp = dir / "EBOOT.PBP";
   test::PackageRecipe recipe;
@@ -217,11 +217,8 @@ TEST(Verify, TracksDamageAndDigests) {
   r = Verify(pbp, dir / "none.bin");
   EXPECT_EQ(r.error, OpenDiscImage(dir / "none.bin").message);
   EXPECT_FALSE(r.error.empty() || r.ok());
-}
 
-// Two discs: each checked, its tracks and problems named with it; a source needs a disc.
-TEST(Verify, EveryDiscOfAPackageOfSeveralAndOursWithEveryBlockDamaged) {
-  TempDir dir;
+  // Two discs: each checked, its tracks and problems named with it; a source needs a disc.
   std::vector<test::PackageRecipe> recipes(2);
   recipes[0].toc = test::MakeToc({{0x41, 0}}, 40);
   recipes[1].toc = test::MakeToc({{0x41, 0}, {0x01, 50}}, 80);
@@ -230,9 +227,9 @@ TEST(Verify, EveryDiscOfAPackageOfSeveralAndOursWithEveryBlockDamaged) {
     for (uint8_t& x : recipes[d].image) x &= 0x0F;  // deflates, still varied
     recipes[d].digests = recipes[d].paddingBlock = true;
   }
-  const test::DiscSetWritten w = test::WriteDiscSetPbp(dir / "EBOOT.PBP", recipes);
+  const test::DiscSetWritten sw = test::WriteDiscSetPbp(dir / "EBOOT.PBP", recipes);
 
-  VerifyReport r = Verify(dir / "EBOOT.PBP");
+  r = Verify(dir / "EBOOT.PBP");
   EXPECT_EQ(std::tuple(r.ok(), r.discs, r.blocks, r.digests),
             std::tuple(true, 2, 4u + 6u, DigestCheck::Checked));
   ASSERT_EQ(r.tracks.size(), 3u);
@@ -250,14 +247,14 @@ TEST(Verify, EveryDiscOfAPackageOfSeveralAndOursWithEveryBlockDamaged) {
   EXPECT_EQ(std::tuple(r.againstText, r.tracks.size()), std::tuple("identical", 2u));
 
   Bytes bad = test::ReadFileBytes(dir / "EBOOT.PBP");
-  const std::vector<uint32_t>& lengths = w.discs[1].blockLengths;
-  const uint64_t at = w.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
-  bad[at] = 0xFF;  // a deflate block of the reserved type
+  const std::vector<uint32_t>& lengths = sw.discs[1].blockLengths;
+  const uint64_t sat = sw.sections[1] + 0x100000 + lengths[0] + lengths[1] + lengths[2];
+  bad[sat] = 0xFF;  // a deflate block of the reserved type
   test::WriteFileBytes(dir / "bad.pbp", bad);
   r = Verify(dir / "bad.pbp");
-  EXPECT_EQ(r.problems, (Lines{"Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+  EXPECT_EQ(r.problems, (Lines{"Disc 2: Block 3 (track 1, at byte " + std::to_string(sat) +
                                    ") does not inflate.",
-                               "Disc 2: Block 3 (track 1, at byte " + std::to_string(at) +
+                               "Disc 2: Block 3 (track 1, at byte " + std::to_string(sat) +
                                    ") does not match its digest."}));
 
   // One of our packages is known by its index, not by its digests agreeing: when every
@@ -268,7 +265,7 @@ TEST(Verify, EveryDiscOfAPackageOfSeveralAndOursWithEveryBlockDamaged) {
   const test::PbpWritten ow = test::WritePbp(dir / "EBOOT.PBP", one);
   Bytes pkg = test::ReadFileBytes(dir / "EBOOT.PBP");
   pkg[ow.SlotPos(0) + 8] ^= 0x40;
-  // The padding block made to point at block 0's data: its digest is still the zero
+  // The padding block made to point sat block 0's data: its digest is still the zero
   // block's.
   StoreLe32(&pkg[ow.SlotPos(1)], 0);
   StoreLe16(&pkg[ow.SlotPos(1) + 4], static_cast<uint16_t>(ow.blockLengths[0]));

@@ -67,7 +67,7 @@ struct Fixture {
   }
 };
 
-TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
+TEST(PatchEboot, InPlaceOrRebuiltAskedOrCancelledAndTheCopysOvershoot) {
   Fixture fx;
   const Bytes image = fx.Image(fx.pbp);
   // A table as ISO.TOC holds it: lead entries, then two tracks with bytes 3-5 = bytes 7-9.
@@ -122,106 +122,104 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   EXPECT_EQ(Bytes(again.begin() + baseEnd, again.begin() + fx.written.psar),
             Bytes(fx.written.psar - baseEnd, 0));
   EXPECT_EQ(fx.Image(fx.pbp), image);
-}
 
-TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFileOrCancel) {
-  Fixture fx;
-  const Bytes image = fx.Image(fx.pbp);
-  const Bytes original = ReadFileBytes(fx.pbp);
-  fx.job.pic1 = fx.Asset("pic1.png", 1001, 14);  // one byte more than the room
-  WriteFileBytes(fx.program + "null", {});
+  // Larger assets ask, and rebuild into a new file or cancel.
+  Fixture big;
+  const Bytes bigImage = big.Image(big.pbp);
+  const Bytes original = ReadFileBytes(big.pbp);
+  big.job.pic1 = big.Asset("pic1.png", 1001, 14);  // one byte more than the room
+  WriteFileBytes(big.program + "null", {});
 
   // No ends the job; the package is untouched.
-  fx.host.answers = {false};
-  EXPECT_EQ(fx.Update(), Outcome::Declined());
-  ASSERT_EQ(fx.host.questions.size(), 1u);
-  EXPECT_EQ(std::tuple(fx.host.questions[0].text, fx.host.questions[0].icon),
+  big.host.answers = {false};
+  EXPECT_EQ(big.Update(), Outcome::Declined());
+  ASSERT_EQ(big.host.questions.size(), 1u);
+  EXPECT_EQ(std::tuple(big.host.questions[0].text, big.host.questions[0].icon),
             std::tuple(std::string(kRebuildQuestion), MsgIcon::Exclamation));
-  fx.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
-  EXPECT_EQ(fx.Update(), Outcome::Declined());
-  EXPECT_EQ(fx.host.destinationsAsked, 1);
-  fx.host.destination = fx.pbp;
-  EXPECT_EQ(fx.Update(), Outcome::Failed(kSameFileMessage));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  big.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
+  EXPECT_EQ(big.Update(), Outcome::Declined());
+  EXPECT_EQ(big.host.destinationsAsked, 1);
+  big.host.destination = big.pbp;
+  EXPECT_EQ(big.Update(), Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
 
   // The same file under another spelling of its path is refused too: nothing may
   // delete the source.
-  const std::string other = fx.dir.path() + "/./EBOOT.PBP";
-  EXPECT_EQ(fx.Rebuild(other), Outcome::Failed(kSameFileMessage));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  const std::string other = big.dir.path() + "/./EBOOT.PBP";
+  EXPECT_EQ(big.Rebuild(other), Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
 
-  const std::string dest = fx.dir / "rebuilt/EBOOT.PBP";
-  fx.dir.MakeDir("rebuilt");
-  fx.host.destination = dest;
+  const std::string dest = big.dir / "rebuilt/EBOOT.PBP";
+  big.dir.MakeDir("rebuilt");
+  big.host.destination = dest;
   std::vector<std::string> noted;
-  const PackageUpdate made = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host,
-                                         fx.host.cancel, [&](const std::string& partial) {
-                                           noted.push_back(partial);
-                                           return std::string();
-                                         });
+  const PackageUpdate made =
+      UpdateEboot(big.pbp, big.temp, big.program, big.job, big.host, big.host, big.host.cancel,
+                  [&](const std::string& partial) {
+                    noted.push_back(partial);
+                    return std::string();
+                  });
   ASSERT_EQ(std::tuple(made.outcome, made.rebuiltTo), std::tuple(Outcome::Success(), dest));
   // Told the temporary name before writing it, so that a crash can be cleaned up after.
   EXPECT_EQ(noted, std::vector<std::string>{dest + ".part"});
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
-  EXPECT_FALSE(FileExists(fx.program + "null"));
-  EXPECT_EQ(fx.host.stages.back() + "|" + fx.host.completed.back(),
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
+  EXPECT_FALSE(FileExists(big.program + "null"));
+  EXPECT_EQ(big.host.stages.back() + "|" + big.host.completed.back(),
             "Reconstructing EBOOT...|Reconstructing EBOOT...");
 
-  const std::string temp2 = fx.dir.folder() + "Temp2/";
+  const std::string temp2 = big.dir.folder() + "Temp2/";
   // The boot picture and START.DAT after the disc are the rebuild test of a set of discs.
-  fx.ExpectNewJob(dest, temp2);
-  EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
-  EXPECT_EQ(fx.Image(dest), image);
+  big.ExpectNewJob(dest, temp2);
+  EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(big.job.pic1));
+  EXPECT_EQ(big.Image(dest), bigImage);
   const Bytes rebuilt = ReadFileBytes(dest);
   EXPECT_EQ(LoadLe32(&rebuilt[0]), 0x50425000u);
   EXPECT_EQ(LoadLe32(&rebuilt[8 + 4 * kIcon1]), LoadLe32(&rebuilt[8 + 4 * kPic0]));  // empty ICON1
 
   // A cancelled rebuild deletes its destination.
-  Fixture again;
-  const Bytes before = ReadFileBytes(again.pbp);
-  const std::string cancelled = again.dir / "new.pbp";
+  Fixture third;
+  const Bytes before = ReadFileBytes(third.pbp);
+  const std::string cancelled = third.dir / "new.pbp";
   int pumps = 0;
-  again.host.onAdvance = [&](int n) {
+  third.host.onAdvance = [&](int n) {
     pumps = n;
-    again.host.cancel.Request();
+    third.host.cancel.Request();
   };
-  EXPECT_EQ(again.Rebuild(cancelled), Outcome::Cancelled());
+  EXPECT_EQ(third.Rebuild(cancelled), Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
-  EXPECT_FALSE(again.host.cancel.Requested() || FileExists(cancelled));
-  EXPECT_EQ(ReadFileBytes(again.pbp), before);
+  EXPECT_FALSE(third.host.cancel.Requested() || FileExists(cancelled));
+  EXPECT_EQ(ReadFileBytes(third.pbp), before);
 
   // A missing asset is named before anything is written.
-  again.job.snd0 = again.dir / "assets/none.at3";
-  for (const Outcome& r : {again.Rebuild(cancelled), again.Update()})
+  third.job.snd0 = third.dir / "assets/none.at3";
+  for (const Outcome& r : {third.Rebuild(cancelled), third.Update()})
     EXPECT_NE(r.text().find("none.at3"), std::string::npos) << r.text();
   EXPECT_FALSE(FileExists(cancelled));
-  EXPECT_EQ(ReadFileBytes(again.pbp), before);
-}
+  EXPECT_EQ(ReadFileBytes(third.pbp), before);
 
-// The copy up to the boot picture shrinks its last read by the section-copy rule, so when
-// exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
-// leave that byte visible at the end of the new package.
-TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
-  Fixture fx(40000);
-  const uint64_t s = fx.written.startData, p = fx.written.psar;
+  // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
+  // exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
+  // leave that byte visible at the end of the new package.
+  Fixture over(40000);
+  const uint64_t s = over.written.startData, p = over.written.psar;
   // A header size that makes S + H - P one byte short of a multiple of 32 KB.
   uint64_t h = (32767 - (s - p) % 32768) % 32768;
   if (h < 24) h += 32768;
-  ASSERT_LE(s + h + 1, fx.written.fileSize) << "the fixture's tail must reach past S + H";
+  ASSERT_LE(s + h + 1, over.written.fileSize) << "the fixture's tail must reach past S + H";
   {
-    File f(fx.pbp, File::Mode::ReadWrite);
+    File f(over.pbp, File::Mode::ReadWrite);
     ASSERT_TRUE(WriteLe32At(f, s + 16, static_cast<uint32_t>(h)));
   }
-  const Bytes source = ReadFileBytes(fx.pbp);
-  fx.job.gameboot = fx.Asset("empty.png", 0, 1);
-  WriteFileBytes(fx.temp + "START.DAT", {});
-  const std::string dest = fx.dir / "new.pbp";
-  ASSERT_EQ(fx.Rebuild(dest), Outcome::Success());
-  const Bytes rebuilt = ReadFileBytes(dest);
-  const uint64_t newP = LoadLe32(&rebuilt[36]);
-  ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
-  EXPECT_EQ(rebuilt.back(), source[s + h]);
-  EXPECT_EQ(ReadFileBytes(fx.pbp), source);
+  const Bytes source = ReadFileBytes(over.pbp);
+  over.job.gameboot = over.Asset("empty.png", 0, 1);
+  WriteFileBytes(over.temp + "START.DAT", {});
+  const std::string overDest = over.dir / "new.pbp";
+  ASSERT_EQ(over.Rebuild(overDest), Outcome::Success());
+  const Bytes overRebuilt = ReadFileBytes(overDest);
+  const uint64_t newP = LoadLe32(&overRebuilt[36]);
+  ASSERT_EQ(overRebuilt.size(), newP + (s - p) + h + 1);
+  EXPECT_EQ(overRebuilt.back(), source[s + h]);
+  EXPECT_EQ(ReadFileBytes(over.pbp), source);
 
   // The job's fields: padding, cutting and checks.
   const auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
