@@ -31,7 +31,22 @@ std::string Names(const std::string& dir, const FoundGame& game) {
   return text + (game.problem.empty() ? "" : "!");
 }
 
-TEST(QueueGames, FilesBecomeOneRowPerGameEditedMovedAndReported) {
+class Watcher : public QueueObserver {
+ public:
+  Progress& ProgressFor(const QueueRow&) override { return progress; }
+  void RowFinished(const QueueRow& row, const RowRun&) override { finished.push_back(row.id); }
+  NoProgress progress;
+  std::vector<int> finished;
+};
+
+// "Skipped (exists): <why>", the test's folder written as "~".
+std::string StateOf(const QueueRow& row, const std::string& dir) {
+  std::string s = RowStateName(row.state);
+  if (row.skip != SkipReason::None) s += std::string(" (") + SkipReasonName(row.skip) + ")";
+  return s + ": " + ReplaceAll(row.reason, dir, "~");
+}
+
+TEST(Queue, FilesBecomeRowsEditedRunAndReportedAndOneFailureStopsNothing) {
   TempDir dir;
   dir.MakeDir("More");
   for (const char* f :
@@ -115,25 +130,9 @@ TEST(QueueGames, FilesBecomeOneRowPerGameEditedMovedAndReported) {
   EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(1 << 20)),
             "The PSP (/media/PSP) has 1 MB free; the packages may take up to 3 MB.");
   EXPECT_EQ(CheckPspRoom("/media/PSP", 3 << 20, free(std::nullopt)), "");  // unknown: not tested
-}
 
-class Watcher : public QueueObserver {
- public:
-  Progress& ProgressFor(const QueueRow&) override { return progress; }
-  void RowFinished(const QueueRow& row, const RowRun&) override { finished.push_back(row.id); }
-  NoProgress progress;
-  std::vector<int> finished;
-};
-
-// "Skipped (exists): <why>", the test's folder written as "~".
-std::string StateOf(const QueueRow& row, const std::string& dir) {
-  std::string s = RowStateName(row.state);
-  if (row.skip != SkipReason::None) s += std::string(" (") + SkipReasonName(row.skip) + ")";
-  return s + ": " + ReplaceAll(row.reason, dir, "~");
-}
-
-TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
-  TempDir prog, dir;
+  // Every row ends in its state, and one failure stops nothing.
+  TempDir prog;
   const std::string program = test::CopyRuntimeTree(prog);
   const std::string lib = dir.MakeDir("lib"), out = dir / "out", psp = dir.MakeDir("psp");
   WriteGame(lib + "/Metal Gear (Disc 1).bin", "SLUS_005.94");
@@ -148,14 +147,14 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
   const std::string mine = dir.MakeDir("out/Hot Shots Golf 2 [NTSC-U]") + "/EBOOT.PBP";
   test::WriteFileText(mine, "mine");
 
-  BatchQueue queue;
-  std::vector<QueueRow> rows;
+  BatchQueue batch;
+  std::vector<QueueRow> found;
   for (const FoundGame& game : GamesAmong(FindDiscImages({lib}), false))
-    rows.push_back(RowFor(game));
-  ASSERT_EQ(queue.Add(rows).size(), 6u);
-  EXPECT_TRUE(queue.Add(rows).empty());  // each game once
-  const int smack = queue.Rows()[4].id;  // "Smack.bin"
-  ASSERT_TRUE(queue.Edit(smack, std::nullopt, "SLUS1"));
+    found.push_back(RowFor(game));
+  ASSERT_EQ(batch.Add(found).size(), 6u);
+  EXPECT_TRUE(batch.Add(found).empty());  // each game once
+  const int smack = batch.Rows()[4].id;   // "Smack.bin"
+  ASSERT_TRUE(batch.Edit(smack, std::nullopt, "SLUS1"));
 
   QueueSetup setup;
   setup.settings = QueueSettings(Settings{}, out);
@@ -164,13 +163,13 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
   setup.job.palFixScreen = true;  // for the PAL game alone
   setup.job.missingDiscs = MissingDiscs::Refuse;
   setup.pspRoot = psp;
-  test::RunRecorder noToAll;  // a question the queue should not have asked would fail its row
+  test::RunRecorder noToAll;  // a question the batch should not have asked would fail its row
   noToAll.defaultAnswer = false;
   Watcher watcher;
-  queue.Run(setup, watcher, noToAll, noToAll.cancel);
+  batch.Run(setup, watcher, noToAll, noToAll.cancel);
 
   std::vector<std::string> states;
-  for (const QueueRow& row : queue.Rows())
+  for (const QueueRow& row : batch.Rows())
     states.push_back(row.title + " | " + StateOf(row, dir.path()));
   const std::vector<std::string> expected = {
       "Crash Bandicoot [PAL-E] | Done: ",
@@ -192,13 +191,13 @@ TEST(Queue, EveryRowEndsInItsStateAndOneFailureStopsNothing) {
     EXPECT_TRUE(FileExists(psp + "/PSP/GAME/" + id + "/EBOOT.PBP")) << id;
 
   // The failed row, its ID put right, runs again; the others are left as they are.
-  EXPECT_FALSE(queue.Edit(smack, std::nullopt, "SLUS01234"));  // not while it is failed
-  ASSERT_TRUE(queue.Retry(smack));
-  ASSERT_TRUE(queue.Edit(smack, std::nullopt, "SLUS01234"));
-  queue.Run(setup, watcher, noToAll, noToAll.cancel);
-  EXPECT_EQ(StateOf(*queue.Row(smack), dir.path()), "Done: ");
+  EXPECT_FALSE(batch.Edit(smack, std::nullopt, "SLUS01234"));  // not while it is failed
+  ASSERT_TRUE(batch.Retry(smack));
+  ASSERT_TRUE(batch.Edit(smack, std::nullopt, "SLUS01234"));
+  batch.Run(setup, watcher, noToAll, noToAll.cancel);
+  EXPECT_EQ(StateOf(*batch.Row(smack), dir.path()), "Done: ");
   EXPECT_EQ(watcher.finished.size(), 7u);
-  const QueueSummary sum = queue.Summary();
+  const QueueSummary sum = batch.Summary();
   EXPECT_EQ(std::tuple(sum.done, sum.skipped, sum.failed + sum.cancelled + sum.queued),
             std::tuple(3u, 3u, 0u));
 }
