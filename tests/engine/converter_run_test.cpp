@@ -99,7 +99,7 @@ TEST(RunConverter, CancelDeletesTheEbootSuccessShowsProgressAndNoConverterCannot
   }
 
   // Success shows the bytes written for a compressed package and a bar otherwise; no converter
-  //   // cannot start.
+  // cannot start.
   FakeMode done("done");
   RunRecorder host;
   EXPECT_EQ(RunConverter(s.Options(9), host, host.cancel), Outcome::Success());

@@ -149,74 +149,7 @@ DiscTable ReadTable(const std::string& path) {
 
 const std::vector<Disc> kThreeDiscs = {{"SCUS94163", 90}, {"SCUS94164", 300}, {"SCUS94165", 40}};
 
-TEST(DiscTable, SectionsListedByTheTitleHeaderAndTablesThatPointAnywhereElseRefused) {
-  TempDir dir;
-  PackageRecipe r;
-  r.discId = "SLUS01234";
-  r.image = DiscImage(100, 1);
-  const PbpWritten one = WritePbp(dir / "one.pbp", r);
-  DiscTable table = ReadTable(dir / "one.pbp");
-  EXPECT_EQ(std::tuple(table.error, table.titled, table.startData, table.sharedId),
-            std::tuple("", false, one.startData, ""));
-  ASSERT_EQ(table.discs.size(), 1u);
-  EXPECT_EQ(std::tuple(table.discs[0].start, table.discs[0].discId, table.discs[0].dataEnd),
-            std::tuple(one.psar, "SLUS01234",
-                       one.psar + 0x100000 +
-                           std::accumulate(one.blockLengths.begin(), one.blockLengths.end(),
-                                           uint64_t{0})));
-
-  SetFixture fx(kThreeDiscs);
-  const DiscSetWritten& set = fx.written;
-  table = ReadTable(fx.pbp);
-  EXPECT_EQ(std::tuple(table.error, table.titled, table.startData, table.sharedId),
-            std::tuple("", true, set.startData, "SCUS94163"));
-  ASSERT_EQ(table.discs.size(), 3u);
-  const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(table.discs[i].start, set.sections[i]) << i;
-    EXPECT_EQ(table.discs[i].discId, ids[i]);
-    EXPECT_LE(table.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
-    EXPECT_GT(table.discs[i].dataEnd, set.sections[i] + 0x100000);
-  }
-
-  // Tables that point anywhere but at whole sections are refused by name.
-  const Bytes good = ReadFileBytes(fx.pbp);
-  const uint64_t at = set.psar + 0x200;
-  auto refused = [&](const std::function<void(Bytes&)>& damage) {
-    Bytes bad = good;
-    damage(bad);
-    WriteFileBytes(fx.dir / "bad.pbp", bad);
-    return ReadTable(fx.dir / "bad.pbp").error;
-  };
-  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[at + 4 * i], value); };
-
-  EXPECT_EQ(refused([&](Bytes& b) {
-              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[at]));
-            }),
-            "The disc table lists 6 discs; a package holds at most 5");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0x100); }),
-            "The section of disc 1 overlaps the title header");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
-            "The section of disc 2 lies past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[at]) + 0x400); }),
-            "The section of disc 2 has no PSISOIMG0000 header");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[at + 4])); }),
-            "The sections of disc 2 and disc 3 overlap");
-  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[at], 0x44475000); }),
-            "The disc table is encrypted (an official package); it cannot be read");
-  EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
-            "DATA.PSAR starts with neither a disc section nor a title header");
-  // An index entry of disc 3 pointing far past the file, and a file cut inside disc 3.
-  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[set.sections[2] + 0x4000 + 32], 0x7FFFFFFF); }),
-            "The blocks of disc 3 run past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.sections[2] + 0x100000 + 100); }),
-            "The blocks of disc 3 run past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
-            "The title header is cut short");
-}
-
-TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnTocAndName) {
+TEST(DiscSet, TheTableAndEveryDiscByItsNumberWithItsOwnTocAndName) {
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
     SCOPED_TRACE(std::to_string(discs.size()) + " discs");
     SetFixture fx(discs);
@@ -333,6 +266,72 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnTocAndName) {
     const auto& lengths = fx.written.discs[i].blockLengths;
     EXPECT_EQ(d.compressedSize, std::accumulate(lengths.begin(), lengths.end(), uint64_t{0}));
   }
+
+  // The disc table: one disc is its own section, several are listed by the title header.
+  TempDir dir;
+  PackageRecipe r;
+  r.discId = "SLUS01234";
+  r.image = DiscImage(100, 1);
+  const PbpWritten solo = WritePbp(dir / "one.pbp", r);
+  DiscTable read = ReadTable(dir / "one.pbp");
+  EXPECT_EQ(std::tuple(read.error, read.titled, read.startData, read.sharedId),
+            std::tuple("", false, solo.startData, ""));
+  ASSERT_EQ(read.discs.size(), 1u);
+  EXPECT_EQ(std::tuple(read.discs[0].start, read.discs[0].discId, read.discs[0].dataEnd),
+            std::tuple(solo.psar, "SLUS01234",
+                       solo.psar + 0x100000 +
+                           std::accumulate(solo.blockLengths.begin(), solo.blockLengths.end(),
+                                           uint64_t{0})));
+
+  SetFixture three(kThreeDiscs);
+  const DiscSetWritten& set = three.written;
+  read = ReadTable(three.pbp);
+  EXPECT_EQ(std::tuple(read.error, read.titled, read.startData, read.sharedId),
+            std::tuple("", true, set.startData, "SCUS94163"));
+  ASSERT_EQ(read.discs.size(), 3u);
+  const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(read.discs[i].start, set.sections[i]) << i;
+    EXPECT_EQ(read.discs[i].discId, ids[i]);
+    EXPECT_LE(read.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
+    EXPECT_GT(read.discs[i].dataEnd, set.sections[i] + 0x100000);
+  }
+
+  // Tables that point anywhere but at whole sections are refused by name.
+  const Bytes good = ReadFileBytes(three.pbp);
+  const uint64_t at = set.psar + 0x200;
+  auto refused = [&](const std::function<void(Bytes&)>& damage) {
+    Bytes bad = good;
+    damage(bad);
+    WriteFileBytes(three.dir / "bad.pbp", bad);
+    return ReadTable(three.dir / "bad.pbp").error;
+  };
+  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[at + 4 * i], value); };
+
+  EXPECT_EQ(refused([&](Bytes& b) {
+              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[at]));
+            }),
+            "The disc table lists 6 discs; a package holds at most 5");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0x100); }),
+            "The section of disc 1 overlaps the title header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
+            "The section of disc 2 lies past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[at]) + 0x400); }),
+            "The section of disc 2 has no PSISOIMG0000 header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[at + 4])); }),
+            "The sections of disc 2 and disc 3 overlap");
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[at], 0x44475000); }),
+            "The disc table is encrypted (an official package); it cannot be read");
+  EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
+            "DATA.PSAR starts with neither a disc section nor a title header");
+  // An index entry of disc 3 pointing far past the file, and a file cut inside disc 3.
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[set.sections[2] + 0x4000 + 32], 0x7FFFFFFF); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.sections[2] + 0x100000 + 100); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
+            "The title header is cut short");
 }
 
 TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEverywhere) {

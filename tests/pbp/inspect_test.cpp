@@ -32,7 +32,7 @@ Bytes TinyPackage(uint64_t size) {
   return b;
 }
 
-TEST(InspectEboot, TakesThePackageApartChecksItsSizeAndMagicAndLeavesTempToDamage) {
+TEST(InspectEboot, TakesThePackageApartDescribesItAndRefusesDamage) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.title = "Caf\xE9 Racer";  // ANSI in the package
@@ -127,34 +127,32 @@ TEST(InspectEboot, TakesThePackageApartChecksItsSizeAndMagicAndLeavesTempToDamag
   WriteFileBytes(pbp, exact);
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
   EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
-}
 
-TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracksAndRefusesAsTheInspection) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.title = "Info Game";
-  recipe.discId = "SLPS01111";
-  recipe.saveName = "Info Save";
-  recipe.icon0 = NoiseBytes(321, 1);
-  recipe.dataPsp = NoiseBytes(77, 2);
+  // The package information: sections, blocks and tracks described, refusals as the inspection's.
+  PackageRecipe described;
+  described.title = "Info Game";
+  described.discId = "SLPS01111";
+  described.saveName = "Info Save";
+  described.icon0 = NoiseBytes(321, 1);
+  described.dataPsp = NoiseBytes(77, 2);
   Bytes image(kBlockSize * 5, 0x11);
   Bytes noise = NoiseBytes(kBlockSize, 3);
   std::copy(noise.begin(), noise.end(), image.begin() + 2 * kBlockSize);  // stays stored
-  recipe.image = image;
-  recipe.holeBeforeBlock = {2};
+  described.image = image;
+  described.holeBeforeBlock = {2};
   // A data track and two audio tracks, the last at 01:02:03 absolute.
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
-  PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
+  described.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
+  PbpWritten dw = WritePbp(dir / "EBOOT.PBP", described);
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
   EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
-  for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
+  for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], dw.offsets[i]);
   const auto& size = info.sectionSizes;
-  EXPECT_EQ(
-      std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp], size[kDataPsar],
-                 info.fileSize, info.bootPngSize),
-      std::tuple(944u, 321u, 0u, 77u, w.fileSize - w.psar, w.fileSize, recipe.bootPng.size()));
+  EXPECT_EQ(std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp], size[kDataPsar],
+                       info.fileSize, info.bootPngSize),
+            std::tuple(944u, 321u, 0u, 77u, dw.fileSize - dw.psar, dw.fileSize,
+                       described.bootPng.size()));
   EXPECT_EQ(std::tuple(info.blocks, info.compressedBlocks), std::tuple(uint64_t{5}, uint64_t{4}));
   std::vector<std::string> tracks;  // number, data or audio, start
   for (const TrackInfo& t : info.tracks)
@@ -180,7 +178,6 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracksAndRefusesAsTheInspection) {
   cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(wf.startData), full.end());
   StoreLe32(&cut[wf.psar + 12], 0x6000);
   WriteFileBytes(dir / "cut.pbp", cut);
-  RunRecorder host;
   ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
 
   ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
