@@ -108,7 +108,7 @@ TEST(PlanConversion, RefusalsInTheirOrderAndTheOutputFolderRules) {
   EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
 }
 
-TEST(PlanConversion, QuestionsAndTheirDefaultsAndThePlanStandingAlone) {
+TEST(PlanConversion, QuestionsThePlanAndWhatTheCommandLineResolves) {
   const std::string iso = "It appears that you're using an ISO.";
   const std::string ntsc =
       "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
@@ -180,11 +180,8 @@ TEST(PlanConversion, QuestionsAndTheirDefaultsAndThePlanStandingAlone) {
   p = f.Run(host);
   ASSERT_TRUE(p.plan);
   EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "out (3)"));
-}
 
-TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
+  // The command line resolves what the window was given, and each later disc.
   // A disc in the game list: the command line gives only the input, the rest is found.
   JobInput cli;
   cli.input = f.Disc("Metal Gear.bin", "SLUS_005.94");
@@ -192,8 +189,7 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc
   cli.confirm = false;
   f.settings.defaultOutputDir = f.work / "games";
   f.settings.defaultOutDirOpt = 3;
-  RunRecorder host;
-  Planned p = f.Plan(cli, host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(std::tuple(p.plan->title, p.plan->saveName, p.plan->gameId, p.plan->output),
             std::tuple("Metal Gear Solid [NTSC-U]", "Metal Gear Solid", "SLUS00594",
@@ -266,7 +262,7 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc
   };
   const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
   // clang-format off
-  const Row rows[] = {
+  const Row laterRows[] = {
       disc2("gone.bin", "The input file doesn't exist!"),
       {{two, two, two, two, two},
        Outcome::Failed("A package holds at most five discs; give no more than five.")},
@@ -278,7 +274,7 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGivenAndEachLaterDisc
                                    "holds each disc once.")},
   };
   // clang-format on
-  for (const auto& [later, expected] : rows) EXPECT_EQ(refusal(later), expected) << later[0];
+  for (const auto& [later, expected] : laterRows) EXPECT_EQ(refusal(later), expected) << later[0];
   const Outcome cut = refusal({f.work / "cut.bin.ecm"});
   EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
   EXPECT_NE(cut.text().find("cut short"), std::string::npos) << cut.text();
