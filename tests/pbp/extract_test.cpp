@@ -58,7 +58,7 @@ uint64_t BlockAt(const PbpWritten& w, uint64_t i) {
          std::accumulate(w.blockLengths.begin(), w.blockLengths.begin() + i, uint64_t{0});
 }
 
-TEST(ExtractDiscImage, MixedBlocksIndexRulesAndBadPackagesButNeverADamagedBlock) {
+TEST(ExtractDiscImage, MixedBlocksIndexRulesBadPackagesCancelsAndTocFiles) {
   TempDir dir;
   const Bytes image = SampleImage();
   // Level, index holes, padding block.
@@ -267,46 +267,44 @@ TEST(ExtractDiscImage, MixedBlocksIndexRulesAndBadPackagesButNeverADamagedBlock)
   const std::string r = Extract(pbp, nowhere, host).text();
   EXPECT_EQ(r.rfind("Could not write \"" + nowhere + "\": ", 0), 0u) << r;
   EXPECT_TRUE(host.questions.empty());
-}
 
-TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.image = SampleImage();
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
-  WritePbp(dir / "EBOOT.PBP", recipe);
-  const Bytes tocFile(recipe.toc->begin(), recipe.toc->begin() + 5 * 10);
-  const std::string out = dir / "Game.iso";
-  EXPECT_EQ(CcdOverwriteQuestion(out), "");
+  // A cancel every 32 blocks; TOC files go with the image or not at all.
+  PackageRecipe tocced;
+  tocced.image = SampleImage();
+  tocced.toc = MakeToc({{0x41, 0}, {0x01, 700}}, 737);
+  WritePbp(dir / "EBOOT.PBP", tocced);
+  const Bytes tocFile(tocced.toc->begin(), tocced.toc->begin() + 5 * 10);
+  const std::string game = dir / "Game.iso";
+  EXPECT_EQ(CcdOverwriteQuestion(game), "");
   WriteFileText(dir / "Game.ccd", "old");
-  EXPECT_EQ(CcdOverwriteQuestion(out),
+  EXPECT_EQ(CcdOverwriteQuestion(game),
             "The following file will be overwritten if you continue!\r\n" + (dir / "Game.ccd") +
                 "\r\nDo you wish to continue?");
-  WriteFileBytes(out, Bytes(5, 1));
+  WriteFileBytes(game, Bytes(5, 1));
   WriteFileText(dir / "Game.TOC", "old toc");
 
   // The check comes before the 32nd block; a cancelled run leaves the user's files as they
   // were and nothing of its own.
-  RunRecorder host;
-  host.onAdvance = [&](int) { host.cancel.Request(); };
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, host, host.cancel),
+  RunRecorder stopped;
+  stopped.onAdvance = [&](int) { stopped.cancel.Request(); };
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", game, false, kTocCcd, stopped, stopped.cancel),
             Outcome::Cancelled());
-  EXPECT_FALSE(host.cancel.Requested());  // taken by the extraction
-  EXPECT_EQ(host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{31, 47}}));
-  EXPECT_TRUE(host.completed.empty());
-  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_FALSE(stopped.cancel.Requested());  // taken by the extraction
+  EXPECT_EQ(stopped.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{{31, 47}}));
+  EXPECT_TRUE(stopped.completed.empty());
+  EXPECT_EQ(ReadFileBytes(game), Bytes(5, 1));
   EXPECT_EQ(ReadFileText(dir / "Game.ccd"), "old");
-  EXPECT_FALSE(FileExists(out + ".ebf-part"));
+  EXPECT_FALSE(FileExists(game + ".ebf-part"));
 
   // The CCD cannot take its name (a folder has it): the extraction fails before anything is
   // renamed, says why, and the user's image and TOC stay as they were.
   std::filesystem::rename(dir / "Game.ccd", dir / "Game.ccd.old");
   std::filesystem::create_directory(dir / "Game.ccd");
   RunRecorder blocked;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, blocked, blocked.cancel),
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", game, false, kTocCcd, blocked, blocked.cancel),
             Outcome::Failed("Could not write \"" + (dir / "Game.ccd") +
                             "\": a folder of that name is in the way."));
-  EXPECT_EQ(ReadFileBytes(out), Bytes(5, 1));
+  EXPECT_EQ(ReadFileBytes(game), Bytes(5, 1));
   EXPECT_EQ(ReadFileText(dir / "Game.TOC"), "old toc");
   for (const char* name : {"Game.iso.ebf-part", "Game.ccd.ebf-part", "Game.TOC.ebf-part"})
     EXPECT_FALSE(FileExists(dir / name)) << name;
@@ -314,12 +312,12 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
   std::filesystem::rename(dir / "Game.ccd.old", dir / "Game.ccd");
 
   // Run to the end, the image and then its CCD replace the old files.
-  RunRecorder whole;
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocCcd, whole, whole.cancel),
+  RunRecorder finished;
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", game, false, kTocCcd, finished, finished.cancel),
             Outcome::Success());
-  EXPECT_EQ(FileSize(out), 47 * kBlockSize);
+  EXPECT_EQ(FileSize(game), 47 * kBlockSize);
   TocArea area{};
-  std::copy(recipe.toc->begin(), recipe.toc->end(), area.begin());
+  std::copy(tocced.toc->begin(), tocced.toc->end(), area.begin());
   EXPECT_EQ(ReadFileText(dir / "Game.ccd"), FormatCcd(UsedTocEntries(area)));
 
   // With a note folder the temporary names are noted while the run writes, and the note goes
@@ -332,9 +330,9 @@ TEST(ExtractDiscImage, CancelEvery32BlocksAndTocFilesGoWithTheImageOrNotAtAll) {
     for (const auto& e : std::filesystem::directory_iterator(temp))
       seen += e.path().filename().string() + "=" + ReadFileText(e.path().string());
   };
-  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", out, false, kTocFile, noted, noted.cancel, temp),
+  EXPECT_EQ(ExtractDiscImage(dir / "EBOOT.PBP", game, false, kTocFile, noted, noted.cancel, temp),
             Outcome::Success());
-  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + out + ".ebf-part\nF " +
+  EXPECT_EQ(seen, "STAGED-" + std::to_string(getpid()) + ".NOTE=F " + game + ".ebf-part\nF " +
                       (dir / "Game.TOC") + ".ebf-part\n");
   EXPECT_TRUE(std::filesystem::is_empty(temp));
   EXPECT_EQ(ReadFileBytes(dir / "Game.TOC"), tocFile);
