@@ -146,63 +146,7 @@ TEST(Conversion, PlainImagesAnUncompressedPalFixAndAPackageOfTwoDiscsRecompresse
   EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
-TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
-  Bytes exe = NoiseBytes(8192, 3);
-  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
-  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", exe), SectorLayout::Mode2Raw);
-  const std::string failed =
-      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
-  // The stand-in's package is no real one, so even a run that ends in "Done." fails the
-  // check a new package passes before it is named EBOOT.PBP.
-  const std::string notAPackage = "not whole";
-  // clang-format off
-  const std::pair<const char*, std::string> modes[] = {
-      {"done", notAPackage}, {"done-bare", notAPackage}, {"huge", notAPackage},
-      {"done-lower", failed + "Writing...\r\ndone.\r\n"}, {"done-no-dot", failed + "Done\r\n"},
-      {"silent", failed}, {"error", failed + "Cannot read the image\n"},
-      {"crash", failed + "about to crash\n"}, {"slow", "cancelled"},
-  };
-  // clang-format on
-  for (const auto& [mode, message] : modes) {
-    SCOPED_TRACE(mode);
-    Job r(9, true);
-    FakeMode fake(mode);
-    r.Input("game.bin", image);
-    r.job.palFixScreen = true;
-    if (std::string(mode) == "slow")
-      r.host.onAdvance = [&r](int n) {
-        if (n == 3) r.host.cancel.Request();
-      };
-    // The user's older package in the folder stays as it was whatever the run does.
-    std::filesystem::create_directories(r.work / "out");
-    WriteFileText(r.Out("EBOOT.PBP"), "an older package");
-    const std::string whole =
-        "The new package " + r.Out("EBOOT.PBP.part") + " is not whole: it has no PBP header.";
-    EXPECT_EQ(r.Go(), message == "cancelled"
-                          ? Outcome::Cancelled()
-                          : Outcome::Failed(message == notAPackage ? whole : message));
-    EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
-    EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "an older package");
-    r.ExpectCleanedUp();  // no EBOOT.PBP.part
-    EXPECT_FALSE(r.host.cancel.Requested());
-  }
-  // The real converter: the package carries the fix, the image does not.
-  Job r;
-  r.Input("game.bin", image);
-  r.job.palFixScreen = true;
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
-  EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
-  // The fix where the pattern lies: the whole disc compared proves both places.
-  Bytes fixed = image;
-  for (std::size_t at : kPalAt) {
-    ASSERT_EQ(Bytes(fixed.begin() + at, fixed.begin() + at + 8), kPattern) << at;
-    std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
-  }
-  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
-}
-
-TEST(Conversion, RefusalsBeforeAnyWorkAndTheOverwriteQuestion) {
+TEST(Conversion, RefusalsTheOverwriteQuestionAndThePalFixOfACompressedRun) {
   using Change = std::function<void(Job&)>;
   const std::pair<Change, Outcome> rows[] = {
       {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
@@ -246,6 +190,61 @@ TEST(Conversion, RefusalsBeforeAnyWorkAndTheOverwriteQuestion) {
   r.host.answers = {true};
   EXPECT_EQ(r.Go(), Outcome::Success());
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
+
+  // The PAL fix on a compressed run leaves the user's image as it was, whatever the converter does.
+  Bytes exe = NoiseBytes(8192, 3);
+  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
+  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", exe), SectorLayout::Mode2Raw);
+  const std::string failed =
+      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
+  // The stand-in's package is no real one, so even a run that ends in "Done." fails the
+  // check a new package passes before it is named EBOOT.PBP.
+  const std::string notAPackage = "not whole";
+  // clang-format off
+  const std::pair<const char*, std::string> modes[] = {
+      {"done", notAPackage}, {"done-bare", notAPackage}, {"huge", notAPackage},
+      {"done-lower", failed + "Writing...\r\ndone.\r\n"}, {"done-no-dot", failed + "Done\r\n"},
+      {"silent", failed}, {"error", failed + "Cannot read the image\n"},
+      {"crash", failed + "about to crash\n"}, {"slow", "cancelled"},
+  };
+  // clang-format on
+  for (const auto& [mode, message] : modes) {
+    SCOPED_TRACE(mode);
+    Job pal(9, true);
+    FakeMode fake(mode);
+    pal.Input("game.bin", image);
+    pal.job.palFixScreen = true;
+    if (std::string(mode) == "slow")
+      pal.host.onAdvance = [&pal](int n) {
+        if (n == 3) pal.host.cancel.Request();
+      };
+    // The user's older package in the folder stays as it was whatever the run does.
+    std::filesystem::create_directories(pal.work / "out");
+    WriteFileText(pal.Out("EBOOT.PBP"), "an older package");
+    const std::string whole =
+        "The new package " + pal.Out("EBOOT.PBP.part") + " is not whole: it has no PBP header.";
+    EXPECT_EQ(pal.Go(), message == "cancelled"
+                            ? Outcome::Cancelled()
+                            : Outcome::Failed(message == notAPackage ? whole : message));
+    EXPECT_EQ(ReadFileBytes(pal.work / "game.bin"), image);
+    EXPECT_EQ(ReadFileText(pal.Out("EBOOT.PBP")), "an older package");
+    pal.ExpectCleanedUp();  // no EBOOT.PBP.part
+    EXPECT_FALSE(pal.host.cancel.Requested());
+  }
+  // The real converter: the package carries the fix, the image does not.
+  Job pal;
+  pal.Input("game.bin", image);
+  pal.job.palFixScreen = true;
+  const ConversionResult result = pal.Run();
+  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
+  EXPECT_EQ(ReadFileBytes(pal.work / "game.bin"), image);
+  // The fix where the pattern lies: the whole disc compared proves both places.
+  Bytes fixed = image;
+  for (std::size_t at : kPalAt) {
+    ASSERT_EQ(Bytes(fixed.begin() + at, fixed.begin() + at + 8), kPattern) << at;
+    std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
+  }
+  EXPECT_TRUE(ReadPackage(pal.Out("EBOOT.PBP")).disc == fixed);
 }
 
 // What a killed run leaves is put right at the next start (the command line's recovery test

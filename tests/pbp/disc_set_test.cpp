@@ -332,6 +332,89 @@ TEST(DiscSet, TheTableAndEveryDiscByItsNumberWithItsOwnTocAndName) {
             "The blocks of disc 3 run past the end of the file");
   EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
             "The title header is cut short");
+
+  // Each header patch on a package of two discs and on one of five.
+  for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
+    SCOPED_TRACE(std::to_string(discs.size()) + " discs");
+    {
+      SCOPED_TRACE("a new package takes the job's name and ID and keeps every disc's TOC");
+      SetFixture fx(discs);
+      const Bytes before = ReadFileBytes(fx.pbp);
+      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
+      // A table in the job (the sheet of disc 1): a package of several discs keeps its own.
+      job.toc.emplace().fill(0x77);
+      ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, job, fx.host, fx.host.cancel),
+                Outcome::Success());
+      EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipes[0].tail);
+      // The new picture and the start data over the old ones; the file keeps its length.
+      Bytes expected = before;
+      const Bytes psar = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), fx.recipes[0].tail);
+      std::copy(psar.begin(), psar.end(), expected.begin() + fx.written.psar);
+      EXPECT_TRUE(ReadFileBytes(fx.pbp) == expected);
+      fx.ExpectEveryDisc(fx.pbp);
+    }
+    {
+      SCOPED_TRACE("the inspection and the patch in place reach every disc");
+      SetFixture fx(discs);
+      const Bytes before = ReadFileBytes(fx.pbp);
+      Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
+                     seen.discCount, seen.startData),
+          std::tuple("|Set Title|" + discs[0].id + "|Old Save", static_cast<int>(discs.size()),
+                     fx.written.startData));
+      EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
+      const Bytes& tail = fx.recipes[0].tail;
+      const Bytes startDat(tail.begin(), tail.end() - 1);  // all but the file's last byte
+      EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), startDat);
+
+      // The new assets take exactly the old ones' room: the patch goes in place.
+      const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
+      const PackageUpdate done = fx.Update(job);
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo),
+                std::tuple(Outcome::Success(), std::string()));
+      EXPECT_FALSE(!fx.host.questions.empty() || FileExists(fx.pbp + ".undo"));
+      // DATA.PSAR stays where it is, patched, then zeros to one byte past the old end.
+      Bytes expected = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), startDat);
+      expected.resize(before.size() + 1 - fx.written.psar, 0);
+      const Bytes after = ReadFileBytes(fx.pbp);
+      EXPECT_EQ(LoadLe32(&after[36]), fx.written.psar);
+      EXPECT_TRUE(Bytes(after.begin() + fx.written.psar, after.end()) == expected);
+      fx.ExpectEveryDisc(fx.pbp);
+      seen = InspectEboot(fx.pbp, fx.temp, fx.host);
+      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId, "|New Title|SCES98765");
+      EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(job.icon0));
+    }
+    {
+      SCOPED_TRACE("a rebuild carries the title header and every disc over");
+      SetFixture fx(discs);
+      const Bytes source = ReadFileBytes(fx.pbp);
+      ASSERT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, "");
+      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
+      job.pic1 = fx.dir / "assets/big.png";
+      WriteFileBytes(job.pic1, NoiseBytes(1001, 14));  // one byte more than the room
+      const std::string dest = fx.dir / "NEW.PBP";
+      fx.host.destination = dest;
+      const PackageUpdate done = fx.Update(job);
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), dest));
+      EXPECT_TRUE(ReadFileBytes(fx.pbp) == source);
+      // The old DATA.PSAR, fields patched where each section now lies, then the new picture
+      // and the start data.
+      const Bytes rebuilt = ReadFileBytes(dest);
+      const uint64_t newPsar = LoadLe32(&rebuilt[36]);
+      EXPECT_EQ(newPsar, 40u + 944 + 2500 + 0 + 1500 + 1001 + 1000 + 700);
+      const Bytes& tail = fx.recipes[0].tail;
+      EXPECT_TRUE(
+          Bytes(rebuilt.begin() + static_cast<std::ptrdiff_t>(newPsar), rebuilt.end()) ==
+          fx.PatchedPsar(source, ReadFileBytes(job.gameboot), Bytes(tail.begin(), tail.end() - 1)));
+      fx.ExpectEveryDisc(dest);
+      EXPECT_EQ(CheckWrittenPackage(dest), "");
+      Inspection seen = InspectEboot(dest, fx.temp, fx.host);
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
+          std::tuple("|New Title|SCES98765"s, newPsar + (fx.written.startData - fx.written.psar)));
+    }
+  }
 }
 
 TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEverywhere) {
@@ -425,91 +508,6 @@ TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEver
   EXPECT_EQ(PackageDiscCount(two.pbp), 1);
   EXPECT_TRUE(ReadFileBytes(two.pbp) == bad);
   EXPECT_FALSE(FileExists(two.dir / "x.bin") || FileExists(two.dir / "new.pbp"));
-}
-
-// Each header patch on a package of two discs and on one of five.
-TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
-  for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
-    SCOPED_TRACE(std::to_string(discs.size()) + " discs");
-    {
-      SCOPED_TRACE("a new package takes the job's name and ID and keeps every disc's TOC");
-      SetFixture fx(discs);
-      const Bytes before = ReadFileBytes(fx.pbp);
-      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
-      // A table in the job (the sheet of disc 1): a package of several discs keeps its own.
-      job.toc.emplace().fill(0x77);
-      ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, job, fx.host, fx.host.cancel),
-                Outcome::Success());
-      EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipes[0].tail);
-      // The new picture and the start data over the old ones; the file keeps its length.
-      Bytes expected = before;
-      const Bytes psar = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), fx.recipes[0].tail);
-      std::copy(psar.begin(), psar.end(), expected.begin() + fx.written.psar);
-      EXPECT_TRUE(ReadFileBytes(fx.pbp) == expected);
-      fx.ExpectEveryDisc(fx.pbp);
-    }
-    {
-      SCOPED_TRACE("the inspection and the patch in place reach every disc");
-      SetFixture fx(discs);
-      const Bytes before = ReadFileBytes(fx.pbp);
-      Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
-      EXPECT_EQ(
-          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
-                     seen.discCount, seen.startData),
-          std::tuple("|Set Title|" + discs[0].id + "|Old Save", static_cast<int>(discs.size()),
-                     fx.written.startData));
-      EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
-      const Bytes& tail = fx.recipes[0].tail;
-      const Bytes startDat(tail.begin(), tail.end() - 1);  // all but the file's last byte
-      EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), startDat);
-
-      // The new assets take exactly the old ones' room: the patch goes in place.
-      const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
-      const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo),
-                std::tuple(Outcome::Success(), std::string()));
-      EXPECT_FALSE(!fx.host.questions.empty() || FileExists(fx.pbp + ".undo"));
-      // DATA.PSAR stays where it is, patched, then zeros to one byte past the old end.
-      Bytes expected = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), startDat);
-      expected.resize(before.size() + 1 - fx.written.psar, 0);
-      const Bytes after = ReadFileBytes(fx.pbp);
-      EXPECT_EQ(LoadLe32(&after[36]), fx.written.psar);
-      EXPECT_TRUE(Bytes(after.begin() + fx.written.psar, after.end()) == expected);
-      fx.ExpectEveryDisc(fx.pbp);
-      seen = InspectEboot(fx.pbp, fx.temp, fx.host);
-      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId, "|New Title|SCES98765");
-      EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(job.icon0));
-    }
-    {
-      SCOPED_TRACE("a rebuild carries the title header and every disc over");
-      SetFixture fx(discs);
-      const Bytes source = ReadFileBytes(fx.pbp);
-      ASSERT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, "");
-      EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
-      job.pic1 = fx.dir / "assets/big.png";
-      WriteFileBytes(job.pic1, NoiseBytes(1001, 14));  // one byte more than the room
-      const std::string dest = fx.dir / "NEW.PBP";
-      fx.host.destination = dest;
-      const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), dest));
-      EXPECT_TRUE(ReadFileBytes(fx.pbp) == source);
-      // The old DATA.PSAR, fields patched where each section now lies, then the new picture
-      // and the start data.
-      const Bytes rebuilt = ReadFileBytes(dest);
-      const uint64_t newPsar = LoadLe32(&rebuilt[36]);
-      EXPECT_EQ(newPsar, 40u + 944 + 2500 + 0 + 1500 + 1001 + 1000 + 700);
-      const Bytes& tail = fx.recipes[0].tail;
-      EXPECT_TRUE(
-          Bytes(rebuilt.begin() + static_cast<std::ptrdiff_t>(newPsar), rebuilt.end()) ==
-          fx.PatchedPsar(source, ReadFileBytes(job.gameboot), Bytes(tail.begin(), tail.end() - 1)));
-      fx.ExpectEveryDisc(dest);
-      EXPECT_EQ(CheckWrittenPackage(dest), "");
-      Inspection seen = InspectEboot(dest, fx.temp, fx.host);
-      EXPECT_EQ(
-          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
-          std::tuple("|New Title|SCES98765"s, newPsar + (fx.written.startData - fx.written.psar)));
-    }
-  }
 }
 
 }  // namespace
