@@ -42,73 +42,7 @@ struct Fixture {
   }
 };
 
-TEST(PlanConversion, RefusalsInTheirOrderAndTheOutputFolderRules) {
-  Fixture f;
-  RunRecorder host;
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-
-  const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
-  using Change = std::function<void(Fixture&)>;
-  // clang-format off
-  const std::pair<Change, std::string> rows[] = {
-      {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
-      {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
-      {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
-       "The output folder is cannot be the same as the Data folder!"},
-      {[](Fixture& g) { g.in.title = ""; g.in.saveName = ""; },
-       "Please enter a title for the game!"},
-      {[](Fixture& g) { g.in.saveName = ""; },
-       "No game save name selected!  Please use the Select button to choose a game!"},
-      {[](Fixture& g) { g.in.gameId = "SLU00594"; }, "Game ID is invalid (according to tarnwick)"},
-      {[](Fixture& g) { g.in.gameId = "SLUS0059A"; }, badId},
-      {[](Fixture& g) { g.in.gameId = "ABCD00594"; }, badId},
-      {[](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; },
-       "The PIC1.PNG file doesn't exist!"},
-      // The output check comes before the title check, the slots after the ID.
-      {[](Fixture& g) { g.in.output = ""; g.in.title = ""; }, "Please enter an output folder!"},
-      {[](Fixture& g) { g.in.gameId = "SLU00594"; g.in.assets[kSlotIcon0].text = "/nope.png"; },
-       "Game ID is invalid (according to tarnwick)"},
-  };
-  // clang-format on
-  for (const auto& [change, message] : rows) {
-    Fixture g;
-    change(g);
-    RunRecorder h;
-    const Planned p = g.Run(h);
-    EXPECT_EQ(std::tuple(p.outcome, p.plan.has_value()),
-              std::tuple(Outcome::Failed(message), false));
-  }
-  // A folder, a FIFO or a device is refused before it is opened.
-  f.in.input = f.work.path();
-  EXPECT_EQ(f.Run(host).outcome,
-            Outcome::Failed("\"" + f.work.path() + "\" is a folder, not a file."));
-
-  // The output folder's rules.
-  f.in.input = f.work / "game.bin";
-  // Data with a trailing separator passes; so does a lower-case ID prefix.
-  f.in.output = f.prog.folder() + "Data" + kSep;
-  f.in.gameId = "slus00594";
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-  // A package is patched in place: the output folder is not looked at.
-  WriteFileText(f.work / "EBOOT.pbp", "x");
-  f.in.input = f.work / "EBOOT.pbp";
-  f.in.output = "";
-  Planned patch = f.Run(host);
-  ASSERT_TRUE(patch.plan);
-  EXPECT_EQ(std::tuple(patch.plan->kind, patch.plan->output),
-            std::tuple(JobKind::PatchPackage, ""));
-  // Rebuilt through the converter, it writes into the output folder, which is then checked.
-  f.in.recompress = true;
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
-  f.in.output = f.prog.folder() + "Data";
-  EXPECT_EQ(f.Run(host).outcome,
-            Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
-  // A folder that cannot be created.
-  f.in.output = f.work / "EBOOT.pbp/sub/leaf";
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
-}
-
-TEST(PlanConversion, QuestionsThePlanAndWhatTheCommandLineResolves) {
+TEST(PlanConversion, RefusalsQuestionsThePlanAndWhatTheCommandLineResolves) {
   const std::string iso = "It appears that you're using an ISO.";
   const std::string ntsc =
       "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
@@ -312,6 +246,71 @@ TEST(PlanConversion, QuestionsThePlanAndWhatTheCommandLineResolves) {
       EXPECT_EQ(p.plan->warnings, std::vector{said + "; the package holds the discs found."});
     }
   }
+
+  // Refusals in their order, and the output folder's rules.
+  Fixture base;
+  RunRecorder baseHost;
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Success());
+
+  const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
+  using Change = std::function<void(Fixture&)>;
+  // clang-format off
+  const std::pair<Change, std::string> rows[] = {
+      {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
+      {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
+       "The output folder is cannot be the same as the Data folder!"},
+      {[](Fixture& g) { g.in.title = ""; g.in.saveName = ""; },
+       "Please enter a title for the game!"},
+      {[](Fixture& g) { g.in.saveName = ""; },
+       "No game save name selected!  Please use the Select button to choose a game!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; }, "Game ID is invalid (according to tarnwick)"},
+      {[](Fixture& g) { g.in.gameId = "SLUS0059A"; }, badId},
+      {[](Fixture& g) { g.in.gameId = "ABCD00594"; }, badId},
+      {[](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; },
+       "The PIC1.PNG file doesn't exist!"},
+      // The output check comes before the title check, the slots after the ID.
+      {[](Fixture& g) { g.in.output = ""; g.in.title = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; g.in.assets[kSlotIcon0].text = "/nope.png"; },
+       "Game ID is invalid (according to tarnwick)"},
+  };
+  // clang-format on
+  for (const auto& [change, message] : rows) {
+    Fixture g;
+    change(g);
+    RunRecorder h;
+    const Planned p = g.Run(h);
+    EXPECT_EQ(std::tuple(p.outcome, p.plan.has_value()),
+              std::tuple(Outcome::Failed(message), false));
+  }
+  // A folder, a FIFO or a device is refused before it is opened.
+  base.in.input = base.work.path();
+  EXPECT_EQ(base.Run(baseHost).outcome,
+            Outcome::Failed("\"" + base.work.path() + "\" is a folder, not a file."));
+
+  // The output folder's rules.
+  base.in.input = base.work / "game.bin";
+  // Data with a trailing separator passes; so does a lower-case ID prefix.
+  base.in.output = base.prog.folder() + "Data" + kSep;
+  base.in.gameId = "slus00594";
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Success());
+  // A package is patched in place: the output folder is not looked at.
+  WriteFileText(base.work / "EBOOT.pbp", "x");
+  base.in.input = base.work / "EBOOT.pbp";
+  base.in.output = "";
+  Planned patch = base.Run(baseHost);
+  ASSERT_TRUE(patch.plan);
+  EXPECT_EQ(std::tuple(patch.plan->kind, patch.plan->output),
+            std::tuple(JobKind::PatchPackage, ""));
+  // Rebuilt through the converter, it writes into the output folder, which is then checked.
+  base.in.recompress = true;
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Failed("The output folder is invalid!"));
+  base.in.output = base.prog.folder() + "Data";
+  EXPECT_EQ(base.Run(baseHost).outcome,
+            Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
+  // A folder that cannot be created.
+  base.in.output = base.work / "EBOOT.pbp/sub/leaf";
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Failed("The output folder is invalid!"));
 }
 
 }  // namespace

@@ -149,7 +149,7 @@ DiscTable ReadTable(const std::string& path) {
 
 const std::vector<Disc> kThreeDiscs = {{"SCUS94163", 90}, {"SCUS94164", 300}, {"SCUS94165", 40}};
 
-TEST(DiscSet, TheTableAndEveryDiscByItsNumberWithItsOwnTocAndName) {
+TEST(DiscSet, TheTableEveryDiscItsChecksAndItsHeaderPatches) {
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
     SCOPED_TRACE(std::to_string(discs.size()) + " discs");
     SetFixture fx(discs);
@@ -415,20 +415,20 @@ TEST(DiscSet, TheTableAndEveryDiscByItsNumberWithItsOwnTocAndName) {
           std::tuple("|New Title|SCES98765"s, newPsar + (fx.written.startData - fx.written.psar)));
     }
   }
-}
 
-TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEverywhere) {
-  SetFixture fx(kTwoDiscs);
-  EXPECT_EQ(CheckWrittenPackage(fx.pbp), "");
-  const Bytes good = ReadFileBytes(fx.pbp);
+  // A new package is checked disc by disc; PAL fix spans cover every disc; damaged tables are
+  //   // refused in their own words everywhere.
+  SetFixture checked(kTwoDiscs);
+  EXPECT_EQ(CheckWrittenPackage(checked.pbp), "");
+  const Bytes whole = ReadFileBytes(checked.pbp);
   auto said = [&](const std::function<void(Bytes&)>& damage) {
-    Bytes bad = good;
+    Bytes bad = whole;
     damage(bad);
-    WriteFileBytes(fx.pbp, bad);
-    return CheckWrittenPackage(fx.pbp);
+    WriteFileBytes(checked.pbp, bad);
+    return CheckWrittenPackage(checked.pbp);
   };
-  const std::string head = "The new package " + fx.pbp + " is not whole: ";
-  const uint64_t s1 = fx.written.sections[0], s2 = fx.written.sections[1];
+  const std::string head = "The new package " + checked.pbp + " is not whole: ";
+  const uint64_t s1 = checked.written.sections[0], s2 = checked.written.sections[1];
   // An entry behind a hole in disc 1's index (the table stops at the hole) that runs into
   // disc 2's section.
   const uint64_t hidden = s1 + 0x4000 + 32 * 20;
@@ -440,11 +440,11 @@ TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEver
   // The same for the last disc, into the start data.
   EXPECT_EQ(said([&](Bytes& b) {
               StoreLe32(&b[s2 + 0x4000 + 32 * 20],
-                        static_cast<uint32_t>(fx.written.startData - s2 - 0x100000 - 10));
+                        static_cast<uint32_t>(checked.written.startData - s2 - 0x100000 - 10));
               StoreLe16(&b[s2 + 0x4000 + 32 * 20 + 4], 20);
             }),
             head + "the index of disc 2 runs past the end of its section.");
-  EXPECT_EQ(said([&](Bytes& b) { b[fx.written.startData] = 'X'; }),
+  EXPECT_EQ(said([&](Bytes& b) { b[checked.written.startData] = 'X'; }),
             head + "its start data block cannot be found after its last disc.");
   // A start data header inside disc 2's blocks, pointed at by its section size, is no start
   // data block.
@@ -463,51 +463,54 @@ TEST(DiscSet, ANewPackageCheckedDiscByDiscPalFixSpansAndDamagedTablesRefusedEver
   File f(stored.pbp, File::Mode::Read);
   auto spans = PalFixSpans(f);
   ASSERT_TRUE(spans.has_value());
-  std::vector<std::pair<uint64_t, uint64_t>> got, expected;
+  std::vector<std::pair<uint64_t, uint64_t>> got, wanted;
   for (const FileSpan& s : *spans) got.emplace_back(s.offset, s.length);
   const uint64_t blocks[] = {7, 14};  // 6 and 13 image blocks, each with its padding block
   for (int d = 0; d < 2; ++d)
     for (uint64_t i = 0; i < blocks[d]; ++i)
-      expected.emplace_back(stored.written.sections[d] + 0x100000 + i * kBlock, kBlock);
-  EXPECT_EQ(got, expected);
+      wanted.emplace_back(stored.written.sections[d] + 0x100000 + i * kBlock, kBlock);
+  EXPECT_EQ(got, wanted);
 
   // Damaged tables are refused in their own words everywhere.
-  SetFixture two(kTwoDiscs);
-  const uint64_t table = two.written.psar + 0x200;
+  SetFixture broken(kTwoDiscs);
+  const uint64_t table = broken.written.psar + 0x200;
   // The refusal's words are the table reader's (its own test has them all); here every entry
   // point passes them on.
-  const EbootJob job = NewAssetsJob(two.dir.MakeDir("assets"));
-  Bytes bad = ReadFileBytes(two.pbp);
+  const EbootJob job = NewAssetsJob(broken.dir.MakeDir("assets"));
+  Bytes bad = ReadFileBytes(broken.pbp);
   for (int i = 2; i < 6; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
-  WriteFileBytes(two.pbp, bad);
+  WriteFileBytes(broken.pbp, bad);
   const std::string what = "the disc table lists 6 discs; a package holds at most 5";
   const std::string words =
-      "The discs of the EBOOT \"" + two.pbp + "\" cannot be read: " + what + ".";
-  EbootInfo info;
-  EXPECT_EQ(ReadEbootInfo(two.pbp, info), words);
+      "The discs of the EBOOT \"" + broken.pbp + "\" cannot be read: " + what + ".";
+  EbootInfo damagedInfo;
+  EXPECT_EQ(ReadEbootInfo(broken.pbp, damagedInfo), words);
+  EXPECT_EQ(ExtractDiscImage(broken.pbp, broken.dir / "x.bin", false, kTocFile, broken.host,
+                             broken.host.cancel),
+            Outcome::Failed(words));
   EXPECT_EQ(
-      ExtractDiscImage(two.pbp, two.dir / "x.bin", false, kTocFile, two.host, two.host.cancel),
+      ExtractEveryDisc(broken.pbp, broken.dir / "x.bin", kTocFile, broken.host, broken.host.cancel),
       Outcome::Failed(words));
-  EXPECT_EQ(ExtractEveryDisc(two.pbp, two.dir / "x.bin", kTocFile, two.host, two.host.cancel),
+  EXPECT_EQ(ExtractTracks(broken.pbp, broken.dir / "x", TrackFiles::OneFile, broken.host,
+                          broken.host.cancel),
             Outcome::Failed(words));
-  EXPECT_EQ(ExtractTracks(two.pbp, two.dir / "x", TrackFiles::OneFile, two.host, two.host.cancel),
+  EXPECT_EQ(InspectEboot(broken.pbp, broken.temp, broken.host).message, words);
+  EXPECT_FALSE(FileExists(broken.temp));
+  EXPECT_EQ(CheckEbootForJob(broken.pbp), words);
+  EXPECT_EQ(PatchEbootInPlace(broken.pbp, broken.temp, job, broken.host.cancel),
             Outcome::Failed(words));
-  EXPECT_EQ(InspectEboot(two.pbp, two.temp, two.host).message, words);
-  EXPECT_FALSE(FileExists(two.temp));
-  EXPECT_EQ(CheckEbootForJob(two.pbp), words);
-  EXPECT_EQ(PatchEbootInPlace(two.pbp, two.temp, job, two.host.cancel), Outcome::Failed(words));
-  EXPECT_EQ(PatchConvertedEboot(two.pbp, two.temp, job, two.host, two.host.cancel),
+  EXPECT_EQ(PatchConvertedEboot(broken.pbp, broken.temp, job, broken.host, broken.host.cancel),
             Outcome::Failed(words));
-  EXPECT_EQ(ReconstructEboot(two.pbp, two.dir / "new.pbp", two.temp, two.program, job, two.host,
-                             two.host.cancel),
+  EXPECT_EQ(ReconstructEboot(broken.pbp, broken.dir / "new.pbp", broken.temp, broken.program, job,
+                             broken.host, broken.host.cancel),
             Outcome::Failed(words));
-  EXPECT_EQ(CheckWrittenPackage(two.pbp),
-            "The new package " + two.pbp + " is not whole: " + what + ".");
-  File damaged(two.pbp, File::Mode::Read);
+  EXPECT_EQ(CheckWrittenPackage(broken.pbp),
+            "The new package " + broken.pbp + " is not whole: " + what + ".");
+  File damaged(broken.pbp, File::Mode::Read);
   EXPECT_FALSE(PalFixSpans(damaged).has_value());
-  EXPECT_EQ(PackageDiscCount(two.pbp), 1);
-  EXPECT_TRUE(ReadFileBytes(two.pbp) == bad);
-  EXPECT_FALSE(FileExists(two.dir / "x.bin") || FileExists(two.dir / "new.pbp"));
+  EXPECT_EQ(PackageDiscCount(broken.pbp), 1);
+  EXPECT_TRUE(ReadFileBytes(broken.pbp) == bad);
+  EXPECT_FALSE(FileExists(broken.dir / "x.bin") || FileExists(broken.dir / "new.pbp"));
 }
 
 }  // namespace
