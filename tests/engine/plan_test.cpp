@@ -255,7 +255,7 @@ TEST(PlanConversion, RefusalsQuestionsThePlanAndWhatTheCommandLineResolves) {
   const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
   using Change = std::function<void(Fixture&)>;
   // clang-format off
-  const std::pair<Change, std::string> rows[] = {
+  const std::pair<Change, std::string> refusals[] = {
       {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
       {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
       {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
@@ -275,7 +275,7 @@ TEST(PlanConversion, RefusalsQuestionsThePlanAndWhatTheCommandLineResolves) {
        "Game ID is invalid (according to tarnwick)"},
   };
   // clang-format on
-  for (const auto& [change, message] : rows) {
+  for (const auto& [change, message] : refusals) {
     Fixture g;
     change(g);
     RunRecorder h;
