@@ -39,114 +39,7 @@ const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 // 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
 
-TEST(Conversion, PlainImagesAnUncompressedPalFixAndAPackageOfTwoDiscsRecompressed) {
-  const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
-  for (const std::string name : {"game.iso", "game.img", "game.mdf"}) {
-    SCOPED_TRACE(name);
-    const bool iso = name == "game.iso";
-    Job r(iso ? 9 : 0);
-    r.settings.addIsoPadding = iso;
-    r.Input(name, iso ? user : EncodeSectors(user, SectorLayout::Raw2448));
-    ASSERT_EQ(r.Go(), Outcome::Success());
-    r.ExpectCleanedUp();
-    const Bytes back = ReadPackage(r.Out("EBOOT.PBP")).disc;
-    if (!iso) {
-      EXPECT_TRUE(back == EncodeSectors(user, SectorLayout::Mode2Raw));
-      continue;
-    }
-    // Padded to raw sectors (their bytes are the padding's own test): the data 16 bytes in.
-    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
-    EXPECT_TRUE(std::equal(user.end() - 2048, user.end(), back.end() - 2352 + 16));
-  }
-
-  // A pattern that begins in one block and ends in the next is found across the head that lies
-  // between them in the package, and written in two pieces around it; the user's image stays.
-  Job r;
-  const Bytes image = NoiseBytes(40 * 2352, 9);
-  Bytes patterned = image, expected = image;
-  for (long at : {37632 - 3, 60001}) {
-    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
-    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
-  }
-  r.Input("noise.bin", patterned);
-  r.job.level = 0;
-  r.job.palFixScreen = true;
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
-  EXPECT_TRUE(ReadFileBytes(r.work / "noise.bin") == patterned);
-  // Read back as the emulators inflate it: a head written over would break the stream.
-  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == expected);
-
-  // Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
-  // disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
-  // package will not start in emulators, and --against finds it is not the disc.
-  Job u;
-  IsoOptions disc = GameDisc("SCES_003.44");
-  disc.minSectors = 1731;
-  u.Input("game.iso", BuildIsoSectors(disc));
-  const ConversionResult unpadded = u.Run();
-  ASSERT_EQ(unpadded.outcome, Outcome::Success());
-  const std::string warning =
-      "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
-      "headers: the package will not start in emulators.";
-  EXPECT_EQ(unpadded.warnings, std::vector<std::string>{warning});
-  EXPECT_EQ(std::count(u.host.logLines.begin(), u.host.logLines.end(), warning + "\r\n"), 1);
-  const Bytes pbp = ReadFileBytes(u.Out("EBOOT.PBP"));
-  const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
-  EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
-
-  VerifyOptions against;
-  against.against = u.work / "game.iso";
-  const VerifyReport report = VerifyPackage(u.Out("EBOOT.PBP"), against, u.host, u.host.cancel);
-  EXPECT_FALSE(report.againstEqual);
-  EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
-
-  // A game on two discs, the second with two audio tracks, recompressed from its package:
-  // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
-  Job first(0);
-  const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
-  IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
-  second.minSectors = 300;
-  Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
-  Append(two, AudioSectors(250, 4));
-  WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
-  WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
-  WriteFileText(first.work / "Quest (Disc 2).cue",
-                "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
-                " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
-  first.job.input = first.work / "Quest (Disc 1).bin";
-  first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
-  ASSERT_EQ(first.Go(), Outcome::Success());
-
-  Job re(9);
-  RunRecorder ih;
-  ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
-            "");
-  // The inspection's parts stay in Temp, but for the START.DAT a run removes.
-  re.tempBefore = Entries(re.progFolder + "Temp");
-  re.tempBefore.erase("START.DAT");
-  re.job.input = first.Out("EBOOT.PBP");
-  re.job.packageInspected = true;
-  re.job.recompress = true;
-  ASSERT_EQ(re.Go(), Outcome::Success());
-  re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
-
-  const std::string eboot = re.Out("EBOOT.PBP");
-  const Bytes package = ReadFileBytes(eboot);
-  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it, each at +0x400
-  // in its section's header.
-  for (auto [number, disc, id] : {std::tuple{1, &one, "_SLUS_01234"}, {2, &two, "_SLUS_00907"}}) {
-    InflatingReader reader(eboot, number);
-    EXPECT_EQ(reader.discCount(), 2);
-    EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
-    const long at = static_cast<long>(reader.sectionStart() + 0x400);
-    ASSERT_LT(at + 11, static_cast<long>(package.size()));
-    EXPECT_EQ(std::string(package.begin() + at, package.begin() + at + 11), id) << number;
-  }
-  EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
-}
-
-TEST(Conversion, RefusalsTheOverwriteQuestionAndThePalFixOfACompressedRun) {
+TEST(Conversion, RefusalsQuestionsPlainImagesPalFixesAndRecompression) {
   using Change = std::function<void(Job&)>;
   const std::pair<Change, Outcome> rows[] = {
       {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
@@ -245,6 +138,114 @@ TEST(Conversion, RefusalsTheOverwriteQuestionAndThePalFixOfACompressedRun) {
     std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
   }
   EXPECT_TRUE(ReadPackage(pal.Out("EBOOT.PBP")).disc == fixed);
+
+  // Plain images padded or not, the PAL fix of an uncompressed package, and a package of two
+  //   // discs recompressed.
+  const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
+  for (const std::string name : {"game.iso", "game.img", "game.mdf"}) {
+    SCOPED_TRACE(name);
+    const bool iso = name == "game.iso";
+    Job plain(iso ? 9 : 0);
+    plain.settings.addIsoPadding = iso;
+    plain.Input(name, iso ? user : EncodeSectors(user, SectorLayout::Raw2448));
+    ASSERT_EQ(plain.Go(), Outcome::Success());
+    plain.ExpectCleanedUp();
+    const Bytes back = ReadPackage(plain.Out("EBOOT.PBP")).disc;
+    if (!iso) {
+      EXPECT_TRUE(back == EncodeSectors(user, SectorLayout::Mode2Raw));
+      continue;
+    }
+    // Padded to raw sectors (their bytes are the padding's own test): the data 16 bytes in.
+    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
+    EXPECT_TRUE(std::equal(user.end() - 2048, user.end(), back.end() - 2352 + 16));
+  }
+
+  // A pattern that begins in one block and ends in the next is found across the head that lies
+  // between them in the package, and written in two pieces around it; the user's image stays.
+  Job plain;
+  const Bytes noise = NoiseBytes(40 * 2352, 9);
+  Bytes patterned = noise, expected = noise;
+  for (long at : {37632 - 3, 60001}) {
+    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
+    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
+  }
+  plain.Input("noise.bin", patterned);
+  plain.job.level = 0;
+  plain.job.palFixScreen = true;
+  const ConversionResult plainResult = plain.Run();
+  ASSERT_EQ(std::tuple(plainResult.outcome, plainResult.palPatches),
+            std::tuple(Outcome::Success(), 2u));
+  EXPECT_TRUE(ReadFileBytes(plain.work / "noise.bin") == patterned);
+  // Read back as the emulators inflate it: a head written over would break the stream.
+  EXPECT_TRUE(ReadPackage(plain.Out("EBOOT.PBP")).disc == expected);
+
+  // Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
+  // disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
+  // package will not start in emulators, and --against finds it is not the disc.
+  Job u;
+  IsoOptions disc = GameDisc("SCES_003.44");
+  disc.minSectors = 1731;
+  u.Input("game.iso", BuildIsoSectors(disc));
+  const ConversionResult unpadded = u.Run();
+  ASSERT_EQ(unpadded.outcome, Outcome::Success());
+  const std::string warning =
+      "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
+      "headers: the package will not start in emulators.";
+  EXPECT_EQ(unpadded.warnings, std::vector<std::string>{warning});
+  EXPECT_EQ(std::count(u.host.logLines.begin(), u.host.logLines.end(), warning + "\r\n"), 1);
+  const Bytes pbp = ReadFileBytes(u.Out("EBOOT.PBP"));
+  const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
+  EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
+
+  VerifyOptions against;
+  against.against = u.work / "game.iso";
+  const VerifyReport report = VerifyPackage(u.Out("EBOOT.PBP"), against, u.host, u.host.cancel);
+  EXPECT_FALSE(report.againstEqual);
+  EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
+
+  // A game on two discs, the second with two audio tracks, recompressed from its package:
+  // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
+  Job first(0);
+  const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
+  IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
+  second.minSectors = 300;
+  Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
+  Append(two, AudioSectors(250, 4));
+  WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
+  WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
+  WriteFileText(first.work / "Quest (Disc 2).cue",
+                "FILE \"Quest (Disc 2).bin\" BINARY\n TRACK 01 MODE2/2352\n  INDEX 01 00:00:00\n"
+                " TRACK 02 AUDIO\n  INDEX 01 00:04:00\n TRACK 03 AUDIO\n  INDEX 01 00:05:25\n");
+  first.job.input = first.work / "Quest (Disc 1).bin";
+  first.job.laterDiscs = {first.work / "Quest (Disc 2).cue"};
+  ASSERT_EQ(first.Go(), Outcome::Success());
+
+  Job re(9);
+  RunRecorder ih;
+  ASSERT_EQ(pbp::InspectEboot(first.Out("EBOOT.PBP"), re.progFolder + "Temp" + kSep, ih).message,
+            "");
+  // The inspection's parts stay in Temp, but for the START.DAT a run removes.
+  re.tempBefore = Entries(re.progFolder + "Temp");
+  re.tempBefore.erase("START.DAT");
+  re.job.input = first.Out("EBOOT.PBP");
+  re.job.packageInspected = true;
+  re.job.recompress = true;
+  ASSERT_EQ(re.Go(), Outcome::Success());
+  re.ExpectCleanedUp();  // no TempISO2.iso, ISO.TOC or ISO2.TOC
+
+  const std::string eboot = re.Out("EBOOT.PBP");
+  const Bytes package = ReadFileBytes(eboot);
+  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it, each at +0x400
+  // in its section's header.
+  for (auto [number, disc, id] : {std::tuple{1, &one, "_SLUS_01234"}, {2, &two, "_SLUS_00907"}}) {
+    InflatingReader reader(eboot, number);
+    EXPECT_EQ(reader.discCount(), 2);
+    EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
+    const long at = static_cast<long>(reader.sectionStart() + 0x400);
+    ASSERT_LT(at + 11, static_cast<long>(package.size()));
+    EXPECT_EQ(std::string(package.begin() + at, package.begin() + at + 11), id) << number;
+  }
+  EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }
 
 // What a killed run leaves is put right at the next start (the command line's recovery test

@@ -34,7 +34,7 @@ struct Staged {
   }
 };
 
-TEST(CommandLine, ArgumentsAsTheConverterReadsThemAndItsVerdict) {
+TEST(Converter, ItsArgumentsVerdictRunCancelAndProgress) {
   ConverterRunOptions o;
   o.converter = "/opt/ebf/tarnwick.exe";
   o.output = "/out/EBOOT.PBP.part";
@@ -80,9 +80,8 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThemAndItsVerdict) {
     EXPECT_TRUE(ConverterSucceeded(yes)) << yes;
   for (const char* no : {"Writing\r\ndone.\r\n", "Done\r\n", "Done. Not really", ""})
     EXPECT_FALSE(ConverterSucceeded(no)) << no;
-}
 
-TEST(RunConverter, CancelDeletesTheEbootSuccessShowsProgressAndNoConverterCannotStart) {
+  // A run: a cancel deletes the package; success shows progress; no converter cannot start.
   Staged s;
   FakeMode mode("slow");
   // At the first poll, and after the size has been looked at three times (every fifth poll).
