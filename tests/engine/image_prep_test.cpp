@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-TEST(ImagePrepChoice, ByLengthAndLeadingBytesAndTheSubchannelStripped) {
+TEST(ImagePrep, ChoiceSubchannelIsoPaddingAndFreeSpace) {
   TempDir dir;
   const Bytes iso = BuildIsoSectors(GameDisc("SLUS_012.34"));
   Bytes notZero = iso;
@@ -58,19 +58,17 @@ TEST(ImagePrepChoice, ByLengthAndLeadingBytesAndTheSubchannelStripped) {
             "It appears that you may not have enough disk space!");
   EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, room({})), "");  // unknown: not tested
   EXPECT_EQ(CheckFreeSpace(dir.folder(), expected, nullptr), "");   // the real volume has room
-}
 
-TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
-  TempDir dir;
-  IsoOptions opts = GameDisc("SLUS_012.34");
-  opts.minSectors = 1030;  // crosses two 512-sector service points
-  const Bytes iso = BuildIsoSectors(opts);
-  WriteFileBytes(dir / "game.iso", iso);
-  RunRecorder host;
-  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", host, host.cancel),
+  // ISO padding: the sector layout made deliberately, its progress, and half sectors.
+  IsoOptions padOpts = GameDisc("SLUS_012.34");
+  padOpts.minSectors = 1030;  // crosses two 512-sector service points
+  const Bytes padIso = BuildIsoSectors(padOpts);
+  WriteFileBytes(dir / "game.iso", padIso);
+  RunRecorder padHost;
+  ASSERT_EQ(PadIsoToRaw(dir / "game.iso", dir / "TempBIN.bin", padHost, padHost.cancel),
             Outcome::Success());
-  const Bytes raw = ReadFileBytes(dir / "TempBIN.bin");
-  ASSERT_EQ(raw.size(), 1030u * 2352);
+  const Bytes padRaw = ReadFileBytes(dir / "TempBIN.bin");
+  ASSERT_EQ(padRaw.size(), 1030u * 2352);
   // Sync, the address 150 sectors on as BCD minutes, seconds and frames, mode 2, the data.
   const std::pair<long, Bytes> addresses[] = {
       {0, {0x00, 0x02, 0x00}}, {1, {0x00, 0x02, 0x01}}, {1029, {0x00, 0x15, 0x54}}};
@@ -78,21 +76,21 @@ TEST(IsoPadding, DeliberateSectorLayoutProgressAndHalfSectors) {
     Bytes want = {0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
     want.insert(want.end(), msf.begin(), msf.end());
     want.push_back(0x02);
-    want.insert(want.end(), iso.begin() + i * 2048, iso.begin() + (i + 1) * 2048);
+    want.insert(want.end(), padIso.begin() + i * 2048, padIso.begin() + (i + 1) * 2048);
     want.resize(2352, 0);
-    EXPECT_TRUE(Bytes(raw.begin() + i * 2352, raw.begin() + (i + 1) * 2352) == want) << i;
+    EXPECT_TRUE(Bytes(padRaw.begin() + i * 2352, padRaw.begin() + (i + 1) * 2352) == want) << i;
   }
-  EXPECT_EQ(host.stages, std::vector<std::string>{"Adding RAW padding..."});
-  EXPECT_EQ(host.completed, host.stages);
+  EXPECT_EQ(padHost.stages, std::vector<std::string>{"Adding RAW padding..."});
+  EXPECT_EQ(padHost.completed, padHost.stages);
   // At the start, at 512, 1024 and the end.
-  EXPECT_EQ(host.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{
-                              {0, 1030}, {512, 1030}, {1024, 1030}, {1030, 1030}}));
+  EXPECT_EQ(padHost.amounts, (std::vector<std::pair<uint64_t, uint64_t>>{
+                                 {0, 1030}, {512, 1030}, {1024, 1030}, {1030, 1030}}));
 
   // 2 sectors + half: rounds to 2; 3 + half: rounds to 4, the last read as zeros.
   WriteFileBytes(dir / "a.iso", NoiseBytes(2048 * 2 + 1024, 1));
   WriteFileBytes(dir / "b.iso", NoiseBytes(2048 * 3 + 1024, 2));
-  ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", host, host.cancel), Outcome::Success());
-  ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", host, host.cancel), Outcome::Success());
+  ASSERT_EQ(PadIsoToRaw(dir / "a.iso", dir / "a.bin", padHost, padHost.cancel), Outcome::Success());
+  ASSERT_EQ(PadIsoToRaw(dir / "b.iso", dir / "b.bin", padHost, padHost.cancel), Outcome::Success());
   EXPECT_EQ(FileSize(dir / "a.bin"), 2u * 2352);
   const Bytes b = ReadFileBytes(dir / "b.bin");
   ASSERT_EQ(b.size(), 4u * 2352);
