@@ -105,7 +105,6 @@ TEST(DiscLayouts, EveryLayoutGivesTheSamePackageAndBadSheetsNothing) {
     ASSERT_EQ(r.Go(), Outcome::Success());
     const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
     const Bytes psar(pbp.begin() + LoadLe32(&pbp[36]), pbp.end());
-    std::cout << "DATA.PSAR SHA-1 " << Sha1(psar) << "  " << names[i] << "\n";
     if (first.empty()) first = psar;
     EXPECT_TRUE(psar == first);
 
