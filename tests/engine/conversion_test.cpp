@@ -39,136 +39,7 @@ const Bytes kFixed = {0x00, 0x00, 0x91, 0x24, 0x00, 0x00, 0x91, 0x24};
 // 5000 = 2 * 2048 + 904 -> sector 23.
 constexpr std::size_t kPalAt[2] = {50417, 55024};
 
-TEST(Conversion, IsoWithPaddingSubchannelImgAndMdf) {
-  const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
-  {
-    Job r;
-    r.settings.addIsoPadding = true;
-    r.Input("game.iso", user);
-    ASSERT_EQ(r.Go(), Outcome::Success());
-    r.ExpectCleanedUp();
-    // Padded to raw sectors (their bytes are the padding's own test): the data 16 bytes in.
-    const Bytes back = ReadPackage(r.Out("EBOOT.PBP")).disc;
-    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
-    EXPECT_TRUE(std::equal(user.end() - 2048, user.end(), back.end() - 2352 + 16));
-  }
-  for (const char* name : {"game.img", "game.mdf"}) {
-    Job r;
-    r.Input(name, EncodeSectors(user, SectorLayout::Raw2448));
-    r.job.level = 0;
-    ASSERT_EQ(r.Go(), Outcome::Success()) << name;
-    r.ExpectCleanedUp();
-    EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == EncodeSectors(user, SectorLayout::Mode2Raw))
-        << name;
-  }
-}
-
-// Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
-// disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
-// package will not start in emulators, and --against finds it is not the disc.
-TEST(Conversion, UnpaddedIsoKeepsItsLengthAndIsSaidNotToStart) {
-  Job r;
-  IsoOptions disc = GameDisc("SCES_003.44");
-  disc.minSectors = 1731;
-  r.Input("game.iso", BuildIsoSectors(disc));
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(result.outcome, Outcome::Success());
-  const std::string warning =
-      "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
-      "headers: the package will not start in emulators.";
-  EXPECT_EQ(result.warnings, std::vector<std::string>{warning});
-  EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), warning + "\r\n"), 1);
-  const Bytes pbp = ReadFileBytes(r.Out("EBOOT.PBP"));
-  const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
-  EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
-
-  VerifyOptions against;
-  against.against = r.work / "game.iso";
-  const VerifyReport report = VerifyPackage(r.Out("EBOOT.PBP"), against, r.host, r.host.cancel);
-  EXPECT_FALSE(report.againstEqual);
-  EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
-}
-
-TEST(Conversion, PalFixOnACompressedRunLeavesTheUsersImageAsItWas) {
-  Bytes exe = NoiseBytes(8192, 3);
-  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
-  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", exe), SectorLayout::Mode2Raw);
-  for (std::size_t at : kPalAt)
-    EXPECT_EQ(Bytes(image.begin() + at, image.begin() + at + 8), kPattern) << at;
-  const std::string failed =
-      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
-  // The stand-in's package is no real one, so even a run that ends in "Done." fails the
-  // check a new package passes before it is named EBOOT.PBP.
-  const std::string notAPackage = "not whole";
-  // clang-format off
-  const std::pair<const char*, std::string> modes[] = {
-      {"done", notAPackage}, {"done-bare", notAPackage}, {"huge", notAPackage},
-      {"done-lower", failed + "Writing...\r\ndone.\r\n"}, {"done-no-dot", failed + "Done\r\n"},
-      {"silent", failed}, {"error", failed + "Cannot read the image\n"},
-      {"crash", failed + "about to crash\n"}, {"slow", "cancelled"},
-  };
-  // clang-format on
-  for (const auto& [mode, message] : modes) {
-    SCOPED_TRACE(mode);
-    Job r(9, true);
-    FakeMode fake(mode);
-    r.Input("game.bin", image);
-    r.job.palFixScreen = true;
-    if (std::string(mode) == "slow")
-      r.host.onAdvance = [&r](int n) {
-        if (n == 3) r.host.cancel.Request();
-      };
-    // The user's older package in the folder stays as it was whatever the run does.
-    std::filesystem::create_directories(r.work / "out");
-    WriteFileText(r.Out("EBOOT.PBP"), "an older package");
-    const std::string whole =
-        "The new package " + r.Out("EBOOT.PBP.part") + " is not whole: it has no PBP header.";
-    EXPECT_EQ(r.Go(), message == "cancelled"
-                          ? Outcome::Cancelled()
-                          : Outcome::Failed(message == notAPackage ? whole : message));
-    EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
-    EXPECT_EQ(ReadFileText(r.Out("EBOOT.PBP")), "an older package");
-    r.ExpectCleanedUp();  // no EBOOT.PBP.part
-    EXPECT_FALSE(r.host.cancel.Requested());
-  }
-  // The real converter: the package carries the fix, the image does not.
-  Job r;
-  r.Input("game.bin", image);
-  r.job.palFixScreen = true;
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(result.outcome, Outcome::Success());
-  EXPECT_EQ(result.palPatches, 2u);
-  EXPECT_EQ(ReadFileBytes(r.work / "game.bin"), image);
-  Bytes fixed = image;
-  for (std::size_t at : kPalAt) std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
-  EXPECT_TRUE(ReadPackage(r.Out("EBOOT.PBP")).disc == fixed);
-}
-
-// A pattern that begins in one block and ends in the next is found across the head that lies
-// between them in the package, and written in two pieces around it; the user's image stays.
-TEST(Conversion, UncompressedPackageGetsTheFixAfterwards) {
-  Job r;
-  const Bytes image = NoiseBytes(40 * 2352, 9);
-  Bytes patterned = image, expected = image;
-  for (long at : {37632 - 3, 60001}) {
-    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
-    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
-  }
-  r.Input("noise.bin", patterned);
-  r.job.level = 0;
-  r.job.palFixScreen = true;
-  const ConversionResult result = r.Run();
-  ASSERT_EQ(result.outcome, Outcome::Success());
-  EXPECT_EQ(result.palPatches, 2u);
-  EXPECT_TRUE(ReadFileBytes(r.work / "noise.bin") == patterned);
-  // Read back as the emulators inflate it: a head written over would break the stream.
-  InflatingReader reader(r.Out("EBOOT.PBP"));
-  Bytes back;
-  ASSERT_EQ(reader.ReadSectors(0, 40, back), "");
-  EXPECT_TRUE(back == expected);
-}
-
-TEST(Conversion, RefusalsBeforeAnyWork) {
+TEST(Conversion, RefusalsQuestionsPlainImagesPalFixesAndRecompression) {
   using Change = std::function<void(Job&)>;
   const std::pair<Change, Outcome> rows[] = {
       {[](Job& r) { std::filesystem::remove(r.progFolder + "Data" + kSep + "tarnwick.exe"); },
@@ -182,9 +53,6 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
          r.tuning.freeSpace = [](const std::string&) { return std::optional<uint64_t>(1000); };
        },
        Outcome::Failed("It appears that you may not have enough disk space!")},
-      // The checks before a run refuse in their own words.
-      {[](Job& r) { r.job.gameId = "SLUS0123"; },
-       Outcome::Failed("Game ID is invalid (according to tarnwick)")},
   };
   // (An output folder that cannot be written is the command line's case.)
   for (const auto& [change, expected] : rows) {
@@ -195,9 +63,8 @@ TEST(Conversion, RefusalsBeforeAnyWork) {
     r.ExpectCleanedUp();
     EXPECT_FALSE(IsDirectory(r.work / "out") && !std::filesystem::is_empty(r.work / "out"));
   }
-}
 
-TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
+  // The overwrite question, and the user's own asset in the output folder.
   Job r;
   r.job.confirm = true;
   r.Input("g.bin", Bytes(2352 * 20, 0));
@@ -216,17 +83,133 @@ TEST(Conversion, OverwriteQuestionsAndTheUsersOwnAsset) {
   r.host.answers = {true};
   EXPECT_EQ(r.Go(), Outcome::Success());
   EXPECT_TRUE(FileExists(r.Out("ICON0.PNG")));
-}
 
-// A game on two discs, the second with two audio tracks, recompressed from its package:
-// every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
-TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
+  // The PAL fix on a compressed run leaves the user's image as it was, whatever the converter does.
+  Bytes exe = NoiseBytes(8192, 3);
+  for (long at : {1001, 5000}) std::copy(kPattern.begin(), kPattern.end(), exe.begin() + at);
+  const Bytes image = BuildDiscImage(GameDisc("SLES_012.34", exe), SectorLayout::Mode2Raw);
+  const std::string failed =
+      "Error occurred during conversion!  Tarnwick returned the following:\r\n\r\n";
+  // The stand-in's package is no real one, so even a run that ends in "Done." fails the
+  // check a new package passes before it is named EBOOT.PBP.
+  const std::string notAPackage = "not whole";
+  // clang-format off
+  const std::pair<const char*, std::string> modes[] = {
+      {"done", notAPackage}, {"done-bare", notAPackage}, {"huge", notAPackage},
+      {"done-lower", failed + "Writing...\r\ndone.\r\n"}, {"done-no-dot", failed + "Done\r\n"},
+      {"silent", failed}, {"error", failed + "Cannot read the image\n"},
+      {"crash", failed + "about to crash\n"}, {"slow", "cancelled"},
+  };
+  // clang-format on
+  for (const auto& [mode, message] : modes) {
+    SCOPED_TRACE(mode);
+    Job pal(9, true);
+    FakeMode fake(mode);
+    pal.Input("game.bin", image);
+    pal.job.palFixScreen = true;
+    if (std::string(mode) == "slow")
+      pal.host.onAdvance = [&pal](int n) {
+        if (n == 3) pal.host.cancel.Request();
+      };
+    // The user's older package in the folder stays as it was whatever the run does.
+    std::filesystem::create_directories(pal.work / "out");
+    WriteFileText(pal.Out("EBOOT.PBP"), "an older package");
+    const std::string whole =
+        "The new package " + pal.Out("EBOOT.PBP.part") + " is not whole: it has no PBP header.";
+    EXPECT_EQ(pal.Go(), message == "cancelled"
+                            ? Outcome::Cancelled()
+                            : Outcome::Failed(message == notAPackage ? whole : message));
+    EXPECT_EQ(ReadFileBytes(pal.work / "game.bin"), image);
+    EXPECT_EQ(ReadFileText(pal.Out("EBOOT.PBP")), "an older package");
+    pal.ExpectCleanedUp();  // no EBOOT.PBP.part
+    EXPECT_FALSE(pal.host.cancel.Requested());
+  }
+  // The real converter: the package carries the fix, the image does not.
+  Job pal;
+  pal.Input("game.bin", image);
+  pal.job.palFixScreen = true;
+  const ConversionResult result = pal.Run();
+  ASSERT_EQ(std::tuple(result.outcome, result.palPatches), std::tuple(Outcome::Success(), 2u));
+  EXPECT_EQ(ReadFileBytes(pal.work / "game.bin"), image);
+  // The fix where the pattern lies: the whole disc compared proves both places.
+  Bytes fixed = image;
+  for (std::size_t at : kPalAt) {
+    ASSERT_EQ(Bytes(fixed.begin() + at, fixed.begin() + at + 8), kPattern) << at;
+    std::copy(kFixed.begin(), kFixed.end(), fixed.begin() + at);
+  }
+  EXPECT_TRUE(ReadPackage(pal.Out("EBOOT.PBP")).disc == fixed);
+
+  // Plain images padded or not, the PAL fix of an uncompressed package, and a package of two
+  //   // discs recompressed.
+  const Bytes user = BuildIsoSectors(GameDisc("SCES_003.44"));
+  for (const std::string name : {"game.iso", "game.img", "game.mdf"}) {
+    SCOPED_TRACE(name);
+    const bool iso = name == "game.iso";
+    Job plain(iso ? 9 : 0);
+    plain.settings.addIsoPadding = iso;
+    plain.Input(name, iso ? user : EncodeSectors(user, SectorLayout::Raw2448));
+    ASSERT_EQ(plain.Go(), Outcome::Success());
+    plain.ExpectCleanedUp();
+    const Bytes back = ReadPackage(plain.Out("EBOOT.PBP")).disc;
+    if (!iso) {
+      EXPECT_TRUE(back == EncodeSectors(user, SectorLayout::Mode2Raw));
+      continue;
+    }
+    // Padded to raw sectors (their bytes are the padding's own test): the data 16 bytes in.
+    ASSERT_EQ(back.size(), user.size() / 2048 * 2352);
+    EXPECT_TRUE(std::equal(user.end() - 2048, user.end(), back.end() - 2352 + 16));
+  }
+
+  // A pattern that begins in one block and ends in the next is found across the head that lies
+  // between them in the package, and written in two pieces around it; the user's image stays.
+  Job plain;
+  const Bytes noise = NoiseBytes(40 * 2352, 9);
+  Bytes patterned = noise, expected = noise;
+  for (long at : {37632 - 3, 60001}) {
+    std::copy(kPattern.begin(), kPattern.end(), patterned.begin() + at);
+    std::copy(kFixed.begin(), kFixed.end(), expected.begin() + at);
+  }
+  plain.Input("noise.bin", patterned);
+  plain.job.level = 0;
+  plain.job.palFixScreen = true;
+  const ConversionResult plainResult = plain.Run();
+  ASSERT_EQ(std::tuple(plainResult.outcome, plainResult.palPatches),
+            std::tuple(Outcome::Success(), 2u));
+  EXPECT_TRUE(ReadFileBytes(plain.work / "noise.bin") == patterned);
+  // Read back as the emulators inflate it: a head written over would break the stream.
+  EXPECT_TRUE(ReadPackage(plain.Out("EBOOT.PBP")).disc == expected);
+
+  // Padding off: the ISO is stored as it is, as the settings say, but the TOC gives the
+  // disc's 1,731 sectors (not the 1,508 its bytes make as raw sectors), the run says the
+  // package will not start in emulators, and --against finds it is not the disc.
+  Job u;
+  IsoOptions disc = GameDisc("SCES_003.44");
+  disc.minSectors = 1731;
+  u.Input("game.iso", BuildIsoSectors(disc));
+  const ConversionResult unpadded = u.Run();
+  ASSERT_EQ(unpadded.outcome, Outcome::Success());
+  const std::string warning =
+      "ISO padding is off, so the 2,048-byte sectors of game.iso are stored without raw "
+      "headers: the package will not start in emulators.";
+  EXPECT_EQ(unpadded.warnings, std::vector<std::string>{warning});
+  EXPECT_EQ(std::count(u.host.logLines.begin(), u.host.logLines.end(), warning + "\r\n"), 1);
+  const Bytes pbp = ReadFileBytes(u.Out("EBOOT.PBP"));
+  const std::size_t a2 = LoadLe32(&pbp[36]) + 0x800 + 2 * 10;
+  EXPECT_EQ(Bytes(pbp.begin() + a2 + 7, pbp.begin() + a2 + 10), (Bytes{0x00, 0x23, 0x06}));
+
+  VerifyOptions against;
+  against.against = u.work / "game.iso";
+  const VerifyReport report = VerifyPackage(u.Out("EBOOT.PBP"), against, u.host, u.host.cancel);
+  EXPECT_FALSE(report.againstEqual);
+  EXPECT_EQ(report.againstText, "sector 0 (track 1) differs first");
+
+  // A game on two discs, the second with two audio tracks, recompressed from its package:
+  // every disc comes back out, keeps its own ID and tracks, and nothing of the run is left.
   Job first(0);
   const Bytes one = BuildDiscImage(GameDisc("SLUS_009.06"), SectorLayout::Mode2Raw);
   IsoOptions second = GameDisc("SLUS_009.07", NoiseBytes(30000, 9));
   second.minSectors = 300;
   Bytes two = BuildDiscImage(second, SectorLayout::Mode2Raw);
-  ASSERT_EQ(two.size(), 300u * 2352);
   Append(two, AudioSectors(250, 4));
   WriteFileBytes(first.work / "Quest (Disc 1).bin", one);
   WriteFileBytes(first.work / "Quest (Disc 2).bin", two);
@@ -252,18 +235,15 @@ TEST(Conversion, APackageOfTwoDiscsIsRecompressedDiscByDisc) {
 
   const std::string eboot = re.Out("EBOOT.PBP");
   const Bytes package = ReadFileBytes(eboot);
-  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it.
-  for (auto [number, disc, id] : {std::tuple{1, &one, "SLUS_01234"}, {2, &two, "SLUS_00907"}}) {
+  // Disc 1 carries the package's ID (the job's), disc 2 the one read from it, each at +0x400
+  // in its section's header.
+  for (auto [number, disc, id] : {std::tuple{1, &one, "_SLUS_01234"}, {2, &two, "_SLUS_00907"}}) {
     InflatingReader reader(eboot, number);
     EXPECT_EQ(reader.discCount(), 2);
     EXPECT_TRUE(ReadPackage(eboot, number).disc == *disc) << number;
-    // Each section's header has its disc's ID at +0x400.
-    const uint64_t at = reader.sectionStart() + 0x400;
-    ASSERT_LT(at + 11, package.size());
-    EXPECT_EQ(std::string(package.begin() + static_cast<long>(at),
-                          package.begin() + static_cast<long>(at) + 11),
-              std::string("_") + id)
-        << number;
+    const long at = static_cast<long>(reader.sectionStart() + 0x400);
+    ASSERT_LT(at + 11, static_cast<long>(package.size()));
+    EXPECT_EQ(std::string(package.begin() + at, package.begin() + at + 11), id) << number;
   }
   EXPECT_EQ(ReadPackage(eboot, 2).tracks, "1 data 0, 2 audio 300, 3 audio 400");
 }

@@ -34,17 +34,7 @@ struct Staged {
   }
 };
 
-TEST(ConverterVerdict, DoneDotAtTheVeryEnd) {
-  EXPECT_TRUE(ConverterSucceeded("Writing\r\nDone."));
-  EXPECT_TRUE(ConverterSucceeded("Writing\r\nDone.\r\n"));
-  EXPECT_TRUE(ConverterSucceeded("Done.\n\n\n"));
-  EXPECT_FALSE(ConverterSucceeded("Writing\r\ndone.\r\n"));
-  EXPECT_FALSE(ConverterSucceeded("Done\r\n"));
-  EXPECT_FALSE(ConverterSucceeded("Done. Not really"));
-  EXPECT_FALSE(ConverterSucceeded(""));
-}
-
-TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
+TEST(Converter, ItsArgumentsVerdictRunCancelAndProgress) {
   ConverterRunOptions o;
   o.converter = "/opt/ebf/tarnwick.exe";
   o.output = "/out/EBOOT.PBP.part";
@@ -84,11 +74,32 @@ TEST(CommandLine, ArgumentsAsTheConverterReadsThem) {
   // Windows gets one line that reads back as the same words.
   EXPECT_EQ(JoinCommandLine({"/out/tarnwick.exe", "My Game", "SLUS00594", "9", ""}),
             "/out/tarnwick.exe \"My Game\" SLUS00594 9 \"\"");
-}
 
-TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCannotStart) {
+  // The verdict: "Done." at the very end.
+  for (const char* yes : {"Writing\r\nDone.", "Writing\r\nDone.\r\n", "Done.\n\n\n"})
+    EXPECT_TRUE(ConverterSucceeded(yes)) << yes;
+  for (const char* no : {"Writing\r\ndone.\r\n", "Done\r\n", "Done. Not really", ""})
+    EXPECT_FALSE(ConverterSucceeded(no)) << no;
+
+  // A run: a cancel deletes the package; success shows progress; no converter cannot start.
   Staged s;
-  FakeMode mode("done");
+  FakeMode mode("slow");
+  // At the first poll, and after the size has been looked at three times (every fifth poll).
+  for (int cancelAt : {1, 4}) {
+    WriteFileText(s.out / "EBOOT.PBP", "an older package");
+    RunRecorder host;
+    host.onAdvance = [&host, cancelAt](int n) {
+      if (n == cancelAt) host.cancel.Request();
+    };
+    EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
+    EXPECT_FALSE(host.cancel.Requested() || FileExists(s.out / "EBOOT.PBP"));
+    EXPECT_EQ(std::tuple(host.amounts.size(), host.completed.size()),
+              std::tuple(static_cast<std::size_t>(cancelAt), 0u));
+  }
+
+  // Success shows the bytes written for a compressed package and a bar otherwise; no converter
+  // cannot start.
+  FakeMode done("done");
   RunRecorder host;
   EXPECT_EQ(RunConverter(s.Options(9), host, host.cancel), Outcome::Success());
   EXPECT_TRUE(FileExists(s.out / "EBOOT.PBP"));
@@ -114,24 +125,6 @@ TEST(RunConverter, SuccessShowsBytesForCompressedAndBarOtherwiseAndNoConverterCa
   std::filesystem::remove(s.progFolder + "Data/tarnwick.exe");
   EXPECT_EQ(RunConverter(s.Options(), host0, host0.cancel),
             Outcome::Failed("Could not start tarnwick!"));
-}
-
-TEST(RunConverter, CancelAtFirstPollAndLaterDeletesTheEboot) {
-  Staged s;
-  FakeMode mode("slow");
-  // At the first poll, and after the size has been looked at three times (every fifth poll).
-  for (int cancelAt : {1, 4}) {
-    WriteFileText(s.out / "EBOOT.PBP", "an older package");
-    RunRecorder host;
-    host.onAdvance = [&host, cancelAt](int n) {
-      if (n == cancelAt) host.cancel.Request();
-    };
-    EXPECT_EQ(RunConverter(s.Options(0), host, host.cancel), Outcome::Cancelled());
-    EXPECT_FALSE(host.cancel.Requested());
-    EXPECT_FALSE(FileExists(s.out / "EBOOT.PBP"));
-    EXPECT_EQ(host.amounts.size(), static_cast<std::size_t>(cancelAt));
-    EXPECT_TRUE(host.completed.empty());
-  }
 }
 
 }  // namespace

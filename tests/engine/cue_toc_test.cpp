@@ -9,7 +9,7 @@ namespace {
 
 using namespace test;
 
-TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
+TEST(CueToc, PrepareFindsTheImageAndWritesIsoTocOfEachSheet) {
   TempDir dir;
   dir.MakeDir("out");
   const std::string out = WithTrailingSep(dir / "out");
@@ -40,9 +40,8 @@ TEST(CueToc, PrepareFindsTheImageAndWritesIsoToc) {
   WriteFileText(dir / "nofile.cue", "TRACK 01 MODE1/2352\n");
   for (const char* cue : {"gone.cue", "nofile.cue", "missing.cue"})
     EXPECT_EQ(PrepareCue(dir / cue, out).result, "The BIN file could not be found!!!") << cue;
-}
 
-TEST(CueToc, Sheets) {
+  // Sheets, and the TOC each gives.
   // A sheet, the sectors of its image, and the TOC it gives.
   const std::tuple<std::string, uint64_t, Bytes> sheets[] = {
       // An audio disc of one track, lower case, tabs, INDEX 00 first; 74 minutes of image.
@@ -87,9 +86,8 @@ TEST(CueToc, Sheets) {
   const CueToc last = BuildCueToc(std::get<0>(sheets[3]), 100000 * 2352);
   EXPECT_EQ(last.imageName, "GAME (TRACK 1).BIN");
   EXPECT_EQ(last.lastTrack, 3);
-}
 
-TEST(CueToc, JunkNeverBreaksIt) {
+  // Junk never breaks it.
   // No usable track: three empty lead entries.
   const Bytes empty(30, 0);
   for (std::string junk : {std::string("TRACK"), std::string("TRACK 999 AUDIO\nINDEX 01 xx"),

@@ -22,31 +22,31 @@ TEST(DatFile, ReadsGamesAndLooksTracksUp) {
       "<rom name=\"Empty.cue\" size=\"1\"/></game>\n</datafile>\n");
   std::vector<DatGame> games;
   ASSERT_EQ(ReadDatFile(dir / "set.dat", games), "");
-  ASSERT_EQ(games.size(), 2u);  // the game of a sheet alone is no game of tracks
-  EXPECT_EQ(games[0].name, "A (USA)");
-  ASSERT_EQ(games[0].tracks.size(), 2u);  // the sheet is left out
-  EXPECT_EQ(games[0].tracks[0].crc, "abcdef01");
-  EXPECT_EQ(games[0].tracks[0].md5, "aa");
-  EXPECT_EQ(*games[0].tracks[1].size, 4704u);
-  EXPECT_EQ(games[1].name, "B (Europe)");
+  // Each game: its name, then each track's size, CRC and MD5. The game of a sheet alone is no
+  // game of tracks, and a sheet is left out.
+  std::string read;
+  for (const DatGame& g : games) {
+    read += (read.empty() ? "" : " | ") + g.name + ":";
+    for (const auto& t : g.tracks)
+      read += " " + (t.size ? std::to_string(*t.size) : "-") + " " + t.crc + " " + t.md5;
+  }
+  EXPECT_EQ(read, "A (USA): 2352 abcdef01 aa 4704 00000002  | B (Europe): 2352 abcdef01 ");
 
+  // The game found, whether it matches, and the tracks that differ.
+  auto look = [&](const std::vector<TrackFigures>& tracks) {
+    const DatLookup found = LookUpTracks(games, tracks);
+    std::string text = found.game ? found.game->name : "none";
+    if (found.matched) text += " matches";
+    for (int t : found.differing) text += " " + std::to_string(t);
+    return text;
+  };
   const TrackFigures t1{2352, "abcdef01", "aa", "ff"}, t2{4704, "00000002", "bb", "ee"};
-  DatLookup found = LookUpTracks(games, {t1, t2});
-  ASSERT_NE(found.game, nullptr);
-  EXPECT_TRUE(found.matched);
-  EXPECT_EQ(found.game->name, "A (USA)");
+  EXPECT_EQ(look({t1, t2}), "A (USA) matches");
   // One track alone is B, whose rom gives no MD5 to compare.
-  found = LookUpTracks(games, {t1});
-  EXPECT_TRUE(found.matched);
-  EXPECT_EQ(found.game->name, "B (Europe)");
+  EXPECT_EQ(look({t1}), "B (Europe) matches");
   // A second track of another size: A is closest, its track 2 differs.
-  found = LookUpTracks(games, {t1, TrackFigures{4705, "00000002", "bb", "ee"}});
-  EXPECT_FALSE(found.matched);
-  EXPECT_EQ(found.game->name, "A (USA)");
-  EXPECT_EQ(found.differing, std::vector<int>{2});
-  // Nothing in common.
-  found = LookUpTracks(games, {TrackFigures{1, "00000000", "", ""}});
-  EXPECT_EQ(found.game, nullptr);
+  EXPECT_EQ(look({t1, {4705, "00000002", "bb", "ee"}}), "A (USA) 2");
+  EXPECT_EQ(look({{1, "00000000", "", ""}}), "none");  // nothing in common
 
   WriteFileText(dir / "broken.dat", "<datafile><game name=\"x\">");
   EXPECT_NE(ReadDatFile(dir / "broken.dat", games).find("could not be read"), std::string::npos);

@@ -52,7 +52,6 @@ struct ReadBack {
   std::string tracks;  // "1 data 0, 2 audio 300": number, kind and first sector of each
   uint32_t sectors = 0;
   Bytes disc;
-  std::vector<uint16_t> entrySizes;
 };
 
 // Disc `disc` of a package as the readers serve it; each track's audio position is its start.
@@ -66,7 +65,6 @@ inline ReadBack ReadPackage(const std::string& eboot, int disc = 1) {
     EXPECT_EQ(t.audioPosition, t.start) << t.number;
   }
   r.sectors = reader.discSectors();
-  r.entrySizes = reader.entrySizes();
   EXPECT_EQ(reader.ReadSectors(0, r.sectors, r.disc), "");
   return r;
 }

@@ -22,7 +22,7 @@ Bytes Disc(uint32_t seed) {
   return BuildDiscImage(o, SectorLayout::Mode2Raw);
 }
 
-TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
+TEST(PatchedConversion, TheDiscIsWhatXdelta3MakesOfThePatchAndLibCryptDataGoBeside) {
   for (const char* secondary : {"none", "lzma"}) {
     SCOPED_TRACE(secondary);
     ConversionJob r;
@@ -52,45 +52,41 @@ TEST(PatchedConversion, ThePackagesDiscIsTheImageXdelta3MakesFromThePatch) {
                                (std::string(secondary) == "lzma" ? " (LZMA))\r\n" : ")\r\n");
     EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(), format), 1);
   }
-}
 
-TEST(PatchedConversion, LibCryptDataGoBesideThePackageForEachProtectedDisc) {
+  // LibCrypt data go beside the package for each protected disc.
   // An .sbi of one type-1 record for sector 14105 (03:08:05), which sets key bit 15.
   Bytes sbi = {'S', 'B', 'I', 0, 0x03, 0x08, 0x05, 1};
   for (uint8_t q : {0x41, 0x01, 0x01, 0x03, 0x06, 0x06, 0x00, 0x03, 0x08, 0x15}) sbi.push_back(q);
-  struct Row {
-    int discs;
-    std::vector<int> protectedDiscs;
-    std::vector<std::string> written, absent;
-  } rows[] = {{1, {1}, {"EBOOT.sbi"}, {"EBOOT_1.sbi"}},
-              {3, {1, 3}, {"EBOOT_1.sbi", "EBOOT_3.sbi"}, {"EBOOT.sbi", "EBOOT_2.sbi"}}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.discs);
+  // The discs, those protected, the files written beside the package and those not.
+  const std::tuple<int, std::vector<int>, std::vector<std::string>, std::vector<std::string>>
+      rows[] = {{1, {1}, {"EBOOT.sbi"}, {"EBOOT_1.sbi"}},
+                {3, {1, 3}, {"EBOOT_1.sbi", "EBOOT_3.sbi"}, {"EBOOT.sbi", "EBOOT_2.sbi"}}};
+  for (const auto& [discs, protectedDiscs, written, absent] : rows) {
+    SCOPED_TRACE(discs);
     ConversionJob r;
-    for (int d = 1; d <= row.discs; ++d) {
+    for (int d = 1; d <= discs; ++d) {
       const std::string name = "Game (Disc " + std::to_string(d) + ")";
       WriteFileBytes(r.work / (name + ".bin"), Disc(d));
-      if (std::count(row.protectedDiscs.begin(), row.protectedDiscs.end(), d))
+      if (std::count(protectedDiscs.begin(), protectedDiscs.end(), d))
         WriteFileBytes(r.work / (name + ".sbi"), sbi);
       (d == 1 ? r.job.input : r.job.laterDiscs.emplace_back()) = r.work / (name + ".bin");
     }
     // A file of the name from an earlier run is replaced only when the question says so.
     MakeFolders(r.work / "out");
-    WriteFileText(r.Out(row.written[0]), "older");
+    WriteFileText(r.Out(written[0]), "older");
     r.host.answers = {false};
     EXPECT_EQ(r.Go(), Outcome::Declined());
-    EXPECT_EQ(ReadFileText(r.Out(row.written[0])), "older");
+    EXPECT_EQ(ReadFileText(r.Out(written[0])), "older");
     EXPECT_FALSE(FileExists(r.Out("EBOOT.PBP")));
 
     ASSERT_EQ(r.Go(), Outcome::Success());
-    for (const std::string& name : row.written)
-      EXPECT_TRUE(ReadFileBytes(r.Out(name)) == sbi) << name;
-    for (const std::string& name : row.absent) EXPECT_FALSE(FileExists(r.Out(name))) << name;
+    for (const std::string& name : written) EXPECT_TRUE(ReadFileBytes(r.Out(name)) == sbi) << name;
+    for (const std::string& name : absent) EXPECT_FALSE(FileExists(r.Out(name))) << name;
     EXPECT_EQ(std::count(r.host.logLines.begin(), r.host.logLines.end(),
                          "LibCrypt key 0x8000 (from Game (Disc 1).sbi)\r\n"),
               1);  // the declined run stopped at its question, before any disc was read
-    std::string names = row.written[0];
-    if (row.written.size() > 1) names += " and " + row.written[1];
+    std::string names = written[0];
+    if (written.size() > 1) names += " and " + written[1];
     const std::string notice =
         "This game is protected by LibCrypt. A PSP starts it only from a disc patched against "
         "the protection: convert it with an anti-LibCrypt patch. Emulators read the protection "

@@ -42,91 +42,15 @@ struct Fixture {
   }
 };
 
-TEST(PlanConversion, RefusalsInTheirOrder) {
-  Fixture f;
-  RunRecorder host;
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-
-  const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
-  using Change = std::function<void(Fixture&)>;
-  // clang-format off
-  const std::pair<Change, std::string> rows[] = {
-      {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
-      {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
-      {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
-       "The output folder is cannot be the same as the Data folder!"},
-      {[](Fixture& g) { g.in.title = ""; g.in.saveName = ""; },
-       "Please enter a title for the game!"},
-      {[](Fixture& g) { g.in.saveName = ""; },
-       "No game save name selected!  Please use the Select button to choose a game!"},
-      {[](Fixture& g) { g.in.gameId = "SLU00594"; }, "Game ID is invalid (according to tarnwick)"},
-      {[](Fixture& g) { g.in.gameId = "SLUS0059A"; }, badId},
-      {[](Fixture& g) { g.in.gameId = "ABCD00594"; }, badId},
-      {[](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; },
-       "The PIC1.PNG file doesn't exist!"},
-      // The output check comes before the title check, the slots after the ID.
-      {[](Fixture& g) { g.in.output = ""; g.in.title = ""; }, "Please enter an output folder!"},
-      {[](Fixture& g) { g.in.gameId = "SLU00594"; g.in.assets[kSlotIcon0].text = "/nope.png"; },
-       "Game ID is invalid (according to tarnwick)"},
-  };
-  // clang-format on
-  for (const auto& [change, message] : rows) {
-    Fixture g;
-    change(g);
-    RunRecorder h;
-    const Planned p = g.Run(h);
-    EXPECT_FALSE(p.plan.has_value()) << message;
-    EXPECT_EQ(p.outcome, Outcome::Failed(message));
-  }
-  // A folder, a FIFO or a device is refused before it is opened.
-  f.in.input = f.work.path();
-  EXPECT_EQ(f.Run(host).outcome,
-            Outcome::Failed("\"" + f.work.path() + "\" is a folder, not a file."));
-}
-
-TEST(PlanConversion, OutputFolderRules) {
-  Fixture f;
-  RunRecorder host;
-  // Data with a trailing separator passes; so does a lower-case ID prefix.
-  f.in.output = f.prog.folder() + "Data" + kSep;
-  f.in.gameId = "slus00594";
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Success());
-  // A package is patched in place: the output folder is not looked at.
-  WriteFileText(f.work / "EBOOT.pbp", "x");
-  f.in.input = f.work / "EBOOT.pbp";
-  f.in.output = "";
-  Planned patch = f.Run(host);
-  ASSERT_TRUE(patch.plan);
-  EXPECT_EQ(patch.plan->kind, JobKind::PatchPackage);
-  EXPECT_EQ(patch.plan->output, "");
-  // Rebuilt through the converter, it writes into the output folder, which is then checked.
-  f.in.recompress = true;
-  EXPECT_EQ(f.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
-  f.in.output = f.prog.folder() + "Data";
-  EXPECT_EQ(f.Run(host).outcome,
-            Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
-  // A folder that cannot be created.
-  Fixture g;
-  WriteFileText(g.work / "file", "x");
-  g.in.output = g.work / "file/sub/leaf";
-  EXPECT_EQ(g.Run(host).outcome, Outcome::Failed("The output folder is invalid!"));
-}
-
-TEST(PlanConversion, QuestionsAndTheirDefaults) {
-  struct Row {
-    const char* input;
-    const char* region;
-    bool screen, graphics, answer;
-    std::string asked;  // the start of the one question asked, "" for none
-    bool defaultNo;
-    Outcome expected;  // No ends silently
-  };
+TEST(PlanConversion, RefusalsQuestionsThePlanAndWhatTheCommandLineResolves) {
   const std::string iso = "It appears that you're using an ISO.";
   const std::string ntsc =
       "It seems that you're trying to apply a PAL -> NTSC fix on an NTSC game!";
   const std::string pal = "It seems that you're converting a PAL game, but haven't chosen";
+  // The input, the region, the two PAL fixes, the answer, the start of the one question asked
+  // ("" for none), whether it defaults to No, and the outcome (No ends silently).
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, bool, bool, bool, std::string, bool, Outcome> rows[] = {
       {"game.iso", "NTSC", false, false, false, iso, false, Outcome::Declined()},
       {"game.bin", "NTSC", false, true, true, ntsc, true, Outcome::Success()},
       {"game.bin", "PAL", false, false, false, pal, true, Outcome::Declined()},
@@ -136,27 +60,27 @@ TEST(PlanConversion, QuestionsAndTheirDefaults) {
       {"game.bin", "", true, true, false, "", false, Outcome::Success()},
   };
   // clang-format on
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.asked + row.region);
+  for (const auto& [input, region, screen, graphics, answer, asked, defaultNo, expected] : rows) {
+    SCOPED_TRACE(asked + region);
     Fixture f;
-    WriteFileText(f.work / row.input, "x");
-    f.in.input = f.work / row.input;
-    f.in.region = row.region;
-    f.in.palFixScreen = row.screen;
-    f.in.palFixGraphics = row.graphics;
+    WriteFileText(f.work / input, "x");
+    f.in.input = f.work / input;
+    f.in.region = region;
+    f.in.palFixScreen = screen;
+    f.in.palFixGraphics = graphics;
     RunRecorder host;
-    host.answers = {row.answer};
-    EXPECT_EQ(f.Run(host).outcome, row.expected);
-    ASSERT_EQ(host.questions.size(), row.asked.empty() ? 0u : 1u);
-    if (row.asked.empty()) continue;
-    EXPECT_EQ(host.questions[0].text.rfind(row.asked, 0), 0u) << host.questions[0].text;
-    EXPECT_EQ(host.questions[0].defaultNo, row.defaultNo);
+    host.answers = {answer};
+    EXPECT_EQ(f.Run(host).outcome, expected);
+    ASSERT_EQ(host.questions.size(), asked.empty() ? 0u : 1u);
+    if (asked.empty()) continue;
+    const auto& q = host.questions[0];
+    EXPECT_EQ(std::tuple(q.text.substr(0, asked.size()), q.defaultNo),
+              std::tuple(asked, defaultNo));
     // The ISO question comes before the output folder is made.
-    EXPECT_TRUE(row.asked != iso || !IsDirectory(f.work / "out"));
+    EXPECT_TRUE(asked != iso || !IsDirectory(f.work / "out"));
   }
-}
 
-TEST(PlanConversion, ThePlanStandsAlone) {
+  // The plan stands alone.
   Fixture f;
   CopyRuntimeTree(f.prog, false);
   const std::string icon = f.work / "icon.png";
@@ -170,33 +94,28 @@ TEST(PlanConversion, ThePlanStandsAlone) {
   Planned p = f.Run(host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   const ConversionPlan& plan = *p.plan;
-  EXPECT_EQ(plan.kind, JobKind::NewPackage);
   // Paths the converter can be given from its own folder: absolute, the folder ending in
   // the separator, and made.
-  EXPECT_EQ(plan.input, f.work / "game.bin");
-  EXPECT_EQ(plan.output, WithTrailingSep(f.work / "out"));
+  EXPECT_EQ(std::tuple(plan.kind, plan.input, plan.output),
+            std::tuple(JobKind::NewPackage, f.work / "game.bin", WithTrailingSep(f.work / "out")));
   EXPECT_TRUE(IsDirectory(f.work / "out"));
   EXPECT_EQ(std::tuple(plan.title, plan.gameId, plan.level, plan.confirm, plan.settings.imgResMode),
             std::tuple("Game", "SLUS00594", 3, false, 2));
   // The user's file, the "null" stand-in for an unticked slot, the shipped default.
-  EXPECT_EQ(plan.assets[kSlotIcon0].path, icon);
-  EXPECT_EQ(plan.assets[kSlotSnd0].path, f.prog.folder() + "null");
+  const auto& a = plan.assets;
+  EXPECT_EQ(std::tuple(a[kSlotIcon0].path, a[kSlotIcon0].text, a[kSlotSnd0].path,
+                       a[kSlotSnd0].ticked, a[kSlotPic1].path),
+            std::tuple(icon, icon, f.prog.folder() + "null", false,
+                       f.prog.folder() + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG"));
   EXPECT_TRUE(FileExists(f.prog.folder() + "null"));
-  EXPECT_EQ(plan.assets[kSlotPic1].path,
-            f.prog.folder() + "PSXCust" + kSep + "Default" + kSep + "PIC1.PNG");
-  EXPECT_FALSE(plan.assets[kSlotSnd0].ticked);
-  EXPECT_EQ(plan.assets[kSlotIcon0].text, icon);
 
   // A batch's later game whose folder an earlier one took gets the next free name.
   f.in.takenOutputFolders = {OutputFolderKey(f.work / "out"), OutputFolderKey(f.work / "out (2)")};
   p = f.Run(host);
   ASSERT_TRUE(p.plan);
   EXPECT_EQ(p.plan->output, WithTrailingSep(f.work / "out (3)"));
-}
 
-TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
+  // The command line resolves what the window was given, and each later disc.
   // A disc in the game list: the command line gives only the input, the rest is found.
   JobInput cli;
   cli.input = f.Disc("Metal Gear.bin", "SLUS_005.94");
@@ -204,8 +123,7 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
   cli.confirm = false;
   f.settings.defaultOutputDir = f.work / "games";
   f.settings.defaultOutDirOpt = 3;
-  RunRecorder host;
-  Planned p = f.Plan(cli, host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
   EXPECT_EQ(std::tuple(p.plan->title, p.plan->saveName, p.plan->gameId, p.plan->output),
             std::tuple("Metal Gear Solid [NTSC-U]", "Metal Gear Solid", "SLUS00594",
@@ -228,12 +146,9 @@ TEST(PlanConversion, TheCommandLineResolvesWhatTheWindowWasGiven) {
       p.outcome,
       Outcome::Failed("CUE Sheet is invalid!\r\n(gone.bin, named by broken.cue, is not there)"));
   EXPECT_EQ(p.title, "broken");
-}
 
-TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
-  JobInput cli;
+  // The later discs of a game are read for their own IDs.
+  cli = JobInput();
   cli.input = f.Disc("Spy Story (Disc 1).bin", "SLUS_005.94");
   cli.laterDiscs = {f.Disc("Spy Story (Disc 2).bin", "SLUS_007.76"),
                     f.Disc("Spy Story (Disc 3).bin", "SLUS_012.40")};
@@ -243,17 +158,16 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   cli.resolve = true;
   cli.output = f.work / "out";
   cli.confirm = false;
-  RunRecorder host;
-  Planned p = f.Plan(cli, host);
+  p = f.Plan(cli, host);
   ASSERT_TRUE(p.plan) << Describe(p.outcome);
-  EXPECT_EQ(p.plan->discCount(), 3);
-  EXPECT_EQ(p.plan->gameId, "SLUS00594");  // disc 1's: the package's, and its saves'
+  // Disc 1's ID is the package's, and its saves'.
+  EXPECT_EQ(std::tuple(p.plan->discCount(), p.plan->gameId, p.plan->title),
+            std::tuple(3, "SLUS00594", "Metal Gear Solid [NTSC-U]"));
   ASSERT_EQ(p.plan->laterDiscs.size(), 2u);
   EXPECT_EQ(std::tuple(p.plan->laterDiscs[0].gameId, p.plan->laterDiscs[0].input,
                        p.plan->laterDiscs[1].gameId, p.plan->laterDiscs[1].dataFile),
             std::tuple("SLUS00776", f.work / "Spy Story (Disc 2).bin", "SLUS01240",
                        f.work / "Spy Story (Disc 3).bin"));
-  EXPECT_EQ(p.plan->title, "Metal Gear Solid [NTSC-U]");
   // A name from the file loses its disc number: the package is the whole game.
   cli.input = f.Disc("Quiet (Disc 1).bin", "SLUS_901.01");
   p = f.Plan(cli, host);
@@ -267,88 +181,136 @@ TEST(PlanConversion, TheLaterDiscsOfAGameAreReadForTheirOwnIds) {
   };
   // Every later disc is checked as disc 1 is, and named in the refusal.
   const std::string two = f.work / "Spy Story (Disc 2).bin";
-  const std::string one = cli.input;
   WriteFileText(f.work / "notes.txt", "my notes");
   WriteFileText(f.work / "game.mds", "descriptor");
   WriteFileText(f.work / "EBOOT.PBP", "x");
   WriteFileText(f.work / "one.cue",
-                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n"
-                " INDEX 01 00:00:00\n");
+                "FILE \"Quiet (Disc 1).bin\" BINARY\n TRACK 01 MODE2/2352\n INDEX 01 00:00:00\n");
   Bytes ecm = EncodeEcm(ReadFileBytes(two));
   ecm.resize(ecm.size() / 2);
   WriteFileBytes(f.work / "cut.bin.ecm", ecm);
-  auto disc2 = [](const std::string& path, const std::string& why) {
-    return Outcome::Failed("Disc 2 (" + path + "): " + why);
+  using Row = std::pair<std::vector<std::string>, Outcome>;
+  auto disc2 = [&](const std::string& name, const std::string& why) {
+    const std::string path = name[0] == '/' ? name : f.work / name;
+    return Row{{path}, Outcome::Failed("Disc 2 (" + path + "): " + why)};
   };
   const std::string sameDisc = "It is the same disc as disc 1: a package holds each disc once.";
-  const std::string notes = f.work / "notes.txt", mds = f.work / "game.mds";
-  const std::string cue = f.work / "one.cue";
-  const std::string pbp = f.work / "EBOOT.PBP", gone = f.work / "gone.bin";
   // clang-format off
-  const std::pair<std::vector<std::string>, Outcome> rows[] = {
-      {{gone}, disc2(gone, "The input file doesn't exist!")},
+  const Row laterRows[] = {
+      disc2("gone.bin", "The input file doesn't exist!"),
       {{two, two, two, two, two},
        Outcome::Failed("A package holds at most five discs; give no more than five.")},
-      {{pbp}, disc2(pbp, "A game on several discs is made from disc images; a package cannot be "
-                         "one of them.")},
-      {{notes}, disc2(notes, "Doesn't appear to be a valid image file.")},
-      {{mds}, disc2(mds, kMdsMessage)},
-      {{one}, disc2(one, sameDisc)},
-      {{cue}, disc2(cue, sameDisc)},
+      disc2("EBOOT.PBP", "A game on several discs is made from disc images; a package cannot be "
+                         "one of them."),
+      disc2("notes.txt", "Doesn't appear to be a valid image file."),
+      disc2("game.mds", kMdsMessage), disc2(cli.input, sameDisc), disc2("one.cue", sameDisc),
       {{two, two}, Outcome::Failed("Disc 3 (" + two + "): It is the same disc as disc 2: a package "
                                    "holds each disc once.")},
   };
   // clang-format on
-  for (const auto& [later, expected] : rows) EXPECT_EQ(refusal(later), expected) << later[0];
+  for (const auto& [later, expected] : laterRows) EXPECT_EQ(refusal(later), expected) << later[0];
   const Outcome cut = refusal({f.work / "cut.bin.ecm"});
   EXPECT_EQ(cut.text().rfind("Disc 2 (" + (f.work / "cut.bin.ecm") + "): ", 0), 0u) << cut.text();
   EXPECT_NE(cut.text().find("cut short"), std::string::npos) << cut.text();
-}
 
-TEST(PlanConversion, AGameWithADiscMissingIsConvertedOnlyWhenTheUserSaysSo) {
-  Fixture f;
-  CopyRuntimeTree(f.prog, false);
+  // A game with a disc missing is converted only when the user says so.
   for (const char* name : {"Tide (Disc 1).bin", "Tide (Disc 3).bin"}) f.Disc(name, "SLUS_009.01");
   const std::string said = "Disc 2 of \"Tide\" was not found";
-  struct Row {
-    MissingDiscs rule;
-    std::vector<std::string> later;
-    bool wholeGame;
-    std::optional<bool> answer;  // to the question, when one is asked
-    Outcome expected;
-  };
   const std::vector<std::string> three = {f.work / "Tide (Disc 3).bin"};
-  const std::string refused = said + "; the game is not converted without it.";
+  // The rule, the later discs, the answer to the question (when one is asked), the outcome.
   // clang-format off
-  const Row rows[] = {
-      {MissingDiscs::Refuse, three, false, {}, Outcome::Failed(refused)},
-      {MissingDiscs::Ask, three, false, false, Outcome::Declined()},
-      {MissingDiscs::Ask, three, false, true, Outcome::Success()},
-      {MissingDiscs::Allow, three, false, {}, Outcome::Success()},
-      // Disc 1 alone is a game of its own, unless it was found as one of a set.
-      {MissingDiscs::Refuse, {}, false, {}, Outcome::Success()},
+  const std::tuple<MissingDiscs, std::vector<std::string>, std::optional<bool>, Outcome> rules[] = {
+      {MissingDiscs::Refuse, three, {}, Outcome::Failed(said + "; the game is not converted without it.")},
+      {MissingDiscs::Ask, three, false, Outcome::Declined()},
+      {MissingDiscs::Ask, three, true, Outcome::Success()},
+      {MissingDiscs::Allow, three, {}, Outcome::Success()},
+      // Disc 1 alone is a game of its own.
+      {MissingDiscs::Refuse, {}, {}, Outcome::Success()},
   };
   // clang-format on
-  for (const Row& row : rows) {
+  for (const auto& [rule, later, answer, expected] : rules) {
     JobInput job;
     job.input = f.work / "Tide (Disc 1).bin";
-    job.laterDiscs = row.later;
-    job.wholeGame = row.wholeGame;
-    job.missingDiscs = row.rule;
+    job.laterDiscs = later;
+    job.missingDiscs = rule;
     job.resolve = true;
     job.output = f.work / "out";
     job.confirm = false;
     RunRecorder host;
-    host.defaultAnswer = row.answer.value_or(true);
+    host.defaultAnswer = answer.value_or(true);
     const Planned p = f.Plan(job, host);
-    EXPECT_EQ(p.outcome, row.expected) << static_cast<int>(row.rule);
     const bool asked = !host.questions.empty() && host.questions.back().text.find(said) == 0;
-    EXPECT_EQ(asked, row.answer.has_value()) << static_cast<int>(row.rule);
-    if (p.plan && !row.later.empty()) {
-      EXPECT_EQ(p.plan->warnings,
-                std::vector<std::string>{said + "; the package holds the discs found."});
+    EXPECT_EQ(std::tuple(p.outcome, asked), std::tuple(expected, answer.has_value()))
+        << static_cast<int>(rule);
+    if (p.plan && !later.empty()) {
+      EXPECT_EQ(p.plan->warnings, std::vector{said + "; the package holds the discs found."});
     }
   }
+
+  // Refusals in their order, and the output folder's rules.
+  Fixture base;
+  RunRecorder baseHost;
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Success());
+
+  const std::string badId = "Game ID is invalid (well tarnwick will at least say that)";
+  using Change = std::function<void(Fixture&)>;
+  // clang-format off
+  const std::pair<Change, std::string> refusals[] = {
+      {[](Fixture& g) { g.in.input += ".missing"; }, "The input file doesn't exist!"},
+      {[](Fixture& g) { g.in.output = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.output = g.prog.folder() + "Data"; },
+       "The output folder is cannot be the same as the Data folder!"},
+      {[](Fixture& g) { g.in.title = ""; g.in.saveName = ""; },
+       "Please enter a title for the game!"},
+      {[](Fixture& g) { g.in.saveName = ""; },
+       "No game save name selected!  Please use the Select button to choose a game!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; }, "Game ID is invalid (according to tarnwick)"},
+      {[](Fixture& g) { g.in.gameId = "SLUS0059A"; }, badId},
+      {[](Fixture& g) { g.in.gameId = "ABCD00594"; }, badId},
+      {[](Fixture& g) { g.in.assets[kSlotPic1].text = g.work / "nope.png"; },
+       "The PIC1.PNG file doesn't exist!"},
+      // The output check comes before the title check, the slots after the ID.
+      {[](Fixture& g) { g.in.output = ""; g.in.title = ""; }, "Please enter an output folder!"},
+      {[](Fixture& g) { g.in.gameId = "SLU00594"; g.in.assets[kSlotIcon0].text = "/nope.png"; },
+       "Game ID is invalid (according to tarnwick)"},
+  };
+  // clang-format on
+  for (const auto& [change, message] : refusals) {
+    Fixture g;
+    change(g);
+    RunRecorder h;
+    const Planned p = g.Run(h);
+    EXPECT_EQ(std::tuple(p.outcome, p.plan.has_value()),
+              std::tuple(Outcome::Failed(message), false));
+  }
+  // A folder, a FIFO or a device is refused before it is opened.
+  base.in.input = base.work.path();
+  EXPECT_EQ(base.Run(baseHost).outcome,
+            Outcome::Failed("\"" + base.work.path() + "\" is a folder, not a file."));
+
+  // The output folder's rules.
+  base.in.input = base.work / "game.bin";
+  // Data with a trailing separator passes; so does a lower-case ID prefix.
+  base.in.output = base.prog.folder() + "Data" + kSep;
+  base.in.gameId = "slus00594";
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Success());
+  // A package is patched in place: the output folder is not looked at.
+  WriteFileText(base.work / "EBOOT.pbp", "x");
+  base.in.input = base.work / "EBOOT.pbp";
+  base.in.output = "";
+  Planned patch = base.Run(baseHost);
+  ASSERT_TRUE(patch.plan);
+  EXPECT_EQ(std::tuple(patch.plan->kind, patch.plan->output),
+            std::tuple(JobKind::PatchPackage, ""));
+  // Rebuilt through the converter, it writes into the output folder, which is then checked.
+  base.in.recompress = true;
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Failed("The output folder is invalid!"));
+  base.in.output = base.prog.folder() + "Data";
+  EXPECT_EQ(base.Run(baseHost).outcome,
+            Outcome::Failed("The output folder is cannot be the same as the Data folder!"));
+  // A folder that cannot be created.
+  base.in.output = base.work / "EBOOT.pbp/sub/leaf";
+  EXPECT_EQ(base.Run(baseHost).outcome, Outcome::Failed("The output folder is invalid!"));
 }
 
 }  // namespace

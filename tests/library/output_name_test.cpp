@@ -12,13 +12,9 @@ namespace {
 
 using namespace test;
 
-TEST(OutputName, TemplatesGiveFatSafeFolders) {
-  struct Row {
-    const char* pattern;
-    GameNames names;
-    const char* folder;  // under "/out"
-  };
-  const Row rows[] = {
+TEST(OutputName, TemplatesGiveFatSafeFoldersNeverAnotherGames) {
+  // The pattern, the game's names, the folder under "/out".
+  const std::tuple<const char*, GameNames, const char*> rows[] = {
       {"%GAMEID%", {"/i/Game.bin", "Game", {"SLUS00594"}, "NTSC"}, "SLUS00594"},
       {"%title% [%GAMEID%]",
        {"/i/g.bin", "Tom & Jerry: Fists?", {"SLES00001"}, ""},
@@ -30,13 +26,12 @@ TEST(OutputName, TemplatesGiveFatSafeFolders) {
       {"%FILENAME% %X%", {"/i/Game (Track 01).bin.ecm", "Game", {}, ""}, "Game %X%"},
       {"%REGION%/%GAMEID%", {"/i/g.bin", "g", {"SCUS94476"}, ""}, "SCUS94476"},
   };
-  for (const Row& row : rows)
-    EXPECT_EQ(NamedOutputFolder("/out", row.pattern, row.names),
-              std::string("/out") + kSep + ReplaceAll(row.folder, "/", std::string(1, kSep)))
-        << row.pattern;
-}
+  for (const auto& [pattern, names, folder] : rows)
+    EXPECT_EQ(NamedOutputFolder("/out", pattern, names),
+              std::string("/out") + kSep + ReplaceAll(folder, "/", std::string(1, kSep)))
+        << pattern;
 
-TEST(OutputName, AnotherGamesFolderIsToldApart) {
+  // Another game's folder is told apart.
   TempDir dir;
   const std::string folder = dir / "SLUS00594";
   PackageRecipe other;

@@ -28,20 +28,15 @@ void Make(const TempDir& dir, const std::string& relative, const std::string& wh
 
 const std::string kRiff = "RIFF" + std::string(28, '\0');
 
-struct Row {
-  const char* what;
-  std::vector<std::pair<std::string, std::string>> files;  // under the job's work folder
-  std::string image;                                       // in img/
-  std::string icon0;                                       // the user's ICON0, or ""
-  std::string refusal;  // "" when the job is planned; the folder's path goes in front
-  std::array<std::string, kSlotCount> slots;  // "default", "<source> <file>"
-};
-
 TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
   const std::string boxarts = "thumbs/Sony - PlayStation/Named_Boxarts/";
   const std::string res = "resource folder ", thumbs = "thumbnails ";
+  // What the row shows; the files under the job's work folder (path, what); the image in img/;
+  // the user's ICON0 or ""; the refusal ("" when the job is planned; the folder's path goes
+  // in front); each slot's file: "default" or "<source> <file>".
   // clang-format off
-  const Row rows[] = {
+  const std::tuple<const char*, std::vector<std::pair<std::string, std::string>>, std::string,
+                   std::string, std::string, std::array<std::string, kSlotCount>> rows[] = {
       {"case-blind folders and names, a file beside the image, the rest default",
        {{"res/slus-00594/Icon0.PNG", "png 144x80"},
         {"res/metal gear (usa)/PIC1.png", "png 480x272"},
@@ -69,22 +64,22 @@ TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
        "WAY too small to be valid.", {}},
   };
   // clang-format on
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const auto& [shows, files, image, icon0, refusal, slots] : rows) {
+    SCOPED_TRACE(shows);
     ConversionJob job;
     const std::string root = job.work.path() + "/";
-    for (const auto& [file, what] : row.files) Make(job.work, file, what);
+    for (const auto& [file, what] : files) Make(job.work, file, what);
     job.work.MakeDir("img");
-    job.job.input = job.work / ("img/" + row.image);
+    job.job.input = job.work / ("img/" + image);
     WriteFileBytes(job.job.input, BuildDiscImage(GameDisc("SLUS_005.94"), SectorLayout::Mode2Raw));
     job.job.resolve = true;
-    if (!row.icon0.empty()) job.job.assets[kSlotIcon0].text = root + row.icon0;
+    if (!icon0.empty()) job.job.assets[kSlotIcon0].text = root + icon0;
     job.settings.resourceRoot = job.work / "res";
     job.settings.thumbnailsRoot = job.work / "thumbs";
 
     const Planned planned = job.Plan();
-    if (!row.refusal.empty()) {
-      EXPECT_EQ(planned.outcome, Outcome::Failed(root + row.refusal));
+    if (!refusal.empty()) {
+      EXPECT_EQ(planned.outcome, Outcome::Failed(root + refusal));
       continue;
     }
     ASSERT_TRUE(planned.plan) << Describe(planned.outcome);
@@ -96,7 +91,7 @@ TEST(FoundPictures, EachSlotGetsTheFirstFileFoundAndRefusalsNameIt) {
                slot.text.substr(root.size());
       else if (!slot.text.empty())
         seen = "chosen " + slot.text.substr(root.size());
-      EXPECT_EQ(seen, row.slots[i]) << kSlots[i].assetFileName;
+      EXPECT_EQ(seen, slots[i]) << kSlots[i].assetFileName;
       if (seen == "default") {
         EXPECT_TRUE(EqualsCaseBlind(FileNameOf(slot.path), kSlots[i].assetFileName)) << slot.path;
       } else if (slot.source == SlotSource::Thumbnails) {

@@ -18,7 +18,11 @@ Bytes Slice(const Bytes& b, std::size_t from, std::size_t n) {
   return Bytes(b.begin() + from, b.begin() + from + n);
 }
 
-TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
+std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
+  return std::string(b.begin() + at, b.begin() + at + n);
+}
+
+TEST(PbpContainer, SectionCopiesTheHeaderAndParamSfo) {
   TempDir dir;
   const Bytes src = NoiseBytes(200000, 7);
   WriteFileBytes(dir / "src.bin", src);
@@ -58,24 +62,18 @@ TEST(ReadSectionToFile, CopiesRangesWithTheOneByteOvershoot) {
   ASSERT_TRUE(in.Seek(10));
   ASSERT_TRUE(in.ReadExact(b));
   EXPECT_EQ(b[0], src[10]);
-}
 
-TEST(ReadSectionToFile, UnwritableDestinationAsksThroughTheHost) {
-  TempDir dir;
-  WriteFileBytes(dir / "src.bin", NoiseBytes(1000, 3));
-  File in(dir / "src.bin", File::Mode::Read);
-  RunRecorder host;
+  // A destination that cannot be written asks through the host.
   host.answers = {false};
   EXPECT_EQ(ReadSectionToFile(0, 100, dir / "missing/folder/out.bin", in, host),
             CopyOutcome::Stopped);
   ASSERT_EQ(host.questions.size(), 1u);
-  EXPECT_EQ(host.questions[0].text.rfind("The following unexpected error occurred!!!\r\n", 0), 0u);
-  EXPECT_NE(host.questions[0].text.find("\r\n\r\nContinue regardless?"), std::string::npos);
-  EXPECT_TRUE(host.questions[0].defaultNo);
-  EXPECT_EQ(host.questions[0].icon, MsgIcon::Critical);
-}
+  const auto& q = host.questions[0];
+  EXPECT_EQ(q.text.rfind("The following unexpected error occurred!!!\r\n", 0), 0u);
+  EXPECT_NE(q.text.find("\r\n\r\nContinue regardless?"), std::string::npos);
+  EXPECT_EQ(std::tuple(q.defaultNo, q.icon), std::tuple(true, MsgIcon::Critical));
 
-TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
+  // The header: sections laid end to end and read back.
   // ICON1, PIC0, PIC1 and SND0 absent: their offsets equal their neighbours'.
   const std::array<uint64_t, kLeadingSectionCount> lengths = {944, 1234, 0, 0, 0, 0, 5000};
   auto h = HeaderForLengths(lengths);
@@ -84,7 +82,6 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
       40, 40 + 944, 40 + 944 + 1234, 40 + 2178, 40 + 2178, 40 + 2178, 40 + 2178, 40 + 2178 + 5000};
   EXPECT_EQ(h->offsets, expected);
 
-  TempDir dir;
   {
     File out(dir / "h.pbp", File::Mode::Write);
     ASSERT_TRUE(WritePbpHeader(out, lengths));
@@ -98,56 +95,36 @@ TEST(PbpHeader, WriterLaysSectionsEndToEndAndReadsBack) {
   raw[1] = 'X';
   raw.resize(100, 0);
   WriteFileBytes(dir / "h.pbp", raw);
-  File in(dir / "h.pbp", File::Mode::Read);
-  auto back = ReadPbpHeader(in);
+  File hin(dir / "h.pbp", File::Mode::Read);
+  auto back = ReadPbpHeader(hin);
   ASSERT_TRUE(back);
   EXPECT_EQ(back->offsets, expected);
   EXPECT_NE(back->magic, kPbpMagic);
-  EXPECT_EQ(back->SectionSize(kIcon0, 100), 1234u);
-  EXPECT_EQ(back->SectionSize(kPic0, 100), 0u);
   // DATA.PSAR runs to the end of the file; a file that ends before it leaves it empty.
-  EXPECT_EQ(back->SectionSize(kDataPsar, 90000), 90000u - (40 + 2178 + 5000));
-  EXPECT_EQ(back->SectionSize(kDataPsar, 100), 0u);
-}
-
-TEST(PbpHeader, RefusesWhatCannotBeHeld) {
+  EXPECT_EQ(std::tuple(back->SectionSize(kIcon0, 100), back->SectionSize(kPic0, 100),
+                       back->SectionSize(kDataPsar, 90000), back->SectionSize(kDataPsar, 100)),
+            std::tuple(1234u, 0u, 90000u - (40 + 2178 + 5000), 0u));
+  // What cannot be held: sections past 4 GB, a header cut short.
   EXPECT_FALSE(HeaderForLengths({0xFFFFFFF0ull, 100, 0, 0, 0, 0, 0}));
   EXPECT_TRUE(HeaderForLengths({0xFFFFFFFFull - 40, 0, 0, 0, 0, 0, 0}));
-
-  TempDir dir;
   WriteFileBytes(dir / "short.pbp", Bytes(39, 0));
-  File in(dir / "short.pbp", File::Mode::Read);
-  EXPECT_FALSE(ReadPbpHeader(in));
-}
+  File cut(dir / "short.pbp", File::Mode::Read);
+  EXPECT_FALSE(ReadPbpHeader(cut));
 
-TEST(FindStartData, AddsThePsarOffsetToTheStoredOffset) {
-  TempDir dir;
-  Bytes raw(2000, 0);
-  StoreLe32(raw.data() + 36, 1000);
-  StoreLe32(raw.data() + 1000 + 12, 0xFFFFFF00u);  // no wrap-around into a small offset
-  WriteFileBytes(dir / "a.pbp", raw);
-  {
+  // The start data: DATA.PSAR's offset added to the stored offset.
+  raw.assign(2000, 0);
+  auto found = [&](uint32_t psar, uint32_t stored) {
+    StoreLe32(raw.data() + 36, psar);
+    if (psar + 16 <= raw.size()) StoreLe32(raw.data() + psar + 12, stored);
+    WriteFileBytes(dir / "a.pbp", raw);
     File in(dir / "a.pbp", File::Mode::Read);
-    EXPECT_EQ(FindStartData(in), 1000u + 0xFFFFFF00ull);
-  }
-  StoreLe32(raw.data() + 1000 + 12, 500);
-  WriteFileBytes(dir / "a.pbp", raw);
-  {
-    File in(dir / "a.pbp", File::Mode::Read);
-    EXPECT_EQ(FindStartData(in), 1500u);
-  }
-  // DATA.PSAR offset beyond the file: nothing to read.
-  StoreLe32(raw.data() + 36, 1990);
-  WriteFileBytes(dir / "a.pbp", raw);
-  File in(dir / "a.pbp", File::Mode::Read);
-  EXPECT_FALSE(FindStartData(in));
-}
+    return FindStartData(in);
+  };
+  EXPECT_EQ(found(1000, 0xFFFFFF00u), 1000u + 0xFFFFFF00ull);  // no wrap-around
+  EXPECT_EQ(found(1000, 500), 1500u);
+  EXPECT_FALSE(found(1990, 0));  // DATA.PSAR offset beyond the file: nothing to read
 
-std::string Field(const Bytes& b, std::size_t at, std::size_t n) {
-  return std::string(b.begin() + at, b.begin() + at + n);
-}
-
-TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
+  // PARAM.SFO: the patch sets the three fields, the title in UTF-8; read as far as the file goes.
   Bytes sfo = NoiseBytes(kSfoMinPatchSize, 11);
   const Bytes before = sfo;
   ASSERT_EQ(PatchSfo(sfo, "Example Title", "SLUS00594"), "");
@@ -161,9 +138,7 @@ TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
       ASSERT_EQ(sfo[i], before[i]) << "byte " << i;
     }
   }
-  SfoFields f = ReadSfoFields(sfo);
-  EXPECT_EQ(f.title, "Example Title");
-  EXPECT_EQ(f.discId, "SLUS00594");
+  EXPECT_EQ(ReadSfoFields(sfo).title + "|" + ReadSfoFields(sfo).discId, "Example Title|SLUS00594");
 
   // A shorter title and ID leave no remnant of the longer ones.
   ASSERT_EQ(PatchSfo(sfo, "Ab", "AB12"), "");
@@ -177,9 +152,8 @@ TEST(Sfo, PatchSetsTheThreeFieldsAndNothingElse) {
   ASSERT_EQ(PatchSfo(sfo, "Ab", "SCES0123456"), "");
   EXPECT_EQ(Field(sfo, 264, 9), "SCES01234");
   EXPECT_EQ(sfo[273], after);
-}
 
-TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
+  // The title is UTF-8 of at most 127 bytes, cut at a character.
   const std::string star = "\xE2\x98\x86", e = "\xC3\xA9";  // U+2606, U+00E9
   const std::string final = "\xE3\x83\x95\xE3\x82\xA1\xE3\x82\xA4\xE3\x83\x8A\xE3\x83\xAB";
   const std::string unicode =
@@ -196,7 +170,7 @@ TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
       {std::string(125, 'x') + star, std::string(125, 'x')},
       {"Pok\xE9mon", "Pok" + e + "mon"},  // ANSI bytes (not UTF-8) are taken as ANSI
   };
-  Bytes sfo(kSfoMinPatchSize, 0);
+  sfo.assign(kSfoMinPatchSize, 0);
   for (const auto& [title, stored] : rows) {
     SCOPED_TRACE(stored);
     ASSERT_EQ(PatchSfo(sfo, title, "SLES12345"), "");
@@ -219,20 +193,17 @@ TEST(Sfo, TitleIsUtf8OfAtMost127BytesCutAtACharacter) {
   EXPECT_NE(PatchSfo(tiny, "A", "SLES12345"), "");
   EXPECT_EQ(tiny, Bytes(100, 0));
   EXPECT_EQ(ReadSfoFields(tiny).title, "");
-}
 
-TEST(Sfo, ReadsFromAPackageAsFarAsTheFileGoes) {
-  TempDir dir;
-  Bytes sfo(kSfoMinPatchSize, 0);
+  // Read from a package as far as the file goes.
+  sfo.assign(kSfoMinPatchSize, 0);
   ASSERT_EQ(PatchSfo(sfo, "Some Game", "SLUS01234"), "");
   Bytes pkg(40 + sfo.size(), 0xAA);
   std::copy(sfo.begin(), sfo.end(), pkg.begin() + 40);
   WriteFileBytes(dir / "p.pbp", pkg);
   {
     File f(dir / "p.pbp", File::Mode::Read);
-    SfoFields got = ReadSfoFields(f, 40);
-    EXPECT_EQ(got.title, "Some Game");
-    EXPECT_EQ(got.discId, "SLUS01234");
+    const SfoFields got = ReadSfoFields(f, 40);
+    EXPECT_EQ(got.title + "|" + got.discId, "Some Game|SLUS01234");
   }
   // Cut inside the title: what is there is read.
   pkg.resize(40 + 816 + 4);
@@ -241,9 +212,8 @@ TEST(Sfo, ReadsFromAPackageAsFarAsTheFileGoes) {
     File f(dir / "p.pbp", File::Mode::Read);
     EXPECT_EQ(ReadSfoFields(f, 40).title, "Some");
     // An SFO offset outside the file gives empty fields.
-    SfoFields none = ReadSfoFields(f, 0xFFFFFFF0ull);
-    EXPECT_EQ(none.title, "");
-    EXPECT_EQ(none.discId, "");
+    const SfoFields none = ReadSfoFields(f, 0xFFFFFFF0ull);
+    EXPECT_EQ(none.title + none.discId, "");
   }
 }
 

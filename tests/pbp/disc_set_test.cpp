@@ -29,6 +29,7 @@ namespace ebf::pbp {
 namespace {
 
 using namespace test;
+using namespace std::string_literals;
 
 constexpr uint64_t kSector = 2352;
 constexpr uint64_t kBlock = 16 * kSector;
@@ -148,81 +149,7 @@ DiscTable ReadTable(const std::string& path) {
 
 const std::vector<Disc> kThreeDiscs = {{"SCUS94163", 90}, {"SCUS94164", 300}, {"SCUS94165", 40}};
 
-TEST(DiscTable, OneDiscIsItsOwnSectionAndSeveralAreListedByTheTitleHeader) {
-  TempDir dir;
-  PackageRecipe r;
-  r.discId = "SLUS01234";
-  r.image = DiscImage(100, 1);
-  const PbpWritten one = WritePbp(dir / "one.pbp", r);
-  DiscTable table = ReadTable(dir / "one.pbp");
-  EXPECT_EQ(table.error, "");
-  EXPECT_FALSE(table.titled);
-  ASSERT_EQ(table.discs.size(), 1u);
-  EXPECT_EQ(table.discs[0].start, one.psar);
-  EXPECT_EQ(table.discs[0].discId, "SLUS01234");
-  EXPECT_EQ(table.discs[0].dataEnd,
-            one.psar + 0x100000 +
-                std::accumulate(one.blockLengths.begin(), one.blockLengths.end(), uint64_t{0}));
-  EXPECT_EQ(table.startData, one.startData);
-  EXPECT_EQ(table.sharedId, "");
-
-  SetFixture fx(kThreeDiscs);
-  const DiscSetWritten& set = fx.written;
-  table = ReadTable(fx.pbp);
-  EXPECT_EQ(table.error, "");
-  EXPECT_TRUE(table.titled);
-  EXPECT_EQ(table.sharedId, "SCUS94163");
-  ASSERT_EQ(table.discs.size(), 3u);
-  const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(table.discs[i].start, set.sections[i]) << i;
-    EXPECT_EQ(table.discs[i].discId, ids[i]);
-    EXPECT_LE(table.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
-    EXPECT_GT(table.discs[i].dataEnd, set.sections[i] + 0x100000);
-  }
-  EXPECT_EQ(table.startData, set.startData);
-}
-
-TEST(DiscTable, TablesThatPointAnywhereButAtWholeSectionsAreRefusedByName) {
-  SetFixture fx(kThreeDiscs);
-  const DiscSetWritten& set = fx.written;
-  const Bytes good = ReadFileBytes(fx.pbp);
-  const uint64_t table = set.psar + 0x200;
-  auto refused = [&](const std::function<void(Bytes&)>& damage) {
-    Bytes bad = good;
-    damage(bad);
-    WriteFileBytes(fx.dir / "bad.pbp", bad);
-    return ReadTable(fx.dir / "bad.pbp").error;
-  };
-  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[table + 4 * i], value); };
-
-  EXPECT_EQ(refused([&](Bytes& b) {
-              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[table]));
-            }),
-            "The disc table lists 6 discs; a package holds at most 5");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0x100); }),
-            "The section of disc 1 overlaps the title header");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
-            "The section of disc 2 lies past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[table]) + 0x400); }),
-            "The section of disc 2 has no PSISOIMG0000 header");
-  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[table + 4])); }),
-            "The sections of disc 2 and disc 3 overlap");
-  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[table], 0x44475000); }),
-            "The disc table is encrypted (an official package); it cannot be read");
-  EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
-            "DATA.PSAR starts with neither a disc section nor a title header");
-  // An index entry of disc 3 pointing far past the file, and a file cut inside disc 3.
-  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[set.sections[2] + 0x4000 + 32], 0x7FFFFFFF); }),
-            "The blocks of disc 3 run past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.sections[2] + 0x100000 + 100); }),
-            "The blocks of disc 3 run past the end of the file");
-  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
-            "The title header is cut short");
-}
-
-TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
+TEST(DiscSet, TheTableEveryDiscItsChecksAndItsHeaderPatches) {
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
     SCOPED_TRACE(std::to_string(discs.size()) + " discs");
     SetFixture fx(discs);
@@ -248,9 +175,8 @@ TEST(DiscSet, EveryDiscComesOutByItsNumberWithItsOwnToc) {
     names.push_back("TempISO.iso");
     EXPECT_EQ(Names(conv), names);
   }
-}
 
-TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
+  // Every disc is written under the chosen name with its number, and listed.
   EXPECT_EQ(DiscOutputPath("dir/Game.iso", 2), "dir/Game (Disc 2).iso");
   EXPECT_EQ(DiscOutputPath("Game", 1), "Game (Disc 1)");
   EXPECT_EQ(DiscOutputPath("a.b/Game", 5), "a.b/Game (Disc 5)");
@@ -316,145 +242,98 @@ TEST(DiscSet, EveryDiscIsWrittenUnderTheChosenNameWithItsNumber) {
         refused);
   }
   EXPECT_FALSE(FileExists(fx.dir / "x.bin") || FileExists(fx.dir / "x.TOC"));
-}
 
-TEST(DiscSet, DamagedTablesAreRefusedInTheirOwnWordsEverywhere) {
-  SetFixture fx(kTwoDiscs);
-  const Bytes good = ReadFileBytes(fx.pbp);
-  const uint64_t table = fx.written.psar + 0x200;
-  // Each refusal's words are the table reader's (its own test has them all); here every
-  // entry point passes them on.
-  const std::pair<std::function<void(Bytes&)>, std::string> damages[] = {
-      {[&](Bytes& b) {
-         for (int i = 2; i < 6; ++i) StoreLe32(&b[table + 4 * i], LoadLe32(&b[table]));
-       },
-       "the disc table lists 6 discs; a package holds at most 5"},
-      {[&](Bytes& b) { StoreLe32(&b[table + 4], LoadLe32(&b[table])); },
-       "the sections of disc 1 and disc 2 overlap"},
-  };
-  const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
-  for (const auto& [damage, what] : damages) {
-    SCOPED_TRACE(what);
-    Bytes bad = good;
-    damage(bad);
-    WriteFileBytes(fx.pbp, bad);
-    const std::string said =
-        "The discs of the EBOOT \"" + fx.pbp + "\" cannot be read: " + what + ".";
-    EbootInfo info;
-    EXPECT_EQ(ReadEbootInfo(fx.pbp, info), said);
-    EXPECT_EQ(ExtractDiscImage(fx.pbp, fx.dir / "x.bin", false, kTocFile, fx.host, fx.host.cancel),
-              Outcome::Failed(said));
-    EXPECT_EQ(ExtractEveryDisc(fx.pbp, fx.dir / "x.bin", kTocFile, fx.host, fx.host.cancel),
-              Outcome::Failed(said));
-    EXPECT_EQ(ExtractTracks(fx.pbp, fx.dir / "x", TrackFiles::OneFile, fx.host, fx.host.cancel),
-              Outcome::Failed(said));
-    EXPECT_EQ(InspectEboot(fx.pbp, fx.temp, fx.host).message, said);
-    EXPECT_FALSE(FileExists(fx.temp));
-    EXPECT_EQ(CheckEbootForJob(fx.pbp), said);
-    EXPECT_EQ(PatchEbootInPlace(fx.pbp, fx.temp, job, fx.host.cancel), Outcome::Failed(said));
-    EXPECT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, job, fx.host, fx.host.cancel),
-              Outcome::Failed(said));
-    EXPECT_EQ(ReconstructEboot(fx.pbp, fx.dir / "new.pbp", fx.temp, fx.program, job, fx.host,
-                               fx.host.cancel),
-              Outcome::Failed(said));
-    EXPECT_EQ(CheckWrittenPackage(fx.pbp),
-              "The new package " + fx.pbp + " is not whole: " + what + ".");
-    File f(fx.pbp, File::Mode::Read);
-    EXPECT_FALSE(PalFixSpans(f).has_value());
-    EXPECT_EQ(PackageDiscCount(fx.pbp), 1);
-    EXPECT_TRUE(ReadFileBytes(fx.pbp) == bad);
-    EXPECT_FALSE(FileExists(fx.dir / "x.bin") || FileExists(fx.dir / "new.pbp"));
-  }
-}
-
-TEST(DiscSet, ANewPackageIsCheckedDiscByDisc) {
-  SetFixture fx(kTwoDiscs);
-  EXPECT_EQ(CheckWrittenPackage(fx.pbp), "");
-  const Bytes good = ReadFileBytes(fx.pbp);
-  auto said = [&](const std::function<void(Bytes&)>& damage) {
-    Bytes bad = good;
-    damage(bad);
-    WriteFileBytes(fx.pbp, bad);
-    return CheckWrittenPackage(fx.pbp);
-  };
-  const std::string head = "The new package " + fx.pbp + " is not whole: ";
-  const uint64_t s1 = fx.written.sections[0], s2 = fx.written.sections[1];
-  // An entry behind a hole in disc 1's index (the table stops at the hole) that runs into
-  // disc 2's section.
-  const uint64_t hidden = s1 + 0x4000 + 32 * 20;
-  EXPECT_EQ(said([&](Bytes& b) {
-              StoreLe32(&b[hidden], static_cast<uint32_t>(s2 - s1 - 0x100000 - 100));
-              StoreLe16(&b[hidden + 4], 200);
-            }),
-            head + "the index of disc 1 runs past the end of its section.");
-  // The same for the last disc, into the start data.
-  EXPECT_EQ(said([&](Bytes& b) {
-              StoreLe32(&b[s2 + 0x4000 + 32 * 20],
-                        static_cast<uint32_t>(fx.written.startData - s2 - 0x100000 - 10));
-              StoreLe16(&b[s2 + 0x4000 + 32 * 20 + 4], 20);
-            }),
-            head + "the index of disc 2 runs past the end of its section.");
-  EXPECT_EQ(said([&](Bytes& b) { b[fx.written.startData] = 'X'; }),
-            head + "its start data block cannot be found after its last disc.");
-  // A start data header inside disc 2's blocks, pointed at by its section size, is no start
-  // data block.
-  EXPECT_EQ(said([&](Bytes& b) {
-              const std::string magic = "STARTDAT";
-              std::copy(magic.begin(), magic.end(), b.begin() + s2 + 0x100000 + 64);
-              StoreLe32(&b[s2 + 12], 0x100000 + 64);
-            }),
-            head + "its start data block cannot be found after its last disc.");
-  EXPECT_EQ(said([&](Bytes& b) { b.resize(s2 + 0x100000 + 1000); }),
-            head + "the blocks of disc 2 run past the end of the file.");
-}
-
-TEST(DiscSet, PalFixSpansCoverEveryDiscInOrder) {
-  // Stored blocks: the spans are every block of disc 1, then of disc 2.
-  SetFixture fx(kTwoDiscs, 0);
-  File f(fx.pbp, File::Mode::Read);
-  auto spans = PalFixSpans(f);
-  ASSERT_TRUE(spans.has_value());
-  std::vector<std::pair<uint64_t, uint64_t>> got, expected;
-  for (const FileSpan& s : *spans) got.emplace_back(s.offset, s.length);
-  const uint64_t blocks[] = {7, 14};  // 6 and 13 image blocks, each with its padding block
-  for (int d = 0; d < 2; ++d)
-    for (uint64_t i = 0; i < blocks[d]; ++i)
-      expected.emplace_back(fx.written.sections[d] + 0x100000 + i * kBlock, kBlock);
-  EXPECT_EQ(got, expected);
-}
-
-TEST(DiscSet, InfoListsEveryDisc) {
-  SetFixture fx(kTwoDiscs);
-  EbootInfo info;
+  // The information lists every disc.
   ASSERT_EQ(ReadEbootInfo(fx.pbp, info), "");
   // Disc 1 stands for the package where one disc is described.
-  EXPECT_EQ(info.gameId, "SCUS94163");
-  EXPECT_EQ(info.startData, fx.written.startData);
-  EXPECT_EQ(std::tuple(info.blocks, info.tracks.size(), info.discs.size()), std::tuple(7u, 1u, 2u));
+  EXPECT_EQ(std::tuple(info.gameId, info.startData, info.blocks, info.tracks.size()),
+            std::tuple("SCUS94163", fx.written.startData, 7u, 1u));
   ASSERT_EQ(info.discs.size(), 2u);
-  // Each disc: number, ID, sectors, blocks (all deflated), then its tracks as number, data
-  // and start.
+  // Each disc: number, ID, sectors, blocks (all deflated), problem, then its tracks as
+  // number, data and start.
   const std::vector<std::string> expected[] = {
-      {"1 SCUS94163 90 7 7", "1 data 00:02:00"},
-      {"2 SCUS94164 200 14 14", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
+      {"1 SCUS94163 90 7 7 ", "1 data 00:02:00"},
+      {"2 SCUS94164 200 14 14 ", "1 data 00:02:00", "2 audio 00:03:25", "3 audio 00:04:00"}};
   for (int i = 0; i < 2; ++i) {
     const DiscInfo& d = info.discs[i];
     std::vector<std::string> got = {std::to_string(d.number) + " " + d.gameId + " " +
                                     std::to_string(d.sectors) + " " + std::to_string(d.blocks) +
-                                    " " + std::to_string(d.compressedBlocks)};
+                                    " " + std::to_string(d.compressedBlocks) + " " + d.problem};
     for (const TrackInfo& t : d.tracks)
       got.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
                     FormatMsf(t.minute, t.second, t.frame));
     EXPECT_EQ(got, expected[i]);
-    uint64_t size = 0;
-    for (uint32_t n : fx.written.discs[i].blockLengths) size += n;
-    EXPECT_EQ(d.compressedSize, size);
-    EXPECT_EQ(d.problem, "");
+    const auto& lengths = fx.written.discs[i].blockLengths;
+    EXPECT_EQ(d.compressedSize, std::accumulate(lengths.begin(), lengths.end(), uint64_t{0}));
   }
-}
 
-// Each header patch on a package of two discs and on one of five.
-TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
+  // The disc table: one disc is its own section, several are listed by the title header.
+  TempDir dir;
+  PackageRecipe r;
+  r.discId = "SLUS01234";
+  r.image = DiscImage(100, 1);
+  const PbpWritten solo = WritePbp(dir / "one.pbp", r);
+  DiscTable read = ReadTable(dir / "one.pbp");
+  EXPECT_EQ(std::tuple(read.error, read.titled, read.startData, read.sharedId),
+            std::tuple("", false, solo.startData, ""));
+  ASSERT_EQ(read.discs.size(), 1u);
+  EXPECT_EQ(std::tuple(read.discs[0].start, read.discs[0].discId, read.discs[0].dataEnd),
+            std::tuple(solo.psar, "SLUS01234",
+                       solo.psar + 0x100000 +
+                           std::accumulate(solo.blockLengths.begin(), solo.blockLengths.end(),
+                                           uint64_t{0})));
+
+  SetFixture three(kThreeDiscs);
+  const DiscSetWritten& set = three.written;
+  read = ReadTable(three.pbp);
+  EXPECT_EQ(std::tuple(read.error, read.titled, read.startData, read.sharedId),
+            std::tuple("", true, set.startData, "SCUS94163"));
+  ASSERT_EQ(read.discs.size(), 3u);
+  const char* ids[] = {"SCUS94163", "SCUS94164", "SCUS94165"};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(read.discs[i].start, set.sections[i]) << i;
+    EXPECT_EQ(read.discs[i].discId, ids[i]);
+    EXPECT_LE(read.discs[i].dataEnd, i < 2 ? set.sections[i + 1] : set.startData);
+    EXPECT_GT(read.discs[i].dataEnd, set.sections[i] + 0x100000);
+  }
+
+  // Tables that point anywhere but at whole sections are refused by name.
+  const Bytes good = ReadFileBytes(three.pbp);
+  const uint64_t at = set.psar + 0x200;
+  auto refused = [&](const std::function<void(Bytes&)>& damage) {
+    Bytes bad = good;
+    damage(bad);
+    WriteFileBytes(three.dir / "bad.pbp", bad);
+    return ReadTable(three.dir / "bad.pbp").error;
+  };
+  auto slot = [&](Bytes& b, int i, uint32_t value) { StoreLe32(&b[at + 4 * i], value); };
+
+  EXPECT_EQ(refused([&](Bytes& b) {
+              for (int i = 3; i < 6; ++i) slot(b, i, LoadLe32(&b[at]));
+            }),
+            "The disc table lists 6 discs; a package holds at most 5");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0); }), "The disc table lists no disc");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 0, 0x100); }),
+            "The section of disc 1 overlaps the title header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, 0xF0000000u); }),
+            "The section of disc 2 lies past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 1, LoadLe32(&b[at]) + 0x400); }),
+            "The section of disc 2 has no PSISOIMG0000 header");
+  EXPECT_EQ(refused([&](Bytes& b) { slot(b, 2, LoadLe32(&b[at + 4])); }),
+            "The sections of disc 2 and disc 3 overlap");
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[at], 0x44475000); }),
+            "The disc table is encrypted (an official package); it cannot be read");
+  EXPECT_EQ(refused([&](Bytes& b) { b[set.psar + 1] = 'X'; }),
+            "DATA.PSAR starts with neither a disc section nor a title header");
+  // An index entry of disc 3 pointing far past the file, and a file cut inside disc 3.
+  EXPECT_EQ(refused([&](Bytes& b) { StoreLe32(&b[set.sections[2] + 0x4000 + 32], 0x7FFFFFFF); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.sections[2] + 0x100000 + 100); }),
+            "The blocks of disc 3 run past the end of the file");
+  EXPECT_EQ(refused([&](Bytes& b) { b.resize(set.psar + 0x300); }),
+            "The title header is cut short");
+
+  // Each header patch on a package of two discs and on one of five.
   for (const std::vector<Disc>& discs : {kTwoDiscs, kFiveDiscs}) {
     SCOPED_TRACE(std::to_string(discs.size()) + " discs");
     {
@@ -479,10 +358,11 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       SetFixture fx(discs);
       const Bytes before = ReadFileBytes(fx.pbp);
       Inspection seen = InspectEboot(fx.pbp, fx.temp, fx.host);
-      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
-                "|Set Title|" + discs[0].id + "|Old Save");
-      EXPECT_EQ(seen.discCount, static_cast<int>(discs.size()));
-      EXPECT_EQ(seen.startData, fx.written.startData);
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId + "|" + seen.saveName,
+                     seen.discCount, seen.startData),
+          std::tuple("|Set Title|" + discs[0].id + "|Old Save", static_cast<int>(discs.size()),
+                     fx.written.startData));
       EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), fx.recipes[0].bootPng);
       const Bytes& tail = fx.recipes[0].tail;
       const Bytes startDat(tail.begin(), tail.end() - 1);  // all but the file's last byte
@@ -491,10 +371,9 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       // The new assets take exactly the old ones' room: the patch goes in place.
       const EbootJob job = NewAssetsJob(fx.dir.MakeDir("assets"));
       const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(done.outcome, Outcome::Success());
-      EXPECT_EQ(done.rebuiltTo, "");
-      EXPECT_TRUE(fx.host.questions.empty());
-      EXPECT_FALSE(FileExists(fx.pbp + ".undo"));
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo),
+                std::tuple(Outcome::Success(), std::string()));
+      EXPECT_FALSE(!fx.host.questions.empty() || FileExists(fx.pbp + ".undo"));
       // DATA.PSAR stays where it is, patched, then zeros to one byte past the old end.
       Bytes expected = fx.PatchedPsar(before, ReadFileBytes(job.gameboot), startDat);
       expected.resize(before.size() + 1 - fx.written.psar, 0);
@@ -517,8 +396,7 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       const std::string dest = fx.dir / "NEW.PBP";
       fx.host.destination = dest;
       const PackageUpdate done = fx.Update(job);
-      ASSERT_EQ(done.outcome, Outcome::Success());
-      EXPECT_EQ(done.rebuiltTo, dest);
+      ASSERT_EQ(std::tuple(done.outcome, done.rebuiltTo), std::tuple(Outcome::Success(), dest));
       EXPECT_TRUE(ReadFileBytes(fx.pbp) == source);
       // The old DATA.PSAR, fields patched where each section now lies, then the new picture
       // and the start data.
@@ -532,10 +410,107 @@ TEST(DiscSetPatch, EveryHeaderPatchReachesEveryDisc) {
       fx.ExpectEveryDisc(dest);
       EXPECT_EQ(CheckWrittenPackage(dest), "");
       Inspection seen = InspectEboot(dest, fx.temp, fx.host);
-      EXPECT_EQ(seen.message + "|" + seen.title + "|" + seen.gameId, "|New Title|SCES98765");
-      EXPECT_EQ(seen.startData, newPsar + (fx.written.startData - fx.written.psar));
+      EXPECT_EQ(
+          std::tuple(seen.message + "|" + seen.title + "|" + seen.gameId, seen.startData),
+          std::tuple("|New Title|SCES98765"s, newPsar + (fx.written.startData - fx.written.psar)));
     }
   }
+
+  // A new package is checked disc by disc; PAL fix spans cover every disc; damaged tables are
+  //   // refused in their own words everywhere.
+  SetFixture checked(kTwoDiscs);
+  EXPECT_EQ(CheckWrittenPackage(checked.pbp), "");
+  const Bytes whole = ReadFileBytes(checked.pbp);
+  auto said = [&](const std::function<void(Bytes&)>& damage) {
+    Bytes bad = whole;
+    damage(bad);
+    WriteFileBytes(checked.pbp, bad);
+    return CheckWrittenPackage(checked.pbp);
+  };
+  const std::string head = "The new package " + checked.pbp + " is not whole: ";
+  const uint64_t s1 = checked.written.sections[0], s2 = checked.written.sections[1];
+  // An entry behind a hole in disc 1's index (the table stops at the hole) that runs into
+  // disc 2's section.
+  const uint64_t hidden = s1 + 0x4000 + 32 * 20;
+  EXPECT_EQ(said([&](Bytes& b) {
+              StoreLe32(&b[hidden], static_cast<uint32_t>(s2 - s1 - 0x100000 - 100));
+              StoreLe16(&b[hidden + 4], 200);
+            }),
+            head + "the index of disc 1 runs past the end of its section.");
+  // The same for the last disc, into the start data.
+  EXPECT_EQ(said([&](Bytes& b) {
+              StoreLe32(&b[s2 + 0x4000 + 32 * 20],
+                        static_cast<uint32_t>(checked.written.startData - s2 - 0x100000 - 10));
+              StoreLe16(&b[s2 + 0x4000 + 32 * 20 + 4], 20);
+            }),
+            head + "the index of disc 2 runs past the end of its section.");
+  EXPECT_EQ(said([&](Bytes& b) { b[checked.written.startData] = 'X'; }),
+            head + "its start data block cannot be found after its last disc.");
+  // A start data header inside disc 2's blocks, pointed at by its section size, is no start
+  // data block.
+  EXPECT_EQ(said([&](Bytes& b) {
+              const std::string magic = "STARTDAT";
+              std::copy(magic.begin(), magic.end(), b.begin() + s2 + 0x100000 + 64);
+              StoreLe32(&b[s2 + 12], 0x100000 + 64);
+            }),
+            head + "its start data block cannot be found after its last disc.");
+  EXPECT_EQ(said([&](Bytes& b) { b.resize(s2 + 0x100000 + 1000); }),
+            head + "the blocks of disc 2 run past the end of the file.");
+
+  //
+  // Stored blocks: the spans are every block of disc 1, then of disc 2.
+  SetFixture stored(kTwoDiscs, 0);
+  File f(stored.pbp, File::Mode::Read);
+  auto spans = PalFixSpans(f);
+  ASSERT_TRUE(spans.has_value());
+  std::vector<std::pair<uint64_t, uint64_t>> got, wanted;
+  for (const FileSpan& s : *spans) got.emplace_back(s.offset, s.length);
+  const uint64_t blocks[] = {7, 14};  // 6 and 13 image blocks, each with its padding block
+  for (int d = 0; d < 2; ++d)
+    for (uint64_t i = 0; i < blocks[d]; ++i)
+      wanted.emplace_back(stored.written.sections[d] + 0x100000 + i * kBlock, kBlock);
+  EXPECT_EQ(got, wanted);
+
+  // Damaged tables are refused in their own words everywhere.
+  SetFixture broken(kTwoDiscs);
+  const uint64_t table = broken.written.psar + 0x200;
+  // The refusal's words are the table reader's (its own test has them all); here every entry
+  // point passes them on.
+  const EbootJob job = NewAssetsJob(broken.dir.MakeDir("assets"));
+  Bytes bad = ReadFileBytes(broken.pbp);
+  for (int i = 2; i < 6; ++i) StoreLe32(&bad[table + 4 * i], LoadLe32(&bad[table]));
+  WriteFileBytes(broken.pbp, bad);
+  const std::string what = "the disc table lists 6 discs; a package holds at most 5";
+  const std::string words =
+      "The discs of the EBOOT \"" + broken.pbp + "\" cannot be read: " + what + ".";
+  EbootInfo damagedInfo;
+  EXPECT_EQ(ReadEbootInfo(broken.pbp, damagedInfo), words);
+  EXPECT_EQ(ExtractDiscImage(broken.pbp, broken.dir / "x.bin", false, kTocFile, broken.host,
+                             broken.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(
+      ExtractEveryDisc(broken.pbp, broken.dir / "x.bin", kTocFile, broken.host, broken.host.cancel),
+      Outcome::Failed(words));
+  EXPECT_EQ(ExtractTracks(broken.pbp, broken.dir / "x", TrackFiles::OneFile, broken.host,
+                          broken.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(InspectEboot(broken.pbp, broken.temp, broken.host).message, words);
+  EXPECT_FALSE(FileExists(broken.temp));
+  EXPECT_EQ(CheckEbootForJob(broken.pbp), words);
+  EXPECT_EQ(PatchEbootInPlace(broken.pbp, broken.temp, job, broken.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(PatchConvertedEboot(broken.pbp, broken.temp, job, broken.host, broken.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(ReconstructEboot(broken.pbp, broken.dir / "new.pbp", broken.temp, broken.program, job,
+                             broken.host, broken.host.cancel),
+            Outcome::Failed(words));
+  EXPECT_EQ(CheckWrittenPackage(broken.pbp),
+            "The new package " + broken.pbp + " is not whole: " + what + ".");
+  File damaged(broken.pbp, File::Mode::Read);
+  EXPECT_FALSE(PalFixSpans(damaged).has_value());
+  EXPECT_EQ(PackageDiscCount(broken.pbp), 1);
+  EXPECT_TRUE(ReadFileBytes(broken.pbp) == bad);
+  EXPECT_FALSE(FileExists(broken.dir / "x.bin") || FileExists(broken.dir / "new.pbp"));
 }
 
 }  // namespace

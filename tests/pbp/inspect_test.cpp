@@ -19,7 +19,20 @@ namespace {
 
 using namespace test;
 
-TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
+// The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
+Bytes TinyPackage(uint64_t size) {
+  Bytes b(size, 0);
+  StoreLe32(b.data(), 0x50425000);
+  for (int i = 0; i < 8; ++i) StoreLe32(b.data() + 8 + 4 * i, 40);
+  std::string magic = "PSISOIMG0000";
+  std::copy(magic.begin(), magic.end(), b.begin() + 40);
+  StoreLe32(b.data() + 40 + 12, 0x4000);
+  StoreLe32(b.data() + 40 + 0x4000 + 16, 0x50);
+  StoreLe32(b.data() + 40 + 0x4000 + 20, 16);
+  return b;
+}
+
+TEST(InspectEboot, TakesThePackageApartDescribesItAndRefusesDamage) {
   TempDir dir;
   PackageRecipe recipe;
   recipe.title = "Caf\xE9 Racer";  // ANSI in the package
@@ -41,17 +54,15 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
             "|Caf\xC3\xA9 Racer|SLES01234|Caf\xC3\xA9 Save");
 
   EXPECT_EQ(ReadFileBytes(temp + "PARAM.SFO"), MakeSfo(recipe.title, recipe.discId));
-  EXPECT_EQ(ReadFileBytes(temp + "ICON0.PNG"), recipe.icon0);
   Bytes pic0 = recipe.pic0;
   pic0.push_back(recipe.pic1[0]);
-  EXPECT_EQ(ReadFileBytes(temp + "PIC0.PNG"), pic0);
-  EXPECT_EQ(ReadFileBytes(temp + "PIC1.PNG"), recipe.pic1);
-  EXPECT_EQ(ReadFileBytes(temp + "BASE.PSP"), recipe.dataPsp);
-  for (const char* empty : {"ICON1.PMF", "SND0.AT3"})
-    EXPECT_EQ(FileSize(temp + empty), 0u) << empty;
-  EXPECT_EQ(ReadFileBytes(temp + "Gameboot.png"), recipe.bootPng);
   // START.DAT stops one byte before the end of the file.
-  EXPECT_EQ(ReadFileBytes(temp + "START.DAT"), Bytes(recipe.tail.begin(), recipe.tail.end() - 1));
+  const Bytes start(recipe.tail.begin(), recipe.tail.end() - 1);
+  const Bytes none, *files[] = {&recipe.icon0, &pic0, &recipe.pic1,    &recipe.dataPsp,
+                                &none,         &none, &recipe.bootPng, &start};
+  const char* names[] = {"ICON0.PNG", "PIC0.PNG", "PIC1.PNG",     "BASE.PSP",
+                         "ICON1.PMF", "SND0.AT3", "Gameboot.png", "START.DAT"};
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(ReadFileBytes(temp + names[i]), *files[i]) << names[i];
   EXPECT_TRUE(host.questions.empty());
 
   // The Extract buttons copy from Temp; a missing Temp file does nothing.
@@ -61,26 +72,10 @@ TEST(InspectEboot, TakesThePackageApartWithItsByteQuirks) {
   std::filesystem::remove(temp + "PIC1.PNG");
   EXPECT_FALSE(SaveTempAsset(temp, kAssetExtractDialogs[4].tempFile, dir / "pic1.png"));
   EXPECT_FALSE(FileExists(dir / "pic1.png"));
-}
 
-// The smallest package the inspection opens: all sections empty, DATA.PSAR at 40.
-Bytes TinyPackage(uint64_t size) {
-  Bytes b(size, 0);
-  StoreLe32(b.data(), 0x50425000);
-  for (int i = 0; i < 8; ++i) StoreLe32(b.data() + 8 + 4 * i, 40);
-  std::string magic = "PSISOIMG0000";
-  std::copy(magic.begin(), magic.end(), b.begin() + 40);
-  StoreLe32(b.data() + 40 + 12, 0x4000);
-  StoreLe32(b.data() + 40 + 0x4000 + 16, 0x50);
-  StoreLe32(b.data() + 40 + 0x4000 + 20, 16);
-  return b;
-}
-
-TEST(InspectEboot, SizeAndMagicChecks) {
-  TempDir dir;
-  RunRecorder host;
+  // Size and magic checks; damage leaves Temp alone.
+  std::filesystem::remove_all(temp);
   const std::string pbp = dir / "EBOOT.PBP";
-  const std::string temp = dir.folder() + "Temp/";
 
   WriteFileBytes(pbp, TinyPackage(20495));
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootTooSmall);
@@ -90,28 +85,24 @@ TEST(InspectEboot, SizeAndMagicChecks) {
   Bytes tiny = TinyPackage(20496);
   tiny[1] = 'Q';  // the container's magic is not checked
   WriteFileBytes(pbp, tiny);
-  Inspection r = InspectEboot(pbp, temp, host);
+  r = InspectEboot(pbp, temp, host);
   EXPECT_EQ(r.message + r.title, "");
-  EXPECT_EQ(FileSize(temp + "Gameboot.png"), 16u);
-  EXPECT_EQ(FileSize(temp + "START.DAT"), 20496u - (40 + 0x4000 + 80 + 16) - 1);
-  EXPECT_EQ(FileSize(temp + "PARAM.SFO"), 0u);
-
+  EXPECT_EQ(std::tuple(FileSize(temp + "Gameboot.png"), FileSize(temp + "START.DAT"),
+                       FileSize(temp + "PARAM.SFO")),
+            std::tuple(16u, 20496u - (40 + 0x4000 + 80 + 16) - 1, 0u));
+  // A wrong disc-image magic, and DATA.PSAR too close to the end for its magic.
   tiny[40 + 7] = 'H';
-  WriteFileBytes(pbp, tiny);
-  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
-  StoreLe32(tiny.data() + 36, 20490);  // DATA.PSAR too close to the end for its magic
-  WriteFileBytes(pbp, tiny);
-  EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid);
-}
+  for (uint32_t psar : {40u, 20490u}) {
+    StoreLe32(tiny.data() + 36, psar);
+    WriteFileBytes(pbp, tiny);
+    EXPECT_EQ(InspectEboot(pbp, temp, host).message, kEbootNotValid) << psar;
+  }
 
-TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
-  TempDir dir;
-  RunRecorder host;
-  const std::string pbp = dir / "EBOOT.PBP";
-  const std::string temp = dir.folder() + "Temp/";
-  PackageRecipe recipe;
-  recipe.image = NoiseBytes(1000, 1);
-  PbpWritten w = WritePbp(pbp, recipe);
+  // Damaged packages leave Temp alone.
+  std::filesystem::remove_all(temp);
+  PackageRecipe damaged;
+  damaged.image = NoiseBytes(1000, 1);
+  PbpWritten w = WritePbp(pbp, damaged);
   const Bytes good = ReadFileBytes(pbp);
 
   // Where, what is written there, and what the refusal mentions.
@@ -125,9 +116,9 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
     Bytes bad = good;
     StoreLe32(&bad[at], value);
     WriteFileBytes(pbp, bad);
-    Inspection r = InspectEboot(pbp, temp, host);
-    EXPECT_NE(r.message.find(mentions), std::string::npos) << r.message;
-    EXPECT_NE(r.message.find(pbp), std::string::npos) << r.message;
+    const std::string said = InspectEboot(pbp, temp, host).message;
+    EXPECT_TRUE(said.find(mentions) != std::string::npos && said.find(pbp) != std::string::npos)
+        << said;
     EXPECT_FALSE(FileExists(temp)) << mentions;
   }
   // A boot picture that ends exactly at the end of the file is fine.
@@ -136,37 +127,33 @@ TEST(InspectEboot, DamagedPackagesLeaveTempAlone) {
   WriteFileBytes(pbp, exact);
   EXPECT_EQ(InspectEboot(pbp, temp, host).message, "");
   EXPECT_EQ(FileSize(temp + "START.DAT"), 0u);
-}
 
-TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.title = "Info Game";
-  recipe.discId = "SLPS01111";
-  recipe.saveName = "Info Save";
-  recipe.icon0 = NoiseBytes(321, 1);
-  recipe.dataPsp = NoiseBytes(77, 2);
+  // The package information: sections, blocks and tracks described, refusals as the inspection's.
+  PackageRecipe described;
+  described.title = "Info Game";
+  described.discId = "SLPS01111";
+  described.saveName = "Info Save";
+  described.icon0 = NoiseBytes(321, 1);
+  described.dataPsp = NoiseBytes(77, 2);
   Bytes image(kBlockSize * 5, 0x11);
   Bytes noise = NoiseBytes(kBlockSize, 3);
   std::copy(noise.begin(), noise.end(), image.begin() + 2 * kBlockSize);  // stays stored
-  recipe.image = image;
-  recipe.holeBeforeBlock = {2};
+  described.image = image;
+  described.holeBeforeBlock = {2};
   // A data track and two audio tracks, the last at 01:02:03 absolute.
-  recipe.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
-  PbpWritten w = WritePbp(dir / "EBOOT.PBP", recipe);
+  described.toc = MakeToc({{0x41, 0}, {0x01, 40}, {0x01, 4653 - 150}}, 80);
+  PbpWritten dw = WritePbp(dir / "EBOOT.PBP", described);
 
   EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "EBOOT.PBP", info), "");
   EXPECT_EQ(info.title + "|" + info.gameId + "|" + info.saveName, "Info Game|SLPS01111|Info Save");
-  EXPECT_EQ(info.fileSize, w.fileSize);
-  for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], w.offsets[i]);
-  EXPECT_EQ(info.sectionSizes[kParamSfo], 944u);
-  EXPECT_EQ(info.sectionSizes[kIcon0], 321u);
-  EXPECT_EQ(info.sectionSizes[kIcon1], 0u);
-  EXPECT_EQ(info.sectionSizes[kDataPsp], 77u);
-  EXPECT_EQ(info.sectionSizes[kDataPsar], w.fileSize - w.psar);
-  EXPECT_EQ(std::pair(info.blocks, info.compressedBlocks), std::pair(uint64_t{5}, uint64_t{4}));
-  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
+  for (int i = 0; i < kSectionCount; ++i) EXPECT_EQ(info.header.offsets[i], dw.offsets[i]);
+  const auto& size = info.sectionSizes;
+  EXPECT_EQ(std::tuple(size[kParamSfo], size[kIcon0], size[kIcon1], size[kDataPsp], size[kDataPsar],
+                       info.fileSize, info.bootPngSize),
+            std::tuple(944u, 321u, 0u, 77u, dw.fileSize - dw.psar, dw.fileSize,
+                       described.bootPng.size()));
+  EXPECT_EQ(std::tuple(info.blocks, info.compressedBlocks), std::tuple(uint64_t{5}, uint64_t{4}));
   std::vector<std::string> tracks;  // number, data or audio, start
   for (const TrackInfo& t : info.tracks)
     tracks.push_back(std::to_string(t.number) + (t.data ? " data " : " audio ") +
@@ -175,37 +162,31 @@ TEST(ReadEbootInfo, DescribesSectionsBlocksAndTracks) {
             (std::vector<std::string>{"1 data 00:02:00", "2 audio 00:02:40", "3 audio 01:02:03"}));
 
   EXPECT_EQ(ReadEbootInfo(dir / "none.pbp", info), kNoSuchFile);
-  WriteFileBytes(dir / "small.pbp", Bytes(20495, 0));
-  EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), kEbootTooSmall);
-  WriteFileBytes(dir / "zero.pbp", Bytes(20496, 0));
-  EXPECT_EQ(ReadEbootInfo(dir / "zero.pbp", info), kEbootNotValid);
-}
+  for (auto [size, said] : {std::pair{20495, kEbootTooSmall}, {20496, kEbootNotValid}}) {
+    WriteFileBytes(dir / "small.pbp", Bytes(size, 0));
+    EXPECT_EQ(ReadEbootInfo(dir / "small.pbp", info), said);
+  }
 
-TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
-  TempDir dir;
-  PackageRecipe recipe;
-  recipe.title = "Cut Game";
-  recipe.image = Bytes(kBlockSize * 3, 0x5A);
-  PbpWritten w = WritePbp(dir / "full.pbp", recipe);
+  // It opens what the inspection opens, and refuses in its words.
+  PackageRecipe cutGame;
+  cutGame.title = "Cut Game";
+  cutGame.image = Bytes(kBlockSize * 3, 0x5A);
+  PbpWritten wf = WritePbp(dir / "full.pbp", cutGame);
   const Bytes full = ReadFileBytes(dir / "full.pbp");
   // Cut after the disc-image header, the start-data block moved up behind it.
-  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(w.psar + 0x6000));
-  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(w.startData), full.end());
-  StoreLe32(&cut[w.psar + 12], 0x6000);
+  Bytes cut(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(wf.psar + 0x6000));
+  cut.insert(cut.end(), full.begin() + static_cast<std::ptrdiff_t>(wf.startData), full.end());
+  StoreLe32(&cut[wf.psar + 12], 0x6000);
   WriteFileBytes(dir / "cut.pbp", cut);
-  RunRecorder host;
   ASSERT_EQ(InspectEboot(dir / "cut.pbp", dir.MakeDir("t") + "/", host).message, "");
 
-  EbootInfo info;
   ASSERT_EQ(ReadEbootInfo(dir / "cut.pbp", info), "");
-  EXPECT_EQ(info.title, "Cut Game");
-  EXPECT_EQ(info.bootPngSize, recipe.bootPng.size());
-  EXPECT_EQ(info.startData, w.psar + 0x6000);
-  EXPECT_EQ(info.blocks, 0u);
-  EXPECT_TRUE(info.tracks.empty());
+  EXPECT_EQ(
+      std::tuple(info.title, info.bootPngSize, info.startData, info.blocks, info.tracks.size()),
+      std::tuple("Cut Game", cutGame.bootPng.size(), wf.psar + 0x6000, 0u, 0u));
   EXPECT_EQ(info.discImageProblem, "The EBOOT \"" + (dir / "cut.pbp") +
                                        "\" is cut short: its disc image index ends at byte " +
-                                       std::to_string(w.psar + 0x100000) +
+                                       std::to_string(wf.psar + 0x100000) +
                                        ", beyond the end of the file (" +
                                        std::to_string(cut.size()) + " bytes).");
 
@@ -221,8 +202,7 @@ TEST(ReadEbootInfo, OpensWhatTheInspectionOpensAndRefusesInItsWords) {
   EXPECT_EQ(InspectEboot(dir / "bad.pbp", dir / "t/", host).message, refusal);
   // A whole package reads its disc image with no problem noted.
   ASSERT_EQ(ReadEbootInfo(dir / "full.pbp", info), "");
-  EXPECT_EQ(info.discImageProblem, "");
-  EXPECT_EQ(info.blocks, 3u);
+  EXPECT_EQ(std::tuple(info.discImageProblem, info.blocks), std::tuple(std::string(), uint64_t{3}));
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <numeric>
 
 #include "common/files.h"
 #include "pbp/package_check.h"
@@ -19,7 +19,7 @@ void Scribble(const std::string& path, uint64_t at, const Bytes& bytes) {
   ASSERT_TRUE(f.Seek(at) && f.Write(bytes) && f.Close());
 }
 
-TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
+TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndTheNewPackageIsChecked) {
   TempDir dir;
   const std::string pkg = dir / "EBOOT.PBP";
   const std::string temp = dir.folder() + "Temp/";
@@ -51,7 +51,7 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
     journal.Finish();
   }
   Bytes patched = original;
-  patched[0] = 1, patched[1] = 2, patched[2] = 3, patched[3] = 4;
+  std::iota(patched.begin(), patched.begin() + 4, 1);
   EXPECT_EQ(ReadFileBytes(pkg), patched);
   EXPECT_TRUE(noJournal());
 
@@ -81,58 +81,53 @@ TEST(PatchJournal, FailureAndCrashPutTheOldBytesBackAndCutTheGrowthOff) {
   WriteFileBytes(pkg + ".undo", keptJournal);
   EXPECT_NE(RollBackLeftoverPatch(pkg).find("was found and undone"), std::string::npos);
   EXPECT_EQ(ReadFileBytes(pkg), patched);
-}
 
-TEST(PatchJournal, AJournalCutShortMeansThePackageWasNeverTouched) {
-  TempDir dir;
-  const std::string pkg = dir / "game.pbp";
-  const Bytes original = NoiseBytes(500, 3);
-  WriteFileBytes(pkg, original);
+  // A journal cut short means the package was never touched.
+  const std::string game = dir / "game.pbp";
+  const Bytes older = NoiseBytes(500, 3);
+  WriteFileBytes(game, older);
   // Magic, length 500, one region of 8 bytes at 0 whose bytes are there, and no end mark.
   Bytes torn = {'E', 'B', 'F', 'U', 'N', 'D', 'O', '1', 0xF4, 1, 0, 0, 0, 0, 0, 0,
                 0,   0,   0,   0,   0,   0,   0,   0,   8,    0, 0, 0, 0, 0, 0, 0};
   torn.insert(torn.end(), 8, 0xEE);
-  WriteFileBytes(pkg + ".undo", torn);
-  EXPECT_EQ(RollBackLeftoverPatch(pkg), "");
-  EXPECT_EQ(ReadFileBytes(pkg), original);
-  EXPECT_FALSE(FileExists(pkg + ".undo"));
+  WriteFileBytes(game + ".undo", torn);
+  EXPECT_EQ(RollBackLeftoverPatch(game), "");
+  EXPECT_EQ(ReadFileBytes(game), older);
+  EXPECT_FALSE(FileExists(game + ".undo"));
 
   // The same journal with its end mark is replayed: 8 bytes of 0xEE at 0, length 500.
   Bytes whole = torn;
   for (uint8_t b : Bytes{'D', 'O', 'N', 'E', 1, 0, 0, 0}) whole.push_back(b);
-  WriteFileBytes(pkg + ".undo", whole);
-  EXPECT_NE(RollBackLeftoverPatch(pkg), "");
-  Bytes expected = original;
+  WriteFileBytes(game + ".undo", whole);
+  EXPECT_NE(RollBackLeftoverPatch(game), "");
+  Bytes expected = older;
   std::fill_n(expected.begin(), 8, 0xEE);
-  EXPECT_EQ(ReadFileBytes(pkg), expected);
-}
+  EXPECT_EQ(ReadFileBytes(game), expected);
 
-TEST(PackageCheck, AWholePackagePassesAndACutOrForeignOneDoesNot) {
-  TempDir dir;
-  const std::string pkg = dir / "EBOOT.PBP.part";
+  // A whole new package passes the check; a cut or foreign one does not.
+  const std::string part = dir / "EBOOT.PBP.part";
   PackageRecipe recipe;
   recipe.image = NoiseBytes(5 * kTestBlockSize, 11);
   recipe.level = 0;
-  PbpWritten w = WritePbp(pkg, recipe);
-  EXPECT_EQ(CheckWrittenPackage(pkg), "");
+  PbpWritten w = WritePbp(part, recipe);
+  EXPECT_EQ(CheckWrittenPackage(part), "");
 
-  const Bytes whole = ReadFileBytes(pkg);
-  // Cut inside the last block: the index promises more than the file holds.
-  WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.startData - 100)));
-  EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
-  // Cut inside the header area of DATA.PSAR.
-  WriteFileBytes(pkg, Bytes(whole.begin(), whole.begin() + static_cast<long>(w.psar + 0x100)));
-  EXPECT_EQ(CheckWrittenPackage(pkg).rfind("The new package " + pkg + " is not whole: ", 0), 0u);
-  // Not a package at all.
-  WriteFileBytes(pkg, Bytes(4096, 'E'));
-  EXPECT_EQ(CheckWrittenPackage(pkg),
-            "The new package " + pkg + " is not whole: it has no PBP header.");
-  // A section offset past the end.
-  Bytes bad = whole;
+  const Bytes written = ReadFileBytes(part);
+  // Cut inside the last block (the index promises more than the file holds), or inside the
+  // header area of DATA.PSAR.
+  for (uint64_t cut : {w.startData - 100, w.psar + 0x100}) {
+    WriteFileBytes(part, Bytes(written.begin(), written.begin() + static_cast<long>(cut)));
+    EXPECT_EQ(CheckWrittenPackage(part).rfind("The new package " + part + " is not whole: ", 0),
+              0u);
+  }
+  // Not a package at all, and a section offset past the end.
+  Bytes bad = written;
   bad[8 + 4 * 3 + 3] = 0x7F;
-  WriteFileBytes(pkg, bad);
-  EXPECT_EQ(CheckWrittenPackage(pkg),
-            "The new package " + pkg + " is not whole: its section offsets are out of order.");
+  for (auto [bytes, why] : {std::pair{Bytes(4096, 'E'), "it has no PBP header."},
+                            {bad, "its section offsets are out of order."}}) {
+    WriteFileBytes(part, bytes);
+    EXPECT_EQ(CheckWrittenPackage(part), "The new package " + part + " is not whole: " + why);
+  }
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "common/cancel.h"
 #include "common/files.h"
 #include "pbp/container.h"
@@ -69,7 +67,7 @@ struct Fixture {
   }
 };
 
-TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
+TEST(PatchEboot, InPlaceOrRebuiltAskedOrCancelledAndTheCopysOvershoot) {
   Fixture fx;
   const Bytes image = fx.Image(fx.pbp);
   // A table as ISO.TOC holds it: lead entries, then two tracks with bytes 3-5 = bytes 7-9.
@@ -84,8 +82,7 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   // Room: the old icon0 + pic0 + snd0 took 6000 bytes; the new five take exactly 6000.
   Room room;
   ASSERT_EQ(MeasureRoom(fx.pbp, fx.temp, fx.job, room), "");
-  EXPECT_EQ(room.assets, 6000);
-  EXPECT_EQ(room.room, 6000);
+  EXPECT_EQ(std::tuple(room.assets, room.room), std::tuple(6000, 6000));
   ASSERT_EQ(fx.Update(), Outcome::Success());
   EXPECT_TRUE(fx.host.questions.empty());
 
@@ -93,10 +90,9 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   // The tail came out shorter: the file grows by exactly one byte.
   EXPECT_EQ(after.size(), fx.written.fileSize + 1);
   EXPECT_EQ(after.back(), 0);
-  EXPECT_EQ(LoadLe32(after.data() + 36), fx.written.psar);
-  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kIcon0), 40u + 944);
-  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kPic0), 40u + 944 + 2500);
-  EXPECT_EQ(LoadLe32(after.data() + 8 + 4 * kDataPsp), 40u + 944 + 6000);
+  EXPECT_EQ(std::tuple(LoadLe32(&after[36]), LoadLe32(&after[8 + 4 * kIcon0]),
+                       LoadLe32(&after[8 + 4 * kPic0]), LoadLe32(&after[8 + 4 * kDataPsp])),
+            std::tuple(fx.written.psar, 40u + 944, 40u + 944 + 2500, 40u + 944 + 6000));
   EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x401,
                         after.begin() + fx.written.psar + 0x401 + 10),
             "SCES_98765");
@@ -112,139 +108,124 @@ TEST(PatchEbootInPlace, NewFieldsAndAssetsWhileDataPsarStays) {
   fx.ExpectNewJob(fx.pbp, fx.temp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "ICON0.PNG"), ReadFileBytes(fx.job.icon0));
   EXPECT_EQ(ReadFileBytes(fx.temp + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
-  EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
   EXPECT_EQ(ReadFileBytes(fx.temp + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
+  EXPECT_EQ(ReadFileBytes(fx.temp + "BASE.PSP"), fx.recipe.dataPsp);
   EXPECT_EQ(fx.Image(fx.pbp), image);
 
   // Smaller assets: the gap before DATA.PSAR is zero-filled; each patch adds one byte.
   fx.job.icon0 = fx.Asset("small.png", 10, 21);
   ASSERT_EQ(fx.Update(), Outcome::Success());
   const Bytes again = ReadFileBytes(fx.pbp);
-  EXPECT_EQ(again.size(), after.size() + 1);
   const uint64_t baseEnd = 40 + 944 + 10 + 3500 + 700;
-  EXPECT_EQ(LoadLe32(again.data() + 36), fx.written.psar);
+  EXPECT_EQ(std::tuple(again.size(), LoadLe32(&again[36])),
+            std::tuple(after.size() + 1, fx.written.psar));
   EXPECT_EQ(Bytes(again.begin() + baseEnd, again.begin() + fx.written.psar),
             Bytes(fx.written.psar - baseEnd, 0));
   EXPECT_EQ(fx.Image(fx.pbp), image);
-}
 
-TEST(UpdateEboot, LargerAssetsAskAndRebuildIntoANewFile) {
-  Fixture fx;
-  const Bytes image = fx.Image(fx.pbp);
-  const Bytes original = ReadFileBytes(fx.pbp);
-  fx.job.pic1 = fx.Asset("pic1.png", 1001, 14);  // one byte more than the room
-  WriteFileBytes(fx.program + "null", {});
+  // Larger assets ask, and rebuild into a new file or cancel.
+  Fixture big;
+  const Bytes bigImage = big.Image(big.pbp);
+  const Bytes original = ReadFileBytes(big.pbp);
+  big.job.pic1 = big.Asset("pic1.png", 1001, 14);  // one byte more than the room
+  WriteFileBytes(big.program + "null", {});
 
   // No ends the job; the package is untouched.
-  fx.host.answers = {false};
-  EXPECT_EQ(fx.Update(), Outcome::Declined());
-  ASSERT_EQ(fx.host.questions.size(), 1u);
-  EXPECT_EQ(fx.host.questions[0].text, kRebuildQuestion);
-  EXPECT_EQ(fx.host.questions[0].icon, MsgIcon::Exclamation);
-  fx.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
-  EXPECT_EQ(fx.Update(), Outcome::Declined());
-  EXPECT_EQ(fx.host.destinationsAsked, 1);
-  fx.host.destination = fx.pbp;
-  EXPECT_EQ(fx.Update(), Outcome::Failed(kSameFileMessage));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  big.host.answers = {false};
+  EXPECT_EQ(big.Update(), Outcome::Declined());
+  ASSERT_EQ(big.host.questions.size(), 1u);
+  EXPECT_EQ(std::tuple(big.host.questions[0].text, big.host.questions[0].icon),
+            std::tuple(std::string(kRebuildQuestion), MsgIcon::Exclamation));
+  big.host.answers.clear();  // yes, then the dialog cancelled, or the source itself chosen
+  EXPECT_EQ(big.Update(), Outcome::Declined());
+  EXPECT_EQ(big.host.destinationsAsked, 1);
+  big.host.destination = big.pbp;
+  EXPECT_EQ(big.Update(), Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
 
   // The same file under another spelling of its path is refused too: nothing may
   // delete the source.
-  const std::string other = fx.dir.path() + "/./EBOOT.PBP";
-  EXPECT_EQ(fx.Rebuild(other), Outcome::Failed(kSameFileMessage));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  const std::string other = big.dir.path() + "/./EBOOT.PBP";
+  EXPECT_EQ(big.Rebuild(other), Outcome::Failed(kSameFileMessage));
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
 
-  const std::string dest = fx.dir / "rebuilt/EBOOT.PBP";
-  fx.dir.MakeDir("rebuilt");
-  fx.host.destination = dest;
+  const std::string dest = big.dir / "rebuilt/EBOOT.PBP";
+  big.dir.MakeDir("rebuilt");
+  big.host.destination = dest;
   std::vector<std::string> noted;
-  const PackageUpdate made = UpdateEboot(fx.pbp, fx.temp, fx.program, fx.job, fx.host, fx.host,
-                                         fx.host.cancel, [&](const std::string& partial) {
-                                           noted.push_back(partial);
-                                           return std::string();
-                                         });
-  ASSERT_EQ(made.outcome, Outcome::Success());
-  EXPECT_EQ(made.rebuiltTo, dest);
+  const PackageUpdate made =
+      UpdateEboot(big.pbp, big.temp, big.program, big.job, big.host, big.host, big.host.cancel,
+                  [&](const std::string& partial) {
+                    noted.push_back(partial);
+                    return std::string();
+                  });
+  ASSERT_EQ(std::tuple(made.outcome, made.rebuiltTo), std::tuple(Outcome::Success(), dest));
   // Told the temporary name before writing it, so that a crash can be cleaned up after.
   EXPECT_EQ(noted, std::vector<std::string>{dest + ".part"});
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
-  EXPECT_FALSE(FileExists(fx.program + "null"));
-  EXPECT_EQ(fx.host.stages.back(), "Reconstructing EBOOT...");
-  EXPECT_EQ(fx.host.completed.back(), "Reconstructing EBOOT...");
+  EXPECT_EQ(ReadFileBytes(big.pbp), original);
+  EXPECT_FALSE(FileExists(big.program + "null"));
+  EXPECT_EQ(big.host.stages.back() + "|" + big.host.completed.back(),
+            "Reconstructing EBOOT...|Reconstructing EBOOT...");
 
-  const std::string temp2 = fx.dir.folder() + "Temp2/";
-  fx.ExpectNewJob(dest, temp2);
-  EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(fx.job.pic1));
-  EXPECT_EQ(ReadFileBytes(temp2 + "Gameboot.png"), ReadFileBytes(fx.job.gameboot));
-  // The package ends with Temp's START.DAT, which a new inspection again takes one byte short.
-  const Bytes startDat = ReadFileBytes(fx.temp + "START.DAT");
+  const std::string temp2 = big.dir.folder() + "Temp2/";
+  // The boot picture and START.DAT after the disc are the rebuild test of a set of discs.
+  big.ExpectNewJob(dest, temp2);
+  EXPECT_EQ(ReadFileBytes(temp2 + "PIC1.PNG"), ReadFileBytes(big.job.pic1));
+  EXPECT_EQ(big.Image(dest), bigImage);
   const Bytes rebuilt = ReadFileBytes(dest);
-  EXPECT_EQ(Bytes(rebuilt.end() - static_cast<std::ptrdiff_t>(startDat.size()), rebuilt.end()),
-            startDat);
-  EXPECT_EQ(ReadFileBytes(temp2 + "START.DAT"), Bytes(startDat.begin(), startDat.end() - 1));
-  EXPECT_EQ(fx.Image(dest), image);
   EXPECT_EQ(LoadLe32(&rebuilt[0]), 0x50425000u);
   EXPECT_EQ(LoadLe32(&rebuilt[8 + 4 * kIcon1]), LoadLe32(&rebuilt[8 + 4 * kPic0]));  // empty ICON1
-}
 
-TEST(ReconstructEboot, CancelDeletesTheDestination) {
-  Fixture fx;
-  const Bytes original = ReadFileBytes(fx.pbp);
-  const std::string dest = fx.dir / "new.pbp";
+  // A cancelled rebuild deletes its destination.
+  Fixture third;
+  const Bytes before = ReadFileBytes(third.pbp);
+  const std::string cancelled = third.dir / "new.pbp";
   int pumps = 0;
-  fx.host.onAdvance = [&](int n) {
+  third.host.onAdvance = [&](int n) {
     pumps = n;
-    fx.host.cancel.Request();
+    third.host.cancel.Request();
   };
-  EXPECT_EQ(fx.Rebuild(dest), Outcome::Cancelled());
+  EXPECT_EQ(third.Rebuild(cancelled), Outcome::Cancelled());
   EXPECT_EQ(pumps, 1);
-  EXPECT_FALSE(fx.host.cancel.Requested());
-  EXPECT_FALSE(FileExists(dest));
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
+  EXPECT_FALSE(third.host.cancel.Requested() || FileExists(cancelled));
+  EXPECT_EQ(ReadFileBytes(third.pbp), before);
 
   // A missing asset is named before anything is written.
-  fx.job.snd0 = fx.dir / "assets/none.at3";
-  std::string r = fx.Rebuild(dest).text();
-  EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
-  EXPECT_FALSE(FileExists(dest));
-  r = fx.Update().text();
-  EXPECT_NE(r.find("none.at3"), std::string::npos) << r;
-  EXPECT_EQ(ReadFileBytes(fx.pbp), original);
-}
+  third.job.snd0 = third.dir / "assets/none.at3";
+  for (const Outcome& r : {third.Rebuild(cancelled), third.Update()})
+    EXPECT_NE(r.text().find("none.at3"), std::string::npos) << r.text();
+  EXPECT_FALSE(FileExists(cancelled));
+  EXPECT_EQ(ReadFileBytes(third.pbp), before);
 
-TEST(PatchConvertedEboot, SwapsTheBootPictureAndKeepsTheTail) {
-  Fixture fx;
-  const Bytes image = fx.Image(fx.pbp);
-  const Bytes before = ReadFileBytes(fx.pbp);
-  std::filesystem::remove(fx.temp + "START.DAT");
-  ASSERT_EQ(PatchConvertedEboot(fx.pbp, fx.temp, fx.job, fx.host, fx.host.cancel),
-            Outcome::Success());
-  // The whole tail after the old picture, last byte included.
-  EXPECT_EQ(ReadFileBytes(fx.temp + "START.DAT"), fx.recipe.tail);
-  const Bytes after = ReadFileBytes(fx.pbp);
-  EXPECT_EQ(after.size(), before.size());  // nothing is cut or added here
-  const uint64_t s = fx.written.startData;
-  EXPECT_EQ(LoadLe32(after.data() + s + 20), 600u);
-  const Bytes boot = ReadFileBytes(fx.job.gameboot);
-  EXPECT_EQ(Bytes(after.begin() + s + 80, after.begin() + s + 680), boot);
-  EXPECT_EQ(Bytes(after.begin() + s + 680, after.begin() + s + 980), fx.recipe.tail);
-  EXPECT_EQ(std::string(after.begin() + fx.written.psar + 0x122C,
-                        after.begin() + fx.written.psar + 0x122C + 9),
-            std::string("New Save") + '\0');
-  // No TOC in the job: the converter's stays.
-  EXPECT_EQ(Bytes(after.begin() + fx.written.psar + 0x800,
-                  after.begin() + fx.written.psar + 0x800 + 1020),
-            Bytes(before.begin() + fx.written.psar + 0x800,
-                  before.begin() + fx.written.psar + 0x800 + 1020));
-  EXPECT_EQ(fx.Image(fx.pbp), image);
-}
+  // The copy up to the boot picture shrinks its last read by the section-copy rule, so when
+  // exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
+  // leave that byte visible at the end of the new package.
+  Fixture over(40000);
+  const uint64_t s = over.written.startData, p = over.written.psar;
+  // A header size that makes S + H - P one byte short of a multiple of 32 KB.
+  uint64_t h = (32767 - (s - p) % 32768) % 32768;
+  if (h < 24) h += 32768;
+  ASSERT_LE(s + h + 1, over.written.fileSize) << "the fixture's tail must reach past S + H";
+  {
+    File f(over.pbp, File::Mode::ReadWrite);
+    ASSERT_TRUE(WriteLe32At(f, s + 16, static_cast<uint32_t>(h)));
+  }
+  const Bytes source = ReadFileBytes(over.pbp);
+  over.job.gameboot = over.Asset("empty.png", 0, 1);
+  WriteFileBytes(over.temp + "START.DAT", {});
+  const std::string overDest = over.dir / "new.pbp";
+  ASSERT_EQ(over.Rebuild(overDest), Outcome::Success());
+  const Bytes overRebuilt = ReadFileBytes(overDest);
+  const uint64_t newP = LoadLe32(&overRebuilt[36]);
+  ASSERT_EQ(overRebuilt.size(), newP + (s - p) + h + 1);
+  EXPECT_EQ(overRebuilt.back(), source[s + h]);
+  EXPECT_EQ(ReadFileBytes(over.pbp), source);
 
-TEST(EbootJobFields, PaddingCuttingAndChecks) {
-  EXPECT_EQ(UnderscoredIdField("SLUS00594"),
-            (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
-  EXPECT_EQ(UnderscoredIdField("AB"), (Bytes{'A', 'B', '_', 0, 0, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(UnderscoredIdField("SLUS0059412"),
-            (Bytes{'S', 'L', 'U', 'S', '_', '0', '0', '5', '9', '4'}));
+  // The job's fields: padding, cutting and checks.
+  const auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
+  EXPECT_EQ(text(UnderscoredIdField("SLUS00594")), "SLUS_00594");
+  EXPECT_EQ(text(UnderscoredIdField("AB")), std::string("AB_\0\0\0\0\0\0\0", 10));
+  EXPECT_EQ(text(UnderscoredIdField("SLUS0059412")), "SLUS_00594");
   Bytes save(128, 0);
   save[0] = 'J', save[1] = 0xE9;  // in ANSI
   EXPECT_EQ(SaveNameField("J\xC3\xA9"), save);
@@ -256,32 +237,6 @@ TEST(EbootJobFields, PaddingCuttingAndChecks) {
   // 40 bytes pass the size test (not the inspection's 20,496), then the magic decides.
   WriteFileBytes(dir / "a.pbp", Bytes(40, 0));
   EXPECT_EQ(CheckEbootForJob(dir / "a.pbp"), kEbootNotValid);
-}
-
-// The copy up to the boot picture shrinks its last read by the section-copy rule, so when
-// exactly 32,767 bytes remain it takes one byte more. Only an empty gameboot and START.DAT
-// leave that byte visible at the end of the new package.
-TEST(ReconstructEboot, CopyOvershootsByOneByteAsTheSectionCopyDoes) {
-  Fixture fx(40000);
-  const uint64_t s = fx.written.startData, p = fx.written.psar;
-  // A header size that makes S + H - P one byte short of a multiple of 32 KB.
-  uint64_t h = (32767 - (s - p) % 32768) % 32768;
-  if (h < 24) h += 32768;
-  ASSERT_LE(s + h + 1, fx.written.fileSize) << "the fixture's tail must reach past S + H";
-  {
-    File f(fx.pbp, File::Mode::ReadWrite);
-    ASSERT_TRUE(WriteLe32At(f, s + 16, static_cast<uint32_t>(h)));
-  }
-  const Bytes source = ReadFileBytes(fx.pbp);
-  fx.job.gameboot = fx.Asset("empty.png", 0, 1);
-  WriteFileBytes(fx.temp + "START.DAT", {});
-  const std::string dest = fx.dir / "new.pbp";
-  ASSERT_EQ(fx.Rebuild(dest), Outcome::Success());
-  const Bytes rebuilt = ReadFileBytes(dest);
-  const uint64_t newP = LoadLe32(&rebuilt[36]);
-  ASSERT_EQ(rebuilt.size(), newP + (s - p) + h + 1);
-  EXPECT_EQ(rebuilt.back(), source[s + h]);
-  EXPECT_EQ(ReadFileBytes(fx.pbp), source);
 }
 
 }  // namespace

@@ -28,7 +28,14 @@ std::vector<std::string> Lines(const std::string& text) {
   return out;
 }
 
-TEST(Toc, SingleTrackCcd) {
+DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
+  DiscImageLayout l;
+  std::copy(toc.begin(), toc.end(), l.toc.begin());
+  l.blocks.resize(blocks);
+  return l;
+}
+
+TEST(Toc, CcdOfATocAndTheTracksItGivesNamedAndListed) {
   // One data track over 1,000 sectors: A2 = 00:13:25.
   TocArea area = AreaOf(MakeToc({{0x41, 0}}, 1000));
   auto entries = UsedTocEntries(area);
@@ -48,11 +55,10 @@ TEST(Toc, SingleTrackCcd) {
       "ASec=2", "AFrame=0", "ALBA=-150", "Zero=0", "PMin=0", "PSec=2", "PFrame=0", "PLBA=0",
       "[TRACK 0]", "MODE=1", "INDEX 1=0"};
   EXPECT_EQ(Lines(FormatCcd(entries)), expected);
-}
 
-TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
+  // Audio tracks, a negative PLBA and odd bytes.
   // Data track, then two audio tracks; the second audio track lies at 1 minute.
-  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 4350}}, 9000));
+  area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 4350}}, 9000));
   // A track entry whose PSec is below 2 gives a negative PLBA, printed with a sign.
   area[4 * 10 + kTocPMin] = 0x00;
   area[4 * 10 + kTocPSec] = 0x01;
@@ -62,7 +68,7 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
   area[5 * 10 + kTocControl] = 0x41;
   area[5 * 10 + kTocTrackNo] = 0x01;
   area[5 * 10 + kTocPoint] = 0x0B;
-  auto entries = UsedTocEntries(area);
+  entries = UsedTocEntries(area);
   ASSERT_EQ(entries.size(), 6u);
   auto lines = Lines(FormatCcd(entries));
   auto at = [&](const std::string& key, int entry) {
@@ -88,51 +94,36 @@ TEST(Toc, AudioTracksNegativePlbaAndOddBytes) {
   EXPECT_EQ(UsedTocEntries(area).size(), kTocEntries);
   area[1 * 10 + kTocPMin] = 0x00;
   EXPECT_EQ(UsedTocEntries(area).size(), 3u);
-}
 
-// The image layouts' TOC files (none, Game.TOC, Game.ccd, ISO.TOC) are each shown by the
-// extraction's own tests; the conversion's layout gives none with no setting, both with
-// the CCD setting.
-TEST(Toc, TheConversionLayoutGivesIsoTocAndTheCcdByTheSetting) {
-  TocArea area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
+  // The image layouts' TOC files are each shown by the extraction's own tests; the
+  // conversion's layout gives none with no setting, both with the CCD setting.
+  area = AreaOf(MakeToc({{0x41, 0}, {0x01, 300}}, 900));
   const std::string dir = std::string("d") + kSep;
   EXPECT_TRUE(TocOutputs(area, dir + "TempISO.iso", true, kTocNone).empty());
   std::vector<TocOutput> out = TocOutputs(area, dir + "TempISO.iso", true, kTocCcd);
   ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(out[0].path, dir + "ISO.TOC");
-  EXPECT_EQ(Bytes(out[0].bytes.begin(), out[0].bytes.end()),
-            Bytes(area.begin(), area.begin() + 50));
-  EXPECT_EQ(out[1].path, dir + "TempISO.ccd");
-  EXPECT_EQ(out[1].bytes, FormatCcd(UsedTocEntries(area)));
-}
+  EXPECT_EQ(std::tuple(out[0].path, out[0].bytes, out[1].path, out[1].bytes),
+            std::tuple(dir + "ISO.TOC", std::string(area.begin(), area.begin() + 50),
+                       dir + "TempISO.ccd", FormatCcd(UsedTocEntries(area))));
 
-DiscImageLayout Layout(const test::TestTocArea& toc, std::size_t blocks) {
-  DiscImageLayout l;
-  std::copy(toc.begin(), toc.end(), l.toc.begin());
-  l.blocks.resize(blocks);
-  return l;
-}
-
-TEST(PackageTracks, TracksRunFromTheirStartToTheNext) {
+  // The tracks a package's TOC gives run from their start to the next; their files' names and
+  // sheets. The disc's sectors, then each track as number, kind, start + length.
+  auto read = [](const PackageDisc& d) {
+    std::string text = std::to_string(d.sectors);
+    for (const auto& t : d.tracks)
+      text += ", " + std::to_string(t.number) + (t.audio ? " audio " : " data ") +
+              std::to_string(t.start) + "+" + std::to_string(t.length);
+    return text;
+  };
   // Data at 0, audio at 300 and 675 of 1,125 sectors; 71 blocks plus the padding block.
   PackageDisc disc;
   ASSERT_EQ(
       ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 300}, {0x01, 675}}, 1125), 72), disc),
       "");
-  EXPECT_EQ(disc.sectors, 1125u);
-  ASSERT_EQ(disc.tracks.size(), 3u);
-  EXPECT_FALSE(disc.tracks[0].audio);
-  EXPECT_TRUE(disc.tracks[2].audio);
-  EXPECT_EQ(disc.tracks[1].number, 2);
-  EXPECT_EQ(disc.tracks[0].length, 300u);
-  EXPECT_EQ(disc.tracks[1].start, 300u);
-  EXPECT_EQ(disc.tracks[1].length, 375u);
-  EXPECT_EQ(disc.tracks[2].length, 450u);
-
+  EXPECT_EQ(read(disc), "1125, 1 data 0+300, 2 audio 300+375, 3 audio 675+450");
   // A lead-out beyond the blocks (or before the last track) gives way to the blocks' end.
   ASSERT_EQ(ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 300}}, 5000), 40), disc), "");
-  EXPECT_EQ(disc.sectors, 640u);
-  EXPECT_EQ(disc.tracks[1].length, 340u);
+  EXPECT_EQ(read(disc), "640, 1 data 0+300, 2 audio 300+340");
 
   // Tables that cannot be used say why.
   EXPECT_EQ(ReadPackageDisc(Layout(test::MakeToc({{0x41, 0}, {0x01, 700}}, 1125), 40), disc),
@@ -144,25 +135,23 @@ TEST(PackageTracks, TracksRunFromTheirStartToTheNext) {
   bad[3 * 10 + 8] = 0x0A;  // track 1's seconds are not BCD
   EXPECT_EQ(ReadPackageDisc(Layout(bad, 40), disc),
             "The package's table of contents puts track 1 outside the disc image (640 sectors).");
-}
 
-TEST(PackageTracks, NamesAndSheets) {
+  // The track files' names and sheets.
   EXPECT_EQ(SplitTrackNames("Solo", 1), std::vector<std::string>{"Solo.bin"});
   EXPECT_EQ(SplitTrackNames("G", 2),
             (std::vector<std::string>{"G (Track 1).bin", "G (Track 2).bin"}));
   const auto twelve = SplitTrackNames("G", 12);
-  EXPECT_EQ(twelve[0], "G (Track 01).bin");
-  EXPECT_EQ(twelve[11], "G (Track 12).bin");
+  EXPECT_EQ(twelve[0] + twelve[11], "G (Track 01).binG (Track 12).bin");
 
-  std::vector<SheetTrack> tracks = {{{1, false, 0, 300}, 1, false},
-                                    {{2, true, 300, 375}, 2, true},
-                                    {{3, true, 675, 4500}, 2, false}};
-  EXPECT_EQ(SplitSheet(tracks, {"a.bin", "b.bin", "c.bin"}),
+  std::vector<SheetTrack> sheet = {{{1, false, 0, 300}, 1, false},
+                                   {{2, true, 300, 375}, 2, true},
+                                   {{3, true, 675, 4500}, 2, false}};
+  EXPECT_EQ(SplitSheet(sheet, {"a.bin", "b.bin", "c.bin"}),
             "FILE \"a.bin\" BINARY\r\n  TRACK 01 MODE1/2352\r\n    INDEX 01 00:00:00\r\n"
             "FILE \"b.bin\" BINARY\r\n  TRACK 02 AUDIO\r\n    INDEX 00 00:00:00\r\n"
             "    INDEX 01 00:02:00\r\n"
             "FILE \"c.bin\" BINARY\r\n  TRACK 03 AUDIO\r\n    INDEX 01 00:00:00\r\n");
-  EXPECT_EQ(OneFileSheet(tracks, "one.bin"),
+  EXPECT_EQ(OneFileSheet(sheet, "one.bin"),
             "FILE \"one.bin\" BINARY\r\n  TRACK 01 MODE1/2352\r\n    INDEX 01 00:00:00\r\n"
             "  TRACK 02 AUDIO\r\n    INDEX 00 00:04:00\r\n    INDEX 01 00:06:00\r\n"
             "  TRACK 03 AUDIO\r\n    INDEX 01 00:09:00\r\n");
