@@ -8,6 +8,7 @@
 #include <zlib.h>
 
 #include <random>
+#include <tuple>
 
 #include "common/bytes.h"
 #include "imaging/dib.h"
@@ -60,51 +61,45 @@ class MadePictures : public ::testing::Test {
 using DecoderWitness = MadePictures;
 using BadInput = MadePictures;
 
-TEST_F(DecoderWitness, BitmapVariants) {
-  Check("bmp3:b24.bmp", "-alpha off -type truecolor");
-  Check("bmp:b32.bmp", "");  // version 5 header, bit fields with alpha
-  Check("bmp3:b8.bmp", "-alpha off -type palette -compress none");
-  Check("bmp3:rle8.bmp", "-alpha off -type palette -compress RLE");
-  Check("bmp3:b4.bmp", "-alpha off -colors 16 -compress none");
-  Check("bmp3:b1.bmp", "-alpha off -monochrome");
-  Check("bmp3:b565.bmp", "-alpha off -define bmp:subtype=RGB565");
-  Check("bmp3:b555.bmp", "-alpha off -define bmp:subtype=RGB555");
-  Check("bmp2:os2.bmp", "-alpha off -type palette");
-}
-
-TEST_F(DecoderWitness, GifVariants) {
-  Check("gif:plain.gif", "-alpha off");
-  Check("gif:interlaced.gif", "-alpha off -interlace GIF");
-  // The alpha ramp becomes one transparent colour.
-  Check("gif:transparent.gif", "-channel A -threshold 50% +channel");
-}
-
-TEST_F(DecoderWitness, PngVariants) {
-  Check("png:rgba.png", "");
-  Check("png32:rgba8.png", "");
-  Check("png8:palette.png", "-alpha off -colors 200");
-  Check("png8:paletteAlpha.png", "-channel A -threshold 50% +channel -colors 100");
-  Check("png:grey.png", "-alpha off -colorspace Gray");
-  Check("png48:deep.png", "-alpha off");
-  Check("png:interlaced.png", "-interlace PNG");
-}
-
-TEST_F(DecoderWitness, JpegVariants) {
-  // Both read with libjpeg; a different IDCT or upsampling would show as small differences.
-  Check("jpg:plain.jpg", "-alpha off -quality 90", 3);
-  Check("jpg:progressive.jpg", "-alpha off -interlace JPEG", 3);
-  Check("jpg:grey.jpg", "-alpha off -colorspace Gray", 3);
-  Check("jpg:noSubsampling.jpg", "-alpha off -sampling-factor 1x1", 3);
-  Check("jpg:cmyk.jpg", "-alpha off -colorspace CMYK", 3);
-}
-
-TEST_F(DecoderWitness, IconsTakeTheLargestImage) {
-  Check("ico:one.ico", "");
-  // Sizes 16, 48 and 32 in that order: the 48-pixel image is frame 1.
-  Check("ico:three.ico", "-define icon:auto-resize=16,48,32", 0, 1);
-  // A 256-pixel image is stored as PNG inside the icon.
-  Check("ico:png.ico", "-resize 256x256! -define icon:auto-resize=32,256", 0, 1);
-  Check("cur:arrow.cur", "");
+TEST_F(DecoderWitness, EveryVariantReadsAsImageMagickReadsIt) {
+  // The target, ImageMagick's options, the largest byte difference allowed, the frame.
+  // clang-format off
+  const std::tuple<const char*, const char*, int, int> rows[] = {
+      {"bmp3:b24.bmp", "-alpha off -type truecolor", 0, 0},
+      {"bmp:b32.bmp", "", 0, 0},  // version 5 header, bit fields with alpha
+      {"bmp3:b8.bmp", "-alpha off -type palette -compress none", 0, 0},
+      {"bmp3:rle8.bmp", "-alpha off -type palette -compress RLE", 0, 0},
+      {"bmp3:b4.bmp", "-alpha off -colors 16 -compress none", 0, 0},
+      {"bmp3:b1.bmp", "-alpha off -monochrome", 0, 0},
+      {"bmp3:b565.bmp", "-alpha off -define bmp:subtype=RGB565", 0, 0},
+      {"bmp3:b555.bmp", "-alpha off -define bmp:subtype=RGB555", 0, 0},
+      {"bmp2:os2.bmp", "-alpha off -type palette", 0, 0},
+      {"gif:plain.gif", "-alpha off", 0, 0},
+      {"gif:interlaced.gif", "-alpha off -interlace GIF", 0, 0},
+      // The alpha ramp becomes one transparent colour.
+      {"gif:transparent.gif", "-channel A -threshold 50% +channel", 0, 0},
+      {"png:rgba.png", "", 0, 0},
+      {"png32:rgba8.png", "", 0, 0},
+      {"png8:palette.png", "-alpha off -colors 200", 0, 0},
+      {"png8:paletteAlpha.png", "-channel A -threshold 50% +channel -colors 100", 0, 0},
+      {"png:grey.png", "-alpha off -colorspace Gray", 0, 0},
+      {"png48:deep.png", "-alpha off", 0, 0},
+      {"png:interlaced.png", "-interlace PNG", 0, 0},
+      // Both read with libjpeg; a different IDCT or upsampling would show as small differences.
+      {"jpg:plain.jpg", "-alpha off -quality 90", 3, 0},
+      {"jpg:progressive.jpg", "-alpha off -interlace JPEG", 3, 0},
+      {"jpg:grey.jpg", "-alpha off -colorspace Gray", 3, 0},
+      {"jpg:noSubsampling.jpg", "-alpha off -sampling-factor 1x1", 3, 0},
+      {"jpg:cmyk.jpg", "-alpha off -colorspace CMYK", 3, 0},
+      // Icons give their largest image: sizes 16, 48 and 32 in that order make frame 1 the
+      // largest; a 256-pixel image is stored as PNG inside the icon.
+      {"ico:one.ico", "", 0, 0},
+      {"ico:three.ico", "-define icon:auto-resize=16,48,32", 0, 1},
+      {"ico:png.ico", "-resize 256x256! -define icon:auto-resize=32,256", 0, 1},
+      {"cur:arrow.cur", "", 0, 0}};
+  // clang-format on
+  for (const auto& [target, options, tolerance, frame] : rows)
+    Check(target, options, tolerance, frame);
 }
 
 const char* const kRle = "-alpha off -colors 200 -type palette -compress RLE";
