@@ -11,6 +11,7 @@
 #include "common/bytes.h"
 #include "common/files.h"
 #include "disc/chd/chd_cd_image.h"
+#include "disc/chd/chd_huffman.h"
 #include "disc/chd/chd_to_bin.h"
 #include "disc/disc_image.h"
 #include "disc/ecm_reader.h"
@@ -211,6 +212,17 @@ TEST(ChdReader, EveryCodecDecodesToTheSetsOwnSectorsAsChdmanHasThemAndDamageIsNa
   Bytes flipped = uncompressed;
   flipped[static_cast<std::size_t>(at - uncompressed.begin()) + 10] ^= 0x01;
   EXPECT_EQ(readAll(flipped), "");
+}
+
+// The run-length form of a code table: 16 codes of up to 8 bits take 4-bit fields, and
+// "1, w, r" is a run of r + 3 codes of length w.
+TEST(ChdHuffman, ARunOfLengthsMustEndWithinTheTable) {
+  const std::pair<Bytes, bool> rows[] = {{{0x14, 0xD0}, true},    // 16 codes of 4 bits
+                                         {{0x14, 0xE0}, false}};  // 17: one past the table
+  for (const auto& [bytes, valid] : rows) {
+    chd::BitReader bits(bytes);
+    EXPECT_EQ(chd::HuffmanDecoder(16, 8).ImportRle(bits), valid) << int(bytes[1]);
+  }
 }
 
 TEST(ChdReader, HunksDecodedAheadGiveTheSameDisc) {

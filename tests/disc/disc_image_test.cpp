@@ -232,6 +232,12 @@ TEST(CcdSheet, KeysCaseBlindNumbersInEitherBaseOtherSectionsPassedOver) {
   EXPECT_EQ(std::tie(p.sheet.tracks[0].mode, p.sheet.tracks[0].indexes),
             std::make_tuple(2, std::vector<std::pair<int, int>>{{0, -2}, {1, 16}}));
 
+  // A track keeps indexes 0-99; the lines after them are passed over.
+  std::string indexes = "[TRACK 1]\n";
+  for (int i = 0; i <= 100; ++i)
+    indexes += "INDEX " + std::to_string(i) + "=" + std::to_string(i) + "\n";
+  EXPECT_EQ(ParseCcdSheet(indexes, "x.ccd").sheet.tracks.at(0).indexes.size(), 100u);
+
   std::string many;
   for (int i = 0; i <= 256; ++i) many += "[Entry " + std::to_string(i) + "]\n";
   // clang-format off
