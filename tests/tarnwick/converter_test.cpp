@@ -227,6 +227,8 @@ TEST_F(ConverterTest, FailuresPrintOneLineAndLeaveNoPackage) {
       {{"T", "SLUS00001", "9", folder}, "it is a folder", true},
       {{"T", "SLUS00001", "9", dir_ / "empty.bin"}, "is empty", true},
       {{"T", "SLUS00001", "10", image}, "compression level", true},
+      {{"T", "SLUS00001", "a", image}, "a digit from 0 to 9, not \"a\"", true},
+      {{"T", "SLUS00001", "/", image}, "a digit from 0 to 9, not \"/\"", true},
       {{"T", "SLUS0001", "9", image}, "game ID", true},
       {{"T", "SLUS00001", "9"}, "Usage: tarnwick.exe", true},
       {{"T", "SLUS00001", "9", image, "SLUS00002"}, "Usage: tarnwick.exe", true},
